@@ -1,0 +1,12 @@
+# cmake -DBINARY=path -P CheckNoGuiLinks.cmake: fails when the binary needs a display library.
+execute_process(COMMAND readelf -d ${BINARY} OUTPUT_VARIABLE dyn RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "readelf failed on ${BINARY}")
+endif()
+if(dyn MATCHES "libQt6(Gui|Widgets|DBus|OpenGL)|libX11|libxcb|libGL")
+  message(FATAL_ERROR "${BINARY} links a display library:\n${dyn}")
+endif()
+if(NOT dyn MATCHES "libQt6Core")
+  message(FATAL_ERROR "${BINARY} does not link QtCore; the check is looking at the wrong file")
+endif()
+message(STATUS "${BINARY} links QtCore and no display library")

@@ -1,0 +1,280 @@
+#pragma once
+
+// The property-list value tree that holds Wendle's configuration, its undo states and its
+// settings. Dictionaries and arrays are shared, mutable objects: copying a VXValue that holds
+// one copies a reference, so the tracker can keep the same window dictionary in two places and
+// compare items by identity. Strings, numbers, booleans, dates and data are plain values.
+// deepCopy() makes an independent tree.
+//
+// A VXValue is 16 bytes: a tag and an 8-byte payload, with heap objects counted by reference.
+
+#include <QByteArray>
+#include <QString>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+class VXArray;
+class VXDictionary;
+
+namespace vx_detail {
+
+// Common base of everything a VXValue points to. The count is atomic so that a tree built on a
+// worker thread (a CSV snapshot) can be handed to the main thread; a tree is never shared by two
+// threads at once.
+class VXHeapObject
+{
+public:
+    VXHeapObject() = default;
+    VXHeapObject(const VXHeapObject &) = delete;
+    VXHeapObject &operator=(const VXHeapObject &) = delete;
+
+    void retain() const noexcept { m_refs.fetch_add(1, std::memory_order_relaxed); }
+    // Returns true when the caller released the last reference.
+    bool release() const noexcept { return m_refs.fetch_sub(1, std::memory_order_acq_rel) == 1; }
+
+protected:
+    ~VXHeapObject() = default;
+
+private:
+    mutable std::atomic<std::int32_t> m_refs{0};
+};
+
+struct VXStringBox;
+struct VXDataBox;
+
+} // namespace vx_detail
+
+// An owning reference to a heap object (an array or a dictionary).
+template <class T>
+class VXRef
+{
+public:
+    VXRef() noexcept = default;
+    explicit VXRef(T *object) noexcept : m_ptr(object) { if (m_ptr) m_ptr->retain(); }
+    VXRef(const VXRef &other) noexcept : m_ptr(other.m_ptr) { if (m_ptr) m_ptr->retain(); }
+    VXRef(VXRef &&other) noexcept : m_ptr(std::exchange(other.m_ptr, nullptr)) {}
+    ~VXRef() { reset(); }
+    VXRef &operator=(VXRef other) noexcept { std::swap(m_ptr, other.m_ptr); return *this; }
+
+    void reset() noexcept
+    {
+        if (m_ptr && m_ptr->release())
+            delete m_ptr;
+        m_ptr = nullptr;
+    }
+    T *get() const noexcept { return m_ptr; }
+    T *operator->() const noexcept { return m_ptr; }
+    T &operator*() const noexcept { return *m_ptr; }
+    explicit operator bool() const noexcept { return m_ptr != nullptr; }
+    friend bool operator==(const VXRef &a, const VXRef &b) noexcept { return a.m_ptr == b.m_ptr; }
+
+private:
+    T *m_ptr = nullptr;
+};
+
+using VXArrayRef = VXRef<VXArray>;
+using VXDictionaryRef = VXRef<VXDictionary>;
+
+// Makes a new, empty shared container.
+VXArrayRef VXMakeArray();
+VXDictionaryRef VXMakeDictionary();
+
+class VXValue
+{
+public:
+    enum class Type : std::uint8_t { Null, Boolean, Integer, Real, Date, String, Data, Array, Dictionary };
+
+    // Seconds between 1970-01-01 and 2001-01-01 00:00:00 UTC, the reference date of property-list
+    // dates.
+    static constexpr double kUnixTimeOf2001 = 978307200.0;
+
+    VXValue() noexcept : m_type(Type::Null) { m_payload.integer = 0; }
+    VXValue(bool value) noexcept : m_type(Type::Boolean) { m_payload.integer = value ? 1 : 0; }
+    VXValue(int value) noexcept : VXValue(static_cast<long long>(value)) {}
+    VXValue(long value) noexcept : VXValue(static_cast<long long>(value)) {}
+    VXValue(long long value) noexcept : m_type(Type::Integer) { m_payload.integer = value; }
+    VXValue(unsigned value) noexcept : VXValue(static_cast<long long>(value)) {}
+    VXValue(unsigned long value) noexcept : VXValue(unsignedInteger(value)) {}
+    VXValue(unsigned long long value) noexcept : VXValue(unsignedInteger(value)) {}
+    VXValue(double value) noexcept : m_type(Type::Real) { m_payload.real = value; }
+    VXValue(const QString &value);
+    VXValue(const char *utf8) : VXValue(QString::fromUtf8(utf8)) {}
+    VXValue(const QByteArray &value);
+    VXValue(VXArrayRef array) noexcept;
+    VXValue(VXDictionaryRef dictionary) noexcept;
+    // Disallow accidental conversions of pointers to bool.
+    VXValue(const void *) = delete;
+
+    static VXValue unsignedInteger(std::uint64_t value) noexcept;
+    // A date given as seconds since 2001-01-01 00:00:00 UTC, as the format stores it.
+    static VXValue dateSince2001(double seconds) noexcept;
+    static VXValue dateFromUnixTime(double seconds) noexcept { return dateSince2001(seconds - kUnixTimeOf2001); }
+
+    VXValue(const VXValue &other) noexcept;
+    VXValue(VXValue &&other) noexcept;
+    VXValue &operator=(const VXValue &other) noexcept;
+    VXValue &operator=(VXValue &&other) noexcept;
+    ~VXValue();
+
+    Type type() const noexcept { return m_type; }
+    bool isNull() const noexcept { return m_type == Type::Null; }
+    bool isBoolean() const noexcept { return m_type == Type::Boolean; }
+    bool isInteger() const noexcept { return m_type == Type::Integer; }
+    bool isReal() const noexcept { return m_type == Type::Real; }
+    bool isDate() const noexcept { return m_type == Type::Date; }
+    bool isString() const noexcept { return m_type == Type::String; }
+    bool isData() const noexcept { return m_type == Type::Data; }
+    bool isArray() const noexcept { return m_type == Type::Array; }
+    bool isDictionary() const noexcept { return m_type == Type::Dictionary; }
+    // Booleans, integers and reals are numbers, as they are to the tree's readers.
+    bool isNumber() const noexcept { return m_type == Type::Boolean || m_type == Type::Integer || m_type == Type::Real; }
+    bool isContainer() const noexcept { return m_type == Type::Array || m_type == Type::Dictionary; }
+
+    // Lenient readers: a value of another type reads as 0, false, an empty string or nothing.
+    double toDouble() const noexcept;
+    std::int64_t toInteger() const noexcept;   // reals truncate toward zero, clamped to the range
+    bool toBool() const noexcept;              // a number that is not zero
+    QString toString() const;                  // the string, or empty
+    QByteArray toData() const;                 // the data, or empty
+
+    // Exact access to integers: whether the value is an integer stored as unsigned 64 bits because
+    // it exceeds the signed range, and its raw bits.
+    bool isUnsignedInteger() const noexcept { return m_type == Type::Integer && m_unsigned; }
+    std::int64_t integerBits() const noexcept { return m_payload.integer; }
+    double realValue() const noexcept { return m_payload.real; }
+    // Dates as seconds since 2001-01-01 UTC, or as Unix time. 0 for a value that is no date.
+    double dateSince2001() const noexcept { return m_type == Type::Date ? m_payload.real : 0.0; }
+    double dateAsUnixTime() const noexcept { return m_type == Type::Date ? m_payload.real + kUnixTimeOf2001 : 0.0; }
+
+    // The string or data without a copy; an empty one for other types.
+    const QString &stringRef() const noexcept;
+    const QByteArray &dataRef() const noexcept;
+
+    // The shared container, or null for other types.
+    VXArray *array() const noexcept { return m_type == Type::Array ? m_payload.array : nullptr; }
+    VXDictionary *dictionary() const noexcept { return m_type == Type::Dictionary ? m_payload.dictionary : nullptr; }
+    VXArrayRef arrayRef() const noexcept { return VXArrayRef(array()); }
+    VXDictionaryRef dictionaryRef() const noexcept { return VXDictionaryRef(dictionary()); }
+
+    // Identity: true when both hold the same container object (or are equal plain values).
+    bool isSameObject(const VXValue &other) const noexcept;
+
+    // An independent copy: containers are copied at every level, plain values shared.
+    VXValue deepCopy() const;
+
+    // Deep, type-exact equality. Integers and reals are different types; NaN equals NaN, so a
+    // round trip can be compared. Reference cycles are not followed (the tree has none).
+    friend bool operator==(const VXValue &a, const VXValue &b);
+    friend bool operator!=(const VXValue &a, const VXValue &b) { return !(a == b); }
+
+    static const char *typeName(Type type) noexcept;
+
+private:
+    void destroy() noexcept;
+    void copyFrom(const VXValue &other) noexcept;
+
+    union Payload {
+        std::int64_t integer;
+        double real;
+        vx_detail::VXStringBox *string;
+        vx_detail::VXDataBox *data;
+        VXArray *array;
+        VXDictionary *dictionary;
+    } m_payload;
+    Type m_type;
+    bool m_unsigned = false;
+};
+
+static_assert(sizeof(VXValue) == 16, "VXValue is meant to stay two words");
+
+class VXArray final : public vx_detail::VXHeapObject
+{
+public:
+    using iterator = std::vector<VXValue>::iterator;
+    using const_iterator = std::vector<VXValue>::const_iterator;
+
+    std::size_t size() const noexcept { return m_items.size(); }
+    bool isEmpty() const noexcept { return m_items.empty(); }
+    // Out-of-range indexes read as null.
+    const VXValue &at(std::size_t index) const noexcept;
+    const VXValue &last() const noexcept { return at(m_items.size() - 1); }
+    VXValue &operator[](std::size_t index) { return m_items[index]; }
+
+    void append(VXValue value) { m_items.push_back(std::move(value)); }
+    void insert(std::size_t index, VXValue value);
+    void removeAt(std::size_t index);
+    void removeLast() { if (!m_items.empty()) m_items.pop_back(); }
+    void clear() noexcept { m_items.clear(); }
+    void reserve(std::size_t count) { m_items.reserve(count); }
+    // The index of the first element that is the same object, or -1.
+    std::ptrdiff_t indexOfIdentical(const VXValue &value) const noexcept;
+
+    iterator begin() noexcept { return m_items.begin(); }
+    iterator end() noexcept { return m_items.end(); }
+    const_iterator begin() const noexcept { return m_items.begin(); }
+    const_iterator end() const noexcept { return m_items.end(); }
+    std::vector<VXValue> &items() noexcept { return m_items; }
+    const std::vector<VXValue> &items() const noexcept { return m_items; }
+
+private:
+    std::vector<VXValue> m_items;
+};
+
+// A dictionary keyed by strings with hashed lookups. Iteration order is the insertion order,
+// except that removing a key moves the last entry into its place; writers sort keys themselves.
+class VXDictionary final : public vx_detail::VXHeapObject
+{
+public:
+    struct Entry {
+        QString key;
+        VXValue value;
+    };
+    using const_iterator = std::vector<Entry>::const_iterator;
+
+    VXDictionary() = default;
+    ~VXDictionary();
+
+    std::size_t size() const noexcept { return m_entries.size(); }
+    bool isEmpty() const noexcept { return m_entries.empty(); }
+    bool contains(const QString &key) const noexcept { return find(key) >= 0; }
+    // The value for the key, or null when it is missing.
+    const VXValue &value(const QString &key) const noexcept;
+    // A pointer to the stored value, or null when it is missing.
+    VXValue *valuePointer(const QString &key) noexcept;
+    // Stores the value; storing a null value removes the key.
+    void insert(const QString &key, VXValue value);
+    // Appends an entry whose key the caller knows to be new (readers of files that were checked
+    // for duplicate keys); falls back to insert when it is not.
+    void insertNew(QString key, VXValue value);
+    bool remove(const QString &key);
+    void clear() noexcept;
+    void reserve(std::size_t count);
+
+    const_iterator begin() const noexcept { return m_entries.begin(); }
+    const_iterator end() const noexcept { return m_entries.end(); }
+    const std::vector<Entry> &entries() const noexcept { return m_entries; }
+    // Values may be changed in place through this; keys may not.
+    VXValue &valueAt(std::size_t index) noexcept { return m_entries[index].value; }
+    // The keys in code-point order, as writers emit them.
+    std::vector<std::size_t> sortedEntryIndexes() const;
+
+private:
+    std::ptrdiff_t find(const QString &key) const noexcept;
+    std::ptrdiff_t find(const QString &key, std::size_t hash) const noexcept;
+    void rehash(std::size_t capacity);
+    void placeInTable(std::uint32_t entryIndex, std::size_t hash);
+
+    std::vector<Entry> m_entries;
+    std::vector<std::uint32_t> m_hashes;   // hash of each entry's key, parallel to m_entries
+    // Open addressing: 0 is empty, otherwise entry index + 1. No tombstones: removal uses
+    // backward-shift deletion.
+    std::vector<std::uint32_t> m_table;
+};
+
+// Compares two strings by Unicode code point (not by UTF-16 unit), the order in which
+// property-list writers emit dictionary keys.
+int VXCompareCodePoints(const QString &a, const QString &b) noexcept;
