@@ -1,0 +1,3 @@
+#include "VXPlistLogging.h"
+
+Q_LOGGING_CATEGORY(lcPlist, "wendle.plist")
