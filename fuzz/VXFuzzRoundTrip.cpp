@@ -1,0 +1,133 @@
+#include "VXFuzzRoundTrip.h"
+
+#include "VXPropertyListSerialization.h"
+
+#include <QString>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+
+namespace {
+
+using VXPropertyListSerialization::Format;
+
+std::size_t acceptedInputs = 0;
+
+[[noreturn]] void fail(const char *what)
+{
+    std::fprintf(stderr, "property-list round trip failed: %s\n", what);
+    std::abort();
+}
+
+// What XML does to a string: a bare "\r" and "\r\n" read back as "\n", and UTF-8 cannot carry a
+// lone surrogate.
+QString throughXML(const QString &text)
+{
+    QString normal = text;
+    normal.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    normal.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    return QString::fromUtf8(normal.toUtf8());
+}
+
+bool equalThroughXML(const VXValue &a, const VXValue &b, int depth)
+{
+    if (a.type() != b.type() || depth > 2 * VXPropertyListSerialization::kMaximumDepth)
+        return false;
+    switch (a.type()) {
+    case VXValue::Type::Date: {
+        const double x = a.dateSince2001();
+        const double y = b.dateSince2001();
+        if (!std::isfinite(x) || !std::isfinite(y))
+            return std::isfinite(x) == std::isfinite(y);
+        return std::fabs(x - y) < 1.0;
+    }
+    case VXValue::Type::String:
+        return throughXML(a.stringRef()) == throughXML(b.stringRef());
+    case VXValue::Type::Array: {
+        const VXArray &x = *a.array();
+        const VXArray &y = *b.array();
+        if (x.size() != y.size())
+            return false;
+        for (std::size_t i = 0; i < x.size(); ++i)
+            if (!equalThroughXML(x.at(i), y.at(i), depth + 1))
+                return false;
+        return true;
+    }
+    case VXValue::Type::Dictionary: {
+        const VXDictionary &x = *a.dictionary();
+        const VXDictionary &y = *b.dictionary();
+        if (x.size() != y.size())
+            return false;
+        for (const VXDictionary::Entry &entry : x) {
+            const VXValue *other = y.contains(entry.key) ? &y.value(entry.key) : nullptr;
+            if (!other) {
+                // Keys go through XML like strings.
+                bool found = false;
+                for (const VXDictionary::Entry &candidate : y)
+                    if (throughXML(candidate.key) == throughXML(entry.key)) {
+                        other = &candidate.value;
+                        found = true;
+                        break;
+                    }
+                if (!found)
+                    return false;
+            }
+            if (!equalThroughXML(entry.value, *other, depth + 1))
+                return false;
+        }
+        return true;
+    }
+    default:
+        return a == b;
+    }
+}
+
+} // namespace
+
+bool VXFuzzReadAndRoundTrip(const std::uint8_t *data, std::size_t size, VXValue (*reader)(const QByteArray &))
+{
+    // No copy: reading past the end of the input is then a fault the sanitizer sees.
+    const QByteArray input = QByteArray::fromRawData(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
+    const VXValue value = reader(input);
+    if (value.isNull())
+        return false;
+    ++acceptedInputs;
+
+    const std::optional<QByteArray> binary = VXPropertyListSerialization::dataFromValue(value, Format::Binary);
+    if (!binary)
+        fail("the binary writer refused a value a reader produced");
+    const VXValue fromBinary = VXPropertyListSerialization::valueFromBinaryData(*binary);
+    if (fromBinary.isNull())
+        fail("the binary reader refused the binary writer's output");
+    if (fromBinary != value)
+        fail("the value read back from binary differs");
+    const std::optional<QByteArray> binaryAgain = VXPropertyListSerialization::dataFromValue(fromBinary, Format::Binary);
+    if (!binaryAgain || *binaryAgain != *binary)
+        fail("encoding the value read back from binary gives other bytes");
+
+    // XML refuses some values (a null anywhere); what it writes it must read back.
+    const std::optional<QByteArray> xml = VXPropertyListSerialization::dataFromValue(value, Format::XML);
+    if (xml) {
+        const VXValue fromXML = VXPropertyListSerialization::valueFromXMLData(*xml);
+        if (fromXML.isNull())
+            fail("the XML reader refused the XML writer's output");
+        if (!equalThroughXML(value, fromXML, 0))
+            fail("the value read back from XML differs");
+    }
+    return true;
+}
+
+std::size_t VXFuzzAcceptedInputs() { return acceptedInputs; }
+
+#ifndef WENDLE_FUZZ_NO_ENTRY
+#include <QtGlobal>
+
+// Readers log every refusal; at thousands of inputs a second that is only noise.
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    return 0;
+}
+#endif
