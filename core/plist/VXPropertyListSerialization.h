@@ -46,5 +46,6 @@ bool writeDataToFile(const QByteArray &data, const QString &path, bool atomicall
 bool writeToBinaryFile(const VXValue &value, const QString &path, bool atomically);
 
 // Reads data in any form into a tree whose root must be a dictionary; anything else gives null.
-// (Every container of the result is a fresh, mutable object of its own.)
+// Every container is mutable; one that a binary file refers to from two places stays one shared
+// object, as it was when written.
 VXDictionaryRef deeplyMutableDictionaryWithData(const QByteArray &data);

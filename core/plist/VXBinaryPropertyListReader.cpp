@@ -1,0 +1,354 @@
+#include "VXBinaryPropertyListReader.h"
+
+#include "VXPlistLogging.h"
+#include "VXPropertyListSerialization.h"
+
+#include <QStringDecoder>
+
+#include <bit>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t kHeaderSize = 8;
+constexpr std::size_t kTrailerSize = 32;
+
+class Reader
+{
+public:
+    explicit Reader(const QByteArray &data)
+        : m_bytes(reinterpret_cast<const std::uint8_t *>(data.constData())), m_size(static_cast<std::size_t>(data.size()))
+    {
+    }
+
+    VXValue read()
+    {
+        if (m_size < kHeaderSize + kTrailerSize + 1)
+            return fail("it is too short");
+        if (std::memcmp(m_bytes, "bplist00", kHeaderSize) != 0)
+            return fail("it does not start with bplist00");
+        const std::uint8_t *trailer = m_bytes + m_size - kTrailerSize;
+        m_offsetWidth = trailer[6];
+        m_refWidth = trailer[7];
+        const std::uint64_t objectCount = bigEndian(trailer + 8, 8);
+        const std::uint64_t topObject = bigEndian(trailer + 16, 8);
+        const std::uint64_t tableOffset = bigEndian(trailer + 24, 8);
+        if (m_offsetWidth < 1 || m_offsetWidth > 8 || m_refWidth < 1 || m_refWidth > 8)
+            return fail("its offset or reference width is out of range");
+        const std::uint64_t objectArea = m_size - kTrailerSize;
+        // Every object takes at least one byte and one table entry, which bounds the count.
+        if (objectCount == 0 || objectCount > objectArea || topObject >= objectCount)
+            return fail("its object count or top object is out of range");
+        if (tableOffset < kHeaderSize || tableOffset > objectArea
+            || objectCount > (objectArea - tableOffset) / m_offsetWidth)
+            return fail("its offset table lies outside the data");
+        m_objectCount = objectCount;
+        m_table = m_bytes + tableOffset;
+        m_tableOffset = tableOffset;
+        // References wider than needed for the count are allowed; values beyond it are not.
+        m_state.assign(objectCount, kUnread);
+        // Well-formed files never overlap objects, so what they expand to is bounded by their
+        // size; objects laid over each other could otherwise expand quadratically.
+        m_budget = 2 * static_cast<std::uint64_t>(m_size) + 4096;
+
+        VXValue root = object(topObject, 0);
+        if (m_failed)
+            return VXValue();
+        return root;
+    }
+
+private:
+    // Per object: unread, being read (a reference back to it is a cycle), or the index + 2 of its
+    // value in m_cache. Only strings, data and containers are cached: they are what files share.
+    static constexpr std::uint32_t kUnread = 0;
+    static constexpr std::uint32_t kReading = 1;
+
+    VXValue fail(const char *reason)
+    {
+        if (!m_failed)
+            qCWarning(lcPlist, "cannot read binary property list: %s", reason);
+        m_failed = true;
+        return VXValue();
+    }
+
+    static std::uint64_t bigEndian(const std::uint8_t *at, unsigned width)
+    {
+        std::uint64_t value = 0;
+        for (unsigned i = 0; i < width; ++i)
+            value = (value << 8) | at[i];
+        return value;
+    }
+
+    bool offsetOf(std::uint64_t index, std::uint64_t &offset)
+    {
+        offset = bigEndian(m_table + index * m_offsetWidth, m_offsetWidth);
+        // Objects lie between the header and the offset table.
+        return offset >= kHeaderSize && offset < m_tableOffset;
+    }
+
+    // Reads the count that follows a marker: the low nibble, or an integer object after it.
+    bool count(std::uint8_t marker, std::uint64_t &position, std::uint64_t &result)
+    {
+        const unsigned low = marker & 0x0F;
+        if (low != 0x0F) {
+            result = low;
+            return true;
+        }
+        if (position >= m_tableOffset)
+            return false;
+        const std::uint8_t intMarker = m_bytes[position];
+        if ((intMarker & 0xF0) != 0x10 || (intMarker & 0x0F) > 3)
+            return false;
+        const unsigned width = 1u << (intMarker & 0x0F);
+        if (position + 1 + width > m_tableOffset)
+            return false;
+        result = bigEndian(m_bytes + position + 1, width);
+        position += 1 + width;
+        return true;
+    }
+
+    // The bytes [position, position + length) lie inside the object area.
+    bool fits(std::uint64_t position, std::uint64_t length) const
+    {
+        return position <= m_tableOffset && length <= m_tableOffset - position;
+    }
+
+    VXValue object(std::uint64_t index, int depth)
+    {
+        if (m_failed)
+            return VXValue();
+        if (index >= m_objectCount)
+            return fail("a reference points past the last object");
+        const std::uint32_t state = m_state[index];
+        if (state == kReading)
+            return fail("its references form a cycle");
+        if (state != kUnread)
+            return m_cache[state - 2];
+
+        std::uint64_t position = 0;
+        if (!offsetOf(index, position))
+            return fail("an object offset lies outside the data");
+        const std::uint8_t marker = m_bytes[position++];
+        const unsigned low = marker & 0x0F;
+
+        switch (marker >> 4) {
+        case 0x0:
+            if (marker == 0x08 || marker == 0x09)
+                return VXValue(marker == 0x09);
+            return fail("it holds a null or fill object, which a property-list tree cannot hold");
+        case 0x1: {
+            if (low > 4)
+                return fail("an integer has an unknown width");
+            const unsigned width = 1u << low;
+            if (!fits(position, width))
+                return fail("an integer runs past the end of the objects");
+            return integer(m_bytes + position, width);
+        }
+        case 0x2: {
+            if (low != 2 && low != 3)
+                return fail("a real has an unknown width");
+            const unsigned width = 1u << low;
+            if (!fits(position, width))
+                return fail("a real runs past the end of the objects");
+            if (width == 4)
+                return VXValue(static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(bigEndian(m_bytes + position, 4)))));
+            return VXValue(std::bit_cast<double>(bigEndian(m_bytes + position, 8)));
+        }
+        case 0x3:
+            if (marker != 0x33 || !fits(position, 8))
+                return fail("a date is malformed");
+            return VXValue::dateSince2001(std::bit_cast<double>(bigEndian(m_bytes + position, 8)));
+        case 0x4:
+        case 0x5:
+        case 0x6:
+        case 0x7:
+            return cacheLeaf(index, leaf(marker, position));
+        case 0x8: {
+            // A keyed archiver's UID, kept in the form XML gives it.
+            const unsigned width = low + 1;
+            if (width > 8 || !fits(position, width))
+                return fail("a UID is malformed");
+            VXDictionaryRef uid = VXMakeDictionary();
+            uid->insert(QStringLiteral("CF$UID"), VXValue::unsignedInteger(bigEndian(m_bytes + position, width)));
+            return cacheLeaf(index, VXValue(uid));
+        }
+        case 0xA:
+        case 0xB:
+        case 0xC:
+        case 0xD:
+            return container(index, marker, position, depth);
+        default:
+            return fail("it holds an object of unknown type");
+        }
+    }
+
+    VXValue integer(const std::uint8_t *at, unsigned width)
+    {
+        if (width < 8)
+            return VXValue(static_cast<long long>(bigEndian(at, width)));
+        if (width == 8)
+            return VXValue(static_cast<long long>(bigEndian(at, 8)));
+        // 16 bytes: a two's-complement 128-bit number. Keep what fits 64 bits, signed or not.
+        const std::uint64_t high = bigEndian(at, 8);
+        const std::uint64_t lowBits = bigEndian(at + 8, 8);
+        if (high == 0)
+            return VXValue::unsignedInteger(lowBits);
+        if (high == ~std::uint64_t(0) && (lowBits >> 63))
+            return VXValue(static_cast<long long>(lowBits));
+        return fail("an integer does not fit in 64 bits");
+    }
+
+    VXValue leaf(std::uint8_t marker, std::uint64_t position)
+    {
+        std::uint64_t length = 0;
+        if (!count(marker, position, length))
+            return fail("a length is malformed");
+        if (!spend(length))
+            return fail("its objects overlap and expand beyond its size");
+        const char *at = reinterpret_cast<const char *>(m_bytes + position);
+        switch (marker >> 4) {
+        case 0x4:
+            if (!fits(position, length))
+                return fail("data runs past the end of the objects");
+            return VXValue(QByteArray(at, static_cast<qsizetype>(length)));
+        case 0x5: {
+            if (!fits(position, length))
+                return fail("a string runs past the end of the objects");
+            for (std::uint64_t i = 0; i < length; ++i) {
+                if (static_cast<std::uint8_t>(at[i]) >= 0x80)
+                    return fail("an ASCII string holds a byte above 127");
+            }
+            return VXValue(QString::fromLatin1(at, static_cast<qsizetype>(length)));
+        }
+        case 0x6: {
+            if (length > m_tableOffset / 2 || !fits(position, length * 2))
+                return fail("a string runs past the end of the objects");
+            QString string(static_cast<qsizetype>(length), Qt::Uninitialized);
+            char16_t *units = reinterpret_cast<char16_t *>(string.data());
+            for (std::uint64_t i = 0; i < length; ++i)
+                units[i] = static_cast<char16_t>((std::uint8_t(at[2 * i]) << 8) | std::uint8_t(at[2 * i + 1]));
+            if (!validUtf16(units, length))
+                return fail("a string is not valid UTF-16");
+            return VXValue(string);
+        }
+        default: {
+            // 0x7: UTF-8 text, counted in bytes.
+            if (!fits(position, length))
+                return fail("a string runs past the end of the objects");
+            QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+            QString string = decoder.decode(QByteArrayView(at, static_cast<qsizetype>(length)));
+            if (decoder.hasError())
+                return fail("a string is not valid UTF-8");
+            return VXValue(string);
+        }
+        }
+    }
+
+    static bool validUtf16(const char16_t *units, std::uint64_t length)
+    {
+        for (std::uint64_t i = 0; i < length; ++i) {
+            const char16_t c = units[i];
+            if (c >= 0xD800 && c <= 0xDBFF) {
+                if (i + 1 >= length || units[i + 1] < 0xDC00 || units[i + 1] > 0xDFFF)
+                    return false;
+                ++i;
+            } else if (c >= 0xDC00 && c <= 0xDFFF) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    VXValue cacheLeaf(std::uint64_t index, VXValue value)
+    {
+        if (m_failed)
+            return VXValue();
+        m_cache.push_back(value);
+        m_state[index] = static_cast<std::uint32_t>(m_cache.size() + 1);
+        return value;
+    }
+
+    bool spend(std::uint64_t amount)
+    {
+        if (amount > m_budget)
+            return false;
+        m_budget -= amount;
+        return true;
+    }
+
+    std::uint64_t reference(const std::uint8_t *at) const { return bigEndian(at, m_refWidth); }
+
+    VXValue container(std::uint64_t index, std::uint8_t marker, std::uint64_t position, int depth)
+    {
+        if (depth >= VXPropertyListSerialization::kMaximumDepth)
+            return fail("it is nested too deeply");
+        std::uint64_t length = 0;
+        if (!count(marker, position, length))
+            return fail("a container's count is malformed");
+        const bool isDictionary = (marker >> 4) == 0xD;
+        const std::uint64_t refs = isDictionary ? length * 2 : length;
+        if (length > m_tableOffset || !fits(position, refs * m_refWidth))
+            return fail("a container's references run past the end of the objects");
+        if (!spend(refs))
+            return fail("its objects overlap and expand beyond its size");
+        const std::uint8_t *at = m_bytes + position;
+
+        m_state[index] = kReading;
+        VXValue result;
+        if (!isDictionary) {
+            VXArrayRef array = VXMakeArray();
+            array->reserve(length);
+            for (std::uint64_t i = 0; i < length; ++i) {
+                VXValue item = object(reference(at + i * m_refWidth), depth + 1);
+                if (m_failed)
+                    return VXValue();
+                array->append(std::move(item));
+            }
+            result = VXValue(std::move(array));
+        } else {
+            VXDictionaryRef dictionary = VXMakeDictionary();
+            dictionary->reserve(length);
+            const std::uint8_t *values = at + length * m_refWidth;
+            for (std::uint64_t i = 0; i < length; ++i) {
+                const VXValue key = object(reference(at + i * m_refWidth), depth + 1);
+                if (m_failed)
+                    return VXValue();
+                if (!key.isString())
+                    return fail("a dictionary key is not a string");
+                VXValue item = object(reference(values + i * m_refWidth), depth + 1);
+                if (m_failed)
+                    return VXValue();
+                dictionary->insertNew(key.stringRef(), std::move(item));
+            }
+            result = VXValue(std::move(dictionary));
+        }
+        m_cache.push_back(result);
+        m_state[index] = static_cast<std::uint32_t>(m_cache.size() + 1);
+        return result;
+    }
+
+    const std::uint8_t *m_bytes;
+    std::size_t m_size;
+    unsigned m_offsetWidth = 0;
+    unsigned m_refWidth = 0;
+    std::uint64_t m_objectCount = 0;
+    std::uint64_t m_tableOffset = 0;
+    const std::uint8_t *m_table = nullptr;
+    std::vector<std::uint32_t> m_state;
+    std::vector<VXValue> m_cache;
+    std::uint64_t m_budget = 0;
+    bool m_failed = false;
+};
+
+} // namespace
+
+bool VXBinaryPropertyListReader::hasBinaryMagic(const QByteArray &data)
+{
+    return data.startsWith("bplist00");
+}
+
+VXValue VXBinaryPropertyListReader::read(const QByteArray &data)
+{
+    return Reader(data).read();
+}

@@ -1,0 +1,408 @@
+#include "VXBinaryPropertyListWriter.h"
+
+#include "VXPlistLogging.h"
+#include "VXPropertyListSerialization.h"
+
+#include <QHash>
+
+#include <bit>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+// Open-addressing map from a (kind, 64-bit) key to an object number. It uniques numbers and dates
+// by their bits and containers by their address; the event logs put millions of reals through
+// it, so it avoids the node allocations of the standard maps.
+class ObjectNumberMap
+{
+public:
+    static constexpr std::uint32_t kMissing = 0xFFFFFFFFu;
+
+    // The number stored for the key, or stores `number` and answers kMissing.
+    std::uint32_t findOrInsert(std::uint8_t kind, std::uint64_t bits, std::uint32_t number)
+    {
+        if ((m_count + 1) * 2 > m_slots.size())
+            grow();
+        const std::size_t mask = m_slots.size() - 1;
+        for (std::size_t i = hash(kind, bits) & mask;; i = (i + 1) & mask) {
+            Slot &slot = m_slots[i];
+            if (slot.number == kMissing) {
+                slot = Slot{bits, number, kind};
+                ++m_count;
+                return kMissing;
+            }
+            if (slot.bits == bits && slot.kind == kind)
+                return slot.number;
+        }
+    }
+
+private:
+    struct Slot {
+        std::uint64_t bits = 0;
+        std::uint32_t number = kMissing;
+        std::uint8_t kind = 0;
+    };
+
+    static std::size_t hash(std::uint8_t kind, std::uint64_t bits)
+    {
+        std::uint64_t h = bits ^ (std::uint64_t(kind) << 56) ^ 0x9E3779B97F4A7C15ull;
+        h ^= h >> 33;
+        h *= 0xFF51AFD7ED558CCDull;
+        h ^= h >> 33;
+        h *= 0xC4CEB9FE1A85EC53ull;
+        h ^= h >> 33;
+        return static_cast<std::size_t>(h);
+    }
+
+    void grow()
+    {
+        std::vector<Slot> old = std::move(m_slots);
+        m_slots.assign(old.empty() ? 1024 : old.size() * 2, Slot{});
+        const std::size_t mask = m_slots.size() - 1;
+        for (const Slot &slot : old) {
+            if (slot.number == kMissing)
+                continue;
+            std::size_t i = hash(slot.kind, slot.bits) & mask;
+            while (m_slots[i].number != kMissing)
+                i = (i + 1) & mask;
+            m_slots[i] = slot;
+        }
+    }
+
+    std::vector<Slot> m_slots;
+    std::size_t m_count = 0;
+};
+
+// A growing output buffer that writes big-endian numbers without per-call checks beyond one
+// capacity test.
+class Output
+{
+public:
+    explicit Output(std::size_t expected) { m_bytes.resize(static_cast<qsizetype>(std::max<std::size_t>(expected, 64))); }
+
+    std::size_t size() const { return m_used; }
+
+    char *reserve(std::size_t count)
+    {
+        if (m_used + count > static_cast<std::size_t>(m_bytes.size()))
+            m_bytes.resize(static_cast<qsizetype>(std::max((m_used + count) * 2, static_cast<std::size_t>(m_bytes.size()) * 2)));
+        char *at = m_bytes.data() + m_used;
+        m_used += count;
+        return at;
+    }
+    void byte(std::uint8_t b) { *reserve(1) = static_cast<char>(b); }
+    void bytes(const char *data, std::size_t count)
+    {
+        if (count)
+            std::memcpy(reserve(count), data, count);
+    }
+    void bigEndian(std::uint64_t value, int width)
+    {
+        char *at = reserve(static_cast<std::size_t>(width));
+        for (int i = width - 1; i >= 0; --i) {
+            at[i] = static_cast<char>(value & 0xFF);
+            value >>= 8;
+        }
+    }
+    // A marker with a small count in its low nibble, or 0xF and the count as an integer object.
+    void sizedMarker(std::uint8_t marker, std::uint64_t count)
+    {
+        if (count < 15) {
+            byte(static_cast<std::uint8_t>(marker | count));
+        } else if (count < (1u << 8)) {
+            byte(marker | 0xF), byte(0x10), bigEndian(count, 1);
+        } else if (count < (1u << 16)) {
+            byte(marker | 0xF), byte(0x11), bigEndian(count, 2);
+        } else if (count < (std::uint64_t(1) << 32)) {
+            byte(marker | 0xF), byte(0x12), bigEndian(count, 4);
+        } else {
+            byte(marker | 0xF), byte(0x13), bigEndian(count, 8);
+        }
+    }
+    QByteArray take()
+    {
+        m_bytes.resize(static_cast<qsizetype>(m_used));
+        return std::move(m_bytes);
+    }
+
+private:
+    QByteArray m_bytes;
+    std::size_t m_used = 0;
+};
+
+int widthForCount(std::uint64_t count)
+{
+    if (count < (1u << 8))
+        return 1;
+    if (count < (1u << 16))
+        return 2;
+    if (count < (std::uint64_t(1) << 32))
+        return 4;
+    return 8;
+}
+
+bool isAscii(const QString &s)
+{
+    const auto *c = reinterpret_cast<const char16_t *>(s.utf16());
+    for (qsizetype i = 0, n = s.size(); i < n; ++i) {
+        if (c[i] >= 0x80)
+            return false;
+    }
+    return true;
+}
+
+enum Kind : std::uint8_t { KindBoolean = 1, KindInteger, KindUnsigned, KindReal, KindDate, KindContainer };
+
+class Writer
+{
+public:
+    bool flatten(const VXValue &root)
+    {
+        m_ok = true;
+        number(root, 0);
+        return m_ok;
+    }
+
+    QByteArray write()
+    {
+        const std::size_t objectCount = m_objects.size();
+        const int refWidth = widthForCount(objectCount);
+        std::vector<std::uint64_t> offsets(objectCount);
+
+        Output out(objectCount * 10 + 64);
+        out.bytes("bplist00", 8);
+        std::size_t refCursor = 0;
+        for (std::size_t i = 0; i < objectCount; ++i) {
+            offsets[i] = out.size();
+            const std::uintptr_t tagged = m_objects[i];
+            if (tagged & 1) {
+                writeString(out, *reinterpret_cast<const QString *>(tagged & ~std::uintptr_t(1)));
+                continue;
+            }
+            const VXValue &value = *reinterpret_cast<const VXValue *>(tagged);
+            switch (value.type()) {
+            case VXValue::Type::Boolean: out.byte(value.toBool() ? 0x09 : 0x08); break;
+            case VXValue::Type::Integer: writeInteger(out, value); break;
+            case VXValue::Type::Real:
+                out.byte(0x23);
+                out.bigEndian(std::bit_cast<std::uint64_t>(value.realValue()), 8);
+                break;
+            case VXValue::Type::Date:
+                out.byte(0x33);
+                out.bigEndian(std::bit_cast<std::uint64_t>(value.dateSince2001()), 8);
+                break;
+            case VXValue::Type::String: writeString(out, value.stringRef()); break;
+            case VXValue::Type::Data:
+                out.sizedMarker(0x40, static_cast<std::uint64_t>(value.dataRef().size()));
+                out.bytes(value.dataRef().constData(), static_cast<std::size_t>(value.dataRef().size()));
+                break;
+            case VXValue::Type::Array: {
+                const std::size_t count = value.array()->size();
+                out.sizedMarker(0xA0, count);
+                writeRefs(out, refCursor, count, refWidth);
+                break;
+            }
+            case VXValue::Type::Dictionary: {
+                const std::size_t count = value.dictionary()->size();
+                out.sizedMarker(0xD0, count);
+                writeRefs(out, refCursor, count * 2, refWidth);
+                break;
+            }
+            case VXValue::Type::Null: break;   // refused while flattening
+            }
+        }
+
+        const std::uint64_t tableOffset = out.size();
+        const int offsetWidth = widthForCount(tableOffset);
+        for (std::uint64_t offset : offsets)
+            out.bigEndian(offset, offsetWidth);
+        // Trailer: five unused bytes, the sort version, the two widths, then object count, top
+        // object and offset-table position as 64-bit numbers.
+        std::memset(out.reserve(6), 0, 6);
+        out.byte(static_cast<std::uint8_t>(offsetWidth));
+        out.byte(static_cast<std::uint8_t>(refWidth));
+        out.bigEndian(objectCount, 8);
+        out.bigEndian(0, 8);
+        out.bigEndian(tableOffset, 8);
+        return out.take();
+    }
+
+private:
+    // The object number of the value, laying it (and what it holds) out when first met.
+    std::uint32_t number(const VXValue &value, int depth)
+    {
+        const auto next = static_cast<std::uint32_t>(m_objects.size());
+        std::uint32_t found = ObjectNumberMap::kMissing;
+        switch (value.type()) {
+        case VXValue::Type::Null:
+            return fail("cannot write a null value in a binary property list");
+        case VXValue::Type::Boolean:
+            found = m_numbers.findOrInsert(KindBoolean, value.toBool() ? 1 : 0, next);
+            break;
+        case VXValue::Type::Integer:
+            found = m_numbers.findOrInsert(value.isUnsignedInteger() ? KindUnsigned : KindInteger,
+                                           static_cast<std::uint64_t>(value.integerBits()), next);
+            break;
+        case VXValue::Type::Real:
+            found = m_numbers.findOrInsert(KindReal, std::bit_cast<std::uint64_t>(value.realValue()), next);
+            break;
+        case VXValue::Type::Date:
+            found = m_numbers.findOrInsert(KindDate, std::bit_cast<std::uint64_t>(value.dateSince2001()), next);
+            break;
+        case VXValue::Type::String:
+            return stringNumber(value.stringRef(), reinterpret_cast<std::uintptr_t>(&value));
+        case VXValue::Type::Data: {
+            // Stored as number + 1, so that 0 means "just added".
+            std::uint32_t &slot = m_data[value.dataRef()];
+            if (slot)
+                return slot - 1;
+            slot = next + 1;
+            break;
+        }
+        case VXValue::Type::Array:
+        case VXValue::Type::Dictionary:
+            found = m_numbers.findOrInsert(KindContainer, reinterpret_cast<std::uintptr_t>(value.array() ? static_cast<const void *>(value.array()) : static_cast<const void *>(value.dictionary())), next);
+            if (found != ObjectNumberMap::kMissing) {
+                if (!m_finished[found])
+                    return fail("cannot write a property list that contains itself");
+                return found;
+            }
+            return container(value, next, depth);
+        }
+        if (found != ObjectNumberMap::kMissing)
+            return found;
+        append(reinterpret_cast<std::uintptr_t>(&value), true);
+        return next;
+    }
+
+    std::uint32_t container(const VXValue &value, std::uint32_t self, int depth)
+    {
+        if (depth >= VXPropertyListSerialization::kMaximumDepth)
+            return fail("cannot write a property list nested this deeply");
+        append(reinterpret_cast<std::uintptr_t>(&value), false);
+        if (const VXArray *array = value.array()) {
+            const std::size_t start = m_refs.size();
+            m_refs.resize(start + array->size());
+            for (std::size_t i = 0; i < array->size() && m_ok; ++i) {
+                const std::uint32_t child = number(array->at(i), depth + 1);
+                m_refs[start + i] = child;
+            }
+        } else {
+            const VXDictionary &dictionary = *value.dictionary();
+            const std::vector<std::size_t> order = dictionary.sortedEntryIndexes();
+            const std::size_t count = order.size();
+            const std::size_t start = m_refs.size();
+            m_refs.resize(start + count * 2);
+            for (std::size_t i = 0; i < count && m_ok; ++i) {
+                const QString &key = dictionary.entries()[order[i]].key;
+                const std::uint32_t child = stringNumber(key, reinterpret_cast<std::uintptr_t>(&key) | 1);
+                m_refs[start + i] = child;
+            }
+            for (std::size_t i = 0; i < count && m_ok; ++i) {
+                const std::uint32_t child = number(dictionary.entries()[order[i]].value, depth + 1);
+                m_refs[start + count + i] = child;
+            }
+        }
+        m_finished[self] = true;
+        return self;
+    }
+
+    std::uint32_t stringNumber(const QString &string, std::uintptr_t tagged)
+    {
+        const auto next = static_cast<std::uint32_t>(m_objects.size());
+        std::uint32_t &slot = m_strings[string];   // number + 1; 0 when just added
+        if (slot)
+            return slot - 1;
+        slot = next + 1;
+        append(tagged, true);
+        return next;
+    }
+
+    void append(std::uintptr_t tagged, bool finished)
+    {
+        m_objects.push_back(tagged);
+        m_finished.push_back(finished);
+    }
+
+    std::uint32_t fail(const char *message)
+    {
+        if (m_ok)
+            qCWarning(lcPlist, "%s", message);
+        m_ok = false;
+        return 0;
+    }
+
+    void writeRefs(Output &out, std::size_t &cursor, std::size_t count, int width)
+    {
+        char *at = out.reserve(count * static_cast<std::size_t>(width));
+        for (std::size_t i = 0; i < count; ++i) {
+            std::uint32_t ref = m_refs[cursor + i];
+            for (int b = width - 1; b >= 0; --b) {
+                at[b] = static_cast<char>(ref & 0xFF);
+                ref >>= 8;
+            }
+            at += width;
+        }
+        cursor += count;
+    }
+
+    static void writeInteger(Output &out, const VXValue &value)
+    {
+        const auto bits = static_cast<std::uint64_t>(value.integerBits());
+        if (value.isUnsignedInteger()) {
+            // Above the signed range the format needs its 16-byte form.
+            out.byte(0x14);
+            out.bigEndian(0, 8);
+            out.bigEndian(bits, 8);
+        } else if (value.integerBits() < 0) {
+            out.byte(0x13);
+            out.bigEndian(bits, 8);
+        } else if (bits < (1u << 8)) {
+            out.byte(0x10), out.bigEndian(bits, 1);
+        } else if (bits < (1u << 16)) {
+            out.byte(0x11), out.bigEndian(bits, 2);
+        } else if (bits < (std::uint64_t(1) << 32)) {
+            out.byte(0x12), out.bigEndian(bits, 4);
+        } else {
+            out.byte(0x13), out.bigEndian(bits, 8);
+        }
+    }
+
+    static void writeString(Output &out, const QString &string)
+    {
+        const auto length = static_cast<std::size_t>(string.size());
+        const auto *units = reinterpret_cast<const char16_t *>(string.utf16());
+        if (isAscii(string)) {
+            out.sizedMarker(0x50, length);
+            char *at = out.reserve(length);
+            for (std::size_t i = 0; i < length; ++i)
+                at[i] = static_cast<char>(units[i]);
+        } else {
+            out.sizedMarker(0x60, length);
+            char *at = out.reserve(length * 2);
+            for (std::size_t i = 0; i < length; ++i) {
+                at[2 * i] = static_cast<char>(units[i] >> 8);
+                at[2 * i + 1] = static_cast<char>(units[i] & 0xFF);
+            }
+        }
+    }
+
+    std::vector<std::uintptr_t> m_objects;   // VXValue*, or QString* of a key with the low bit set
+    std::vector<bool> m_finished;            // false while a container's contents are laid out
+    std::vector<std::uint32_t> m_refs;       // every container's references, in object order
+    ObjectNumberMap m_numbers;
+    QHash<QString, std::uint32_t> m_strings;     // object number + 1
+    QHash<QByteArray, std::uint32_t> m_data;     // object number + 1
+    bool m_ok = true;
+};
+
+} // namespace
+
+std::optional<QByteArray> VXBinaryPropertyListWriter::write(const VXValue &value)
+{
+    Writer writer;
+    if (!writer.flatten(value))
+        return std::nullopt;
+    return writer.write();
+}

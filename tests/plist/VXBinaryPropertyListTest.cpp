@@ -1,0 +1,383 @@
+#include "VXBinaryPropertyListReader.h"
+#include "VXBinaryPropertyListWriter.h"
+#include "VXPropertyListSerialization.h"
+#include "VXTestProcess.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTimeZone>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <map>
+#include <csignal>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using Cases = std::map<QString, VXValue>;
+
+QString s(const char *utf8)
+{
+    return QString::fromUtf8(utf8);
+}
+
+VXValue dict(std::initializer_list<std::pair<const char *, VXValue>> entries)
+{
+    VXDictionaryRef d = VXMakeDictionary();
+    for (const auto &[key, value] : entries)
+        d->insert(s(key), value);
+    return VXValue(d);
+}
+
+VXValue array(std::initializer_list<VXValue> items)
+{
+    VXArrayRef a = VXMakeArray();
+    for (const VXValue &item : items)
+        a->append(item);
+    return VXValue(a);
+}
+
+VXValue utcDate(int y, int mo, int d, int h, int mi, int sec)
+{
+    const QDateTime when(QDate(y, mo, d), QTime(h, mi, sec), QTimeZone::utc());
+    return VXValue::dateFromUnixTime(static_cast<double>(when.toSecsSinceEpoch()));
+}
+
+// The same cases as tests/plist/plist_peer.py builds on Python's side.
+Cases peerCases()
+{
+    Cases cases;
+    cases[s("empty_dict")] = VXValue(VXMakeDictionary());
+    cases[s("empty_array")] = VXValue(VXMakeArray());
+    QByteArray bytes;
+    for (int i = 0; i < 256; ++i)
+        bytes.append(static_cast<char>(i));
+    cases[s("scalars")] = dict({
+        {"int0", 0}, {"int255", 255}, {"int256", 256}, {"int65535", 65535}, {"int65536", 65536},
+        {"int2p32", 4294967296LL}, {"neg1", -1}, {"min64", std::numeric_limits<long long>::min()},
+        {"max64", std::numeric_limits<long long>::max()}, {"umax64", VXValue::unsignedInteger(~0ull)},
+        {"real", 0.1}, {"negzero", -0.0}, {"big", 1e300}, {"tiny", 5e-324},
+        {"inf", std::numeric_limits<double>::infinity()}, {"neginf", -std::numeric_limits<double>::infinity()},
+        {"yes", true}, {"no", false}, {"date", utcDate(2026, 11, 21, 10, 30, 15)},
+        {"olddate", utcDate(1970, 1, 1, 0, 0, 0)}, {"data", VXValue(bytes)}, {"emptydata", VXValue(QByteArray())},
+        {"emptystring", VXValue(QString())}, {"ascii", "Front Time"},
+        {"bmp", VXValue(s("Gr\u00fc\u00dfe \u2013 \u2603 \u25b8"))},
+        {"astral", VXValue(s("\U0001F600 \U0001D11E"))}, {"long", VXValue(QString(1000, QLatin1Char('x')))},
+        {"markup", "a < b & c > d \"quoted\" 'single'"},
+    });
+    VXValue window = dict({{"Name", "Inbox"}, {"Path", "_Window"}, {"Time", 12.5}});
+    cases[s("shared")] = dict({{"Windows By Name", dict({{"Inbox", window}})}, {"Children", array({window})}});
+    cases[s("dedup")] = array({"a", "a", 1, 1, 1.0, true, "a", VXValue(QByteArray("a")), 1.0, false, 0,
+                               VXValue(VXMakeArray()), VXValue(VXMakeArray()), VXValue(VXMakeDictionary())});
+    VXArrayRef wide = VXMakeArray();
+    for (int i = 0; i < 70000; ++i)
+        wide->append(i);
+    cases[s("wide")] = VXValue(wide);
+    VXValue nested = array({dict({{"deep", array({"down"})}})});
+    for (int i = 0; i < 9; ++i)
+        nested = array({nested});
+    cases[s("nested")] = nested;
+    return cases;
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Assembles a binary property list from encoded objects, with chosen widths, so that forms
+// Wendle never writes itself (other widths, float32, UTF-8 strings, sets, UIDs) can be read.
+QByteArray assemble(const std::vector<QByteArray> &objects, int offsetWidth, int refWidth, std::uint64_t top = 0)
+{
+    QByteArray out("bplist00");
+    std::vector<std::uint64_t> offsets;
+    for (const QByteArray &object : objects) {
+        offsets.push_back(static_cast<std::uint64_t>(out.size()));
+        out += object;
+    }
+    const auto tableOffset = static_cast<std::uint64_t>(out.size());
+    auto bigEndian = [&out](std::uint64_t v, int width) {
+        for (int i = width - 1; i >= 0; --i)
+            out.append(static_cast<char>((v >> (8 * i)) & 0xFF));
+    };
+    for (std::uint64_t offset : offsets)
+        bigEndian(offset, offsetWidth);
+    out.append(QByteArray(6, '\0'));
+    out.append(static_cast<char>(offsetWidth));
+    out.append(static_cast<char>(refWidth));
+    bigEndian(objects.size(), 8);
+    bigEndian(top, 8);
+    bigEndian(tableOffset, 8);
+    return out;
+}
+
+QByteArray ref(std::uint64_t index, int width)
+{
+    QByteArray out;
+    for (int i = width - 1; i >= 0; --i)
+        out.append(static_cast<char>((index >> (8 * i)) & 0xFF));
+    return out;
+}
+
+QByteArray hex(const char *digits)
+{
+    return QByteArray::fromHex(digits);
+}
+
+class PeerFiles : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        python = VXTestPython();
+        if (python.isEmpty())
+            GTEST_SKIP() << "python3 is not installed, so plistlib cannot act as the peer";
+        ASSERT_TRUE(dir.isValid());
+        const VXProcessResult result = VXRunProcess(python, {VXTestDataPath(s("plist/plist_peer.py")), s("write"), dir.path()});
+        ASSERT_EQ(result.exitCode, 0) << result.standardError.constData();
+    }
+
+    QString python;
+    QTemporaryDir dir;
+};
+
+} // namespace
+
+TEST_F(PeerFiles, ReadsWhatPlistlibWritesAndWritesTheSameBytes)
+{
+    for (const auto &[name, expected] : peerCases()) {
+        SCOPED_TRACE(name.toStdString());
+        const QByteArray theirs = readFile(dir.filePath(name + s(".binary.plist")));
+        ASSERT_FALSE(theirs.isEmpty());
+        const VXValue read = VXBinaryPropertyListReader::read(theirs);
+        EXPECT_EQ(read, expected);
+
+        const std::optional<QByteArray> ours = VXBinaryPropertyListWriter::write(expected);
+        ASSERT_TRUE(ours.has_value());
+        EXPECT_EQ(ours->toHex().toStdString(), theirs.toHex().toStdString());
+        EXPECT_TRUE(writeDataToFile(*ours, dir.filePath(name + s(".wendle.binary.plist")), true));
+    }
+    const VXProcessResult check = VXRunProcess(python, {VXTestDataPath(s("plist/plist_peer.py")), s("check"), dir.path()});
+    EXPECT_EQ(check.exitCode, 0) << check.standardOutput.constData() << check.standardError.constData();
+}
+
+TEST_F(PeerFiles, SharedContainersStayShared)
+{
+    const VXValue read = VXBinaryPropertyListReader::read(readFile(dir.filePath(s("shared.binary.plist"))));
+    ASSERT_TRUE(read.isDictionary());
+    const VXValue byName = read.dictionary()->value(s("Windows By Name")).dictionary()->value(s("Inbox"));
+    const VXValue child = read.dictionary()->value(s("Children")).array()->at(0);
+    EXPECT_TRUE(byName.isSameObject(child));
+}
+
+TEST(VXBinaryPropertyList, ReadsEveryWidthAndObjectType)
+{
+    // [int8 200, int16, int32, int64 -5, int128 2^64-1, float32 1.5, real, date, data, ascii,
+    //  utf-16 "é", utf-8 "ü", set {true}, uid 7, dict {"k": false}] with 3-byte offsets and refs.
+    std::vector<QByteArray> objects = {
+        QByteArray(), hex("10c8"), hex("110102"), hex("1201020304"), hex("13fffffffffffffffb"),
+        hex("14" "0000000000000000" "ffffffffffffffff"), hex("223fc00000"), hex("23400921fb54442d18"),
+        hex("3341d2c4e4b3000000"), hex("43010203"), hex("53686921"), hex("6100e9"), hex("72c3bc"),
+        hex("c1") + ref(17, 3), hex("8007"), hex("d1") + ref(16, 3) + ref(18, 3), hex("516b"), hex("09"), hex("08"),
+    };
+    QByteArray root = hex("af10") + QByteArray(1, char(15));
+    for (int i = 1; i <= 15; ++i)
+        root += ref(static_cast<std::uint64_t>(i), 3);
+    objects[0] = root;
+    const VXValue value = VXBinaryPropertyListReader::read(assemble(objects, 3, 3));
+    ASSERT_TRUE(value.isArray());
+    const VXArray &a = *value.array();
+    ASSERT_EQ(a.size(), 15u);
+    EXPECT_EQ(a.at(0), VXValue(200));
+    EXPECT_EQ(a.at(1), VXValue(258));
+    EXPECT_EQ(a.at(2), VXValue(16909060));
+    EXPECT_EQ(a.at(3), VXValue(-5));
+    EXPECT_EQ(a.at(4), VXValue::unsignedInteger(~0ull));
+    EXPECT_EQ(a.at(5), VXValue(1.5));
+    EXPECT_EQ(a.at(6), VXValue(M_PI));
+    EXPECT_TRUE(a.at(7).isDate());
+    EXPECT_EQ(a.at(8), VXValue(QByteArray("\x01\x02\x03", 3)));
+    EXPECT_EQ(a.at(9), VXValue("hi!"));
+    EXPECT_EQ(a.at(10), VXValue(s("\u00e9")));
+    EXPECT_EQ(a.at(11), VXValue(s("\u00fc")));
+    EXPECT_EQ(a.at(12), array({true}));
+    EXPECT_EQ(a.at(13), dict({{"CF$UID", 7}}));
+    EXPECT_EQ(a.at(14), dict({{"k", false}}));
+
+    // The same objects with 8-byte offsets and references, and a negative 16-byte integer.
+    objects[5] = hex("14" "ffffffffffffffff" "fffffffffffffffe");
+    objects[13] = hex("c1") + ref(17, 8);
+    objects[15] = hex("d1") + ref(16, 8) + ref(18, 8);
+    root = hex("af10") + QByteArray(1, char(15));
+    for (int i = 1; i <= 15; ++i)
+        root += ref(static_cast<std::uint64_t>(i), 8);
+    objects[0] = root;
+    const VXValue wide = VXBinaryPropertyListReader::read(assemble(objects, 8, 8));
+    ASSERT_TRUE(wide.isArray());
+    EXPECT_EQ(wide.array()->at(4), VXValue(-2));
+    EXPECT_EQ(wide.array()->at(14), dict({{"k", false}}));
+}
+
+TEST(VXBinaryPropertyList, RefusesDamagedAndHostileData)
+{
+    const std::optional<QByteArray> good = VXBinaryPropertyListWriter::write(
+        dict({{"Applications", dict({{"org.example.Mail", dict({{"Active Log", array({1.5, -2.5, 3.0})}, {"Name", "Mail"}})}})},
+              {"Pools", array({dict({{"Name", s("P\u00f6\u00f6l")}, {"Type", "Pool Item"}})})}}));
+    ASSERT_TRUE(good.has_value());
+    ASSERT_FALSE(VXBinaryPropertyListReader::read(*good).isNull());
+
+    // Every truncation, and every single-byte corruption, must be refused or read without harm.
+    for (qsizetype n = 0; n < good->size(); ++n)
+        EXPECT_TRUE(VXBinaryPropertyListReader::read(good->left(n)).isNull()) << n;
+    for (qsizetype i = 0; i < good->size(); ++i) {
+        for (int bit = 0; bit < 8; ++bit) {
+            QByteArray damaged = *good;
+            damaged[i] = static_cast<char>(damaged[i] ^ (1 << bit));
+            VXBinaryPropertyListReader::read(damaged);   // no crash, no hang; sanitizers watch
+        }
+    }
+
+    // An array that contains itself, and two arrays that contain each other.
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("a100")}, 1, 1)).isNull());
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("a101"), hex("a100")}, 1, 1)).isNull());
+    // A reference past the last object; an offset into the trailer; a top object out of range.
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("a105")}, 1, 1)).isNull());
+    QByteArray offsetOut = assemble({hex("09")}, 1, 1);
+    offsetOut[9] = char(0x40);
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(offsetOut).isNull());
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("09")}, 1, 1, 1)).isNull());
+    // A count far beyond the data; a string longer than the file.
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("af13ffffffffffffffff")}, 1, 1)).isNull());
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("5f13ffffffffffffff00")}, 1, 1)).isNull());
+    // Invalid text: a lone surrogate, a byte above 127 in ASCII, broken UTF-8.
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("61d800")}, 1, 1)).isNull());
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("51ff")}, 1, 1)).isNull());
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("71c3")}, 1, 1)).isNull());
+    // Unknown and unrepresentable objects; a key that is not a string; a 128-bit integer.
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("00")}, 1, 1)).isNull());
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("90")}, 1, 1)).isNull());
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("d10101"), hex("1001")}, 1, 1)).isNull());
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("14" "0000000000000001" "0000000000000000")}, 1, 1)).isNull());
+    // Widths outside 1 to 8.
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("09")}, 0, 1)).isNull());
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("09")}, 1, 9)).isNull());
+}
+
+TEST(VXBinaryPropertyList, BoundsNestingAndExpansion)
+{
+    // A chain of 100,000 arrays, each holding the next: refused at the depth limit, no stack
+    // overflow.
+    std::vector<QByteArray> chain;
+    const int depth = 100000;
+    for (int i = 0; i < depth - 1; ++i)
+        chain.push_back(hex("a1") + ref(static_cast<std::uint64_t>(i + 1), 4));
+    chain.push_back(hex("a0"));
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble(chain, 4, 4)).isNull());
+
+    // Just under the limit is fine.
+    std::vector<QByteArray> shallow;
+    for (int i = 0; i < VXPropertyListSerialization::kMaximumDepth - 1; ++i)
+        shallow.push_back(hex("a1") + ref(static_cast<std::uint64_t>(i + 1), 2));
+    shallow.push_back(hex("a0"));
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble(shallow, 2, 2)).isArray());
+
+    // A billion laughs: each array refers twice to the one below. Shared objects stay shared,
+    // so this reads in linear time and space.
+    std::vector<QByteArray> laughs;
+    for (int i = 0; i < 60; ++i)
+        laughs.push_back(hex("a2") + ref(static_cast<std::uint64_t>(i + 1), 1) + ref(static_cast<std::uint64_t>(i + 1), 1));
+    laughs.push_back(hex("5161"));
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble(laughs, 1, 1)).isArray());
+
+    // Objects laid over each other: thousands of offsets into one long string, each a slightly
+    // shorter string, referenced from one array. Refused instead of expanding quadratically.
+    const int copies = 4000;
+    QByteArray body = hex("5f11") + ref(30000, 2) + QByteArray(30000, 'a');
+    QByteArray file("bplist00");
+    const qsizetype stringAt = file.size();
+    file += body;
+    const qsizetype arrayAt = file.size();
+    file += hex("af11") + ref(copies, 2);
+    for (int i = 0; i < copies; ++i)
+        file += ref(static_cast<std::uint64_t>(i + 1), 2);
+    const qsizetype tableAt = file.size();
+    file += ref(static_cast<std::uint64_t>(arrayAt), 4);
+    for (int i = 0; i < copies; ++i)
+        file += ref(static_cast<std::uint64_t>(stringAt), 4);
+    file += QByteArray(6, '\0') + QByteArray(1, char(4)) + QByteArray(1, char(2)) + ref(copies + 1, 8) + ref(0, 8) +
+            ref(static_cast<std::uint64_t>(tableAt), 8);
+    // Every offset here names the same object; cached by index, each is still read anew,
+    // which the expansion budget stops.
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(file).isNull());
+}
+
+TEST(VXBinaryPropertyList, WriterRefusesWhatTheFormatCannotHold)
+{
+    EXPECT_FALSE(VXBinaryPropertyListWriter::write(VXValue()).has_value());
+    EXPECT_FALSE(VXBinaryPropertyListWriter::write(array({1, VXValue()})).has_value());
+    VXArrayRef loop = VXMakeArray();
+    loop->append(VXValue(loop));
+    EXPECT_FALSE(VXBinaryPropertyListWriter::write(VXValue(loop)).has_value());
+    loop->clear();   // break the cycle so the array is freed
+}
+
+TEST(VXBinaryPropertyList, FilesAreWrittenAtomicallyAndPrivately)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    const QString path = dir.filePath(s("Default.plist"));
+    const VXValue first = dict({{"Overall Time", 10.0}});
+    ASSERT_TRUE(writeToBinaryFile(first, path, true));
+    struct stat info {};
+    ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+
+    // Rewriting keeps the mode private even when someone loosened it, and leaves no temporary.
+    ::chmod(QFile::encodeName(path).constData(), 0644);
+    ASSERT_TRUE(writeToBinaryFile(dict({{"Overall Time", 20.0}}), path, true));
+    ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList{s("Default.plist")});
+    ASSERT_TRUE(writeToBinaryFile(first, path, false));
+    EXPECT_EQ(VXPropertyListSerialization::valueFromData(readFile(path)), first);
+
+    // A write that fails half way (here: the file-size limit, as a full disk would) leaves the
+    // previous file intact and no temporary behind.
+    VXArrayRef big = VXMakeArray();
+    for (int i = 0; i < 100000; ++i)
+        big->append(i * 0.5);
+    struct rlimit saved {};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
+    const auto previousHandler = ::signal(SIGXFSZ, SIG_IGN);
+    struct rlimit limited = saved;
+    limited.rlim_cur = 4096;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limited), 0);
+    const bool written = writeToBinaryFile(dict({{"Active Log", VXValue(big)}}), path, true);
+    ::setrlimit(RLIMIT_FSIZE, &saved);
+    ::signal(SIGXFSZ, previousHandler);
+    EXPECT_FALSE(written);
+    EXPECT_EQ(VXPropertyListSerialization::valueFromData(readFile(path)), first);
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList{s("Default.plist")});
+
+    // A folder that does not exist.
+    EXPECT_FALSE(writeToBinaryFile(first, dir.filePath(s("missing/Default.plist")), true));
+}
+
+TEST(VXBinaryPropertyList, DeeplyMutableDictionaryNeedsADictionaryRoot)
+{
+    EXPECT_FALSE(deeplyMutableDictionaryWithData(QByteArray()));
+    EXPECT_FALSE(deeplyMutableDictionaryWithData(*propertyListData(array({1, 2}))));
+    EXPECT_FALSE(deeplyMutableDictionaryWithData(QByteArray("bplist00garbage")));
+    VXDictionaryRef read = deeplyMutableDictionaryWithData(*propertyListData(dict({{"Pools", array({})}})));
+    ASSERT_TRUE(read);
+    read->value(s("Pools")).array()->append("changed in place");
+    EXPECT_EQ(read->value(s("Pools")).array()->size(), 1u);
+}
