@@ -1,0 +1,441 @@
+// The virtual scheduler drives every timing test of the core, so its order, its clock and its
+// cancellation must be exact. The chains below are built the way the program builds its own: a
+// call that schedules its successor, a forced call that cancels the pending one first.
+
+#include "VXVirtualScheduler.h"
+
+#include <gtest/gtest.h>
+
+#include <QElapsedTimer>
+#include <QStringList>
+
+#include <cstdio>
+#include <ostream>
+#include <stdexcept>
+#include <vector>
+
+// Readable failures.
+static void PrintTo(const QString &text, std::ostream *out)
+{
+    *out << '"' << text.toStdString() << '"';
+}
+
+namespace {
+
+const QString kTick = QStringLiteral("updateLists:");
+const QString kHibernate = QStringLiteral("hibernate:");
+const QString kSave = QStringLiteral("save:");
+
+// 2026-01-01 00:00:00 UTC: a realistic Unix time, so that rounding at this magnitude is covered.
+constexpr double kStart = 1767225600.0;
+
+struct Fired
+{
+    QString name;
+    double time;
+};
+
+// Captures the warnings of the scheduler (through Qt's logging, as the program writes them).
+class LogCapture
+{
+public:
+    LogCapture() : m_previous(qInstallMessageHandler(&LogCapture::handle)) { lines().clear(); }
+    ~LogCapture() { qInstallMessageHandler(m_previous); }
+    static QStringList &lines()
+    {
+        static QStringList captured;
+        return captured;
+    }
+
+private:
+    static void handle(QtMsgType, const QMessageLogContext &, const QString &message) { lines().append(message); }
+    QtMessageHandler m_previous;
+};
+
+// The sampler's chain: a scheduled tick schedules the next one interval later; a forced tick
+// cancels the pending one, runs, and schedules anew.
+struct Sampler
+{
+    explicit Sampler(VXVirtualScheduler &s) : scheduler(s) {}
+    VXVirtualScheduler &scheduler;
+    double interval = 0.5;
+    std::vector<double> ticks;
+
+    void updateLists(bool forced)
+    {
+        if (forced)
+            scheduler.cancel(this, kTick);
+        ticks.push_back(scheduler.now());
+        scheduler.performAfterDelay(this, kTick, interval, [this] { updateLists(false); });
+    }
+};
+
+} // namespace
+
+TEST(VXVirtualScheduler, FiresByDueTimeThenInTheOrderScheduled)
+{
+    VXVirtualScheduler scheduler(kStart);
+    std::vector<Fired> fired;
+    auto record = [&](const QString &name) {
+        return [&fired, &scheduler, name] { fired.push_back({name, scheduler.now()}); };
+    };
+    int owner = 0;
+    scheduler.performAfterDelay(&owner, QStringLiteral("a"), 5, record(QStringLiteral("a")));
+    scheduler.performAfterDelay(&owner, QStringLiteral("b"), 1, record(QStringLiteral("b")));
+    scheduler.performAfterDelay(&owner, QStringLiteral("c"), 5, record(QStringLiteral("c")));
+    scheduler.performAfterDelay(&owner, QStringLiteral("d"), 1, record(QStringLiteral("d")));
+    scheduler.performAfterDelay(&owner, QStringLiteral("e"), 0, record(QStringLiteral("e")));
+    scheduler.performAfterDelay(&owner, QStringLiteral("f"), -3, record(QStringLiteral("f")));   // as 0
+
+    // Nothing runs synchronously, not even with no delay.
+    EXPECT_TRUE(fired.empty());
+    EXPECT_EQ(scheduler.pendingCount(), 6);
+    EXPECT_EQ(scheduler.nextDueTime(), kStart);
+
+    EXPECT_EQ(scheduler.runDue(), 2);
+    EXPECT_DOUBLE_EQ(scheduler.now(), kStart);
+    EXPECT_EQ(scheduler.advanceTo(kStart + 4.999), 2);
+    EXPECT_EQ(scheduler.now(), kStart + 4.999);
+    EXPECT_EQ(scheduler.advanceBy(0.001), 2);
+    EXPECT_EQ(scheduler.pendingCount(), 0);
+    EXPECT_EQ(scheduler.firedCount(), 6u);
+
+    const std::vector<QString> expectedNames = {QStringLiteral("e"), QStringLiteral("f"), QStringLiteral("b"),
+                                                QStringLiteral("d"), QStringLiteral("a"), QStringLiteral("c")};
+    const std::vector<double> expectedTimes = {kStart, kStart, kStart + 1, kStart + 1, kStart + 5, kStart + 5};
+    ASSERT_EQ(fired.size(), expectedNames.size());
+    for (size_t i = 0; i < fired.size(); ++i) {
+        EXPECT_EQ(fired[i].name, expectedNames[i]) << "call " << i;
+        EXPECT_EQ(fired[i].time, expectedTimes[i]) << "call " << i;   // now() is the due time itself
+    }
+
+    // The clock never runs backwards: an earlier target only fires what is due.
+    EXPECT_EQ(scheduler.advanceTo(kStart), 0);
+    EXPECT_EQ(scheduler.now(), kStart + 5);
+}
+
+TEST(VXVirtualScheduler, CallsScheduledWhileFiringJoinTheSameAdvanceInOrder)
+{
+    VXVirtualScheduler scheduler(kStart);
+    QStringList order;
+    std::vector<double> times;
+    int owner = 0;
+    auto note = [&](const QString &name) {
+        order.append(name);
+        times.push_back(scheduler.now());
+    };
+    scheduler.performAfterDelay(&owner, QStringLiteral("first"), 10, [&] {
+        note(QStringLiteral("first"));
+        scheduler.performAfterDelay(&owner, QStringLiteral("now"), 0, [&] { note(QStringLiteral("now")); });
+        scheduler.performAfterDelay(&owner, QStringLiteral("past"), -5, [&] { note(QStringLiteral("past")); });
+        scheduler.performAfterDelay(&owner, QStringLiteral("later"), 3, [&] {
+            note(QStringLiteral("later"));
+            scheduler.performAfterDelay(&owner, QStringLiteral("beyond"), 20, [&] { note(QStringLiteral("beyond")); });
+        });
+    });
+    scheduler.performAfterDelay(&owner, QStringLiteral("second"), 10, [&] { note(QStringLiteral("second")); });
+    scheduler.performAfterDelay(&owner, QStringLiteral("eleven"), 11, [&] { note(QStringLiteral("eleven")); });
+
+    EXPECT_EQ(scheduler.advanceTo(kStart + 20), 6);
+    // Those scheduled for "now" come after "second", which was already due, and before anything later.
+    EXPECT_EQ(order.join(u' '), QStringLiteral("first second now past eleven later"));
+    EXPECT_EQ(times, (std::vector<double>{kStart + 10, kStart + 10, kStart + 10, kStart + 10, kStart + 11, kStart + 13}));
+    EXPECT_EQ(scheduler.now(), kStart + 20);
+    EXPECT_TRUE(scheduler.isPending(&owner, QStringLiteral("beyond")));
+    EXPECT_EQ(scheduler.nextDueTime(&owner, QStringLiteral("beyond")), kStart + 33);
+}
+
+TEST(VXVirtualScheduler, CancelDropsOnlyThatTargetAndOperation)
+{
+    VXVirtualScheduler scheduler(kStart);
+    int controller = 0;
+    int reportView = 0;
+    QStringList fired;
+    auto schedule = [&](const void *target, const QString &operation, double delay, const QString &name) {
+        scheduler.performAfterDelay(target, operation, delay, [&fired, name] { fired.append(name); });
+    };
+    schedule(&controller, kTick, 1, QStringLiteral("tick 1"));
+    schedule(&controller, kTick, 2, QStringLiteral("tick 2"));   // pending calls of one operation are kept
+    schedule(&controller, kSave, 1, QStringLiteral("save"));
+    schedule(&reportView, kTick, 1, QStringLiteral("other tick"));
+    schedule(&reportView, QStringLiteral("updateTrackingAreas"), 1, QStringLiteral("areas"));
+    EXPECT_EQ(scheduler.pendingCount(&controller, kTick), 2);
+
+    scheduler.cancel(&controller, kTick);
+    EXPECT_FALSE(scheduler.isPending(&controller, kTick));
+    EXPECT_TRUE(scheduler.isPending(&controller, kSave));
+    EXPECT_TRUE(scheduler.isPending(&reportView, kTick));
+    scheduler.cancel(&controller, QStringLiteral("nothing of the kind"));
+    EXPECT_EQ(scheduler.pendingCount(), 3);
+
+    scheduler.cancelAll(&reportView);
+    EXPECT_FALSE(scheduler.isPending(&reportView, kTick));
+    EXPECT_EQ(scheduler.pendingCount(), 1);
+
+    scheduler.advanceBy(5);
+    EXPECT_EQ(fired, QStringList{QStringLiteral("save")});
+
+    // A call may cancel another one that is due at the very same instant: it must not fire.
+    fired.clear();
+    scheduler.performAfterDelay(&controller, QStringLiteral("canceller"), 1, [&] {
+        fired.append(QStringLiteral("canceller"));
+        scheduler.cancel(&reportView, kTick);
+    });
+    schedule(&reportView, kTick, 1, QStringLiteral("cancelled"));
+    schedule(&controller, kSave, 1, QStringLiteral("kept"));
+    scheduler.advanceBy(1);
+    EXPECT_EQ(fired, (QStringList{QStringLiteral("canceller"), QStringLiteral("kept")}));
+}
+
+TEST(VXVirtualScheduler, ADayOfTicksRunsWithoutDriftAndFast)
+{
+    VXVirtualScheduler scheduler(kStart);
+    Sampler sampler(scheduler);
+    sampler.updateLists(true);   // the first tick is forced, as at start-up
+
+    QElapsedTimer elapsed;
+    elapsed.start();
+    const int fired = scheduler.advanceBy(24 * 3600);
+    const double seconds = double(elapsed.nsecsElapsed()) / 1e9;
+
+    EXPECT_EQ(fired, 172800);
+    ASSERT_EQ(sampler.ticks.size(), 172801u);   // with the forced first one
+    int drifted = 0;
+    for (size_t k = 0; k < sampler.ticks.size(); ++k)
+        drifted += sampler.ticks[k] != kStart + 0.5 * double(k);
+    EXPECT_EQ(drifted, 0);
+    EXPECT_EQ(scheduler.pendingCount(), 1);
+    EXPECT_EQ(scheduler.nextDueTime(&sampler, kTick), kStart + 24 * 3600 + 0.5);
+
+    EXPECT_LT(seconds, 1.0);
+    std::printf("[ speed    ] %d virtual ticks in %.1f ms: %.0f calls per second\n", fired, seconds * 1e3,
+                double(fired) / seconds);
+    ::testing::Test::RecordProperty("virtual_calls_per_second", int(double(fired) / seconds));
+
+    // A forced tick between two scheduled ones replaces the pending one: the chain moves, and
+    // never doubles.
+    sampler.ticks.clear();
+    scheduler.advanceBy(0.25);
+    sampler.updateLists(true);
+    EXPECT_EQ(scheduler.pendingCount(&sampler, kTick), 1);
+    scheduler.advanceBy(1.0);
+    EXPECT_EQ(sampler.ticks, (std::vector<double>{kStart + 86400.25, kStart + 86400.75, kStart + 86401.25}));
+
+    // A longer interval takes effect when the next tick is scheduled.
+    sampler.interval = 2.0;
+    sampler.ticks.clear();
+    scheduler.advanceBy(5.0);
+    EXPECT_EQ(sampler.ticks, (std::vector<double>{kStart + 86401.75, kStart + 86403.75, kStart + 86405.75}));
+}
+
+TEST(VXVirtualScheduler, IdleCountdownExpiresExactlyAfterTheLastInput)
+{
+    VXVirtualScheduler scheduler(kStart);
+    struct Hibernation
+    {
+        explicit Hibernation(VXVirtualScheduler &s) : scheduler(s) {}
+        VXVirtualScheduler &scheduler;
+        double interval = 600;
+        std::vector<double> hibernatedAt;
+        void deferHibernation()
+        {
+            scheduler.cancel(this, kHibernate);
+            scheduler.performAfterDelay(this, kHibernate, interval, [this] { hibernatedAt.push_back(scheduler.now()); });
+        }
+    } hibernation(scheduler);
+
+    hibernation.deferHibernation();
+    // Input at irregular moments, each less than 600 s after the one before, for about two hours.
+    double input = kStart;
+    for (int i = 0; i < 60; ++i) {
+        input += 7.25 + double((i * 97) % 592);
+        scheduler.advanceTo(input);
+        hibernation.deferHibernation();
+        ASSERT_EQ(scheduler.pendingCount(&hibernation, kHibernate), 1);
+    }
+    EXPECT_TRUE(hibernation.hibernatedAt.empty());
+    EXPECT_GT(input - kStart, 7200);
+
+    scheduler.advanceTo(input + 599.999);
+    EXPECT_TRUE(hibernation.hibernatedAt.empty());
+    scheduler.advanceTo(input + 3600);
+    EXPECT_EQ(hibernation.hibernatedAt, std::vector<double>{input + 600});
+    EXPECT_FALSE(scheduler.isPending(&hibernation, kHibernate));
+}
+
+TEST(VXVirtualScheduler, OnDemandSaveRestartsThePeriodicSave)
+{
+    VXVirtualScheduler scheduler(kStart);
+    struct Store
+    {
+        explicit Store(VXVirtualScheduler &s) : scheduler(s) {}
+        VXVirtualScheduler &scheduler;
+        std::vector<double> savedAt;
+        void scheduleNextSave()
+        {
+            scheduler.performAfterDelay(this, kSave, 1800, [this] { save(false); });
+        }
+        void save(bool withSender)
+        {
+            if (withSender)
+                scheduler.cancel(this, kSave);
+            savedAt.push_back(scheduler.now());
+            scheduleNextSave();
+        }
+    } store(scheduler);
+
+    store.scheduleNextSave();   // end of launch: no save, only the schedule
+    scheduler.advanceTo(kStart + 5400);
+    EXPECT_EQ(store.savedAt, (std::vector<double>{kStart + 1800, kStart + 3600, kStart + 5400}));
+
+    // Two on-demand saves ten minutes apart leave exactly one pending periodic save, due 1800 s
+    // after the second.
+    store.savedAt.clear();
+    scheduler.advanceTo(kStart + 6000);
+    store.save(true);
+    scheduler.advanceTo(kStart + 6600);
+    store.save(true);
+    EXPECT_EQ(scheduler.pendingCount(&store, kSave), 1);
+    EXPECT_EQ(scheduler.nextDueTime(&store, kSave), kStart + 6600 + 1800);
+    scheduler.advanceTo(kStart + 10200);
+    EXPECT_EQ(store.savedAt, (std::vector<double>{kStart + 6000, kStart + 6600, kStart + 8400, kStart + 10200}));
+}
+
+TEST(VXVirtualScheduler, LocalDaysFollowTheZoneAcrossDaylightSavingChanges)
+{
+    const QTimeZone berlin("Europe/Berlin");
+    ASSERT_TRUE(berlin.isValid()) << "the system has no time-zone data for Europe/Berlin";
+    const QTimeZone utc = QTimeZone::utc();
+
+    // Local 06:00 is 04:00 UTC in summer time and 05:00 UTC in winter time.
+    EXPECT_EQ(VXVirtualScheduler::unixTime(QDate(2026, 3, 29), QTime(6, 0), berlin),
+              VXVirtualScheduler::unixTime(QDate(2026, 3, 29), QTime(4, 0), utc));
+    EXPECT_EQ(VXVirtualScheduler::unixTime(QDate(2026, 3, 28), QTime(6, 0), berlin),
+              VXVirtualScheduler::unixTime(QDate(2026, 3, 28), QTime(5, 0), utc));
+    EXPECT_EQ(VXVirtualScheduler::unixTime(QDate(2026, 10, 25), QTime(6, 0), berlin),
+              VXVirtualScheduler::unixTime(QDate(2026, 10, 25), QTime(5, 0), utc));
+    EXPECT_EQ(VXVirtualScheduler::unixTime(QDate(2026, 10, 24), QTime(6, 0), berlin),
+              VXVirtualScheduler::unixTime(QDate(2026, 10, 24), QTime(4, 0), utc));
+
+    // A daily task at local 06:00 that schedules its next run from the clock's own zone, as the
+    // daily-tasks check does: 23 hours apart over the spring change, 25 over the autumn one.
+    for (const QDate firstDay : {QDate(2026, 3, 27), QDate(2026, 10, 23)}) {
+        VXVirtualScheduler scheduler(VXVirtualScheduler::unixTime(firstDay, QTime(0, 0), berlin), berlin);
+        std::vector<double> runs;
+        std::vector<QDateTime> localRuns;
+        std::function<void()> daily = [&] {
+            runs.push_back(scheduler.now());
+            localRuns.push_back(scheduler.localDateTime());
+            const QDate tomorrow = scheduler.localDateTime().date().addDays(1);
+            scheduler.performAfterDelay(&runs, QStringLiteral("daily"),
+                                        scheduler.unixTimeForLocal(tomorrow, QTime(6, 0)) - scheduler.now(), daily);
+        };
+        scheduler.performAfterDelay(&runs, QStringLiteral("daily"),
+                                    scheduler.unixTimeForLocal(firstDay, QTime(6, 0)) - scheduler.now(), daily);
+        scheduler.advanceBy(4 * 86400);
+        ASSERT_EQ(runs.size(), 4u);
+        for (size_t i = 0; i < runs.size(); ++i) {
+            EXPECT_EQ(localRuns[i].date(), firstDay.addDays(qint64(i)));
+            EXPECT_EQ(localRuns[i].time(), QTime(6, 0));
+        }
+        const double change = firstDay.month() == 3 ? -3600 : 3600;
+        EXPECT_EQ(runs[1] - runs[0], 86400);
+        EXPECT_EQ(runs[2] - runs[1], 86400 + change);
+        EXPECT_EQ(runs[3] - runs[2], 86400);
+    }
+
+    // Hour by hour through the night of each change: 02:00 is skipped in spring, repeated in autumn.
+    VXVirtualScheduler night(VXVirtualScheduler::unixTime(QDate(2026, 3, 29), QTime(0, 0), berlin), berlin);
+    QList<int> hours;
+    for (int i = 0; i < 4; ++i, night.advanceBy(3600))
+        hours.append(night.localDateTime().time().hour());
+    EXPECT_EQ(hours, (QList<int>{0, 1, 3, 4}));
+    night.advanceTo(VXVirtualScheduler::unixTime(QDate(2026, 10, 25), QTime(0, 0), berlin));
+    hours.clear();
+    for (int i = 0; i < 5; ++i, night.advanceBy(3600))
+        hours.append(night.localDateTime().time().hour());
+    EXPECT_EQ(hours, (QList<int>{0, 1, 2, 2, 3}));
+
+    // Changing the zone moves local time, not Unix time.
+    const double before = night.now();
+    night.setTimeZone(utc);
+    EXPECT_EQ(night.now(), before);
+    EXPECT_EQ(night.timeZone(), utc);
+    EXPECT_EQ(night.localDateTime().time(), QTime(3, 0));   // 04:00 CET
+}
+
+TEST(VXVirtualScheduler, StopsARunawayZeroDelayChain)
+{
+    LogCapture log;
+    VXVirtualScheduler scheduler(kStart);
+    scheduler.setRunawayLimit(1000);
+    int runs = 0;
+    std::function<void()> spin = [&] {
+        ++runs;
+        scheduler.performAfterDelay(&runs, QStringLiteral("spin"), 0, spin);
+    };
+    scheduler.performAfterDelay(&runs, QStringLiteral("spin"), 1, spin);
+
+    EXPECT_EQ(scheduler.advanceBy(10), 1000);
+    EXPECT_TRUE(scheduler.stoppedByRunaway());
+    EXPECT_EQ(runs, 1000);
+    EXPECT_EQ(scheduler.now(), kStart + 1);   // time stays where the runaway happened
+    ASSERT_EQ(LogCapture::lines().size(), 1);
+    EXPECT_TRUE(LogCapture::lines().first().contains(QStringLiteral("\"spin\" keeps scheduling calls with no delay")))
+        << LogCapture::lines().first().toStdString();
+
+    // Once the chain is broken, time moves on again; a long but finite burst at one instant is fine.
+    scheduler.cancel(&runs, QStringLiteral("spin"));
+    int burst = 0;
+    std::function<void()> step = [&] {
+        if (++burst < 999)
+            scheduler.performAfterDelay(&burst, QStringLiteral("step"), 0, step);
+    };
+    scheduler.performAfterDelay(&burst, QStringLiteral("step"), 0, step);
+    EXPECT_EQ(scheduler.advanceBy(10), 999);
+    EXPECT_FALSE(scheduler.stoppedByRunaway());
+    EXPECT_EQ(scheduler.now(), kStart + 11);
+
+    // runUntilIdle also stops at its own bound with a perpetual chain.
+    VXVirtualScheduler endless(kStart);
+    Sampler sampler(endless);
+    sampler.updateLists(true);
+    EXPECT_EQ(endless.runUntilIdle(100), 100);
+    EXPECT_EQ(endless.now(), kStart + 50);
+}
+
+TEST(VXVirtualScheduler, RefusesToAdvanceFromInsideACallAndSurvivesAThrowingCall)
+{
+    LogCapture log;
+    VXVirtualScheduler scheduler(kStart);
+    QStringList fired;
+    int owner = 0;
+    scheduler.performAfterDelay(&owner, QStringLiteral("outer"), 1, [&] {
+        EXPECT_EQ(scheduler.advanceBy(10), 0);
+        EXPECT_EQ(scheduler.now(), kStart + 1);
+        fired.append(QStringLiteral("outer"));
+    });
+    scheduler.performAfterDelay(&owner, QStringLiteral("thrower"), 2, [] { throw std::runtime_error("disk on fire"); });
+    scheduler.performAfterDelay(&owner, QStringLiteral("later"), 3, [&] { fired.append(QStringLiteral("later")); });
+
+    EXPECT_EQ(scheduler.advanceBy(5), 3);
+    EXPECT_EQ(fired, (QStringList{QStringLiteral("outer"), QStringLiteral("later")}));
+    EXPECT_TRUE(LogCapture::lines().join(u'\n').contains(QStringLiteral("\"thrower\" failed: disk on fire")));
+    EXPECT_TRUE(LogCapture::lines().join(u'\n').contains(QStringLiteral("cannot be advanced from inside")));
+}
+
+TEST(VXVirtualScheduler, ClockJumpsLeavePendingDelaysAlone)
+{
+    VXVirtualScheduler scheduler(kStart);
+    Sampler sampler(scheduler);
+    sampler.updateLists(true);
+    scheduler.advanceBy(1.0);
+
+    // The clock is set back an hour between two ticks: the next tick still comes 0.5 s after the
+    // last, and reads the clock as it now stands.
+    scheduler.jumpClockBy(-3600);
+    EXPECT_EQ(scheduler.now(), kStart + 1.0 - 3600);
+    EXPECT_EQ(scheduler.nextDueTime(&sampler, kTick), kStart + 1.5 - 3600);
+    scheduler.advanceBy(1.0);
+    EXPECT_EQ(sampler.ticks, (std::vector<double>{kStart, kStart + 0.5, kStart + 1.0, kStart + 1.5 - 3600, kStart + 2.0 - 3600}));
+}
