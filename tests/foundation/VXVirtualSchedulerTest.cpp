@@ -207,7 +207,10 @@ TEST(VXVirtualScheduler, ADayOfTicksRunsWithoutDriftAndFast)
     EXPECT_EQ(scheduler.pendingCount(), 1);
     EXPECT_EQ(scheduler.nextDueTime(&sampler, kTick), kStart + 24 * 3600 + 0.5);
 
+#if defined(NDEBUG) && !defined(__SANITIZE_ADDRESS__)
+    // The bound holds for an optimised build; an instrumented one only reports its figure.
     EXPECT_LT(seconds, 1.0);
+#endif
     std::printf("[ speed    ] %d virtual ticks in %.1f ms: %.0f calls per second\n", fired, seconds * 1e3,
                 double(fired) / seconds);
     ::testing::Test::RecordProperty("virtual_calls_per_second", int(double(fired) / seconds));
