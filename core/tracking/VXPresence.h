@@ -1,0 +1,38 @@
+#pragma once
+
+// How the user's presence reaches the core: input happened, the machine goes to sleep or wakes,
+// the session is switched away or back, the screen is locked or unlocked. The desktop adapters
+// (an X11 idle counter, logind over D-Bus, a Wayland idle protocol, the fake of the tests) are
+// sources; the controller's hibernation logic is the observer.
+
+#include <QString>
+
+class VXPresenceObserver
+{
+public:
+    virtual ~VXPresenceObserver() = default;
+
+    // Some input happened since the last report. Sources report within a second of input and
+    // never more than about once a second, whatever the rate of input.
+    virtual void inputHappened() = 0;
+    virtual void systemWillSleep() = 0;
+    virtual void systemDidWake() = 0;
+    // The session stopped or started being the active one (another user took the seat).
+    virtual void sessionDidResignActive() = 0;
+    virtual void sessionDidBecomeActive() = 0;
+    virtual void screenDidLock() = 0;
+    virtual void screenDidUnlock() = 0;
+};
+
+class VXPresenceSource
+{
+public:
+    virtual ~VXPresenceSource() = default;
+
+    // Starts reporting to the observer; answers whether the source works in this session. A
+    // source that cannot start reports nothing and costs nothing.
+    virtual bool start(VXPresenceObserver &observer) = 0;
+    virtual void stop() = 0;
+    // A short name for the log ("X11 SYNC idle counter", "logind").
+    virtual QString name() const = 0;
+};
