@@ -1,0 +1,24 @@
+#pragma once
+
+// Writes a value tree as an XML property list, in exactly the bytes Python's plistlib writes for
+// the same values (its default form: tab indentation, keys in code-point order), so that files
+// can be compared with other tools byte for byte.
+//
+// Where plistlib would change or refuse a string, the data is kept instead: a carriage return is
+// written as "&#13;" (plistlib turns it into a newline). Characters that XML 1.0 cannot carry at
+// all (control characters other than tab, newline and carriage return, U+FFFE, U+FFFF and unpaired
+// surrogates) make the whole write fail, as does a null value anywhere in the tree or nesting
+// deeper than VXPropertyListSerialization::kMaximumDepth.
+
+#include "VXValue.h"
+
+#include <QByteArray>
+
+#include <optional>
+
+class VXXMLPropertyListWriter
+{
+public:
+    // The encoded document, or nothing (after one log line) when the tree cannot be written.
+    static std::optional<QByteArray> write(const VXValue &value);
+};
