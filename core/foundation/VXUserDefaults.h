@@ -34,17 +34,24 @@ public:
     QString domain() const;
     QString filePath() const;
 
-    // The persistent value, else the registered one, else null.
+    // The persistent value, else the registered one, else null. Arrays and dictionaries come
+    // back as copies: change one and store it again with setObject().
     VXValue objectForKey(const QString &key) const;
+    // The value this domain's file holds for the key (no registered default), or null.
+    VXValue persistentObjectForKey(const QString &key) const;
     void setObject(const VXValue &value, const QString &key);   // a null value removes the key
     void removeObjectForKey(const QString &key);
 
+    // A string reads as a number when it is one ("600", "0.5"); for booleans "YES" and "true"
+    // (any case) read as true as well. Anything else of the wrong type reads as 0 or false.
     bool boolForKey(const QString &key) const;
     std::int64_t integerForKey(const QString &key) const;
     double doubleForKey(const QString &key) const;
     QString stringForKey(const QString &key) const;      // empty when missing or not a string
     QByteArray dataForKey(const QString &key) const;
-    VXArray *arrayForKey(const QString &key) const;      // null when missing or not an array
+    // The stored container itself (null when missing or of another type): read it, don't change
+    // it, and don't keep it across a change of the store.
+    VXArray *arrayForKey(const QString &key) const;
     VXDictionary *dictionaryForKey(const QString &key) const;
 
     void setBool(bool value, const QString &key);
@@ -59,7 +66,8 @@ public:
     // The persistent dictionary of another domain in the same folder, or null.
     VXDictionaryRef persistentDomainForName(const QString &domain) const;
 
-    // Writes pending changes now. Answers success.
+    // Takes in what another process wrote to the file, then writes pending changes now.
+    // Answers success.
     bool synchronize();
 
 Q_SIGNALS:
