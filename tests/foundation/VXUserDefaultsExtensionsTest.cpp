@@ -1,0 +1,321 @@
+#include "VXFolderAccessDelegate.h"
+#include "VXSettingsTestSupport.h"
+#include "VXStringExtensions.h"
+#include "VXUserDefaults.h"
+#include "VXUserDefaultsExtensions.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <deque>
+
+namespace {
+
+const QString kExportFolderKey = QStringLiteral("Auto-Export Folder");
+const QString kSandboxKey = QStringLiteral("Auto-Export Folder (Sandbox)");
+const QString kConversionFlagKey = QStringLiteral("Auto-Export Folder (Sandbox): Conversion Attempted");
+const QString kContainerData = QStringLiteral("/Library/Containers/com.brasswing.WendleClient/Data");
+
+// Answers as scripted and writes down every call.
+class RecordingDelegate : public VXFolderAccessDelegate
+{
+public:
+    struct Confirmation {
+        bool granted = false;
+        bool cancelled = false;
+        QString bookmarkPath;
+    };
+
+    bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel, QString *accessedBookmarkPath,
+                                   const SandboxExplanation &) override
+    {
+        calls.append(QStringLiteral("confirm %1 via-parent=%2 may-ask=%3").arg(path).arg(viaParentFolder).arg(cancel != nullptr));
+        if (confirmations.empty()) {
+            ADD_FAILURE() << "unexpected access request for " << path.toStdString();
+            return false;
+        }
+        const Confirmation answer = confirmations.front();
+        confirmations.pop_front();
+        if (cancel)
+            *cancel = answer.cancelled;
+        if (answer.granted && accessedBookmarkPath)
+            *accessedBookmarkPath = answer.bookmarkPath;
+        return answer.granted;
+    }
+
+    void stopAccessingBookmarkForPath(const QString &bookmarkPath) override
+    {
+        calls.append(QStringLiteral("stop %1").arg(bookmarkPath));
+    }
+
+    int runAlert(const QString &messageText, const QString &informativeText, const QStringList &buttonTitles) override
+    {
+        calls.append(QStringLiteral("alert %1 [%2]").arg(messageText, buttonTitles.join(QStringLiteral(" | "))));
+        alertTexts.append(informativeText);
+        return alertChoice;
+    }
+
+    std::deque<Confirmation> confirmations;
+    int alertChoice = -1;
+    QStringList calls;
+    QStringList alertTexts;
+};
+
+class VXUserDefaultsExtensionsTest : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite() { VXEnsureCoreApplication(); }
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_dir.isValid());
+        m_savedHome = qgetenv("HOME");
+        m_savedSandbox = qgetenv(kSandboxContainerIDVariable);
+        m_defaults = std::make_unique<VXUserDefaults>(VXUserDefaults::kDomain, m_dir.path() + QStringLiteral("/Wendle"));
+        setSandboxed(false);
+    }
+
+    void TearDown() override
+    {
+        restore("HOME", m_savedHome);
+        restore(kSandboxContainerIDVariable, m_savedSandbox);
+        VXResetApplicationIsSandboxedForTesting();
+    }
+
+    static void restore(const char *name, const QByteArray &value)
+    {
+        if (value.isNull())
+            qunsetenv(name);
+        else
+            qputenv(name, value);
+    }
+
+    static void setSandboxed(bool sandboxed)
+    {
+        if (sandboxed)
+            qputenv(kSandboxContainerIDVariable, "com.brasswing.WendleClient");
+        else
+            qunsetenv(kSandboxContainerIDVariable);
+        VXResetApplicationIsSandboxedForTesting();
+    }
+
+    // A sandboxed home: the container's data folder inside a fake real home, with the real
+    // home's Library/Reports folder present. Answers the real Reports folder.
+    QString enterContainer()
+    {
+        const QString realHome = m_dir.path() + QStringLiteral("/home");
+        const QString reports = realHome + QStringLiteral("/Library/Reports");
+        EXPECT_TRUE(QDir().mkpath(reports));
+        EXPECT_TRUE(QDir().mkpath(realHome + kContainerData + QStringLiteral("/Library")));
+        qputenv("HOME", QFile::encodeName(realHome + kContainerData));
+        setSandboxed(true);
+        return reports;
+    }
+
+    QString defaultPath() const { return m_dir.path() + QStringLiteral("/Default Reports"); }
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<VXUserDefaults> m_defaults;
+    QByteArray m_savedHome;
+    QByteArray m_savedSandbox;
+};
+
+} // namespace
+
+TEST_F(VXUserDefaultsExtensionsTest, SandboxIsTheContainerVariableReadOnce)
+{
+    setSandboxed(false);
+    EXPECT_FALSE(VXApplicationIsSandboxed());
+    qputenv(kSandboxContainerIDVariable, "");   // present, even if empty
+    EXPECT_FALSE(VXApplicationIsSandboxed()) << "the first answer is kept";
+    VXResetApplicationIsSandboxedForTesting();
+    EXPECT_TRUE(VXApplicationIsSandboxed());
+    qunsetenv(kSandboxContainerIDVariable);
+    EXPECT_TRUE(VXApplicationIsSandboxed());
+}
+
+TEST_F(VXUserDefaultsExtensionsTest, ImportCopiesMissingKeysOfTheOlderDomainOnce)
+{
+    const QString flagKey = QStringLiteral("Imported User Defaults: com.brasswing.Wendle");
+    {
+        VXUserDefaults older(VXUserDefaults::kOlderDomain, m_dir.path() + QStringLiteral("/Wendle"));
+        older.setInteger(5, QStringLiteral("Sort"));
+        older.setString(QStringLiteral("old"), QStringLiteral("Name"));
+        VXArrayRef components = VXMakeArray();
+        components->append(0.1);
+        older.setObject(VXValue(components), QStringLiteral("Pie Color Components"));
+    }
+    VXDictionaryRef registered = VXMakeDictionary();
+    registered->insert(QStringLiteral("Sort"), 1);
+    m_defaults->registerDefaults(registered);
+    m_defaults->setString(QStringLiteral("current"), QStringLiteral("Name"));
+
+    EXPECT_TRUE(importUserDefaultsFromDomain(*m_defaults, VXUserDefaults::kOlderDomain));
+    EXPECT_EQ(m_defaults->integerForKey(QStringLiteral("Sort")), 5) << "a registered default is no value of the user's";
+    EXPECT_EQ(m_defaults->stringForKey(QStringLiteral("Name")), QStringLiteral("current"));
+    ASSERT_NE(m_defaults->arrayForKey(QStringLiteral("Pie Color Components")), nullptr);
+    EXPECT_TRUE(m_defaults->boolForKey(flagKey));
+
+    // Once only: later changes of the older domain are not looked at again.
+    m_defaults->removeObjectForKey(QStringLiteral("Sort"));
+    EXPECT_FALSE(importUserDefaultsFromDomain(*m_defaults, VXUserDefaults::kOlderDomain));
+    EXPECT_EQ(m_defaults->integerForKey(QStringLiteral("Sort")), 1);
+
+    // Nothing to copy: the flag is set all the same.
+    EXPECT_FALSE(importUserDefaultsFromDomain(*m_defaults, QStringLiteral("org.example.Absent")));
+    EXPECT_TRUE(m_defaults->boolForKey(QStringLiteral("Imported User Defaults: org.example.Absent")));
+    ASSERT_TRUE(m_defaults->synchronize());
+    VXUserDefaults reopened(VXUserDefaults::kDomain, m_dir.path() + QStringLiteral("/Wendle"));
+    EXPECT_TRUE(reopened.boolForKey(flagKey));
+}
+
+TEST_F(VXUserDefaultsExtensionsTest, OutsideTheSandboxFolderPathsAreStoredAsTheyAre)
+{
+    RecordingDelegate delegate;
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), defaultPath());
+    setFolderPath(*m_defaults, QStringLiteral("~/Exports"), kExportFolderKey);
+    EXPECT_EQ(m_defaults->stringForKey(kExportFolderKey), QStringLiteral("~/Exports"));
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), QStringLiteral("~/Exports"));
+    // A sandbox value of an earlier run is no business of the unsandboxed program.
+    m_defaults->setString(QStringLiteral("/elsewhere"), kSandboxKey);
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), QStringLiteral("~/Exports"));
+    setFolderPath(*m_defaults, QString(), kExportFolderKey);
+    EXPECT_TRUE(m_defaults->objectForKey(kExportFolderKey).isNull());
+    EXPECT_TRUE(delegate.calls.isEmpty());
+    EXPECT_FALSE(m_defaults->boolForKey(kConversionFlagKey));
+}
+
+TEST_F(VXUserDefaultsExtensionsTest, SandboxedStoringUsesTheSandboxKey)
+{
+    m_defaults->setString(QStringLiteral("/old"), kExportFolderKey);
+    setSandboxed(true);
+    setFolderPath(*m_defaults, QStringLiteral("/new"), kExportFolderKey);
+    EXPECT_EQ(m_defaults->stringForKey(kSandboxKey), QStringLiteral("/new"));
+    EXPECT_TRUE(m_defaults->objectForKey(kExportFolderKey).isNull());
+
+    RecordingDelegate delegate;
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), QStringLiteral("/new"));
+    EXPECT_TRUE(delegate.calls.isEmpty());
+}
+
+TEST_F(VXUserDefaultsExtensionsTest, SandboxedReadAfterTheConversionAnswersTheStoredPath)
+{
+    setSandboxed(true);
+    m_defaults->setBool(true, kConversionFlagKey);
+    RecordingDelegate delegate;
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), defaultPath());
+    m_defaults->setString(QStringLiteral("~/Library/Reports"), kExportFolderKey);
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), QStringLiteral("~/Library/Reports"));
+    EXPECT_TRUE(delegate.calls.isEmpty());
+}
+
+TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionKeepsAFolderThatIsAlreadyUnlocked)
+{
+    const QString reports = enterContainer();
+    m_defaults->setString(QStringLiteral("~/Library/Reports"), kExportFolderKey);
+    RecordingDelegate delegate;
+    delegate.confirmations = {{true, false, QStringLiteral("/bookmarked")}};
+
+    // "~" is the container: the path that comes back is the folder in the real home.
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), reports);
+    EXPECT_EQ(delegate.calls, QStringList({QStringLiteral("confirm %1 via-parent=0 may-ask=0").arg(reports),
+                                           QStringLiteral("stop /bookmarked")}));
+    EXPECT_EQ(m_defaults->stringForKey(kSandboxKey), reports);
+    EXPECT_TRUE(m_defaults->boolForKey(kConversionFlagKey));
+    EXPECT_EQ(m_defaults->stringForKey(kExportFolderKey), QStringLiteral("~/Library/Reports")) << "kept: not declined";
+
+    // From now on the sandbox key answers, without asking anyone.
+    delegate.calls.clear();
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), reports);
+    EXPECT_TRUE(delegate.calls.isEmpty());
+}
+
+TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionAsksOnceWhenTheFolderIsLocked)
+{
+    const QString reports = enterContainer();
+    const QString alert = QStringLiteral("alert Export Folder Found [Unlock... | Switch to Sandbox Default]");
+    const QString silent = QStringLiteral("confirm %1 via-parent=0 may-ask=0").arg(reports);
+    const QString panel = QStringLiteral("confirm %1 via-parent=0 may-ask=1").arg(reports);
+
+    struct Case {
+        const char *name;
+        int choice;
+        std::deque<RecordingDelegate::Confirmation> confirmations;
+        bool kept;
+        QStringList calls;
+    };
+    const Case cases[] = {
+        {"unlocked in the panel", 0, {{false, false, {}}, {true, false, QStringLiteral("/granted")}}, true,
+         {silent, alert, panel, QStringLiteral("stop /granted")}},
+        {"panel cancelled", 0, {{false, false, {}}, {false, true, {}}}, false, {silent, alert, panel}},
+        {"panel confirmed but still no access", 0, {{false, false, {}}, {false, false, {}}}, false, {silent, alert, panel}},
+        {"switched to the sandbox default", 1, {{false, false, {}}}, false, {silent, alert}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        for (const QString &key : {kExportFolderKey, kSandboxKey, kConversionFlagKey})
+            m_defaults->removeObjectForKey(key);
+        m_defaults->setString(QStringLiteral("~/Library/Reports"), kExportFolderKey);
+        RecordingDelegate delegate;
+        delegate.confirmations = c.confirmations;
+        delegate.alertChoice = c.choice;
+
+        EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), c.kept ? reports : defaultPath());
+        EXPECT_EQ(delegate.calls, c.calls);
+        ASSERT_EQ(delegate.alertTexts.size(), 1);
+        EXPECT_TRUE(delegate.alertTexts.first().startsWith(QStringLiteral(
+            "You have previously used a version of Wendle that may have exported data to the following folder:\n\n")));
+        EXPECT_TRUE(delegate.alertTexts.first().contains(readablePathRepresentation(reports)));
+        EXPECT_TRUE(delegate.alertTexts.first().endsWith(QStringLiteral(
+            "\n\nIf you want to continue using this folder for exports, please unlock it to give Wendle access.")));
+        EXPECT_EQ(m_defaults->stringForKey(kSandboxKey), c.kept ? reports : QString());
+        EXPECT_EQ(m_defaults->objectForKey(kExportFolderKey).isNull(), !c.kept) << "removed exactly when declined";
+        EXPECT_TRUE(m_defaults->boolForKey(kConversionFlagKey));
+
+        // The alert is shown once per key, whatever was chosen.
+        delegate.calls.clear();
+        EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), c.kept ? reports : defaultPath());
+        EXPECT_TRUE(delegate.calls.isEmpty());
+    }
+}
+
+TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionOfAMissingFolderJustSetsTheFlag)
+{
+    enterContainer();
+    RecordingDelegate delegate;
+    m_defaults->setString(QStringLiteral("~/Library/Gone"), kExportFolderKey);
+    const QString expected = m_dir.path() + QStringLiteral("/home/Library/Gone");
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), expected);
+    EXPECT_TRUE(delegate.calls.isEmpty());
+    EXPECT_TRUE(m_defaults->boolForKey(kConversionFlagKey));
+    EXPECT_TRUE(m_defaults->objectForKey(kSandboxKey).isNull());
+    EXPECT_EQ(m_defaults->stringForKey(kExportFolderKey), QStringLiteral("~/Library/Gone"));
+
+    // An absolute path is taken as it is, and so is the default when nothing is stored.
+    for (const QString &key : {kExportFolderKey, kConversionFlagKey})
+        m_defaults->removeObjectForKey(key);
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), defaultPath());
+    EXPECT_TRUE(delegate.calls.isEmpty());
+}
+
+TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionWaitsForAFolderAccessDelegate)
+{
+    const QString reports = enterContainer();
+    m_defaults->setString(QStringLiteral("~/Library/Reports"), kExportFolderKey);
+    VXFolderAccessDelegate::setShared(nullptr);
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath()), reports);
+    EXPECT_FALSE(m_defaults->boolForKey(kConversionFlagKey));
+
+    // The shared delegate is the one the three-argument form uses.
+    RecordingDelegate delegate;
+    delegate.confirmations = {{true, false, {}}};
+    VXFolderAccessDelegate::setShared(&delegate);
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath()), reports);
+    VXFolderAccessDelegate::setShared(nullptr);
+    // Access granted without a bookmark: nothing to release.
+    EXPECT_EQ(delegate.calls, QStringList({QStringLiteral("confirm %1 via-parent=0 may-ask=0").arg(reports)}));
+    EXPECT_TRUE(m_defaults->boolForKey(kConversionFlagKey));
+}
