@@ -1,1 +1,553 @@
 #include "VXStringExtensions.h"
+
+#include "VXClock.h"
+#include "VXLog.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QLatin1StringView>
+#include <QLocale>
+#include <QTimeZone>
+#include <QUuid>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+const QString kExpressTimeIntervalsAsDaysKey = QStringLiteral("Express Time Intervals As Days");
+
+namespace {
+
+// User-visible texts, looked up in the program's string table with the English text as the key.
+constexpr char kStringTableContext[] = "Wendle";
+constexpr char kOneDayText[] = QT_TRANSLATE_NOOP("Wendle", "1 day");
+constexpr char kDaysFormat[] = QT_TRANSLATE_NOOP("Wendle", "%@ days");
+constexpr char kNotFoundText[] = QT_TRANSLATE_NOOP("Wendle", "Not found");
+constexpr char kCurrentlyNotAvailableText[] = QT_TRANSLATE_NOOP("Wendle", "Currently not available");
+
+// The placeholder of kDaysFormat.
+constexpr QLatin1StringView kObjectPlaceholder("%@");
+
+// The day stamp of automatic exports, e.g. 2024-03-07.
+constexpr char kDayStampFormat[] = "%04ld-%02ld-%02ld";
+
+constexpr char16_t kRightTriangleArrowCodePoint = 9656;   // U+25B8
+constexpr char16_t kDashCodePoint = 8212;                 // U+2014
+constexpr char16_t kBulletCodePoint = 8226;               // U+2022
+
+constexpr QLatin1StringView kVolumesPrefix("/Volumes/");
+constexpr QLatin1StringView kContainerLibraryPath("/Library/Containers/com.brasswing.WendleClient/Data/Library/");
+constexpr QLatin1StringView kLibraryPath("/Library/");
+
+constexpr std::uint64_t kSecondsPerMinute = 60;
+constexpr std::uint64_t kSecondsPerHour = 3600;
+constexpr std::uint64_t kSecondsPerDay = 86400;
+
+// Timestamps beyond this magnitude (about 30 million years) are outside QDateTime's range.
+constexpr double kLargestTimestampMagnitude = 1e15;
+
+// Fraction digits of a localized decimal: printf's rule for a negative precision, and a cap that
+// keeps the text bounded.
+constexpr int kDefaultFractionDigits = 6;
+constexpr int kMaximumFractionDigits = 100;
+
+QString localized(const char *key)
+{
+    return QCoreApplication::translate(kStringTableContext, key);
+}
+
+// The magnitude in whole seconds, truncated toward zero; NaN is 0 and what does not fit is the
+// largest count.
+std::uint64_t wholeSeconds(double interval) noexcept
+{
+    const double magnitude = std::fabs(interval);
+    if (!(magnitude >= 1.0))
+        return 0;
+    if (magnitude >= 18446744073709551616.0)   // 2^64
+        return std::numeric_limits<std::uint64_t>::max();
+    return static_cast<std::uint64_t>(magnitude);
+}
+
+// Appends the decimal digits of `value` at `out` and returns the end.
+char16_t *appendNumber(char16_t *out, std::uint64_t value) noexcept
+{
+    char16_t digits[20];
+    int count = 0;
+    do {
+        digits[count++] = static_cast<char16_t>(u'0' + value % 10);
+        value /= 10;
+    } while (value != 0);
+    while (count > 0)
+        *out++ = digits[--count];
+    return out;
+}
+
+char16_t *appendTwoDigits(char16_t *out, std::uint64_t value) noexcept
+{
+    *out++ = static_cast<char16_t>(u'0' + value / 10);
+    *out++ = static_cast<char16_t>(u'0' + value % 10);
+    return out;
+}
+
+// "%01qu:%02qu" below an hour, "%01qu:%02qu:%02qu" from an hour on, written straight into the
+// result so that the text is the only allocation.
+QString clockText(std::uint64_t seconds)
+{
+    char16_t buffer[32];   // 20 digits of hours and ":mm:ss"
+    char16_t *out = buffer;
+    const std::uint64_t minutes = (seconds % kSecondsPerHour) / kSecondsPerMinute;
+    if (seconds >= kSecondsPerHour) {
+        out = appendNumber(out, seconds / kSecondsPerHour);
+        *out++ = u':';
+        out = appendTwoDigits(out, minutes);
+    } else {
+        out = appendNumber(out, minutes);
+    }
+    *out++ = u':';
+    out = appendTwoDigits(out, seconds % kSecondsPerMinute);
+    return QString(reinterpret_cast<const QChar *>(buffer), out - buffer);
+}
+
+// The default locale's decimal separator, read again only when the default locale changes
+// (reading it from the system locale costs more than the rest of a duration).
+const QString &defaultDecimalPoint()
+{
+    thread_local QLocale cachedLocale;
+    thread_local QString cachedPoint = cachedLocale.decimalPoint();
+    const QLocale current;
+    if (current != cachedLocale) {
+        cachedLocale = current;
+        cachedPoint = current.decimalPoint();
+    }
+    return cachedPoint;
+}
+
+// A fixed-point text in ASCII: the digits, at most one "." and a leading "-".
+struct FixedPointText
+{
+    char characters[512];   // 309 integer digits, a sign, a point and at most 100 fraction digits
+    qsizetype length = 0;
+};
+
+// Writes the value the way "%.*f" does in the C locale, without reading LC_NUMERIC. With trim,
+// and when the text ends in "0", the trailing zeros go, and then the separator when it is one
+// of the two that the trimming strips ("." and ","): the trimming works on the localized text,
+// so a locale with another separator keeps it ("10٫"). Zeros and separators come off the end
+// only: a leading zero stays ("0.5", and "0" for 0.0).
+FixedPointText fixedPointText(double value, int digits, bool trim, QStringView decimalPoint)
+{
+    FixedPointText text;
+    const auto [end, error] = std::to_chars(text.characters, text.characters + sizeof text.characters, value,
+                                            std::chars_format::fixed, digits);
+    text.length = error == std::errc() ? end - text.characters : 0;
+    if (!trim || text.length == 0 || text.characters[text.length - 1] != '0')
+        return text;
+    while (text.length > 0 && text.characters[text.length - 1] == '0')
+        --text.length;
+    const bool separatorIsStripped = std::all_of(decimalPoint.begin(), decimalPoint.end(),
+                                                 [](QChar c) { return c == u'.' || c == u','; });
+    if (separatorIsStripped && text.length > 0 && text.characters[text.length - 1] == '.')
+        --text.length;
+    return text;
+}
+
+// The text with the locale's separator in place of ".", between a prefix and a suffix, made in
+// one allocation.
+QString localizedText(const FixedPointText &text, QStringView decimalPoint, QStringView prefix = {}, QStringView suffix = {})
+{
+    const char *const begin = text.characters;
+    const char *const end = begin + text.length;
+    const bool hasPoint = std::find(begin, end, '.') != end;
+    QString result(prefix.size() + text.length + (hasPoint ? decimalPoint.size() - 1 : 0) + suffix.size(), Qt::Uninitialized);
+    QChar *out = std::copy(prefix.begin(), prefix.end(), result.data());
+    for (const char *c = begin; c != end; ++c) {
+        if (*c == '.')
+            out = std::copy(decimalPoint.begin(), decimalPoint.end(), out);
+        else
+            *out++ = QLatin1Char(*c);
+    }
+    std::copy(suffix.begin(), suffix.end(), out);
+    return result;
+}
+
+QString daysText(std::uint64_t seconds)
+{
+    const QString &decimalPoint = defaultDecimalPoint();
+    const FixedPointText number = fixedPointText(static_cast<double>(seconds) / static_cast<double>(kSecondsPerDay), 1, true, decimalPoint);
+    if (number.length == 1 && number.characters[0] == '1')
+        return localized(kOneDayText);
+    // "%@ days" filled in one pass: the translated text is the only other allocation.
+    const QString format = localized(kDaysFormat);
+    const qsizetype placeholder = format.indexOf(kObjectPlaceholder);
+    if (placeholder < 0)
+        return format;
+    return localizedText(number, decimalPoint, QStringView(format).left(placeholder),
+                         QStringView(format).mid(placeholder + kObjectPlaceholder.size()));
+}
+
+QDateTime dateTimeAt(double timestamp, const QTimeZone &zone)
+{
+    if (!std::isfinite(timestamp) || std::fabs(timestamp) > kLargestTimestampMagnitude)
+        return QDateTime();
+    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(timestamp * 1000.0)), zone);
+}
+
+// The locale's long time form without its zone name ("h:mm:ss AP t" gives "h:mm:ss AP"): a read-out
+// shows seconds, and the zone is the user's own.
+QString timeFormatWithoutZone(const QLocale &locale)
+{
+    const QString format = locale.timeFormat(QLocale::LongFormat);
+    QString result;
+    result.reserve(format.size());
+    bool quoted = false;
+    for (const QChar c : format) {
+        if (c == u'\'')
+            quoted = !quoted;
+        if (!quoted && c == u't')
+            continue;
+        result.append(c);
+    }
+    return result.simplified();
+}
+
+QString dayStamp(const QDateTime &moment, int *hour)
+{
+    const QDate date = moment.date();
+    if (hour)
+        *hour = moment.isValid() ? moment.time().hour() : 0;
+    return QString::asprintf(kDayStampFormat, static_cast<long>(date.year()), static_cast<long>(date.month()),
+                             static_cast<long>(date.day()));
+}
+
+// Blanks and tabs, without line breaks.
+bool isBlankOrTab(char32_t c) noexcept
+{
+    return c == U'\t' || QChar::category(c) == QChar::Separator_Space;
+}
+
+// The code point that ends at `end` (a surrogate pair counts as one).
+char32_t codePointBefore(QStringView text, qsizetype end) noexcept
+{
+    const char16_t last = text[end - 1].unicode();
+    if (QChar::isLowSurrogate(last) && end >= 2 && QChar::isHighSurrogate(text[end - 2].unicode()))
+        return QChar::surrogateToUcs4(text[end - 2].unicode(), last);
+    return last;
+}
+
+// The code point that starts at `index`, moving `index` past it.
+char32_t nextCodePoint(QStringView text, qsizetype &index) noexcept
+{
+    const char16_t first = text[index++].unicode();
+    if (QChar::isHighSurrogate(first) && index < text.size() && QChar::isLowSurrogate(text[index].unicode()))
+        return QChar::surrogateToUcs4(first, text[index++].unicode());
+    return first;
+}
+
+qsizetype codePointLength(char32_t c) noexcept
+{
+    return QChar::requiresSurrogates(c) ? 2 : 1;
+}
+
+QString expandingTildeInPath(const QString &path)
+{
+    if (path == QLatin1StringView("~"))
+        return QDir::homePath();
+    if (path.startsWith(QLatin1StringView("~/")))
+        return QDir::homePath() + path.mid(1);
+    return path;
+}
+
+// The components shown for an existing path: "/" and then every name of its absolute, cleaned
+// form. Nothing for a path that does not exist.
+std::optional<QStringList> displayComponents(const QString &path)
+{
+    if (path.isEmpty())
+        return std::nullopt;
+    const QFileInfo info(path);
+    if (!info.exists())
+        return std::nullopt;
+    QStringList components{QStringLiteral("/")};
+    components += QDir::cleanPath(info.absoluteFilePath()).split(u'/', Qt::SkipEmptyParts);
+    return components;
+}
+
+} // namespace
+
+// ---- Durations, numbers and dates
+
+QString stringWithTimeInterval(double interval, bool eatZero, bool expressAsDays)
+{
+    const std::uint64_t seconds = wholeSeconds(interval);
+    if (seconds >= kSecondsPerDay && expressAsDays)
+        return daysText(seconds);
+    if (seconds == 0)
+        return eatZero ? QString() : QStringLiteral("-");
+    return clockText(seconds);
+}
+
+QString localizedStringWithDouble(double value, std::int16_t numberOfFractionDigits, bool trim)
+{
+    const int digits = numberOfFractionDigits < 0 ? kDefaultFractionDigits
+                                                  : std::min<int>(numberOfFractionDigits, kMaximumFractionDigits);
+    const QString &decimalPoint = defaultDecimalPoint();
+    return localizedText(fixedPointText(value, digits, trim, decimalPoint), decimalPoint);
+}
+
+QString stringWithTimeIntervalAsDate(double timestamp, const QTimeZone &zone)
+{
+    const QDateTime moment = dateTimeAt(timestamp, zone);
+    if (!moment.isValid())
+        return QString();
+    // Read the locale on every call, so that a change of locale shows at once.
+    const QLocale locale;
+    return locale.toString(moment, locale.dateFormat(QLocale::ShortFormat) + u' ' + timeFormatWithoutZone(locale));
+}
+
+QString stringWithTimeIntervalAsDate(double timestamp)
+{
+    return stringWithTimeIntervalAsDate(timestamp, QTimeZone::systemTimeZone());
+}
+
+QString currentYearMonthDayStringWithHour(const VXClock &clock, int *hour)
+{
+    return dayStamp(dateTimeAt(clock.now(), clock.timeZone()), hour);
+}
+
+QString currentYearMonthDayStringWithHour(int *hour)
+{
+    return dayStamp(QDateTime::currentDateTime(), hour);
+}
+
+QString CSVStringWithString(const QString &field, const QString &separator)
+{
+    if (field.isNull())
+        return QStringLiteral("");
+    const bool needsQuotes = (!separator.isEmpty() && field.contains(separator)) || field.contains(u'"')
+        || field.contains(u'\n') || field.contains(u'\r');
+    if (!needsQuotes)
+        return field;
+    QString quoted;
+    quoted.reserve(field.size() + 2 + field.count(u'"'));
+    quoted.append(u'"');
+    for (const QChar c : field) {
+        if (c == u'"')
+            quoted.append(u'"');
+        quoted.append(c);
+    }
+    quoted.append(u'"');
+    return quoted;
+}
+
+QString newUUIDString()
+{
+    return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+}
+
+QString rightTriangleArrowString()
+{
+    return QString(QChar(kRightTriangleArrowCodePoint));
+}
+
+QString spacedRightTriangleArrowString()
+{
+    return u' ' + rightTriangleArrowString() + u' ';
+}
+
+QString dashString()
+{
+    return QString(QChar(kDashCodePoint));
+}
+
+QString spacedDashString()
+{
+    return u' ' + dashString() + u' ';
+}
+
+QString bulletString()
+{
+    return QString(QChar(kBulletCodePoint));
+}
+
+// ---- Names
+
+QString trimmedString(const QString &self)
+{
+    return self.trimmed();
+}
+
+QString trimmedApplicationNameByIgnoringExtension(const QString &self)
+{
+    QString name = self.trimmed();
+    static constexpr QLatin1StringView extension(".app");
+    if (name.size() >= extension.size() + 1 && name.endsWith(extension, Qt::CaseInsensitive))
+        name.chop(extension.size());
+    return name;
+}
+
+bool isEmptyOrEndsWithCharacterFromSet(const QString &self, QStringView characters)
+{
+    qsizetype begin = 0;
+    qsizetype end = self.size();
+    while (end > begin) {
+        const char32_t c = codePointBefore(self, end);
+        if (!isBlankOrTab(c))
+            break;
+        end -= codePointLength(c);
+    }
+    while (begin < end && isBlankOrTab(self[begin].unicode()))   // every blank is in the BMP
+        ++begin;
+    if (begin >= end)
+        return true;
+    const char32_t last = codePointBefore(self, end);
+    for (qsizetype i = 0; i < characters.size();) {
+        if (nextCodePoint(characters, i) == last)
+            return true;
+    }
+    return false;
+}
+
+// ---- Cutting
+
+namespace {
+
+qsizetype indexOfNeedle(const QString &self, const QString &needle, bool searchBackwards)
+{
+    if (needle.isEmpty())
+        return -1;
+    return searchBackwards ? self.lastIndexOf(needle) : self.indexOf(needle);
+}
+
+} // namespace
+
+std::optional<QString> substringBefore(const QString &self, const QString &needle, bool searchBackwards, bool returnSelfIfNotFound)
+{
+    const qsizetype index = indexOfNeedle(self, needle, searchBackwards);
+    if (index < 0)
+        return returnSelfIfNotFound ? std::optional<QString>(self) : std::nullopt;
+    return self.left(index);
+}
+
+std::optional<QString> substringBefore(const QString &self, const QString &needle, bool returnSelfIfNotFound)
+{
+    return substringBefore(self, needle, false, returnSelfIfNotFound);
+}
+
+std::optional<QString> substringAfter(const QString &self, const QString &needle, bool searchBackwards, bool returnSelfIfNotFound)
+{
+    const qsizetype index = indexOfNeedle(self, needle, searchBackwards);
+    if (index < 0)
+        return returnSelfIfNotFound ? std::optional<QString>(self) : std::nullopt;
+    return self.mid(index + needle.size());
+}
+
+std::optional<QString> substringAfter(const QString &self, const QString &needle, bool returnSelfIfNotFound)
+{
+    return substringAfter(self, needle, false, returnSelfIfNotFound);
+}
+
+std::optional<QString> substringBetween(const QString &self, const QString &first, const QString &second, bool returnSelfIfNotFound)
+{
+    const std::optional<QString> after = substringAfter(self, first, returnSelfIfNotFound);
+    if (!after)
+        return std::nullopt;
+    return substringBefore(*after, second, returnSelfIfNotFound);
+}
+
+// ---- Paths
+
+bool isEqualToPath(const QString &self, const QString &path)
+{
+    if (path.isNull())
+        return false;
+    return self.compare(path, Qt::CaseInsensitive) == 0;
+}
+
+bool isFolderPath(const QString &self)
+{
+    return !self.isEmpty() && QFileInfo(self).isDir();
+}
+
+bool checkFolderPathAndCreateIfNecessary(const QString &self)
+{
+    const QString path = expandingTildeInPath(self);
+    if (path.isEmpty())
+        return false;
+    if (QFileInfo(path).isDir())
+        return true;
+    if (QDir().mkpath(path))
+        return true;
+    qCWarning(lcFoundation).noquote() << QStringLiteral("cannot create the folder <%1>").arg(path);
+    return false;
+}
+
+QString volumePath(const QString &self)
+{
+    if (!self.startsWith(kVolumesPrefix))
+        return QStringLiteral("/");
+    const qsizetype slash = self.indexOf(u'/', kVolumesPrefix.size());
+    if (slash < 0)
+        return QStringLiteral("/");
+    return self.mid(kVolumesPrefix.size(), slash - kVolumesPrefix.size());
+}
+
+std::optional<QStringList> pathComponentsToDisplayRelativeToPath(const QString &self, const QString &basePath, bool includeFileName)
+{
+    std::optional<QStringList> components = displayComponents(self);
+    if (!components)
+        return std::nullopt;
+    const qsizetype count = components->size();
+    const std::optional<QStringList> baseComponents = displayComponents(basePath);
+    const qsizetype baseCount = baseComponents ? baseComponents->size() : 0;
+    if (baseCount >= 1 && count > baseCount) {
+        QStringList relative = components->mid(baseCount);
+        if (!includeFileName)
+            relative.removeLast();
+        return relative;
+    }
+    if (!includeFileName && count >= 2)
+        components->removeLast();
+    return components;
+}
+
+QString readablePathRepresentationRelativeToPath(const QString &self, const QString &basePath, bool includeFileName)
+{
+    if (const std::optional<QStringList> components = pathComponentsToDisplayRelativeToPath(self, basePath, includeFileName))
+        return components->join(spacedRightTriangleArrowString());
+    // "%@ %C %@": the path, the em dash, and why it cannot be shown. The volume test is made on
+    // volumePath() as it stands.
+    const QString volume = volumePath(self);
+    const bool volumeExists = !volume.isEmpty() && QFileInfo::exists(volume);
+    return self + spacedDashString() + localized(volumeExists ? kNotFoundText : kCurrentlyNotAvailableText);
+}
+
+QString readablePathRepresentation(const QString &self)
+{
+    return readablePathRepresentationRelativeToPath(self, QString(), true);
+}
+
+QString stringByDeletingWendleCountainerPathComponents(const QString &self)
+{
+    const qsizetype index = self.indexOf(kContainerLibraryPath);
+    if (index < 0)
+        return self;
+    QString path = self;
+    path.replace(index, kContainerLibraryPath.size(), kLibraryPath);
+    return path;
+}
+
+QString displayFileName(const QString &self)
+{
+    QString path = self;
+    while (path.size() > 1 && path.endsWith(u'/'))
+        path.chop(1);
+    if (path == QLatin1StringView("/"))
+        return path;
+    QString name = path.mid(path.lastIndexOf(u'/') + 1);
+    const qsizetype dot = name.lastIndexOf(u'.');
+    if (dot > 0)
+        name.truncate(dot);
+    return name;
+}
