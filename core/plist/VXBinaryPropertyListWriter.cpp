@@ -7,71 +7,90 @@
 
 #include <bit>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 namespace {
 
-// Open-addressing map from a (kind, 64-bit) key to an object number. It uniques numbers and dates
-// by their bits and containers by their address; the event logs put millions of reals through
-// it, so it avoids the node allocations of the standard maps.
+std::uint64_t hashKey(std::uint8_t kind, std::uint64_t bits)
+{
+    std::uint64_t h = bits ^ (std::uint64_t(kind) << 56) ^ 0x9E3779B97F4A7C15ull;
+    h ^= h >> 33;
+    h *= 0xFF51AFD7ED558CCDull;
+    h ^= h >> 33;
+    h *= 0xC4CEB9FE1A85EC53ull;
+    h ^= h >> 33;
+    return h;
+}
+
+// Open-addressing map from a (kind, 64-bit) key to an object number; it uniques containers by
+// their address. Each slot is one word: a fingerprint of the key and the index of its entry.
 class ObjectNumberMap
 {
 public:
     static constexpr std::uint32_t kMissing = 0xFFFFFFFFu;
 
+    void reserve(std::size_t count)
+    {
+        if (m_entries.empty() && capacityFor(count) > m_slots.size())
+            m_slots.assign(capacityFor(count), 0);
+        m_entries.reserve(count);
+    }
+
     // The number stored for the key, or stores `number` and answers kMissing.
     std::uint32_t findOrInsert(std::uint8_t kind, std::uint64_t bits, std::uint32_t number)
     {
-        if ((m_count + 1) * 2 > m_slots.size())
+        if (capacityFor(m_entries.size() + 1) > m_slots.size())
             grow();
+        const std::uint64_t h = hashKey(kind, bits);
+        const std::uint64_t fingerprint = (h >> 32) | 1;   // never 0, so 0 marks an empty slot
         const std::size_t mask = m_slots.size() - 1;
-        for (std::size_t i = hash(kind, bits) & mask;; i = (i + 1) & mask) {
-            Slot &slot = m_slots[i];
-            if (slot.number == kMissing) {
-                slot = Slot{bits, number, kind};
-                ++m_count;
+        for (std::size_t i = h & mask;; i = (i + 1) & mask) {
+            const std::uint64_t slot = m_slots[i];
+            if (slot == 0) {
+                m_slots[i] = (fingerprint << 32) | m_entries.size();
+                m_entries.push_back(Entry{bits, number, kind});
                 return kMissing;
             }
-            if (slot.bits == bits && slot.kind == kind)
-                return slot.number;
+            if ((slot >> 32) == fingerprint) {
+                const Entry &entry = m_entries[static_cast<std::uint32_t>(slot)];
+                if (entry.bits == bits && entry.kind == kind)
+                    return entry.number;
+            }
         }
     }
 
 private:
-    struct Slot {
-        std::uint64_t bits = 0;
-        std::uint32_t number = kMissing;
-        std::uint8_t kind = 0;
+    struct Entry {
+        std::uint64_t bits;
+        std::uint32_t number;
+        std::uint8_t kind;
     };
 
-    static std::size_t hash(std::uint8_t kind, std::uint64_t bits)
+    // Linear probing stays short up to about two thirds full.
+    static std::size_t capacityFor(std::size_t count)
     {
-        std::uint64_t h = bits ^ (std::uint64_t(kind) << 56) ^ 0x9E3779B97F4A7C15ull;
-        h ^= h >> 33;
-        h *= 0xFF51AFD7ED558CCDull;
-        h ^= h >> 33;
-        h *= 0xC4CEB9FE1A85EC53ull;
-        h ^= h >> 33;
-        return static_cast<std::size_t>(h);
+        std::size_t size = 64;
+        while (size * 2 < count * 3)
+            size *= 2;
+        return size;
     }
 
     void grow()
     {
-        std::vector<Slot> old = std::move(m_slots);
-        m_slots.assign(old.empty() ? 1024 : old.size() * 2, Slot{});
+        m_slots.assign(capacityFor(m_entries.size() + 1) * 2, 0);
         const std::size_t mask = m_slots.size() - 1;
-        for (const Slot &slot : old) {
-            if (slot.number == kMissing)
-                continue;
-            std::size_t i = hash(slot.kind, slot.bits) & mask;
-            while (m_slots[i].number != kMissing)
+        for (std::size_t e = 0; e < m_entries.size(); ++e) {
+            const std::uint64_t h = hashKey(m_entries[e].kind, m_entries[e].bits);
+            std::size_t i = h & mask;
+            while (m_slots[i] != 0)
                 i = (i + 1) & mask;
-            m_slots[i] = slot;
+            m_slots[i] = (((h >> 32) | 1) << 32) | e;
         }
     }
 
-    std::vector<Slot> m_slots;
-    std::size_t m_count = 0;
+    std::vector<std::uint64_t> m_slots;
+    std::vector<Entry> m_entries;
 };
 
 // A growing output buffer that writes big-endian numbers without per-call checks beyond one
@@ -154,12 +173,99 @@ bool isAscii(const QString &s)
 
 enum Kind : std::uint8_t { KindBoolean = 1, KindInteger, KindUnsigned, KindReal, KindDate, KindContainer };
 
+// One number met while walking the tree: its kind and bits.
+struct NumberOccurrence {
+    std::uint64_t bits;
+    std::uint8_t kind;
+};
+
+// For every occurrence, the first occurrence of an equal number (itself when it is the first).
+//
+// The event logs hold millions of reals, nearly all distinct, so one hash table over all of them
+// would miss the cache on almost every probe. Instead the occurrences are spread by hash over
+// partitions small enough that each one's table stays in the cache, in their original order, so
+// that the first occurrence of a number is still met first within its partition.
+std::vector<std::uint32_t> firstOccurrences(const std::vector<NumberOccurrence> &occurrences)
+{
+    const std::size_t count = occurrences.size();
+    std::vector<std::uint32_t> first(count);
+    if (count == 0)
+        return first;
+    constexpr std::size_t kPartitionTarget = 4096;
+    int partitionBits = 0;
+    while ((count >> partitionBits) > kPartitionTarget && partitionBits < 16)
+        ++partitionBits;
+    const std::size_t partitions = std::size_t(1) << partitionBits;
+    auto partitionOf = [partitionBits](std::uint64_t h) -> std::size_t {
+        return partitionBits == 0 ? 0 : static_cast<std::size_t>(h >> (64 - partitionBits));
+    };
+
+    struct Record {
+        std::uint64_t bits;
+        std::uint32_t index;
+        std::uint8_t kind;
+    };
+    std::vector<std::size_t> starts(partitions + 1, 0);
+    for (const NumberOccurrence &o : occurrences)
+        ++starts[partitionOf(hashKey(o.kind, o.bits)) + 1];
+    std::size_t largest = 0;
+    for (std::size_t p = 0; p < partitions; ++p) {
+        largest = std::max(largest, starts[p + 1]);
+        starts[p + 1] += starts[p];
+    }
+    std::vector<Record> records(count);
+    {
+        std::vector<std::size_t> cursor(starts.begin(), starts.end() - 1);
+        for (std::size_t i = 0; i < count; ++i) {
+            const NumberOccurrence &o = occurrences[i];
+            records[cursor[partitionOf(hashKey(o.kind, o.bits))]++] = Record{o.bits, static_cast<std::uint32_t>(i), o.kind};
+        }
+    }
+
+    std::size_t tableSize = 16;
+    while (tableSize < largest * 2)
+        tableSize *= 2;
+    std::vector<std::uint32_t> table(tableSize);   // record position within the partition + 1
+    const std::size_t mask = tableSize - 1;
+    for (std::size_t p = 0; p < partitions; ++p) {
+        const Record *part = records.data() + starts[p];
+        const std::size_t size = starts[p + 1] - starts[p];
+        std::fill(table.begin(), table.end(), 0);
+        for (std::size_t r = 0; r < size; ++r) {
+            const Record &record = part[r];
+            for (std::size_t slot = hashKey(record.kind, record.bits) & mask;; slot = (slot + 1) & mask) {
+                const std::uint32_t stored = table[slot];
+                if (stored == 0) {
+                    table[slot] = static_cast<std::uint32_t>(r + 1);
+                    first[record.index] = record.index;
+                    break;
+                }
+                const Record &other = part[stored - 1];
+                if (other.bits == record.bits && other.kind == record.kind) {
+                    first[record.index] = other.index;
+                    break;
+                }
+            }
+        }
+    }
+    return first;
+}
+
 class Writer
 {
 public:
     bool flatten(const VXValue &root)
     {
         m_ok = true;
+        // First walk: the numbers in the order the layout will meet them, and each dictionary's
+        // key order. Then the numbers are uniqued in one go, and the second walk lays out.
+        std::size_t containers = 0;
+        collect(root, containers, 0);
+        m_firstOccurrence = firstOccurrences(m_occurrences);
+        m_occurrenceNumbers.resize(m_occurrences.size());
+        m_containers.reserve(containers);
+        m_objects.reserve(m_occurrences.size() + containers);
+        m_finished.reserve(m_occurrences.size() + containers);
         number(root, 0);
         return m_ok;
     }
@@ -170,7 +276,8 @@ public:
         const int refWidth = widthForCount(objectCount);
         std::vector<std::uint64_t> offsets(objectCount);
 
-        Output out(objectCount * 10 + 64);
+        // Most objects are reals (9 bytes) and references; strings may make it grow once.
+        Output out(objectCount * 14 + m_refs.size() * static_cast<std::size_t>(refWidth) + 64);
         out.bytes("bplist00", 8);
         std::size_t refCursor = 0;
         for (std::size_t i = 0; i < objectCount; ++i) {
@@ -229,27 +336,80 @@ public:
     }
 
 private:
+    // Walks the tree in layout order (each container once, dictionary values by sorted key),
+    // noting every number and every dictionary's key order for the second walk.
+    void collect(const VXValue &value, std::size_t &containers, int depth)
+    {
+        if (!value.isContainer()) {
+            if (const std::uint8_t kind = numberKind(value))
+                m_occurrences.push_back(NumberOccurrence{numberBits(value), kind});
+            return;
+        }
+        if (depth >= VXPropertyListSerialization::kMaximumDepth)
+            return;
+        const void *identity = containerIdentity(value);
+        if (m_collected.findOrInsert(KindContainer, reinterpret_cast<std::uintptr_t>(identity),
+                                     static_cast<std::uint32_t>(containers)) != ObjectNumberMap::kMissing)
+            return;
+        ++containers;
+        if (const VXArray *array = value.array()) {
+            for (const VXValue &item : *array)
+                collect(item, containers, depth + 1);
+            return;
+        }
+        const VXDictionary &dictionary = *value.dictionary();
+        const std::size_t start = m_keyOrders.size();
+        for (std::size_t index : dictionary.sortedEntryIndexes())
+            m_keyOrders.push_back(static_cast<std::uint32_t>(index));
+        for (std::size_t i = 0; i < dictionary.size(); ++i)
+            collect(dictionary.entries()[m_keyOrders[start + i]].value, containers, depth + 1);
+    }
+
+    static const void *containerIdentity(const VXValue &value)
+    {
+        return value.array() ? static_cast<const void *>(value.array()) : static_cast<const void *>(value.dictionary());
+    }
+
+    static std::uint8_t numberKind(const VXValue &value)
+    {
+        switch (value.type()) {
+        case VXValue::Type::Boolean: return KindBoolean;
+        case VXValue::Type::Real: return KindReal;
+        case VXValue::Type::Date: return KindDate;
+        case VXValue::Type::Integer: return value.isUnsignedInteger() ? KindUnsigned : KindInteger;
+        default: return 0;
+        }
+    }
+
+    static std::uint64_t numberBits(const VXValue &value)
+    {
+        switch (value.type()) {
+        case VXValue::Type::Boolean: return value.toBool() ? 1 : 0;
+        case VXValue::Type::Real: return std::bit_cast<std::uint64_t>(value.realValue());
+        case VXValue::Type::Date: return std::bit_cast<std::uint64_t>(value.dateSince2001());
+        default: return static_cast<std::uint64_t>(value.integerBits());
+        }
+    }
+
     // The object number of the value, laying it (and what it holds) out when first met.
     std::uint32_t number(const VXValue &value, int depth)
     {
         const auto next = static_cast<std::uint32_t>(m_objects.size());
-        std::uint32_t found = ObjectNumberMap::kMissing;
         switch (value.type()) {
         case VXValue::Type::Null:
             return fail("cannot write a null value in a binary property list");
         case VXValue::Type::Boolean:
-            found = m_numbers.findOrInsert(KindBoolean, value.toBool() ? 1 : 0, next);
-            break;
         case VXValue::Type::Integer:
-            found = m_numbers.findOrInsert(value.isUnsignedInteger() ? KindUnsigned : KindInteger,
-                                           static_cast<std::uint64_t>(value.integerBits()), next);
-            break;
         case VXValue::Type::Real:
-            found = m_numbers.findOrInsert(KindReal, std::bit_cast<std::uint64_t>(value.realValue()), next);
+        case VXValue::Type::Date: {
+            // Numbers come in the order the first walk met them.
+            const std::size_t occurrence = m_nextOccurrence++;
+            const std::uint32_t first = m_firstOccurrence[occurrence];
+            if (first != occurrence)
+                return m_occurrenceNumbers[first];
+            m_occurrenceNumbers[occurrence] = next;
             break;
-        case VXValue::Type::Date:
-            found = m_numbers.findOrInsert(KindDate, std::bit_cast<std::uint64_t>(value.dateSince2001()), next);
-            break;
+        }
         case VXValue::Type::String:
             return stringNumber(value.stringRef(), reinterpret_cast<std::uintptr_t>(&value));
         case VXValue::Type::Data: {
@@ -261,8 +421,9 @@ private:
             break;
         }
         case VXValue::Type::Array:
-        case VXValue::Type::Dictionary:
-            found = m_numbers.findOrInsert(KindContainer, reinterpret_cast<std::uintptr_t>(value.array() ? static_cast<const void *>(value.array()) : static_cast<const void *>(value.dictionary())), next);
+        case VXValue::Type::Dictionary: {
+            const std::uint32_t found = m_containers.findOrInsert(
+                KindContainer, reinterpret_cast<std::uintptr_t>(containerIdentity(value)), next);
             if (found != ObjectNumberMap::kMissing) {
                 if (!m_finished[found])
                     return fail("cannot write a property list that contains itself");
@@ -270,8 +431,7 @@ private:
             }
             return container(value, next, depth);
         }
-        if (found != ObjectNumberMap::kMissing)
-            return found;
+        }
         append(reinterpret_cast<std::uintptr_t>(&value), true);
         return next;
     }
@@ -290,8 +450,9 @@ private:
             }
         } else {
             const VXDictionary &dictionary = *value.dictionary();
-            const std::vector<std::size_t> order = dictionary.sortedEntryIndexes();
-            const std::size_t count = order.size();
+            const std::uint32_t *order = m_keyOrders.data() + m_nextKeyOrder;
+            const std::size_t count = dictionary.size();
+            m_nextKeyOrder += count;
             const std::size_t start = m_refs.size();
             m_refs.resize(start + count * 2);
             for (std::size_t i = 0; i < count && m_ok; ++i) {
@@ -391,7 +552,14 @@ private:
     std::vector<std::uintptr_t> m_objects;   // VXValue*, or QString* of a key with the low bit set
     std::vector<bool> m_finished;            // false while a container's contents are laid out
     std::vector<std::uint32_t> m_refs;       // every container's references, in object order
-    ObjectNumberMap m_numbers;
+    std::vector<NumberOccurrence> m_occurrences;        // numbers in the order the layout meets them
+    std::vector<std::uint32_t> m_firstOccurrence;       // per occurrence, its first equal one
+    std::vector<std::uint32_t> m_occurrenceNumbers;     // object number of each first occurrence
+    std::size_t m_nextOccurrence = 0;
+    std::vector<std::uint32_t> m_keyOrders;             // each dictionary's sorted entry indexes
+    std::size_t m_nextKeyOrder = 0;
+    ObjectNumberMap m_collected;                        // containers met by the first walk
+    ObjectNumberMap m_containers;                       // containers laid out, by address
     QHash<QString, std::uint32_t> m_strings;     // object number + 1
     QHash<QByteArray, std::uint32_t> m_data;     // object number + 1
     bool m_ok = true;
