@@ -73,7 +73,7 @@ w('binary/refused-self-reference.bplist', bplist([bytes([0xA1, 0])]))
 w('binary/refused-mutual-reference.bplist', bplist([bytes([0xA1, 1]), bytes([0xA1, 0])]))
 # A dictionary whose key is an integer; an object with an unknown marker; a string whose length runs past the end.
 w('binary/damaged-integer-key.bplist', bplist([bytes([0xD1, 1, 2]), bytes([0x10, 7]), bytes([0x51, 0x61])]))
-w('binary/refused-unknown-marker.bplist', bplist([bytes([0xA1, 1]), bytes([0x70])]))
+w('binary/refused-unknown-marker.bplist', bplist([bytes([0xA1, 1]), bytes([0x90])]))
 w('binary/refused-long-string.bplist', bplist([bytes([0x5F, 0x13, 0x7F, 0xFF, 0xFF, 0xFF, 0x61])]))
 # Nesting deeper than any reader accepts: 600 arrays, each holding the next.
 def bplist2(objects):
