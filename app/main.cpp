@@ -1,3 +1,5 @@
+#include "VXDefaultsCommand.h"
+
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QTextStream>
@@ -10,9 +12,21 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("Wendle"));
     QCoreApplication::setApplicationVersion(QStringLiteral(WENDLE_VERSION));
 
+    // Sub-commands take their own arguments (macOS-style "-int" flags and the like), so they
+    // are dispatched before the program's options are parsed.
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.size() > 1 && arguments.at(1) == VXDefaultsCommand::kName) {
+        QTextStream out(stdout);
+        QTextStream err(stderr);
+        return VXDefaultsCommand::run(arguments.mid(2), out, err);
+    }
+
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Wendle tracks how long each application and window is in front and open."));
+        "Wendle tracks how long each application and window is in front and open.\n"
+        "\n"
+        "Commands:\n"
+        "  defaults read|write|delete ...   read and change settings (wendle defaults --help)"));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.process(app);
