@@ -1,0 +1,157 @@
+#pragma once
+
+// The sampler: one tick reads the desktop, credits the time since the previous tick to every
+// application, window, pool, pool member and window entry that was in the same state at both
+// ticks, records the changes of state in the event logs, and rebuilds the sorted lists the
+// organizer shows. The run loop, the pause gate and the user interface are the controller's;
+// this class is the tick itself.
+//
+// Credit rule: an interval is credited to an item only when the item was in the state at the
+// earlier tick (its persistent flag) and is found in it again now (its working mark is being
+// set), never across a gap, and at most once per tick for windows, pools, members and entries.
+// (Applications are credited once per running process: two instances of one application share
+// an item and both credit it.)
+//
+//     ticks:        t0    t1    t2  (gap)  t3    t4
+//     app seen:      x     x     x          x     x
+//     credited:         +1    +1     0         +1
+//     active log:  [+t0        -t2]       [+t3  ...
+//
+// Every item of the tree is consolidated once per tick, so no working mark outlives it. Items
+// that were neither seen at the previous tick nor now, and whose logs are closed, are left as
+// they are: consolidating them would change nothing. The sampler remembers which window items
+// those are (it keeps a reference to each application's window table and the windows that were
+// active), so that a steady desktop does not walk every window of the year on every tick; a
+// full walk rebuilds that record whenever the tree may have changed behind its back (see
+// sample()).
+
+#include "VXDesktop.h"
+#include "VXPatternExtensions.h"
+#include "VXPools.h"
+#include "VXValue.h"
+#include "VXWindowDescriptions.h"
+
+#include <QString>
+
+#include <cstdint>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+class VXUserDefaults;
+
+// Settings the sampler reads (the registered ones are in VXRegisteredDefaults.h).
+inline const QString VXUpdateIntervalKey = QStringLiteral("Update Interval");
+inline const QString VXIncludeFloatingWindowsKey = QStringLiteral("Include Floating Windows");
+inline const QString VXQualifiedBlacklistEatsFrontmostWindowKey = QStringLiteral("Qualified Blacklist Eats Frontmost Window");
+inline const QString VXShowInactiveApplicationItemsKey = QStringLiteral("Show Inactive Application Items");
+
+// The shortest delay between two ticks: any "Update Interval" not above it is read as it.
+inline constexpr double VXMinimumUpdateInterval = 0.5;
+
+// "Update Interval" as the tick uses it: values not above the minimum (and a missing value,
+// which reads as 0) give the minimum.
+double VXUpdateIntervalFromValue(double value);
+// The label beside the preferences slider: "1 second", else "<value> seconds" with one trimmed
+// fraction digit.
+QString VXUpdateIntervalText(double interval);
+
+// Settings of other parts that decide whether the organizer's expansion states are restored
+// after a tick: whether a report shows the lists' content.
+inline const QString VXLiveReportContentKey = QStringLiteral("Live Report Content");
+inline const QString VXShowActivityReportInDockKey = QStringLiteral("Show Activity Report In Dock");
+inline const QString VXShowActivityReportOnDesktopKey = QStringLiteral("Show Activity Report On Desktop");
+
+// Whether a full tick restores the organizer's expansion states. It always does, except in the
+// status-item mode once the first full tick is done, while the list window is hidden and no
+// report needs the lists (the report window is hidden or shows other content than the lists',
+// and the report is neither in the Dock tile nor on the desktop).
+struct VXExpansionRefreshFacts {
+    bool firstFullTick = false;
+    bool runsAsStatusItem = false;
+    bool listWindowVisible = false;
+    bool reportWindowVisible = false;
+    std::int64_t liveReportContent = 0;
+    bool showActivityReportInDock = false;
+    bool showActivityReportOnDesktop = false;
+};
+bool VXShouldRestoreExpansionStates(const VXExpansionRefreshFacts &facts);
+
+struct VXSamplerSettings {
+    bool includeWindowsFromAllSpaces = true;
+    bool includeFloatingWindows = false;
+    bool qualifiedBlacklistEatsFrontmostWindow = false;
+    bool showInactiveApplicationItems = false;
+    bool showInactivePools = true;
+    int sortColumn = 1;
+
+    // The per-tick settings from the store (the two "Show Inactive" flags are left alone: the
+    // program reads them at start-up).
+    void readTickSettings(const VXUserDefaults &defaults);
+};
+
+class VXActivitySampler
+{
+public:
+    VXActivitySampler();
+    ~VXActivitySampler();
+
+    // One tick at `now` (Unix seconds): time and timestamps, the desktop's applications and
+    // windows, blacklists, cut-offs and pools, consolidation of every item, and the sorted lists.
+    // A missing configuration is started empty (and the tick is a gap).
+    //
+    // `fullWalk` consolidates every item of the tree one by one. Without it, window items known
+    // to be dormant since the previous tick are skipped. Ask for a full walk whenever the tree
+    // may have been changed outside the sampler since the previous tick (a user action, undo, a
+    // reset, loading); the controller does on every forced tick. The sampler also walks in full
+    // on its own whenever the configuration, its "Applications" or an application's window table
+    // is another object than at the previous tick, or a window table changed size.
+    void sample(VXDictionaryRef &configuration, const VXDesktopSnapshot &desktop, double now,
+                const VXSamplerSettings &settings, bool fullWalk);
+
+    // The wall-clock time of the previous tick; none before the first.
+    std::optional<double> lastDate() const { return m_lastDate; }
+    void forgetLastDate() { m_lastDate.reset(); }
+    // The next tick must treat the time since the previous one as a gap.
+    bool ignoreLastDate() const { return m_ignoreLastDate; }
+    void setIgnoreLastDate(bool ignore) { m_ignoreLastDate = ignore; }
+
+    // "Overall Time" and "Overall Pool Time" after the last tick.
+    double overallApplicationTime() const { return m_overallApplicationTime; }
+    double overallPoolTime() const { return m_overallPoolTime; }
+
+    // The items the organizer lists, sorted; the same array objects from tick to tick.
+    const VXArrayRef &applicationArray() const { return m_applicationArray; }
+    const VXArrayRef &poolArray() const { return m_poolArray; }
+
+    // Forgets the record of dormant windows: the next tick walks in full.
+    void invalidateDormancyRecord();
+
+private:
+    struct Tick;
+    struct WindowRecord;
+
+    void creditApplications(Tick &tick);
+    void creditWindows(Tick &tick, VXDictionary &application, const QString &applicationID, const QString &name,
+                       std::int64_t processIdentifier, bool front);
+    void consolidateApplications(Tick &tick);
+    void consolidatePools(Tick &tick);
+
+    std::optional<double> m_lastDate;
+    bool m_ignoreLastDate = false;
+    double m_overallApplicationTime = 0.0;
+    double m_overallPoolTime = 0.0;
+    VXArrayRef m_applicationArray;
+    VXArrayRef m_poolArray;
+
+    // Kept from tick to tick so that a steady desktop allocates little.
+    VXWindowDescriptions m_windowDescriptions;
+    VXPoolMatcher m_poolMatcher;
+
+    // The dormancy record: per application item, its window table as it was after the previous
+    // tick and the windows in it that were seen then.
+    VXDictionaryRef m_recordedConfiguration;
+    VXDictionaryRef m_recordedApplications;
+    std::unordered_map<const VXDictionary *, WindowRecord> m_windowRecords;
+    std::uint64_t m_generation = 0;
+};

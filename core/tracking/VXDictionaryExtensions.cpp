@@ -1,0 +1,220 @@
+#include "VXDictionaryExtensions.h"
+
+#include "VXConfigurationKeys.h"
+#include "VXSorting.h"
+#include "VXStringExtensions.h"
+
+#include <QCoreApplication>
+
+#include <cmath>
+#include <limits>
+
+namespace {
+
+// Translatable names of items that have none of their own.
+const char *const kTranslationContext = "VXItem";
+const char *const kAnyApplicationText = QT_TRANSLATE_NOOP("VXItem", "Any Application");
+const char *const kEmptyPoolText = QT_TRANSLATE_NOOP("VXItem", "Empty Pool");
+const QString kPoolMemberSeparator = QStringLiteral(" | ");
+
+// An earlier period is taken to have begun at the previous sample when the two times are within
+// the program's tolerance for equal timestamps.
+constexpr double kNoPreviousTimestamp = 0.001;
+
+// Whether nothing but white space and line breaks is left once trimmed, without making the
+// trimmed copy (the sort of every list asks this for every comparison).
+bool isBlank(QStringView text)
+{
+    for (QChar c : text) {
+        if (!c.isSpace())
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+double timeIntervalForKey(const VXDictionary &item, const QString &key)
+{
+    return item.value(key).toDouble();
+}
+
+void setTimeInterval(VXDictionary &item, double interval, const QString &key)
+{
+    item.insert(key, interval);
+}
+
+void addTimeInterval(VXDictionary &item, double interval, const QString &key)
+{
+    if (VXValue *stored = item.valuePointer(key)) {
+        *stored = VXValue(stored->toDouble() + interval);
+        return;
+    }
+    item.insert(key, interval);
+}
+
+bool boolForKey(const VXDictionary &item, const QString &key)
+{
+    return item.value(key).toBool();
+}
+
+void setBool(VXDictionary &item, bool value, const QString &key)
+{
+    if (value)
+        item.insert(key, true);
+    else
+        item.remove(key);
+}
+
+std::uint64_t unsignedIntegerForKey(const VXDictionary &item, const QString &key)
+{
+    const VXValue &value = item.value(key);
+    if (value.isUnsignedInteger())
+        return static_cast<std::uint64_t>(value.integerBits());
+    if (value.isReal()) {
+        const double real = value.realValue();
+        if (!(real > 0.0))
+            return 0;   // also NaN
+        if (real >= 18446744073709551615.0)
+            return std::numeric_limits<std::uint64_t>::max();
+        return static_cast<std::uint64_t>(real);
+    }
+    const std::int64_t integer = value.toInteger();
+    return integer > 0 ? static_cast<std::uint64_t>(integer) : 0;
+}
+
+void setOrRemoveObject(VXDictionary &item, const VXValue &object, const QString &key)
+{
+    if (object.isNull())
+        item.remove(key);
+    else
+        item.insert(key, object);
+}
+
+void tryToSetObject(VXDictionary &item, const VXValue &object, const QString &key)
+{
+    if (!object.isNull() && !key.isNull())
+        item.insert(key, object);
+}
+
+bool consolidateFrontState(VXDictionary &item, bool frontState, bool gap, double timestamp, double previousTimestamp)
+{
+    const QString &markKey = frontState ? VXFrontActiveMarkKey : VXActiveMarkKey;
+    const QString &flagKey = frontState ? VXFrontActiveKey : VXActiveKey;
+    const QString &logKey = frontState ? VXFrontActiveLogKey : VXActiveLogKey;
+
+    const bool seen = boolForKey(item, markKey);
+    setBool(item, seen, flagKey);
+    item.remove(markKey);
+
+    VXValue *logValue = item.valuePointer(logKey);
+    VXArray *log = logValue ? logValue->array() : nullptr;
+    double last = (log && !log->isEmpty()) ? log->last().toDouble() : -1.0;
+
+    // A period left open across a gap ends at the last sample before the gap; begun there, it
+    // had no length and goes.
+    if (gap && last > 0) {
+        if (previousTimestamp < kNoPreviousTimestamp || VXSimilarAbsoluteTimeIntervals(last, previousTimestamp))
+            log->removeLast();
+        else
+            log->append(-previousTimestamp);
+        last = -1.0;
+    }
+
+    const bool open = last > 0;
+    if (seen) {
+        if (!open) {
+            if (!log) {
+                VXArrayRef created = VXMakeArray();
+                log = created.get();
+                item.insert(logKey, std::move(created));
+            }
+            log->append(timestamp);
+        }
+        return true;
+    }
+    if (open) {
+        // The period ends at the last sample that still saw the item, not at this one.
+        if (previousTimestamp < kNoPreviousTimestamp)
+            log->append(-timestamp);
+        else if (VXSimilarAbsoluteTimeIntervals(last, previousTimestamp))
+            log->removeLast();
+        else
+            log->append(-previousTimestamp);
+    }
+    return false;
+}
+
+bool consolidateStates(VXDictionary &item, bool gap, double timestamp, double previousTimestamp)
+{
+    consolidateFrontState(item, true, gap, timestamp, previousTimestamp);
+    return consolidateFrontState(item, false, gap, timestamp, previousTimestamp);
+}
+
+void resetTimersRecursively(VXDictionary &item)
+{
+    for (const QString *key : {&VXActiveKey, &VXActiveLogKey, &VXTimeKey, &VXFrontActiveKey, &VXFrontActiveLogKey,
+                               &VXFrontTimeKey})
+        item.remove(*key);
+
+    if (VXDictionary *windows = item.value(VXWindowsByNameKey).dictionary()) {
+        for (std::size_t i = 0; i < windows->size(); ++i) {
+            if (VXDictionary *window = windows->valueAt(i).dictionary())
+                resetTimersRecursively(*window);
+        }
+    } else if (VXArray *children = item.value(VXChildrenKey).array()) {
+        for (VXValue &child : *children) {
+            if (VXDictionary *dictionary = child.dictionary())
+                resetTimersRecursively(*dictionary);
+        }
+    }
+}
+
+QString itemName(const VXDictionary &item)
+{
+    if (boolForKey(item, VXMatchAnyApplicationKey))
+        return QCoreApplication::translate(kTranslationContext, kAnyApplicationText);
+
+    const QString &name = item.value(VXNameKey).stringRef();
+    if (!isBlank(name) || item.value(VXPathKey).stringRef() != VXPoolPathMarker)
+        return name;
+
+    const VXArray *members = item.value(VXChildrenKey).array();
+    if (!members || members->isEmpty())
+        return QCoreApplication::translate(kTranslationContext, kEmptyPoolText);
+
+    QString joined;
+    bool first = true;
+    for (const VXValue &value : *members) {
+        if (!first)
+            joined += kPoolMemberSeparator;
+        first = false;
+        const VXDictionary *member = value.dictionary();
+        if (!member)
+            continue;
+        const VXArray *entries = member->value(VXChildrenKey).array();
+        if (entries && !entries->isEmpty())
+            joined += QStringLiteral("%1 (%2)").arg(itemName(*member)).arg(static_cast<qulonglong>(entries->size()));
+        else
+            joined += itemName(*member);
+    }
+    return joined;
+}
+
+bool isPoolOrPoolItem(const VXDictionary &item)
+{
+    return item.value(VXTypeKey).stringRef() == VXPoolItemType || item.value(VXPathKey).stringRef() == VXPoolPathMarker;
+}
+
+const VXRunningApplication *itemRunningApplication(const VXDictionary &item,
+                                                   const std::vector<VXRunningApplication> &runningApplications)
+{
+    const QString &applicationID = item.value(VXApplicationIDKey).stringRef();
+    if (applicationID.isEmpty())
+        return nullptr;
+    for (const VXRunningApplication &application : runningApplications) {
+        if (application.bundleIdentifier == applicationID || isEqualToPath(application.bundlePath, applicationID))
+            return &application;
+    }
+    return nullptr;
+}

@@ -1,0 +1,76 @@
+#pragma once
+
+// Accessors on the items of the configuration tree (applications, windows, pools, pool members,
+// window entries) and on the tree's root. Every other part of the program reads and writes the
+// tree through these, so that a missing or mistyped value always reads the same way: as 0 or
+// false, never as a failure. Booleans are stored only when true.
+//
+// Event logs. An item keeps one log per state (active, frontmost): a flat array of numbers in
+// time order, +t opening a period at t and -t closing it at t. A final positive number is a
+// period still open. Periods run from the first sample at which the item was seen in the state
+// to the last sample at which it was still seen:
+//
+//     samples:      t1   t2   t3   t4   t5
+//     seen:          x    x    x    .    x
+//     log:         [+t1            -t3][+t5 ...
+//
+// A period of one sample has no length and is never stored.
+
+#include "VXDesktop.h"
+#include "VXValue.h"
+
+#include <QString>
+
+#include <cstdint>
+#include <vector>
+
+// The value's double, or 0 when missing or not a number.
+double timeIntervalForKey(const VXDictionary &item, const QString &key);
+void setTimeInterval(VXDictionary &item, double interval, const QString &key);
+void addTimeInterval(VXDictionary &item, double interval, const QString &key);
+
+// The value's truth, or false when missing or not a number.
+bool boolForKey(const VXDictionary &item, const QString &key);
+// true is stored; false removes the key.
+void setBool(VXDictionary &item, bool value, const QString &key);
+
+// The value as an unsigned whole number: reals are truncated, negative values and anything that
+// is no number read as 0.
+std::uint64_t unsignedIntegerForKey(const VXDictionary &item, const QString &key);
+
+// Stores the object, or removes the key when the object is null.
+void setOrRemoveObject(VXDictionary &item, const VXValue &object, const QString &key);
+// Stores the object only when both the object and the key are present.
+void tryToSetObject(VXDictionary &item, const VXValue &object, const QString &key);
+
+// Ends a sample for one state of the item (the frontmost state when `frontState`, else the
+// active state): the working mark becomes the persistent flag and is removed, and the event log
+// opens or closes a period. `timestamp` is the sample's time; `previousTimestamp` the time of
+// the previous sample (0 when there was none). After a gap a period left open is closed at the
+// previous sample, or dropped when it began there:
+//
+//     gap between t2 and t3, item seen at t1, t2 and t3:
+//     log before t3: [+t1 ...      after t3: [+t1 -t2][+t3 ...
+//
+// Answers whether the item was seen in the state during the sample.
+bool consolidateFrontState(VXDictionary &item, bool frontState, bool gap, double timestamp, double previousTimestamp);
+// The frontmost state, then the active state; answers the active state's result.
+bool consolidateStates(VXDictionary &item, bool gap, double timestamp, double previousTimestamp);
+
+// Removes "Active", "Active Log", "Time", "Front Active", "Front Active Log" and "Front Time"
+// from the item and from every item under it (through "Windows By Name", else "Children").
+void resetTimersRecursively(VXDictionary &item);
+
+// The name shown for the item: "Any Application" (translated) for a pool member that matches
+// any application; the "Name" when it is not blank; for an unnamed pool its members' names
+// joined with " | " (a member with window entries as "Name (count)"), or "Empty Pool" when it
+// has no members. Anything else answers its "Name" as it is.
+QString itemName(const VXDictionary &item);
+
+// Whether the item is a pool, a pool member or a window entry of one.
+bool isPoolOrPoolItem(const VXDictionary &item);
+
+// The first running application whose bundle identifier is the item's "Application ID", or
+// whose bundle path is the same path as it (compared ignoring case); null when none runs.
+const VXRunningApplication *itemRunningApplication(const VXDictionary &item,
+                                                   const std::vector<VXRunningApplication> &runningApplications);

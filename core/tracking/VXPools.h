@@ -1,0 +1,74 @@
+#pragma once
+
+// Pools: user-named groups of applications and window titles that receive time of their own.
+//
+// A pool's "Children" are its members. A member made from an application carries its "Name",
+// "Path" and "Application ID"; a member may hold window entries (patterns for window titles) in
+// its own "Children", and then it is reached only through windows. A member with "Match Any
+// Application" stands for every application: with window entries, its patterns match windows of
+// every application; without, it receives the time of every tracked application.
+//
+// Crediting is guarded by the working marks, so a pool, member or entry gains each interval at
+// most once per tick however many applications or windows match it:
+//
+//     windows of one tick:   [Report 1] [Report 2]     (both match the entry "Report*")
+//     entry "Report*":       +interval, once
+
+#include "VXPatternExtensions.h"
+#include "VXValue.h"
+
+#include <QString>
+
+#include <vector>
+
+// Credits the pools for one application or window item of the tick in progress. A window item
+// is one whose "Path" is "_Window"; its "Application ID" selects the members (unless they match
+// any application) and its "Name" is tested against their window entries. An application item's
+// "Name" is tested against the names of members without window entries. Unless `gap`, an item
+// credited in this tick for the first time gains `interval` in "Time" when it was "Active" at the
+// previous tick, and in "Front Time" when `isFrontmost` and it was "Front Active".
+void checkPools(const VXArray *pools, VXDictionary &item, bool gap, double interval, bool isFrontmost);
+
+// The same decisions with the pools prepared once per tick: patterns compiled, members grouped
+// by application. Build it at the start of the tick (the pools must not change until the tick
+// ends) and call checkPools() for every application and window item.
+class VXPoolMatcher
+{
+public:
+    void build(const VXArray *pools);
+    void checkPools(VXDictionary &item, bool gap, double interval, bool isFrontmost) const;
+    bool isEmpty() const { return m_pools.empty(); }
+
+private:
+    struct Entry {
+        VXDictionary *dictionary;
+        VXPattern pattern;
+    };
+    struct Member {
+        VXDictionary *dictionary;
+        bool matchesAnyApplication;
+        bool hasEntries;
+        QString applicationID;
+        VXPattern namePattern;
+        std::vector<Entry> entries;
+    };
+    struct Pool {
+        VXDictionary *dictionary;
+        std::vector<Member> members;
+    };
+    std::vector<Pool> m_pools;
+};
+
+// The member that the "Match Any Application" command acts on for an item of the pool list:
+// the item itself when it is a pool member, the member holding it when it is a window entry;
+// null otherwise (a pool, or an item in no pool).
+VXDictionary *VXPoolMemberForItem(const VXArray *pools, const VXDictionary *item);
+
+// The title of that command for a member: "Track <name> Only" while the member matches any
+// application; otherwise, by its number of window entries, "Track All Applications" (none),
+// "Track Across All Applications" (one) or "Track Window Titles Across All Applications" (two or
+// more). Opened on a window entry, fewer than two entries give "Track Across All Applications".
+QString VXMatchAnyApplicationMenuTitle(const VXDictionary &member, bool openedOnWindowEntry);
+
+// Flips the member's "Match Any Application" (clearing removes the key).
+void VXToggleMatchAnyApplication(VXDictionary &member);

@@ -1,0 +1,3 @@
+#include "VXTrackingLogging.h"
+
+Q_LOGGING_CATEGORY(lcTracking, "wendle.tracking")

@@ -1,0 +1,88 @@
+// The order of the organizer lists: by time (larger first, items with a time before items
+// without), then by display name, then by path.
+
+#include "VXConfigurationKeys.h"
+#include "VXItemSorting.h"
+#include "VXTrackingTestSupport.h"
+
+#include <gtest/gtest.h>
+
+using namespace vxtest;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+VXDictionaryRef item(const QString &name, std::optional<double> time, std::optional<double> frontTime,
+                     const QString &path = QStringLiteral("/p"))
+{
+    VXDictionaryRef result = dictionary({{VXNameKey, name}, {VXPathKey, path}});
+    if (time)
+        result->insert(VXTimeKey, *time);
+    if (frontTime)
+        result->insert(VXFrontTimeKey, *frontTime);
+    return result;
+}
+
+QStringList sortedNames(std::initializer_list<VXDictionaryRef> items, int column)
+{
+    VXArrayRef array = VXMakeArray();
+    for (const VXDictionaryRef &i : items)
+        array->append(i);
+    VXSortItemArray(*array, column);
+    return namesOf(*array);
+}
+
+} // namespace
+
+TEST(VXItemSorting, EachColumnOrdersByItsTimesThenByName)
+{
+    const auto a = item(QStringLiteral("a"), 10.0, 1.0);
+    const auto b = item(QStringLiteral("b"), 30.0, 0.0);
+    const auto c = item(QStringLiteral("c"), std::nullopt, std::nullopt);
+    const auto d = item(QStringLiteral("d"), 30.0, 5.0);
+    const auto e = item(QStringLiteral("e"), 20.0, std::nullopt);
+
+    EXPECT_EQ(sortedNames({c, e, d, b, a}, 0), (QStringList{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"e"_s}));
+    // Front time: a zero front time still comes before none at all.
+    EXPECT_EQ(sortedNames({c, e, d, b, a}, 1), (QStringList{u"d"_s, u"a"_s, u"b"_s, u"c"_s, u"e"_s}));
+    // Total time, then front time between equal totals.
+    EXPECT_EQ(sortedNames({c, e, d, b, a}, 2), (QStringList{u"d"_s, u"b"_s, u"e"_s, u"a"_s, u"c"_s}));
+}
+
+TEST(VXItemSorting, NamesUseTheProgramsStringOrderAndPathsBreakTies)
+{
+    const auto item10 = item(QStringLiteral("Item 10"), std::nullopt, std::nullopt);
+    const auto item9 = item(QStringLiteral("item 9"), std::nullopt, std::nullopt);
+    const auto unnamed = item(QString(), std::nullopt, std::nullopt);
+    EXPECT_EQ(sortedNames({unnamed, item10, item9}, 0), (QStringList{u"item 9"_s, u"Item 10"_s, QString()}));
+
+    const auto first = item(QStringLiteral("Same"), std::nullopt, std::nullopt, QStringLiteral("/a/Same"));
+    const auto second = item(QStringLiteral("Same"), std::nullopt, std::nullopt, QStringLiteral("/b/Same"));
+    EXPECT_EQ(VXSortItemsWithSortColumn(VXValue(second), VXValue(first), 1), VXOrderedDescending);
+    EXPECT_EQ(VXSortItemsWithSortColumn(VXValue(first), VXValue(first), 2), VXOrderedSame);
+}
+
+TEST(VXItemSorting, TheCurrentColumnIsProcessWide)
+{
+    const auto named = item(QStringLiteral("a"), std::nullopt, 1.0);
+    const auto longer = item(QStringLiteral("b"), std::nullopt, 9.0);
+    const int saved = VXCurrentSortColumn();
+    VXSetCurrentSortColumn(0);
+    EXPECT_EQ(VXSortItems(VXValue(named), VXValue(longer)), VXOrderedAscending);
+    VXSetCurrentSortColumn(1);
+    EXPECT_EQ(VXSortItems(VXValue(named), VXValue(longer)), VXOrderedDescending);
+    VXSetCurrentSortColumn(saved);
+}
+
+TEST(VXItemSorting, NumberValuesAscendWithMissingOnesLast)
+{
+    const QString key = VXLastTimestampKey;
+    const auto early = dictionary({{key, 5.0}});
+    const auto late = dictionary({{key, 7}});
+    const auto none = VXMakeDictionary();
+    const auto text = dictionary({{key, QStringLiteral("1")}});
+    EXPECT_EQ(VXSortDictionaryNumberValuesByKey(VXValue(early), VXValue(late), key), VXOrderedAscending);
+    EXPECT_EQ(VXSortDictionaryNumberValuesByKey(VXValue(none), VXValue(late), key), VXOrderedDescending);
+    EXPECT_EQ(VXSortDictionaryNumberValuesByKey(VXValue(text), VXValue(none), key), VXOrderedSame);
+    EXPECT_EQ(VXSortDictionaryNumberValuesByKey(VXValue(late), VXValue(late), key), VXOrderedSame);
+}

@@ -1,0 +1,295 @@
+// Randomized desktops, reproducible by seed: applications start and quit, windows open, close,
+// get renamed, change spaces and stacking, the front changes, pauses cut gaps into the time line.
+// After every tick the tree must keep its invariants, the credits must follow the credit rule,
+// and the sampler that skips dormant windows must leave exactly the tree that a walk over every
+// item leaves.
+
+#include "VXActivitySampler.h"
+#include "VXConfigurationKeys.h"
+#include "VXFakeDesktop.h"
+#include "VXTrackingTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+
+using namespace vxtest;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct ApplicationSpec {
+    QString name;
+    QString path;
+    QString identifier;
+    VXActivationPolicy policy = VXActivationPolicy::Regular;
+};
+
+const ApplicationSpec kApplications[] = {
+    {u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, u"org.example.Editor"_s},
+    {u"Mail"_s, u"/usr/share/applications/org.example.Mail.desktop"_s, u"org.example.Mail"_s},
+    {u"Web"_s, u"/usr/share/applications/org.example.Web.desktop"_s, u"org.example.Web"_s},
+    {u"Terminal"_s, u"/usr/bin/terminal"_s, QString()},
+    {u"Wendle"_s, u"/usr/share/applications/wendle.desktop"_s, u"wendle"_s},
+    {u"Tray Helper"_s, u"/usr/libexec/helper"_s, u"org.example.Helper"_s, VXActivationPolicy::Accessory},
+    {u" Notes "_s, u"/usr/share/applications/org.example.Notes.desktop"_s, u"org.example.Notes"_s},
+};
+
+const QString kTitles[] = {
+    u"Report - Draft"_s, u"Report - Final"_s, u"Notes"_s, u"Inbox (3)"_s, u"Inbox (4)"_s,
+    u"https://example.org/news"_s, u"   "_s, u"Secret plan"_s, u"R\u00E9sum\u00E9"_s, u"Budget.key"_s,
+    u"Build 7 - Terminal"_s, u"Build 8 - Terminal"_s, u"Draft"_s,
+};
+
+const double kSteps[] = {0.5, 0.5, 0.5, 0.5, 1.0, 1.0, 2.5, 7.0, 0.0};
+
+constexpr double kStart = 1'750'000'000.0;
+
+VXDictionaryRef makeConfiguration()
+{
+    VXArrayRef pools = VXMakeArray();
+    pools->append(pool(u"Writing"_s, {member(u"Editor"_s, u"org.example.Editor"_s, {windowEntry(u"Report*"_s), windowEntry(u"*draft*"_s)}),
+                                      member(u"Mail"_s, u"org.example.Mail"_s)}));
+    VXDictionaryRef anyApplication = member(QString(), QString());
+    setBool(*anyApplication, true, VXMatchAnyApplicationKey);
+    pools->append(pool(u"Everything"_s, {anyApplication}));
+    VXDictionaryRef inboxes = member(u"Web"_s, u"org.example.Web"_s, {windowEntry(u"*(*)"_s)});
+    setBool(*inboxes, true, VXMatchAnyApplicationKey);
+    pools->append(pool(QString(), {inboxes, member(u"W*"_s, u"org.example.Web"_s)}));
+    pools->append(pool(u"Shell"_s, {member(u"terminal"_s, u"/usr/bin/terminal"_s, {windowEntry(u"Build*"_s)})}));
+    pools->append(pool(u"Empty"_s, {}));
+
+    return dictionary({
+        {VXPoolsKey, pools},
+        {VXWindowBlacklistKey, strings({u"http*://*", u"Editor \u25B8 Secret*", u"*.key"})},
+        {VXCutoffsKey, dictionary({{u"editor"_s, dictionary({{VXSeparatorsKey, strings({u" - "})}})},
+                                   {u"mail"_s, dictionary({{VXSeparatorsKey, strings({u" ("})}})},
+                                   {u"terminal"_s, dictionary({{VXSeparatorsKey, strings({u" - "})}})}})},
+    });
+}
+
+// What the sampler counts as a tracked process of an application, decided independently.
+bool isTracked(const VXRunningApplication &process)
+{
+    const QString name = process.localizedName.trimmed();
+    return process.activationPolicy == VXActivationPolicy::Regular && !process.bundlePath.isEmpty() && !name.isEmpty()
+        && name.compare(u"Wendle"_s, Qt::CaseInsensitive) != 0;
+}
+
+QString idOf(const VXRunningApplication &process)
+{
+    return process.bundleIdentifier.isEmpty() ? process.bundlePath : process.bundleIdentifier;
+}
+
+struct Times {
+    QString where;
+    double time;
+    double frontTime;
+    bool active;
+    bool frontActive;
+};
+using TimesByItem = std::map<const VXDictionary *, Times>;
+
+// Times of every item of the tree (items stay the same objects from tick to tick).
+TimesByItem timesOf(const VXDictionary &configuration)
+{
+    TimesByItem times;
+    forEachItem(configuration, [&](const VXDictionary &item, const QString &where) {
+        times[&item] = {where, timeOf(item), frontTimeOf(item), boolForKey(item, VXActiveKey), boolForKey(item, VXFrontActiveKey)};
+    });
+    return times;
+}
+
+class Scenario
+{
+public:
+    explicit Scenario(std::uint32_t seed) : m_random(seed) {}
+
+    bool chance(double p) { return std::uniform_real_distribution<double>(0.0, 1.0)(m_random) < p; }
+    template <class C>
+    const auto &pick(const C &choices) { return choices[m_random() % std::size(choices)]; }
+
+    void run(int ticks)
+    {
+        VXDictionaryRef walked = makeConfiguration();
+        VXDictionaryRef skipping = makeConfiguration();
+        VXActivitySampler walking;
+        VXActivitySampler skipper;
+        VXSamplerSettings settings;
+        VXDesktopSnapshot snapshot;
+        double now = kStart;
+        std::optional<double> lastTick;
+        for (int tick = 0; tick < ticks; ++tick) {
+            SCOPED_TRACE(::testing::Message() << "tick " << tick);
+            const bool forced = mutateDesktop(settings);
+            const double step = pick(kSteps);
+            now += step;
+            if (chance(0.02)) {   // a pause ended
+                walking.setIgnoreLastDate(true);
+                skipper.setIgnoreLastDate(true);
+            }
+            const bool gap = skipper.ignoreLastDate() || !lastTick;
+            const double elapsed = gap ? 0.0 : now - *lastTick;
+
+            const TimesByItem before = timesOf(*skipping);
+            const double overallBefore = timeIntervalForKey(*skipping, VXOverallTimeKey);
+
+            m_desktop.takeSnapshot(snapshot);
+            walking.sample(walked, snapshot, now, settings, true);
+            skipper.sample(skipping, snapshot, now, settings, forced);
+            lastTick = now;
+
+            EXPECT_TRUE(treeKeepsItsInvariants(*skipping));
+            EXPECT_EQ(VXValue(walked), VXValue(skipping)) << "skipping dormant windows changed the tree";
+            ASSERT_EQ(VXValue(walking.applicationArray()), VXValue(skipper.applicationArray()));
+            ASSERT_EQ(VXValue(walking.poolArray()), VXValue(skipper.poolArray()));
+            ASSERT_EQ(timeIntervalForKey(*skipping, VXOverallTimeKey), overallBefore + elapsed);
+
+            const TimesByItem after = timesOf(*skipping);
+            checkApplicationCredits(before, after, elapsed, snapshot);
+            checkPoolCredits(before, after, elapsed);
+            if (::testing::Test::HasFatalFailure())
+                return;
+            if (noApplicationRunsTwice(snapshot)) {
+                double frontGain = 0.0;
+                for (const auto &[item, times] : after) {
+                    if (times.where.startsWith(u"application "_s)) {
+                        const auto old = before.find(item);
+                        frontGain += times.frontTime - (old != before.end() ? old->second.frontTime : 0.0);
+                    }
+                }
+                ASSERT_LE(frontGain, elapsed + 1e-9) << "applications were in front longer than the tick";
+            } else {
+                ++m_duplicateTicks;
+            }
+            if (::testing::Test::HasFailure())
+                return;
+        }
+    }
+
+    // Ticks in which some application ran as two processes.
+    int duplicateTicks() const { return m_duplicateTicks; }
+
+private:
+
+    // One random change to the desktop; answers whether it is one after which the program
+    // forces a tick.
+    bool mutateDesktop(VXSamplerSettings &settings)
+    {
+        auto &running = m_desktop.state().runningApplications;
+        auto &windows = m_desktop.state().windows;
+        const int events = int(m_random() % 3);
+        for (int e = 0; e < events; ++e) {
+            const unsigned kind = m_random() % 100;
+            if (kind < 12 && running.size() < 8) {
+                const ApplicationSpec &spec = pick(kApplications);
+                const bool alreadyRuns = std::any_of(running.begin(), running.end(), [&](const auto &p) { return p.bundlePath == spec.path; });
+                if (!alreadyRuns || chance(0.2))
+                    m_desktop.launch(spec.name, spec.path, spec.identifier, chance(0.05) ? -1 : m_nextPID++, spec.policy);
+            } else if (kind < 18 && !running.empty()) {
+                m_desktop.quit(running[m_random() % running.size()].processIdentifier);
+            } else if (kind < 40 && !running.empty()) {
+                if (chance(0.1))
+                    m_desktop.setFrontmostApplicationPath(QString());
+                else
+                    m_desktop.activate(running[m_random() % running.size()].processIdentifier);
+            } else if (kind < 58 && !running.empty()) {
+                m_desktop.openWindow(running[m_random() % running.size()].processIdentifier, pick(kTitles), chance(0.1) ? 3 : 0);
+            } else if (kind < 66 && !windows.empty()) {
+                m_desktop.closeWindow(windows[m_random() % windows.size()].number);
+            } else if (kind < 76 && !windows.empty()) {
+                m_desktop.setWindowTitle(windows[m_random() % windows.size()].number, pick(kTitles));
+            } else if (kind < 88 && !windows.empty()) {
+                m_desktop.raiseWindow(windows[m_random() % windows.size()].number);
+            } else if (kind < 94 && !windows.empty()) {
+                m_desktop.setWindowOnScreen(windows[m_random() % windows.size()].number, chance(0.5), chance(0.7));
+            } else if (kind < 96) {
+                settings.qualifiedBlacklistEatsFrontmostWindow = !settings.qualifiedBlacklistEatsFrontmostWindow;
+            } else if (kind < 97) {
+                settings.showInactiveApplicationItems = !settings.showInactiveApplicationItems;
+            } else if (kind < 98) {
+                settings.includeFloatingWindows = !settings.includeFloatingWindows;
+            } else {
+                return true;   // a user action: the program forces a tick
+            }
+        }
+        return false;
+    }
+
+    // An application gains the interval once per tracked process, when it was active at the
+    // previous tick; its front time the same for the processes in front, when it was in front.
+    void checkApplicationCredits(const TimesByItem &before, const TimesByItem &after, double elapsed,
+                                 const VXDesktopSnapshot &snapshot)
+    {
+        for (const auto &[item, times] : after) {
+            const QString &where = times.where;
+            if (!where.startsWith(u"application "_s))
+                continue;
+            const QString id = where.mid(12);
+            int processes = 0;
+            int frontProcesses = 0;
+            for (const VXRunningApplication &process : snapshot.runningApplications) {
+                if (isTracked(process) && idOf(process) == id) {
+                    ++processes;
+                    if (process.bundlePath == snapshot.frontmostApplicationPath)
+                        ++frontProcesses;
+                }
+            }
+            const auto old = before.find(item);
+            const Times was = old != before.end() ? old->second : Times{where, 0, 0, false, false};
+            const double expectedTime = was.active ? elapsed * processes : 0.0;
+            const double expectedFront = was.frontActive ? elapsed * frontProcesses : 0.0;
+            ASSERT_NEAR(times.time - was.time, expectedTime, 1e-9) << where.toStdString();
+            ASSERT_NEAR(times.frontTime - was.frontTime, expectedFront, 1e-9) << where.toStdString();
+        }
+    }
+
+    // Pools, members and entries gain each interval at most once.
+    void checkPoolCredits(const TimesByItem &before, const TimesByItem &after, double elapsed)
+    {
+        for (const auto &[item, times] : after) {
+            const QString &where = times.where;
+            if (where.startsWith(u"application "_s) || where.startsWith(u"window "_s))
+                continue;
+            const auto old = before.find(item);
+            if (old == before.end())
+                continue;
+            ASSERT_GE(times.time - old->second.time, -1e-9) << where.toStdString();
+            ASSERT_LE(times.time - old->second.time, elapsed + 1e-9) << where.toStdString();
+            ASSERT_LE(times.frontTime - old->second.frontTime, elapsed + 1e-9) << where.toStdString();
+        }
+    }
+
+    static bool noApplicationRunsTwice(const VXDesktopSnapshot &snapshot)
+    {
+        std::map<QString, int> counts;
+        for (const VXRunningApplication &process : snapshot.runningApplications) {
+            if (isTracked(process) && ++counts[idOf(process)] > 1)
+                return false;
+        }
+        return true;
+    }
+
+    std::mt19937 m_random;
+    VXFakeDesktop m_desktop;
+    std::int64_t m_nextPID = 100;
+    int m_duplicateTicks = 0;
+};
+
+} // namespace
+
+TEST(VXRandomizedSampler, EveryTickKeepsTheInvariantsAndSkippingDormantWindowsChangesNothing)
+{
+    int duplicateTicks = 0;
+    for (std::uint32_t seed : {1u, 2u, 3u, 5u, 8u, 13u, 21u, 34u, 55u, 89u, 144u, 233u}) {
+        SCOPED_TRACE(::testing::Message() << "seed " << seed);
+        Scenario scenario(seed);
+        scenario.run(800);
+        duplicateTicks += scenario.duplicateTicks();
+        if (HasFailure())
+            return;
+    }
+    // The scenarios did run two processes of one application at times.
+    EXPECT_GT(duplicateTicks, 100);
+}
