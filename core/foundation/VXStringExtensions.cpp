@@ -2,6 +2,8 @@
 
 #include "VXClock.h"
 #include "VXLog.h"
+#include "VXSystemClock.h"
+#include "VXUserDefaults.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -21,12 +23,12 @@ const QString kExpressTimeIntervalsAsDaysKey = QStringLiteral("Express Time Inte
 
 namespace {
 
-// User-visible texts, looked up in the program's string table with the English text as the key.
-constexpr char kStringTableContext[] = "Wendle";
-constexpr char kOneDayText[] = QT_TRANSLATE_NOOP("Wendle", "1 day");
-constexpr char kDaysFormat[] = QT_TRANSLATE_NOOP("Wendle", "%@ days");
-constexpr char kNotFoundText[] = QT_TRANSLATE_NOOP("Wendle", "Not found");
-constexpr char kCurrentlyNotAvailableText[] = QT_TRANSLATE_NOOP("Wendle", "Currently not available");
+// User-visible texts, looked up in the translations with the English text as the key and fallback.
+constexpr char kStringTableContext[] = "VXStringExtensions";
+constexpr char kOneDayText[] = QT_TRANSLATE_NOOP("VXStringExtensions", "1 day");
+constexpr char kDaysFormat[] = QT_TRANSLATE_NOOP("VXStringExtensions", "%@ days");
+constexpr char kNotFoundText[] = QT_TRANSLATE_NOOP("VXStringExtensions", "Not found");
+constexpr char kCurrentlyNotAvailableText[] = QT_TRANSLATE_NOOP("VXStringExtensions", "Currently not available");
 
 // The placeholder of kDaysFormat.
 constexpr QLatin1StringView kObjectPlaceholder("%@");
@@ -278,6 +280,13 @@ std::optional<QStringList> displayComponents(const QString &path)
 
 // ---- Durations, numbers and dates
 
+bool expressTimeIntervalsAsDays()
+{
+    if (const VXUserDefaults *defaults = VXUserDefaults::standard())
+        return defaults->boolForKey(kExpressTimeIntervalsAsDaysKey);
+    return true;
+}
+
 QString stringWithTimeInterval(double interval, bool eatZero, bool expressAsDays)
 {
     const std::uint64_t seconds = wholeSeconds(interval);
@@ -286,6 +295,13 @@ QString stringWithTimeInterval(double interval, bool eatZero, bool expressAsDays
     if (seconds == 0)
         return eatZero ? QString() : QStringLiteral("-");
     return clockText(seconds);
+}
+
+QString stringWithTimeInterval(double interval, bool eatZero)
+{
+    const std::uint64_t seconds = wholeSeconds(interval);
+    // The setting matters only from a day on: the common case reads no setting.
+    return stringWithTimeInterval(interval, eatZero, seconds >= kSecondsPerDay && expressTimeIntervalsAsDays());
 }
 
 QString localizedStringWithDouble(double value, std::int16_t numberOfFractionDigits, bool trim)
@@ -308,7 +324,7 @@ QString stringWithTimeIntervalAsDate(double timestamp, const QTimeZone &zone)
 
 QString stringWithTimeIntervalAsDate(double timestamp)
 {
-    return stringWithTimeIntervalAsDate(timestamp, QTimeZone::systemTimeZone());
+    return stringWithTimeIntervalAsDate(timestamp, VXSystemClock().timeZone());
 }
 
 QString currentYearMonthDayStringWithHour(const VXClock &clock, int *hour)
@@ -318,7 +334,7 @@ QString currentYearMonthDayStringWithHour(const VXClock &clock, int *hour)
 
 QString currentYearMonthDayStringWithHour(int *hour)
 {
-    return dayStamp(QDateTime::currentDateTime(), hour);
+    return currentYearMonthDayStringWithHour(VXSystemClock(), hour);
 }
 
 QString CSVStringWithString(const QString &field, const QString &separator)
@@ -389,17 +405,15 @@ QString trimmedApplicationNameByIgnoringExtension(const QString &self)
 
 bool isEmptyOrEndsWithCharacterFromSet(const QString &self, QStringView characters)
 {
-    qsizetype begin = 0;
+    // Trimming the front changes neither the last character nor whether anything is left.
     qsizetype end = self.size();
-    while (end > begin) {
+    while (end > 0) {
         const char32_t c = codePointBefore(self, end);
         if (!isBlankOrTab(c))
             break;
         end -= codePointLength(c);
     }
-    while (begin < end && isBlankOrTab(self[begin].unicode()))   // every blank is in the BMP
-        ++begin;
-    if (begin >= end)
+    if (end == 0)
         return true;
     const char32_t last = codePointBefore(self, end);
     for (qsizetype i = 0; i < characters.size();) {

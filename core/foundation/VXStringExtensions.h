@@ -20,12 +20,17 @@ extern const QString kExpressTimeIntervalsAsDaysKey;   // "Express Time Interval
 
 // ---- Durations, numbers and dates
 
+// The setting above; YES when no settings store is installed (its registered default).
+bool expressTimeIntervalsAsDays();
+
 // A duration written from its absolute value in whole seconds (fractions are dropped, never
 // rounded): "0:05", "59:59", "1:02:03", "100:00:00"; from a day on, with days on, "1 day" or
 // "%@ days" with one trimmed fraction digit ("1.5 days", "2 days"). Zero is "" with eatZero and
 // "-" without. NaN counts as 0; magnitudes beyond 2^64 seconds as 2^64 - 1. Runs for every
 // visible row on every tick: below a day it makes its result text and nothing else.
 QString stringWithTimeInterval(double interval, bool eatZero, bool expressTimeIntervalsAsDays);
+// The same, reading the setting.
+QString stringWithTimeInterval(double interval, bool eatZero);
 
 // The value written with that many fraction digits in the default locale's decimal separator,
 // ASCII digits and "-", no grouping, rounded to nearest from the exact binary value. With trim,

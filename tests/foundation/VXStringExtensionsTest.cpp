@@ -1,5 +1,6 @@
 #include "VXClock.h"
 #include "VXStringExtensions.h"
+#include "VXUserDefaults.h"
 
 #include <QCoreApplication>
 #include <QDate>
@@ -133,6 +134,41 @@ TEST_F(Durations, DecimalCommaInGerman)
     EXPECT_EQ(stringWithTimeInterval(864000, false, true), u"10 days"_s);
     EXPECT_EQ(stringWithTimeInterval(90000, false, true), u"1 day"_s);   // "1,0" loses its comma too
     EXPECT_EQ(stringWithTimeInterval(3661, false, true), u"1:01:01"_s);
+}
+
+TEST_F(Durations, TheSettingDecidesAndDefaultsToDays)
+{
+    use(QLocale::English, QLocale::UnitedStates);
+    // The store watches its file, which takes an application object.
+    int argc = 1;
+    char name[] = "test_foundation_formatting";
+    char *argv[] = {name, nullptr};
+    const QCoreApplication application(argc, argv);
+    VXUserDefaults *const saved = VXUserDefaults::standard();
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    {
+        VXUserDefaults defaults(VXUserDefaults::kDomain, folder.path());
+        VXUserDefaults::setStandard(&defaults);
+        VXDictionaryRef registered = VXMakeDictionary();
+        registered->insert(kExpressTimeIntervalsAsDaysKey, true);
+        defaults.registerDefaults(registered);
+
+        EXPECT_TRUE(expressTimeIntervalsAsDays());
+        EXPECT_EQ(stringWithTimeInterval(129600, false), u"1.5 days"_s);
+        defaults.setBool(false, u"Express Time Intervals As Days"_s);
+        EXPECT_FALSE(expressTimeIntervalsAsDays());
+        EXPECT_EQ(stringWithTimeInterval(129600, false), u"36:00:00"_s);
+        EXPECT_EQ(stringWithTimeInterval(0, false), u"-"_s);
+        EXPECT_EQ(stringWithTimeInterval(0, true), u""_s);
+        defaults.removeObjectForKey(kExpressTimeIntervalsAsDaysKey);
+        EXPECT_EQ(stringWithTimeInterval(129600, false), u"1.5 days"_s);
+        VXUserDefaults::setStandard(nullptr);
+    }
+    // Without a store the registered default (days) holds.
+    EXPECT_TRUE(expressTimeIntervalsAsDays());
+    EXPECT_EQ(stringWithTimeInterval(86400, true), u"1 day"_s);
+    VXUserDefaults::setStandard(saved);
 }
 
 // ---- Localized decimals
