@@ -7,9 +7,13 @@ packages=(
   # build
   build-essential cmake ninja-build pkg-config
   qt6-base-dev qt6-base-dev-tools libgl-dev
+  # the X11 desktop adapter
+  libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-res0-dev libxcb-sync-dev libxcb-screensaver0-dev
   # tests and benchmarks
   googletest libgtest-dev libbenchmark-dev
   python3 libplist-utils
+  # a real desktop for the integration tests: X server, window manager, clients, session bus
+  xvfb openbox xdotool x11-utils wmctrl xterm x11-apps x11-xserver-utils python3-xlib dbus
   # fuzzing (libFuzzer comes with clang)
   clang libclang-rt-14-dev
 )
