@@ -1,0 +1,602 @@
+// The X11 desktop adapter against a real X server (Xvfb), a real window manager (openbox) and
+// real clients (the test client, xterm, xmessage), driven with xdotool and wmctrl.
+
+#include "VXX11Desktop.h"
+#include "VXX11TestRig.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <gtest/gtest.h>
+#include <xcb/xcb.h>
+
+#include <csignal>
+#include <cstring>
+#include <functional>
+
+namespace {
+
+using Predicate = std::function<bool(const VXDesktopSnapshot &)>;
+
+// Takes snapshots until the predicate holds (as a tracker would, tick after tick), at most timeoutMs.
+bool waitUntil(VXX11Desktop &desktop, VXDesktopSnapshot &snapshot, const Predicate &predicate, int timeoutMs = 5000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (true) {
+        desktop.takeSnapshot(snapshot);
+        if (predicate(snapshot))
+            return true;
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QThread::msleep(10);
+    }
+}
+
+const VXWindowListEntry *findWindow(const VXDesktopSnapshot &snapshot, std::uint64_t number)
+{
+    for (const VXWindowListEntry &entry : snapshot.windows) {
+        if (entry.number == number)
+            return &entry;
+    }
+    return nullptr;
+}
+
+const VXRunningApplication *findApplication(const VXDesktopSnapshot &snapshot, std::int64_t pid)
+{
+    for (const VXRunningApplication &application : snapshot.runningApplications) {
+        if (application.processIdentifier == pid)
+            return &application;
+    }
+    return nullptr;
+}
+
+Predicate hasWindow(std::uint64_t number)
+{
+    return [number](const VXDesktopSnapshot &s) { return findWindow(s, number) != nullptr; };
+}
+
+Predicate lacksWindow(std::uint64_t number)
+{
+    return [number](const VXDesktopSnapshot &s) { return findWindow(s, number) == nullptr; };
+}
+
+bool writeFile(const QString &path, const QByteArray &content)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(content) == content.size();
+}
+
+QString testClientPath()
+{
+    return QFileInfo(QStringLiteral(WENDLE_X11_TEST_CLIENT)).canonicalFilePath();
+}
+
+// Sets a property on a window through the rig's own connection and waits until the server has it.
+void setWindowList(VXX11TestRig &rig, const char *name, const std::vector<std::uint32_t> &windows)
+{
+    xcb_connection_t *c = rig.connection();
+    std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
+        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr), &std::free);
+    ASSERT_TRUE(atom);
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, rig.rootWindow(), atom->atom, XCB_ATOM_WINDOW, 32,
+                        uint32_t(windows.size()), windows.data());
+    std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+}
+
+class VXX11DesktopTest : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        s_rig = new VXX11TestRig;
+        QString whyNot;
+        if (const QString missing = VXX11TestRig::missingProgram({QStringLiteral("xdotool"), QStringLiteral("wmctrl")});
+            !missing.isEmpty())
+            s_skip = missing + QStringLiteral(" is not installed");
+        else if (!s_rig->start({}, &whyNot))
+            s_skip = whyNot;
+    }
+    static void TearDownTestSuite()
+    {
+        delete s_rig;
+        s_rig = nullptr;
+    }
+
+    void SetUp() override
+    {
+        if (!s_skip.isEmpty())
+            GTEST_SKIP() << s_skip.toStdString();
+        m_applications = m_temporary.filePath(QStringLiteral("applications"));
+        QDir().mkpath(m_applications);
+    }
+
+    std::unique_ptr<VXX11Desktop> connectDesktop()
+    {
+        VXX11Desktop::Options options;
+        options.display = s_rig->display();
+        options.applicationFolders = QStringList{m_applications};
+        options.localeName = QStringLiteral("de_DE");
+        QString whyNot;
+        auto desktop = VXX11Desktop::connect(options, &whyNot);
+        EXPECT_TRUE(desktop) << whyNot.toStdString();
+        return desktop;
+    }
+
+    std::unique_ptr<VXX11TestClient> client(const QStringList &arguments)
+    {
+        auto started = s_rig->startTestClient(arguments);
+        EXPECT_TRUE(started) << "the test client did not start with " << arguments.join(u' ').toStdString();
+        return started;
+    }
+
+    bool xdotool(const QStringList &arguments) { return s_rig->run(QStringLiteral("xdotool"), arguments, 5000); }
+
+    static VXX11TestRig *s_rig;
+    static QString s_skip;
+    QTemporaryDir m_temporary;
+    QString m_applications;
+};
+
+VXX11TestRig *VXX11DesktopTest::s_rig = nullptr;
+QString VXX11DesktopTest::s_skip;
+
+} // namespace
+
+TEST_F(VXX11DesktopTest, FrontmostApplicationFollowsTheActiveWindow)
+{
+    ASSERT_TRUE(writeFile(m_applications + QStringLiteral("/wendle-alpha.desktop"),
+                          "[Desktop Entry]\nType=Application\nName=Alpha\nExec=alpha\n"));
+    ASSERT_TRUE(writeFile(m_applications + QStringLiteral("/wendle-beta.desktop"),
+                          "[Desktop Entry]\nType=Application\nName=Beta\nExec=beta\n"));
+    auto desktop = connectDesktop();
+    ASSERT_TRUE(desktop);
+    EXPECT_TRUE(desktop->hasWindowManager());
+    auto alpha = client({QStringLiteral("--title"), QStringLiteral("Alpha document"), QStringLiteral("--class"),
+                         QStringLiteral("wendle-alpha,Wendle-alpha")});
+    auto beta = client({QStringLiteral("--title"), QStringLiteral("Beta document"), QStringLiteral("--class"),
+                        QStringLiteral("wendle-beta,Wendle-beta")});
+    ASSERT_TRUE(alpha && beta);
+    const QString alphaPath = m_applications + QStringLiteral("/wendle-alpha.desktop");
+    const QString betaPath = m_applications + QStringLiteral("/wendle-beta.desktop");
+
+    VXDesktopSnapshot snapshot;
+    for (int round = 0; round < 2; ++round) {
+        ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), alpha->windowText(0)}));
+        ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+            return s.frontmostApplicationPath == alphaPath && !s.windows.empty() && s.windows.front().number == alpha->windows()[0];
+        })) << "front: " << snapshot.frontmostApplicationPath.toStdString();
+        ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), beta->windowText(0)}));
+        ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+            return s.frontmostApplicationPath == betaPath && !s.windows.empty() && s.windows.front().number == beta->windows()[0];
+        })) << "front: " << snapshot.frontmostApplicationPath.toStdString();
+    }
+    const VXRunningApplication *alphaApplication = findApplication(snapshot, alpha->pid());
+    ASSERT_NE(alphaApplication, nullptr);
+    EXPECT_EQ(alphaApplication->localizedName, QStringLiteral("Alpha"));
+    EXPECT_EQ(alphaApplication->bundleIdentifier, QStringLiteral("wendle-alpha"));
+    EXPECT_EQ(alphaApplication->activationPolicy, VXActivationPolicy::Regular);
+    // Windows front to back: beta in front, alpha behind it.
+    const auto betaAt = std::find_if(snapshot.windows.begin(), snapshot.windows.end(),
+                                     [&](const VXWindowListEntry &e) { return e.number == beta->windows()[0]; });
+    const auto alphaAt = std::find_if(snapshot.windows.begin(), snapshot.windows.end(),
+                                      [&](const VXWindowListEntry &e) { return e.number == alpha->windows()[0]; });
+    EXPECT_LT(betaAt, alphaAt);
+
+    // A real client without a desktop entry: xterm sets _NET_WM_PID and WM_NAME only.
+    if (!VXX11TestRig::missingProgram({QStringLiteral("xterm")}).isEmpty())
+        return;
+    QProcess *xterm = s_rig->startProgram(QStringLiteral("xterm"), {QStringLiteral("-T"), QStringLiteral("Terminal ümlaut"),
+                                                                     QStringLiteral("-e"), QStringLiteral("sleep"),
+                                                                     QStringLiteral("60")});
+    const std::int64_t xtermPid = xterm->processId();
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        return std::any_of(s.windows.begin(), s.windows.end(),
+                           [&](const VXWindowListEntry &e) { return e.ownerPID == xtermPid; });
+    }));
+    const auto xtermWindow = std::find_if(snapshot.windows.begin(), snapshot.windows.end(),
+                                          [&](const VXWindowListEntry &e) { return e.ownerPID == xtermPid; });
+    EXPECT_EQ(xtermWindow->title, QStringLiteral("Terminal ümlaut"));
+    ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(xtermWindow->number)}));
+    const QString xtermExecutable = QFileInfo(QStringLiteral("/proc/%1/exe").arg(xtermPid)).canonicalFilePath();
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        return s.frontmostApplicationPath == xtermExecutable;
+    })) << "front: " << snapshot.frontmostApplicationPath.toStdString();
+    const VXRunningApplication *xtermApplication = findApplication(snapshot, xtermPid);
+    ASSERT_NE(xtermApplication, nullptr);
+    EXPECT_EQ(xtermApplication->localizedName, QStringLiteral("XTerm"));
+    EXPECT_TRUE(xtermApplication->bundleIdentifier.isEmpty());
+    xterm->kill();
+    xterm->waitForFinished(3000);
+}
+
+TEST_F(VXX11DesktopTest, TitleChangesCostOneBatchAndASteadyDesktopNone)
+{
+    auto desktop = connectDesktop();
+    ASSERT_TRUE(desktop);
+    auto editor = client({QStringLiteral("--title"), QStringLiteral("First title"), QStringLiteral("--count"),
+                          QStringLiteral("3")});
+    auto latin = client({QStringLiteral("--title"), QStringLiteral("Café Straße"), QStringLiteral("--no-net-wm-name")});
+    ASSERT_TRUE(editor && latin);
+    VXDesktopSnapshot snapshot;
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        return findWindow(s, editor->windows()[2]) && findWindow(s, latin->windows()[0]);
+    }));
+    // WM_NAME as a Latin-1 STRING, no _NET_WM_NAME.
+    EXPECT_EQ(findWindow(snapshot, latin->windows()[0])->title, QStringLiteral("Café Straße"));
+    EXPECT_EQ(findWindow(snapshot, editor->windows()[1])->title, QStringLiteral("First title 2"));
+
+    // Let the window manager finish with the new windows, then: no request at all per tick.
+    QThread::msleep(300);
+    desktop->takeSnapshot(snapshot);
+    const VXDesktopSnapshot settled = snapshot;
+    const VXX11Desktop::Statistics before = desktop->statistics();
+    for (int tick = 0; tick < 100; ++tick)
+        desktop->takeSnapshot(snapshot);
+    const VXX11Desktop::Statistics steady = desktop->statistics();
+    EXPECT_EQ(steady.requests, before.requests);
+    EXPECT_EQ(steady.roundTrips, before.roundTrips);
+    EXPECT_EQ(steady.processReads, before.processReads);
+    EXPECT_EQ(steady.desktopEntryIndexBuilds, before.desktopEntryIndexBuilds);
+    ASSERT_EQ(snapshot.windows.size(), settled.windows.size());
+    for (std::size_t i = 0; i < snapshot.windows.size(); ++i) {
+        EXPECT_EQ(snapshot.windows[i].number, settled.windows[i].number);
+        EXPECT_EQ(snapshot.windows[i].title, settled.windows[i].title);
+    }
+
+    // A new title is seen at the next snapshot, for the two name properties the client rewrote,
+    // in one round trip; nothing else is read and no application is looked up again.
+    ASSERT_TRUE(editor->command(QStringLiteral("title 1 Zweiter Titel ✓")));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        const VXWindowListEntry *entry = findWindow(s, editor->windows()[1]);
+        return entry && entry->title == QStringLiteral("Zweiter Titel ✓");
+    }));
+    const VXX11Desktop::Statistics changed = desktop->statistics();
+    EXPECT_LE(changed.requests - steady.requests, 2u);
+    EXPECT_GE(changed.requests - steady.requests, 1u);
+    EXPECT_LE(changed.roundTrips - steady.roundTrips, 2u);
+    EXPECT_EQ(changed.processReads, steady.processReads);
+    EXPECT_EQ(findWindow(snapshot, editor->windows()[0])->title, QStringLiteral("First title 1"));
+}
+
+TEST_F(VXX11DesktopTest, MinimisedAndOtherDesktopWindowsAreOffScreen)
+{
+    auto desktop = connectDesktop();
+    ASSERT_TRUE(desktop);
+    auto editor = client({QStringLiteral("--title"), QStringLiteral("Page"), QStringLiteral("--count"), QStringLiteral("3")});
+    ASSERT_TRUE(editor);
+    const std::uint32_t minimised = editor->windows()[0];
+    const std::uint32_t elsewhere = editor->windows()[1];
+    const std::uint32_t visible = editor->windows()[2];
+    VXDesktopSnapshot snapshot;
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(visible)));
+
+    ASSERT_TRUE(xdotool({QStringLiteral("windowminimize"), QStringLiteral("--sync"), QString::number(minimised)}));
+    ASSERT_TRUE(xdotool({QStringLiteral("set_desktop_for_window"), QString::number(elsewhere), QStringLiteral("1")}));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        const VXWindowListEntry *a = findWindow(s, minimised);
+        const VXWindowListEntry *b = findWindow(s, elsewhere);
+        return a && b && !a->onScreen && !b->onScreen;
+    }));
+    const VXWindowListEntry *a = findWindow(snapshot, minimised);
+    const VXWindowListEntry *b = findWindow(snapshot, elsewhere);
+    const VXWindowListEntry *c = findWindow(snapshot, visible);
+    ASSERT_TRUE(c);
+    EXPECT_FALSE(a->orderedIn); // minimised: not ordered in
+    EXPECT_TRUE(b->orderedIn);  // on another desktop: ordered in
+    EXPECT_TRUE(c->onScreen);
+    EXPECT_TRUE(c->orderedIn);
+    // On-screen windows come before the others.
+    EXPECT_LT(c, a);
+    EXPECT_LT(c, b);
+
+    // Going to the other desktop brings that window on screen and takes the visible one off.
+    ASSERT_TRUE(xdotool({QStringLiteral("set_desktop"), QStringLiteral("1")}));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        const VXWindowListEntry *x = findWindow(s, elsewhere);
+        const VXWindowListEntry *y = findWindow(s, visible);
+        return x && y && x->onScreen && !y->onScreen && y->orderedIn;
+    }));
+    ASSERT_TRUE(xdotool({QStringLiteral("set_desktop"), QStringLiteral("0")}));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        const VXWindowListEntry *y = findWindow(s, visible);
+        return y && y->onScreen;
+    }));
+}
+
+TEST_F(VXX11DesktopTest, LayersAndDesktopElements)
+{
+    auto desktop = connectDesktop();
+    ASSERT_TRUE(desktop);
+    auto normal = client({QStringLiteral("--title"), QStringLiteral("Normal")});
+    auto above = client({QStringLiteral("--title"), QStringLiteral("Above"), QStringLiteral("--state"), QStringLiteral("above")});
+    auto dialog = client({QStringLiteral("--title"), QStringLiteral("Dialog"), QStringLiteral("--type"), QStringLiteral("dialog")});
+    auto utility = client({QStringLiteral("--title"), QStringLiteral("Palette"), QStringLiteral("--type"), QStringLiteral("utility")});
+    auto popup = client({QStringLiteral("--title"), QStringLiteral("Menu"), QStringLiteral("--type"), QStringLiteral("popup_menu")});
+    auto dock = client({QStringLiteral("--title"), QStringLiteral("Panel"), QStringLiteral("--type"), QStringLiteral("dock")});
+    auto helper = client({QStringLiteral("--title"), QStringLiteral("Helper"), QStringLiteral("--state"),
+                          QStringLiteral("skip_taskbar")});
+    ASSERT_TRUE(normal && above && dialog && utility && popup && dock && helper);
+    VXDesktopSnapshot snapshot;
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        return findWindow(s, normal->windows()[0]) && findWindow(s, above->windows()[0]) && findWindow(s, dialog->windows()[0])
+            && findWindow(s, utility->windows()[0]) && findWindow(s, popup->windows()[0]) && findWindow(s, helper->windows()[0])
+            && findApplication(s, dock->pid());
+    }));
+    EXPECT_EQ(findWindow(snapshot, normal->windows()[0])->layer, 0);
+    EXPECT_EQ(findWindow(snapshot, above->windows()[0])->layer, snapshot.floatingWindowLevel);
+    EXPECT_EQ(findWindow(snapshot, dialog->windows()[0])->layer, 0);
+    EXPECT_EQ(findWindow(snapshot, utility->windows()[0])->layer, snapshot.floatingWindowLevel);
+    EXPECT_EQ(findWindow(snapshot, popup->windows()[0])->layer, snapshot.popUpMenuWindowLevel);
+    EXPECT_LT(snapshot.floatingWindowLevel, snapshot.popUpMenuWindowLevel);
+    // A dock is a desktop element: never listed; its process is no regular application, nor is
+    // one whose only window skips the taskbar.
+    EXPECT_EQ(findWindow(snapshot, dock->windows()[0]), nullptr);
+    EXPECT_EQ(findApplication(snapshot, dock->pid())->activationPolicy, VXActivationPolicy::Accessory);
+    EXPECT_EQ(findApplication(snapshot, helper->pid())->activationPolicy, VXActivationPolicy::Accessory);
+    EXPECT_EQ(findApplication(snapshot, normal->pid())->activationPolicy, VXActivationPolicy::Regular);
+    EXPECT_EQ(findApplication(snapshot, utility->pid())->activationPolicy, VXActivationPolicy::Regular);
+
+    // Kept above later, by the window manager on request.
+    ASSERT_TRUE(s_rig->run(QStringLiteral("wmctrl"), {QStringLiteral("-i"), QStringLiteral("-r"), normal->windowText(0),
+                                                      QStringLiteral("-b"), QStringLiteral("add,above")}));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        const VXWindowListEntry *entry = findWindow(s, normal->windows()[0]);
+        return entry && entry->layer == s.floatingWindowLevel;
+    }));
+    ASSERT_TRUE(s_rig->run(QStringLiteral("wmctrl"), {QStringLiteral("-i"), QStringLiteral("-r"), normal->windowText(0),
+                                                      QStringLiteral("-b"), QStringLiteral("remove,above")}));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        const VXWindowListEntry *entry = findWindow(s, normal->windows()[0]);
+        return entry && entry->layer == 0;
+    }));
+}
+
+TEST_F(VXX11DesktopTest, ProcessesWithoutNetWmPidComeFromTheXResourceExtension)
+{
+    auto desktop = connectDesktop();
+    ASSERT_TRUE(desktop);
+    auto anonymous = client({QStringLiteral("--title"), QStringLiteral("No pid"), QStringLiteral("--no-pid")});
+    // A _NET_WM_PID is believed for this host, not for another one.
+    auto local = client({QStringLiteral("--title"), QStringLiteral("Local pid"), QStringLiteral("--pid"),
+                         QStringLiteral("999999")});
+    auto remote = client({QStringLiteral("--title"), QStringLiteral("Remote pid"), QStringLiteral("--pid"),
+                          QStringLiteral("999999"), QStringLiteral("--client-machine"),
+                          QStringLiteral("elsewhere.invalid")});
+    ASSERT_TRUE(anonymous && local && remote);
+    VXDesktopSnapshot snapshot;
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(remote->windows()[0])));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(anonymous->windows()[0])));
+    EXPECT_EQ(findWindow(snapshot, anonymous->windows()[0])->ownerPID, anonymous->pid());
+    EXPECT_EQ(findWindow(snapshot, local->windows()[0])->ownerPID, 999999);
+    EXPECT_EQ(findWindow(snapshot, remote->windows()[0])->ownerPID, remote->pid());
+    ASSERT_NE(findApplication(snapshot, anonymous->pid()), nullptr);
+    EXPECT_EQ(findApplication(snapshot, anonymous->pid())->bundlePath, testClientPath());
+
+    // xmessage, a real client that sets neither _NET_WM_PID nor _NET_WM_NAME.
+    if (!VXX11TestRig::missingProgram({QStringLiteral("xmessage")}).isEmpty())
+        return;
+    QProcess *xmessage = s_rig->startProgram(QStringLiteral("xmessage"), {QStringLiteral("-name"), QStringLiteral("wendle-xmessage"),
+                                                                           QStringLiteral("hello")});
+    const std::int64_t pid = xmessage->processId();
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        return std::any_of(s.windows.begin(), s.windows.end(), [&](const VXWindowListEntry &e) { return e.ownerPID == pid; });
+    }));
+    EXPECT_EQ(findApplication(snapshot, pid)->localizedName, QStringLiteral("Xmessage"));
+    xmessage->kill();
+    xmessage->waitForFinished(3000);
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) { return !findApplication(s, pid); }));
+}
+
+TEST_F(VXX11DesktopTest, WindowsThatVanishAreDropped)
+{
+    auto desktop = connectDesktop();
+    ASSERT_TRUE(desktop);
+    auto editor = client({QStringLiteral("--title"), QStringLiteral("Doomed"), QStringLiteral("--count"), QStringLiteral("2")});
+    auto other = client({QStringLiteral("--title"), QStringLiteral("Survivor")});
+    ASSERT_TRUE(editor && other);
+    VXDesktopSnapshot snapshot;
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(editor->windows()[1])));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(other->windows()[0])));
+
+    // Closed between two ticks.
+    ASSERT_TRUE(editor->command(QStringLiteral("destroy 0")));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, lacksWindow(editor->windows()[0])));
+    EXPECT_NE(findWindow(snapshot, editor->windows()[1]), nullptr);
+
+    // A process that dies takes its windows and its application along.
+    const std::int64_t pid = editor->pid();
+    ::kill(pid_t(pid), SIGKILL);
+    editor->quit();
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, lacksWindow(editor->windows()[1])));
+    EXPECT_EQ(findApplication(snapshot, pid), nullptr);
+
+    // A stacking list that names a window already gone (as when it closes while the list is
+    // read): the window is dropped, everything else is listed, and the adapter keeps working.
+    const std::uint32_t gone = editor->windows()[0];
+    const std::uint32_t survivor = other->windows()[0];
+    setWindowList(*s_rig, "_NET_CLIENT_LIST_STACKING", {gone, survivor});
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        return s.windows.size() == 1 && s.windows[0].number == survivor;
+    }));
+    EXPECT_TRUE(desktop->isConnected());
+    // The window manager puts its own list back at the next change.
+    ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), other->windowText(0)}));
+    auto fresh = client({QStringLiteral("--title"), QStringLiteral("Fresh")});
+    ASSERT_TRUE(fresh);
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(fresh->windows()[0])));
+    EXPECT_EQ(findWindow(snapshot, fresh->windows()[0])->title, QStringLiteral("Fresh"));
+}
+
+TEST_F(VXX11DesktopTest, ApplicationsAreNamedThroughTheirDesktopEntries)
+{
+    // The entries live in temporary XDG folders given through the environment.
+    const QString dataHome = m_temporary.filePath(QStringLiteral("data-home"));
+    const QString dataDir = m_temporary.filePath(QStringLiteral("data-dir"));
+    ASSERT_TRUE(writeFile(dataDir + QStringLiteral("/applications/wendle-sample-editor.desktop"),
+                          "[Desktop Entry]\nType=Application\nName=Sample Editor\nName[de]=Beispieleditor\nExec=x\n"));
+    ASSERT_TRUE(writeFile(dataDir + QStringLiteral("/applications/tools/sample-terminal.desktop"),
+                          "[Desktop Entry]\nType=Application\nName=Sample Terminal\nName[de_DE]=Beispielterminal\n"
+                          "StartupWMClass=SampleTerm\nExec=y\n"));
+    ASSERT_TRUE(writeFile(dataHome + QStringLiteral("/applications/org.example.Viewer.desktop"),
+                          "[Desktop Entry]\nType=Application\nName=Viewer\nExec=z\n"));
+    const QByteArray oldHome = qgetenv("XDG_DATA_HOME");
+    const QByteArray oldDirs = qgetenv("XDG_DATA_DIRS");
+    qputenv("XDG_DATA_HOME", dataHome.toLocal8Bit());
+    qputenv("XDG_DATA_DIRS", dataDir.toLocal8Bit());
+    VXX11Desktop::Options options;
+    options.display = s_rig->display();
+    options.localeName = QStringLiteral("de_DE");
+    auto desktop = VXX11Desktop::connect(options);
+    qputenv("XDG_DATA_HOME", oldHome);
+    qputenv("XDG_DATA_DIRS", oldDirs);
+    ASSERT_TRUE(desktop);
+
+    auto editor = client({QStringLiteral("--class"), QStringLiteral("wendle-sample-editor,Wendle-sample-editor")});
+    auto terminal = client({QStringLiteral("--class"), QStringLiteral("sampleterm,SampleTerm")});
+    auto viewer = client({QStringLiteral("--class"), QStringLiteral("viewer,Viewer")});
+    auto gtk = client({QStringLiteral("--class"), QStringLiteral("zzz,Zzz"), QStringLiteral("--gtk-app-id"),
+                       QStringLiteral("org.example.Viewer")});
+    auto unknown = client({QStringLiteral("--class"), QStringLiteral("nothing,Nothing")});
+    ASSERT_TRUE(editor && terminal && viewer && gtk && unknown);
+    VXDesktopSnapshot snapshot;
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        return findApplication(s, editor->pid()) && findApplication(s, terminal->pid()) && findApplication(s, viewer->pid())
+            && findApplication(s, gtk->pid()) && findApplication(s, unknown->pid());
+    }));
+    const VXRunningApplication *e = findApplication(snapshot, editor->pid());
+    EXPECT_EQ(e->bundleIdentifier, QStringLiteral("wendle-sample-editor"));
+    EXPECT_EQ(e->bundlePath, dataDir + QStringLiteral("/applications/wendle-sample-editor.desktop"));
+    EXPECT_EQ(e->localizedName, QStringLiteral("Beispieleditor"));
+    const VXRunningApplication *t = findApplication(snapshot, terminal->pid());
+    EXPECT_EQ(t->bundleIdentifier, QStringLiteral("tools-sample-terminal"));
+    EXPECT_EQ(t->localizedName, QStringLiteral("Beispielterminal"));
+    const VXRunningApplication *v = findApplication(snapshot, viewer->pid());
+    EXPECT_EQ(v->bundleIdentifier, QStringLiteral("org.example.Viewer"));
+    EXPECT_EQ(v->localizedName, QStringLiteral("Viewer"));
+    EXPECT_EQ(findApplication(snapshot, gtk->pid())->bundleIdentifier, QStringLiteral("org.example.Viewer"));
+    const VXRunningApplication *u = findApplication(snapshot, unknown->pid());
+    EXPECT_TRUE(u->bundleIdentifier.isEmpty());
+    EXPECT_EQ(u->bundlePath, testClientPath());
+    EXPECT_EQ(u->localizedName, QStringLiteral("Nothing"));
+    // Indexed once; each process read once.
+    EXPECT_EQ(desktop->statistics().desktopEntryIndexBuilds, 1);
+}
+
+TEST(VXX11DesktopFactory, AnswersWhyThereIsNoDesktop)
+{
+    QString whyNot;
+    EXPECT_EQ(VXMakeX11Desktop(&whyNot, QStringLiteral(":4321")), nullptr);
+    EXPECT_TRUE(whyNot.contains(QStringLiteral(":4321"))) << whyNot.toStdString();
+    const QByteArray old = qgetenv("DISPLAY");
+    const bool had = qEnvironmentVariableIsSet("DISPLAY");
+    qunsetenv("DISPLAY");
+    whyNot.clear();
+    EXPECT_EQ(VXMakeX11Desktop(&whyNot), nullptr);
+    EXPECT_TRUE(whyNot.contains(QStringLiteral("DISPLAY"))) << whyNot.toStdString();
+    if (had)
+        qputenv("DISPLAY", old);
+}
+
+namespace {
+
+QStringList s_messages;
+void collectMessages(QtMsgType, const QMessageLogContext &context, const QString &message)
+{
+    if (context.category && QByteArrayView(context.category) == QByteArrayView("wendle.x11"))
+        s_messages << message;
+}
+
+} // namespace
+
+TEST(VXX11DesktopWithoutWindowManager, ListsMappedTopLevelWindowsAndFollowsAManagerThatStarts)
+{
+    VXX11TestRig rig;
+    QString whyNot;
+    if (!rig.start({false}, &whyNot))
+        GTEST_SKIP() << whyNot.toStdString();
+    VXX11Desktop::Options options;
+    options.display = rig.display();
+    options.applicationFolders = QStringList();
+    s_messages.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(collectMessages);
+    auto desktop = VXX11Desktop::connect(options, &whyNot);
+    ASSERT_TRUE(desktop) << whyNot.toStdString();
+    EXPECT_FALSE(desktop->hasWindowManager());
+
+    auto first = rig.startTestClient({QStringLiteral("--title"), QStringLiteral("Bare one")});
+    auto second = rig.startTestClient({QStringLiteral("--title"), QStringLiteral("Bare two"), QStringLiteral("--count"),
+                                       QStringLiteral("2")});
+    ASSERT_TRUE(first && second);
+    VXDesktopSnapshot snapshot;
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        return findWindow(s, first->windows()[0]) && findWindow(s, second->windows()[1]);
+    }));
+    EXPECT_TRUE(snapshot.frontmostApplicationPath.isEmpty());
+    EXPECT_EQ(findWindow(snapshot, first->windows()[0])->title, QStringLiteral("Bare one"));
+    for (const VXWindowListEntry &entry : snapshot.windows)
+        EXPECT_EQ(entry.layer, 0);
+    EXPECT_NE(findApplication(snapshot, second->pid()), nullptr);
+
+    ASSERT_TRUE(second->command(QStringLiteral("destroy 0")));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, lacksWindow(second->windows()[0])));
+    EXPECT_NE(findWindow(snapshot, second->windows()[1]), nullptr);
+    ASSERT_TRUE(first->command(QStringLiteral("title 0 Renamed")));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        const VXWindowListEntry *entry = findWindow(s, first->windows()[0]);
+        return entry && entry->title == QStringLiteral("Renamed");
+    }));
+
+    // A window manager arrives: the adapter follows it, with stacking and a front window.
+    if (VXX11TestRig::missingProgram({QStringLiteral("openbox")}).isEmpty()) {
+        rig.startProgram(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+        ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+            return desktop->hasWindowManager() && findWindow(s, first->windows()[0]) && findWindow(s, second->windows()[1]);
+        }, 10000));
+        ASSERT_TRUE(rig.run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), QStringLiteral("--sync"),
+                                                        first->windowText(0)}));
+        ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+            return s.frontmostApplicationPath == testClientPath();
+        }));
+    }
+    qInstallMessageHandler(previous);
+    EXPECT_EQ(s_messages.filter(QStringLiteral("no EWMH window manager")).size(), 1) << s_messages.join(u'\n').toStdString();
+}
+
+TEST(VXX11DesktopServerLoss, AnswersEmptySnapshotsAfterSayingSoOnce)
+{
+    VXX11TestRig rig;
+    QString whyNot;
+    if (!rig.start({true}, &whyNot))
+        GTEST_SKIP() << whyNot.toStdString();
+    VXX11Desktop::Options options;
+    options.display = rig.display();
+    options.applicationFolders = QStringList();
+    auto desktop = VXX11Desktop::connect(options, &whyNot);
+    ASSERT_TRUE(desktop) << whyNot.toStdString();
+    auto window = rig.startTestClient({QStringLiteral("--title"), QStringLiteral("Before the crash")});
+    ASSERT_TRUE(window);
+    VXDesktopSnapshot snapshot;
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(window->windows()[0])));
+
+    s_messages.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(collectMessages);
+    rig.killServer();
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        return s.windows.empty() && s.runningApplications.empty() && !desktop->isConnected();
+    }));
+    // Later ticks are cheap and quiet.
+    QElapsedTimer timer;
+    timer.start();
+    for (int tick = 0; tick < 1000; ++tick)
+        desktop->takeSnapshot(snapshot);
+    EXPECT_LT(timer.elapsed(), 1000);
+    EXPECT_TRUE(snapshot.windows.empty());
+    qInstallMessageHandler(previous);
+    EXPECT_EQ(s_messages.filter(QStringLiteral("lost the connection")).size(), 1) << s_messages.join(u'\n').toStdString();
+}

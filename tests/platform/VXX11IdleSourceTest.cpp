@@ -1,0 +1,225 @@
+// The X11 idle source against Xvfb, with input made by xdotool (XTEST): input is reported within
+// a second, a burst of input about once a second, and an idle desktop not at all. Both methods:
+// the SYNC idle counter and the MIT-SCREEN-SAVER fallback.
+
+#include "VXX11IdleSource.h"
+#include "VXX11TestRig.h"
+
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QProcess>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+class RecordingObserver final : public VXPresenceObserver
+{
+public:
+    RecordingObserver() { clock.start(); }
+    void inputHappened() override { reports.push_back(clock.elapsed()); }
+    void systemWillSleep() override {}
+    void systemDidWake() override {}
+    void sessionDidResignActive() override {}
+    void sessionDidBecomeActive() override {}
+    void screenDidLock() override {}
+    void screenDidUnlock() override {}
+
+    int reportsSince(qint64 at) const
+    {
+        return int(std::count_if(reports.begin(), reports.end(), [&](qint64 t) { return t >= at; }));
+    }
+
+    QElapsedTimer clock;
+    std::vector<qint64> reports;
+};
+
+// Runs the event loop for a while (the source works only from there).
+void spin(int ms)
+{
+    QEventLoop loop;
+    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+// Runs the event loop until the observer has a report at or after `since`, at most timeoutMs.
+bool spinUntilReport(const RecordingObserver &observer, qint64 since, int timeoutMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < timeoutMs) {
+        if (observer.reportsSince(since) > 0)
+            return true;
+        spin(5);
+    }
+    return observer.reportsSince(since) > 0;
+}
+
+class VXX11IdleSourceTest : public ::testing::TestWithParam<VXX11IdleSource::Method>
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        s_rig = new VXX11TestRig;
+        QString whyNot;
+        if (const QString missing = VXX11TestRig::missingProgram({QStringLiteral("xdotool")}); !missing.isEmpty())
+            s_skip = missing + QStringLiteral(" is not installed");
+        else if (!s_rig->start({false}, &whyNot))
+            s_skip = whyNot;
+    }
+    static void TearDownTestSuite()
+    {
+        delete s_rig;
+        s_rig = nullptr;
+    }
+    void SetUp() override
+    {
+        if (!s_skip.isEmpty())
+            GTEST_SKIP() << s_skip.toStdString();
+    }
+
+    bool input(const QStringList &arguments) { return s_rig->run(QStringLiteral("xdotool"), arguments, 5000); }
+
+    // Input from inside the event loop: xdotool started without waiting, as a person's input
+    // arrives while the program runs.
+    void inputLater(const QStringList &arguments)
+    {
+        auto *process = new QProcess(&m_processes);
+        process->setProcessEnvironment(s_rig->environment());
+        process->setStandardOutputFile(QProcess::nullDevice());
+        process->setStandardErrorFile(QProcess::nullDevice());
+        QObject::connect(process, &QProcess::finished, process, &QObject::deleteLater);
+        process->start(QStringLiteral("xdotool"), arguments);
+    }
+
+    void TearDown() override
+    {
+        // A process that ended deleted itself; one still running is waited for (and reaped).
+        for (QProcess *process : m_processes.findChildren<QProcess *>())
+            process->waitForFinished(5000);
+    }
+
+    static VXX11TestRig *s_rig;
+    static QString s_skip;
+    QObject m_processes;
+};
+
+VXX11TestRig *VXX11IdleSourceTest::s_rig = nullptr;
+QString VXX11IdleSourceTest::s_skip;
+
+} // namespace
+
+TEST_P(VXX11IdleSourceTest, ReportsInputWithinASecondAndNothingWhileIdle)
+{
+    VXX11IdleSource source(s_rig->display(), GetParam());
+    RecordingObserver observer;
+    ASSERT_TRUE(source.start(observer));
+    EXPECT_EQ(source.name(), GetParam() == VXX11IdleSource::Method::Automatic ? QStringLiteral("X11 SYNC idle counter")
+                                                                               : QStringLiteral("X11 screen-saver idle time"));
+    // Whatever input came before the start has been dealt with after a moment.
+    spin(1500);
+
+    // Idle: nothing reported, and (with the alarm) nothing wakes the source.
+    const qint64 quietFrom = observer.clock.elapsed();
+    const std::uint64_t wakeUpsBefore = source.wakeUpCount();
+    spin(2000);
+    EXPECT_EQ(observer.reportsSince(quietFrom), 0);
+    if (GetParam() == VXX11IdleSource::Method::Automatic) {
+        EXPECT_EQ(source.wakeUpCount(), wakeUpsBefore);
+    }
+
+    // A mouse movement, then a key press, each reported within a second.
+    for (const QStringList &arguments : {QStringList{QStringLiteral("mousemove"), QStringLiteral("200"), QStringLiteral("150")},
+                                         QStringList{QStringLiteral("key"), QStringLiteral("shift")}}) {
+        ASSERT_TRUE(input(arguments));
+        const qint64 inputAt = observer.clock.elapsed();
+        ASSERT_TRUE(spinUntilReport(observer, inputAt - 50, 2000)) << arguments.join(u' ').toStdString();
+        const qint64 reportedAt = *std::find_if(observer.reports.begin(), observer.reports.end(),
+                                                [&](qint64 t) { return t >= inputAt - 50; });
+        EXPECT_LE(reportedAt - inputAt, 1000) << arguments.join(u' ').toStdString();
+        if (GetParam() == VXX11IdleSource::Method::Automatic) {
+            EXPECT_LE(reportedAt - inputAt, 250) << "the reset alarm should fire at once";
+        }
+        // After it, quiet again.
+        spin(1600);
+        const qint64 settledAt = observer.clock.elapsed();
+        spin(1200);
+        EXPECT_EQ(observer.reportsSince(settledAt), 0);
+    }
+
+    // Stopped: input is no longer reported.
+    source.stop();
+    const qint64 stoppedAt = observer.clock.elapsed();
+    ASSERT_TRUE(input({QStringLiteral("mousemove"), QStringLiteral("10"), QStringLiteral("10")}));
+    spin(1200);
+    EXPECT_EQ(observer.reportsSince(stoppedAt), 0);
+}
+
+TEST_P(VXX11IdleSourceTest, ContinuousInputIsReportedAboutOnceASecond)
+{
+    VXX11IdleSource source(s_rig->display(), GetParam());
+    RecordingObserver observer;
+    ASSERT_TRUE(source.start(observer));
+    spin(1500);
+
+    // Twenty movements over two seconds.
+    const qint64 burstFrom = observer.clock.elapsed();
+    const std::uint64_t wakeUpsBefore = source.wakeUpCount();
+    int moves = 0;
+    QTimer mover;
+    mover.setInterval(100);
+    QObject::connect(&mover, &QTimer::timeout, [&] {
+        if (moves == 20) {
+            mover.stop();
+            return;
+        }
+        ++moves;
+        inputLater({QStringLiteral("mousemove"), QString::number(300 + 7 * moves), QString::number(200 + 3 * moves)});
+    });
+    mover.start();
+    spin(2000 + 1800);
+    EXPECT_EQ(moves, 20);
+    const int reports = observer.reportsSince(burstFrom);
+    EXPECT_GE(reports, 2);
+    EXPECT_LE(reports, 4);
+    // Reports are spaced by about a second, never bunched.
+    for (std::size_t i = 1; i < observer.reports.size(); ++i) {
+        if (observer.reports[i - 1] >= burstFrom) {
+            EXPECT_GE(observer.reports[i] - observer.reports[i - 1], 900);
+        }
+    }
+    // The source did not wake for each movement.
+    EXPECT_LE(source.wakeUpCount() - wakeUpsBefore, 8u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Methods, VXX11IdleSourceTest,
+                         ::testing::Values(VXX11IdleSource::Method::Automatic, VXX11IdleSource::Method::ScreenSaver),
+                         [](const ::testing::TestParamInfo<VXX11IdleSource::Method> &method) {
+                             return method.param == VXX11IdleSource::Method::Automatic ? std::string("Sync")
+                                                                                     : std::string("ScreenSaver");
+                         });
+
+TEST(VXX11IdleSourceAvailability, CannotStartWithoutADisplayAndStopsWhenTheServerGoes)
+{
+    VXX11TestRig::application();
+    RecordingObserver observer;
+    VXX11IdleSource nowhere(QStringLiteral(":4321"));
+    EXPECT_FALSE(nowhere.start(observer));
+
+    VXX11TestRig rig;
+    QString whyNot;
+    if (!rig.start({false}, &whyNot))
+        GTEST_SKIP() << whyNot.toStdString();
+    VXX11IdleSource source(rig.display());
+    ASSERT_TRUE(source.start(observer));
+    spin(300);
+    rig.killServer();
+    // The dead connection must not keep the event loop busy: the source stops listening.
+    spin(300);
+    const std::uint64_t wakeUps = source.wakeUpCount();
+    spin(1500);
+    EXPECT_LE(source.wakeUpCount() - wakeUps, 1u);
+}

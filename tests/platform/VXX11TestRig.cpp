@@ -1,0 +1,303 @@
+#include "VXX11TestRig.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QStandardPaths>
+#include <QThread>
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+
+#ifndef WENDLE_X11_TEST_CLIENT
+#error "WENDLE_X11_TEST_CLIENT must name the test client's path"
+#endif
+
+namespace {
+
+// Reads one line from a process's standard output, waiting at most until the deadline.
+QByteArray readLine(QProcess &process, QByteArray &pending, const QDeadlineTimer &deadline)
+{
+    while (true) {
+        const qsizetype newline = pending.indexOf('\n');
+        if (newline >= 0) {
+            const QByteArray line = pending.left(newline);
+            pending.remove(0, newline + 1);
+            return line;
+        }
+        if (deadline.hasExpired() || process.state() == QProcess::NotRunning)
+            return QByteArray();
+        process.waitForReadyRead(int(std::max<qint64>(1, std::min<qint64>(deadline.remainingTime(), 100))));
+        pending += process.readAllStandardOutput();
+    }
+}
+
+} // namespace
+
+// ---- Test client
+
+VXX11TestClient::VXX11TestClient(std::unique_ptr<QProcess> process)
+    : m_process(std::move(process))
+{
+}
+
+VXX11TestClient::~VXX11TestClient()
+{
+    quit();
+}
+
+bool VXX11TestClient::waitForReady(int timeoutMs)
+{
+    const QDeadlineTimer deadline(timeoutMs);
+    const QByteArray line = readLine(*m_process, m_pending, deadline);
+    if (!line.startsWith("ready"))
+        return false;
+    for (const QByteArray &word : line.split(' ').mid(1)) {
+        bool ok = false;
+        const std::uint32_t window = word.toUInt(&ok, 16);
+        if (ok)
+            m_windows.push_back(window);
+    }
+    return !m_windows.empty();
+}
+
+bool VXX11TestClient::command(const QString &line, int timeoutMs)
+{
+    if (m_process->state() != QProcess::Running)
+        return false;
+    m_process->write(line.toUtf8() + '\n');
+    m_process->waitForBytesWritten(timeoutMs);
+    return readLine(*m_process, m_pending, QDeadlineTimer(timeoutMs)) == "ok";
+}
+
+void VXX11TestClient::quit()
+{
+    if (!m_process || m_process->state() == QProcess::NotRunning)
+        return;
+    m_process->closeWriteChannel(); // the client ends at the end of its input
+    if (!m_process->waitForFinished(3000)) {
+        m_process->kill();
+        m_process->waitForFinished(3000);
+    }
+}
+
+// ---- Rig
+
+VXX11TestRig::VXX11TestRig() = default;
+
+VXX11TestRig::~VXX11TestRig()
+{
+    stop();
+}
+
+QCoreApplication *VXX11TestRig::application()
+{
+    if (!QCoreApplication::instance()) {
+        static int argc = 1;
+        static char name[] = "wendle-x11-test";
+        static char *argv[] = {name, nullptr};
+        static QCoreApplication app(argc, argv);
+    }
+    return QCoreApplication::instance();
+}
+
+QString VXX11TestRig::missingProgram(const QStringList &programs)
+{
+    for (const QString &program : programs) {
+        if (QStandardPaths::findExecutable(program).isEmpty())
+            return program;
+    }
+    return QString();
+}
+
+std::unique_ptr<QProcess> VXX11TestRig::makeProcess() const
+{
+    auto process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(m_environment);
+    process->setProcessChannelMode(QProcess::SeparateChannels);
+    // The pieces' chatter is not the test's business, and a full pipe would block them.
+    if (qEnvironmentVariableIsEmpty("WENDLE_X11_RIG_VERBOSE"))
+        process->setStandardErrorFile(QProcess::nullDevice());
+    else
+        process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    return process;
+}
+
+void VXX11TestRig::stopProcess(QProcess &process)
+{
+    if (process.state() == QProcess::NotRunning)
+        return;
+    process.terminate();
+    if (!process.waitForFinished(3000)) {
+        process.kill();
+        process.waitForFinished(3000);
+    }
+}
+
+bool VXX11TestRig::start(const Options &options, QString *whyNot)
+{
+    application();
+    stop();
+    QStringList needed = {QStringLiteral("Xvfb"), QStringLiteral("dbus-daemon")};
+    if (options.windowManager)
+        needed << QStringLiteral("openbox");
+    if (const QString missing = missingProgram(needed); !missing.isEmpty()) {
+        *whyNot = missing + QStringLiteral(" is not installed");
+        return false;
+    }
+    m_temporary = std::make_unique<QTemporaryDir>();
+    m_environment = QProcessEnvironment::systemEnvironment();
+    // Nothing of the rig's pieces writes into the real home.
+    m_environment.insert(QStringLiteral("XDG_CACHE_HOME"), m_temporary->path() + QStringLiteral("/cache"));
+    m_environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_temporary->path() + QStringLiteral("/config"));
+
+    // A session bus of our own, so that nothing started on the display autolaunches one.
+    m_bus = makeProcess();
+    m_bus->start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                                                 QStringLiteral("--print-address=1")});
+    QByteArray pending;
+    const QByteArray address = readLine(*m_bus, pending, QDeadlineTimer(10000)).trimmed();
+    if (address.isEmpty()) {
+        *whyNot = QStringLiteral("the session bus did not start");
+        stop();
+        return false;
+    }
+    m_environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QString::fromUtf8(address));
+
+    // Xvfb picks a free display and writes its number to the descriptor given (its output).
+    m_server = makeProcess();
+    m_server->start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
+                                             QStringLiteral("0"), QStringLiteral("1280x1024x24"),
+                                             QStringLiteral("-nolisten"), QStringLiteral("tcp"), QStringLiteral("-noreset")});
+    pending.clear();
+    const QByteArray number = readLine(*m_server, pending, QDeadlineTimer(15000)).trimmed();
+    if (number.isEmpty()) {
+        *whyNot = QStringLiteral("Xvfb did not start");
+        stop();
+        return false;
+    }
+    m_display = QStringLiteral(":") + QString::fromUtf8(number);
+    m_environment.insert(QStringLiteral("DISPLAY"), m_display);
+    m_hadDisplay = qEnvironmentVariableIsSet("DISPLAY");
+    m_previousDisplay = qgetenv("DISPLAY");
+    qputenv("DISPLAY", m_display.toLocal8Bit());
+
+    int screenNumber = 0;
+    m_connection = xcb_connect(m_display.toLocal8Bit().constData(), &screenNumber);
+    if (xcb_connection_has_error(m_connection)) {
+        *whyNot = QStringLiteral("cannot connect to the new X server ") + m_display;
+        stop();
+        return false;
+    }
+    m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+
+    if (options.windowManager) {
+        m_windowManager = makeProcess();
+        m_windowManager->start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+        if (!waitForWindowManager(10000)) {
+            *whyNot = QStringLiteral("openbox did not take the screen in time");
+            stop();
+            return false;
+        }
+    }
+    return true;
+}
+
+bool VXX11TestRig::waitForWindowManager(int timeoutMs)
+{
+    // openbox sets _NET_SUPPORTING_WM_CHECK early in its start-up and _NET_CLIENT_LIST last; a
+    // window mapped between the two can stall the server for seconds, so wait for the latter.
+    const QByteArray name("_NET_CLIENT_LIST");
+    const QDeadlineTimer deadline(timeoutMs);
+    std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
+        xcb_intern_atom_reply(m_connection, xcb_intern_atom(m_connection, 0, uint16_t(name.size()), name.constData()),
+                              nullptr),
+        &std::free);
+    if (!atom)
+        return false;
+    while (!deadline.hasExpired()) {
+        std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)> reply(
+            xcb_get_property_reply(m_connection,
+                                   xcb_get_property(m_connection, 0, m_root, atom->atom, XCB_ATOM_WINDOW, 0, 1),
+                                   nullptr),
+            &std::free);
+        if (reply && reply->type == XCB_ATOM_WINDOW)
+            return true;
+        if (m_windowManager->state() == QProcess::NotRunning)
+            return false;
+        QThread::msleep(20);
+    }
+    return false;
+}
+
+void VXX11TestRig::stop()
+{
+    for (auto it = m_programs.rbegin(); it != m_programs.rend(); ++it)
+        stopProcess(**it);
+    m_programs.clear();
+    if (m_windowManager)
+        stopProcess(*m_windowManager);
+    m_windowManager.reset();
+    if (m_connection) {
+        xcb_disconnect(m_connection);
+        m_connection = nullptr;
+    }
+    if (m_server) {
+        stopProcess(*m_server);
+        m_server.reset();
+        if (m_hadDisplay)
+            qputenv("DISPLAY", m_previousDisplay);
+        else
+            qunsetenv("DISPLAY");
+    }
+    if (m_bus)
+        stopProcess(*m_bus);
+    m_bus.reset();
+    m_display.clear();
+    m_temporary.reset();
+}
+
+QProcess *VXX11TestRig::startProgram(const QString &program, const QStringList &arguments)
+{
+    m_programs.push_back(makeProcess());
+    QProcess *process = m_programs.back().get();
+    process->setStandardOutputFile(QProcess::nullDevice());
+    process->start(program, arguments);
+    process->waitForStarted(5000);
+    return process;
+}
+
+std::unique_ptr<VXX11TestClient> VXX11TestRig::startTestClient(const QStringList &arguments, int timeoutMs)
+{
+    auto process = makeProcess();
+    process->start(QStringLiteral(WENDLE_X11_TEST_CLIENT), arguments);
+    if (!process->waitForStarted(5000))
+        return nullptr;
+    auto client = std::make_unique<VXX11TestClient>(std::move(process));
+    if (!client->waitForReady(timeoutMs))
+        return nullptr;
+    return client;
+}
+
+bool VXX11TestRig::run(const QString &program, const QStringList &arguments, int timeoutMs, QByteArray *output)
+{
+    auto process = makeProcess();
+    process->start(program, arguments);
+    if (!process->waitForStarted(5000))
+        return false;
+    if (!process->waitForFinished(timeoutMs)) {
+        stopProcess(*process);
+        return false;
+    }
+    if (output)
+        *output = process->readAllStandardOutput();
+    return process->exitStatus() == QProcess::NormalExit && process->exitCode() == 0;
+}
+
+void VXX11TestRig::killServer()
+{
+    if (m_server) {
+        m_server->kill();
+        m_server->waitForFinished(5000);
+    }
+}
