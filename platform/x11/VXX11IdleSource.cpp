@@ -236,8 +236,12 @@ void VXX11IdleSource::stop()
 {
     m_coolingTimer.stop();
     m_screenSaverTimer.stop();
-    delete m_notifier;
-    m_notifier = nullptr;
+    if (m_notifier) {
+        // stop() may run inside the notifier's own signal (an observer that stops the source).
+        m_notifier->setEnabled(false);
+        m_notifier->deleteLater();
+        m_notifier = nullptr;
+    }
     if (d && !d->lost && !xcb_connection_has_error(d->c()) && d->alarm != XCB_NONE) {
         xcb_sync_destroy_alarm(d->c(), d->alarm);
         xcb_flush(d->c());
