@@ -1,0 +1,295 @@
+#include "VXCSVExport.h"
+
+#include "VXConfigurationKeys.h"
+#include "VXDictionaryExtensions.h"
+#include "VXListRows.h"
+#include "VXPersistenceLogging.h"
+#include "VXPropertyListSerialization.h"
+#include "VXRegisteredDefaults.h"
+#include "VXStringExtensions.h"
+#include "VXUserDefaults.h"
+
+#include <charconv>
+#include <cmath>
+
+const QString &VXCSVHeader::kPoolNotes = VXPoolNotesKey;
+
+namespace {
+
+// The export writes every time with two fraction digits.
+constexpr std::int16_t kFractionDigits = 2;
+
+// How one time cell is written: the fixed-point text with the locale's decimal separator, in
+// quotes when the separator makes that necessary. Made once per export; the same text as
+// CSVStringWithString(localizedStringWithDouble(value, 2, false), separator), without making
+// two strings per cell.
+class TimeCellWriter
+{
+public:
+    explicit TimeCellWriter(const QString &columnSeparator)
+    {
+        // The locale's separator as the formatting helpers write it: "0" + separator + "25".
+        const QString sample = localizedStringWithDouble(0.25, kFractionDigits, false);
+        const QString decimalPoint = sample.mid(1, sample.size() - 3);
+        m_quoted = CSVStringWithString(sample, columnSeparator) != sample;
+        QString point = decimalPoint;
+        if (m_quoted)
+            point.replace(QStringLiteral("\""), QStringLiteral("\"\""));
+        m_decimalPoint = point.toUtf8();
+    }
+
+    void append(QByteArray &out, double value) const
+    {
+        char digits[400];
+        const std::to_chars_result result
+            = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, kFractionDigits);
+        const char *end = result.ptr;
+        if (m_quoted)
+            out.append('"');
+        const char *point = std::isfinite(value) ? end - (kFractionDigits + 1) : end;
+        out.append(digits, point - digits);
+        if (point != end) {
+            out.append(m_decimalPoint);
+            out.append(point + 1, end - point - 1);
+        }
+        if (m_quoted)
+            out.append('"');
+    }
+
+private:
+    QByteArray m_decimalPoint;
+    bool m_quoted = false;
+};
+
+bool isListed(const VXExportSettings &settings, const VXListRows *rows, const VXDictionary &item, bool poolSide)
+{
+    if (settings.exportedReportContent == 1 || !rows)
+        return true;
+    return poolSide ? rows->poolListHasRowForItem(item) : rows->applicationListHasRowForItem(item);
+}
+
+} // namespace
+
+QString VXColumnSeparatorForValue(std::int64_t value)
+{
+    switch (value) {
+    case 1:
+        return QStringLiteral(";");
+    case 2:
+        return QStringLiteral("\t");
+    default:
+        return QStringLiteral(",");
+    }
+}
+
+QString VXRowSeparatorForValue(std::int64_t value)
+{
+    switch (value) {
+    case 1:
+        return QStringLiteral("\r");
+    case 2:
+        return QStringLiteral("\r\n");
+    default:
+        return QStringLiteral("\n");
+    }
+}
+
+VXExportSettings VXExportSettings::fromDefaults(const VXUserDefaults &defaults)
+{
+    VXExportSettings settings;
+    settings.pool = defaults.boolForKey(VXDefaultsKey::kExportColumnPool);
+    settings.poolNotes = defaults.boolForKey(VXExportKey::kExportColumnPoolNotes);
+    settings.application = defaults.boolForKey(VXDefaultsKey::kExportColumnApplication);
+    settings.window = defaults.boolForKey(VXDefaultsKey::kExportColumnWindow);
+    settings.front = defaults.boolForKey(VXDefaultsKey::kExportColumnFront);
+    settings.total = defaults.boolForKey(VXExportKey::kExportColumnTotal);
+    settings.exportedReportContent = defaults.integerForKey(VXDefaultsKey::kExportedReportContent);
+    settings.columnSeparator = VXColumnSeparatorForValue(defaults.integerForKey(VXExportKey::kExportedReportColumnSeparator));
+    settings.rowSeparator = VXRowSeparatorForValue(defaults.integerForKey(VXExportKey::kExportedReportRowSeparator));
+    return settings;
+}
+
+VXSnapshotLines snapshotLinesBetweenTimestamp(const VXDictionary &configuration, double beginTimestamp,
+                                              double endTimestamp, const VXExportSettings &settings,
+                                              const VXListRows *rows)
+{
+    VXSnapshotLines lines;
+    if (!settings.hasRelevantColumns())
+        return lines;
+
+    const auto addLines = [&](const VXDictionary &item, const QString &pool, const QString &poolNotes,
+                              const QString &application, const QString &window) {
+        if (settings.front)
+            addEventStream(lines, item, VXSnapshotStream::Foreground, beginTimestamp, endTimestamp, pool, poolNotes,
+                           application, window);
+        if (settings.total)
+            addEventStream(lines, item, VXSnapshotStream::Total, beginTimestamp, endTimestamp, pool, poolNotes,
+                           application, window);
+    };
+
+    // Applications and their windows. A window is checked against the list by itself, also
+    // when its application is not listed.
+    if (settings.application) {
+        if (const VXDictionary *applications = configuration.value(VXApplicationsKey).dictionary()) {
+            for (const VXDictionary::Entry &applicationEntry : *applications) {
+                const VXDictionary *application = applicationEntry.value.dictionary();
+                if (!application)
+                    continue;
+                const QString name = itemName(*application);
+                if (isListed(settings, rows, *application, false))
+                    addLines(*application, QString(), QString(), name, QString());
+                if (!settings.window)
+                    continue;
+                const VXDictionary *windows = application->value(VXWindowsByNameKey).dictionary();
+                if (!windows)
+                    continue;
+                for (const VXDictionary::Entry &windowEntry : *windows) {
+                    const VXDictionary *window = windowEntry.value.dictionary();
+                    if (window && isListed(settings, rows, *window, false))
+                        addLines(*window, QString(), QString(), name, itemName(*window));
+                }
+            }
+        }
+    }
+
+    // Pools, their members and the members' window entries. An unlisted pool or member takes
+    // the items below it along.
+    if (settings.pool) {
+        if (const VXArray *pools = configuration.value(VXPoolsKey).array()) {
+            for (const VXValue &poolValue : *pools) {
+                const VXDictionary *pool = poolValue.dictionary();
+                if (!pool || !isListed(settings, rows, *pool, true))
+                    continue;
+                const QString poolName = itemName(*pool);
+                const VXValue &notesValue = pool->value(VXPoolNotesKey);
+                const QString notes = notesValue.isString() ? notesValue.stringRef() : QString();
+                addLines(*pool, poolName, notes, QString(), QString());
+                if (!settings.application)
+                    continue;
+                const VXArray *members = pool->value(VXChildrenKey).array();
+                if (!members)
+                    continue;
+                for (const VXValue &memberValue : *members) {
+                    const VXDictionary *member = memberValue.dictionary();
+                    if (!member || !isListed(settings, rows, *member, true))
+                        continue;
+                    const QString memberName = itemName(*member);
+                    addLines(*member, poolName, notes, memberName, QString());
+                    if (!settings.window)
+                        continue;
+                    const VXArray *entries = member->value(VXChildrenKey).array();
+                    if (!entries)
+                        continue;
+                    for (const VXValue &entryValue : *entries) {
+                        if (const VXDictionary *entry = entryValue.dictionary())
+                            addLines(*entry, poolName, notes, memberName, itemName(*entry));
+                    }
+                }
+            }
+        }
+    }
+
+    sortSnapshotLines(lines);
+    return lines;
+}
+
+QByteArray CSVDataWithSnapshotLines(const VXSnapshotLines &lines, const VXExportSettings &settings)
+{
+    const QString &separator = settings.columnSeparator;
+    const QByteArray columnSeparator = separator.toUtf8();
+    const QByteArray rowSeparator = settings.rowSeparator.toUtf8();
+
+    // The header: cells as they are.
+    QStringList header;
+    if (settings.pool)
+        header << VXCSVHeader::kPool;
+    if (settings.poolNotes)
+        header << VXCSVHeader::kPoolNotes;
+    if (settings.application)
+        header << VXCSVHeader::kApplication;
+    if (settings.window)
+        header << VXCSVHeader::kWindow;
+    if (settings.front)
+        header << VXCSVHeader::kForegroundBegin << VXCSVHeader::kForegroundEnd;
+    if (settings.total)
+        header << VXCSVHeader::kTotalBegin << VXCSVHeader::kTotalEnd;
+
+    // Each item's label cells, quoted and followed by the separator, once per item.
+    std::vector<QByteArray> prefixes;
+    prefixes.reserve(lines.labels.size());
+    std::size_t prefixBytes = 0;
+    for (const VXSnapshotLineLabels &labels : lines.labels) {
+        QString prefix;
+        const auto addCell = [&](const QString &value) {
+            prefix += CSVStringWithString(value, separator);
+            prefix += separator;
+        };
+        if (settings.pool)
+            addCell(labels.pool);
+        if (settings.poolNotes)
+            addCell(labels.poolNotes);
+        if (settings.application)
+            addCell(labels.application);
+        if (settings.window)
+            addCell(labels.window);
+        prefixes.push_back(prefix.toUtf8());
+        prefixBytes += static_cast<std::size_t>(prefixes.back().size());
+    }
+
+    const TimeCellWriter writer(separator);
+    QByteArray zero;
+    writer.append(zero, 0.0);
+
+    QByteArray out;
+    const std::size_t averagePrefix = prefixes.empty() ? 0 : prefixBytes / prefixes.size();
+    out.reserve(static_cast<qsizetype>(lines.lines.size() * (averagePrefix + 64) + 256));
+    out.append(header.join(separator).toUtf8());
+    out.append(rowSeparator);
+
+    for (const VXSnapshotLine &line : lines.lines) {
+        out.append(prefixes[line.labels]);
+        const auto appendPair = [&](bool own) {
+            if (own) {
+                writer.append(out, line.begin);
+                out.append(columnSeparator);
+                writer.append(out, line.end);
+            } else {
+                out.append(zero);
+                out.append(columnSeparator);
+                out.append(zero);
+            }
+        };
+        if (settings.front)
+            appendPair(line.stream == VXSnapshotStream::Foreground);
+        if (settings.front && settings.total)
+            out.append(columnSeparator);
+        if (settings.total)
+            appendPair(line.stream == VXSnapshotStream::Total);
+        out.append(rowSeparator);
+    }
+    return out;
+}
+
+std::optional<QByteArray> CSVDataWithBeginTimestamp(const VXDictionary *configuration, double beginTimestamp,
+                                                    double endTimestamp, const VXExportSettings &settings,
+                                                    const VXListRows *rows)
+{
+    if (!settings.hasRelevantColumns()) {
+        qCWarning(lcPersistence).noquote() << VXNothingToExportMessage;
+        return std::nullopt;
+    }
+    VXSnapshotLines lines;
+    if (configuration)
+        lines = snapshotLinesBetweenTimestamp(*configuration, beginTimestamp, endTimestamp, settings, rows);
+    return CSVDataWithSnapshotLines(lines, settings);
+}
+
+bool exportCSVWithBeginTimestamp(const VXDictionary *configuration, double beginTimestamp, double endTimestamp,
+                                 const QString &path, const VXExportSettings &settings, const VXListRows *rows)
+{
+    const std::optional<QByteArray> data
+        = CSVDataWithBeginTimestamp(configuration, beginTimestamp, endTimestamp, settings, rows);
+    if (!data)
+        return false;
+    return writeDataToFile(*data, path, true);
+}

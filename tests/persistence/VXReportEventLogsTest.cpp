@@ -1,0 +1,232 @@
+#include "VXReportEventLogs.h"
+
+#include "VXEventLogDictionaryExtensions.h"
+#include "VXListRows.h"
+#include "VXListedItems.h"
+#include "VXPersistenceTestSupport.h"
+#include "VXReportSnapshotDictionaryExtensions.h"
+
+#include <gtest/gtest.h>
+
+using namespace vxtest;
+
+namespace {
+
+// A small tree: two applications with windows, a pool with two members, one with entries.
+struct Tree {
+    VXDictionaryRef configuration = VXMakeDictionary();
+    VXDictionaryRef mail, inbox, drafts, editor, notes, pool, mailMember, editorMember, draftsEntry;
+
+    Tree()
+    {
+        configuration->insert(VXFirstTimestampKey, 1000.0);
+        configuration->insert(VXFirstPoolTimestampKey, 1100.0);
+        configuration->insert(VXLastTimestampKey, 9000.0);
+        // Mail has more foreground time in the whole record, Editor more between 2000 and 3000.
+        mail = addApplication(*configuration, QStringLiteral("org.example.Mail"),
+                              withLogs(item(QStringLiteral("Mail"), QStringLiteral("/apps/mail.desktop")),
+                                       numbers({1000, -1900, 2000, -2100}), numbers({1000, -9000})));
+        mail->insert(VXFrontTimeKey, 1000.0);
+        inbox = addWindow(*mail, withLogs(item(QStringLiteral("Inbox"), VXWindowPathMarker), numbers({2000, -2050}), numbers({2000, -2500})));
+        drafts = addWindow(*mail, withLogs(item(QStringLiteral("Drafts"), VXWindowPathMarker), VXArrayRef(), numbers({5000, -5100})));
+        editor = addApplication(*configuration, QStringLiteral("org.example.Editor"),
+                                withLogs(item(QStringLiteral("Editor"), QStringLiteral("/apps/editor.desktop")),
+                                         numbers({2200, -2900}), numbers({2200, -2950})));
+        editor->insert(VXFrontTimeKey, 700.0);
+        notes = addWindow(*editor, withLogs(item(QStringLiteral("notes.txt"), VXWindowPathMarker), numbers({2200, -2300}), VXArrayRef()));
+        // An unnamed pool: shown by its members' names.
+        pool = addPool(*configuration, withLogs(makePool(QString()), numbers({2000, -2900}), VXArrayRef()));
+        mailMember = addChild(*pool, withLogs(makeMember(QStringLiteral("Mail")), numbers({2000, -2100}), VXArrayRef()));
+        editorMember = addChild(*pool, withLogs(makeMember(QStringLiteral("Editor")), numbers({2200, -2900}), VXArrayRef()));
+        draftsEntry = addChild(*mailMember, withLogs(item(QStringLiteral("Draft*"), VXWindowPathMarker), VXArrayRef(), VXArrayRef()));
+    }
+};
+
+struct Row {
+    std::string name;
+    int depth;
+    bool operator==(const Row &) const = default;
+};
+
+std::vector<Row> rowsOf(const VXDictionary &configuration, const VXReportContentSettings &settings, const VXListRows *rows,
+                        double lo = 2000, double hi = 3000)
+{
+    std::vector<Row> result;
+    collectEventLogsClippedBetweenTimestamp(configuration, lo, hi, settings, rows,
+                                            [&](const VXDictionaryRef &entry, int depth) {
+                                                result.push_back({entry->value(VXNameKey).toString().toStdString(), depth});
+                                            });
+    return result;
+}
+
+std::ostream &operator<<(std::ostream &out, const Row &row)
+{
+    return out << std::string(static_cast<std::size_t>(row.depth) * 2, ' ') << row.name;
+}
+
+class ListRows final : public VXListRows
+{
+public:
+    std::vector<const VXDictionary *> listed;
+    bool applicationListHasRowForItem(const VXDictionary &item) const override { return has(item); }
+    bool poolListHasRowForItem(const VXDictionary &item) const override { return has(item); }
+
+private:
+    bool has(const VXDictionary &item) const { return std::find(listed.begin(), listed.end(), &item) != listed.end(); }
+};
+
+} // namespace
+
+TEST(VXReportEventLogs, AClippedEntryCarriesTheItemsNamePathAndStreamsInsideTheRange)
+{
+    ensureCoreApplication();
+    Tree tree;
+    bool hasEvents = false;
+    const VXDictionaryRef entry = eventLogClippedBetweenTimestamp(tree.mail, 2050, 3000, &hasEvents);
+    EXPECT_TRUE(hasEvents);
+    EXPECT_EQ(entry->value(VXNameKey).toString(), QStringLiteral("Mail"));
+    EXPECT_EQ(entry->value(VXPathKey).toString(), QStringLiteral("/apps/mail.desktop"));
+    EXPECT_FALSE(entry->contains(VXTypeKey));
+    EXPECT_EQ(doublesOf(entry->value(VXFrontActiveLogKey)), (std::vector<double>{2050, -2100}));
+    EXPECT_DOUBLE_EQ(entry->value(VXFrontTimeKey).toDouble(), 50);
+    EXPECT_EQ(doublesOf(entry->value(VXActiveLogKey)), (std::vector<double>{2050, -3000}));
+    EXPECT_DOUBLE_EQ(entry->value(VXTimeKey).toDouble(), 950);
+    EXPECT_TRUE(entry->value(VXSourceKey).isSameObject(VXValue(tree.mail)));
+
+    // Nothing in the range: no streams, no times, but the entry still names its item.
+    const VXDictionaryRef empty = eventLogClippedBetweenTimestamp(tree.drafts, 2000, 3000, &hasEvents);
+    EXPECT_FALSE(hasEvents);
+    EXPECT_FALSE(empty->contains(VXActiveLogKey));
+    EXPECT_FALSE(empty->contains(VXTimeKey));
+    EXPECT_FALSE(empty->contains(VXFrontActiveLogKey));
+
+    // A pool: its type, its display name, its marker path.
+    const VXDictionaryRef pool = eventLogClippedBetweenTimestamp(tree.pool, 2000, 3000, &hasEvents);
+    EXPECT_EQ(pool->value(VXTypeKey).toString(), VXPoolItemType);
+    EXPECT_EQ(pool->value(VXNameKey).toString(), QStringLiteral("Mail (1) | Editor"));
+    EXPECT_EQ(pool->value(VXPathKey).toString(), VXPoolPathMarker);
+}
+
+TEST(VXReportEventLogs, TheLiveReportListsEveryLevelDepthFirstInTheOrganizersOrder)
+{
+    ensureCoreApplication();
+    Tree tree;
+    VXReportContentSettings settings;
+    settings.liveReportContent = 1;
+    settings.sortColumn = 0;
+    EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr),
+              (std::vector<Row>{{"Editor", 0}, {"notes.txt", 1}, {"Mail", 0}, {"Drafts", 1}, {"Inbox", 1},
+                                {"Mail (1) | Editor", 0}, {"Editor", 1}, {"Mail", 1}, {"Draft*", 2}}));
+
+    // By foreground time inside the range (not the item's overall "Front Time"): Editor has
+    // 700 s of it, Mail 100 s; an item without any comes after those with some.
+    settings.sortColumn = 1;
+    EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr),
+              (std::vector<Row>{{"Editor", 0}, {"notes.txt", 1}, {"Mail", 0}, {"Inbox", 1}, {"Drafts", 1},
+                                {"Mail (1) | Editor", 0}, {"Editor", 1}, {"Mail", 1}, {"Draft*", 2}}));
+
+    // Only the halves asked for.
+    settings.pools = false;
+    EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr).size(), 5u);
+    settings.pools = true;
+    settings.applications = false;
+    EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr).front(), (Row{"Mail (1) | Editor", 0}));
+
+    // The list form holds the same entries.
+    settings.applications = true;
+    const VXArrayRef list = eventLogsClippedBetweenTimestamp(*tree.configuration, 2000, 3000, settings, nullptr);
+    ASSERT_EQ(list->size(), 9u);
+    EXPECT_TRUE(list->at(0).dictionary()->value(VXSourceKey).isSameObject(VXValue(tree.editor)));
+}
+
+TEST(VXReportEventLogs, ContentSettingsFilterByEventsOrByTheOrganizersRows)
+{
+    ensureCoreApplication();
+    Tree tree;
+    VXReportContentSettings settings;
+    settings.sortColumn = 0;
+
+    // Only items with events in the range: Drafts (running at 5000) and the empty entry go.
+    settings.liveReportContent = 2;
+    EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr),
+              (std::vector<Row>{{"Editor", 0}, {"notes.txt", 1}, {"Mail", 0}, {"Inbox", 1},
+                                {"Mail (1) | Editor", 0}, {"Editor", 1}, {"Mail", 1}}));
+    // An application without events takes its windows along, even one that has events.
+    tree.notes->insert(VXActiveLogKey, numbers({5000, -5050}));
+    EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr, 5000, 5100), (std::vector<Row>{{"Mail", 0}, {"Drafts", 1}}));
+
+    // Only items with a row: the lists as the organizer shows them. Mail is expanded, Editor
+    // not; the pool is expanded, its Mail member not.
+    settings.liveReportContent = 0;
+    tree.mail->insert(VXChildrenKey, numbers({}));
+    tree.mail->value(VXChildrenKey).array()->append(tree.inbox);
+    tree.mail->insert(VXExpandedKey, true);
+    tree.editor->insert(VXChildrenKey, numbers({}));
+    tree.editor->value(VXChildrenKey).array()->append(tree.notes);
+    tree.pool->insert(VXExpandedKey, true);
+    VXArrayRef applications = VXMakeArray();
+    applications->append(tree.mail);
+    applications->append(tree.editor);
+    VXArrayRef pools = VXMakeArray();
+    pools->append(tree.pool);
+    const VXListedItems listed(applications.get(), pools.get());
+    EXPECT_EQ(rowsOf(*tree.configuration, settings, &listed),
+              (std::vector<Row>{{"Editor", 0}, {"Mail", 0}, {"Inbox", 1}, {"Mail (1) | Editor", 0}, {"Editor", 1}, {"Mail", 1}}));
+
+    // The same rows worked out from the saved tree: "Children" marks the listed applications,
+    // a pool is listed when it is active or inactive pools are shown.
+    const VXListedItems saved = VXListedItems::fromConfiguration(*tree.configuration, false);
+    EXPECT_TRUE(saved.applicationListHasRowForItem(*tree.mail));
+    EXPECT_TRUE(saved.applicationListHasRowForItem(*tree.inbox));
+    EXPECT_FALSE(saved.applicationListHasRowForItem(*tree.notes));
+    EXPECT_FALSE(saved.poolListHasRowForItem(*tree.pool));
+    EXPECT_TRUE(VXListedItems::fromConfiguration(*tree.configuration, true).poolListHasRowForItem(*tree.mailMember));
+    tree.pool->insert(VXActiveKey, true);
+    EXPECT_TRUE(VXListedItems::fromConfiguration(*tree.configuration, false).poolListHasRowForItem(*tree.pool));
+
+    // Content 1 asks no rows at all.
+    ListRows none;
+    settings.liveReportContent = 1;
+    EXPECT_EQ(rowsOf(*tree.configuration, settings, &none).size(), 9u);
+}
+
+TEST(VXReportEventLogs, TheFirstTimestampIsTheEarlierHalfAndZeroWhileAHalfHasNone)
+{
+    Tree tree;
+    double first = -1;
+    double last = -1;
+    getFirstTimestamp(*tree.configuration, &first, &last);
+    EXPECT_DOUBLE_EQ(first, 1000);
+    EXPECT_DOUBLE_EQ(last, 9000);
+    tree.configuration->insert(VXFirstPoolTimestampKey, 900.0);
+    EXPECT_DOUBLE_EQ(firstTimestamp(*tree.configuration), 900);
+    tree.configuration->remove(VXFirstPoolTimestampKey);
+    EXPECT_DOUBLE_EQ(firstTimestamp(*tree.configuration), 0);
+    getFirstTimestamp(*tree.configuration, nullptr, nullptr);
+}
+
+TEST(VXReportEventLogs, ASnapshotListsEveryNodeInNameOrderWithOrWithoutEvents)
+{
+    ensureCoreApplication();
+    VXDictionaryRef root = VXMakeDictionary();
+    VXDictionary &applications = reportSnapshotChildWithName(*root, VXApplicationsKey, false, QString());
+    VXDictionary &pools = reportSnapshotChildWithName(*root, VXPoolsKey, true, QString());
+    VXDictionary &zed = reportSnapshotChildWithName(applications, QStringLiteral("zed"), false, QStringLiteral("zed"));
+    reportSnapshotChildWithName(zed, QStringLiteral("w10"), false, VXWindowPathMarker).insert(VXActiveLogKey, numbers({100, -200}));
+    reportSnapshotChildWithName(zed, QStringLiteral("w9"), false, VXWindowPathMarker);
+    reportSnapshotChildWithName(applications, QStringLiteral("Alpha"), false, QStringLiteral("Alpha"));
+    VXDictionary &pool = reportSnapshotChildWithName(pools, QStringLiteral("Work"), true, VXPoolPathMarker);
+    VXDictionary &member = reportSnapshotChildWithName(pool, QStringLiteral("*"), true, QStringLiteral("*"));
+    reportSnapshotChildWithName(member, QStringLiteral("Report"), true, VXWindowPathMarker);
+    // The same name again is the same node.
+    EXPECT_EQ(&reportSnapshotChildWithName(applications, QStringLiteral("zed"), false, QStringLiteral("zed")), &zed);
+
+    const VXArrayRef list = reportSnapshotEventLogsClippedBetweenTimestamp(*root, 0, 150);
+    std::vector<std::string> names;
+    for (const VXValue &entry : *list)
+        names.push_back(entry.dictionary()->value(VXNameKey).toString().toStdString());
+    EXPECT_EQ(names, (std::vector<std::string>{"Alpha", "zed", "w9", "w10", "Work", "*", "Report"}));
+    EXPECT_EQ(doublesOf(list->at(3).dictionary()->value(VXActiveLogKey)), (std::vector<double>{100, -150}));
+    EXPECT_EQ(list->at(4).dictionary()->value(VXTypeKey).toString(), VXPoolItemType);
+    EXPECT_EQ(list->at(6).dictionary()->value(VXPathKey).toString(), VXWindowPathMarker);
+}

@@ -1,0 +1,297 @@
+#pragma once
+
+// Helpers for the persistence tests: an application object, a settings store of their own,
+// the log lines of the "wendle.persistence" category, building trees and event logs, and a
+// seeded random tree with awkward names for round trips.
+
+#include "VXConfigurationKeys.h"
+#include "VXDictionaryExtensions.h"
+#include "VXRegisteredDefaults.h"
+#include "VXUserDefaults.h"
+#include "VXValue.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QLocale>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <ostream>
+#include <utility>
+#include <vector>
+
+inline void PrintTo(const QString &text, std::ostream *out)
+{
+    *out << '"' << text.toStdString() << '"';
+}
+
+namespace vxtest {
+
+inline void ensureCoreApplication()
+{
+    static int argc = 1;
+    static char name[] = "wendle-persistence-tests";
+    static char *argv[] = {name, nullptr};
+    if (!QCoreApplication::instance())
+        new QCoreApplication(argc, argv);
+}
+
+// Runs the event loop until the condition holds or the time is up; answers the condition.
+inline bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(1);
+    }
+    return true;
+}
+
+// A settings store with the registered defaults in a folder of its own, installed as the
+// standard store while it lives.
+class Settings
+{
+public:
+    Settings()
+    {
+        ensureCoreApplication();
+        defaults = std::make_unique<VXUserDefaults>(QStringLiteral("com.brasswing.WendlePersistenceTests"), folder.path());
+        VXRegisterDefaults(*defaults);
+        VXUserDefaults::setStandard(defaults.get());
+    }
+    ~Settings()
+    {
+        if (VXUserDefaults::standard() == defaults.get())
+            VXUserDefaults::setStandard(nullptr);
+    }
+
+    QTemporaryDir folder;
+    std::unique_ptr<VXUserDefaults> defaults;
+};
+
+// Collects the lines logged in "wendle.persistence" (from any thread) while it lives, and
+// keeps them off the console.
+class LogCapture
+{
+public:
+    LogCapture() : m_previous(qInstallMessageHandler(&LogCapture::handle))
+    {
+        QMutexLocker locker(&mutex());
+        lines().clear();
+    }
+    ~LogCapture() { qInstallMessageHandler(m_previous); }
+    LogCapture(const LogCapture &) = delete;
+    LogCapture &operator=(const LogCapture &) = delete;
+
+    QStringList take()
+    {
+        QMutexLocker locker(&mutex());
+        return std::exchange(lines(), QStringList());
+    }
+    QStringList peek() const
+    {
+        QMutexLocker locker(&mutex());
+        return lines();
+    }
+
+private:
+    static QMutex &mutex()
+    {
+        static QMutex m;
+        return m;
+    }
+    static QStringList &lines()
+    {
+        static QStringList captured;
+        return captured;
+    }
+    static void handle(QtMsgType, const QMessageLogContext &context, const QString &message)
+    {
+        if (context.category && QByteArrayView(context.category) == QByteArrayView("wendle.persistence")) {
+            QMutexLocker locker(&mutex());
+            lines().append(message);
+        }
+    }
+
+    QtMessageHandler m_previous;
+};
+
+// Sets the default locale for a test and puts the previous one back.
+class ScopedLocale
+{
+public:
+    explicit ScopedLocale(const QLocale &locale) : m_previous(QLocale()) { QLocale::setDefault(locale); }
+    ~ScopedLocale() { QLocale::setDefault(m_previous); }
+
+private:
+    QLocale m_previous;
+};
+
+inline VXArrayRef numbers(std::initializer_list<double> values)
+{
+    VXArrayRef array = VXMakeArray();
+    for (double value : values)
+        array->append(value);
+    return array;
+}
+
+inline std::vector<double> doublesOf(const VXValue &value)
+{
+    std::vector<double> result;
+    if (const VXArray *array = value.array()) {
+        for (const VXValue &item : *array)
+            result.push_back(item.toDouble());
+    }
+    return result;
+}
+
+inline VXDictionaryRef item(const QString &name, const QString &path = QString())
+{
+    VXDictionaryRef dictionary = VXMakeDictionary();
+    dictionary->insert(VXNameKey, name);
+    if (!path.isNull())
+        dictionary->insert(VXPathKey, path);
+    return dictionary;
+}
+
+inline VXDictionaryRef withLogs(VXDictionaryRef dictionary, VXArrayRef front, VXArrayRef active)
+{
+    if (front)
+        dictionary->insert(VXFrontActiveLogKey, std::move(front));
+    if (active)
+        dictionary->insert(VXActiveLogKey, std::move(active));
+    return dictionary;
+}
+
+// An application with windows, filed in the tree as the tracker files them.
+inline VXDictionaryRef addApplication(VXDictionary &configuration, const QString &identifier, VXDictionaryRef application)
+{
+    VXValue *applications = configuration.valuePointer(VXApplicationsKey);
+    if (!applications) {
+        configuration.insert(VXApplicationsKey, VXMakeDictionary());
+        applications = configuration.valuePointer(VXApplicationsKey);
+    }
+    applications->dictionary()->insert(identifier, application);
+    return application;
+}
+
+inline VXDictionaryRef addWindow(VXDictionary &application, VXDictionaryRef window)
+{
+    VXValue *windows = application.valuePointer(VXWindowsByNameKey);
+    if (!windows) {
+        application.insert(VXWindowsByNameKey, VXMakeDictionary());
+        windows = application.valuePointer(VXWindowsByNameKey);
+    }
+    windows->dictionary()->insert(window->value(VXNameKey).toString(), window);
+    return window;
+}
+
+inline VXDictionaryRef addChild(VXDictionary &parent, VXDictionaryRef child)
+{
+    VXValue *children = parent.valuePointer(VXChildrenKey);
+    if (!children) {
+        parent.insert(VXChildrenKey, VXMakeArray());
+        children = parent.valuePointer(VXChildrenKey);
+    }
+    children->array()->append(child);
+    return child;
+}
+
+inline VXDictionaryRef addPool(VXDictionary &configuration, VXDictionaryRef pool)
+{
+    VXValue *pools = configuration.valuePointer(VXPoolsKey);
+    if (!pools) {
+        configuration.insert(VXPoolsKey, VXMakeArray());
+        pools = configuration.valuePointer(VXPoolsKey);
+    }
+    pools->array()->append(pool);
+    return pool;
+}
+
+inline VXDictionaryRef makePool(const QString &name, const QString &notes = QString())
+{
+    VXDictionaryRef pool = item(name, VXPoolPathMarker);
+    pool->insert(VXTypeKey, VXPoolItemType);
+    if (!notes.isNull())
+        pool->insert(VXPoolNotesKey, notes);
+    return pool;
+}
+
+inline VXDictionaryRef makeMember(const QString &name)
+{
+    VXDictionaryRef member = item(name, QStringLiteral("/usr/share/applications/") + name + QStringLiteral(".desktop"));
+    member->insert(VXTypeKey, VXPoolItemType);
+    return member;
+}
+
+// SplitMix64: the same numbers on every machine.
+class Random
+{
+public:
+    explicit Random(std::uint64_t seed) : m_state(seed) {}
+    std::uint64_t next()
+    {
+        std::uint64_t z = (m_state += 0x9E3779B97F4A7C15ULL);
+        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ULL;
+        z = (z ^ (z >> 27)) * 0x94D049BB133111EBULL;
+        return z ^ (z >> 31);
+    }
+    double uniform() { return static_cast<double>(next() >> 11) * 0x1.0p-53; }
+    int below(int bound) { return static_cast<int>(uniform() * bound); }
+    bool chance(double probability) { return uniform() < probability; }
+
+private:
+    std::uint64_t m_state;
+};
+
+// Names that make a CSV writer and reader work: separators, quotes, line breaks, blanks at the
+// ends, the header words, non-Latin text.
+inline QString awkwardName(Random &random, const QString &stem, int index)
+{
+    static const char16_t *const pieces[] = {
+        u"", u"", u", draft", u"; v2", u"\tindented", u" \"quoted\"", u"\nsecond line", u"\r\nCRLF",
+        u" Pool", u"Window ", u"Application", u" Caf\u00e9", u" \u65e5\u672c", u" \U0001F642", u"  ", u"\"",
+    };
+    QString name = stem + QString::number(index);
+    const int count = random.below(3);
+    for (int i = 0; i < count; ++i)
+        name += QString::fromUtf16(pieces[random.below(static_cast<int>(std::size(pieces)))]);
+    return name;
+}
+
+// A well-formed event log: periods of at least a second between `begin` and `end`, times with
+// millisecond resolution, sometimes ending with a period still open.
+inline VXArrayRef randomLog(Random &random, double begin, double end, int periods)
+{
+    VXArrayRef log = VXMakeArray();
+    double t = begin;
+    const double step = (end - begin) / (2.0 * periods + 1.0);
+    for (int i = 0; i < periods; ++i) {
+        t += 1.0 + random.uniform() * step;
+        const double open = std::round(t * 1000.0) / 1000.0;
+        t += 1.0 + random.uniform() * step;
+        const double close = std::round(t * 1000.0) / 1000.0;
+        if (close >= end)
+            break;
+        log->append(open);
+        if (i == periods - 1 && random.chance(0.3))
+            break;
+        log->append(-close);
+    }
+    return log;
+}
+
+} // namespace vxtest
