@@ -1,0 +1,404 @@
+#include "VXReportSnapshotParser.h"
+
+#include "VXPersistenceTestSupport.h"
+#include "VXReportSnapshotDictionaryExtensions.h"
+#include "VXReportSnapshotTimestampFormatter.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+
+#include <thread>
+
+using namespace vxtest;
+
+namespace {
+
+const QString kPath = QStringLiteral("/home/someone/report.csv");
+
+VXDictionaryRef parse(const QByteArray &text, QChar fallback = u',')
+{
+    return VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(text, kPath, fallback);
+}
+
+// The node at root / names..., through each node's "Children".
+const VXDictionary *node(const VXDictionaryRef &root, std::initializer_list<const char *> names)
+{
+    const VXDictionary *current = root.get();
+    for (const char *name : names) {
+        if (!current)
+            return nullptr;
+        const VXDictionary *children = current->value(VXChildrenKey).dictionary();
+        current = children ? children->value(QString::fromUtf8(name)).dictionary() : nullptr;
+    }
+    return current;
+}
+
+std::vector<double> log(const VXDictionary *item, const QString &key)
+{
+    return item ? doublesOf(item->value(key)) : std::vector<double>{-1};
+}
+
+std::vector<std::string> childNames(const VXDictionary *item)
+{
+    std::vector<std::string> names;
+    if (const VXDictionary *children = item ? item->value(VXChildrenKey).dictionary() : nullptr) {
+        for (const VXDictionary::Entry &entry : *children)
+            names.push_back(entry.key.toStdString());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+QString message(const QString &format, const QString &argument = kPath)
+{
+    return QString(format).replace(QStringLiteral("%@"), argument);
+}
+
+} // namespace
+
+TEST(VXReportSnapshotParser, AnExportWithSemicolonsAndDecimalCommasIsReadIntoTheSnapshotTree)
+{
+    ensureCoreApplication();
+    LogCapture captured;
+    const VXDictionaryRef root = parse(
+        "Pool;Pool Notes;Application;Window;Foreground Begin (Unix Time);Foreground End (Unix Time);Total Begin (Unix Time);Total End (Unix Time)\n"
+        ";;Mail;;1700000000,25;1700000300,50;0,00;0,00\n"
+        ";;Mail;Inbox;1700000010,00;1700000020,00;0,00;0,00\n"
+        "Writing;notes;;;1700000100,00;1700000200,00;0,00;0,00\n"
+        "Writing;notes;Editor;;1700000100,00;1700000150,00;0,00;0,00\n"
+        "Writing;notes;Editor;chapter 1;1700000100,00;1700000110,00;0,00;0,00\n"
+        ";;Mail;;0,00;0,00;1699999000,00;1700001000,00\n"
+        ";;Mail;;1700000400,00;1700000500,00;0,00;0,00\n");
+    ASSERT_TRUE(root);
+    EXPECT_EQ(captured.take(), QStringList{QStringLiteral("decimal separator: <,> (inferred grouping separator: <.>)")});
+
+    EXPECT_EQ(root->value(VXPathKey).toString(), kPath);
+    EXPECT_DOUBLE_EQ(root->value(VXFirstTimestampKey).toDouble(), 1699999000);
+    EXPECT_DOUBLE_EQ(root->value(VXLastTimestampKey).toDouble(), 1700001000);
+    EXPECT_TRUE(boolForKey(*root, VXForegroundActivityKey));
+    EXPECT_TRUE(boolForKey(*root, VXTotalActivityKey));
+    EXPECT_EQ(childNames(root.get()), (std::vector<std::string>{"Applications", "Pools"}));
+
+    const VXDictionary *mail = node(root, {"Applications", "Mail"});
+    EXPECT_EQ(log(mail, VXFrontActiveLogKey), (std::vector<double>{1700000000.25, -1700000300.5, 1700000400, -1700000500}));
+    EXPECT_EQ(log(mail, VXActiveLogKey), (std::vector<double>{1699999000, -1700001000}));
+    EXPECT_EQ(mail->value(VXPathKey).toString(), QStringLiteral("Mail"));
+    EXPECT_FALSE(mail->contains(VXTypeKey));
+    const VXDictionary *inbox = node(root, {"Applications", "Mail", "Inbox"});
+    EXPECT_EQ(log(inbox, VXFrontActiveLogKey), (std::vector<double>{1700000010, -1700000020}));
+    EXPECT_EQ(inbox->value(VXPathKey).toString(), VXWindowPathMarker);
+    EXPECT_FALSE(inbox->contains(VXActiveLogKey));
+
+    const VXDictionary *pools = node(root, {"Pools"});
+    EXPECT_EQ(pools->value(VXTypeKey).toString(), VXPoolItemType);
+    const VXDictionary *writing = node(root, {"Pools", "Writing"});
+    EXPECT_EQ(writing->value(VXPathKey).toString(), VXPoolPathMarker);
+    EXPECT_EQ(log(writing, VXFrontActiveLogKey), (std::vector<double>{1700000100, -1700000200}));
+    const VXDictionary *chapter = node(root, {"Pools", "Writing", "Editor", "chapter 1"});
+    EXPECT_EQ(chapter->value(VXTypeKey).toString(), VXPoolItemType);
+    EXPECT_EQ(node(root, {"Pools", "Writing", "Editor"})->value(VXTypeKey).toString(), VXPoolItemType);
+    EXPECT_EQ(log(chapter, VXFrontActiveLogKey), (std::vector<double>{1700000100, -1700000110}));
+}
+
+TEST(VXReportSnapshotParser, AFileASpreadsheetSavedIsReadAsWell)
+{
+    ensureCoreApplication();
+    LogCapture captured;
+    // A byte-order mark, every cell quoted, CRLF, the columns reordered and one added, numbers
+    // with grouping, blank lines at the end.
+    const VXDictionaryRef root = parse(
+        "\xEF\xBB\xBF\"Window\",\"Comment\",\"Application\",\"Foreground End (Unix Time)\",\"Foreground Begin (Unix Time)\"\r\n"
+        "\"Budget, 2026.ods\",\"checked\",\"Calc\",\"1,700,000,300.00\",\"1,700,000,000.00\"\r\n"
+        "\"\",\"\",\"Calc\",\"1700000600.00\",\"1700000500.00\"\r\n"
+        "\r\n\r\n");
+    ASSERT_TRUE(root);
+    EXPECT_EQ(log(node(root, {"Applications", "Calc", "Budget, 2026.ods"}), VXFrontActiveLogKey),
+              (std::vector<double>{1700000000, -1700000300}));
+    EXPECT_EQ(log(node(root, {"Applications", "Calc"}), VXFrontActiveLogKey), (std::vector<double>{1700000500, -1700000600}));
+    EXPECT_FALSE(boolForKey(*root, VXTotalActivityKey));
+    EXPECT_TRUE(captured.take().contains(QStringLiteral("decimal separator: <.> (inferred grouping separator: <,>)")));
+}
+
+TEST(VXReportSnapshotParser, QuotedTextHoldsSeparatorsQuotesAndLineBreaksAnywhereInACell)
+{
+    ensureCoreApplication();
+    LogCapture captured;
+    const VXDictionaryRef root = parse(
+        "Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
+        "Editor,\"two\nlines, \"\"quoted\"\"\",100.00,200.00\n"
+        "Editor,part \"one,\" and \"two\",300.00,400.00\n"
+        "Editor,\"\u2028\",500.00,600.00\n");
+    ASSERT_TRUE(root);
+    EXPECT_EQ(childNames(node(root, {"Applications", "Editor"})),
+              (std::vector<std::string>{"part one, and two", "two\nlines, \"quoted\"", "\u2028"}));
+    EXPECT_TRUE(captured.take().filter(QStringLiteral("number of columns")).isEmpty());
+
+    // Lines end at any line-break character, also the Unicode ones outside quotes.
+    const VXDictionaryRef unicode = parse("Application;Total Begin (Unix Time);Total End (Unix Time)\u2028Mail;100.00;200.00\u2029"
+                                          "Web;300.00;400.00\x0B" "Chat;500.00;600.00\xC2\x85",
+                                          u';');
+    ASSERT_TRUE(unicode);
+    EXPECT_EQ(childNames(node(unicode, {"Applications"})), (std::vector<std::string>{"Chat", "Mail", "Web"}));
+}
+
+TEST(VXReportSnapshotParser, AWindowWithoutAnApplicationGoesUnderTheWildcardAndLinesWithoutEitherAreSkipped)
+{
+    ensureCoreApplication();
+    LogCapture captured;
+    const VXDictionaryRef root = parse("Pool,Application,Window,Total Begin (Unix Time),Total End (Unix Time)\n"
+                                       ",,Untitled,100.00,200.00\n"
+                                       ",,,300.00,400.00\n"
+                                       "Home,,Untitled,500.00,600.00\n");
+    ASSERT_TRUE(root);
+    EXPECT_EQ(log(node(root, {"Applications", "*", "Untitled"}), VXActiveLogKey), (std::vector<double>{100, -200}));
+    EXPECT_EQ(log(node(root, {"Pools", "Home", "*", "Untitled"}), VXActiveLogKey), (std::vector<double>{500, -600}));
+    EXPECT_EQ(node(root, {"Pools", "Home", "*"})->value(VXPathKey).toString(), QStringLiteral("*"));
+    // The skipped line's interval counts nowhere, not even in the range.
+    EXPECT_DOUBLE_EQ(root->value(VXFirstTimestampKey).toDouble(), 100);
+    EXPECT_DOUBLE_EQ(root->value(VXLastTimestampKey).toDouble(), 600);
+}
+
+TEST(VXReportSnapshotParser, TheSeparatorIsGuessedFromTheHeaderAndOtherwiseTakenFromTheSetting)
+{
+    EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText("Pool;Application", ','), ';');
+    EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText("Application\tWindow", ','), '\t');
+    EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText("Window,Pool", ';'), ',');
+    // "Pool Notes" first leaves a blank; a quoted header leaves a quote; nothing leaves nothing.
+    EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText("Pool Notes;Pool", ','), ',');
+    EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText("\"Pool\";\"Window\"", '\t'), '\t');
+    EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText("PoolWindowApplication", ';'), ';');
+    // One pass per word: taking out "Pool" can make a "Window" that then goes too.
+    EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText("WinPooldow;x", ','), ';');
+    // The words may run on far beyond the first lines.
+    std::string words;
+    for (int i = 0; i < 5000; ++i)
+        words += "PoolApplicationWindow";
+    EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText(words + ";x", ','), ';');
+    // A word cut by the end of the first part read: the reader reads on.
+    std::string cut;
+    for (int i = 0; i < 195; ++i)
+        cut += "PoolApplicationWindow";
+    ASSERT_EQ(cut.size(), 4095u);
+    EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText(cut + "Pool\tWindow", ','), '\t');
+    // Left-overs of a word are text like any other.
+    EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText(words.substr(0, 4093) + "PoolApplication\tWindow", ','), ',');
+
+    ensureCoreApplication();
+    LogCapture captured;
+    const QByteArray notesFirst = "Pool Notes;Pool;Application;Foreground Begin (Unix Time);Foreground End (Unix Time)\n"
+                                  ";Home;Web;100.00;200.00\n";
+    EXPECT_TRUE(parse(notesFirst, u';'));
+    EXPECT_FALSE(parse(notesFirst, u','));
+    EXPECT_TRUE(captured.take().contains(message(VXReportSnapshotParser::kNoRelevantEventStreamTypesMessage)));
+}
+
+TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
+{
+    ensureCoreApplication();
+    const QString header = QStringLiteral("Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n");
+    const struct {
+        QByteArray text;
+        QString message;
+    } cases[] = {
+        {"", message(VXReportSnapshotParser::kEmptyFileMessage)},
+        {"\r\n\r\n\n", message(VXReportSnapshotParser::kEmptyFileMessage)},
+        {header.toUtf8() + "\r\n", message(VXReportSnapshotParser::kEmptyFileMessage)},
+        {"Application,Window\nMail,Inbox\n", message(VXReportSnapshotParser::kNoEventStreamsMessage)},
+        {"Application,Foreground Begin (Unix Time),Total End (Unix Time)\nMail,1.00,2.00\n",
+         message(VXReportSnapshotParser::kNoEventStreamsMessage)},
+        {"Pool Notes,Foreground Begin (Unix Time),Foreground End (Unix Time)\nx,1.00,2.00\n",
+         message(VXReportSnapshotParser::kNoRelevantEventStreamTypesMessage)},
+        {header.toUtf8() + "Mail,1700000000.0000,1700000000.0005\n", message(VXReportSnapshotParser::kNoSignificantTimestampsMessage)},
+        {header.toUtf8() + "Mail,0.00,0.00\nMail,abc,def\n,1.00,2.00\n", message(VXReportSnapshotParser::kNoSignificantTimestampsMessage)},
+        {header.toUtf8() + "Mail,\"1.00,2.00\n", message(VXReportSnapshotParser::kClosingQuoteMissingMessage, QStringLiteral("1.00,2.00\n"))},
+        {header.toUtf8() + "\"Mail\"\"\n", message(VXReportSnapshotParser::kClosingQuoteMissingMessage, QStringLiteral("Mail\"\"\n"))},
+    };
+    for (const auto &refused : cases) {
+        SCOPED_TRACE(refused.text.toStdString());
+        LogCapture captured;
+        EXPECT_FALSE(parse(refused.text));
+        const QStringList lines = captured.take();
+        ASSERT_FALSE(lines.isEmpty());
+        EXPECT_EQ(lines.last(), refused.message);
+    }
+    // An interval of half a millisecond is refused; one of two is kept.
+    EXPECT_TRUE(parse(header.toUtf8() + "Mail,1700000000.0000,1700000000.0020\n"));
+
+    // Not UTF-8: the file is unreadable, so it has no lines.
+    LogCapture captured;
+    EXPECT_FALSE(parse(header.toUtf8() + "Caf\xE9,1.00,2.00\n"));
+    EXPECT_FALSE(parse(header.toUtf8() + "\xED\xA0\x80,1.00,2.00\n"));   // a surrogate
+    EXPECT_FALSE(parse(header.toUtf8() + "\xC0\xAF,1.00,2.00\n"));       // an overlong "/"
+    const QStringList lines = captured.take();
+    EXPECT_EQ(lines.count(message(VXReportSnapshotParser::kEmptyFileMessage)), 3);
+
+    // A file that is not there.
+    EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(QStringLiteral("/nonexistent/x.csv"), u','));
+    EXPECT_TRUE(captured.take().contains(message(VXReportSnapshotParser::kEmptyFileMessage, QStringLiteral("/nonexistent/x.csv"))));
+}
+
+TEST(VXReportSnapshotParser, LinesWithAnotherNumberOfCellsAreSkippedAndNamedInTheLog)
+{
+    ensureCoreApplication();
+    LogCapture captured;
+    QByteArray text = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
+                      "Mail,100.00\n"
+                      "Mail,100.00,200.00,extra\n"
+                      "Mail,300.00,400.00\n";
+    const VXDictionaryRef root = parse(text);
+    ASSERT_TRUE(root);
+    EXPECT_EQ(log(node(root, {"Applications", "Mail"}), VXFrontActiveLogKey), (std::vector<double>{300, -400}));
+    EXPECT_EQ(captured.take().filter(QStringLiteral("number of columns")),
+              (QStringList{QStringLiteral("number of columns is not 3 in CSV line: Mail,100.00"),
+                           QStringLiteral("number of columns is not 3 in CSV line: Mail,100.00,200.00,extra")}));
+
+    // Thousands of bad lines: twenty are named, the rest counted in one line.
+    for (int i = 0; i < 5000; ++i)
+        text += "bad\n";
+    ASSERT_TRUE(parse(text));
+    const QStringList lines = captured.take();
+    EXPECT_EQ(lines.filter(QStringLiteral("number of columns is not 3 in CSV line")).size(), 20);
+    EXPECT_TRUE(lines.contains(QStringLiteral("4982 more lines whose number of columns is not 3 in CSV file: ") + kPath));
+}
+
+TEST(VXReportSnapshotParser, TheDecimalSeparatorIsInferredOncePerFileAndFallsBackToTheLocale)
+{
+    ensureCoreApplication();
+    // Without fraction digits the third character from the end is a digit: the reader's own
+    // locale decides, here a German one, so "1.700.000.100" is grouped.
+    {
+        ScopedLocale german(QLocale(QLocale::German));
+        LogCapture captured;
+        const VXDictionaryRef root = parse("Application;Total Begin (Unix Time);Total End (Unix Time)\n"
+                                           "Mail;1.700.000.100;1.700.000.200\n",
+                                           u';');
+        ASSERT_TRUE(root);
+        EXPECT_EQ(log(node(root, {"Applications", "Mail"}), VXActiveLogKey), (std::vector<double>{1700000100, -1700000200}));
+        EXPECT_EQ(captured.take(), QStringList{QStringLiteral("decimal separator: <1> (falling back to localized formatting)")});
+    }
+    // Cells too short to tell leave the formatter unbuilt until a cell can build it (the line's
+    // item is made all the same); after the first interval read, it stays.
+    LogCapture captured;
+    const VXDictionaryRef root = parse("Application\tForeground Begin (Unix Time)\tForeground End (Unix Time)\n"
+                                       "A\t1.5\t2.5\n"
+                                       "B\t100.00\t200.00\n"
+                                       "C\t300,00\t400,00\n");
+    ASSERT_TRUE(root);
+    ASSERT_TRUE(node(root, {"Applications", "A"}));
+    EXPECT_FALSE(node(root, {"Applications", "A"})->contains(VXFrontActiveLogKey));
+    EXPECT_EQ(log(node(root, {"Applications", "B"}), VXFrontActiveLogKey), (std::vector<double>{100, -200}));
+    // "300,00" under "." decimals and "," grouping reads as 30000.
+    EXPECT_EQ(log(node(root, {"Applications", "C"}), VXFrontActiveLogKey), (std::vector<double>{30000, -40000}));
+    EXPECT_EQ(captured.take(), QStringList{QStringLiteral("decimal separator: <.> (inferred grouping separator: <,>)")});
+
+    VXReportSnapshotTimestampFormatter formatter;
+    EXPECT_FALSE(formatter.rebuildWithCell("1,5"));
+    EXPECT_FALSE(formatter.isBuilt());
+    ASSERT_TRUE(formatter.rebuildWithCell("0,00"));
+    EXPECT_DOUBLE_EQ(formatter.numberFromCell(" 1.700.000.000,75 "), 1700000000.75);
+    EXPECT_DOUBLE_EQ(formatter.numberFromCell("-2,5"), -2.5);
+    for (const char *unreadable : {"", "abc", "1,2,3", ",", "1.7e9", "inf", "12a", "1 2"})
+        EXPECT_EQ(formatter.numberFromCell(unreadable), 0.0) << unreadable;
+}
+
+TEST(VXReportSnapshotParser, FilesReadAtTheSameTimeInferTheirSeparatorsEachOnItsOwn)
+{
+    ensureCoreApplication();
+    QByteArray comma = "Application;Foreground Begin (Unix Time);Foreground End (Unix Time)\n";
+    QByteArray point = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
+    for (int i = 0; i < 20000; ++i) {
+        comma += "A;1700000000,50;1700000001,25\n";
+        point += "A,1700000000.50,1700000001.25\n";
+    }
+    LogCapture captured;
+    for (int round = 0; round < 5; ++round) {
+        VXDictionaryRef a;
+        VXDictionaryRef b;
+        std::thread first([&] { a = parse(comma, u','); });
+        std::thread second([&] { b = parse(point, u','); });
+        first.join();
+        second.join();
+        ASSERT_TRUE(a && b);
+        for (const VXDictionaryRef &root : {a, b}) {
+            const std::vector<double> values = log(node(root, {"Applications", "A"}), VXFrontActiveLogKey);
+            ASSERT_EQ(values.size(), 40000u);
+            EXPECT_EQ(values.front(), 1700000000.5);
+            EXPECT_EQ(values.back(), -1700000001.25);
+        }
+    }
+}
+
+TEST(VXReportSnapshotParser, ThePlaceholdersOwnTextIsReplacedLikeTheQuotedTextsItStandsFor)
+{
+    ensureCoreApplication();
+    // The quoted texts replace the placeholders in file order, the literal one included; the
+    // last placeholder, with no quoted text left, stays as it is.
+    const QByteArray placeholder = VXReportSnapshotParser::kQuotedStringPlaceholder.toUtf8();
+    const VXDictionaryRef root = parse("Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
+                                       "Mail," + placeholder + ",100.00,200.00\n"
+                                       "\"Web\",\"Page\",300.00,400.00\n");
+    ASSERT_TRUE(root);
+    EXPECT_EQ(childNames(node(root, {"Applications"})), (std::vector<std::string>{"Mail", "Page"}));
+    EXPECT_EQ(childNames(node(root, {"Applications", "Mail"})), (std::vector<std::string>{"Web"}));
+    EXPECT_EQ(childNames(node(root, {"Applications", "Page"})), (std::vector<std::string>{placeholder.toStdString()}));
+}
+
+TEST(VXReportSnapshotParser, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrowingWithoutBound)
+{
+    ensureCoreApplication();
+    LogCapture captured;
+    const QByteArray header = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
+    // A line of ten million cells.
+    QByteArray wide = header;
+    wide += QByteArray(10'000'000, ',');
+    wide += "\nMail,100.00,200.00\n";
+    ASSERT_TRUE(parse(wide));
+    // A header of a hundred thousand cells, and lines that match it.
+    QByteArray manyColumns = "Application" + QByteArray(99'997, ',') + ",Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
+    for (int i = 0; i < 10; ++i)
+        manyColumns += "Mail" + QByteArray(99'997, ',') + "," + QByteArray::number(100 + i * 10) + ".00," + QByteArray::number(105 + i * 10) + ".00\n";
+    const VXDictionaryRef many = parse(manyColumns);
+    ASSERT_TRUE(many);
+    EXPECT_EQ(log(node(many, {"Applications", "Mail"}), VXFrontActiveLogKey).size(), 20u);
+    // Thirty megabytes without a separator or a line break.
+    EXPECT_FALSE(parse(QByteArray(30'000'000, 'x')));
+    // Hundreds of thousands of quotes, NUL bytes, a huge number.
+    EXPECT_FALSE(parse(header + QByteArray(300'000, '"') + "\n"));
+    const VXDictionaryRef nul = parse(header + QByteArray("Ma\0il,1.00,2.00\n", 17));
+    ASSERT_TRUE(nul);
+    EXPECT_TRUE(node(nul, {"Applications"})->value(VXChildrenKey).dictionary()->contains(QString(QStringLiteral("Ma")) + QChar(0) + QStringLiteral("il")));
+    EXPECT_TRUE(parse(header + "Mail," + QByteArray(5000, '9') + ".00,1.00\nMail,1.00,2.00\n"));
+    captured.take();
+
+    // Random text made of what matters to the reader.
+    Random random(99);
+    const char *const pieces[] = {",", ";", "\t", "\"", "\"\"", "\n", "\r\n", "\xE2\x80\xA8", "Pool", "Application", "Window",
+                                  "Foreground Begin (Unix Time)", "Foreground End (Unix Time)", "Total Begin (Unix Time)",
+                                  "Total End (Unix Time)", "1700000000.25", "0,00", "x", " ", "\xC3\xA9", "*"};
+    for (int round = 0; round < 3000; ++round) {
+        QByteArray text;
+        const int count = random.below(60);
+        for (int i = 0; i < count; ++i)
+            text += pieces[random.below(static_cast<int>(std::size(pieces)))];
+        const VXDictionaryRef root = parse(text, random.chance(0.5) ? u',' : u';');
+        if (root) {
+            EXPECT_GT(root->value(VXLastTimestampKey).toDouble() - root->value(VXFirstTimestampKey).toDouble(), 0.001);
+        }
+    }
+}
+
+TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
+{
+    ensureCoreApplication();
+    QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("snapshot.csv"));
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("Pool\tApplication\tTotal Begin (Unix Time)\tTotal End (Unix Time)\nHome\tWeb\t100.00\t200.00\n");
+    file.close();
+    const VXDictionaryRef root = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(path, u',');
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->value(VXPathKey).toString(), path);
+    EXPECT_EQ(log(node(root, {"Pools", "Home", "Web"}), VXActiveLogKey), (std::vector<double>{100, -200}));
+}
