@@ -43,8 +43,8 @@ QString VXApplicationResolver::processExecutable(std::int64_t pid)
     return target;
 }
 
-VXApplicationResolver::Resolved VXApplicationResolver::resolveHints(const VXApplicationHints &hints,
-                                                                   const QString &executable)
+VXApplicationResolver::Resolved VXApplicationResolver::resolveHints(
+    const VXApplicationHints &hints, const QString &executable)
 {
     const VXDesktopEntry *entry = nullptr;
     if (!hints.desktopFileID.isEmpty())
@@ -69,8 +69,8 @@ VXApplicationResolver::Resolved VXApplicationResolver::resolveHints(const VXAppl
     return resolved;
 }
 
-void VXApplicationResolver::resolve(std::int64_t pid, const VXApplicationHints &hints, bool checkProcess,
-                                    VXRunningApplication &application)
+void VXApplicationResolver::resolve(
+    std::int64_t pid, const VXApplicationHints &hints, bool checkProcess, VXRunningApplication &application)
 {
     application.processIdentifier = pid < 0 ? -1 : pid;
     Resolved resolved;

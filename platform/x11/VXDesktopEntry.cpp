@@ -36,11 +36,21 @@ QString unescapedValue(QByteArrayView value)
             continue;
         }
         switch (value[++i]) {
-        case 's': plain.append(' '); break;
-        case 'n': plain.append('\n'); break;
-        case 't': plain.append('\t'); break;
-        case 'r': plain.append('\r'); break;
-        case '\\': plain.append('\\'); break;
+        case 's':
+            plain.append(' ');
+            break;
+        case 'n':
+            plain.append('\n');
+            break;
+        case 't':
+            plain.append('\t');
+            break;
+        case 'r':
+            plain.append('\r');
+            break;
+        case '\\':
+            plain.append('\\');
+            break;
         default:
             plain.append('\\');
             plain.append(value[i]);
@@ -110,7 +120,8 @@ bool VXDesktopEntry::parse(QByteArrayView data, VXDesktopEntry &entry)
             }
         } else if (key.startsWith("Name[") && key.endsWith(']') && key.size() > 6) {
             const QString locale = QString::fromUtf8(key.sliced(5, key.size() - 6));
-            if (entry.localizedNames.size() < kMaximumLocalizedNames && !entry.localizedNames.contains(locale))
+            if (entry.localizedNames.size() < kMaximumLocalizedNames
+                && !entry.localizedNames.contains(locale))
                 entry.localizedNames.insert(locale, unescapedValue(value));
         }
     }

@@ -20,7 +20,8 @@ QString withoutReverseDNSPrefix(const QString &name)
 
 qint64 modificationTime(const QString &path)
 {
-    struct stat status {};
+    struct stat status {
+    };
     if (::stat(QFile::encodeName(path).constData(), &status) != 0 || !S_ISDIR(status.st_mode))
         return -1;
     return qint64(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec;
@@ -95,7 +96,7 @@ void VXDesktopEntryIndex::build()
     m_byStartupWMClass.clear();
     for (const QString &folder : std::as_const(m_folders)) {
         // The stamp is taken before the scan, so that a change during the scan is seen next time.
-        m_stamps.push_back({folder, modificationTime(folder)});
+        m_stamps.push_back({ folder, modificationTime(folder) });
         if (m_stamps.back().modified >= 0)
             scanFolder(folder, folder, 0);
     }
@@ -116,10 +117,10 @@ void VXDesktopEntryIndex::build()
 void VXDesktopEntryIndex::scanFolder(const QString &root, const QString &folder, int depth)
 {
     if (depth > 0)
-        m_stamps.push_back({folder, modificationTime(folder)});
+        m_stamps.push_back({ folder, modificationTime(folder) });
     const QDir dir(folder);
-    const QFileInfoList items =
-        dir.entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Readable, QDir::Name);
+    const QFileInfoList items
+        = dir.entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Readable, QDir::Name);
     for (const QFileInfo &item : items) {
         if (int(m_entries.size()) >= kMaximumEntries) {
             qCWarning(lcX11) << "too many desktop entries below" << root << "- the rest is not indexed";

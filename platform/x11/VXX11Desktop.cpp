@@ -108,11 +108,12 @@ enum Slot : int {
 };
 constexpr std::uint16_t kAllSlots = (1u << SlotCount) - 1;
 // Slots whose change can alter the applications (not only the window list).
-constexpr std::uint16_t kApplicationSlots = (1u << SlotNetWmPid) | (1u << SlotClientMachine) | (1u << SlotWindowType)
-    | (1u << SlotState) | (1u << SlotWmClass) | (1u << SlotGtkApplicationId) | (1u << SlotKdeDesktopFile);
+constexpr std::uint16_t kApplicationSlots = (1u << SlotNetWmPid) | (1u << SlotClientMachine)
+    | (1u << SlotWindowType) | (1u << SlotState) | (1u << SlotWmClass) | (1u << SlotGtkApplicationId)
+    | (1u << SlotKdeDesktopFile);
 
 // Longest value read per slot, in 32-bit units: a longer title is cut, a longer list ignored past it.
-constexpr std::array<std::uint32_t, SlotCount> kSlotLength = {1024, 1024, 1, 64, 32, 64, 1, 256, 256, 256};
+constexpr std::array<std::uint32_t, SlotCount> kSlotLength = { 1024, 1024, 1, 64, 32, 64, 1, 256, 256, 256 };
 
 enum RootSlot : int { RootWmCheck, RootStacking, RootActive, RootCurrentDesktop, RootSlotCount };
 constexpr std::uint8_t kAllRootSlots = (1u << RootSlotCount) - 1;
@@ -193,9 +194,9 @@ QByteArrayView textBytes(const xcb_get_property_reply_t *reply)
 std::pair<const std::uint32_t *, int> values32(const xcb_get_property_reply_t *reply)
 {
     if (!reply || reply->format != 32 || reply->type == XCB_ATOM_NONE)
-        return {nullptr, 0};
+        return { nullptr, 0 };
     const int length = xcb_get_property_value_length(reply) / 4;
-    return {static_cast<const std::uint32_t *>(xcb_get_property_value(reply)), std::max(length, 0)};
+    return { static_cast<const std::uint32_t *>(xcb_get_property_value(reply)), std::max(length, 0) };
 }
 
 std::optional<std::uint32_t> cardinal(const xcb_get_property_reply_t *reply)
@@ -222,8 +223,8 @@ struct VXX11Desktop::Private {
     VXXcbConnection connection;
     xcb_window_t root = XCB_NONE;
     std::uint32_t resourceIdMask = 0;
-    std::array<xcb_atom_t, AtomCount> atoms{};
-    std::array<xcb_atom_t, SlotCount> slotAtoms{};
+    std::array<xcb_atom_t, AtomCount> atoms {};
+    std::array<xcb_atom_t, SlotCount> slotAtoms {};
     bool hasResourceExtension = false;
     QByteArray hostName = localHostName();
 
@@ -238,6 +239,7 @@ struct VXX11Desktop::Private {
     std::uint8_t rootDirty = kAllRootSlots;
     bool treeDirty = false;
     bool windowsDirty = false; // some record has dirty slots
+    bool haveNewWindows = false; // some record was never read
     std::vector<xcb_window_t> stacking; // bottom to top
     std::unordered_map<xcb_window_t, WindowRecord> windows;
     xcb_window_t activeWindow = XCB_NONE;
@@ -289,7 +291,8 @@ struct VXX11Desktop::Private {
     void selectInput(xcb_window_t window, std::uint32_t mask)
     {
         ++requests;
-        xcb_discard_reply(c(), xcb_change_window_attributes_checked(c(), window, XCB_CW_EVENT_MASK, &mask).sequence);
+        xcb_discard_reply(
+            c(), xcb_change_window_attributes_checked(c(), window, XCB_CW_EVENT_MASK, &mask).sequence);
     }
 
     void applySlot(xcb_window_t id, WindowRecord &record, int slot, const xcb_get_property_reply_t *reply);
@@ -299,10 +302,13 @@ struct VXX11Desktop::Private {
     OwnerKey ownerOf(xcb_window_t id, const WindowRecord &record) const
     {
         if (record.ownerPid >= 0)
-            return {record.ownerPid, 0};
-        return {-1, id & ~resourceIdMask};
+            return { record.ownerPid, 0 };
+        return { -1, id & ~resourceIdMask };
     }
-    bool isListed(const WindowRecord &record) const { return record.kind != Kind::DesktopElement && record.viewable; }
+    bool isListed(const WindowRecord &record) const
+    {
+        return record.kind != Kind::DesktopElement && record.viewable;
+    }
 
     void rebuild();
     void rebuildApplications();
@@ -326,18 +332,19 @@ bool VXX11Desktop::Private::initialize(int screenNumber, QString *whyNot)
 
     // One batch: the extension query and every atom.
     xcb_prefetch_extension_data(c(), &xcb_res_id);
-    std::array<xcb_intern_atom_cookie_t, AtomCount> cookies{};
+    std::array<xcb_intern_atom_cookie_t, AtomCount> cookies {};
     for (int i = 0; i < AtomCount; ++i) {
         ++requests;
-        cookies[std::size_t(i)] = xcb_intern_atom(c(), 0, std::uint16_t(std::strlen(kAtomNames[std::size_t(i)])),
-                                                  kAtomNames[std::size_t(i)]);
+        cookies[std::size_t(i)] = xcb_intern_atom(
+            c(), 0, std::uint16_t(std::strlen(kAtomNames[std::size_t(i)])), kAtomNames[std::size_t(i)]);
     }
     // Property changes on the root tell of the window manager, the stacking list, the active
     // window and the current desktop.
     selectInput(root, XCB_EVENT_MASK_PROPERTY_CHANGE);
     ++roundTrips;
     for (int i = 0; i < AtomCount; ++i) {
-        VXXcbReply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(c(), cookies[std::size_t(i)], nullptr));
+        VXXcbReply<xcb_intern_atom_reply_t> reply(
+            xcb_intern_atom_reply(c(), cookies[std::size_t(i)], nullptr));
         atoms[std::size_t(i)] = reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
     }
     if (!checkConnection()) {
@@ -345,9 +352,9 @@ bool VXX11Desktop::Private::initialize(int screenNumber, QString *whyNot)
             *whyNot = QStringLiteral("the X server closed the connection");
         return false;
     }
-    slotAtoms = {atoms[NET_WM_NAME], XCB_ATOM_WM_NAME, atoms[NET_WM_PID], XCB_ATOM_WM_CLIENT_MACHINE,
-                 atoms[NET_WM_WINDOW_TYPE], atoms[NET_WM_STATE], atoms[NET_WM_DESKTOP], XCB_ATOM_WM_CLASS,
-                 atoms[GTK_APPLICATION_ID], atoms[KDE_NET_WM_DESKTOP_FILE]};
+    slotAtoms = { atoms[NET_WM_NAME], XCB_ATOM_WM_NAME, atoms[NET_WM_PID], XCB_ATOM_WM_CLIENT_MACHINE,
+        atoms[NET_WM_WINDOW_TYPE], atoms[NET_WM_STATE], atoms[NET_WM_DESKTOP], XCB_ATOM_WM_CLASS,
+        atoms[GTK_APPLICATION_ID], atoms[KDE_NET_WM_DESKTOP_FILE] };
 
     const xcb_query_extension_reply_t *resource = xcb_get_extension_data(c(), &xcb_res_id);
     if (resource && resource->present) {
@@ -356,10 +363,12 @@ bool VXX11Desktop::Private::initialize(int screenNumber, QString *whyNot)
         VXXcbReply<xcb_res_query_version_reply_t> version(
             xcb_res_query_version_reply(c(), xcb_res_query_version(c(), 1, 2), nullptr));
         // Client ids (and with them process identifiers) came with version 1.2.
-        hasResourceExtension = version && (version->server_major > 1 || (version->server_major == 1 && version->server_minor >= 2));
+        hasResourceExtension = version
+            && (version->server_major > 1 || (version->server_major == 1 && version->server_minor >= 2));
     }
     if (!hasResourceExtension)
-        qCInfo(lcX11) << "the X server has no X-Resource extension 1.2: windows without _NET_WM_PID have no process";
+        qCInfo(lcX11)
+            << "the X server has no X-Resource extension 1.2: windows without _NET_WM_PID have no process";
     update();
     return !lost;
 }
@@ -495,7 +504,7 @@ void VXX11Desktop::Private::setStacking(std::vector<xcb_window_t> list)
     }
     for (const xcb_window_t window : clean) {
         if (windows.try_emplace(window).second)
-            applicationsChanged = true;
+            applicationsChanged = haveNewWindows = true;
     }
     stacking = std::move(clean);
     listChanged = true;
@@ -561,17 +570,18 @@ void VXX11Desktop::Private::fetch()
         xcb_get_property_cookie_t cookie;
     };
     std::vector<PendingSlot> pendingSlots;
-    std::array<std::optional<xcb_get_property_cookie_t>, RootSlotCount> rootCookies{};
+    std::array<std::optional<xcb_get_property_cookie_t>, RootSlotCount> rootCookies {};
     std::optional<xcb_query_tree_cookie_t> treeCookie;
 
-    const std::uint8_t rootWanted = ewmh || !modeKnown ? rootDirty : std::uint8_t(rootDirty & (1u << RootWmCheck));
+    const std::uint8_t rootWanted
+        = ewmh || !modeKnown ? rootDirty : std::uint8_t(rootDirty & (1u << RootWmCheck));
     rootDirty = 0;
-    constexpr std::array<AtomIndex, RootSlotCount> rootAtoms = {NET_SUPPORTING_WM_CHECK, NET_CLIENT_LIST_STACKING,
-                                                                NET_ACTIVE_WINDOW, NET_CURRENT_DESKTOP};
+    constexpr std::array<AtomIndex, RootSlotCount> rootAtoms
+        = { NET_SUPPORTING_WM_CHECK, NET_CLIENT_LIST_STACKING, NET_ACTIVE_WINDOW, NET_CURRENT_DESKTOP };
     for (int slot = 0; slot < RootSlotCount; ++slot) {
         if (rootWanted & (1u << slot))
-            rootCookies[std::size_t(slot)] =
-                requestProperty(root, atoms[rootAtoms[std::size_t(slot)]], slot == RootStacking ? kStackingLength : 1);
+            rootCookies[std::size_t(slot)] = requestProperty(
+                root, atoms[rootAtoms[std::size_t(slot)]], slot == RootStacking ? kStackingLength : 1);
     }
     if (!ewmh && modeKnown && treeDirty) {
         treeDirty = false;
@@ -585,15 +595,15 @@ void VXX11Desktop::Private::fetch()
                 continue;
             for (int slot = 0; slot < SlotCount; ++slot) {
                 if (record.dirty & (1u << slot))
-                    pendingSlots.push_back({id, slot, requestProperty(id, slotAtoms[std::size_t(slot)],
-                                                                      kSlotLength[std::size_t(slot)])});
+                    pendingSlots.push_back({ id, slot,
+                        requestProperty(id, slotAtoms[std::size_t(slot)], kSlotLength[std::size_t(slot)]) });
             }
             record.dirty = 0;
         }
     }
-    const bool waited = !pendingSlots.empty() || treeCookie || std::any_of(rootCookies.begin(), rootCookies.end(), [](const auto &cookie) {
-        return cookie.has_value();
-    });
+    const bool waited = !pendingSlots.empty() || treeCookie
+        || std::any_of(
+            rootCookies.begin(), rootCookies.end(), [](const auto &cookie) { return cookie.has_value(); });
     if (waited)
         ++roundTrips;
 
@@ -612,7 +622,8 @@ void VXX11Desktop::Private::fetch()
     std::array<VXXcbReply<xcb_get_property_reply_t>, RootSlotCount> rootReplies;
     for (int slot = 0; slot < RootSlotCount; ++slot) {
         if (rootCookies[std::size_t(slot)])
-            rootReplies[std::size_t(slot)].reset(xcb_get_property_reply(c(), *rootCookies[std::size_t(slot)], nullptr));
+            rootReplies[std::size_t(slot)].reset(
+                xcb_get_property_reply(c(), *rootCookies[std::size_t(slot)], nullptr));
     }
     VXXcbReply<xcb_query_tree_reply_t> tree;
     if (treeCookie)
@@ -657,7 +668,8 @@ void VXX11Desktop::Private::fetch()
         }
     } else if (tree) {
         const xcb_window_t *children = xcb_query_tree_children(tree.get());
-        setStacking(std::vector<xcb_window_t>(children, children + xcb_query_tree_children_length(tree.get())));
+        setStacking(
+            std::vector<xcb_window_t>(children, children + xcb_query_tree_children_length(tree.get())));
     }
 
     // ---- Second batch: the windows seen for the first time. Input is selected before the
@@ -668,18 +680,21 @@ void VXX11Desktop::Private::fetch()
         std::optional<xcb_res_query_client_ids_cookie_t> client;
         std::optional<xcb_get_window_attributes_cookie_t> attributes;
     };
+    if (!haveNewWindows)
+        return;
+    haveNewWindows = false;
     std::vector<PendingNew> pendingNew;
     for (auto &[id, record] : windows) {
         if (!record.isNew)
             continue;
-        PendingNew pending{id, {}, std::nullopt, std::nullopt};
+        PendingNew pending { id, {}, std::nullopt, std::nullopt };
         selectInput(id, kClientEventMask);
         for (int slot = 0; slot < SlotCount; ++slot)
-            pending.slots[std::size_t(slot)] =
-                requestProperty(id, slotAtoms[std::size_t(slot)], kSlotLength[std::size_t(slot)]);
+            pending.slots[std::size_t(slot)]
+                = requestProperty(id, slotAtoms[std::size_t(slot)], kSlotLength[std::size_t(slot)]);
         if (hasResourceExtension) {
             // Asked for every new window, so that a window without _NET_WM_PID costs no extra trip.
-            xcb_res_client_id_spec_t spec{id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+            xcb_res_client_id_spec_t spec { id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID };
             ++requests;
             pending.client = xcb_res_query_client_ids(c(), 1, &spec);
         }
@@ -773,7 +788,8 @@ bool VXX11Desktop::Private::isLocalMachine(const QByteArray &machine) const
         return true;
     // "host" and "host.example.org" are the same machine.
     const QByteArray shortMachine = lower.left(lower.indexOf('.') < 0 ? lower.size() : lower.indexOf('.'));
-    const QByteArray shortHost = hostName.left(hostName.indexOf('.') < 0 ? hostName.size() : hostName.indexOf('.'));
+    const QByteArray shortHost
+        = hostName.left(hostName.indexOf('.') < 0 ? hostName.size() : hostName.indexOf('.'));
     return shortMachine == shortHost;
 }
 
@@ -792,8 +808,8 @@ void VXX11Desktop::Private::updateOwner(WindowRecord &record)
     }
 }
 
-void VXX11Desktop::Private::applySlot(xcb_window_t id, WindowRecord &record, int slot,
-                                      const xcb_get_property_reply_t *reply)
+void VXX11Desktop::Private::applySlot(
+    xcb_window_t id, WindowRecord &record, int slot, const xcb_get_property_reply_t *reply)
 {
     Q_UNUSED(id);
     if (kApplicationSlots & (1u << slot))
@@ -809,7 +825,8 @@ void VXX11Desktop::Private::applySlot(xcb_window_t id, WindowRecord &record, int
         const QByteArrayView bytes = textBytes(reply);
         // STRING is Latin-1; COMPOUND_TEXT is read as Latin-1 too (its ASCII part is what
         // matters for a title); some clients write UTF8_STRING here.
-        record.wmName = reply && reply->type == atoms[UTF8_STRING] ? QString::fromUtf8(bytes) : QString::fromLatin1(bytes);
+        record.wmName = reply && reply->type == atoms[UTF8_STRING] ? QString::fromUtf8(bytes)
+                                                                   : QString::fromLatin1(bytes);
         break;
     }
     case SlotNetWmPid: {
@@ -863,7 +880,8 @@ void VXX11Desktop::Private::applySlot(xcb_window_t id, WindowRecord &record, int
         break;
     }
     if (slot == SlotNetWmName || slot == SlotWmName) {
-        QString title = record.netWmNameValid && !record.netWmName.isEmpty() ? record.netWmName : record.wmName;
+        QString title
+            = record.netWmNameValid && !record.netWmName.isEmpty() ? record.netWmName : record.wmName;
         if (title != record.title)
             record.title = std::move(title);
     }
@@ -877,8 +895,7 @@ void VXX11Desktop::Private::update()
     // A pass that finds a new window manager or new windows needs another; changes that arrive
     // while replies are awaited get one more pass, and after that wait for the next tick.
     for (int pass = 0; pass < 3 && !lost; ++pass) {
-        const bool anything = rootDirty || treeDirty || windowsDirty
-            || std::any_of(windows.begin(), windows.end(), [](const auto &entry) { return entry.second.isNew; });
+        const bool anything = rootDirty || treeDirty || windowsDirty || haveNewWindows;
         if (!anything)
             break;
         fetch();
@@ -923,7 +940,8 @@ void VXX11Desktop::Private::rebuildApplications()
     for (const xcb_window_t id : ids) {
         const WindowRecord &record = windows.at(id);
         Group &group = groups[ownerOf(id, record)];
-        const QString &desktopFileID = !record.gtkApplicationId.isEmpty() ? record.gtkApplicationId : record.kdeDesktopFile;
+        const QString &desktopFileID
+            = !record.gtkApplicationId.isEmpty() ? record.gtkApplicationId : record.kdeDesktopFile;
         if (!group.haveDesktopFileID && !desktopFileID.isEmpty()) {
             group.hints.desktopFileID = desktopFileID;
             group.haveDesktopFileID = true;
@@ -944,7 +962,8 @@ void VXX11Desktop::Private::rebuildApplications()
     for (const auto &[owner, group] : groups) {
         VXRunningApplication &application = applications[position];
         resolver.resolve(owner.pid, group.hints, processesToCheck.count(owner.pid) != 0, application);
-        application.activationPolicy = group.regular ? VXActivationPolicy::Regular : VXActivationPolicy::Accessory;
+        application.activationPolicy
+            = group.regular ? VXActivationPolicy::Regular : VXActivationPolicy::Accessory;
         applicationOfOwner.emplace(owner, int(position));
         if (owner.pid >= 0)
             alive.push_back(owner.pid);
@@ -967,7 +986,7 @@ void VXX11Desktop::Private::rebuildWindowList()
         return record.desktop == *currentDesktop;
     };
     // On-screen windows first, then the rest, each front to back.
-    for (const bool wantOnScreen : {true, false}) {
+    for (const bool wantOnScreen : { true, false }) {
         for (auto it = stacking.rbegin(); it != stacking.rend(); ++it) {
             const auto found = windows.find(*it);
             if (found == windows.end() || found->second.isNew || !isListed(found->second))
@@ -1007,7 +1026,8 @@ void VXX11Desktop::Private::rebuildFront()
         return;
     const auto application = applicationOfOwner.find(ownerOf(activeWindow, found->second));
     if (application != applicationOfOwner.end())
-        cache.frontmostApplicationPath = cache.runningApplications[std::size_t(application->second)].bundlePath;
+        cache.frontmostApplicationPath
+            = cache.runningApplications[std::size_t(application->second)].bundlePath;
 }
 
 // -------------------------------------------------------------------------------------------------
@@ -1036,8 +1056,10 @@ std::unique_ptr<VXX11Desktop> VXX11Desktop::connect(const Options &options, QStr
                           .arg(error);
         return nullptr;
     }
-    const QStringList folders = options.applicationFolders.value_or(VXDesktopEntryIndex::applicationFolders());
-    const QStringList localeForms = VXDesktopEntry::localeForms(options.localeName.value_or(QLocale::system().name()));
+    const QStringList folders
+        = options.applicationFolders.value_or(VXDesktopEntryIndex::applicationFolders());
+    const QStringList localeForms
+        = VXDesktopEntry::localeForms(options.localeName.value_or(QLocale::system().name()));
     auto d = std::make_unique<Private>(std::move(connection), folders, localeForms);
     if (!d->initialize(screenNumber, whyNot))
         return nullptr;

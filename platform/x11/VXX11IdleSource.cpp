@@ -39,7 +39,8 @@ std::int64_t fromSyncValue(const xcb_sync_int64_t &value)
 // The counter named `name` among the server's system counters, or XCB_NONE. The reply is walked
 // by hand: libxcb 1.15 iterates it with a 16-byte stride while each entry on the wire is a 14-byte
 // header (counter, resolution, name length), the name, and padding to 4 bytes.
-xcb_sync_counter_t findSystemCounter(const xcb_sync_list_system_counters_reply_t *reply, QLatin1StringView name)
+xcb_sync_counter_t findSystemCounter(
+    const xcb_sync_list_system_counters_reply_t *reply, QLatin1StringView name)
 {
     const auto *begin = reinterpret_cast<const std::uint8_t *>(reply);
     const std::uint8_t *end = begin + sizeof(*reply) + std::size_t(reply->length) * 4;
@@ -94,16 +95,16 @@ struct VXX11IdleSource::Private {
     // Sets the alarm to fire when the idle time is at most `value` (that is: when it drops).
     void armResetAlarm(std::int64_t value)
     {
-        xcb_sync_change_alarm_value_list_t values{};
+        xcb_sync_change_alarm_value_list_t values {};
         values.valueType = XCB_SYNC_VALUETYPE_ABSOLUTE;
         values.value = syncValue(value);
         values.testType = XCB_SYNC_TESTTYPE_NEGATIVE_COMPARISON;
         values.delta = syncValue(0);
         values.events = 1;
         xcb_sync_change_alarm_aux(c(), alarm,
-                                  XCB_SYNC_CA_VALUE_TYPE | XCB_SYNC_CA_VALUE | XCB_SYNC_CA_TEST_TYPE
-                                      | XCB_SYNC_CA_DELTA | XCB_SYNC_CA_EVENTS,
-                                  &values);
+            XCB_SYNC_CA_VALUE_TYPE | XCB_SYNC_CA_VALUE | XCB_SYNC_CA_TEST_TYPE | XCB_SYNC_CA_DELTA
+                | XCB_SYNC_CA_EVENTS,
+            &values);
     }
 
     bool startSync()
@@ -124,18 +125,18 @@ struct VXX11IdleSource::Private {
             return false;
         // The alarm starts with a test that never passes; settle() gives it its real one.
         alarm = xcb_generate_id(c());
-        xcb_sync_create_alarm_value_list_t values{};
+        xcb_sync_create_alarm_value_list_t values {};
         values.counter = idleCounter;
         values.valueType = XCB_SYNC_VALUETYPE_ABSOLUTE;
         values.value = syncValue(std::numeric_limits<std::int64_t>::max());
         values.testType = XCB_SYNC_TESTTYPE_POSITIVE_COMPARISON;
         values.delta = syncValue(0);
         values.events = 1;
-        VXXcbReply<xcb_generic_error_t> error(xcb_request_check(
-            c(), xcb_sync_create_alarm_aux_checked(c(), alarm,
-                                                   XCB_SYNC_CA_COUNTER | XCB_SYNC_CA_VALUE_TYPE | XCB_SYNC_CA_VALUE
-                                                       | XCB_SYNC_CA_TEST_TYPE | XCB_SYNC_CA_DELTA | XCB_SYNC_CA_EVENTS,
-                                                   &values)));
+        VXXcbReply<xcb_generic_error_t> error(xcb_request_check(c(),
+            xcb_sync_create_alarm_aux_checked(c(), alarm,
+                XCB_SYNC_CA_COUNTER | XCB_SYNC_CA_VALUE_TYPE | XCB_SYNC_CA_VALUE | XCB_SYNC_CA_TEST_TYPE
+                    | XCB_SYNC_CA_DELTA | XCB_SYNC_CA_EVENTS,
+                &values)));
         if (error) {
             alarm = XCB_NONE;
             return false;
@@ -195,7 +196,8 @@ bool VXX11IdleSource::start(VXPresenceObserver &observer)
     int screenNumber = 0;
     p->connection.reset(xcb_connect(display.constData(), &screenNumber));
     if (xcb_connection_has_error(p->c())) {
-        qCWarning(lcX11) << "cannot connect to the X display" << QString::fromLocal8Bit(display) << "for the idle time";
+        qCWarning(lcX11) << "cannot connect to the X display" << QString::fromLocal8Bit(display)
+                         << "for the idle time";
         return false;
     }
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(p->c()));
@@ -211,7 +213,8 @@ bool VXX11IdleSource::start(VXPresenceObserver &observer)
     if (!started)
         started = p->startScreenSaver();
     if (!started) {
-        qCWarning(lcX11) << "the X server offers no idle time (neither SYNC's IDLETIME counter nor MIT-SCREEN-SAVER)";
+        qCWarning(lcX11)
+            << "the X server offers no idle time (neither SYNC's IDLETIME counter nor MIT-SCREEN-SAVER)";
         return false;
     }
     d = std::move(p);
@@ -295,7 +298,8 @@ void VXX11IdleSource::drainEvents()
             if (notify->alarm == d->alarm && m_state == State::Quiet)
                 report();
         } else if (event->response_type == 0) {
-            qCDebug(lcX11) << "X error" << reinterpret_cast<const xcb_generic_error_t *>(event.get())->error_code
+            qCDebug(lcX11) << "X error"
+                           << reinterpret_cast<const xcb_generic_error_t *>(event.get())->error_code
                            << "while watching the idle time";
         }
     }

@@ -14,8 +14,7 @@ struct VXXcbFree {
     void operator()(void *pointer) const noexcept { std::free(pointer); }
 };
 
-template <typename T>
-using VXXcbReply = std::unique_ptr<T, VXXcbFree>;
+template <typename T> using VXXcbReply = std::unique_ptr<T, VXXcbFree>;
 
 // An error slot for xcb_*_reply(): pass out(), then read get(). Frees what it holds.
 class VXXcbError
