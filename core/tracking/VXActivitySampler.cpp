@@ -10,6 +10,7 @@
 #include "VXUserDefaults.h"
 
 #include <QCoreApplication>
+#include <QHash>
 
 #include <algorithm>
 
@@ -19,32 +20,85 @@ const char *const kTranslationContext = "VXActivitySampler";
 const char *const kOneSecondText = QT_TRANSLATE_NOOP("VXActivitySampler", "1 second");
 const char *const kSecondsFormat = QT_TRANSLATE_NOOP("VXActivitySampler", "%1 seconds");
 
-// A window item (or an application item) together with the key it is filed under. Sorting the
-// lists falls back to the key when two items would otherwise tie, so that a list never depends on
-// the order in which a table happens to store its entries.
-struct KeyedItem {
-    QString key;
-    VXDictionaryRef item;
-};
-
-void sortKeyedItems(std::vector<KeyedItem> &items, int sortColumn)
+// Sorts items filed under keys. When two items would otherwise tie, the key decides, so that a
+// list never depends on the order in which a table happens to store its entries. Input that is
+// already in order (the usual case from tick to tick) is left as it is, which is what a stable
+// sort would leave.
+template <class Keyed>
+void sortKeyedItems(std::vector<Keyed> &items, int sortColumn)
 {
-    std::stable_sort(items.begin(), items.end(), [sortColumn](const KeyedItem &a, const KeyedItem &b) {
+    const auto before = [sortColumn](const Keyed &a, const Keyed &b) {
         const VXComparisonResult result = VXSortItemsWithSortColumn(VXValue(a.item), VXValue(b.item), sortColumn);
         if (result != VXOrderedSame)
             return result == VXOrderedAscending;
         return VXCompareCodePoints(a.key, b.key) < 0;
-    });
+    };
+    if (!std::is_sorted(items.begin(), items.end(), before))
+        std::stable_sort(items.begin(), items.end(), before);
 }
 
-VXArrayRef arrayOf(const std::vector<KeyedItem> &items)
+template <class Keyed>
+VXArrayRef arrayOf(const std::vector<Keyed> &items)
 {
     VXArrayRef array = VXMakeArray();
     array->reserve(items.size());
-    for (const KeyedItem &item : items)
+    for (const Keyed &item : items)
         array->append(item.item);
     return array;
 }
+
+// Keeps the first of each item (by identity), in order: the items seen at the previous tick
+// come in the order that tick sorted them, so that the sort finds them in order again.
+template <class Keyed>
+void removeDuplicates(std::vector<Keyed> &items)
+{
+    if (items.size() <= 64) {
+        // Lists this short (the windows of one application) are cheaper to scan than to hash.
+        std::size_t kept = 0;
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            bool seen = false;
+            for (std::size_t k = 0; k < kept && !seen; ++k)
+                seen = items[k].item == items[i].item;
+            if (!seen) {
+                if (kept != i)
+                    items[kept] = std::move(items[i]);
+                ++kept;
+            }
+        }
+        items.resize(kept);
+        return;
+    }
+    std::unordered_set<const void *> kept;
+    kept.reserve(items.size());
+    items.erase(std::remove_if(items.begin(), items.end(), [&](const Keyed &item) { return !kept.insert(item.item.get()).second; }),
+                items.end());
+}
+
+// Stores the value unless the item holds an equal one already (which spares making a new
+// string every tick).
+void setString(VXDictionary &item, const QString &key, const QString &value)
+{
+    const VXValue &stored = item.value(key);
+    if (!stored.isString() || stored.stringRef() != value)
+        item.insert(key, value);
+}
+
+// A set of items by identity, kept as a sorted list: small, and no allocation once it has grown.
+class IdentitySet
+{
+public:
+    explicit IdentitySet(std::vector<const void *> &storage) : m_items(storage) { m_items.clear(); }
+    void add(const void *item) { m_items.push_back(item); }
+    void seal()
+    {
+        std::sort(m_items.begin(), m_items.end());
+        m_items.erase(std::unique(m_items.begin(), m_items.end()), m_items.end());
+    }
+    bool contains(const void *item) const { return std::binary_search(m_items.begin(), m_items.end(), item); }
+
+private:
+    std::vector<const void *> &m_items;
+};
 
 std::vector<VXPattern> compiledPatterns(const QStringList &patterns)
 {
@@ -101,12 +155,13 @@ void VXSamplerSettings::readTickSettings(const VXUserDefaults &defaults)
 
 struct VXActivitySampler::WindowRecord {
     VXDictionaryRef application;       // keeps the map's key alive, so that it is never reused
-    VXDictionaryRef windowsByName;     // the window table after the tick that recorded it
+    bool recorded = false;             // consolidated since the record was last forgotten
+    VXDictionaryRef windowsByName;     // the window table when it was last consolidated
     std::size_t size = 0;              // its size then
-    std::vector<KeyedItem> seen;       // its windows seen in that tick
+    std::vector<KeyedItem> seen;       // its windows seen then
     std::vector<KeyedItem> touched;    // its windows seen so far in the tick in progress
     std::size_t filed = 0;             // windows the tick in progress added to the table
-    std::uint64_t generation = 0;      // the tick that recorded it
+    std::uint64_t generation = 0;      // the tick that consolidated it last
 };
 
 struct VXActivitySampler::Tick {
@@ -124,23 +179,111 @@ struct VXActivitySampler::Tick {
     double previous = 0.0;
     VXDictionary *applications = nullptr;
     const VXArray *pools = nullptr;
-    std::vector<VXPattern> applicationBlacklist;
-    std::vector<VXPattern> windowBlacklist;
-    std::vector<VXQualifiedBlacklistPattern> qualifiedWindowBlacklist;
     const VXDictionary *cutoffs = nullptr;
     bool useRecord = false;
+    bool usePoolRecord = false;
     std::uint64_t generation = 0;
 };
 
-VXActivitySampler::VXActivitySampler() : m_applicationArray(VXMakeArray()), m_poolArray(VXMakeArray()) {}
+// The blacklists and cut-offs as prepared for the tick, and the answers they gave. Answers are
+// kept while the three rule sets stay equal to the copies they were made from.
+struct VXActivitySampler::Rules {
+    // Remembered answers are dropped when they grow past this (titles with running counters).
+    static constexpr qsizetype kMaximumRemembered = 8192;
+
+    VXValue applicationBlacklist;
+    VXValue windowBlacklist;
+    VXValue cutoffs;
+    bool prepared = false;
+    std::vector<VXPattern> applicationPatterns;
+    std::vector<VXPattern> windowPatterns;
+    std::vector<VXQualifiedBlacklistPattern> qualifiedWindowPatterns;
+    QHash<QString, std::optional<QString>> applicationNames;
+    QHash<QString, std::optional<QString>> windowTitles;
+    QHash<std::pair<QString, QString>, std::optional<QString>> windowKeys;
+
+    bool isCurrent(const VXDictionary &root) const
+    {
+        return prepared && root.value(VXApplicationBlacklistKey) == applicationBlacklist
+            && root.value(VXWindowBlacklistKey) == windowBlacklist && root.value(VXCutoffsKey) == cutoffs;
+    }
+
+    void prepare(const VXDictionary &root)
+    {
+        applicationBlacklist = root.value(VXApplicationBlacklistKey).deepCopy();
+        windowBlacklist = root.value(VXWindowBlacklistKey).deepCopy();
+        cutoffs = root.value(VXCutoffsKey).deepCopy();
+        applicationPatterns = compiledPatterns(VXApplicationBlacklistPatterns(*applicationBlacklist.array()));
+        const VXPreprocessedWindowBlacklist preprocessed = VXPreprocessWindowBlacklist(*windowBlacklist.array());
+        windowPatterns = compiledPatterns(preprocessed.unqualified);
+        qualifiedWindowPatterns.clear();
+        for (const VXQualifiedBlacklistEntry &entry : preprocessed.qualified)
+            qualifiedWindowPatterns.push_back({VXPattern(entry.qualifier, true), VXPattern(entry.value, true)});
+        applicationNames.clear();
+        windowTitles.clear();
+        windowKeys.clear();
+        prepared = true;
+    }
+
+    template <class Key, class Compute>
+    static std::optional<QString> remembered(QHash<Key, std::optional<QString>> &answers, const Key &key, Compute compute)
+    {
+        const auto found = answers.constFind(key);
+        if (found != answers.constEnd())
+            return *found;
+        if (answers.size() >= kMaximumRemembered)
+            answers.clear();
+        return *answers.insert(key, compute());
+    }
+
+    // The application's name, trimmed, or nothing when blank or blacklisted.
+    std::optional<QString> applicationName(const QString &name)
+    {
+        return remembered(applicationNames, name,
+                          [&] { return validItemNameCheckedAgainstBlacklist(name, applicationPatterns); });
+    }
+
+    // The window's title, trimmed, or nothing when blank or blacklisted by a plain pattern.
+    std::optional<QString> windowTitle(const QString &title)
+    {
+        return remembered(windowTitles, title, [&] { return validItemNameCheckedAgainstBlacklist(title, windowPatterns); });
+    }
+
+    // The key of a window of the named application: its title cut, or nothing when a line of the
+    // window blacklist that names the application covers it.
+    std::optional<QString> windowKey(const QString &applicationName, const QString &title, const VXDictionary *cutoffTable)
+    {
+        return remembered(windowKeys, std::pair(applicationName, title), [&]() -> std::optional<QString> {
+            if (!qualifiedWindowPatterns.empty()) {
+                const VXPatternSubject qualifier(applicationName);
+                const VXPatternSubject subject(title);
+                for (const VXQualifiedBlacklistPattern &entry : qualifiedWindowPatterns) {
+                    if (entry.qualifier.matches(qualifier) && entry.value.matches(subject))
+                        return std::nullopt;
+                }
+            }
+            return windowNameByApplyingCutoffs(title, VXSeparatorsForApplication(cutoffTable, applicationName));
+        });
+    }
+};
+
+VXActivitySampler::VXActivitySampler()
+    : m_applicationArray(VXMakeArray()), m_poolArray(VXMakeArray()), m_rules(std::make_unique<Rules>())
+{
+}
 
 VXActivitySampler::~VXActivitySampler() = default;
 
 void VXActivitySampler::invalidateDormancyRecord()
 {
+    m_hasPoolRecord = false;
+    m_seenPoolItems.clear();
+    m_sortedPoolArrays.clear();
     m_windowRecords.clear();
+    m_seenApplications.clear();
     m_recordedConfiguration.reset();
     m_recordedApplications.reset();
+    m_hasRecord = false;
 }
 
 void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSnapshot &desktop, double now,
@@ -182,25 +325,31 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
         root.insert(VXApplicationsKey, std::move(created));
     }
     tick.pools = root.value(VXPoolsKey).array();
-    tick.applicationBlacklist =
-        compiledPatterns(VXApplicationBlacklistPatterns(blacklistWithName(root, VXApplicationBlacklistKey)));
-    const VXPreprocessedWindowBlacklist windowBlacklist =
-        VXPreprocessWindowBlacklist(blacklistWithName(root, VXWindowBlacklistKey));
-    tick.windowBlacklist = compiledPatterns(windowBlacklist.unqualified);
-    tick.qualifiedWindowBlacklist.reserve(windowBlacklist.qualified.size());
-    for (const VXQualifiedBlacklistEntry &entry : windowBlacklist.qualified)
-        tick.qualifiedWindowBlacklist.push_back({VXPattern(entry.qualifier, true), VXPattern(entry.value, true)});
+    blacklistWithName(root, VXApplicationBlacklistKey);
+    blacklistWithName(root, VXWindowBlacklistKey);
     tick.cutoffs = cutoffs(root);
-    VXWindowDescriptionsByPID(desktop, tick.windowBlacklist, settings.includeWindowsFromAllSpaces,
-                              settings.includeFloatingWindows, m_windowDescriptions);
-    m_poolMatcher.build(tick.pools);
+    // A forced tick prepares everything anew from the tree; a scheduled one only what changed.
+    if (fullWalk || !m_rules->isCurrent(root))
+        m_rules->prepare(root);
+    Rules &rules = *m_rules;
+    VXWindowDescriptionsByPID(
+        desktop, [&rules](const QString &title) { return rules.windowTitle(title); },
+        settings.includeWindowsFromAllSpaces, settings.includeFloatingWindows, m_windowDescriptions);
+    if (fullWalk)
+        m_poolMatcher.build(tick.pools);
+    else if (m_poolMatcher.update(tick.pools))
+        m_hasPoolRecord = false;
+    m_poolMatcher.clearTouched();
+    tick.usePoolRecord = !fullWalk && m_hasPoolRecord && m_poolRecordSortColumn == settings.sortColumn;
 
     // The record of dormant windows holds only while the tree is the one it was made from.
     const VXDictionaryRef applications(tick.applications);
     if (fullWalk || m_recordedConfiguration != configuration || m_recordedApplications != applications)
         invalidateDormancyRecord();
-    tick.useRecord = !m_windowRecords.empty() && !settings.showInactiveApplicationItems;
+    tick.useRecord = m_hasRecord && !settings.showInactiveApplicationItems;
     tick.generation = ++m_generation;
+    m_touchedApplications.clear();
+    m_filedApplications = 0;
 
     creditApplications(tick);
     consolidateApplications(tick);
@@ -208,8 +357,9 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
 
     m_recordedConfiguration = configuration;
     m_recordedApplications = applications;
+    // While inactive items are listed, applications unseen keep their "Children": not dormant.
+    m_hasRecord = !settings.showInactiveApplicationItems;
     m_windowDescriptions.clear();
-    m_poolMatcher.build(nullptr);
 }
 
 void VXActivitySampler::creditApplications(Tick &tick)
@@ -217,8 +367,7 @@ void VXActivitySampler::creditApplications(Tick &tick)
     for (const VXRunningApplication &process : tick.desktop.runningApplications) {
         if (process.activationPolicy != VXActivationPolicy::Regular)
             continue;
-        const std::optional<QString> name =
-            validItemNameCheckedAgainstBlacklist(process.localizedName, tick.applicationBlacklist);
+        const std::optional<QString> name = m_rules->applicationName(process.localizedName);
         if (!name || process.bundlePath.isEmpty())
             continue;
         const QString &applicationID = process.bundleIdentifier.isEmpty() ? process.bundlePath : process.bundleIdentifier;
@@ -234,9 +383,12 @@ void VXActivitySampler::creditApplications(Tick &tick)
             created->insert(VXNameKey, *name);
             created->insert(VXApplicationIDKey, applicationID);
             application = created.get();
+            if (!tick.applications->contains(applicationID))
+                ++m_filedApplications;
             tick.applications->insert(applicationID, std::move(created));
         }
-        application->insert(VXPathKey, process.bundlePath);
+        m_touchedApplications.push_back({applicationID, VXDictionaryRef(application)});
+        setString(*application, VXPathKey, process.bundlePath);
         setBool(*application, true, VXActiveMarkKey);
         setBool(*application, front, VXFrontActiveMarkKey);
         m_poolMatcher.checkPools(*application, tick.gap, tick.elapsed, front);
@@ -254,30 +406,19 @@ void VXActivitySampler::creditWindows(Tick &tick, VXDictionary &application, con
     if (descriptions.empty())
         return;
     VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary();
-    const QStringList separators = VXSeparatorsForApplication(tick.cutoffs, name);
-    const VXPatternSubject qualifier(name);
     WindowRecord &record = m_windowRecords[&application];
 
     for (const VXWindowDescription &description : descriptions) {
-        // Blacklisted by a line that names this application. The front status stays for the
+        // Blacklisted by a line that names this application: the front status stays for the
         // next window unless the blacklisted window is to take it along.
-        bool blacklisted = false;
-        if (!tick.qualifiedWindowBlacklist.empty()) {
-            const VXPatternSubject title(description.name);
-            for (const VXQualifiedBlacklistPattern &entry : tick.qualifiedWindowBlacklist) {
-                if (entry.qualifier.matches(qualifier) && entry.value.matches(title)) {
-                    blacklisted = true;
-                    break;
-                }
-            }
-        }
-        if (blacklisted) {
+        const std::optional<QString> cutTitle = m_rules->windowKey(name, description.name, tick.cutoffs);
+        if (!cutTitle) {
             if (tick.settings.qualifiedBlacklistEatsFrontmostWindow)
                 front = false;
             continue;
         }
 
-        const QString key = windowNameByApplyingCutoffs(description.name, separators);
+        const QString &key = *cutTitle;
         VXDictionary *window = windows ? windows->value(key).dictionary() : nullptr;
         if (window) {
             // An earlier window of this tick had the same cut title: this one counts with it.
@@ -299,8 +440,8 @@ void VXActivitySampler::creditWindows(Tick &tick, VXDictionary &application, con
             windows->insert(key, std::move(created));
         }
         if (key != description.name)
-            window->insert(VXNameKey, key);
-        window->insert(VXApplicationIDKey, applicationID);
+            setString(*window, VXNameKey, key);
+        setString(*window, VXApplicationIDKey, applicationID);
         setBool(*window, true, VXActiveMarkKey);
         setBool(*window, front, VXFrontActiveMarkKey);
         m_poolMatcher.checkPools(*window, tick.gap, tick.elapsed, front);
@@ -312,130 +453,243 @@ void VXActivitySampler::creditWindows(Tick &tick, VXDictionary &application, con
 
 void VXActivitySampler::consolidateApplications(Tick &tick)
 {
-    const VXSamplerSettings &settings = tick.settings;
     std::vector<KeyedItem> listed;
-    std::vector<KeyedItem> seenWindows;
-
-    for (std::size_t i = 0; i < tick.applications->size(); ++i) {
-        const VXDictionary::Entry &entry = tick.applications->entries()[i];
-        VXDictionary *application = entry.value.dictionary();
-        if (!application)
-            continue;
-        const bool active = consolidateStates(*application, tick.gap, tick.timestamp, tick.previous);
-        const bool isListed = active || settings.showInactiveApplicationItems;
-        VXDictionary *windows = application->value(VXWindowsByNameKey).dictionary();
-        const std::size_t windowCount = windows ? windows->size() : 0;
-
-        auto found = m_windowRecords.find(application);
-        WindowRecord *record = found != m_windowRecords.end() ? &found->second : nullptr;
-        const bool recordHolds = tick.useRecord && record && record->generation + 1 == tick.generation
-            && record->windowsByName.get() == windows && record->size + record->filed == windowCount;
-
-        // Consolidate every window (or, when the record holds, the ones that were seen at the
-        // previous tick or now: the others are dormant and would not change), keeping the
-        // windows seen now.
-        seenWindows.clear();
-        std::vector<KeyedItem> all;
-        if (recordHolds) {
-            std::vector<KeyedItem> candidates = std::move(record->seen);
-            candidates.insert(candidates.end(), std::make_move_iterator(record->touched.begin()),
-                              std::make_move_iterator(record->touched.end()));
-            std::sort(candidates.begin(), candidates.end(),
-                      [](const KeyedItem &a, const KeyedItem &b) { return a.item.get() < b.item.get(); });
-            candidates.erase(std::unique(candidates.begin(), candidates.end(),
-                                         [](const KeyedItem &a, const KeyedItem &b) { return a.item == b.item; }),
-                             candidates.end());
-            for (KeyedItem &candidate : candidates) {
-                if (consolidateStates(*candidate.item, tick.gap, tick.timestamp, tick.previous))
-                    seenWindows.push_back(std::move(candidate));
-            }
-        } else if (windows) {
-            for (std::size_t w = 0; w < windows->size(); ++w) {
-                VXDictionary *window = windows->valueAt(w).dictionary();
-                if (!window)
-                    continue;
-                const QString &key = windows->entries()[w].key;
-                if (consolidateStates(*window, tick.gap, tick.timestamp, tick.previous))
-                    seenWindows.push_back({key, VXDictionaryRef(window)});
-                else if (settings.showInactiveApplicationItems)
-                    all.push_back({key, VXDictionaryRef(window)});
+    std::vector<KeyedItem> seen;
+    const bool walkAll =
+        !tick.useRecord || tick.applications->size() != m_recordedApplicationCount + m_filedApplications;
+    if (walkAll) {
+        for (std::size_t i = 0; i < tick.applications->size(); ++i) {
+            const VXDictionary::Entry &entry = tick.applications->entries()[i];
+            if (VXDictionary *application = entry.value.dictionary()) {
+                if (consolidateApplication(tick, entry.key, *application, listed))
+                    seen.push_back({entry.key, VXDictionaryRef(application)});
             }
         }
-
-        if (!isListed) {
-            application->remove(VXChildrenKey);
-        } else {
-            std::vector<KeyedItem> children = seenWindows;
-            if (settings.showInactiveApplicationItems)
-                children.insert(children.end(), all.begin(), all.end());
-            sortKeyedItems(children, settings.sortColumn);
-            application->insert(VXChildrenKey, arrayOf(children));
-            listed.push_back({entry.key, VXDictionaryRef(application)});
+        // Records of applications no longer in the table.
+        for (auto it = m_windowRecords.begin(); it != m_windowRecords.end();) {
+            if (it->second.generation != tick.generation)
+                it = m_windowRecords.erase(it);
+            else
+                ++it;
         }
-
-        // Record what the next tick needs to skip the dormant windows.
-        if (!record)
-            record = &m_windowRecords[application];
-        record->application = VXDictionaryRef(application);
-        record->windowsByName = VXDictionaryRef(windows);
-        record->size = windowCount;
-        record->seen = std::move(seenWindows);
-        seenWindows = {};
-        record->touched.clear();
-        record->filed = 0;
-        record->generation = tick.generation;
+    } else {
+        // The others were not seen at the previous tick nor now: they and their windows are
+        // dormant, and their list entries are gone already.
+        std::vector<KeyedItem> candidates = std::move(m_seenApplications);
+        candidates.insert(candidates.end(), m_touchedApplications.begin(), m_touchedApplications.end());
+        removeDuplicates(candidates);
+        for (KeyedItem &candidate : candidates) {
+            if (consolidateApplication(tick, candidate.key, *candidate.item, listed))
+                seen.push_back(std::move(candidate));
+        }
     }
+    m_touchedApplications.clear();
+    m_recordedApplicationCount = tick.applications->size();
 
-    // Applications no longer in the table.
-    for (auto it = m_windowRecords.begin(); it != m_windowRecords.end();) {
-        if (it->second.generation != tick.generation)
-            it = m_windowRecords.erase(it);
-        else
-            ++it;
-    }
-
-    sortKeyedItems(listed, settings.sortColumn);
+    sortKeyedItems(listed, tick.settings.sortColumn);
+    // Without inactive items the listed applications are the ones seen, now in order.
+    m_seenApplications = tick.settings.showInactiveApplicationItems ? std::move(seen) : listed;
     m_applicationArray->clear();
     m_applicationArray->reserve(listed.size());
     for (KeyedItem &item : listed)
         m_applicationArray->append(std::move(item.item));
 }
 
+// Steps of one application: its states, its windows' states, and its list entry. Answers
+// whether it was seen in this tick.
+bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, VXDictionary &application,
+                                               std::vector<KeyedItem> &listed)
+{
+    const VXSamplerSettings &settings = tick.settings;
+    const bool active = consolidateStates(application, tick.gap, tick.timestamp, tick.previous);
+    const bool isListed = active || settings.showInactiveApplicationItems;
+    VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary();
+    const std::size_t windowCount = windows ? windows->size() : 0;
+
+    WindowRecord &record = m_windowRecords[&application];
+    const bool recordHolds = tick.useRecord && record.recorded && record.windowsByName.get() == windows
+        && record.size + record.filed == windowCount;
+
+    // Consolidate every window, or, when the record holds, the ones seen at the previous tick or
+    // now: the others are dormant and would not change.
+    std::vector<KeyedItem> seenWindows;
+    std::vector<KeyedItem> unseenWindows;
+    if (recordHolds) {
+        // The candidates become the windows seen, in place.
+        seenWindows = std::move(record.seen);
+        seenWindows.insert(seenWindows.end(), std::make_move_iterator(record.touched.begin()),
+                           std::make_move_iterator(record.touched.end()));
+        removeDuplicates(seenWindows);
+        seenWindows.erase(std::remove_if(seenWindows.begin(), seenWindows.end(),
+                                         [&](const KeyedItem &candidate) {
+                                             return !consolidateStates(*candidate.item, tick.gap, tick.timestamp,
+                                                                       tick.previous);
+                                         }),
+                          seenWindows.end());
+    } else if (windows) {
+        for (std::size_t w = 0; w < windows->size(); ++w) {
+            VXDictionary *window = windows->valueAt(w).dictionary();
+            if (!window)
+                continue;
+            const QString &windowKey = windows->entries()[w].key;
+            if (consolidateStates(*window, tick.gap, tick.timestamp, tick.previous))
+                seenWindows.push_back({windowKey, VXDictionaryRef(window)});
+            else if (settings.showInactiveApplicationItems)
+                unseenWindows.push_back({windowKey, VXDictionaryRef(window)});
+        }
+    }
+
+    if (!isListed) {
+        application.remove(VXChildrenKey);
+    } else {
+        if (unseenWindows.empty()) {
+            // The windows seen, in order (the record keeps them so for the next tick).
+            sortKeyedItems(seenWindows, settings.sortColumn);
+            application.insert(VXChildrenKey, arrayOf(seenWindows));
+        } else {
+            std::vector<KeyedItem> children = seenWindows;
+            children.insert(children.end(), unseenWindows.begin(), unseenWindows.end());
+            sortKeyedItems(children, settings.sortColumn);
+            application.insert(VXChildrenKey, arrayOf(children));
+        }
+        listed.push_back({key, VXDictionaryRef(&application)});
+    }
+
+    // What the next tick needs to skip the dormant windows.
+    record.application = VXDictionaryRef(&application);
+    record.recorded = true;
+    record.windowsByName = VXDictionaryRef(windows);
+    record.size = windowCount;
+    record.seen = std::move(seenWindows);
+    record.touched.clear();
+    record.filed = 0;
+    record.generation = tick.generation;
+    return active;
+}
+
+// The listed pools in the order of the sort, pools that tie keeping their order in "Pools". The
+// order of the previous tick is tried first: it usually still holds.
+void VXActivitySampler::sortPoolArray(int sortColumn)
+{
+    VXArray &pools = *m_poolArray;
+    std::vector<std::size_t> order(pools.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+        order[i] = i;
+    // The previous order, looked up by identity.
+    std::vector<std::pair<const VXDictionary *, std::size_t>> previousPlace;
+    previousPlace.reserve(m_previousPoolOrder.size());
+    for (std::size_t i = 0; i < m_previousPoolOrder.size(); ++i)
+        previousPlace.emplace_back(m_previousPoolOrder[i].get(), i);
+    std::sort(previousPlace.begin(), previousPlace.end());
+    auto placeOf = [&](const VXDictionary *pool) -> std::ptrdiff_t {
+        const auto found = std::lower_bound(previousPlace.begin(), previousPlace.end(), std::pair(pool, std::size_t(0)));
+        return found != previousPlace.end() && found->first == pool ? std::ptrdiff_t(found->second) : -1;
+    };
+    bool samePools = previousPlace.size() == pools.size();
+    std::vector<std::ptrdiff_t> places(pools.size());
+    for (std::size_t i = 0; samePools && i < pools.size(); ++i)
+        samePools = (places[i] = placeOf(pools.at(i).dictionary())) >= 0;
+    if (samePools)
+        std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return places[a] < places[b]; });
+    const auto before = [&](std::size_t a, std::size_t b) {
+        const VXComparisonResult result = VXSortItemsWithSortColumn(pools.at(a), pools.at(b), sortColumn);
+        return result != VXOrderedSame ? result == VXOrderedAscending : a < b;
+    };
+    if (!std::is_sorted(order.begin(), order.end(), before))
+        std::sort(order.begin(), order.end(), before);
+
+    std::vector<VXValue> sorted;
+    sorted.reserve(order.size());
+    m_previousPoolOrder.clear();
+    for (std::size_t index : order) {
+        sorted.push_back(pools.at(index));
+        m_previousPoolOrder.emplace_back(pools.at(index).dictionary());
+    }
+    pools.items() = std::move(sorted);
+}
+
 void VXActivitySampler::consolidatePools(Tick &tick)
 {
     m_poolArray->clear();
-    if (!tick.pools)
-        return;
     const int sortColumn = tick.settings.sortColumn;
-    for (const VXValue &poolValue : *tick.pools) {
-        VXDictionary *pool = poolValue.dictionary();
-        if (!pool)
-            continue;
-        const bool active = consolidateStates(*pool, tick.gap, tick.timestamp, tick.previous);
-        const bool isListed = active || tick.settings.showInactivePools;
-        VXArray *members = pool->value(VXChildrenKey).array();
-        if (isListed) {
-            m_poolArray->append(poolValue);
-            if (members)
-                VXSortItemArray(*members, sortColumn);
+    const bool useRecord = tick.usePoolRecord;
+
+    // With the record, only the items seen at the previous tick or now need consolidating (the
+    // others are dormant), and only arrays with an item credited now can have changed order.
+    IdentitySet candidates(m_poolCandidates);
+    IdentitySet touched(m_poolTouched);
+    if (useRecord) {
+        for (const VXDictionaryRef &item : m_seenPoolItems)
+            candidates.add(item.get());
+        for (const VXDictionary *item : m_poolMatcher.touched()) {
+            candidates.add(item);
+            touched.add(item);
         }
-        if (!members)
-            continue;
-        for (const VXValue &memberValue : *members) {
-            VXDictionary *member = memberValue.dictionary();
-            if (!member)
+    } else {
+        m_sortedPoolArrays.clear();
+    }
+    candidates.seal();
+    touched.seal();
+    std::vector<VXDictionaryRef> seen;
+    seen.reserve(m_seenPoolItems.size() + m_poolMatcher.touched().size());
+    const std::uint64_t generation = tick.generation;
+
+    auto consolidate = [&](VXDictionary &item) {
+        if (useRecord && !candidates.contains(&item))
+            return false;
+        const bool wasSeen = consolidateStates(item, tick.gap, tick.timestamp, tick.previous);
+        if (wasSeen)
+            seen.emplace_back(&item);
+        return wasSeen;
+    };
+    // Sorts the array unless the previous tick left it sorted and none of its items was
+    // credited since.
+    auto sortArray = [&](VXArray &array) {
+        auto [place, added] = m_sortedPoolArrays.try_emplace(&array, SortedArray{VXArrayRef(&array), 0});
+        bool unchanged = useRecord && !added && place->second.generation + 1 == generation;
+        for (std::size_t i = 0; unchanged && i < array.size(); ++i)
+            unchanged = !touched.contains(array.at(i).dictionary());
+        if (!unchanged)
+            VXSortItemArray(array, sortColumn);
+        place->second.generation = generation;
+    };
+
+    if (tick.pools) {
+        for (const VXValue &poolValue : *tick.pools) {
+            VXDictionary *pool = poolValue.dictionary();
+            if (!pool)
                 continue;
-            consolidateStates(*member, tick.gap, tick.timestamp, tick.previous);
-            VXArray *entries = member->value(VXChildrenKey).array();
-            if (!entries)
-                continue;
-            for (const VXValue &entryValue : *entries) {
-                if (VXDictionary *entry = entryValue.dictionary())
-                    consolidateStates(*entry, tick.gap, tick.timestamp, tick.previous);
+            const bool active = consolidate(*pool);
+            const bool isListed = active || tick.settings.showInactivePools;
+            VXArray *members = pool->value(VXChildrenKey).array();
+            if (isListed) {
+                m_poolArray->append(poolValue);
+                if (members)
+                    sortArray(*members);
             }
-            if (isListed)
-                VXSortItemArray(*entries, sortColumn);
+            if (!members)
+                continue;
+            for (const VXValue &memberValue : *members) {
+                VXDictionary *member = memberValue.dictionary();
+                if (!member)
+                    continue;
+                consolidate(*member);
+                VXArray *entries = member->value(VXChildrenKey).array();
+                if (!entries)
+                    continue;
+                for (const VXValue &entryValue : *entries) {
+                    if (VXDictionary *entry = entryValue.dictionary())
+                        consolidate(*entry);
+                }
+                if (isListed)
+                    sortArray(*entries);
+            }
         }
     }
-    VXSortItemArray(*m_poolArray, sortColumn);
+    sortPoolArray(sortColumn);
+
+    m_seenPoolItems = std::move(seen);
+    m_poolRecordSortColumn = sortColumn;
+    m_hasPoolRecord = true;
+    m_poolMatcher.clearTouched();
 }

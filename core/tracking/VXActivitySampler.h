@@ -34,8 +34,10 @@
 #include <QString>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 class VXUserDefaults;
@@ -130,12 +132,20 @@ public:
 private:
     struct Tick;
     struct WindowRecord;
+    struct Rules;
+    // An item together with the key it is filed under.
+    struct KeyedItem {
+        QString key;
+        VXDictionaryRef item;
+    };
 
     void creditApplications(Tick &tick);
     void creditWindows(Tick &tick, VXDictionary &application, const QString &applicationID, const QString &name,
                        std::int64_t processIdentifier, bool front);
     void consolidateApplications(Tick &tick);
+    bool consolidateApplication(Tick &tick, const QString &key, VXDictionary &application, std::vector<KeyedItem> &listed);
     void consolidatePools(Tick &tick);
+    void sortPoolArray(int sortColumn);
 
     std::optional<double> m_lastDate;
     bool m_ignoreLastDate = false;
@@ -144,14 +154,37 @@ private:
     VXArrayRef m_applicationArray;
     VXArrayRef m_poolArray;
 
-    // Kept from tick to tick so that a steady desktop allocates little.
+    // Kept from tick to tick so that a steady desktop allocates little and matches nothing anew:
+    // the blacklists and cut-offs prepared, with the answers they gave for each name and title,
+    // and the pools prepared, with the answers they gave.
     VXWindowDescriptions m_windowDescriptions;
+    std::unique_ptr<Rules> m_rules;
     VXPoolMatcher m_poolMatcher;
 
-    // The dormancy record: per application item, its window table as it was after the previous
-    // tick and the windows in it that were seen then.
+    // The dormancy record: the applications seen at the previous tick, and per application item
+    // its window table as it was when last consolidated and the windows in it seen then.
     VXDictionaryRef m_recordedConfiguration;
     VXDictionaryRef m_recordedApplications;
+    bool m_hasRecord = false;
+    std::size_t m_recordedApplicationCount = 0;
+    std::size_t m_filedApplications = 0;          // applications the tick in progress added
+    std::vector<KeyedItem> m_seenApplications;     // seen at the previous tick
+    std::vector<KeyedItem> m_touchedApplications;  // seen so far in the tick in progress
     std::unordered_map<const VXDictionary *, WindowRecord> m_windowRecords;
     std::uint64_t m_generation = 0;
+    // The same for pools, their members and entries: those seen at the previous tick, and the
+    // arrays of members and entries that tick left sorted. Valid while the pools stay as they
+    // were prepared.
+    bool m_hasPoolRecord = false;
+    int m_poolRecordSortColumn = 0;
+    std::vector<VXDictionaryRef> m_seenPoolItems;
+    struct SortedArray {
+        VXArrayRef array;                  // keeps the map's key alive
+        std::uint64_t generation = 0;      // the tick that last left it sorted
+    };
+    std::unordered_map<const VXArray *, SortedArray> m_sortedPoolArrays;
+    // Scratch lists of the pool step, kept for their capacity.
+    std::vector<const void *> m_poolCandidates;
+    std::vector<const void *> m_poolTouched;
+    std::vector<VXDictionaryRef> m_previousPoolOrder;
 };

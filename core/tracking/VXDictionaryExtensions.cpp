@@ -103,12 +103,36 @@ bool consolidateFrontState(VXDictionary &item, bool frontState, bool gap, double
     const QString &flagKey = frontState ? VXFrontActiveKey : VXActiveKey;
     const QString &logKey = frontState ? VXFrontActiveLogKey : VXActiveLogKey;
 
-    const bool seen = boolForKey(item, markKey);
-    setBool(item, seen, flagKey);
-    item.remove(markKey);
-
-    VXValue *logValue = item.valuePointer(logKey);
+    // One pass over the item finds the three keys: every live item goes through here twice a
+    // tick, and a pass over its dozen entries is cheaper than hashing three keys.
+    const VXValue *mark = nullptr;
+    const VXValue *flag = nullptr;
+    const VXValue *logValue = nullptr;
+    for (const VXDictionary::Entry &entry : item) {
+        const qsizetype size = entry.key.size();
+        if (size == markKey.size() && entry.key == markKey)
+            mark = &entry.value;
+        else if (size == flagKey.size() && entry.key == flagKey)
+            flag = &entry.value;
+        else if (size == logKey.size() && entry.key == logKey)
+            logValue = &entry.value;
+    }
+    // The log is a shared object: its address survives the changes to the item below, which may
+    // move the item's entries.
     VXArray *log = logValue ? logValue->array() : nullptr;
+    const bool hasMark = mark != nullptr;
+    const bool seen = hasMark && mark->toBool();
+
+    // The mark becomes the flag (stored as true, or removed), and goes.
+    if (seen) {
+        if (!(flag && flag->isBoolean() && flag->toBool()))
+            item.insert(flagKey, true);
+    } else if (flag) {
+        item.remove(flagKey);
+    }
+    if (hasMark)
+        item.remove(markKey);
+
     double last = (log && !log->isEmpty()) ? log->last().toDouble() : -1.0;
 
     // A period left open across a gap ends at the last sample before the gap; begun there, it

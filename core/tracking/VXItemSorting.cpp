@@ -77,9 +77,13 @@ VXComparisonResult VXSortItems(const VXValue &a, const VXValue &b)
 
 void VXSortItemArray(VXArray &items, int sortColumn)
 {
-    std::stable_sort(items.begin(), items.end(), [sortColumn](const VXValue &a, const VXValue &b) {
+    const auto before = [sortColumn](const VXValue &a, const VXValue &b) {
         return VXSortItemsWithSortColumn(a, b, sortColumn) == VXOrderedAscending;
-    });
+    };
+    // Lists are sorted again on every tick and are mostly in order already: checking is cheaper
+    // than sorting, and a stable sort would leave ordered input as it is.
+    if (!std::is_sorted(items.begin(), items.end(), before))
+        std::stable_sort(items.begin(), items.end(), before);
 }
 
 VXComparisonResult VXSortDictionaryNumberValuesByKey(const VXValue &a, const VXValue &b, const QString &key)

@@ -4,6 +4,9 @@
 #include "VXDictionaryExtensions.h"
 
 #include <QCoreApplication>
+#include <QHashFunctions>
+
+#include <unordered_map>
 
 namespace {
 
@@ -15,10 +18,11 @@ const char *const kTrackWindowTitlesAcrossAllApplicationsText =
     QT_TRANSLATE_NOOP("VXPools", "Track Window Titles Across All Applications");
 
 // One entry, member or pool gains the interval once per tick: the first credit sets the working
-// mark, later ones in the same tick find it set.
-void credit(VXDictionary &item, bool gap, double interval, bool isFrontmost)
+// mark, later ones in the same tick find it set. Answers whether this was the first.
+bool credit(VXDictionary &item, bool gap, double interval, bool isFrontmost)
 {
-    if (!boolForKey(item, VXActiveMarkKey)) {
+    const bool first = !boolForKey(item, VXActiveMarkKey);
+    if (first) {
         setBool(item, true, VXActiveMarkKey);
         if (!gap && boolForKey(item, VXActiveKey))
             addTimeInterval(item, interval, VXTimeKey);
@@ -28,6 +32,7 @@ void credit(VXDictionary &item, bool gap, double interval, bool isFrontmost)
         if (!gap && boolForKey(item, VXFrontActiveKey))
             addTimeInterval(item, interval, VXFrontTimeKey);
     }
+    return first;
 }
 
 const VXArray *nonEmptyChildren(const VXDictionary &item)
@@ -89,52 +94,203 @@ void checkPools(const VXArray *pools, VXDictionary &item, bool gap, double inter
 
 // ---- VXPoolMatcher
 
+struct VXPoolMatcher::MatchKey {
+    bool isWindow;
+    QString applicationID;
+    QString name;
+    bool operator==(const MatchKey &other) const
+    {
+        return isWindow == other.isWindow && applicationID == other.applicationID && name == other.name;
+    }
+};
+
+namespace {
+
+// Remembered outcomes are dropped when they grow past this (titles with running counters).
+constexpr qsizetype kMaximumRememberedNames = 8192;
+
+} // namespace
+
+struct VXPoolMatcher::Matches {
+    struct Hash {
+        std::size_t operator()(const MatchKey &key) const noexcept
+        {
+            return qHashMulti(0, key.isWindow, key.applicationID, key.name);
+        }
+    };
+    std::unordered_map<MatchKey, std::vector<VXDictionary *>, Hash> byName;
+};
+
+VXPoolMatcher::VXPoolMatcher() : m_matches(std::make_unique<Matches>()) {}
+
+VXPoolMatcher::~VXPoolMatcher() = default;
+
+void VXPoolMatcher::clear()
+{
+    m_touched.clear();
+    m_pools.reset();
+    m_poolCount = 0;
+    m_prepared.clear();
+    m_matches->byName.clear();
+}
+
 void VXPoolMatcher::build(const VXArray *pools)
 {
-    m_pools.clear();
+    clear();
     if (!pools)
         return;
-    m_pools.reserve(pools->size());
+    m_pools = VXArrayRef(const_cast<VXArray *>(pools));
+    m_poolCount = pools->size();
+    m_prepared.reserve(pools->size());
     for (const VXValue &poolValue : *pools) {
         VXDictionary *pool = poolValue.dictionary();
-        const VXArray *members = pool ? pool->value(VXChildrenKey).array() : nullptr;
+        if (!pool)
+            continue;
+        Pool &prepared = m_prepared.emplace_back();
+        prepared.dictionary = VXDictionaryRef(pool);
+        prepared.children = pool->value(VXChildrenKey);
+        const VXArray *members = prepared.children.array();
         if (!members)
             continue;
-        Pool &prepared = m_pools.emplace_back();
-        prepared.dictionary = pool;
+        prepared.memberCount = members->size();
         prepared.members.reserve(members->size());
         for (const VXValue &memberValue : *members) {
             VXDictionary *member = memberValue.dictionary();
             if (!member)
                 continue;
             Member &preparedMember = prepared.members.emplace_back();
-            preparedMember.dictionary = member;
-            preparedMember.matchesAnyApplication = boolForKey(*member, VXMatchAnyApplicationKey);
-            preparedMember.applicationID = member->value(VXApplicationIDKey).stringRef();
-            preparedMember.namePattern = VXPattern(member->value(VXNameKey).toString(), false);
-            const VXArray *entries = member->value(VXChildrenKey).array();
-            preparedMember.hasEntries = entries && !entries->isEmpty();
+            preparedMember.dictionary = VXDictionaryRef(member);
+            preparedMember.name = member->value(VXNameKey);
+            preparedMember.applicationIDValue = member->value(VXApplicationIDKey);
+            preparedMember.matchAnyApplication = member->value(VXMatchAnyApplicationKey);
+            preparedMember.children = member->value(VXChildrenKey);
+            preparedMember.matchesAnyApplication = preparedMember.matchAnyApplication.toBool();
+            preparedMember.applicationID = preparedMember.applicationIDValue.stringRef();
+            preparedMember.namePattern = VXPattern(preparedMember.name.toString(), false);
+            const VXArray *entries = preparedMember.children.array();
+            preparedMember.childCount = entries ? entries->size() : 0;
+            preparedMember.hasEntries = preparedMember.childCount > 0;
             if (!entries)
                 continue;
             preparedMember.entries.reserve(entries->size());
             for (const VXValue &entryValue : *entries) {
-                if (VXDictionary *entry = entryValue.dictionary())
-                    preparedMember.entries.push_back({entry, VXPattern(entry->value(VXNameKey).toString(), false)});
+                if (VXDictionary *entry = entryValue.dictionary()) {
+                    const VXValue &entryName = entry->value(VXNameKey);
+                    preparedMember.entries.push_back({VXDictionaryRef(entry), entryName, VXPattern(entryName.toString(), false)});
+                }
             }
         }
     }
 }
 
-void VXPoolMatcher::checkPools(VXDictionary &item, bool gap, double interval, bool isFrontmost) const
-{
-    const VXValue &nameValue = item.value(VXNameKey);
-    if (m_pools.empty() || !nameValue.isString())
-        return;
-    const VXPatternSubject name(nameValue.stringRef());
-    const bool isWindow = item.value(VXPathKey).stringRef() == VXWindowPathMarker;
-    const QString applicationID = isWindow ? item.value(VXApplicationIDKey).stringRef() : QString();
+namespace {
 
-    for (const Pool &pool : m_pools) {
+// The values of the keys a member is matched by, found in one pass over it (cheaper than hashing
+// four keys for each of hundreds of members on every tick).
+struct MemberValues {
+    const VXValue *name = nullptr;
+    const VXValue *applicationID = nullptr;
+    const VXValue *matchAnyApplication = nullptr;
+    const VXValue *children = nullptr;
+
+    explicit MemberValues(const VXDictionary &member)
+    {
+        for (const VXDictionary::Entry &entry : member) {
+            const qsizetype size = entry.key.size();
+            if (size == VXNameKey.size() && entry.key == VXNameKey)
+                name = &entry.value;
+            else if (size == VXApplicationIDKey.size() && entry.key == VXApplicationIDKey)
+                applicationID = &entry.value;
+            else if (size == VXMatchAnyApplicationKey.size() && entry.key == VXMatchAnyApplicationKey)
+                matchAnyApplication = &entry.value;
+            else if (size == VXChildrenKey.size() && entry.key == VXChildrenKey)
+                children = &entry.value;
+        }
+    }
+};
+
+bool sameValue(const VXValue *found, const VXValue &prepared)
+{
+    return found ? *found == prepared : prepared.isNull();
+}
+
+} // namespace
+
+// The same objects holding the same values: comparing values that were not replaced costs a
+// pointer comparison each.
+bool VXPoolMatcher::isCurrent(const VXArray *pools) const
+{
+    if (pools != m_pools.get() || !pools || pools->size() != m_poolCount)
+        return false;
+    std::size_t index = 0;
+    for (const VXValue &poolValue : *pools) {
+        const VXDictionary *pool = poolValue.dictionary();
+        if (!pool)
+            continue;
+        if (index >= m_prepared.size())
+            return false;
+        const Pool &prepared = m_prepared[index++];
+        if (prepared.dictionary.get() != pool || !(pool->value(VXChildrenKey) == prepared.children))
+            return false;
+        const VXArray *members = prepared.children.array();
+        if (!members)
+            continue;
+        if (members->size() != prepared.memberCount)
+            return false;
+        std::size_t memberIndex = 0;
+        for (const VXValue &memberValue : *members) {
+            const VXDictionary *member = memberValue.dictionary();
+            if (!member)
+                continue;
+            if (memberIndex >= prepared.members.size())
+                return false;
+            const Member &preparedMember = prepared.members[memberIndex++];
+            if (preparedMember.dictionary.get() != member)
+                return false;
+            const MemberValues values(*member);
+            if (!sameValue(values.name, preparedMember.name)
+                || !sameValue(values.applicationID, preparedMember.applicationIDValue)
+                || !sameValue(values.matchAnyApplication, preparedMember.matchAnyApplication)
+                || !sameValue(values.children, preparedMember.children))
+                return false;
+            const VXArray *entries = preparedMember.children.array();
+            if (!entries)
+                continue;
+            if (entries->size() != preparedMember.childCount)
+                return false;
+            std::size_t entryIndex = 0;
+            for (const VXValue &entryValue : *entries) {
+                const VXDictionary *entry = entryValue.dictionary();
+                if (!entry)
+                    continue;
+                if (entryIndex >= preparedMember.entries.size())
+                    return false;
+                const Entry &preparedEntry = preparedMember.entries[entryIndex++];
+                if (preparedEntry.dictionary.get() != entry || !(entry->value(VXNameKey) == preparedEntry.name))
+                    return false;
+            }
+            if (entryIndex != preparedMember.entries.size())
+                return false;
+        }
+        if (memberIndex != prepared.members.size())
+            return false;
+    }
+    return index == m_prepared.size();
+}
+
+bool VXPoolMatcher::update(const VXArray *pools)
+{
+    if (isCurrent(pools))
+        return false;
+    build(pools);
+    return true;
+}
+
+std::vector<VXDictionary *> VXPoolMatcher::matchesFor(bool isWindow, const QString &applicationID,
+                                                      const VXPatternSubject &name) const
+{
+    std::vector<VXDictionary *> matches;
+    for (const Pool &pool : m_prepared) {
         bool hit = false;
         for (const Member &member : pool.members) {
             if (isWindow) {
@@ -143,7 +299,7 @@ void VXPoolMatcher::checkPools(VXDictionary &item, bool gap, double interval, bo
                 bool matched = false;
                 for (const Entry &entry : member.entries) {
                     if (entry.pattern.matches(name)) {
-                        credit(*entry.dictionary, gap, interval, isFrontmost);
+                        matches.push_back(entry.dictionary.get());
                         matched = true;
                     }
                 }
@@ -155,11 +311,33 @@ void VXPoolMatcher::checkPools(VXDictionary &item, bool gap, double interval, bo
                 if (!member.matchesAnyApplication && !member.namePattern.matches(name))
                     continue;
             }
-            credit(*member.dictionary, gap, interval, isFrontmost);
+            matches.push_back(member.dictionary.get());
             hit = true;
         }
         if (hit)
-            credit(*pool.dictionary, gap, interval, isFrontmost);
+            matches.push_back(pool.dictionary.get());
+    }
+    return matches;
+}
+
+void VXPoolMatcher::checkPools(VXDictionary &item, bool gap, double interval, bool isFrontmost)
+{
+    const VXValue &nameValue = item.value(VXNameKey);
+    if (m_prepared.empty() || !nameValue.isString())
+        return;
+    const bool isWindow = item.value(VXPathKey).stringRef() == VXWindowPathMarker;
+    MatchKey key{isWindow, isWindow ? item.value(VXApplicationIDKey).stringRef() : QString(), nameValue.stringRef()};
+    auto &byName = m_matches->byName;
+    auto found = byName.find(key);
+    if (found == byName.end()) {
+        if (qsizetype(byName.size()) >= kMaximumRememberedNames)
+            byName.clear();
+        std::vector<VXDictionary *> matches = matchesFor(isWindow, key.applicationID, VXPatternSubject(key.name));
+        found = byName.emplace(std::move(key), std::move(matches)).first;
+    }
+    for (VXDictionary *matched : found->second) {
+        if (credit(*matched, gap, interval, isFrontmost))
+            m_touched.push_back(matched);
     }
 }
 

@@ -19,6 +19,7 @@
 
 #include <QString>
 
+#include <memory>
 #include <vector>
 
 // Credits the pools for one application or window item of the tick in progress. A window item
@@ -29,34 +30,67 @@
 // previous tick, and in "Front Time" when `isFrontmost` and it was "Front Active".
 void checkPools(const VXArray *pools, VXDictionary &item, bool gap, double interval, bool isFrontmost);
 
-// The same decisions with the pools prepared once per tick: patterns compiled, members grouped
-// by application. Build it at the start of the tick (the pools must not change until the tick
-// ends) and call checkPools() for every application and window item.
+// The same decisions with the pools prepared: patterns compiled once, and the outcome for each
+// name remembered, so that a steady desktop matches nothing anew from tick to tick. update() at
+// the start of every tick checks that the pools are still the ones it prepared (the same
+// objects with the same names, identifiers, flags and children) and prepares them again when
+// they are not; the pools must not change until the tick ends.
 class VXPoolMatcher
 {
 public:
+    VXPoolMatcher();
+    ~VXPoolMatcher();
+
+    // Prepares the pools anew.
     void build(const VXArray *pools);
-    void checkPools(VXDictionary &item, bool gap, double interval, bool isFrontmost) const;
-    bool isEmpty() const { return m_pools.empty(); }
+    // Prepares them only when they changed since the last call; answers whether it did.
+    bool update(const VXArray *pools);
+    // Lets go of the pools.
+    void clear();
+
+    void checkPools(VXDictionary &item, bool gap, double interval, bool isFrontmost);
+
+    // The pools, members and entries that checkPools() marked since the last clearTouched().
+    const std::vector<VXDictionary *> &touched() const { return m_touched; }
+    void clearTouched() { m_touched.clear(); }
 
 private:
     struct Entry {
-        VXDictionary *dictionary;
+        VXDictionaryRef dictionary;
+        VXValue name;
         VXPattern pattern;
     };
     struct Member {
-        VXDictionary *dictionary;
-        bool matchesAnyApplication;
-        bool hasEntries;
+        VXDictionaryRef dictionary;
+        VXValue name;
+        VXValue applicationIDValue;
+        VXValue matchAnyApplication;
+        VXValue children;
+        std::size_t childCount = 0;
+        bool matchesAnyApplication = false;
+        bool hasEntries = false;
         QString applicationID;
         VXPattern namePattern;
         std::vector<Entry> entries;
     };
     struct Pool {
-        VXDictionary *dictionary;
+        VXDictionaryRef dictionary;
+        VXValue children;
+        std::size_t memberCount = 0;
         std::vector<Member> members;
     };
-    std::vector<Pool> m_pools;
+    struct MatchKey;
+    struct Matches;
+
+    bool isCurrent(const VXArray *pools) const;
+    // The entries, members and pools a name credits, in the order of the plain function.
+    std::vector<VXDictionary *> matchesFor(bool isWindow, const QString &applicationID, const VXPatternSubject &name) const;
+
+    VXArrayRef m_pools;
+    std::size_t m_poolCount = 0;
+    std::vector<Pool> m_prepared;
+    std::unique_ptr<Matches> m_matches;
+    std::vector<VXDictionary *> m_touched;
 };
 
 // The member that the "Match Any Application" command acts on for an item of the pool list:

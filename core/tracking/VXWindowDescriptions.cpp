@@ -18,12 +18,13 @@ QString describe(const VXWindowListEntry &window)
 }
 
 // One entry of the window list, appended to `into` when it qualifies.
-void processWindow(const VXWindowListEntry &window, int levelLimit, const std::vector<VXPattern> &blacklist,
-                   bool testOrderedIn, std::vector<VXWindowDescription> &into)
+void processWindow(const VXWindowListEntry &window, int levelLimit,
+                   const std::function<std::optional<QString>(const QString &)> &checkedTitle, bool testOrderedIn,
+                   std::vector<VXWindowDescription> &into)
 {
     if (window.ownerPID < 0 || !(window.layer < levelLimit))
         return;
-    const std::optional<QString> title = validItemNameCheckedAgainstBlacklist(window.title, blacklist);
+    const std::optional<QString> title = checkedTitle(window.title);
     if (!title)
         return;
     if (testOrderedIn && !window.orderedIn) {
@@ -46,6 +47,16 @@ std::span<const VXWindowDescription> VXWindowDescriptions::windowsOfProcess(std:
 }
 
 void VXWindowDescriptionsByPID(const VXDesktopSnapshot &desktop, const std::vector<VXPattern> &blacklist,
+                               bool includeWindowsFromAllSpaces, bool includeFloatingWindows,
+                               VXWindowDescriptions &descriptions)
+{
+    VXWindowDescriptionsByPID(
+        desktop, [&blacklist](const QString &title) { return validItemNameCheckedAgainstBlacklist(title, blacklist); },
+        includeWindowsFromAllSpaces, includeFloatingWindows, descriptions);
+}
+
+void VXWindowDescriptionsByPID(const VXDesktopSnapshot &desktop,
+                               const std::function<std::optional<QString>(const QString &)> &blacklist,
                                bool includeWindowsFromAllSpaces, bool includeFloatingWindows,
                                VXWindowDescriptions &descriptions)
 {

@@ -12,6 +12,8 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -30,8 +32,8 @@ public:
     void clear() { m_descriptions.clear(); }
 
 private:
-    friend void VXWindowDescriptionsByPID(const VXDesktopSnapshot &, const std::vector<VXPattern> &, bool, bool,
-                                          VXWindowDescriptions &);
+    friend void VXWindowDescriptionsByPID(const VXDesktopSnapshot &, const std::function<std::optional<QString>(const QString &)> &,
+                                          bool, bool, VXWindowDescriptions &);
     // Sorted by process identifier, stably, so that each group keeps the list's order.
     std::vector<VXWindowDescription> m_descriptions;
 };
@@ -41,6 +43,13 @@ private:
 // floating level, or the pop-up-menu level when `includeFloatingWindows`. Titles are tested
 // against `blacklist` (the plain window-blacklist patterns, inversion allowed).
 void VXWindowDescriptionsByPID(const VXDesktopSnapshot &desktop, const std::vector<VXPattern> &blacklist,
+                               bool includeWindowsFromAllSpaces, bool includeFloatingWindows,
+                               VXWindowDescriptions &descriptions);
+
+// The same with the title test given as a function: the trimmed title, or nothing when the
+// window is untitled or blacklisted (so that the caller can remember the answers).
+void VXWindowDescriptionsByPID(const VXDesktopSnapshot &desktop,
+                               const std::function<std::optional<QString>(const QString &)> &checkedTitle,
                                bool includeWindowsFromAllSpaces, bool includeFloatingWindows,
                                VXWindowDescriptions &descriptions);
 

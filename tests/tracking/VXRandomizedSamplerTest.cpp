@@ -5,6 +5,7 @@
 // item leaves.
 
 #include "VXActivitySampler.h"
+#include "VXBlacklists.h"
 #include "VXConfigurationKeys.h"
 #include "VXFakeDesktop.h"
 #include "VXTrackingTestSupport.h"
@@ -69,12 +70,12 @@ VXDictionaryRef makeConfiguration()
     });
 }
 
-// What the sampler counts as a tracked process of an application, decided independently.
-bool isTracked(const VXRunningApplication &process)
+// What the sampler counts as a tracked process of an application.
+bool isTracked(const VXRunningApplication &process, const VXDictionary &configuration)
 {
-    const QString name = process.localizedName.trimmed();
-    return process.activationPolicy == VXActivationPolicy::Regular && !process.bundlePath.isEmpty() && !name.isEmpty()
-        && name.compare(u"Wendle"_s, Qt::CaseInsensitive) != 0;
+    const VXArray *blacklist = configuration.value(VXApplicationBlacklistKey).array();
+    return process.activationPolicy == VXActivationPolicy::Regular && !process.bundlePath.isEmpty()
+        && validItemNameCheckedAgainstBlacklist(process.localizedName, VXApplicationBlacklistPatterns(*blacklist));
 }
 
 QString idOf(const VXRunningApplication &process)
@@ -123,6 +124,13 @@ public:
         for (int tick = 0; tick < ticks; ++tick) {
             SCOPED_TRACE(::testing::Message() << "tick " << tick);
             const bool forced = mutateDesktop(settings);
+            if (chance(0.01)) {
+                // The user edits a rule. The program forces a tick after every such change; the
+                // skipping sampler is not told, to show that it notices by itself.
+                const std::uint32_t edit = m_random();
+                editRules(*walked, edit);
+                editRules(*skipping, edit);
+            }
             const double step = pick(kSteps);
             now += step;
             if (chance(0.02)) {   // a pause ended
@@ -141,17 +149,21 @@ public:
             lastTick = now;
 
             EXPECT_TRUE(treeKeepsItsInvariants(*skipping));
-            EXPECT_EQ(VXValue(walked), VXValue(skipping)) << "skipping dormant windows changed the tree";
-            ASSERT_EQ(VXValue(walking.applicationArray()), VXValue(skipper.applicationArray()));
-            ASSERT_EQ(VXValue(walking.poolArray()), VXValue(skipper.poolArray()));
+            if (VXValue(walked) != VXValue(skipping))
+                FAIL() << "skipping dormant items changed the tree: " << firstDifference(VXValue(walked), VXValue(skipping));
+            if (VXValue(walking.applicationArray()) != VXValue(skipper.applicationArray()))
+                FAIL() << "application lists differ: "
+                       << firstDifference(VXValue(walking.applicationArray()), VXValue(skipper.applicationArray()));
+            if (VXValue(walking.poolArray()) != VXValue(skipper.poolArray()))
+                FAIL() << "pool lists differ: " << firstDifference(VXValue(walking.poolArray()), VXValue(skipper.poolArray()));
             ASSERT_EQ(timeIntervalForKey(*skipping, VXOverallTimeKey), overallBefore + elapsed);
 
             const TimesByItem after = timesOf(*skipping);
-            checkApplicationCredits(before, after, elapsed, snapshot);
+            checkApplicationCredits(before, after, elapsed, snapshot, *skipping);
             checkPoolCredits(before, after, elapsed);
             if (::testing::Test::HasFatalFailure())
                 return;
-            if (noApplicationRunsTwice(snapshot)) {
+            if (noApplicationRunsTwice(snapshot, *skipping)) {
                 double frontGain = 0.0;
                 for (const auto &[item, times] : after) {
                     if (times.where.startsWith(u"application "_s)) {
@@ -172,6 +184,57 @@ public:
     int duplicateTicks() const { return m_duplicateTicks; }
 
 private:
+
+    // One change to the rules, chosen by `edit`, the same on every tree it is applied to.
+    static void editRules(VXDictionary &configuration, std::uint32_t edit)
+    {
+        const QString patterns[] = {u"Report*"_s, u"*(*)"_s, u"Notes"_s, u"!Mail"_s, u"Build*"_s, u"*a*"_s};
+        const QString lines[] = {u"Notes"_s, u"Editor \u25B8 Report*"_s, u"Mail \u25B8"_s, u"* \u25B8 Build*"_s};
+        VXArray &pools = *configuration.value(VXPoolsKey).array();
+        VXDictionary &aPool = *pools.at(edit % pools.size()).dictionary();
+        VXArray &members = *aPool.value(VXChildrenKey).array();
+        VXDictionary *aMember = members.isEmpty() ? nullptr : members.at((edit / 7) % members.size()).dictionary();
+        const QString pattern = patterns[(edit / 11) % std::size(patterns)];
+        switch ((edit / 101) % 7) {
+        case 0:
+            if (aMember)
+                setBool(*aMember, !boolForKey(*aMember, VXMatchAnyApplicationKey), VXMatchAnyApplicationKey);
+            break;
+        case 1:
+            if (aMember)
+                aMember->insert(VXNameKey, pattern);
+            break;
+        case 2:
+            if (aMember) {
+                VXArray *entries = aMember->value(VXChildrenKey).array();
+                if (!entries) {
+                    aMember->insert(VXChildrenKey, VXMakeArray());
+                    entries = aMember->value(VXChildrenKey).array();
+                }
+                entries->append(windowEntry(pattern));
+            }
+            break;
+        case 3:
+            members.append(member(pattern, u"org.example.Mail"_s));
+            break;
+        case 4: {
+            VXArray &blacklist = *configuration.value(VXWindowBlacklistKey).array();
+            blacklist.append(lines[(edit / 13) % std::size(lines)]);
+            break;
+        }
+        case 5: {
+            VXArray &blacklist = *configuration.value(VXApplicationBlacklistKey).array();
+            if (blacklist.size() > 1)
+                blacklist.removeLast();
+            else
+                blacklist.append(u"Notes"_s);
+            break;
+        }
+        default:
+            configuration.insert(VXCutoffsKey, dictionary({{u"editor"_s, dictionary({{VXSeparatorsKey, strings({edit % 2 ? u" - " : u" "})}})}}));
+            break;
+        }
+    }
 
     // One random change to the desktop; answers whether it is one after which the program
     // forces a tick.
@@ -209,7 +272,17 @@ private:
             } else if (kind < 97) {
                 settings.showInactiveApplicationItems = !settings.showInactiveApplicationItems;
             } else if (kind < 98) {
-                settings.includeFloatingWindows = !settings.includeFloatingWindows;
+                switch (m_random() % 3) {
+                case 0:
+                    settings.includeFloatingWindows = !settings.includeFloatingWindows;
+                    break;
+                case 1:
+                    settings.showInactivePools = !settings.showInactivePools;
+                    break;
+                default:
+                    settings.sortColumn = int(m_random() % 3);
+                    break;
+                }
             } else {
                 return true;   // a user action: the program forces a tick
             }
@@ -220,7 +293,7 @@ private:
     // An application gains the interval once per tracked process, when it was active at the
     // previous tick; its front time the same for the processes in front, when it was in front.
     void checkApplicationCredits(const TimesByItem &before, const TimesByItem &after, double elapsed,
-                                 const VXDesktopSnapshot &snapshot)
+                                 const VXDesktopSnapshot &snapshot, const VXDictionary &configuration)
     {
         for (const auto &[item, times] : after) {
             const QString &where = times.where;
@@ -230,7 +303,7 @@ private:
             int processes = 0;
             int frontProcesses = 0;
             for (const VXRunningApplication &process : snapshot.runningApplications) {
-                if (isTracked(process) && idOf(process) == id) {
+                if (isTracked(process, configuration) && idOf(process) == id) {
                     ++processes;
                     if (process.bundlePath == snapshot.frontmostApplicationPath)
                         ++frontProcesses;
@@ -261,11 +334,11 @@ private:
         }
     }
 
-    static bool noApplicationRunsTwice(const VXDesktopSnapshot &snapshot)
+    static bool noApplicationRunsTwice(const VXDesktopSnapshot &snapshot, const VXDictionary &configuration)
     {
         std::map<QString, int> counts;
         for (const VXRunningApplication &process : snapshot.runningApplications) {
-            if (isTracked(process) && ++counts[idOf(process)] > 1)
+            if (isTracked(process, configuration) && ++counts[idOf(process)] > 1)
                 return false;
         }
         return true;

@@ -16,6 +16,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <cmath>
 #include <initializer_list>
 #include <memory>
@@ -151,6 +152,47 @@ inline QStringList namesOf(const VXArray &items)
     for (const VXValue &item : items)
         names.append(item.dictionary() ? itemName(*item.dictionary()) : QString());
     return names;
+}
+
+// Where two trees first differ ("Applications/org.example.Mail/Active Log/3: 12 != -12"), or
+// nothing when they are equal.
+inline std::string firstDifference(const VXValue &a, const VXValue &b, const std::string &path = std::string())
+{
+    auto text = [](const VXValue &value) -> std::string {
+        if (value.isString())
+            return '"' + value.stringRef().toStdString() + '"';
+        if (value.isNumber())
+            return std::to_string(value.toDouble());
+        return VXValue::typeName(value.type());
+    };
+    if (a.type() != b.type())
+        return path + ": " + text(a) + " != " + text(b);
+    if (const VXDictionary *x = a.dictionary()) {
+        const VXDictionary *y = b.dictionary();
+        for (const VXDictionary::Entry &entry : *x) {
+            const std::string where = path + '/' + entry.key.toStdString();
+            if (!y->contains(entry.key))
+                return where + ": only on the left";
+            if (std::string found = firstDifference(entry.value, y->value(entry.key), where); !found.empty())
+                return found;
+        }
+        for (const VXDictionary::Entry &entry : *y) {
+            if (!x->contains(entry.key))
+                return path + '/' + entry.key.toStdString() + ": only on the right";
+        }
+        return {};
+    }
+    if (const VXArray *x = a.array()) {
+        const VXArray *y = b.array();
+        for (std::size_t i = 0; i < std::min(x->size(), y->size()); ++i) {
+            if (std::string found = firstDifference(x->at(i), y->at(i), path + '/' + std::to_string(i)); !found.empty())
+                return found;
+        }
+        if (x->size() != y->size())
+            return path + ": " + std::to_string(x->size()) + " items != " + std::to_string(y->size());
+        return {};
+    }
+    return a == b ? std::string() : path + ": " + text(a) + " != " + text(b);
 }
 
 // ---- Invariants of every completed tick

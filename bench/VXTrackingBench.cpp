@@ -1,0 +1,259 @@
+// The sampler tick on a heavy year's tree (about 300 applications, 20,000 window items, 50 pools
+// of 5 members, 2 million event-log numbers) with 40 running applications and 150 open windows
+// on the fake desktop: the tick that runs twice a second all day.
+//
+// Figures, each against references measured in the same run:
+//   BM_Tick/steady        a scheduled tick on a steady desktop (the program's idle cost)
+//   BM_Tick/forced        a forced tick, which walks every item of the tree
+//   BM_Tick/controller    a scheduled tick as the controller runs it (settings, scheduling)
+//   BM_Tick/inactive...   a tick with "Show Inactive Application Items" on
+//   BM_EmptyTick          reference: a tick on an empty tree and an empty desktop
+//   BM_DeepCopy           reference: one deep copy of the heavy tree
+//   BM_SteadyMemory       100,000 steady ticks; heap and resident size before and after
+//
+// Instructions per tick: run under callgrind with a fixed number of ticks, collecting only inside
+// runSteadyTicks():
+//   valgrind --tool=callgrind --toggle-collect='*runSteadyTicks*' bench_tracking --callgrind-ticks=1000
+// and divide the total Ir by the tick count.
+
+#include "VXActivitySampler.h"
+#include "VXConfigurationKeys.h"
+#include "VXFakeDesktop.h"
+#include "VXHeavyConfiguration.h"
+#include "VXMainController.h"
+#include "VXRegisteredDefaults.h"
+#include "VXUserDefaults.h"
+#include "VXVirtualScheduler.h"
+
+#include <benchmark/benchmark.h>
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+#include <cstring>
+#include <memory>
+
+// Allocations through operator new, counted for the figure "allocations per tick".
+static std::atomic<std::uint64_t> allocationCount{0};
+
+void *operator new(std::size_t size)
+{
+    allocationCount.fetch_add(1, std::memory_order_relaxed);
+    if (void *p = std::malloc(size ? size : 1))
+        return p;
+    throw std::bad_alloc();
+}
+void operator delete(void *p) noexcept { std::free(p); }
+void operator delete(void *p, std::size_t) noexcept { std::free(p); }
+
+namespace {
+
+constexpr int kRunningApplications = 40;
+constexpr int kOpenWindows = 150;
+constexpr double kInterval = 0.5;
+
+// The heavy tree, and a desktop on which 40 of its applications run with 150 of its windows
+// open. The tree's application blacklist keeps its entries but the inverted one ("!Text*"),
+// which would leave only a handful of applications to track.
+struct Workload {
+    VXDictionaryRef configuration;
+    VXFakeDesktop desktop;
+    double now = 0.0;
+    VXHeavyConfigurationSummary summary;
+
+    Workload()
+    {
+        configuration = VXMakeHeavyConfiguration({}, &summary);
+        now = configuration->value(VXLastTimestampKey).toDouble() + 60.0;
+
+        VXArrayRef blacklist = VXMakeArray();
+        for (const VXValue &entry : *configuration->value(VXApplicationBlacklistKey).array()) {
+            if (!entry.stringRef().startsWith(u'!'))
+                blacklist->append(entry);
+        }
+        configuration->insert(VXApplicationBlacklistKey, blacklist);
+
+        // The applications with the most windows run (the generator gives the first ones most).
+        const VXDictionary &applications = *configuration->value(VXApplicationsKey).dictionary();
+        std::vector<const VXDictionary *> chosen;
+        for (const VXDictionary::Entry &entry : applications) {
+            if (chosen.size() == kRunningApplications)
+                break;
+            chosen.push_back(entry.value.dictionary());
+        }
+        std::int64_t pid = 2000;
+        int windows = 0;
+        for (std::size_t a = 0; a < chosen.size(); ++a, ++pid) {
+            const VXDictionary &application = *chosen[a];
+            const QString path = application.value(VXPathKey).toString();
+            const QString id = application.value(VXApplicationIDKey).toString();
+            desktop.launch(application.value(VXNameKey).toString(), path, id == path ? QString() : id, pid);
+            // 150 windows over 40 applications: 4 each for the first 30, 3 for the rest.
+            const int count = a < 30 ? 4 : 3;
+            const VXDictionary &byName = *application.value(VXWindowsByNameKey).dictionary();
+            for (int w = 0; w < count && w < int(byName.size()); ++w, ++windows)
+                desktop.openWindow(pid, byName.entries()[std::size_t(w) * 7 % byName.size()].key);
+        }
+        desktop.activate(2000);
+        if (windows != kOpenWindows)
+            std::fprintf(stderr, "note: %d windows open instead of %d\n", windows, kOpenWindows);
+    }
+};
+
+Workload &workload()
+{
+    static Workload shared;
+    return shared;
+}
+
+struct SamplerRun {
+    VXActivitySampler sampler;
+    VXSamplerSettings settings;
+    VXDesktopSnapshot snapshot;
+    VXDictionaryRef configuration;
+    double now;
+
+    explicit SamplerRun(bool showInactiveApplicationItems = false)
+    {
+        Workload &shared = workload();
+        configuration = VXValue(shared.configuration).deepCopy().dictionaryRef();
+        now = shared.now;
+        settings.showInactiveApplicationItems = showInactiveApplicationItems;
+        // The first tick files the windows under their cut titles; a few more settle the record.
+        for (int i = 0; i < 4; ++i)
+            tick(i == 0);
+    }
+
+    void tick(bool fullWalk)
+    {
+        now += kInterval;
+        workload().desktop.takeSnapshot(snapshot);
+        sampler.sample(configuration, snapshot, now, settings, fullWalk);
+    }
+};
+
+void BM_Tick(benchmark::State &state, bool fullWalk, bool showInactive)
+{
+    SamplerRun run(showInactive);
+    for (auto _ : state)
+        run.tick(fullWalk);
+    state.counters["applications listed"] = double(run.sampler.applicationArray()->size());
+    state.counters["pools listed"] = double(run.sampler.poolArray()->size());
+}
+BENCHMARK_CAPTURE(BM_Tick, steady, false, false)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_Tick, forced, true, false)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_Tick, inactiveApplicationItemsShown, false, true)->Unit(benchmark::kMicrosecond);
+
+void BM_ControllerTick(benchmark::State &state)
+{
+    int argc = 1;
+    char name[] = "bench_tracking";
+    char *argv[] = {name, nullptr};
+    static QCoreApplication *application = QCoreApplication::instance() ? nullptr : new QCoreApplication(argc, argv);
+    Q_UNUSED(application);
+    QTemporaryDir folder;
+    VXUserDefaults defaults(QStringLiteral("com.brasswing.WendleBench"), folder.path());
+    VXRegisterDefaults(defaults);
+    Workload &shared = workload();
+    VXVirtualScheduler time(shared.now);
+    VXMainController controller(shared.desktop, time, time, defaults);
+    controller.setConfiguration(VXValue(shared.configuration).deepCopy().dictionaryRef());
+    controller.updateLists(&controller);
+    time.advanceBy(2.0);
+    for (auto _ : state)
+        time.advanceBy(kInterval);
+}
+BENCHMARK(BM_ControllerTick)->Unit(benchmark::kMicrosecond);
+
+void BM_EmptyTick(benchmark::State &state)
+{
+    VXActivitySampler sampler;
+    VXSamplerSettings settings;
+    VXDesktopSnapshot snapshot;
+    VXDictionaryRef configuration = VXMakeDictionary();
+    double now = 1'750'000'000.0;
+    for (auto _ : state)
+        sampler.sample(configuration, snapshot, now += kInterval, settings, false);
+}
+BENCHMARK(BM_EmptyTick)->Unit(benchmark::kMicrosecond);
+
+void BM_DeepCopy(benchmark::State &state)
+{
+    const VXValue tree(workload().configuration);
+    for (auto _ : state) {
+        VXValue copy = tree.deepCopy();
+        benchmark::DoNotOptimize(copy);
+    }
+}
+BENCHMARK(BM_DeepCopy)->Unit(benchmark::kMillisecond);
+
+std::size_t heapInUse()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+std::size_t residentBytes()
+{
+    QFile statm(QStringLiteral("/proc/self/statm"));
+    if (!statm.open(QIODevice::ReadOnly))
+        return 0;
+    const QList<QByteArray> fields = statm.readAll().split(' ');
+    return fields.size() > 1 ? std::size_t(fields[1].toULongLong()) * std::size_t(sysconf(_SC_PAGESIZE)) : 0;
+}
+
+// 100,000 ticks of a steady desktop: what the heap holds and what is resident must not grow.
+void BM_SteadyMemory(benchmark::State &state)
+{
+    SamplerRun run;
+    malloc_trim(0);
+    const std::size_t heapBefore = heapInUse();
+    const std::size_t residentBefore = residentBytes();
+    for (auto _ : state)
+        run.tick(false);
+    malloc_trim(0);
+    state.counters["heap before (MiB)"] = double(heapBefore) / (1 << 20);
+    state.counters["heap growth (bytes)"] = double(std::int64_t(heapInUse()) - std::int64_t(heapBefore));
+    state.counters["resident before (MiB)"] = double(residentBefore) / (1 << 20);
+    state.counters["resident growth (KiB)"] = double(std::int64_t(residentBytes()) - std::int64_t(residentBefore)) / 1024;
+}
+BENCHMARK(BM_SteadyMemory)->Iterations(100000)->Unit(benchmark::kMicrosecond);
+
+} // namespace
+
+// Kept out of line and named, so that callgrind can collect inside it alone.
+__attribute__((noinline)) void runSteadyTicks(SamplerRun &run, int ticks)
+{
+    for (int i = 0; i < ticks; ++i)
+        run.tick(false);
+}
+
+int main(int argc, char **argv)
+{
+    for (int i = 1; i < argc; ++i) {
+        if (std::strncmp(argv[i], "--callgrind-ticks=", 18) == 0) {
+            const int ticks = std::atoi(argv[i] + 18);
+            SamplerRun run;
+            const std::uint64_t allocationsBefore = allocationCount.load();
+            runSteadyTicks(run, ticks);
+            std::printf("%d steady ticks, %.1f allocations (operator new) per tick\n", ticks,
+                        double(allocationCount.load() - allocationsBefore) / std::max(ticks, 1));
+            return 0;
+        }
+    }
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
