@@ -1,0 +1,508 @@
+#include "VXExporter.h"
+
+#include "VXCSVExport.h"
+#include "VXExportUserInterface.h"
+#include "VXFolderAccessDelegate.h"
+#include "VXLibraryFolders.h"
+#include "VXPersistenceTestSupport.h"
+#include "VXStringExtensions.h"
+#include "VXVirtualScheduler.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTimeZone>
+
+#include <csignal>
+
+#include <sys/resource.h>
+
+using namespace vxtest;
+
+namespace {
+
+const QTimeZone kBerlin(QByteArrayLiteral("Europe/Berlin"));
+
+class ScopedEnvironment
+{
+public:
+    ScopedEnvironment(const char *name, const QByteArray &value) : m_name(name), m_had(qEnvironmentVariableIsSet(name)), m_old(qgetenv(name))
+    {
+        qputenv(name, value);
+    }
+    ~ScopedEnvironment()
+    {
+        if (m_had)
+            qputenv(m_name, m_old);
+        else
+            qunsetenv(m_name);
+    }
+
+private:
+    const char *m_name;
+    bool m_had;
+    QByteArray m_old;
+};
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+}
+
+// The lines of a CSV file below its header.
+QStringList rowsOf(const QString &path)
+{
+    QStringList rows = QString::fromUtf8(contents(path)).split(u'\n', Qt::SkipEmptyParts);
+    if (!rows.isEmpty())
+        rows.removeFirst();
+    return rows;
+}
+
+// The bookmark manager as the export sees it: answers as told, and records the calls.
+class FolderAccess final : public VXFolderAccessDelegate
+{
+public:
+    bool grant = true;
+    QString bookmark = QStringLiteral("/bookmarks/exports");
+    QStringList asked;
+    QStringList released;
+
+    bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel, QString *accessedBookmarkPath,
+                                   const SandboxExplanation &) override
+    {
+        asked << path;
+        EXPECT_FALSE(viaParentFolder);
+        EXPECT_EQ(cancel, nullptr);
+        if (grant && accessedBookmarkPath)
+            *accessedBookmarkPath = bookmark;
+        return grant;
+    }
+    void stopAccessingBookmarkForPath(const QString &bookmarkPath) override { released << bookmarkPath; }
+    int runAlert(const QString &, const QString &, const QStringList &) override { return 0; }
+};
+
+// The shell's side of "Export Snapshot", scripted.
+class UserInterface final : public VXExportUserInterface
+{
+public:
+    bool hasReportWindow = true;
+    std::optional<QString> answer;   // the save panel's answer
+    double begin = 0;
+    double end = 0;
+    bool revealWorks = true;
+    QStringList calls;
+    int beeps = 0;
+
+    bool prepareExportPanelParentWindow() override
+    {
+        calls << QStringLiteral("prepare");
+        return hasReportWindow;
+    }
+    void getReportBeginTimestamp(double *beginTimestamp, double *endTimestamp) override
+    {
+        *beginTimestamp = begin;
+        *endTimestamp = end;
+    }
+    void setExportPanelModal(bool modal) override { calls << (modal ? QStringLiteral("modal") : QStringLiteral("modeless")); }
+    void runSavePanel(const QString &title, const QString &fileType,
+                      std::function<void(const std::optional<QString> &)> completion) override
+    {
+        calls << QStringLiteral("panel %1 %2").arg(title, fileType);
+        completion(answer);
+    }
+    bool revealFolderInFileManager(const QString &path) override
+    {
+        calls << QStringLiteral("reveal ") + path;
+        return revealWorks;
+    }
+    void beep() override { ++beeps; }
+};
+
+// A tree that the "tracker" below keeps adding to: Mail in front for 40 s of every minute.
+struct Tracker {
+    VXDictionaryRef configuration = VXMakeDictionary();
+    VXDictionaryRef mail;
+    std::vector<std::pair<double, double>> periods;
+
+    explicit Tracker(double start)
+    {
+        configuration->insert(VXFirstTimestampKey, start);
+        configuration->insert(VXFirstPoolTimestampKey, start);
+        configuration->insert(VXLastTimestampKey, start);
+        mail = addApplication(*configuration, QStringLiteral("org.example.Mail"),
+                              withLogs(item(QStringLiteral("Mail")), numbers({}), numbers({})));
+    }
+    void minutePassed(double now)
+    {
+        periods.emplace_back(now - 50, now - 10);
+        mail->value(VXFrontActiveLogKey).array()->append(now - 50);
+        mail->value(VXFrontActiveLogKey).array()->append(-(now - 10));
+        configuration->insert(VXLastTimestampKey, now);
+    }
+    VXExportSource source()
+    {
+        return {[this] { return configuration; }, {}, {}, [] { return 0; }};
+    }
+};
+
+} // namespace
+
+// The daily tasks' check as the controller runs it: every 59 seconds, the export half from the
+// hour on.
+TEST(VXExporter, TheDailyExportWritesOneFilePerDayFromTheHourOnAcrossMidnight)
+{
+    Settings settings;
+    QTemporaryDir folder;
+    LogCapture log;
+    VXVirtualScheduler time(VXVirtualScheduler::unixTime(QDate(2026, 11, 20), QTime(5, 58), kBerlin), kBerlin);
+    Tracker tracker(VXVirtualScheduler::unixTime(QDate(2026, 11, 19), QTime(22, 0), kBerlin));
+    for (double t = tracker.configuration->value(VXLastTimestampKey).toDouble() + 60; t <= time.now(); t += 60)
+        tracker.minutePassed(t);
+    settings.defaults->setBool(true, VXAutoExportKey::kAutoExportReports);
+    settings.defaults->setString(folder.path(), VXAutoExportKey::kAutoExportFolder);
+    VXExporter exporter(tracker.source(), *settings.defaults, time);
+
+    std::vector<std::pair<QString, VXAutoExportResult>> results;
+    std::function<void()> check = [&] {
+        int hour = 0;
+        const QString day = currentYearMonthDayStringWithHour(time, &hour);
+        if (hour >= 6)
+            results.emplace_back(time.localDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")), exporter.autoExportIfNecessary());
+        time.performAfterDelay(&exporter, QStringLiteral("doAutoTasksIfNecessary:"), 59, check);
+    };
+    std::function<void()> tick = [&] {
+        tracker.minutePassed(time.now());
+        time.performAfterDelay(&tracker, QStringLiteral("tick"), 60, tick);
+    };
+    time.performAfterDelay(&tracker, QStringLiteral("tick"), 60, tick);
+    check();
+
+    // Before six nothing is exported; the first check from six on (05:58:00 + 3 x 59 s) writes
+    // today's file.
+    std::size_t periodsAtExport = 0;
+    time.performAfterDelay(&periodsAtExport, QStringLiteral("count"), 3 * 59 - 0.5, [&] { periodsAtExport = tracker.periods.size(); });
+    time.advanceTo(VXVirtualScheduler::unixTime(QDate(2026, 11, 20), QTime(6, 5), kBerlin));
+    ASSERT_FALSE(results.empty());
+    EXPECT_EQ(results.front().first, QStringLiteral("2026-11-20 06:00:57"));
+    EXPECT_EQ(results.front().second, VXAutoExportResult::Exported);
+    const QString first = folder.filePath(QStringLiteral("2026-11-20.csv"));
+    ASSERT_TRUE(QFileInfo::exists(first));
+    const double firstExport = settings.defaults->doubleForKey(VXAutoExportKey::kLastAutoExport);
+    EXPECT_DOUBLE_EQ(firstExport, VXVirtualScheduler::unixTime(QDate(2026, 11, 20), QTime(6, 0, 57), kBerlin));
+    // Everything since the first timestamp, up to the last sample before the export.
+    const QStringList firstRows = rowsOf(first);
+    EXPECT_EQ(static_cast<std::size_t>(firstRows.size()), periodsAtExport);
+    EXPECT_EQ(firstRows.front(), QStringLiteral(",Mail,,%1,%2").arg(tracker.periods.front().first, 0, 'f', 2).arg(tracker.periods.front().second, 0, 'f', 2));
+
+    // The rest of the day and the night: the file is there, nothing more is written, and the
+    // setting is left alone; after midnight, nothing before six.
+    time.advanceTo(VXVirtualScheduler::unixTime(QDate(2026, 11, 21), QTime(5, 59, 30), kBerlin));
+    for (std::size_t i = 1; i < results.size(); ++i)
+        ASSERT_EQ(results[i].second, VXAutoExportResult::AlreadyExported) << results[i].first.toStdString();
+    EXPECT_EQ(rowsOf(first), firstRows);
+    EXPECT_DOUBLE_EQ(settings.defaults->doubleForKey(VXAutoExportKey::kLastAutoExport), firstExport);
+    EXPECT_EQ(results.back().first, QStringLiteral("2026-11-20 23:59:") + results.back().first.right(2));
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("2026-11-20.csv")});
+
+    // From six on the second day, with "Auto-Export Range" 1: only what came since the first
+    // export, a period that crossed it cut there.
+    settings.defaults->setInteger(1, VXAutoExportKey::kAutoExportRange);
+    const std::size_t crossing = periodsAtExport;   // [06:00:10, 06:00:50] becomes [06:00:10, 06:01:02]
+    tracker.periods[crossing].second = firstExport + 5;
+    (*tracker.mail->value(VXFrontActiveLogKey).array())[2 * crossing + 1] = -(firstExport + 5);
+    const std::size_t before = results.size();
+    time.advanceTo(VXVirtualScheduler::unixTime(QDate(2026, 11, 21), QTime(6, 1), kBerlin));
+    ASSERT_GT(results.size(), before);
+    EXPECT_EQ(results[before].first, QStringLiteral("2026-11-21 06:00:") + results[before].first.right(2));
+    EXPECT_EQ(results[before].second, VXAutoExportResult::Exported);
+    const QStringList secondRows = rowsOf(folder.filePath(QStringLiteral("2026-11-21.csv")));
+    ASSERT_FALSE(secondRows.isEmpty());
+    const double secondExport = settings.defaults->doubleForKey(VXAutoExportKey::kLastAutoExport);
+    const auto since = std::count_if(tracker.periods.begin(), tracker.periods.end(), [&](const auto &period) {
+        // Logged by the ticks between the two exports (each period ends 10 s before its tick).
+        return period.second > firstExport && period.second + 10 <= secondExport;
+    });
+    EXPECT_EQ(secondRows.size(), since);
+    EXPECT_GT(since, 23 * 60);
+    EXPECT_EQ(secondRows.front().section(u',', 3, 3), QString::number(firstExport, 'f', 2));
+    EXPECT_TRUE(log.take().isEmpty());
+}
+
+TEST(VXExporter, AnExistingFileForTodayMeansDoneAndDeletingItExportsAgain)
+{
+    Settings settings;
+    QTemporaryDir folder;
+    VXVirtualScheduler time(VXVirtualScheduler::unixTime(QDate(2026, 3, 29), QTime(9, 0), kBerlin), kBerlin);
+    Tracker tracker(time.now() - 3600);
+    tracker.minutePassed(time.now());
+    settings.defaults->setBool(true, VXAutoExportKey::kAutoExportReports);
+    settings.defaults->setString(folder.path(), VXAutoExportKey::kAutoExportFolder);
+    settings.defaults->setDouble(12345, VXAutoExportKey::kLastAutoExport);
+    VXExporter exporter(tracker.source(), *settings.defaults, time);
+
+    const QString today = folder.filePath(QStringLiteral("2026-03-29.csv"));
+    QFile existing(today);
+    ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
+    existing.write("kept by hand\n");
+    existing.close();
+    EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::AlreadyExported);
+    EXPECT_EQ(contents(today), QByteArray("kept by hand\n"));
+    EXPECT_DOUBLE_EQ(settings.defaults->doubleForKey(VXAutoExportKey::kLastAutoExport), 12345);
+
+    ASSERT_TRUE(QFile::remove(today));
+    time.advanceBy(59);
+    EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::Exported);
+    EXPECT_EQ(rowsOf(today).size(), 1);
+    EXPECT_DOUBLE_EQ(settings.defaults->doubleForKey(VXAutoExportKey::kLastAutoExport), time.now());
+
+    // Switched off: nothing at all.
+    ASSERT_TRUE(QFile::remove(today));
+    settings.defaults->setBool(false, VXAutoExportKey::kAutoExportReports);
+    EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::Off);
+    EXPECT_FALSE(QFileInfo::exists(today));
+}
+
+TEST(VXExporter, AFolderThatCannotBeWrittenOrAFileThatCannotBeWrittenIsLoggedAndLeavesTheSettingAlone)
+{
+    Settings settings;
+    QTemporaryDir folder;
+    VXVirtualScheduler time(VXVirtualScheduler::unixTime(QDate(2026, 11, 20), QTime(7, 0), kBerlin), kBerlin);
+    Tracker tracker(time.now() - 86400);
+    for (int i = 0; i < 1000; ++i)
+        tracker.minutePassed(time.now() - 86400 + 60 * (i + 1));
+    settings.defaults->setBool(true, VXAutoExportKey::kAutoExportReports);
+    VXExporter exporter(tracker.source(), *settings.defaults, time);
+
+    // Under a regular file: no folder there, whoever runs the test.
+    const QString file = folder.filePath(QStringLiteral("plain-file"));
+    QFile plain(file);
+    ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
+    plain.close();
+    const QString impossible = file + QStringLiteral("/exports");
+    settings.defaults->setString(impossible, VXAutoExportKey::kAutoExportFolder);
+    {
+        LogCapture log;
+        EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::NoAccess);
+        EXPECT_EQ(log.take(), QStringList{QStringLiteral("cannot auto-export to <%1>").arg(impossible)});
+        EXPECT_FALSE(settings.defaults->persistentObjectForKey(VXAutoExportKey::kLastAutoExport).isNumber());
+    }
+
+    // A folder that can be written, but a file that cannot: larger than the process may write.
+    settings.defaults->setString(folder.path(), VXAutoExportKey::kAutoExportFolder);
+    const QString target = folder.filePath(QStringLiteral("2026-11-20.csv"));
+    {
+        LogCapture log;
+        struct rlimit old {};
+        ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+        const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+        struct rlimit small = old;
+        small.rlim_cur = 4096;
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+        const VXAutoExportResult result = exporter.autoExportIfNecessary();
+        setrlimit(RLIMIT_FSIZE, &old);
+        std::signal(SIGXFSZ, previous);
+        EXPECT_EQ(result, VXAutoExportResult::Failed);
+        EXPECT_EQ(log.take(), QStringList{QStringLiteral("cannot auto-export to <%1>").arg(target)});
+        EXPECT_FALSE(QFileInfo::exists(target));
+        EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("plain-file")});
+        EXPECT_FALSE(settings.defaults->persistentObjectForKey(VXAutoExportKey::kLastAutoExport).isNumber());
+    }
+    // The next check, with room again, succeeds.
+    EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::Exported);
+    EXPECT_EQ(rowsOf(target).size(), 1000);
+}
+
+TEST(VXExporter, TheBookmarkManagerIsAskedForTheFolderAndItsAccessAlwaysReleased)
+{
+    Settings settings;
+    QTemporaryDir folder;
+    VXVirtualScheduler time(VXVirtualScheduler::unixTime(QDate(2026, 11, 20), QTime(7, 0), kBerlin), kBerlin);
+    Tracker tracker(time.now() - 600);
+    tracker.minutePassed(time.now());
+    settings.defaults->setBool(true, VXAutoExportKey::kAutoExportReports);
+    settings.defaults->setString(folder.path(), VXAutoExportKey::kAutoExportFolder);
+    FolderAccess access;
+    VXExporter exporter(tracker.source(), *settings.defaults, time, &access);
+
+    access.grant = false;
+    LogCapture log;
+    EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::NoAccess);
+    EXPECT_EQ(access.asked, QStringList{folder.path()});
+    EXPECT_TRUE(access.released.isEmpty());
+    EXPECT_EQ(log.take().size(), 1);
+
+    access.grant = true;
+    EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::Exported);
+    EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::AlreadyExported);
+    EXPECT_EQ(access.released, (QStringList{access.bookmark, access.bookmark}));
+
+    // Choosing a folder asks the same way and keeps no access.
+    access.released.clear();
+    EXPECT_TRUE(exporter.setExportFolderPath(folder.path()));
+    EXPECT_EQ(access.released, QStringList{access.bookmark});
+    access.grant = false;
+    EXPECT_FALSE(exporter.setExportFolderPath(QStringLiteral("/elsewhere")));
+    EXPECT_EQ(exporter.autoExportFolderPath(), folder.path());
+}
+
+TEST(VXExporter, TheExportFolderDefaultsToReportsInTheLibraryAndIsStoredWithATilde)
+{
+    Settings settings;
+    QTemporaryDir home;
+    const ScopedEnvironment homeVariable("HOME", home.path().toUtf8());
+    const ScopedEnvironment dataHome("XDG_DATA_HOME", home.filePath(QStringLiteral("data")).toUtf8());
+    VXVirtualScheduler time(0);
+    Tracker tracker(1000);
+    VXExporter exporter(tracker.source(), *settings.defaults, time);
+
+    const QString reports = home.filePath(QStringLiteral("data/Wendle/Reports"));
+    EXPECT_EQ(exporter.defaultAutoExportFolderPath(), reports);
+    EXPECT_TRUE(QFileInfo(reports).isDir());
+    EXPECT_EQ(QFileInfo(reports).permissions() & (QFile::ReadGroup | QFile::ReadOther | QFile::ExeOther), 0);
+    EXPECT_EQ(QFileInfo(home.filePath(QStringLiteral("data/Wendle"))).permissions() & QFile::ReadOther, 0);
+    EXPECT_EQ(exporter.autoExportFolderPath(), reports);
+    EXPECT_EQ(VXDefaultConfigurationFilePath(), home.filePath(QStringLiteral("data/Wendle/Configurations/Default.plist")));
+
+    // "Other...": a folder in the home is stored with "~", and read back expanded.
+    ASSERT_TRUE(QDir(home.path()).mkpath(QStringLiteral("Exports/2026")));
+    EXPECT_TRUE(exporter.setExportFolderPath(home.filePath(QStringLiteral("Exports/2026/"))));
+    EXPECT_EQ(settings.defaults->stringForKey(VXAutoExportKey::kAutoExportFolder), QStringLiteral("~/Exports/2026"));
+    EXPECT_EQ(exporter.autoExportFolderPath(), home.filePath(QStringLiteral("Exports/2026")));
+    const VXExportFolderSelectorItem selector = exporter.autoExportFolderSelectorItem();
+    EXPECT_EQ(selector.title, QStringLiteral("2026"));
+    EXPECT_EQ(selector.path, home.filePath(QStringLiteral("Exports/2026")));
+    EXPECT_TRUE(selector.detail.startsWith(spacedDashString()));
+    EXPECT_TRUE(selector.detail.endsWith(QStringLiteral("2026")));
+    // Nothing for an empty path, or a folder that is not there.
+    EXPECT_FALSE(exporter.setExportFolderPath(QString()));
+    EXPECT_FALSE(exporter.setExportFolderPath(home.filePath(QStringLiteral("missing"))));
+    EXPECT_EQ(settings.defaults->stringForKey(VXAutoExportKey::kAutoExportFolder), QStringLiteral("~/Exports/2026"));
+
+    // The first timestamp for the daily export: with range 1, the later of it and the last export.
+    tracker.configuration->insert(VXFirstPoolTimestampKey, 900.0);
+    settings.defaults->setDouble(500, VXAutoExportKey::kLastAutoExport);
+    EXPECT_DOUBLE_EQ(exporter.autoExportBeginTimestamp(), 900);
+    settings.defaults->setInteger(1, VXAutoExportKey::kAutoExportRange);
+    EXPECT_DOUBLE_EQ(exporter.autoExportBeginTimestamp(), 900);
+    settings.defaults->setDouble(950, VXAutoExportKey::kLastAutoExport);
+    EXPECT_DOUBLE_EQ(exporter.autoExportBeginTimestamp(), 950);
+}
+
+TEST(VXExporter, ExportSnapshotRunsTheSavePanelOnTheReportAndBeepsWhenItCannot)
+{
+    Settings settings;
+    QTemporaryDir folder;
+    LogCapture log;
+    VXVirtualScheduler time(0);
+    Tracker tracker(1000);
+    tracker.mail->value(VXFrontActiveLogKey).array()->append(1100);
+    tracker.mail->value(VXFrontActiveLogKey).array()->append(-1300);
+    VXExporter exporter(tracker.source(), *settings.defaults, time);
+    UserInterface ui;
+    ui.begin = 1200;
+    ui.end = 1250;
+
+    // No report window: a log line and a beep, no panel.
+    ui.hasReportWindow = false;
+    exporter.exportCSV(ui);
+    EXPECT_EQ(ui.calls, QStringList{QStringLiteral("prepare")});
+    EXPECT_EQ(ui.beeps, 1);
+    EXPECT_EQ(log.take(), QStringList{VXNoReportWindowMessage});
+
+    // Cancelled: modal while the panel runs, nothing written.
+    ui.hasReportWindow = true;
+    ui.calls.clear();
+    exporter.exportCSV(ui);
+    EXPECT_EQ(ui.calls, (QStringList{QStringLiteral("prepare"), QStringLiteral("modal"), QStringLiteral("panel Export Snapshot csv"),
+                                     QStringLiteral("modeless")}));
+    EXPECT_EQ(ui.beeps, 1);
+
+    // Chosen: the report's range goes to the file.
+    ui.answer = folder.filePath(QStringLiteral("chosen.csv"));
+    exporter.exportCSV(ui);
+    EXPECT_EQ(rowsOf(*ui.answer), QStringList{QStringLiteral(",Mail,,1200.00,1250.00")});
+    EXPECT_EQ(ui.beeps, 1);
+    EXPECT_EQ(ui.calls.last(), QStringLiteral("modeless"));
+
+    // A file that cannot be written beeps, and the program is modeless again.
+    ui.answer = folder.filePath(QStringLiteral("chosen.csv/inside.csv"));
+    exporter.exportCSV(ui);
+    EXPECT_EQ(ui.beeps, 2);
+    EXPECT_EQ(ui.calls.last(), QStringLiteral("modeless"));
+
+    // So do columns that leave nothing to export, with their own log line.
+    settings.defaults->setBool(false, VXDefaultsKey::kExportColumnFront);
+    ui.answer = folder.filePath(QStringLiteral("none.csv"));
+    log.take();
+    exporter.exportCSV(ui);
+    EXPECT_EQ(ui.beeps, 3);
+    EXPECT_EQ(log.take(), QStringList{VXNothingToExportMessage});
+    EXPECT_FALSE(QFileInfo::exists(*ui.answer));
+}
+
+TEST(VXExporter, RevealingTheExportFolderNeedsAFolderThatIsThereAndAFileManager)
+{
+    Settings settings;
+    QTemporaryDir folder;
+    LogCapture log;
+    VXVirtualScheduler time(0);
+    Tracker tracker(1000);
+    VXExporter exporter(tracker.source(), *settings.defaults, time);
+    UserInterface ui;
+
+    settings.defaults->setString(folder.path(), VXAutoExportKey::kAutoExportFolder);
+    exporter.revealExportFolder(ui);
+    EXPECT_EQ(ui.calls, QStringList{QStringLiteral("reveal ") + folder.path()});
+    EXPECT_EQ(ui.beeps, 0);
+
+    ui.revealWorks = false;
+    exporter.revealExportFolder(ui);
+    EXPECT_EQ(ui.beeps, 1);
+    EXPECT_EQ(log.take(), QStringList{QStringLiteral("cannot reveal export folder: ") + folder.path()});
+
+    const QString missing = folder.filePath(QStringLiteral("gone"));
+    settings.defaults->setString(missing, VXAutoExportKey::kAutoExportFolder);
+    ui.calls.clear();
+    exporter.revealExportFolder(ui);
+    EXPECT_TRUE(ui.calls.isEmpty());
+    EXPECT_EQ(ui.beeps, 2);
+    EXPECT_EQ(log.take(), QStringList{QStringLiteral("cannot reveal export folder: ") + missing});
+}
+
+TEST(VXExporter, TheLiveReportsDataComesFromTheSourceWithTheReportSettings)
+{
+    Settings settings;
+    VXVirtualScheduler time(0);
+    Tracker tracker(1000);
+    tracker.mail->value(VXFrontActiveLogKey).array()->append(1100);
+    const VXDictionaryRef editor = addApplication(*tracker.configuration, QStringLiteral("org.example.Editor"),
+                                                  withLogs(item(QStringLiteral("Editor")), numbers({1000, -1050}), VXArrayRef()));
+    tracker.configuration->insert(VXLastTimestampKey, 2000.0);
+    VXArrayRef listed = VXMakeArray();
+    listed->append(tracker.mail);
+    VXExportSource source = tracker.source();
+    source.applicationList = [listed] { return listed; };
+    VXExporter exporter(source, *settings.defaults, time);
+    settings.defaults->setInteger(1, QStringLiteral("Live Report Content"));
+
+    double first = 0;
+    double last = 0;
+    exporter.getFirstTimestamp(&first, &last);
+    EXPECT_DOUBLE_EQ(first, 1000);
+    EXPECT_DOUBLE_EQ(last, 2000);
+    EXPECT_EQ(exporter.eventLogsClippedBetweenTimestamp(1000, 2000)->size(), 2u);
+    // "Live Report Content" 0: only the organizer's rows.
+    settings.defaults->setInteger(0, QStringLiteral("Live Report Content"));
+    const VXArrayRef shown = exporter.eventLogsClippedBetweenTimestamp(1000, 2000);
+    ASSERT_EQ(shown->size(), 1u);
+    EXPECT_EQ(shown->at(0).dictionary()->value(VXNameKey).toString(), QStringLiteral("Mail"));
+    EXPECT_EQ(doublesOf(shown->at(0).dictionary()->value(VXFrontActiveLogKey)), (std::vector<double>{1100, -2000}));
+    // Without a tree: nothing, and zeros.
+    VXExporter empty({[] { return VXDictionaryRef(); }, {}, {}, {}}, *settings.defaults, time);
+    EXPECT_EQ(empty.eventLogsClippedBetweenTimestamp(0, 1)->size(), 0u);
+    EXPECT_DOUBLE_EQ(empty.firstTimestamp(), 0);
+    Q_UNUSED(editor);
+}
