@@ -1,0 +1,308 @@
+#include "VXReportSnapshotManager.h"
+
+#include "VXCSVExport.h"
+#include "VXPersistenceTestSupport.h"
+#include "VXReportSnapshotParser.h"
+#include "VXReportSnapshotPresenter.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QThread>
+#include <QTimer>
+
+using namespace vxtest;
+
+namespace {
+
+class Report final : public VXReportClient
+{
+public:
+    Report(QString id, VXDictionaryRef configuration) : m_id(std::move(id)), m_configuration(std::move(configuration)) {}
+    QString uniqueID() const override { return m_id; }
+    VXDictionaryRef snapshotConfiguration() const override { return m_configuration; }
+    void detachReportView() override { detached = true; }
+    bool detached = false;
+
+private:
+    QString m_id;
+    VXDictionaryRef m_configuration;
+};
+
+// The reports layer, scripted: makes reports, records where and how often it shows them.
+class Presenter final : public VXReportSnapshotPresenter
+{
+public:
+    bool makes = true;
+    QStringList made;
+    int shown = 0;
+    bool onMainThread = true;
+
+    std::shared_ptr<VXReportClient> makeReportController(const QString &uniqueID, const VXDictionaryRef &configuration,
+                                                         VXReportDataSource &) override
+    {
+        onMainThread = onMainThread && QThread::currentThread() == QCoreApplication::instance()->thread();
+        if (!makes)
+            return nullptr;
+        made << uniqueID;
+        return std::make_shared<Report>(uniqueID, configuration);
+    }
+    bool showReportController(VXReportClient &) override
+    {
+        onMainThread = onMainThread && QThread::currentThread() == QCoreApplication::instance()->thread();
+        ++shown;
+        return true;
+    }
+};
+
+class Menu final : public VXReportMenu
+{
+public:
+    QStringList titles;
+    void addItem(const QString &title, int, std::function<void()>) override { titles << title; }
+    void addSeparator() override { titles << QStringLiteral("-"); }
+    void addHeading(const QString &title) override { titles << title; }
+    VXReportMenu &addSubmenu(const QString &title) override
+    {
+        titles << title;
+        return *this;
+    }
+};
+
+// The application controller as the snapshots' delegate: it fills the View menu.
+class Delegate final : public VXReportDataSource
+{
+public:
+    void getFirstTimestamp(double *, double *, const VXReportClient &) override {}
+    VXArrayRef eventLogsClippedBetweenTimestamp(double, double, const VXReportClient &) override { return VXMakeArray(); }
+    void populateViewMenu(VXReportMenu &menu, const VXReportClient &report) override
+    {
+        menu.addItem(QStringLiteral("as Time Lapse for ") + report.uniqueID(), 0, {});
+    }
+};
+
+QString writeFile(const QString &path, const QByteArray &text)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return QString();
+    file.write(text);
+    return path;
+}
+
+const QByteArray kSnapshot = "Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
+                             "Mail,Inbox,1700000000.00,1700000100.00\n"
+                             "Mail,,1700000200.00,1700000300.00\n";
+
+} // namespace
+
+TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
+{
+    Settings settings;
+    QTemporaryDir folder;
+    Presenter presenter;
+    VXReportSnapshotManager manager;
+    manager.setPresenter(&presenter);
+    QStringList shown;
+    QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotShown, [&](const QString &path) { shown << path; });
+
+    const QString path = writeFile(folder.filePath(QStringLiteral("a.csv")), kSnapshot);
+    manager.showReportSnapshotFromCSVFile(path);
+    // Nothing happens before the event loop turns: the reading is elsewhere.
+    EXPECT_EQ(manager.pendingCount(), 1);
+    EXPECT_TRUE(presenter.made.isEmpty());
+    ASSERT_TRUE(waitUntil([&] { return !shown.isEmpty(); }));
+    EXPECT_EQ(shown, QStringList{path});
+    EXPECT_EQ(presenter.made, QStringList{path});
+    EXPECT_EQ(presenter.shown, 1);
+    EXPECT_TRUE(presenter.onMainThread);
+    ASSERT_EQ(manager.controllers().size(), 1u);
+    EXPECT_EQ(manager.pendingCount(), 0);
+
+    // The manager answers the report's questions from the file's data.
+    const VXReportClient &report = *manager.controllers().front();
+    double first = 0;
+    double last = 0;
+    manager.getFirstTimestamp(&first, &last, report);
+    EXPECT_DOUBLE_EQ(first, 1700000000);
+    EXPECT_DOUBLE_EQ(last, 1700000300);
+    const VXArrayRef entries = manager.eventLogsClippedBetweenTimestamp(1700000050, 1700000250, report);
+    ASSERT_EQ(entries->size(), 2u);
+    EXPECT_EQ(entries->at(0).dictionary()->value(VXNameKey).toString(), QStringLiteral("Mail"));
+    EXPECT_EQ(doublesOf(entries->at(0).dictionary()->value(VXFrontActiveLogKey)), (std::vector<double>{1700000200, -1700000250}));
+    EXPECT_EQ(doublesOf(entries->at(1).dictionary()->value(VXFrontActiveLogKey)), (std::vector<double>{1700000050, -1700000100}));
+
+    // The View menu comes from the delegate; there is no context menu.
+    Menu menu;
+    manager.populateViewMenu(menu, report);
+    EXPECT_TRUE(menu.titles.isEmpty());
+    Delegate delegate;
+    manager.setDelegate(&delegate);
+    manager.populateViewMenu(menu, report);
+    EXPECT_EQ(menu.titles, QStringList{QStringLiteral("as Time Lapse for ") + path});
+    EXPECT_FALSE(manager.contextMenuForEventLog(*entries->at(0).dictionary(), report, menu));
+}
+
+TEST(VXReportSnapshotManager, OneFileOpensOneReportHoweverItIsNamedOrHowOftenItIsAskedFor)
+{
+    Settings settings;
+    QTemporaryDir folder;
+    Presenter presenter;
+    VXReportSnapshotManager manager;
+    manager.setPresenter(&presenter);
+    int shown = 0;
+    QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotShown, [&] { ++shown; });
+
+    const QString path = writeFile(folder.filePath(QStringLiteral("b.csv")), kSnapshot);
+    ASSERT_TRUE(QDir(folder.path()).mkdir(QStringLiteral("sub")));
+    ASSERT_TRUE(QFile::link(path, folder.filePath(QStringLiteral("link.csv"))));
+    // Asked again while the first reading is under way: still one.
+    manager.showReportSnapshotFromCSVFile(path);
+    manager.showReportSnapshotFromCSVFile(folder.filePath(QStringLiteral("sub/../b.csv")));
+    ASSERT_TRUE(waitUntil([&] { return shown == 1; }));
+    // Asked again when it is open: brought forward, not read again.
+    manager.showReportSnapshotFromCSVFile(folder.filePath(QStringLiteral("link.csv")));
+    EXPECT_EQ(shown, 2);
+    EXPECT_EQ(presenter.shown, 2);
+    EXPECT_EQ(presenter.made.size(), 1);
+    EXPECT_EQ(manager.controllers().size(), 1u);
+    EXPECT_EQ(manager.controllerForPath(folder.filePath(QStringLiteral("sub/../b.csv"))), manager.controllers().front());
+    EXPECT_EQ(manager.controllerForPath(folder.filePath(QStringLiteral("other.csv"))), nullptr);
+
+    // Nothing for no path.
+    manager.showReportSnapshotFromCSVFile(QString());
+    EXPECT_EQ(manager.pendingCount(), 0);
+}
+
+TEST(VXReportSnapshotManager, AFileThatCannotBeUsedOpensNothing)
+{
+    Settings settings;
+    QTemporaryDir folder;
+    LogCapture log;
+    Presenter presenter;
+    VXReportSnapshotManager manager;
+    manager.setPresenter(&presenter);
+    QStringList refused;
+    QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotRefused, [&](const QString &path) { refused << path; });
+
+    const QString empty = writeFile(folder.filePath(QStringLiteral("empty.csv")), "Application\n");
+    manager.showReportSnapshotFromCSVFile(empty);
+    ASSERT_TRUE(waitUntil([&] { return !refused.isEmpty(); }));
+    EXPECT_TRUE(presenter.made.isEmpty());
+    EXPECT_TRUE(manager.controllers().empty());
+    EXPECT_EQ(log.take(), QStringList{QStringLiteral("empty CSV file: ") + empty});
+
+    // The reports layer cannot make a report: nothing kept either.
+    presenter.makes = false;
+    const QString good = writeFile(folder.filePath(QStringLiteral("good.csv")), kSnapshot);
+    manager.showReportSnapshotFromCSVFile(good);
+    ASSERT_TRUE(waitUntil([&] { return refused.size() == 2; }));
+    EXPECT_TRUE(manager.controllers().empty());
+    // And may be asked again later.
+    presenter.makes = true;
+    manager.showReportSnapshotFromCSVFile(good);
+    ASSERT_TRUE(waitUntil([&] { return manager.controllers().size() == 1; }));
+}
+
+TEST(VXReportSnapshotManager, ClosingAReportForgetsItOnTheNextTurnOfTheLoopAndReopeningReadsTheFileAgain)
+{
+    Settings settings;
+    QTemporaryDir folder;
+    Presenter presenter;
+    VXReportSnapshotManager manager;
+    manager.setPresenter(&presenter);
+    const QString path = writeFile(folder.filePath(QStringLiteral("c.csv")), kSnapshot);
+    manager.showReportSnapshotFromCSVFile(path);
+    ASSERT_TRUE(waitUntil([&] { return manager.controllers().size() == 1; }));
+
+    std::weak_ptr<VXReportClient> weak = manager.controllers().front();
+    Report &report = static_cast<Report &>(*manager.controllers().front());
+    manager.reportWindowWillCloseForReportController(report);
+    EXPECT_TRUE(manager.controllers().empty());
+    // Still alive while its own close code runs.
+    EXPECT_FALSE(weak.expired());
+    EXPECT_TRUE(report.detached);
+    ASSERT_TRUE(waitUntil([&] { return weak.expired(); }));
+
+    // A report the manager does not know changes nothing.
+    Report stranger(QStringLiteral("x"), VXDictionaryRef());
+    manager.reportWindowWillCloseForReportController(stranger);
+
+    manager.showReportSnapshotFromCSVFile(path);
+    ASSERT_TRUE(waitUntil([&] { return manager.controllers().size() == 1; }));
+    EXPECT_EQ(presenter.made.size(), 2);
+}
+
+TEST(VXReportSnapshotManager, TheEventLoopKeepsTurningWhileABigFileIsRead)
+{
+    Settings settings;
+    QTemporaryDir folder;
+    QByteArray text = "Pool;Application;Window;Foreground Begin (Unix Time);Foreground End (Unix Time)\n";
+    for (int i = 0; i < 400'000; ++i) {
+        text += "Work;App" + QByteArray::number(i % 50) + ";Window " + QByteArray::number(i % 997) + ";"
+            + QByteArray::number(1700000000 + i * 10) + ",25;" + QByteArray::number(1700000005 + i * 10) + ",50\n";
+    }
+    const QString path = writeFile(folder.filePath(QStringLiteral("big.csv")), text);
+    VXReportSnapshotManager manager;
+    bool done = false;
+    QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotShown, [&] { done = true; });
+
+    QElapsedTimer clock;
+    qint64 last = 0;
+    qint64 longestGap = 0;
+    int ticks = 0;
+    QTimer timer;
+    timer.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&timer, &QTimer::timeout, [&] {
+        const qint64 now = clock.elapsed();
+        longestGap = std::max(longestGap, now - last);
+        last = now;
+        ++ticks;
+    });
+    clock.start();
+    timer.start(10);
+    manager.showReportSnapshotFromCSVFile(path, QStringLiteral(","));
+    QElapsedTimer reading;
+    reading.start();
+    ASSERT_TRUE(waitUntil([&] { return done; }, 60000));
+    const qint64 took = reading.elapsed();
+    timer.stop();
+    // The timer went on ticking all along (with room for a busy machine).
+    EXPECT_GE(ticks, took / 10 / 4);
+    EXPECT_LT(longestGap, 250) << "ticks " << ticks << " over " << took << " ms";
+    ASSERT_EQ(manager.controllers().size(), 1u);
+    EXPECT_EQ(manager.controllers().front()->snapshotConfiguration()->value(VXLastTimestampKey).toDouble(), 1700000000 + 399'999 * 10 + 5.5);
+}
+
+TEST(VXReportSnapshotManager, AManagerGoingAwayWhileAFileIsReadDropsTheResult)
+{
+    Settings settings;
+    QTemporaryDir folder;
+    QByteArray text = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
+    for (int i = 0; i < 100'000; ++i)
+        text += "App,1700000000.00,1700000001.00\n";
+    const QString path = writeFile(folder.filePath(QStringLiteral("d.csv")), text);
+    Presenter presenter;
+    {
+        VXReportSnapshotManager manager;
+        manager.setPresenter(&presenter);
+        manager.showReportSnapshotFromCSVFile(path);
+    }
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(presenter.made.isEmpty());
+
+    // The separator setting is what a file without a header word to guess from falls back on.
+    EXPECT_EQ(VXReportSnapshotManager::reportSnapshotColumnSeparator(), QStringLiteral(","));
+    settings.defaults->setInteger(2, VXExportKey::kExportedReportColumnSeparator);
+    EXPECT_EQ(VXReportSnapshotManager::reportSnapshotColumnSeparator(), QStringLiteral("\t"));
+    const QString tabbed = writeFile(folder.filePath(QStringLiteral("e.csv")),
+                                     "\"Application\"\tForeground Begin (Unix Time)\tForeground End (Unix Time)\nA\t1.00\t2.00\n");
+    EXPECT_TRUE(VXReportSnapshotManager::reportSnapshotConfigurationFromCSVFile(tabbed));
+    settings.defaults->setInteger(1, VXExportKey::kExportedReportColumnSeparator);
+    LogCapture quiet;
+    EXPECT_FALSE(VXReportSnapshotManager::reportSnapshotConfigurationFromCSVFile(tabbed));
+    EXPECT_NE(VXReportSnapshotManager::snapshotManager(), nullptr);
+    EXPECT_EQ(VXReportSnapshotManager::snapshotManager(), VXReportSnapshotManager::snapshotManager());
+}
