@@ -325,6 +325,10 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
         root.insert(VXApplicationsKey, std::move(created));
     }
     tick.pools = root.value(VXPoolsKey).array();
+    // The record of dormant items holds only while the tree is the one it was made from.
+    const VXDictionaryRef applications(tick.applications);
+    if (fullWalk || m_recordedConfiguration != configuration || m_recordedApplications != applications)
+        invalidateDormancyRecord();
     blacklistWithName(root, VXApplicationBlacklistKey);
     blacklistWithName(root, VXWindowBlacklistKey);
     tick.cutoffs = cutoffs(root);
@@ -342,10 +346,6 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     m_poolMatcher.clearTouched();
     tick.usePoolRecord = !fullWalk && m_hasPoolRecord && m_poolRecordSortColumn == settings.sortColumn;
 
-    // The record of dormant windows holds only while the tree is the one it was made from.
-    const VXDictionaryRef applications(tick.applications);
-    if (fullWalk || m_recordedConfiguration != configuration || m_recordedApplications != applications)
-        invalidateDormancyRecord();
     tick.useRecord = m_hasRecord && !settings.showInactiveApplicationItems;
     tick.generation = ++m_generation;
     m_touchedApplications.clear();

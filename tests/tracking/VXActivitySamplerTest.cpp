@@ -352,3 +352,28 @@ TEST_F(SamplerTest, TheRecordOfDormantWindowsNoticesATreeChangedBehindItsBack)
     tick(T + 4, false);
     EXPECT_EQ(activeLog(*copiedReport), (Log{T, -(T + 1)}));   // began at the previous sample: dropped
 }
+
+TEST_F(SamplerTest, ARootReplacedAroundTheSamePoolsStillClosesTheirPeriods)
+{
+    VXDictionaryRef editorMember = member(u"Editor"_s, kEditorID);
+    VXDictionaryRef aPool = pool(u"Writing"_s, {editorMember});
+    VXArrayRef pools = VXMakeArray();
+    pools->append(aPool);
+    configuration->insert(VXPoolsKey, pools);
+    desktop.launch(u"Editor"_s, kEditorPath, kEditorID, 10);
+    tick(T);
+    tick(T + 1, false);
+    tick(T + 2, false);
+    EXPECT_EQ(timeOf(*aPool), 2.0);
+
+    // A new root holding the very same pools and applications (as a shallow copy would).
+    VXDictionaryRef shallow = VXMakeDictionary();
+    for (const VXDictionary::Entry &entry : *configuration)
+        shallow->insert(entry.key, entry.value);
+    configuration = shallow;
+    desktop.quit(10);
+    tick(T + 3, false);
+    EXPECT_EQ(activeLog(*aPool), (Log{T, -(T + 2)}));
+    EXPECT_EQ(activeLog(*editorMember), (Log{T, -(T + 2)}));
+    EXPECT_FALSE(aPool->contains(VXActiveKey));
+}
