@@ -13,7 +13,7 @@ packages=(
   googletest libgtest-dev libbenchmark-dev
   python3 libplist-utils
   # a real desktop for the integration tests: X server, window manager, clients, session bus
-  xvfb openbox xdotool x11-utils wmctrl xterm x11-apps x11-xserver-utils python3-xlib dbus
+  xvfb openbox xdotool x11-utils wmctrl xterm x11-apps x11-xserver-utils python3-xlib dbus python3-dbusmock python3-dbus python3-gi libglib2.0-bin
   # fuzzing (libFuzzer comes with clang)
   clang libclang-rt-14-dev
 )

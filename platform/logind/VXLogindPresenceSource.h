@@ -1,0 +1,62 @@
+#pragma once
+
+// Presence from systemd-logind over the system bus: the machine going to sleep and waking
+// (PrepareForSleep), this session being switched away and back (its Active property), and the
+// screen being locked and unlocked (the session's Lock and Unlock signals and its LockedHint).
+// Each change is reported once, on its transition, however many of those signals announce it.
+//
+// Whether a lock counts as the user leaving is the observer's decision, not this source's.
+
+#include "VXPresence.h"
+
+#include <QDBusConnection>
+#include <QObject>
+#include <QString>
+
+#include <functional>
+
+class QDBusMessage;
+
+class VXLogindPresenceSource : public QObject, public VXPresenceSource
+{
+    Q_OBJECT
+public:
+    // By default the system bus (DBUS_SYSTEM_BUS_ADDRESS when set) and this process's session
+    // (XDG_SESSION_ID, else the session logind gives this process).
+    explicit VXLogindPresenceSource(QObject *parent = nullptr);
+    VXLogindPresenceSource(const QDBusConnection &bus, const QString &sessionId, QObject *parent = nullptr);
+    ~VXLogindPresenceSource() override;
+
+    bool start(VXPresenceObserver &observer) override;
+    void stop() override;
+    QString name() const override;
+
+    // Called when logind announces that the machine is about to shut down, so that the
+    // program runs its quit path while it still can.
+    void setShutdownHandler(std::function<void()> handler) { m_shutdownHandler = std::move(handler); }
+
+    // The session's object path once started.
+    QString sessionPath() const { return m_sessionPath; }
+
+private Q_SLOTS:
+    void prepareForSleep(bool start);
+    void prepareForShutdown(bool start);
+    void sessionPropertiesChanged(const QString &interface, const QVariantMap &changed, const QStringList &invalidated);
+    void sessionLocked();
+    void sessionUnlocked();
+
+private:
+    QString findSessionPath();
+    void readSessionState(bool announce);
+    void setActive(bool active, bool announce);
+    void setLocked(bool locked, bool announce);
+
+    QDBusConnection m_bus;
+    QString m_sessionId;
+    QString m_sessionPath;
+    VXPresenceObserver *m_observer = nullptr;
+    std::function<void()> m_shutdownHandler;
+    bool m_sleeping = false;
+    bool m_active = true;
+    bool m_locked = false;
+};

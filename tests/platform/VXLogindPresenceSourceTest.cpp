@@ -1,0 +1,240 @@
+// The logind source against a private system bus with python-dbusmock's logind template.
+
+#include "VXLogindPresenceSource.h"
+#include "VXTestProcess.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+QString s(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+struct RecordingObserver final : VXPresenceObserver {
+    QStringList events;
+    void inputHappened() override { events << s("input"); }
+    void systemWillSleep() override { events << s("sleep"); }
+    void systemDidWake() override { events << s("wake"); }
+    void sessionDidResignActive() override { events << s("resign"); }
+    void sessionDidBecomeActive() override { events << s("active"); }
+    void screenDidLock() override { events << s("lock"); }
+    void screenDidUnlock() override { events << s("unlock"); }
+};
+
+// A system bus of our own and a mocked logind on it, stopped in reverse order.
+class LogindRig
+{
+public:
+    QString skipReason;
+    QString address;
+
+    bool start()
+    {
+        const QString python = VXTestPython();
+        const QString daemon = QStandardPaths::findExecutable(s("dbus-daemon"));
+        if (python.isEmpty() || daemon.isEmpty() || QStandardPaths::findExecutable(s("gdbus")).isEmpty()) {
+            skipReason = s("needs python3, dbus-daemon and gdbus");
+            return false;
+        }
+        if (VXRunProcess(python, {s("-c"), s("import dbusmock")}).exitCode != 0) {
+            skipReason = s("needs python3-dbusmock");
+            return false;
+        }
+        QFile config(m_dir.filePath(s("system.conf")));
+        if (!config.open(QIODevice::WriteOnly))
+            return false;
+        config.write(QStringLiteral("<busconfig><type>system</type><listen>unix:dir=%1</listen>"
+                                    "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+                                    "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>")
+                         .arg(m_dir.path())
+                         .toUtf8());
+        config.close();
+        m_bus.start(daemon, {s("--config-file=") + config.fileName(), s("--nofork"), s("--print-address=1")});
+        if (!m_bus.waitForReadyRead(5000))
+            return false;
+        address = QString::fromUtf8(m_bus.readLine()).trimmed();
+
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(s("DBUS_SYSTEM_BUS_ADDRESS"), address);
+        m_mock.setProcessEnvironment(environment);
+        m_mock.start(python, {s("-m"), s("dbusmock"), s("--system"), s("--template"), s("logind")});
+        const QDeadlineTimer deadline(10000);
+        while (!deadline.hasExpired()) {
+            if (call({s("-d"), s("org.freedesktop.DBus"), s("-o"), s("/org/freedesktop/DBus"), s("-m"),
+                      s("org.freedesktop.DBus.NameHasOwner"), s("org.freedesktop.login1")})
+                    .contains("true"))
+                break;
+            QThread::msleep(50);
+        }
+        return !call(logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.AddSession"),
+                            {s("c1"), s("seat0"), s("1000"), s("tester"), s("true")}))
+                    .isEmpty();
+    }
+
+    ~LogindRig()
+    {
+        for (QProcess *process : {&m_mock, &m_bus}) {
+            if (process->state() != QProcess::NotRunning) {
+                process->terminate();
+                if (!process->waitForFinished(3000)) {
+                    process->kill();
+                    process->waitForFinished(3000);
+                }
+            }
+        }
+    }
+
+    QStringList logind(const QString &path, const QString &method, const QStringList &arguments) const
+    {
+        return QStringList{s("-d"), s("org.freedesktop.login1"), s("-o"), path, s("-m"), method} + arguments;
+    }
+
+    QByteArray call(const QStringList &arguments) const
+    {
+        const VXProcessResult result = VXRunProcess(s("gdbus"), QStringList{s("call"), s("--address"), address} + arguments, 10000);
+        return result.exitCode == 0 ? result.standardOutput : QByteArray();
+    }
+
+private:
+    QTemporaryDir m_dir;
+    QProcess m_bus;
+    QProcess m_mock;
+};
+
+// Turns the event loop until the observer has `count` events or a deadline passes.
+bool waitForEvents(const RecordingObserver &observer, qsizetype count)
+{
+    const QDeadlineTimer deadline(5000);
+    while (observer.events.size() < count && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    return observer.events.size() >= count;
+}
+
+class LogindPresence : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        if (!QCoreApplication::instance()) {
+            static int argc = 1;
+            static char name[] = "test";
+            static char *argv[] = {name, nullptr};
+            static QCoreApplication app(argc, argv);
+        }
+    }
+
+    void SetUp() override
+    {
+        if (!rig.start()) {
+            if (!rig.skipReason.isEmpty())
+                GTEST_SKIP() << rig.skipReason.toStdString();
+            FAIL() << "the private system bus or the mocked logind did not start";
+        }
+        bus = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(rig.address, s("logind-test")));
+        ASSERT_TRUE(bus->isConnected());
+        source = std::make_unique<VXLogindPresenceSource>(*bus, s("c1"));
+        ASSERT_TRUE(source->start(observer));
+        EXPECT_EQ(source->sessionPath(), s("/org/freedesktop/login1/session/c1"));
+    }
+
+    void TearDown() override
+    {
+        source.reset();
+        bus.reset();
+        QDBusConnection::disconnectFromBus(s("logind-test"));
+    }
+
+    QByteArray emitSleep(bool start)
+    {
+        return rig.call(rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.EmitSignal"),
+                                   {s("org.freedesktop.login1.Manager"), s("PrepareForSleep"), s("b"),
+                                    start ? s("[<true>]") : s("[<false>]")}));
+    }
+
+    QByteArray session(const QString &method, const QStringList &arguments = {})
+    {
+        return rig.call(rig.logind(s("/org/freedesktop/login1/session/c1"), method, arguments));
+    }
+
+    LogindRig rig;
+    std::unique_ptr<QDBusConnection> bus;
+    std::unique_ptr<VXLogindPresenceSource> source;
+    RecordingObserver observer;
+};
+
+} // namespace
+
+TEST_F(LogindPresence, SleepAndWakeAreReportedOncePerTransition)
+{
+    ASSERT_FALSE(emitSleep(true).isEmpty());
+    ASSERT_TRUE(waitForEvents(observer, 1));
+    // A repeated announcement of the same state is not a second sleep.
+    emitSleep(true);
+    emitSleep(false);
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
+    EXPECT_EQ(observer.events, (QStringList{s("sleep"), s("wake")}));
+}
+
+TEST_F(LogindPresence, LockAndUnlockThroughSignalsAndTheHint)
+{
+    ASSERT_FALSE(session(s("org.freedesktop.login1.Session.Lock")).isEmpty());
+    ASSERT_TRUE(waitForEvents(observer, 1));
+    // The hint that follows a lock says nothing new.
+    session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("true")});
+    session(s("org.freedesktop.login1.Session.Unlock"));
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("false")});
+    // A screen locker that only sets the hint is noticed too.
+    session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("true")});
+    ASSERT_TRUE(waitForEvents(observer, 3));
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
+    EXPECT_EQ(observer.events, (QStringList{s("lock"), s("unlock"), s("lock")}));
+}
+
+TEST_F(LogindPresence, SessionSwitchesFollowTheActiveProperty)
+{
+    ASSERT_FALSE(session(s("org.freedesktop.DBus.Mock.UpdateProperties"),
+                         {s("org.freedesktop.login1.Session"), s("{'Active': <false>}")})
+                     .isEmpty());
+    ASSERT_TRUE(waitForEvents(observer, 1));
+    session(s("org.freedesktop.DBus.Mock.UpdateProperties"), {s("org.freedesktop.login1.Session"), s("{'Active': <true>}")});
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    EXPECT_EQ(observer.events, (QStringList{s("resign"), s("active")}));
+
+    // Once stopped, nothing more is reported.
+    source->stop();
+    emitSleep(true);
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 300);
+    EXPECT_EQ(observer.events.size(), 2);
+}
+
+TEST(LogindPresenceWithoutBus, AnUnreachableBusStartsNothing)
+{
+    if (!QCoreApplication::instance()) {
+        static int argc = 1;
+        static char name[] = "test";
+        static char *argv[] = {name, nullptr};
+        static QCoreApplication app(argc, argv);
+    }
+    QTemporaryDir dir;
+    const QDBusConnection nowhere = QDBusConnection::connectToBus(s("unix:path=") + dir.filePath(s("none")), s("nowhere"));
+    VXLogindPresenceSource source(nowhere, s("c1"));
+    RecordingObserver observer;
+    EXPECT_FALSE(source.start(observer));
+    QDBusConnection::disconnectFromBus(s("nowhere"));
+}
