@@ -1,4 +1,5 @@
 #include "VXDefaultsCommand.h"
+#include "VXExportCommand.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -20,13 +21,24 @@ int main(int argc, char *argv[])
         QTextStream err(stderr);
         return VXDefaultsCommand::run(arguments.mid(2), out, err);
     }
+    if (arguments.size() > 1
+        && (arguments.at(1) == VXExportCommand::kExportName || arguments.at(1) == VXExportCommand::kSummaryName)) {
+        QTextStream out(stdout);
+        QTextStream err(stderr);
+        return arguments.at(1) == VXExportCommand::kExportName ? VXExportCommand::runExport(arguments.mid(2), out, err)
+                                                                : VXExportCommand::runSummary(arguments.mid(2), out, err);
+    }
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Wendle tracks how long each application and window is in front and open.\n"
         "\n"
         "Commands:\n"
-        "  defaults read|write|delete ...   read and change settings (wendle defaults --help)"));
+        "  defaults read|write|delete ...   read and change settings (wendle defaults --help)\n"
+        "  export [--from WHEN] [--to WHEN] [-o FILE]\n"
+        "                                   the tracked periods as CSV (wendle export --help)\n"
+        "  summary [--from WHEN] [--to WHEN]\n"
+        "                                   time per application, window and pool (wendle summary --help)"));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.process(app);

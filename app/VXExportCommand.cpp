@@ -1,0 +1,422 @@
+#include "VXExportCommand.h"
+
+#include "VXCSVExport.h"
+#include "VXConfigurationKeys.h"
+#include "VXDictionaryExtensions.h"
+#include "VXLibraryFolders.h"
+#include "VXListedItems.h"
+#include "VXPropertyListSerialization.h"
+#include "VXRegisteredDefaults.h"
+#include "VXReportEventLogs.h"
+#include "VXStringExtensions.h"
+#include "VXSystemClock.h"
+#include "VXUserDefaults.h"
+#include "VXWhenParser.h"
+
+#include <QCommandLineParser>
+#include <QDateTime>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTextStream>
+
+#include <cmath>
+#include <optional>
+
+const QString VXExportCommand::kExportName = QStringLiteral("export");
+const QString VXExportCommand::kSummaryName = QStringLiteral("summary");
+
+namespace {
+
+// Longer names are cut in the summary's table.
+constexpr qsizetype kLongestName = 60;
+
+// The settings store for the length of a command, installed as the standard store (the
+// duration texts read it) and taken out again after.
+class CommandSettings
+{
+public:
+    explicit CommandSettings(const QString &folder)
+        : m_defaults(VXUserDefaults::kDomain, folder), m_previous(VXUserDefaults::standard())
+    {
+        VXRegisterDefaults(m_defaults);
+        VXUserDefaults::setStandard(&m_defaults);
+    }
+    ~CommandSettings() { VXUserDefaults::setStandard(m_previous); }
+    CommandSettings(const CommandSettings &) = delete;
+    CommandSettings &operator=(const CommandSettings &) = delete;
+
+    VXUserDefaults &defaults() { return m_defaults; }
+
+private:
+    VXUserDefaults m_defaults;
+    VXUserDefaults *m_previous;
+};
+
+struct Range {
+    double begin = 0.0;
+    double end = 0.0;
+};
+
+const QCommandLineOption kFromOption(QStringList{QStringLiteral("from")},
+                                     QStringLiteral("Start of the range (default: the first tracked moment)."),
+                                     QStringLiteral("WHEN"));
+const QCommandLineOption kToOption(QStringList{QStringLiteral("to")},
+                                   QStringLiteral("End of the range (default: the last tracked moment)."),
+                                   QStringLiteral("WHEN"));
+
+void addHelp(QCommandLineParser &parser)
+{
+    parser.addOption(QCommandLineOption(QStringList{QStringLiteral("h"), QStringLiteral("help")},
+                                        QStringLiteral("Show this help.")));
+}
+
+// Parses the arguments; false after writing the reason (or the help, with `helped` set).
+bool parse(QCommandLineParser &parser, const QString &command, const QStringList &arguments, QTextStream &out,
+           QTextStream &err, const QString &usage, bool *helped)
+{
+    *helped = false;
+    if (!parser.parse(QStringList{QStringLiteral("wendle ") + command} + arguments)) {
+        err << "wendle " << command << ": " << parser.errorText() << "\n" << usage;
+        return false;
+    }
+    if (parser.isSet(QStringLiteral("help"))) {
+        out << usage;
+        *helped = true;
+        return false;
+    }
+    if (!parser.positionalArguments().isEmpty()) {
+        err << "wendle " << command << ": unexpected argument \"" << parser.positionalArguments().constFirst() << "\"\n"
+            << usage;
+        return false;
+    }
+    return true;
+}
+
+VXDictionaryRef loadConfiguration(const QString &path, const QString &command, QTextStream &err)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        err << "wendle " << command << ": no saved configuration at " << path
+            << " (Wendle saves it every half hour and when it quits)\n";
+        return VXDictionaryRef();
+    }
+    VXDictionaryRef configuration = deeplyMutableDictionaryWithData(file.readAll());
+    if (!configuration)
+        err << "wendle " << command << ": cannot read the configuration " << path << "\n";
+    return configuration;
+}
+
+// The range from --from and --to, each defaulting to the tracked data's own bounds.
+std::optional<Range> rangeOf(const QCommandLineParser &parser, const VXDictionary &configuration, const VXClock &clock,
+                             const QString &command, QTextStream &err)
+{
+    Range range;
+    getFirstTimestamp(configuration, &range.begin, &range.end);
+    for (const auto &[option, value] : {std::pair{&kFromOption, &range.begin}, std::pair{&kToOption, &range.end}}) {
+        if (!parser.isSet(*option))
+            continue;
+        QString error;
+        const std::optional<double> when = VXWhenParser::timestampFromText(parser.value(*option), clock, &error);
+        if (!when) {
+            err << "wendle " << command << ": --" << option->names().constFirst() << ": " << error << "\n";
+            return std::nullopt;
+        }
+        *value = *when;
+    }
+    if (range.end < range.begin) {
+        err << "wendle " << command << ": the range ends (--to) before it begins (--from)\n";
+        return std::nullopt;
+    }
+    return range;
+}
+
+QString localText(double timestamp, const VXClock &clock)
+{
+    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(timestamp * 1000.0)), clock.timeZone())
+        .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+}
+
+std::optional<QString> separatorFromText(const QString &text, bool rows)
+{
+    const QString value = text.toLower();
+    if (!rows) {
+        if (value == QStringLiteral("comma") || value == QStringLiteral(",") || value == QStringLiteral("0"))
+            return VXColumnSeparatorForValue(0);
+        if (value == QStringLiteral("semicolon") || value == QStringLiteral(";") || value == QStringLiteral("1"))
+            return VXColumnSeparatorForValue(1);
+        if (value == QStringLiteral("tab") || value == QStringLiteral("\\t") || value == QStringLiteral("\t")
+            || value == QStringLiteral("2"))
+            return VXColumnSeparatorForValue(2);
+        return std::nullopt;
+    }
+    if (value == QStringLiteral("lf") || value == QStringLiteral("\\n") || value == QStringLiteral("0"))
+        return VXRowSeparatorForValue(0);
+    if (value == QStringLiteral("cr") || value == QStringLiteral("\\r") || value == QStringLiteral("1"))
+        return VXRowSeparatorForValue(1);
+    if (value == QStringLiteral("crlf") || value == QStringLiteral("\\r\\n") || value == QStringLiteral("2"))
+        return VXRowSeparatorForValue(2);
+    return std::nullopt;
+}
+
+// --columns: the listed columns on, all others off. False for an unknown name.
+bool applyColumns(const QString &text, VXExportSettings &settings, QString *unknown)
+{
+    VXExportSettings columns = settings;
+    columns.pool = columns.poolNotes = columns.application = columns.window = columns.front = columns.total = false;
+    const QStringList names = text.toLower().split(QRegularExpression(QStringLiteral("[,\\s]+")), Qt::SkipEmptyParts);
+    for (const QString &name : names) {
+        if (name == QStringLiteral("pool"))
+            columns.pool = true;
+        else if (name == QStringLiteral("pool-notes") || name == QStringLiteral("notes"))
+            columns.poolNotes = true;
+        else if (name == QStringLiteral("application") || name == QStringLiteral("app"))
+            columns.application = true;
+        else if (name == QStringLiteral("window"))
+            columns.window = true;
+        else if (name == QStringLiteral("front") || name == QStringLiteral("foreground"))
+            columns.front = true;
+        else if (name == QStringLiteral("total") || name == QStringLiteral("open"))
+            columns.total = true;
+        else {
+            *unknown = name;
+            return false;
+        }
+    }
+    settings = columns;
+    return true;
+}
+
+// A name on one line of the table.
+QString cellName(const QString &name)
+{
+    QString cell;
+    cell.reserve(name.size());
+    for (const QChar c : name)
+        cell += (c.category() == QChar::Other_Control || c == QChar(0x2028) || c == QChar(0x2029)) ? QChar(u' ') : c;
+    if (cell.size() > kLongestName)
+        cell = cell.left(kLongestName - 1) + QChar(0x2026);
+    return cell;
+}
+
+QString whenHelp()
+{
+    return QStringLiteral("WHEN is a date (2026-11-20), a date and time (\"2026-11-20 14:00\"), now, today,\n"
+                          "yesterday, or \"N days ago\", \"N hours ago\" (also minutes and weeks), in local time.\n");
+}
+
+QString percentOf(double interval, double range)
+{
+    if (!(range > 0) || !(interval > 0))
+        return QStringLiteral("0");
+    return QString::number(static_cast<qulonglong>(interval * 100.0 / range));
+}
+
+} // namespace
+
+int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, QTextStream &err)
+{
+    return runExport(arguments, out, err, Environment());
+}
+
+int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, QTextStream &err, const Environment &environment)
+{
+    QCommandLineParser parser;
+    addHelp(parser);
+    parser.addOption(kFromOption);
+    parser.addOption(kToOption);
+    const QCommandLineOption output(QStringList{QStringLiteral("o"), QStringLiteral("output")},
+                                    QStringLiteral("Write to FILE instead of standard output."), QStringLiteral("FILE"));
+    const QCommandLineOption columnsOption(QStringList{QStringLiteral("columns")}, QString(), QStringLiteral("LIST"));
+    const QCommandLineOption columnSeparator(QStringList{QStringLiteral("column-separator")}, QString(), QStringLiteral("SEP"));
+    const QCommandLineOption rowSeparator(QStringList{QStringLiteral("row-separator")}, QString(), QStringLiteral("SEP"));
+    parser.addOption(output);
+    parser.addOption(columnsOption);
+    parser.addOption(columnSeparator);
+    parser.addOption(rowSeparator);
+    bool helped = false;
+    if (!parse(parser, kExportName, arguments, out, err, exportUsage(), &helped))
+        return helped ? Success : UsageError;
+
+    CommandSettings settings(environment.settingsFolder);
+    VXExportSettings exportSettings = VXExportSettings::fromDefaults(settings.defaults());
+    if (parser.isSet(columnsOption)) {
+        QString unknown;
+        if (!applyColumns(parser.value(columnsOption), exportSettings, &unknown)) {
+            err << "wendle export: unknown column \"" << unknown
+                << "\" (columns: pool, pool-notes, application, window, front, total)\n";
+            return UsageError;
+        }
+    }
+    for (const auto &[option, rows] : {std::pair{&columnSeparator, false}, std::pair{&rowSeparator, true}}) {
+        if (!parser.isSet(*option))
+            continue;
+        const std::optional<QString> separator = separatorFromText(parser.value(*option), rows);
+        if (!separator) {
+            err << "wendle export: unknown separator \"" << parser.value(*option) << "\" for --"
+                << option->names().constFirst() << (rows ? " (lf, cr or crlf)\n" : " (comma, semicolon or tab)\n");
+            return UsageError;
+        }
+        (rows ? exportSettings.rowSeparator : exportSettings.columnSeparator) = *separator;
+    }
+    if (!exportSettings.hasRelevantColumns()) {
+        err << "wendle export: the columns need application or pool, and front or total\n";
+        return UsageError;
+    }
+
+    const QString path = environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
+    const VXDictionaryRef configuration = loadConfiguration(path, kExportName, err);
+    if (!configuration)
+        return Failure;
+    const VXSystemClock systemClock;
+    const VXClock &clock = environment.clock ? *environment.clock : systemClock;
+    const std::optional<Range> range = rangeOf(parser, *configuration, clock, kExportName, err);
+    if (!range)
+        return UsageError;
+
+    std::optional<VXListedItems> rows;
+    if (exportSettings.exportedReportContent != 1)
+        rows = VXListedItems::fromConfiguration(*configuration,
+                                                settings.defaults().boolForKey(VXDefaultsKey::kShowInactivePools));
+    const std::optional<QByteArray> data
+        = CSVDataWithBeginTimestamp(configuration.get(), range->begin, range->end, exportSettings, rows ? &*rows : nullptr);
+    if (!data)
+        return UsageError;
+    if (!parser.isSet(output) || parser.value(output) == QStringLiteral("-")) {
+        out << QString::fromUtf8(*data);
+        out.flush();
+        return Success;
+    }
+    if (!writeDataToFile(*data, parser.value(output), true)) {
+        err << "wendle export: cannot write " << parser.value(output) << "\n";
+        return Failure;
+    }
+    return Success;
+}
+
+int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, QTextStream &err)
+{
+    return runSummary(arguments, out, err, Environment());
+}
+
+int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, QTextStream &err, const Environment &environment)
+{
+    QCommandLineParser parser;
+    addHelp(parser);
+    parser.addOption(kFromOption);
+    parser.addOption(kToOption);
+    bool helped = false;
+    if (!parse(parser, kSummaryName, arguments, out, err, summaryUsage(), &helped))
+        return helped ? Success : UsageError;
+
+    CommandSettings settings(environment.settingsFolder);
+    const QString path = environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
+    const VXDictionaryRef configuration = loadConfiguration(path, kSummaryName, err);
+    if (!configuration)
+        return Failure;
+    const VXSystemClock systemClock;
+    const VXClock &clock = environment.clock ? *environment.clock : systemClock;
+    const std::optional<Range> range = rangeOf(parser, *configuration, clock, kSummaryName, err);
+    if (!range)
+        return UsageError;
+
+    out << "From " << localText(range->begin, clock) << " to " << localText(range->end, clock) << " ("
+        << stringWithTimeInterval(range->end - range->begin, false) << ")\n\n";
+    const QString table = summaryTable(*configuration, range->begin, range->end,
+                                       static_cast<int>(settings.defaults().integerForKey(VXDefaultsKey::kSort)));
+    out << (table.isEmpty() ? QStringLiteral("Nothing was tracked in this range.\n") : table);
+    out.flush();
+    return Success;
+}
+
+QString VXExportCommand::summaryTable(const VXDictionary &configuration, double beginTimestamp, double endTimestamp,
+                                      int sortColumn)
+{
+    struct Row {
+        QString name;
+        QString front;
+        QString frontPercent;
+        QString total;
+        QString totalPercent;
+        bool heading = false;
+    };
+    const double range = endTimestamp - beginTimestamp;
+    std::vector<Row> rows;
+    // Items with activity in the range, both halves, in the organizer's order.
+    VXReportContentSettings content;
+    content.liveReportContent = 2;
+    content.sortColumn = sortColumn;
+    bool inPools = false;
+    collectEventLogsClippedBetweenTimestamp(
+        configuration, beginTimestamp, endTimestamp, content, nullptr, [&](const VXDictionaryRef &entry, int depth) {
+            const bool pool = depth == 0 && isPoolOrPoolItem(*entry);
+            if (rows.empty() || (pool && !inPools)) {
+                inPools = inPools || pool;
+                rows.push_back({pool ? QStringLiteral("Pools") : QStringLiteral("Applications"), QStringLiteral("Foreground"),
+                                QStringLiteral("%"), QStringLiteral("Open"), QStringLiteral("%"), true});
+            }
+            const double front = timeIntervalForKey(*entry, VXFrontTimeKey);
+            const double total = timeIntervalForKey(*entry, VXTimeKey);
+            rows.push_back({QString(depth * 2, u' ') + cellName(entry->value(VXNameKey).toString()),
+                            stringWithTimeInterval(front, false), percentOf(front, range),
+                            stringWithTimeInterval(total, false), percentOf(total, range)});
+        });
+    if (rows.empty())
+        return QString();
+
+    qsizetype widths[5] = {0, 0, 0, 0, 0};
+    for (const Row &row : rows) {
+        const QString *cells[] = {&row.name, &row.front, &row.frontPercent, &row.total, &row.totalPercent};
+        for (int i = 0; i < 5; ++i)
+            widths[i] = std::max(widths[i], cells[i]->size());
+    }
+    QString table;
+    bool first = true;
+    for (const Row &row : rows) {
+        if (row.heading && !first)
+            table += u'\n';
+        first = false;
+        table += row.name.leftJustified(widths[0]);
+        table += QStringLiteral("  ") + row.front.rightJustified(widths[1]);
+        table += QStringLiteral("  ") + row.frontPercent.rightJustified(std::max<qsizetype>(widths[2], 3));
+        table += QStringLiteral("  ") + row.total.rightJustified(widths[3]);
+        table += QStringLiteral("  ") + row.totalPercent.rightJustified(std::max<qsizetype>(widths[4], 3));
+        table += u'\n';
+    }
+    return table;
+}
+
+QString VXExportCommand::exportUsage()
+{
+    return QStringLiteral(
+               "Usage: wendle export [--from WHEN] [--to WHEN] [-o FILE] [--columns LIST]\n"
+               "                     [--column-separator SEP] [--row-separator SEP]\n"
+               "\n"
+               "Writes every foreground and open period of the range as CSV, one row per period, to\n"
+               "standard output or FILE, in the columns and separators chosen in the preferences.\n"
+               "The data is the configuration Wendle saved last (every half hour, and when it quits).\n"
+               "\n"
+               "  --from WHEN, --to WHEN   the range (default: everything tracked)\n"
+               "  -o, --output FILE        write to FILE (readable by you alone) instead\n"
+               "  --columns LIST           the columns, separated by commas: pool, pool-notes,\n"
+               "                           application, window, front, total\n"
+               "  --column-separator SEP   comma, semicolon or tab\n"
+               "  --row-separator SEP      lf, cr or crlf\n"
+               "\n"
+               "%1")
+        .arg(whenHelp());
+}
+
+QString VXExportCommand::summaryUsage()
+{
+    return QStringLiteral(
+               "Usage: wendle summary [--from WHEN] [--to WHEN]\n"
+               "\n"
+               "Prints, for every application, window and pool with activity in the range, how long it\n"
+               "was in front and how long it was open, and each as a share of the range. The data is\n"
+               "the configuration Wendle saved last (every half hour, and when it quits).\n"
+               "\n"
+               "  --from WHEN, --to WHEN   the range (default: everything tracked)\n"
+               "\n"
+               "%1")
+        .arg(whenHelp());
+}

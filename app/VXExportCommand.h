@@ -1,0 +1,51 @@
+#pragma once
+
+// `wendle export [--from WHEN] [--to WHEN] [-o FILE]` writes the tracked periods of a range as
+// CSV, with the user's columns and separators (or those given on the command line);
+// `wendle summary [--from WHEN] [--to WHEN]` prints, per application, window and pool, the
+// foreground and open time in the range with their shares of it. Both read the configuration
+// file the program saves (at most every half hour, and when it quits), not a running program.
+
+#include "VXValue.h"
+
+#include <QString>
+#include <QStringList>
+
+class QTextStream;
+class VXClock;
+
+class VXExportCommand
+{
+public:
+    // The words after the program name that select the commands.
+    static const QString kExportName;    // "export"
+    static const QString kSummaryName;   // "summary"
+
+    // Exit statuses: done; no configuration or the file could not be written; the command line
+    // was wrong.
+    enum ExitStatus { Success = 0, Failure = 1, UsageError = 2 };
+
+    // What the commands read, for tests: the clock for WHEN (the system clock when null), the
+    // settings folder (the store's default when empty), the configuration file (the library's
+    // Configurations/Default.plist when empty).
+    struct Environment {
+        const VXClock *clock = nullptr;
+        QString settingsFolder;
+        QString configurationPath;
+    };
+
+    // Run with the arguments after the command's name.
+    static int runExport(const QStringList &arguments, QTextStream &out, QTextStream &err, const Environment &environment);
+    static int runExport(const QStringList &arguments, QTextStream &out, QTextStream &err);
+    static int runSummary(const QStringList &arguments, QTextStream &out, QTextStream &err, const Environment &environment);
+    static int runSummary(const QStringList &arguments, QTextStream &out, QTextStream &err);
+
+    // The summary's table for the range: a row per application, window, pool, member and
+    // window entry with activity in it, in the organizer's order (`sortColumn`), each with its
+    // foreground and open time and their whole-number percentages of the range.
+    static QString summaryTable(const VXDictionary &configuration, double beginTimestamp, double endTimestamp,
+                                int sortColumn);
+
+    static QString exportUsage();
+    static QString summaryUsage();
+};

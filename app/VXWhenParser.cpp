@@ -1,0 +1,80 @@
+#include "VXWhenParser.h"
+
+#include "VXClock.h"
+
+#include <QDateTime>
+#include <QRegularExpression>
+
+#include <cmath>
+
+namespace {
+
+QDateTime localNow(const VXClock &clock)
+{
+    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(clock.now() * 1000.0)), clock.timeZone());
+}
+
+double unixTime(const QDateTime &moment)
+{
+    return static_cast<double>(moment.toMSecsSinceEpoch()) / 1000.0;
+}
+
+std::optional<double> failure(QString *error, const QString &reason)
+{
+    if (error)
+        *error = reason;
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<double> VXWhenParser::timestampFromText(const QString &text, const VXClock &clock, QString *error)
+{
+    const QString when = text.simplified().toLower();
+    const QDateTime now = localNow(clock);
+    if (when == QStringLiteral("now"))
+        return clock.now();
+    if (when == QStringLiteral("today") || when == QStringLiteral("yesterday")) {
+        const QDate day = now.date().addDays(when == QStringLiteral("today") ? 0 : -1);
+        return unixTime(QDateTime(day, QTime(0, 0), clock.timeZone()));
+    }
+
+    static const QRegularExpression ago(QStringLiteral("^(\\d{1,9}) (minute|hour|day|week)s? ago$"));
+    const QRegularExpressionMatch agoMatch = ago.match(when);
+    if (agoMatch.hasMatch()) {
+        const qint64 count = agoMatch.captured(1).toLongLong();
+        const QString unit = agoMatch.captured(2);
+        if (unit == QStringLiteral("minute"))
+            return clock.now() - 60.0 * static_cast<double>(count);
+        if (unit == QStringLiteral("hour"))
+            return clock.now() - 3600.0 * static_cast<double>(count);
+        // Days and weeks are calendar days: the same time of day, across daylight-saving changes.
+        const QDateTime then = now.addDays(-count * (unit == QStringLiteral("week") ? 7 : 1));
+        if (!then.isValid())
+            return failure(error, QStringLiteral("\"%1\" is too long ago").arg(text));
+        return unixTime(then);
+    }
+
+    static const QRegularExpression date(
+        QStringLiteral("^(\\d{4})-(\\d{2})-(\\d{2})(?:[ t](\\d{1,2}):(\\d{2})(?::(\\d{2}))?)?$"));
+    const QRegularExpressionMatch dateMatch = date.match(when);
+    if (dateMatch.hasMatch()) {
+        const QDate day(dateMatch.captured(1).toInt(), dateMatch.captured(2).toInt(), dateMatch.captured(3).toInt());
+        if (!day.isValid())
+            return failure(error, QStringLiteral("\"%1\" is not a date").arg(text));
+        QTime time(0, 0);
+        if (!dateMatch.captured(4).isEmpty()) {
+            time = QTime(dateMatch.captured(4).toInt(), dateMatch.captured(5).toInt(), dateMatch.captured(6).toInt());
+            if (!time.isValid())
+                return failure(error, QStringLiteral("\"%1\" is not a time of day").arg(text));
+        }
+        return unixTime(QDateTime(day, time, clock.timeZone()));
+    }
+    return failure(error, QStringLiteral("\"%1\" is not a time: use %2").arg(text, syntax()));
+}
+
+QString VXWhenParser::syntax()
+{
+    return QStringLiteral("a date (2026-11-20), a date and time (\"2026-11-20 14:00\"), now, today, yesterday, "
+                          "\"N days ago\" or \"N hours ago\"");
+}

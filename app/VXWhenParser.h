@@ -1,0 +1,29 @@
+#pragma once
+
+// The times the command line accepts (wendle export --from WHEN, wendle summary --to WHEN),
+// read in the clock's local time:
+//
+//     2026-11-20              the start of that day
+//     2026-11-20 14:00        that minute (seconds may follow: 14:00:30; "T" may join them)
+//     now                     this moment
+//     today, yesterday        the start of this day, of the day before
+//     3 days ago              this time of day, three calendar days back
+//     2 hours ago             also "minutes", "weeks", and the singular forms
+//
+// Words are read in any case, blanks around them are ignored.
+
+#include <QString>
+
+#include <optional>
+
+class VXClock;
+
+class VXWhenParser
+{
+public:
+    // Unix seconds, or nothing with the reason in `error`.
+    static std::optional<double> timestampFromText(const QString &text, const VXClock &clock, QString *error = nullptr);
+
+    // The accepted forms, for help texts.
+    static QString syntax();
+};

@@ -1,0 +1,333 @@
+// `wendle export` and `wendle summary`: in-process against a configuration file and a settings
+// folder of their own, and as the built program with its XDG folders in a temporary place, its
+// CSV read back by Python's csv module.
+
+#include "VXExportCommand.h"
+#include "VXConfigurationKeys.h"
+#include "VXCSVExport.h"
+#include "VXPropertyListSerialization.h"
+#include "VXSettingsTestSupport.h"
+#include "VXTestProcess.h"
+#include "VXUserDefaults.h"
+#include "VXVirtualScheduler.h"
+#include "VXWhenParser.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QTimeZone>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const QTimeZone kBerlin(QByteArrayLiteral("Europe/Berlin"));
+
+double berlin(int year, int month, int day, int hour = 0, int minute = 0, int second = 0)
+{
+    return VXVirtualScheduler::unixTime(QDate(year, month, day), QTime(hour, minute, second), kBerlin);
+}
+
+VXArrayRef log(std::initializer_list<double> values)
+{
+    VXArrayRef array = VXMakeArray();
+    for (double value : values)
+        array->append(value);
+    return array;
+}
+
+VXDictionaryRef named(const QString &name, const QString &path, VXArrayRef front, VXArrayRef total)
+{
+    VXDictionaryRef item = VXMakeDictionary();
+    item->insert(VXNameKey, name);
+    item->insert(VXPathKey, path);
+    if (front)
+        item->insert(VXFrontActiveLogKey, front);
+    if (total)
+        item->insert(VXActiveLogKey, total);
+    return item;
+}
+
+// A working morning on 2026-11-20 (Berlin): Mail 9:00-10:00 in front of an editor that is
+// open 9:00-12:00 and in front 10:00-11:30; a pool "Writing" over the editor.
+VXDictionaryRef morning()
+{
+    const double nine = berlin(2026, 11, 20, 9);
+    VXDictionaryRef configuration = VXMakeDictionary();
+    configuration->insert(VXFirstTimestampKey, nine);
+    configuration->insert(VXFirstPoolTimestampKey, nine);
+    configuration->insert(VXLastTimestampKey, nine + 3 * 3600);
+    VXDictionaryRef applications = VXMakeDictionary();
+    VXDictionaryRef mail = named(QStringLiteral("Mail"), QStringLiteral("/mail"), log({nine, -(nine + 3600)}), log({nine, -(nine + 3 * 3600)}));
+    VXDictionaryRef inbox = named(QStringLiteral("Inbox, 3 unread"), VXWindowPathMarker, log({nine, -(nine + 1800)}), log({nine, -(nine + 3600)}));
+    VXDictionaryRef windows = VXMakeDictionary();
+    windows->insert(QStringLiteral("Inbox, 3 unread"), inbox);
+    mail->insert(VXWindowsByNameKey, windows);
+    VXDictionaryRef editor = named(QStringLiteral("Editor"), QStringLiteral("/editor"), log({nine + 3600, -(nine + 9000)}),
+                                   log({nine, -(nine + 3 * 3600)}));
+    applications->insert(QStringLiteral("org.example.Mail"), mail);
+    applications->insert(QStringLiteral("org.example.Editor"), editor);
+    configuration->insert(VXApplicationsKey, applications);
+    VXDictionaryRef pool = named(QStringLiteral("Writing"), VXPoolPathMarker, log({nine + 3600, -(nine + 9000)}), VXArrayRef());
+    pool->insert(VXTypeKey, VXPoolItemType);
+    pool->insert(VXPoolNotesKey, QStringLiteral("book"));
+    VXArrayRef pools = VXMakeArray();
+    pools->append(pool);
+    configuration->insert(VXPoolsKey, pools);
+    return configuration;
+}
+
+struct CommandRun {
+    int status = -1;
+    QString out;
+    QString err;
+};
+
+class VXExportCommandTest : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite() { VXEnsureCoreApplication(); }
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_dir.isValid());
+        ASSERT_TRUE(QDir(m_dir.path()).mkpath(QStringLiteral("data/Wendle/Configurations")));
+        ASSERT_TRUE(writeToBinaryFile(VXValue(morning()), configurationPath(), true));
+        m_environment.clock = &m_clock;
+        m_environment.settingsFolder = m_dir.filePath(QStringLiteral("config/Wendle"));
+        m_environment.configurationPath = configurationPath();
+    }
+
+    QString configurationPath() const { return m_dir.filePath(QStringLiteral("data/Wendle/Configurations/Default.plist")); }
+
+    CommandRun run(const QString &command, const QStringList &arguments)
+    {
+        CommandRun result;
+        QTextStream out(&result.out);
+        QTextStream err(&result.err);
+        result.status = command == VXExportCommand::kExportName ? VXExportCommand::runExport(arguments, out, err, m_environment)
+                                                                : VXExportCommand::runSummary(arguments, out, err, m_environment);
+        return result;
+    }
+
+    void setSetting(const QString &key, const VXValue &value)
+    {
+        VXUserDefaults defaults(VXUserDefaults::kDomain, m_environment.settingsFolder);
+        defaults.setObject(value, key);
+        ASSERT_TRUE(defaults.synchronize());
+    }
+
+    QTemporaryDir m_dir;
+    VXVirtualScheduler m_clock{berlin(2026, 11, 21, 8, 30), kBerlin};
+    VXExportCommand::Environment m_environment;
+};
+
+} // namespace
+
+TEST(VXWhenParser, DatesTimesAndWordsAreReadInTheClocksLocalTime)
+{
+    // The evening of the day the clocks went forward, a day of 23 hours.
+    const VXVirtualScheduler clock(berlin(2026, 3, 29, 20, 30), kBerlin);
+    const auto when = [&](const char *text) { return VXWhenParser::timestampFromText(QString::fromUtf8(text), clock); };
+    EXPECT_EQ(when("now"), clock.now());
+    EXPECT_EQ(when("  NOW "), clock.now());
+    EXPECT_EQ(when("today"), berlin(2026, 3, 29));
+    EXPECT_EQ(*when("today"), clock.now() - 19.5 * 3600);
+    EXPECT_EQ(when("yesterday"), berlin(2026, 3, 28));
+    EXPECT_EQ(when("1 day ago"), berlin(2026, 3, 28, 20, 30));
+    EXPECT_EQ(*when("1 day ago"), clock.now() - 23 * 3600);
+    EXPECT_EQ(when("2 weeks ago"), berlin(2026, 3, 15, 20, 30));
+    EXPECT_EQ(when("24 hours ago"), clock.now() - 24 * 3600);
+    EXPECT_EQ(when("1 hour ago"), clock.now() - 3600);
+    EXPECT_EQ(when("90 Minutes ago"), clock.now() - 5400);
+    EXPECT_EQ(when("2026-11-20"), berlin(2026, 11, 20));
+    EXPECT_EQ(when("2026-11-20 14:00"), berlin(2026, 11, 20, 14));
+    EXPECT_EQ(when("2026-11-20T14:00:30"), berlin(2026, 11, 20, 14, 0, 30));
+    EXPECT_EQ(when("2026-11-20 7:05"), berlin(2026, 11, 20, 7, 5));
+
+    for (const char *wrong : {"", "tomorrow", "2026-02-30", "2026-11-20 25:00", "2026-11-20 14:61", "3 fortnights ago",
+                              "-2 days ago", "20.11.2026", "2026-11-20 14"}) {
+        QString error;
+        EXPECT_FALSE(VXWhenParser::timestampFromText(QString::fromUtf8(wrong), clock, &error)) << wrong;
+        EXPECT_FALSE(error.isEmpty()) << wrong;
+    }
+}
+
+TEST_F(VXExportCommandTest, ExportWritesTheUsersColumnsForTheRangeToStandardOutput)
+{
+    const CommandRun all = run(VXExportCommand::kExportName, {});
+    EXPECT_EQ(all.status, VXExportCommand::Success) << all.err.toStdString();
+    EXPECT_TRUE(all.err.isEmpty());
+    const double nine = berlin(2026, 11, 20, 9);
+    const auto t = [&](double offset) { return QString::number(nine + offset, 'f', 2); };
+    EXPECT_EQ(all.out, QStringLiteral("Pool,Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
+                                      ",Mail,,%1,%2\n"
+                                      ",Mail,\"Inbox, 3 unread\",%1,%3\n"
+                                      ",Editor,,%2,%4\n"
+                                      "Writing,,,%2,%4\n")
+                           .arg(t(0), t(3600), t(1800), t(9000)));
+
+    // A range given in words and dates, clipping the periods.
+    const CommandRun range = run(VXExportCommand::kExportName, {QStringLiteral("--from"), QStringLiteral("2026-11-20 09:45"),
+                                                         QStringLiteral("--to=2026-11-20 10:15")});
+    EXPECT_EQ(range.status, VXExportCommand::Success);
+    EXPECT_EQ(range.out.count(u'\n'), 4);
+    EXPECT_TRUE(range.out.contains(QStringLiteral(",Mail,,%1,%2\n").arg(t(2700), t(3600))));
+    EXPECT_TRUE(range.out.contains(QStringLiteral(",Editor,,%1,%2\n").arg(t(3600), t(4500))));
+    // Yesterday (for the clock: 2026-11-20) until today holds the whole morning.
+    EXPECT_EQ(run(VXExportCommand::kExportName, {QStringLiteral("--from"), QStringLiteral("yesterday"), QStringLiteral("--to"),
+                                                 QStringLiteral("today")}).out,
+              all.out);
+}
+
+TEST_F(VXExportCommandTest, ExportTakesTheSettingsAndTheCommandLineOverridesThem)
+{
+    setSetting(VXExportKey::kExportedReportColumnSeparator, VXValue(2));
+    setSetting(VXExportKey::kExportColumnTotal, VXValue(true));
+    const CommandRun tabbed = run(VXExportCommand::kExportName, {});
+    ASSERT_EQ(tabbed.status, VXExportCommand::Success);
+    EXPECT_TRUE(tabbed.out.startsWith(QStringLiteral("Pool\tApplication\tWindow\tForeground Begin (Unix Time)\tForeground End "
+                                                     "(Unix Time)\tTotal Begin (Unix Time)\tTotal End (Unix Time)\n")));
+    EXPECT_TRUE(tabbed.out.contains(QStringLiteral("\tMail\tInbox, 3 unread\t")));
+
+    const CommandRun chosen = run(VXExportCommand::kExportName, {QStringLiteral("--columns"), QStringLiteral("application, total"),
+                                                          QStringLiteral("--column-separator"), QStringLiteral("semicolon"),
+                                                          QStringLiteral("--row-separator"), QStringLiteral("crlf")});
+    ASSERT_EQ(chosen.status, VXExportCommand::Success) << chosen.err.toStdString();
+    const QStringList rows = chosen.out.split(QStringLiteral("\r\n"));
+    EXPECT_EQ(rows.size(), 4);   // the header, Mail, Editor (no window column, no window lines), the empty rest
+    EXPECT_EQ(rows.first(), QStringLiteral("Application;Total Begin (Unix Time);Total End (Unix Time)"));
+    EXPECT_TRUE(rows.last().isEmpty());
+
+    // Written to a file: nothing on standard output, the file for its owner alone.
+    const QString file = m_dir.filePath(QStringLiteral("out.csv"));
+    const CommandRun written = run(VXExportCommand::kExportName, {QStringLiteral("-o"), file, QStringLiteral("--column-separator=,")});
+    EXPECT_EQ(written.status, VXExportCommand::Success);
+    EXPECT_TRUE(written.out.isEmpty());
+    QFile csv(file);
+    ASSERT_TRUE(csv.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(csv.readAll().startsWith("Pool,Application,Window,"));
+    EXPECT_EQ(QFileInfo(file).permissions() & (QFile::ReadOther | QFile::ReadGroup), 0);
+}
+
+TEST_F(VXExportCommandTest, MistakesOnTheCommandLineAndAMissingConfigurationSayWhat)
+{
+    const struct {
+        QStringList arguments;
+        int status;
+        const char *message;
+    } cases[] = {
+        {{QStringLiteral("--from"), QStringLiteral("next week")}, VXExportCommand::UsageError, "--from: \"next week\" is not a time"},
+        {{QStringLiteral("--from"), QStringLiteral("today"), QStringLiteral("--to"), QStringLiteral("yesterday")},
+         VXExportCommand::UsageError, "ends (--to) before it begins"},
+        {{QStringLiteral("--columns"), QStringLiteral("application,colour")}, VXExportCommand::UsageError, "unknown column \"colour\""},
+        {{QStringLiteral("--columns"), QStringLiteral("window,front")}, VXExportCommand::UsageError, "need application or pool"},
+        {{QStringLiteral("--row-separator"), QStringLiteral("nl")}, VXExportCommand::UsageError, "unknown separator \"nl\""},
+        {{QStringLiteral("--frm"), QStringLiteral("today")}, VXExportCommand::UsageError, "Unknown option 'frm'"},
+        {{QStringLiteral("extra")}, VXExportCommand::UsageError, "unexpected argument \"extra\""},
+        {{QStringLiteral("-o"), m_dir.filePath(QStringLiteral("data/Wendle/Configurations/Default.plist/x.csv"))},
+         VXExportCommand::Failure, "cannot write"},
+    };
+    for (const auto &mistake : cases) {
+        const CommandRun result = run(VXExportCommand::kExportName, mistake.arguments);
+        EXPECT_EQ(result.status, mistake.status) << mistake.arguments.join(u' ').toStdString();
+        EXPECT_TRUE(result.err.contains(QString::fromUtf8(mistake.message))) << result.err.toStdString();
+        EXPECT_TRUE(result.out.isEmpty());
+    }
+    const CommandRun help = run(VXExportCommand::kSummaryName, {QStringLiteral("--help")});
+    EXPECT_EQ(help.status, VXExportCommand::Success);
+    EXPECT_TRUE(help.out.startsWith(QStringLiteral("Usage: wendle summary")));
+
+    ASSERT_TRUE(QFile::remove(configurationPath()));
+    for (const QString &command : {VXExportCommand::kExportName, VXExportCommand::kSummaryName}) {
+        const CommandRun missing = run(command, {});
+        EXPECT_EQ(missing.status, VXExportCommand::Failure);
+        EXPECT_TRUE(missing.err.contains(QStringLiteral("no saved configuration at ") + configurationPath()));
+    }
+    QFile damaged(configurationPath());
+    ASSERT_TRUE(damaged.open(QIODevice::WriteOnly));
+    damaged.write("bplist00 but not really");
+    damaged.close();
+    EXPECT_EQ(run(VXExportCommand::kExportName, {}).status, VXExportCommand::Failure);
+}
+
+TEST_F(VXExportCommandTest, SummaryTabulatesForegroundAndOpenTimeWithTheirSharesOfTheRange)
+{
+    const CommandRun summary = run(VXExportCommand::kSummaryName, {QStringLiteral("--from"), QStringLiteral("2026-11-20 09:00"),
+                                                            QStringLiteral("--to"), QStringLiteral("2026-11-20 13:00")});
+    ASSERT_EQ(summary.status, VXExportCommand::Success) << summary.err.toStdString();
+    // By foreground time (the registered sort column), the range of four hours the whole.
+    EXPECT_EQ(summary.out,
+              QStringLiteral("From 2026-11-20 09:00:00 to 2026-11-20 13:00:00 (4:00:00)\n"
+                             "\n"
+                             "Applications       Foreground    %     Open    %\n"
+                             "Editor                1:30:00   37  3:00:00   75\n"
+                             "Mail                  1:00:00   25  3:00:00   75\n"
+                             "  Inbox, 3 unread       30:00   12  1:00:00   25\n"
+                             "\n"
+                             "Pools              Foreground    %     Open    %\n"
+                             "Writing               1:30:00   37        -    0\n"));
+
+    // A range with nothing in it.
+    const CommandRun quiet = run(VXExportCommand::kSummaryName, {QStringLiteral("--from"), QStringLiteral("2026-11-20 13:00"),
+                                                          QStringLiteral("--to"), QStringLiteral("2026-11-20 14:00")});
+    EXPECT_TRUE(quiet.out.endsWith(QStringLiteral("Nothing was tracked in this range.\n")));
+    // Names that would break the table are kept on one line and cut.
+    VXDictionaryRef configuration = morning();
+    configuration->value(VXPoolsKey).array()->at(0).dictionary()->insert(VXNameKey, QStringLiteral("two\nlines") + QString(100, u'x'));
+    const QString table = VXExportCommand::summaryTable(*configuration, berlin(2026, 11, 20, 9), berlin(2026, 11, 20, 13), 0);
+    const QStringList lines = table.split(u'\n', Qt::SkipEmptyParts);
+    EXPECT_EQ(lines.size(), 6);
+    for (const QString &line : lines)
+        EXPECT_EQ(line.size(), lines.first().size()) << line.toStdString();
+    EXPECT_TRUE(lines.last().startsWith(QStringLiteral("two lines")));
+}
+
+TEST_F(VXExportCommandTest, TheBuiltProgramReadsItsOwnFoldersAndWritesCSVThatPythonReads)
+{
+    if (!QFileInfo(QStringLiteral(WENDLE_BINARY)).isExecutable())
+        GTEST_SKIP() << "the wendle program has not been built";
+    const QString python = VXTestPython();
+    if (python.isEmpty())
+        GTEST_SKIP() << "no python3 to read the CSV";
+
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), m_dir.filePath(QStringLiteral("data")));
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("de_DE.UTF-8"));
+    environment.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
+    setSetting(VXExportKey::kExportColumnPoolNotes, VXValue(true));
+    const auto wendle = [&](const QStringList &arguments) {
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(WENDLE_BINARY), arguments);
+        EXPECT_TRUE(process.waitForFinished(30000));
+        return std::pair{process.exitCode(), process.readAllStandardOutput()};
+    };
+    const auto [status, csv] = wendle({QStringLiteral("export"), QStringLiteral("--from"), QStringLiteral("2026-11-20")});
+    ASSERT_EQ(status, 0);
+    // Python's csv module as an independent reader.
+    QProcess reader;
+    reader.start(python, {QStringLiteral("-c"), QStringLiteral("import csv, json, sys; print(json.dumps(list(csv.reader(sys.stdin))))")});
+    reader.write(csv);
+    reader.closeWriteChannel();
+    ASSERT_TRUE(reader.waitForFinished(30000));
+    const QJsonArray rows = QJsonDocument::fromJson(reader.readAllStandardOutput()).array();
+    ASSERT_EQ(rows.size(), 5);
+    EXPECT_EQ(rows[0].toArray().size(), 6);
+    EXPECT_EQ(rows[2].toArray()[3].toString(), QStringLiteral("Inbox, 3 unread"));
+    EXPECT_EQ(rows[4].toArray()[1].toString(), QStringLiteral("book"));
+    // In a German locale the times have decimal commas (and so are quoted).
+    EXPECT_EQ(rows[1].toArray()[4].toString(), QString::number(berlin(2026, 11, 20, 9), 'f', 2).replace(u'.', u','));
+
+    const auto [summaryStatus, summary] = wendle({QStringLiteral("summary"), QStringLiteral("--from"),
+                                                  QStringLiteral("2026-11-20 09:00"), QStringLiteral("--to"), QStringLiteral("2026-11-20 13:00")});
+    EXPECT_EQ(summaryStatus, 0);
+    EXPECT_TRUE(summary.startsWith("From 2026-11-20 09:00:00 to 2026-11-20 13:00:00 (4:00:00)\n"));
+    EXPECT_TRUE(summary.contains("Editor                1:30:00   37  3:00:00   75\n")) << summary.toStdString();
+}
