@@ -543,8 +543,17 @@ private:
             out.sizedMarker(0x60, length);
             char *at = out.reserve(length * 2);
             for (std::size_t i = 0; i < length; ++i) {
-                at[2 * i] = static_cast<char>(units[i] >> 8);
-                at[2 * i + 1] = static_cast<char>(units[i] & 0xFF);
+                // Half a surrogate pair is not text: readers refuse the whole file for it, so it
+                // is written as the replacement character rather than lose the configuration.
+                char16_t unit = units[i];
+                if (unit >= 0xD800 && unit <= 0xDFFF) {
+                    const bool pairedHigh = unit <= 0xDBFF && i + 1 < length && units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF;
+                    const bool pairedLow = unit >= 0xDC00 && i > 0 && units[i - 1] >= 0xD800 && units[i - 1] <= 0xDBFF;
+                    if (!pairedHigh && !pairedLow)
+                        unit = 0xFFFD;
+                }
+                at[2 * i] = static_cast<char>(unit >> 8);
+                at[2 * i + 1] = static_cast<char>(unit & 0xFF);
             }
         }
     }

@@ -244,7 +244,22 @@ private:
             return fail(opening, QStringLiteral("unterminated quoted string"));
         out.append(reinterpret_cast<const QChar *>(mark), m_p - mark);
         ++m_p;
+        // \U escapes may spell a surrogate pair in two halves, but not half of one.
+        if (hasUnpairedSurrogate(out))
+            return fail(opening, QStringLiteral("a \\U escape that is half of a surrogate pair"));
         return true;
+    }
+
+    static bool hasUnpairedSurrogate(const QString &text)
+    {
+        for (qsizetype i = 0; i < text.size(); ++i) {
+            const QChar c = text.at(i);
+            if (c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate())
+                ++i;
+            else if (c.isSurrogate())
+                return true;
+        }
+        return false;
     }
 
     // The character after a backslash; m_p is on it.

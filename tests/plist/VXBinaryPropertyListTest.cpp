@@ -327,6 +327,18 @@ TEST(VXBinaryPropertyList, WriterRefusesWhatTheFormatCannotHold)
     loop->append(VXValue(loop));
     EXPECT_FALSE(VXBinaryPropertyListWriter::write(VXValue(loop)).has_value());
     loop->clear();   // break the cycle so the array is freed
+
+    // Half a surrogate pair (a title cut in the middle of an emoji, say) must not make the
+    // configuration unreadable: it is written as U+FFFD, and whole pairs are kept.
+    QString title = s("Inbox ");
+    title.append(QChar(0xD83D));
+    title.append(s(" \U0001F600 "));
+    title.append(QChar(0xDE00));
+    const std::optional<QByteArray> data = VXBinaryPropertyListWriter::write(array({VXValue(title)}));
+    ASSERT_TRUE(data.has_value());
+    const VXValue read = VXBinaryPropertyListReader::read(*data);
+    ASSERT_TRUE(read.isArray());
+    EXPECT_EQ(read.array()->at(0).stringRef(), s("Inbox \uFFFD \U0001F600 \uFFFD"));
 }
 
 TEST(VXBinaryPropertyList, FilesAreWrittenAtomicallyAndPrivately)
