@@ -13,6 +13,7 @@
 #include <QHash>
 
 #include <algorithm>
+#include <unordered_set>
 
 namespace {
 

@@ -17,13 +17,15 @@
 //     credited:         +1    +1     0         +1
 //     active log:  [+t0        -t2]       [+t3  ...
 //
-// Every item of the tree is consolidated once per tick, so no working mark outlives it. Items
-// that were neither seen at the previous tick nor now, and whose logs are closed, are left as
-// they are: consolidating them would change nothing. The sampler remembers which window items
-// those are (it keeps a reference to each application's window table and the windows that were
-// active), so that a steady desktop does not walk every window of the year on every tick; a
-// full walk rebuilds that record whenever the tree may have changed behind its back (see
-// sample()).
+// Every item of the tree is consolidated once per tick, so no working mark outlives it. An item
+// that was seen neither at the previous tick nor now has no flag, no mark and closed logs after
+// its last consolidation, so consolidating it again would change nothing: the sampler remembers
+// which applications, windows and pool items were seen (keeping references to them and to the
+// tables that hold them) and consolidates those and the ones seen now, so that a steady desktop
+// does not walk every window of the year twice a second. It also keeps the blacklists, cut-offs
+// and pools prepared, with the answers they gave for each name and title, for as long as they
+// stay equal to what they were prepared from. The result is the same tree, item for item, as a
+// walk over everything; the tests compare the two after every tick of randomized days.
 
 #include "VXDesktop.h"
 #include "VXPatternExtensions.h"
@@ -37,7 +39,6 @@
 #include <memory>
 #include <optional>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 class VXUserDefaults;
@@ -102,12 +103,14 @@ public:
     // windows, blacklists, cut-offs and pools, consolidation of every item, and the sorted lists.
     // A missing configuration is started empty (and the tick is a gap).
     //
-    // `fullWalk` consolidates every item of the tree one by one. Without it, window items known
-    // to be dormant since the previous tick are skipped. Ask for a full walk whenever the tree
-    // may have been changed outside the sampler since the previous tick (a user action, undo, a
-    // reset, loading); the controller does on every forced tick. The sampler also walks in full
-    // on its own whenever the configuration, its "Applications" or an application's window table
-    // is another object than at the previous tick, or a window table changed size.
+    // `fullWalk` prepares the rules anew and consolidates every item of the tree one by one.
+    // Without it, items known to be dormant since the previous tick are skipped. Ask for a full
+    // walk after the tree was changed outside the sampler (a user action, undo, a reset,
+    // loading); the controller does on every forced tick. Without being asked, the sampler walks
+    // in full what it finds changed: the configuration, its "Applications" or "Pools" or an
+    // application's window table replaced, a table or array of a different size, a pool,
+    // member or entry renamed, re-identified or switched to any application, a blacklist or the
+    // cut-offs edited.
     void sample(VXDictionaryRef &configuration, const VXDesktopSnapshot &desktop, double now,
                 const VXSamplerSettings &settings, bool fullWalk);
 
@@ -126,7 +129,7 @@ public:
     const VXArrayRef &applicationArray() const { return m_applicationArray; }
     const VXArrayRef &poolArray() const { return m_poolArray; }
 
-    // Forgets the record of dormant windows: the next tick walks in full.
+    // Forgets the record of dormant items: the next tick walks in full.
     void invalidateDormancyRecord();
 
 private:
