@@ -3,12 +3,15 @@
 #include "VXBlacklists.h"
 #include "VXClock.h"
 #include "VXConfigurationKeys.h"
+#include "VXControllerLogging.h"
 #include "VXItemSorting.h"
 #include "VXMainControllerDelegate.h"
 #include "VXPools.h"
+#include "VXPresence.h"
 #include "VXRegisteredDefaults.h"
 #include "VXScheduler.h"
 #include "VXUserDefaults.h"
+#include "VXUserDefaultsExtensions.h"
 
 namespace {
 
@@ -22,20 +25,103 @@ VXMainControllerDelegate &noDelegate()
 } // namespace
 
 const QString VXMainController::kUpdateListsOperation = QStringLiteral("updateLists:");
+const QString VXMainController::kCompleteUISetupOperation = QStringLiteral("completeUISetup");
 
 VXMainController::VXMainController(VXDesktop &desktop, VXScheduler &scheduler, VXClock &clock,
                                    VXUserDefaults &defaults, VXMainControllerDelegate *delegate)
-    : m_desktop(desktop), m_scheduler(scheduler), m_clock(clock), m_defaults(defaults), m_delegate(delegate)
+    : m_desktop(desktop), m_scheduler(scheduler), m_clock(clock), m_defaults(defaults), m_delegate(delegate),
+      m_hibernation(scheduler, defaults, *this),
+      m_bookmarkManager(defaults, this),
+      m_store(defaults, scheduler, [this] { return m_configuration; }, &m_bookmarkManager),
+      m_undoHistory(scheduler, m_store, [this] { return m_configuration; },
+                    [this](VXDictionaryRef configuration) { m_configuration = std::move(configuration); }),
+      m_resets(defaults, clock, scheduler, *this),
+      m_exporter(VXExportSource{[this] { return m_configuration; }, [this] { return m_sampler.applicationArray(); },
+                                [this] { return m_sampler.poolArray(); }, [] { return VXCurrentSortColumn(); }},
+                 defaults, clock, &m_bookmarkManager)
 {
-    m_showInactiveApplicationItems = m_defaults.boolForKey(VXShowInactiveApplicationItemsKey);
-    m_showInactivePools = m_defaults.boolForKey(VXDefaultsKey::kShowInactivePools);
-    m_settings.showInactiveApplicationItems = m_showInactiveApplicationItems;
-    m_settings.showInactivePools = m_showInactivePools;
+    readStartUpSettings();
+    m_resets.setAutoExport([this] { m_exporter.autoExportIfNecessary(); });
 }
 
 VXMainController::~VXMainController()
 {
     m_scheduler.cancelAll(this);
+    if (VXFolderAccessDelegate::shared() == &m_bookmarkManager)
+        VXFolderAccessDelegate::setShared(nullptr);
+}
+
+void VXMainController::readStartUpSettings()
+{
+    m_showInactiveApplicationItems = m_defaults.boolForKey(VXShowInactiveApplicationItemsKey);
+    m_showInactivePools = m_defaults.boolForKey(VXDefaultsKey::kShowInactivePools);
+    m_settings.showInactiveApplicationItems = m_showInactiveApplicationItems;
+    m_settings.showInactivePools = m_showInactivePools;
+    m_hibernation.readHibernationInterval();
+}
+
+// ---- Start-up and quit
+
+void VXMainController::applicationWillFinishLaunching()
+{
+    importUserDefaultsFromDomain(m_defaults, VXUserDefaults::kOlderDomain);
+    VXRegisterDefaults(m_defaults);
+    VXSecurityScopedBookmarkManager::setBookmarkManager(&m_bookmarkManager);
+    VXFolderAccessDelegate::setShared(&m_bookmarkManager);
+}
+
+void VXMainController::applicationDidFinishLaunching(const std::vector<VXPresenceSource *> &inputMonitors,
+                                                     const std::vector<VXPresenceSource *> &notificationSources)
+{
+    readStartUpSettings();
+
+    bool monitoring = false;
+    for (VXPresenceSource *source : inputMonitors) {
+        if (source && source->start(m_hibernation)) {
+            qCInfo(lcController).noquote() << QStringLiteral("watching input through %1").arg(source->name());
+            m_presenceSources.push_back(source);
+            monitoring = true;
+        }
+    }
+    m_hibernation.setEventMonitorInstalled(monitoring);
+    if (monitoring)
+        m_hibernation.deferHibernation();
+    else
+        qCWarning(lcController).noquote() << VXCannotInstallEventMonitorMessage;
+    for (VXPresenceSource *source : notificationSources) {
+        if (source && source->start(m_hibernation))
+            m_presenceSources.push_back(source);
+    }
+
+    loadConfiguration();
+    m_hibernation.restoreDeepHibernation();
+    // The first tick.
+    setSortColumn(int(m_defaults.integerForKey(VXDefaultsKey::kSort)));
+    m_scheduler.performAfterDelay(this, kCompleteUISetupOperation, 0.0, [this] { completeUISetup(); });
+}
+
+void VXMainController::completeUISetup()
+{
+    if (m_delegate && !m_delegate->buildUserInterface())
+        return;
+    if (m_delegate)
+        m_delegate->updateIcon();
+    m_resets.doAutoTasksIfNecessary(this);
+    if (m_delegate)
+        m_delegate->showWindows();
+    m_store.saveConfiguration(false, false, true);
+}
+
+void VXMainController::applicationShouldTerminate()
+{
+    for (VXPresenceSource *source : m_presenceSources)
+        source->stop();
+    m_presenceSources.clear();
+    m_hibernation.setEventMonitorInstalled(false);
+    if (m_delegate)
+        m_delegate->tearDownUserInterface();
+    m_store.saveConfiguration(true, true, false);
+    m_defaults.synchronize();
 }
 
 // ---- The sampler
@@ -94,17 +180,57 @@ int VXMainController::sortColumn() const
     return VXCurrentSortColumn();
 }
 
-// ---- The pause gate
+// ---- The pause gate and hibernation
 
-void VXMainController::setPaused(bool paused)
+void VXMainController::lastPauseDidEnd()
 {
-    if (paused) {
-        ++m_pauseLevel;
-        return;
-    }
-    if (m_pauseLevel == 1)
-        m_sampler.setIgnoreLastDate(true);
-    --m_pauseLevel;
+    m_sampler.setIgnoreLastDate(true);
+}
+
+void VXMainController::showHibernationState(bool hibernating, bool animated)
+{
+    if (m_delegate)
+        m_delegate->showHibernationState(hibernating, animated);
+}
+
+void VXMainController::hibernationDidChange()
+{
+    if (m_delegate)
+        m_delegate->updateIcon();
+}
+
+// ---- Dialogs and the user interface's state
+
+int VXMainController::runAlert(const QString &messageText, const QString &informativeText, const QStringList &buttonTitles)
+{
+    if (!m_delegate)
+        return -1;
+    m_isModal = true;
+    const int answer = m_delegate->runAlert(messageText, informativeText, buttonTitles);
+    m_isModal = false;
+    return answer;
+}
+
+std::optional<QString> VXMainController::runUnlockPanel(const VXUnlockPanelRequest &request)
+{
+    return m_delegate ? m_delegate->runUnlockPanel(request) : std::nullopt;
+}
+
+void VXMainController::beep()
+{
+    if (m_delegate)
+        m_delegate->beep();
+}
+
+VXDictionaryRef VXMainController::selectedItem()
+{
+    return m_delegate ? m_delegate->selectedItem() : VXDictionaryRef();
+}
+
+void VXMainController::showBlacklistText(const QString &blacklistName, const QString &text)
+{
+    if (m_delegate)
+        m_delegate->showBlacklistText(blacklistName, text);
 }
 
 // ---- Blacklists, cut-offs and pools
@@ -167,4 +293,23 @@ QString VXMainController::matchAnyApplicationMenuTitle(const VXDictionary *item)
 
 void VXMainController::pushUndoStateAndClearRedoStatesAfterDelay()
 {
+    m_undoHistory.pushUndoStateAndClearRedoStatesAfterDelay();
+}
+
+void VXMainController::undo(const void *sender)
+{
+    Q_UNUSED(sender);
+    if (!m_undoHistory.undo())
+        return;
+    updateLists(this);
+    updateBlacklists();
+}
+
+void VXMainController::redo(const void *sender)
+{
+    Q_UNUSED(sender);
+    if (!m_undoHistory.redo())
+        return;
+    updateLists(this);
+    updateBlacklists();
 }

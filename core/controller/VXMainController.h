@@ -2,7 +2,11 @@
 
 // The application's controller: it owns the configuration tree and the state that lives for
 // the whole run, and wires the subsystems together. It holds no logic of its own beyond that
-// wiring: the tick is VXActivitySampler's, the pattern rules are in VXBlacklists and VXPools.
+// wiring: the tick is VXActivitySampler's, the pattern rules are in VXBlacklists and VXPools,
+// pausing and hibernation are VXHibernation's, the file is VXConfigurationStore's, undo is
+// VXUndoHistory's, resets, clears, removals and the daily tasks are VXResets', the export is
+// VXExporter's and folder access is VXSecurityScopedBookmarkManager's. The user interface
+// reaches them through the accessors below and is reached through VXMainControllerDelegate.
 //
 // The tick runs as a chain of single delayed calls: each tick schedules the next after the
 // update interval, and a forced tick (any sender) cancels the pending one and runs at once.
@@ -11,26 +15,44 @@
 //     forced:                  tick!  ---0.5s--- tick   (the pending one is dropped)
 //
 // Its dependencies come in through the constructor, so a test runs a day of ticks on a fake
-// desktop and a virtual clock.
+// desktop and a virtual clock. The program's main() only wires:
+//
+//     controller.applicationWillFinishLaunching();            // settings
+//     controller.applicationDidFinishLaunching(input, other); // presence, tree, first tick
+//     ... event loop (completeUISetup runs on its first turn) ...
+//     controller.applicationShouldTerminate();                // on every way out: save
 
 #include "VXActivitySampler.h"
+#include "VXConfigurationStore.h"
 #include "VXDesktop.h"
+#include "VXExporter.h"
+#include "VXFolderAccessUserInterface.h"
+#include "VXHibernation.h"
+#include "VXHibernationDelegate.h"
+#include "VXResets.h"
+#include "VXResetsDelegate.h"
+#include "VXSecurityScopedBookmarkManager.h"
+#include "VXUndoHistory.h"
 #include "VXValue.h"
 
 #include <QString>
 
 #include <optional>
+#include <vector>
 
 class VXClock;
 class VXMainControllerDelegate;
+class VXPresenceSource;
 class VXScheduler;
 class VXUserDefaults;
 
-class VXMainController
+class VXMainController : private VXHibernationDelegate, private VXResetsDelegate, private VXFolderAccessUserInterface
 {
 public:
-    // The name under which the tick is scheduled (with the controller as target).
-    static const QString kUpdateListsOperation;   // "updateLists:"
+    // The names under which the tick and the end of launch are scheduled (with the controller
+    // as target).
+    static const QString kUpdateListsOperation;      // "updateLists:"
+    static const QString kCompleteUISetupOperation;  // "completeUISetup"
 
     // Reads "Show Inactive Application Items" and "Show Inactive Pools" now: they are start-up
     // settings. The delegate may be null (no user interface).
@@ -42,6 +64,26 @@ public:
     VXMainController &operator=(const VXMainController &) = delete;
 
     void setDelegate(VXMainControllerDelegate *delegate) { m_delegate = delegate; }
+
+    // ---- Start-up and quit
+
+    // Before launch completes: imports the older settings domain once, registers the default
+    // settings, and installs the bookmark manager as the program's folder access.
+    void applicationWillFinishLaunching();
+    // When launch completes: reads the hibernation interval and the "Show Inactive" settings,
+    // starts the input monitors (the idle countdown starts when one works; otherwise "cannot
+    // install event monitor" is logged and the program never hibernates by itself) and the
+    // other presence sources (sleep, session, lock), loads the tree, resumes a deep
+    // hibernation, runs the first tick (through the sort column) and schedules
+    // completeUISetup() for the next turn of the loop.
+    void applicationDidFinishLaunching(const std::vector<VXPresenceSource *> &inputMonitors,
+                                       const std::vector<VXPresenceSource *> &notificationSources);
+    // The end of launch: the user interface, the daily tasks, and the first periodic save
+    // scheduled 1800 s ahead.
+    void completeUISetup();
+    // The quit path (quit, logout, SIGTERM): the presence sources stop, the user interface is
+    // torn down, the tree is saved with the settings as fallback, and the settings are written.
+    void applicationShouldTerminate();
 
     // ---- The configuration
 
@@ -84,14 +126,22 @@ public:
     bool showInactiveApplicationItems() const { return m_showInactiveApplicationItems; }
     bool showInactivePools() const { return m_showInactivePools; }
 
-    // ---- The pause gate
+    // ---- The pause gate and hibernation
 
     // Pauses nest: each setPaused(true) needs its setPaused(false). When the last one ends, the
     // next tick is a gap, so the paused time is never credited. Hibernation, sleep, session
     // changes and the transitory pause of a list edit all go through this one counter.
-    void setPaused(bool paused);
-    bool isPaused() const { return m_pauseLevel > 0; }
-    int pauseLevel() const { return m_pauseLevel; }
+    void setPaused(bool paused) { m_hibernation.setPaused(paused); }
+    bool isPaused() const { return m_hibernation.isPaused(); }
+    int pauseLevel() const { return m_hibernation.pauseLevel(); }
+
+    // The pause counter, the idle countdown, deep hibernation and the menu command.
+    VXHibernation &hibernation() { return m_hibernation; }
+    const VXHibernation &hibernation() const { return m_hibernation; }
+    // Where presence sources report (input, sleep, session, lock).
+    VXPresenceObserver &presenceObserver() { return m_hibernation; }
+    // True while one of the controller's alerts runs.
+    bool isModal() const { return m_isModal; }
 
     // ---- Blacklists, cut-offs and pools
 
@@ -112,15 +162,71 @@ public:
     // The title of that command for the item's member (empty when it has none).
     QString matchAnyApplicationMenuTitle(const VXDictionary *item) const;
 
+    // ---- The file
+
+    // Where the tree is kept, its loading and its three save points.
+    VXConfigurationStore &store() { return m_store; }
+    // Replaces the tree with the stored one (start-up).
+    void loadConfiguration() { m_configuration = m_store.loadConfiguration(); }
+    bool saveConfiguration(bool save, bool withUserDefaultsFallback, bool scheduleNextSave)
+    {
+        return m_store.saveConfiguration(save, withUserDefaultsFallback, scheduleNextSave);
+    }
+    void save(const void *sender) { m_store.save(sender); }
+
     // ---- Undo
 
-    // Every change the user makes to the tree calls this first, before it changes anything.
-    // This is where the undo history plugs in: it is to encode the tree as it is, save it, push
-    // it on the undo stack and clear the redo stack on the next turn of the loop. Until the
-    // history exists it does nothing.
-    virtual void pushUndoStateAndClearRedoStatesAfterDelay();
+    // Every change the user makes to the tree calls this first, before it changes anything: the
+    // tree as it is is encoded, saved and pushed on the undo stack, and the redo stack is
+    // cleared on the next turn of the loop.
+    void pushUndoStateAndClearRedoStatesAfterDelay() override;
+    // The change did not happen after all (a refused drop): the push is withdrawn and the redo
+    // stack kept.
+    void popUndoStateAndCancelRedoStateClearing() { m_undoHistory.popUndoStateAndCancelRedoStateClearing(); }
+    // The menu actions; the lists and blacklists show the restored tree.
+    void undo(const void *sender);
+    void redo(const void *sender);
+    // Whether "Undo" and "Redo" are enabled.
+    bool canUndo() const { return m_undoHistory.canUndo(); }
+    bool canRedo() const { return m_undoHistory.canRedo(); }
+    VXUndoHistory &undoHistory() { return m_undoHistory; }
+
+    // ---- Resets, clears, removals and the daily tasks
+
+    // The menu actions resetApplicationTimers:, resetPoolTimers:, resetAllTimers:,
+    // clearApplications:, clearPools:, clearAll:, resetTimerViaMenuItem:, the removals and
+    // doAutoTasksIfNecessary: (which the preferences call with a sender after each change of a
+    // daily option).
+    VXResets &resets() { return m_resets; }
+
+    // ---- Export and folder access
+
+    // The clipped event logs of the live report, the export by hand and the daily export.
+    VXExporter &exporter() { return m_exporter; }
+    // The program's permission test for user-chosen folders.
+    VXSecurityScopedBookmarkManager &bookmarkManager() { return m_bookmarkManager; }
 
 private:
+    // VXHibernationDelegate
+    void lastPauseDidEnd() override;
+    void showHibernationState(bool hibernating, bool animated) override;
+    void hibernationDidChange() override;
+    // VXHibernationDelegate, VXResetsDelegate and VXFolderAccessUserInterface: the dialogs go to
+    // the user interface, with isModal() set while they run.
+    int runAlert(const QString &messageText, const QString &informativeText, const QStringList &buttonTitles) override;
+    std::optional<QString> runUnlockPanel(const VXUnlockPanelRequest &request) override;
+    // VXResetsDelegate
+    VXDictionaryRef currentConfiguration() override { return m_configuration; }
+    void replaceConfiguration(VXDictionaryRef configuration) override { m_configuration = std::move(configuration); }
+    void ignoreTimeSinceLastUpdate() override { m_sampler.setIgnoreLastDate(true); }
+    void forgetLastUpdate() override { m_sampler.forgetLastDate(); }
+    void updateListsAfterChange() override { updateLists(this); }
+    void beep() override;
+    VXDictionaryRef selectedItem() override;
+    void showBlacklistText(const QString &blacklistName, const QString &text) override;
+
+    void readStartUpSettings();
+
     VXDesktop &m_desktop;
     VXScheduler &m_scheduler;
     VXClock &m_clock;
@@ -134,5 +240,13 @@ private:
     bool m_showInactiveApplicationItems = false;
     bool m_showInactivePools = true;
     bool m_hasCompletedFullTick = false;
-    int m_pauseLevel = 0;
+    bool m_isModal = false;
+    std::vector<VXPresenceSource *> m_presenceSources;
+
+    VXHibernation m_hibernation;
+    VXSecurityScopedBookmarkManager m_bookmarkManager;
+    VXConfigurationStore m_store;
+    VXUndoHistory m_undoHistory;
+    VXResets m_resets;
+    VXExporter m_exporter;
 };

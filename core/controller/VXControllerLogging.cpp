@@ -1,0 +1,3 @@
+#include "VXControllerLogging.h"
+
+Q_LOGGING_CATEGORY(lcController, "wendle.controller")

@@ -1,0 +1,192 @@
+#include "VXConfigurationStore.h"
+
+#include "VXFolderAccessDelegate.h"
+#include "VXLibraryFolders.h"
+#include "VXLog.h"
+#include "VXPersistenceLogging.h"
+#include "VXPropertyListSerialization.h"
+#include "VXScheduler.h"
+#include "VXStringExtensions.h"
+#include "VXUserDefaults.h"
+#include "VXUserDefaultsExtensions.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+
+const QString VXConfigurationStore::kSaveOperation = QStringLiteral("save:");
+
+namespace {
+
+QString tr(const char *context, const char *text)
+{
+    return QCoreApplication::translate(context, text);
+}
+
+} // namespace
+
+VXConfigurationStore::VXConfigurationStore(VXUserDefaults &defaults, VXScheduler &scheduler,
+                                           std::function<VXDictionaryRef()> configuration,
+                                           VXFolderAccessDelegate *folderAccess)
+    : m_defaults(defaults), m_scheduler(scheduler), m_configuration(std::move(configuration)), m_folderAccess(folderAccess)
+{
+}
+
+VXConfigurationStore::~VXConfigurationStore()
+{
+    m_scheduler.cancelAll(this);
+}
+
+VXFolderAccessDelegate *VXConfigurationStore::folderAccess() const
+{
+    return m_folderAccess ? m_folderAccess : VXFolderAccessDelegate::shared();
+}
+
+// ---- The path
+
+QString VXConfigurationStore::configurationPath(QString *accessedBookmarkPath)
+{
+    const QString folder = libraryFolderPathWithName(VXConfigurationsFolderName);
+    const QString defaultPath = folder.isEmpty() ? QString() : folder + u'/' + VXDefaultConfigurationFileName;
+    if (!VXApplicationIsSandboxed())
+        return defaultPath;
+
+    QString accessed;
+    const QString path = sandboxedConfigurationPath(defaultPath, &accessed);
+    if (accessedBookmarkPath)
+        *accessedBookmarkPath = accessed;
+    else if (!accessed.isEmpty() && folderAccess())
+        folderAccess()->stopAccessingBookmarkForPath(accessed);
+    return path;
+}
+
+QString VXConfigurationStore::sandboxedConfigurationPath(const QString &defaultPath, QString *accessedBookmarkPath)
+{
+    VXFolderAccessDelegate *access = folderAccess();
+    const QString stored = m_defaults.stringForKey(VXDefaultConfigurationSandboxKey);
+    if (!stored.isEmpty() && access) {
+        bool cancel = false;
+        if (access->confirmWriteAccessForPath(stored, true, &cancel, accessedBookmarkPath, {})) {
+            VXDebugLog(VXFillFormat(VXUsingSandboxConfigurationPathMessage, {stored}));
+            return stored;
+        }
+    }
+    if (m_defaults.boolForKey(VXDefaultConfigurationSandboxConversionAttemptedKey))
+        return defaultPath;
+
+    // The same file in the real home, where an earlier version outside the sandbox kept it.
+    const QString earlier = stringByDeletingWendleCountainerPathComponents(defaultPath);
+    QString result = defaultPath;
+    if (!earlier.isEmpty() && QFileInfo::exists(earlier) && access) {
+        if (access->confirmWriteAccessForPath(earlier, true, nullptr, accessedBookmarkPath, {})) {
+            m_defaults.setString(earlier, VXDefaultConfigurationSandboxKey);
+            VXDebugLog(VXFillFormat(VXStoringSandboxConfigurationPathSilentlyMessage, {earlier}));
+            result = earlier;
+        } else {
+            const QString informative = VXFillFormat(tr("VXConfigurationStore", VXConfigurationFoundInformativeText),
+                                                     {readablePathRepresentation(QFileInfo(earlier).path())});
+            const int answer = access->runAlert(tr("VXConfigurationStore", VXConfigurationFoundMessage), informative,
+                                                {tr("VXUserDefaults", kUnlockButtonTitle),
+                                                 tr("VXConfigurationStore", VXStartOverButtonTitle)});
+            bool cancel = false;
+            if (answer == 0 && access->confirmWriteAccessForPath(earlier, true, &cancel, accessedBookmarkPath, {})) {
+                m_defaults.setString(earlier, VXDefaultConfigurationSandboxKey);
+                VXDebugLog(VXFillFormat(VXStoringSandboxConfigurationPathAfterConfirmationMessage, {earlier}));
+                result = earlier;
+            }
+        }
+    }
+    m_defaults.setBool(true, VXDefaultConfigurationSandboxConversionAttemptedKey);
+    return result;
+}
+
+// ---- Loading
+
+VXDictionaryRef VXConfigurationStore::loadConfiguration()
+{
+    QString accessed;
+    const QString path = configurationPath(&accessed);
+    QByteArray data;
+    if (!path.isEmpty()) {
+        QFile file(path);
+        if (file.open(QIODevice::ReadOnly))
+            data = file.readAll();
+        else if (file.exists())
+            qCWarning(lcPersistence).noquote() << QStringLiteral("cannot read the configuration <%1>: %2").arg(path, file.errorString());
+    }
+    if (!accessed.isEmpty() && folderAccess())
+        folderAccess()->stopAccessingBookmarkForPath(accessed);
+
+    if (data.isEmpty()) {
+        const VXValue fallback = m_defaults.objectForKey(VXDefaultConfigurationKey);
+        if (fallback.isDictionary()) {
+            if (std::optional<QByteArray> encoded = propertyListData(fallback))
+                data = *encoded;
+        }
+    }
+    VXDictionaryRef configuration = deeplyMutableDictionaryWithData(data);
+    if (!configuration && !data.isEmpty())
+        qCWarning(lcPersistence).noquote() << QStringLiteral("cannot use the configuration <%1>: starting empty").arg(path);
+    return configuration;
+}
+
+// ---- Saving
+
+bool VXConfigurationStore::saveConfiguration(bool save, bool withUserDefaultsFallback, bool scheduleNext)
+{
+    bool written = false;
+    if (save && m_configuration())
+        written = writeConfiguration(std::nullopt, withUserDefaultsFallback);
+    if (scheduleNext)
+        scheduleNextSave();
+    return written;
+}
+
+void VXConfigurationStore::save(const void *sender)
+{
+    if (sender)
+        m_scheduler.cancel(this, kSaveOperation);
+    saveConfiguration(true, false, true);
+}
+
+void VXConfigurationStore::save(const void *sender, const QByteArray &encodedConfiguration)
+{
+    if (sender)
+        m_scheduler.cancel(this, kSaveOperation);
+    if (m_configuration())
+        writeConfiguration(encodedConfiguration, false);
+    scheduleNextSave();
+}
+
+bool VXConfigurationStore::writeConfiguration(const std::optional<QByteArray> &encodedConfiguration,
+                                              bool withUserDefaultsFallback)
+{
+    const VXDictionaryRef configuration = m_configuration();
+    QString accessed;
+    const QString path = configurationPath(&accessed);
+    bool written = false;
+    if (!path.isEmpty()) {
+        written = encodedConfiguration ? writeDataToFile(*encodedConfiguration, path, true)
+                                       : writeToBinaryFile(VXValue(configuration), path, true);
+    }
+    if (!accessed.isEmpty() && folderAccess())
+        folderAccess()->stopAccessingBookmarkForPath(accessed);
+
+    if (withUserDefaultsFallback) {
+        if (written)
+            m_defaults.removeObjectForKey(VXDefaultConfigurationKey);
+        else
+            m_defaults.setObject(VXValue(configuration), VXDefaultConfigurationKey);
+    }
+    return written;
+}
+
+void VXConfigurationStore::scheduleNextSave()
+{
+    m_scheduler.performAfterDelay(this, kSaveOperation, kSaveInterval, [this] { save(nullptr); });
+}
+
+bool VXConfigurationStore::isSavePending() const
+{
+    return m_scheduler.isPending(this, kSaveOperation);
+}

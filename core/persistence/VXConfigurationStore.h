@@ -1,0 +1,106 @@
+#pragma once
+
+// The configuration tree on disk: where the file is, loading it at start-up, and saving it.
+//
+// The file is $XDG_DATA_HOME/Wendle/Configurations/Default.plist, a binary property list (any
+// form is read), written atomically with mode 0600 in folders of mode 0700. When it cannot be
+// written at quit, the whole tree goes to the settings under "Default Configuration" instead,
+// and is read from there at the next start if the file cannot be read then.
+//
+// Saves happen at three points, and a chain of single delayed "save:" calls keeps one save
+// pending 1800 s ahead:
+//
+//     save point                 write  fallback  schedule next
+//     end of launch                -       -        +1800 s
+//     save: (timer or on demand)   x       -        +1800 s
+//     quit                         x       x          -
+//
+//     on demand at t and t+600:  [save]----600----[save]---------1800---------[save] ...
+//                                 (the save pending at t+1800 is dropped by the second)
+
+#include "VXValue.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QtGlobal>
+
+#include <functional>
+#include <optional>
+
+class VXFolderAccessDelegate;
+class VXScheduler;
+class VXUserDefaults;
+
+// Settings of the store.
+inline const QString VXDefaultConfigurationKey = QStringLiteral("Default Configuration");
+inline const QString VXDefaultConfigurationSandboxKey = QStringLiteral("Default Configuration (Sandbox)");
+inline const QString VXDefaultConfigurationSandboxConversionAttemptedKey =
+    QStringLiteral("Default Configuration (Sandbox): Conversion Attempted");
+
+// The one-time question of a sandboxed program that finds an older configuration outside its
+// container ("%@": the readable folder). Translation context "VXConfigurationStore".
+inline constexpr char VXConfigurationFoundMessage[] = QT_TRANSLATE_NOOP("VXConfigurationStore", "Configuration Found");
+inline constexpr char VXConfigurationFoundInformativeText[] = QT_TRANSLATE_NOOP("VXConfigurationStore",
+    "You have previously used a version of Wendle that stored its configuration in the following folder:\n\n%@\n\n"
+    "If you want to continue using this configuration, please unlock the Configurations folder to give Wendle access.");
+inline constexpr char VXStartOverButtonTitle[] = QT_TRANSLATE_NOOP("VXConfigurationStore", "Start Over");
+
+// Debug-log lines ("%@": the path).
+inline const QString VXUsingSandboxConfigurationPathMessage = QStringLiteral("using sandbox configuration path: %@");
+inline const QString VXStoringSandboxConfigurationPathSilentlyMessage =
+    QStringLiteral("storing sandbox configuration path silently: %@");
+inline const QString VXStoringSandboxConfigurationPathAfterConfirmationMessage =
+    QStringLiteral("storing sandbox configuration path after user confirmation: %@");
+
+class VXConfigurationStore
+{
+public:
+    // The scheduled save (with this store as target).
+    static const QString kSaveOperation;   // "save:"
+    static constexpr double kSaveInterval = 1800.0;
+
+    // `configuration` answers the tree to save at the moment of the save (undo and "Clear all"
+    // replace it). `folderAccess` is asked about the sandboxed configuration path; null means
+    // VXFolderAccessDelegate::shared().
+    VXConfigurationStore(VXUserDefaults &defaults, VXScheduler &scheduler, std::function<VXDictionaryRef()> configuration,
+                         VXFolderAccessDelegate *folderAccess = nullptr);
+    ~VXConfigurationStore();
+
+    VXConfigurationStore(const VXConfigurationStore &) = delete;
+    VXConfigurationStore &operator=(const VXConfigurationStore &) = delete;
+
+    void setFolderAccess(VXFolderAccessDelegate *folderAccess) { m_folderAccess = folderAccess; }
+
+    // The file to read and write, or empty when its folder cannot be made. Sandboxed, the first
+    // call may ask once whether to use a configuration found outside the container; later calls
+    // are short-cut by the stored answer. When a bookmark grants the access, its path comes back
+    // through `accessedBookmarkPath` for the caller to release; without it, it is released here.
+    QString configurationPath(QString *accessedBookmarkPath = nullptr);
+
+    // The tree as stored: the file, else (no path, no file, unreadable) "Default Configuration".
+    // Null when there is neither, or the data is damaged or its root is no dictionary (the
+    // damaged file stays where it is, to be overwritten by the next save).
+    VXDictionaryRef loadConfiguration();
+
+    // One save point (table above). Answers whether the file was written.
+    bool saveConfiguration(bool save, bool withUserDefaultsFallback, bool scheduleNextSave);
+    // The periodic save; with a sender (on demand) it first drops the pending one, so the 1800 s
+    // start again.
+    void save(const void *sender);
+    // The same, with the tree already encoded by the caller (an undo state).
+    void save(const void *sender, const QByteArray &encodedConfiguration);
+
+    // Whether a periodic save is pending.
+    bool isSavePending() const;
+
+private:
+    bool writeConfiguration(const std::optional<QByteArray> &encodedConfiguration, bool withUserDefaultsFallback);
+    void scheduleNextSave();
+    QString sandboxedConfigurationPath(const QString &defaultPath, QString *accessedBookmarkPath);
+    VXFolderAccessDelegate *folderAccess() const;
+
+    VXUserDefaults &m_defaults;
+    VXScheduler &m_scheduler;
+    std::function<VXDictionaryRef()> m_configuration;
+    VXFolderAccessDelegate *m_folderAccess;
+};
