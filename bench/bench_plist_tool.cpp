@@ -6,7 +6,8 @@
 //   bench_plist_tool convert IN OUT binary|xml     reads any form, writes the given form
 //   bench_plist_tool roundtrip IN OUT              reads binary, writes binary
 //
-// Each prints the elapsed time of its phases to stderr ("read: 12.345 ms").
+// Each prints the elapsed time of its phases to stderr ("read: 12.345 ms (user 9.1 ms, system
+// 3.0 ms)"): file access is included, and system time shows what page faults and copies cost.
 
 #include "VXHeavyConfiguration.h"
 #include "VXPropertyListSerialization.h"
@@ -14,6 +15,8 @@
 #include <QByteArray>
 #include <QFile>
 #include <QString>
+
+#include <sys/resource.h>
 
 #include <chrono>
 #include <cstdio>
@@ -23,13 +26,32 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using VXPropertyListSerialization::Format;
 
-void reportPhase(const char *phase, Clock::time_point since)
+struct Stamp {
+    std::chrono::steady_clock::time_point wall;
+    double user = 0.0;     // ms
+    double system = 0.0;   // ms
+
+    static Stamp now()
+    {
+        Stamp stamp;
+        stamp.wall = std::chrono::steady_clock::now();
+        rusage usage {};
+        if (getrusage(RUSAGE_SELF, &usage) == 0) {
+            stamp.user = usage.ru_utime.tv_sec * 1e3 + usage.ru_utime.tv_usec / 1e3;
+            stamp.system = usage.ru_stime.tv_sec * 1e3 + usage.ru_stime.tv_usec / 1e3;
+        }
+        return stamp;
+    }
+};
+
+void reportPhase(const char *phase, const Stamp &since)
 {
-    const double ms = std::chrono::duration<double, std::milli>(Clock::now() - since).count();
-    std::fprintf(stderr, "%s: %.3f ms\n", phase, ms);
+    const Stamp end = Stamp::now();
+    const double ms = std::chrono::duration<double, std::milli>(end.wall - since.wall).count();
+    std::fprintf(stderr, "%s: %.3f ms (user %.1f ms, system %.1f ms)\n", phase, ms, end.user - since.user,
+                 end.system - since.system);
 }
 
 int usage()
@@ -64,7 +86,7 @@ bool writeFile(const char *path, const QByteArray &data)
 // Reads IN with `reader`, writes OUT in `format`, timing both phases (file access included).
 int transcode(const char *in, const char *out, VXValue (*reader)(const QByteArray &), Format format)
 {
-    auto start = Clock::now();
+    auto start = Stamp::now();
     const std::optional<QByteArray> input = readFile(in);
     if (!input)
         return 1;
@@ -75,7 +97,7 @@ int transcode(const char *in, const char *out, VXValue (*reader)(const QByteArra
     }
     reportPhase("read", start);
 
-    start = Clock::now();
+    start = Stamp::now();
     const std::optional<QByteArray> output = VXPropertyListSerialization::dataFromValue(value, format);
     if (!output) {
         std::fprintf(stderr, "cannot encode the value read from %s\n", in);
@@ -101,11 +123,11 @@ int main(int argc, char **argv)
         VXHeavyConfigurationParameters parameters;
         if (argc == 4)
             parameters = VXScaledHeavyConfigurationParameters(std::atoi(argv[3]));
-        auto start = Clock::now();
+        auto start = Stamp::now();
         VXHeavyConfigurationSummary summary;
         const VXDictionaryRef tree = VXMakeHeavyConfiguration(parameters, &summary);
         reportPhase("generate", start);
-        start = Clock::now();
+        start = Stamp::now();
         const std::optional<QByteArray> data = VXPropertyListSerialization::dataFromValue(VXValue(tree), Format::Binary);
         if (!data || !writeFile(argv[2], *data))
             return 1;

@@ -71,7 +71,7 @@ def measure(command, runs, patience):
         best_cpu = cpu if best_cpu is None else min(best_cpu, cpu)
         if best is None or seconds < best:
             best = seconds
-            phases = ', '.join(line.strip() for line in text.splitlines() if line.strip().endswith(' ms'))
+            phases = ', '.join(line.strip() for line in text.splitlines() if line.strip().endswith(' ms)'))
         if seconds > patience:
             phases += ' (one run: slower than the patience)'
             break
