@@ -9,12 +9,16 @@
 //   BM_Tick/inactive...   a tick with "Show Inactive Application Items" on
 //   BM_EmptyTick          reference: a tick on an empty tree and an empty desktop
 //   BM_DeepCopy           reference: one deep copy of the heavy tree
-//   BM_SteadyMemory       100,000 steady ticks; heap and resident size before and after
+//   BM_SteadyMemory       100,000 steady ticks (after 1,000 to settle); heap in use and resident
+//                         size before and after
 //
-// Instructions per tick: run under callgrind with a fixed number of ticks, collecting only inside
-// runSteadyTicks():
-//   valgrind --tool=callgrind --toggle-collect='*runSteadyTicks*' bench_tracking --callgrind-ticks=1000
-// and divide the total Ir by the tick count.
+// Memory over time: bench_tracking --heap-probe prints the heap in use and the resident size
+// every 50,000 steady ticks.
+//
+// Instructions per tick: run under callgrind with a fixed count, collecting only inside
+// runMeasured():
+//   valgrind --tool=callgrind --toggle-collect='*runMeasured*' bench_tracking --callgrind=steady:1000
+// and divide the total Ir by the count (also for forced, controller, empty and deepcopy).
 
 #include "VXActivitySampler.h"
 #include "VXConfigurationKeys.h"
@@ -40,6 +44,8 @@
 #include <cstdlib>
 #include <new>
 #include <cstring>
+#include <functional>
+#include <string>
 #include <memory>
 
 // Allocations through operator new, counted for the figure "allocations per tick".
@@ -215,6 +221,9 @@ std::size_t residentBytes()
 void BM_SteadyMemory(benchmark::State &state)
 {
     SamplerRun run;
+    // Containers reach their working size in the first ticks; measure from there.
+    for (int i = 0; i < 1000; ++i)
+        run.tick(false);
     malloc_trim(0);
     const std::size_t heapBefore = heapInUse();
     const std::size_t residentBefore = residentBytes();
@@ -230,25 +239,92 @@ BENCHMARK(BM_SteadyMemory)->Iterations(100000)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 
-// Kept out of line and named, so that callgrind can collect inside it alone.
+// Kept out of line and named, so that callgrind can collect inside them alone.
 __attribute__((noinline)) void runSteadyTicks(SamplerRun &run, int ticks)
 {
     for (int i = 0; i < ticks; ++i)
         run.tick(false);
 }
 
+__attribute__((noinline)) void runMeasured(const std::function<void()> &work, int times)
+{
+    for (int i = 0; i < times; ++i)
+        work();
+}
+
+// One of the measured operations, `times` times, for callgrind: "steady", "forced" (a tick that
+// walks everything), "controller" (a scheduled tick through the controller), "empty" (a tick on
+// an empty tree and desktop) or "deepcopy" (of the heavy tree).
+int runForCallgrind(const char *what, int times)
+{
+    if (std::strcmp(what, "steady") == 0 || std::strcmp(what, "forced") == 0) {
+        SamplerRun run;
+        const bool forced = std::strcmp(what, "forced") == 0;
+        const std::uint64_t allocationsBefore = allocationCount.load();
+        runMeasured([&] { run.tick(forced); }, times);
+        std::printf("%d %s ticks, %.1f allocations (operator new) per tick\n", times, what,
+                    double(allocationCount.load() - allocationsBefore) / std::max(times, 1));
+        return 0;
+    }
+    if (std::strcmp(what, "controller") == 0) {
+        int argc = 1;
+        char name[] = "bench_tracking";
+        char *argv[] = {name, nullptr};
+        QCoreApplication application(argc, argv);
+        QTemporaryDir folder;
+        VXUserDefaults defaults(QStringLiteral("com.brasswing.WendleBench"), folder.path());
+        VXRegisterDefaults(defaults);
+        Workload &shared = workload();
+        VXVirtualScheduler time(shared.now);
+        VXMainController controller(shared.desktop, time, time, defaults);
+        controller.setConfiguration(VXValue(shared.configuration).deepCopy().dictionaryRef());
+        controller.updateLists(&controller);
+        time.advanceBy(2.0);
+        runMeasured([&] { time.advanceBy(kInterval); }, times);
+        std::printf("%d controller ticks\n", times);
+        return 0;
+    }
+    if (std::strcmp(what, "empty") == 0) {
+        VXActivitySampler sampler;
+        VXSamplerSettings settings;
+        VXDesktopSnapshot snapshot;
+        VXDictionaryRef configuration = VXMakeDictionary();
+        double now = 1'750'000'000.0;
+        runMeasured([&] { sampler.sample(configuration, snapshot, now += kInterval, settings, false); }, times);
+        std::printf("%d empty ticks\n", times);
+        return 0;
+    }
+    if (std::strcmp(what, "deepcopy") == 0) {
+        const VXValue tree(workload().configuration);
+        runMeasured([&] { benchmark::DoNotOptimize(tree.deepCopy()); }, times);
+        std::printf("%d deep copies\n", times);
+        return 0;
+    }
+    std::fprintf(stderr, "unknown operation %s\n", what);
+    return 1;
+}
+
 int main(int argc, char **argv)
 {
     for (int i = 1; i < argc; ++i) {
-        if (std::strncmp(argv[i], "--callgrind-ticks=", 18) == 0) {
-            const int ticks = std::atoi(argv[i] + 18);
-            SamplerRun run;
-            const std::uint64_t allocationsBefore = allocationCount.load();
-            runSteadyTicks(run, ticks);
-            std::printf("%d steady ticks, %.1f allocations (operator new) per tick\n", ticks,
-                        double(allocationCount.load() - allocationsBefore) / std::max(ticks, 1));
-            return 0;
+        // --callgrind=steady:1000
+        if (std::strncmp(argv[i], "--callgrind=", 12) == 0) {
+            const char *what = argv[i] + 12;
+            const char *colon = std::strchr(what, ':');
+            const std::string operation(what, colon ? std::size_t(colon - what) : std::strlen(what));
+            return runForCallgrind(operation.c_str(), colon ? std::atoi(colon + 1) : 100);
         }
+    }
+    if (argc > 1 && std::strcmp(argv[1], "--heap-probe") == 0) {
+        // Heap and resident size every 50,000 steady ticks: a leak shows as a steady climb.
+        SamplerRun run;
+        for (int round = 1; round <= 6; ++round) {
+            runSteadyTicks(run, 50000);
+            malloc_trim(0);
+            std::printf("after %d ticks: heap in use %zu bytes, resident %zu KiB\n", round * 50000, heapInUse(),
+                        residentBytes() / 1024);
+        }
+        return 0;
     }
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))

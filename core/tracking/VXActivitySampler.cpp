@@ -38,6 +38,19 @@ void sortKeyedItems(std::vector<Keyed> &items, int sortColumn)
         std::stable_sort(items.begin(), items.end(), before);
 }
 
+// Puts the item where the order wants it in an ordered list (the order of sortKeyedItems).
+template <class Keyed>
+void insertKeyedItem(std::vector<Keyed> &items, const Keyed &item, int sortColumn)
+{
+    const auto place = std::lower_bound(items.begin(), items.end(), item, [sortColumn](const Keyed &a, const Keyed &b) {
+        const VXComparisonResult result = VXSortItemsWithSortColumn(VXValue(a.item), VXValue(b.item), sortColumn);
+        if (result != VXOrderedSame)
+            return result == VXOrderedAscending;
+        return VXCompareCodePoints(a.key, b.key) < 0;
+    });
+    items.insert(place, item);
+}
+
 template <class Keyed>
 VXArrayRef arrayOf(const std::vector<Keyed> &items)
 {
@@ -163,6 +176,10 @@ struct VXActivitySampler::WindowRecord {
     std::vector<KeyedItem> touched;    // its windows seen so far in the tick in progress
     std::size_t filed = 0;             // windows the tick in progress added to the table
     std::uint64_t generation = 0;      // the tick that consolidated it last
+    // While inactive windows are listed: all its windows, sorted by that tick.
+    std::vector<KeyedItem> children;
+    bool hasChildren = false;
+    int childrenSortColumn = 0;
 };
 
 struct VXActivitySampler::Tick {
@@ -182,6 +199,7 @@ struct VXActivitySampler::Tick {
     const VXArray *pools = nullptr;
     const VXDictionary *cutoffs = nullptr;
     bool useRecord = false;
+    bool skipDormantApplications = false;
     bool usePoolRecord = false;
     std::uint64_t generation = 0;
 };
@@ -347,7 +365,10 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     m_poolMatcher.clearTouched();
     tick.usePoolRecord = !fullWalk && m_hasPoolRecord && m_poolRecordSortColumn == settings.sortColumn;
 
-    tick.useRecord = m_hasRecord && !settings.showInactiveApplicationItems;
+    tick.useRecord = m_hasRecord;
+    // Applications unseen keep their "Children" while inactive items are listed: they are dormant
+    // only when the previous tick did not list them.
+    tick.skipDormantApplications = m_hasRecord && m_previousTickHidInactive && !settings.showInactiveApplicationItems;
     tick.generation = ++m_generation;
     m_touchedApplications.clear();
     m_filedApplications = 0;
@@ -358,8 +379,8 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
 
     m_recordedConfiguration = configuration;
     m_recordedApplications = applications;
-    // While inactive items are listed, applications unseen keep their "Children": not dormant.
-    m_hasRecord = !settings.showInactiveApplicationItems;
+    m_hasRecord = true;
+    m_previousTickHidInactive = !settings.showInactiveApplicationItems;
     m_windowDescriptions.clear();
 }
 
@@ -456,8 +477,8 @@ void VXActivitySampler::consolidateApplications(Tick &tick)
 {
     std::vector<KeyedItem> listed;
     std::vector<KeyedItem> seen;
-    const bool walkAll =
-        !tick.useRecord || tick.applications->size() != m_recordedApplicationCount + m_filedApplications;
+    const bool walkAll = !tick.skipDormantApplications
+        || tick.applications->size() != m_recordedApplicationCount + m_filedApplications;
     if (walkAll) {
         for (std::size_t i = 0; i < tick.applications->size(); ++i) {
             const VXDictionary::Entry &entry = tick.applications->entries()[i];
@@ -515,7 +536,12 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
     // now: the others are dormant and would not change.
     std::vector<KeyedItem> seenWindows;
     std::vector<KeyedItem> unseenWindows;
+    std::vector<const void *> touchedWindows;
     if (recordHolds) {
+        if (settings.showInactiveApplicationItems) {
+            for (const KeyedItem &window : record.touched)
+                touchedWindows.push_back(window.item.get());
+        }
         // The candidates become the windows seen, in place.
         seenWindows = std::move(record.seen);
         seenWindows.insert(seenWindows.end(), std::make_move_iterator(record.touched.begin()),
@@ -542,19 +568,54 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
 
     if (!isListed) {
         application.remove(VXChildrenKey);
+        record.children.clear();
+        record.hasChildren = false;
+    } else if (!settings.showInactiveApplicationItems) {
+        // The windows seen, in order (the record keeps them so for the next tick).
+        sortKeyedItems(seenWindows, settings.sortColumn);
+        application.insert(VXChildrenKey, arrayOf(seenWindows));
+        record.children.clear();
+        record.hasChildren = false;
     } else {
-        if (unseenWindows.empty()) {
-            // The windows seen, in order (the record keeps them so for the next tick).
-            sortKeyedItems(seenWindows, settings.sortColumn);
-            application.insert(VXChildrenKey, arrayOf(seenWindows));
+        std::vector<KeyedItem> children;
+        if (recordHolds && record.hasChildren && record.generation + 1 == tick.generation
+            && record.childrenSortColumn == settings.sortColumn) {
+            // Every window, as the previous tick sorted them: only the windows seen now can have
+            // moved (their times changed) or be new. Take them out and put them back in place;
+            // the order is total, so this is the order a full sort gives.
+            children = std::move(record.children);
+            std::sort(touchedWindows.begin(), touchedWindows.end());
+            touchedWindows.erase(std::unique(touchedWindows.begin(), touchedWindows.end()), touchedWindows.end());
+            children.erase(std::remove_if(children.begin(), children.end(),
+                                          [&](const KeyedItem &window) {
+                                              return std::binary_search(touchedWindows.begin(), touchedWindows.end(),
+                                                                        window.item.get());
+                                          }),
+                           children.end());
+            for (const KeyedItem &window : seenWindows) {
+                if (std::binary_search(touchedWindows.begin(), touchedWindows.end(), window.item.get()))
+                    insertKeyedItem(children, window, settings.sortColumn);
+            }
         } else {
-            std::vector<KeyedItem> children = seenWindows;
-            children.insert(children.end(), unseenWindows.begin(), unseenWindows.end());
+            if (recordHolds) {
+                // The record knows the windows seen; the others come from the table.
+                for (std::size_t w = 0; windows && w < windows->size(); ++w) {
+                    if (VXDictionary *window = windows->valueAt(w).dictionary())
+                        children.push_back({windows->entries()[w].key, VXDictionaryRef(window)});
+                }
+            } else {
+                children = seenWindows;
+                children.insert(children.end(), unseenWindows.begin(), unseenWindows.end());
+            }
             sortKeyedItems(children, settings.sortColumn);
-            application.insert(VXChildrenKey, arrayOf(children));
         }
-        listed.push_back({key, VXDictionaryRef(&application)});
+        application.insert(VXChildrenKey, arrayOf(children));
+        record.children = std::move(children);
+        record.hasChildren = true;
+        record.childrenSortColumn = settings.sortColumn;
     }
+    if (isListed)
+        listed.push_back({key, VXDictionaryRef(&application)});
 
     // What the next tick needs to skip the dormant windows.
     record.application = VXDictionaryRef(&application);

@@ -169,6 +169,7 @@ private:
     VXDictionaryRef m_recordedConfiguration;
     VXDictionaryRef m_recordedApplications;
     bool m_hasRecord = false;
+    bool m_previousTickHidInactive = false;
     std::size_t m_recordedApplicationCount = 0;
     std::size_t m_filedApplications = 0;          // applications the tick in progress added
     std::vector<KeyedItem> m_seenApplications;     // seen at the previous tick
