@@ -1,0 +1,449 @@
+// The configuration file through the controller: its place and modes, the three save points
+// and the 1800-second chain, the forms read at start-up (damaged, XML, old-style, array-rooted),
+// the fallback copy in the settings when the file cannot be written, and the sandboxed path's
+// one-time question. Real files in a temporary library folder; plistlib as the independent
+// reader and writer.
+
+#include "VXConfigurationKeys.h"
+#include "VXConfigurationStore.h"
+#include "VXControllerTestSupport.h"
+#include "VXFakeDesktop.h"
+#include "VXItemSorting.h"
+#include "VXMainController.h"
+#include "VXPropertyListSerialization.h"
+#include "VXTestProcess.h"
+#include "VXTrackingTestSupport.h"
+#include "VXUserDefaultsExtensions.h"
+#include "VXVirtualScheduler.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <csignal>
+#include <memory>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+using namespace vxtest;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr double kStart = 1'750'000'000.0;
+const QString kEditorID = u"org.example.Editor"_s;
+
+// Files may not grow beyond `bytes` while it lives; writing more fails with EFBIG instead of
+// killing the process. (Tests run as root in CI, where file modes stop no write.)
+class FileSizeLimit
+{
+public:
+    explicit FileSizeLimit(rlim_t bytes)
+    {
+        ::getrlimit(RLIMIT_FSIZE, &m_previous);
+        m_previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+        rlimit limit = m_previous;
+        limit.rlim_cur = bytes;
+        m_active = ::setrlimit(RLIMIT_FSIZE, &limit) == 0;
+    }
+    ~FileSizeLimit()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &m_previous);
+        std::signal(SIGXFSZ, m_previousHandler);
+    }
+    bool isActive() const { return m_active; }
+
+private:
+    rlimit m_previous{};
+    void (*m_previousHandler)(int) = nullptr;
+    bool m_active = false;
+};
+
+class StoreTest : public ::testing::Test
+{
+protected:
+    StoreTest()
+    {
+        // Nobody types in these tests: no idle hibernation.
+        settings.defaults->setInteger(0, u"Hibernation Interval"_s);
+        desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, kEditorID, 10);
+        desktop.activate(10);
+    }
+    ~StoreTest() override { VXSetCurrentSortColumn(1); }
+
+    void launch()
+    {
+        controller = std::make_unique<VXMainController>(desktop, time, time, *settings.defaults, &ui);
+        controller->applicationWillFinishLaunching();
+        controller->applicationDidFinishLaunching({&input}, {});
+        time.runDue();
+    }
+    void quit()
+    {
+        controller->applicationShouldTerminate();
+        controller.reset();
+    }
+
+    VXConfigurationStore &store() { return controller->store(); }
+    std::optional<double> nextSave() { return time.nextDueTime(&store(), VXConfigurationStore::kSaveOperation); }
+    int pendingSaves() { return time.pendingCount(&store(), VXConfigurationStore::kSaveOperation); }
+    VXDictionaryRef savedTree() { return deeplyMutableDictionaryWithData(readFile(dataHome.configurationFile())); }
+    VXDictionary *editor() { return applicationItem(*controller->configuration(), kEditorID); }
+
+    Settings settings;
+    ScopedDataHome dataHome;
+    VXVirtualScheduler time{kStart};
+    VXFakeDesktop desktop;
+    ScriptedUserInterface ui;
+    ManualPresenceSource input;
+    std::unique_ptr<VXMainController> controller;
+};
+
+unsigned modeOf(const QString &path)
+{
+    struct stat status {};
+    return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+// Python's plistlib on a file: the command's output, or nothing when Python is missing.
+std::optional<QByteArray> plistlib(const QString &code)
+{
+    const QString python = VXTestPython();
+    if (python.isEmpty())
+        return std::nullopt;
+    const VXProcessResult result = VXRunProcess(python, {u"-c"_s, u"import plistlib, sys\n"_s + code});
+    if (!result.started || result.exitCode != 0)
+        return std::nullopt;
+    return result.standardOutput;
+}
+
+} // namespace
+
+TEST_F(StoreTest, TheSavePointsKeepOnePeriodicSavePendingAndWriteAPrivateBinaryFile)
+{
+    launch();
+    const QString file = dataHome.configurationFile();
+    // The end of launch writes nothing and schedules the first save 1800 s later.
+    EXPECT_EQ(store().configurationPath(), file);
+    EXPECT_FALSE(QFileInfo::exists(file));
+    EXPECT_EQ(pendingSaves(), 1);
+    EXPECT_EQ(nextSave(), kStart + 1800);
+
+    // The save was scheduled before the tick due at the same instant, so it runs first and
+    // writes the tick of 1799.5.
+    time.advanceTo(kStart + 1800);
+    ASSERT_TRUE(QFileInfo::exists(file));
+    EXPECT_TRUE(readFile(file).startsWith("bplist00"));
+    EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), 1799.5);
+    EXPECT_EQ(nextSave(), kStart + 3600);
+    EXPECT_EQ(modeOf(file), 0600);
+    for (const QString &folder : {dataHome.path() + u"/Wendle"_s, dataHome.configurationFolder()})
+        EXPECT_EQ(modeOf(folder), 0700) << folder.toStdString();
+
+    // Two saves on demand 10 minutes apart: one save pending, 1800 s after the second.
+    time.advanceTo(kStart + 2000);
+    controller->save(this);
+    EXPECT_EQ(nextSave(), kStart + 3800);
+    time.advanceTo(kStart + 2600);
+    controller->save(this);
+    EXPECT_EQ(pendingSaves(), 1);
+    EXPECT_EQ(nextSave(), kStart + 4400);
+    EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), 2600.0);
+    time.advanceTo(kStart + 4399);
+    EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), 2600.0);
+    time.advanceTo(kStart + 4400);
+    EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), 4399.5);
+    EXPECT_EQ(nextSave(), kStart + 6200);
+
+    // The quit path writes the file and schedules nothing more.
+    time.advanceTo(kStart + 4500.5);
+    controller->applicationShouldTerminate();
+    EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), 4500.5);
+    EXPECT_EQ(pendingSaves(), 1);
+    EXPECT_TRUE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
+
+    // plistlib reads the file as the program wrote it.
+    const std::optional<QByteArray> read = plistlib(
+        u"p = plistlib.load(open(sys.argv[1] if len(sys.argv) > 1 else %1, 'rb'))\n"
+        "print(p['Applications']['org.example.Editor']['Time'])"_s.arg(u"'"_s + file + u"'"_s));
+    if (!read)
+        GTEST_SKIP() << "no python3 with plistlib";
+    EXPECT_EQ(read->trimmed(), "4500.5");
+}
+
+TEST_F(StoreTest, ADamagedFileStartsEmptyAndIsOverwrittenAtTheNextSave)
+{
+    ASSERT_TRUE(QDir().mkpath(dataHome.configurationFolder()));
+    const QByteArray damaged = QByteArray("bplist00") + QByteArray(40, '\xff');
+    ASSERT_TRUE(writeFile(dataHome.configurationFile(), damaged));
+    launch();
+    // The first tick put a new tree in place of the unreadable one.
+    ASSERT_NE(controller->configuration(), VXDictionaryRef());
+    EXPECT_EQ(controller->configuration()->value(VXApplicationsKey).dictionary()->size(), 1u);
+    EXPECT_EQ(readFile(dataHome.configurationFile()), damaged);   // not set aside, not yet replaced
+    EXPECT_EQ(QDir(dataHome.configurationFolder()).entryList(QDir::Files), QStringList({u"Default.plist"_s}));
+
+    time.advanceTo(kStart + 10);
+    controller->save(this);
+    EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), 10.0);
+    EXPECT_EQ(QDir(dataHome.configurationFolder()).entryList(QDir::Files), QStringList({u"Default.plist"_s}));
+}
+
+TEST_F(StoreTest, AnyFormIsReadAndTheNextSaveWritesBinary)
+{
+    ASSERT_TRUE(QDir().mkpath(dataHome.configurationFolder()));
+    const QString file = dataHome.configurationFile();
+    // XML, written by plistlib: an earlier day's record of the editor.
+    const std::optional<QByteArray> written = plistlib(
+        u"plistlib.dump({'Applications': {'org.example.Editor': {'Name': 'Editor', 'Application ID': 'org.example.Editor',"
+        " 'Time': 100.0, 'Front Time': 40.0, 'Active Log': [1749990000.0, -1749990100.0]}},"
+        " 'Last Timestamp': 1749990100.0, 'Window Blacklist': ['Mail \u25b8 *Draft*']}, open('%1', 'wb'), fmt=plistlib.FMT_XML)"_s.arg(file));
+    if (!written)
+        GTEST_SKIP() << "no python3 with plistlib";
+    ASSERT_TRUE(readFile(file).startsWith("<?xml"));
+    launch();
+    ASSERT_NE(editor(), nullptr);
+    EXPECT_EQ(timeOf(*editor()), 100.0);   // the first tick is a gap
+    EXPECT_EQ(frontTimeOf(*editor()), 40.0);
+    EXPECT_EQ(activeLog(*editor()), std::vector<double>({1749990000.0, -1749990100.0, kStart}));
+    EXPECT_EQ(controller->configuration()->value(VXWindowBlacklistKey).array()->at(0).toString(), u"Mail \u25B8 *Draft*"_s);
+
+    time.advanceTo(kStart + 1800);
+    ASSERT_TRUE(readFile(file).startsWith("bplist00"));
+    const std::optional<QByteArray> read = plistlib(
+        u"p = plistlib.load(open('%1', 'rb'))\nprint(p['Applications']['org.example.Editor']['Time'], p['Window Blacklist'][0] == 'Mail \u25b8 *Draft*')"_s.arg(file));
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->trimmed(), "1899.5 True");   // 100 + the ticks up to 1799.5
+    quit();
+
+    // The old-style text form is read too.
+    ASSERT_TRUE(writeFile(file, "{ \"Application Blacklist\" = ( Terminal, \"Wendle\" ); Cutoffs = {}; }"));
+    launch();
+    ASSERT_NE(editor(), nullptr);
+    EXPECT_EQ(controller->configuration()->value(VXApplicationBlacklistKey).array()->at(0).toString(), u"Terminal"_s);
+}
+
+TEST_F(StoreTest, AFileWhoseRootIsAnArrayGivesAnEmptyConfiguration)
+{
+    ASSERT_TRUE(QDir().mkpath(dataHome.configurationFolder()));
+    const std::optional<QByteArray> data = propertyListData(VXValue(strings({u"Applications", u"Pools"})));
+    ASSERT_TRUE(data);
+    ASSERT_TRUE(writeFile(dataHome.configurationFile(), *data));
+    // The fallback copy is for a file that cannot be read, not for one that reads as nonsense.
+    settings.defaults->setObject(VXValue(dictionary({{u"Fallback Marker"_s, true}})), u"Default Configuration"_s);
+    launch();
+    ASSERT_NE(controller->configuration(), VXDictionaryRef());
+    EXPECT_FALSE(controller->configuration()->contains(u"Fallback Marker"_s));
+    EXPECT_EQ(timeOf(*editor()), 0.0);
+    EXPECT_EQ(controller->configuration()->value(VXApplicationsKey).dictionary()->size(), 1u);
+}
+
+TEST_F(StoreTest, WithoutAFileTheSettingsCopyIsLoadedAndDroppedAfterTheNextSaveAtQuit)
+{
+    VXDictionaryRef applications = VXMakeDictionary();
+    applications->insert(kEditorID, dictionary({{VXNameKey, u"Editor"_s}, {VXApplicationIDKey, kEditorID}, {VXTimeKey, 300.0}}));
+    settings.defaults->setObject(VXValue(dictionary({{VXApplicationsKey, applications}})), u"Default Configuration"_s);
+    launch();
+    ASSERT_NE(editor(), nullptr);
+    EXPECT_EQ(timeOf(*editor()), 300.0);
+
+    // A periodic save does not touch the copy; the quit path's does.
+    time.advanceTo(kStart + 1800);
+    EXPECT_FALSE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
+    time.advanceTo(kStart + 1810);
+    quit();
+    EXPECT_TRUE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
+    EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), 2110.0);
+}
+
+TEST_F(StoreTest, AnInterruptedWriteLeavesThePreviousFileAndTheQuitPutsTheTreeInTheSettings)
+{
+    launch();
+    time.advanceTo(kStart + 60);
+    controller->save(this);
+    const QByteArray previous = readFile(dataHome.configurationFile());
+    ASSERT_TRUE(previous.startsWith("bplist00"));
+
+    // The editor opens enough windows that the tree no longer fits under the limit.
+    for (int i = 0; i < 200; ++i)
+        desktop.openWindow(10, u"A report with a long title, number %1 of many"_s.arg(i));
+    time.advanceTo(kStart + 120);
+    const VXValue tree = VXValue(controller->configuration()).deepCopy();
+    {
+        FileSizeLimit limit(rlim_t(previous.size() + 512));
+        if (!limit.isActive())
+            GTEST_SKIP() << "cannot limit the file size";
+        controller->save(this);   // periodic kind: no fallback
+        EXPECT_EQ(readFile(dataHome.configurationFile()), previous);
+        EXPECT_TRUE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
+        EXPECT_EQ(pendingSaves(), 1);   // the chain goes on
+
+        controller->applicationShouldTerminate();
+        EXPECT_EQ(readFile(dataHome.configurationFile()), previous);
+    }
+    // No temporary file is left beside it.
+    EXPECT_EQ(QDir(dataHome.configurationFolder()).entryList(QDir::Files | QDir::Hidden), QStringList({u"Default.plist"_s}));
+    const VXValue fallback = settings.defaults->objectForKey(u"Default Configuration"_s);
+    EXPECT_EQ(firstDifference(fallback, tree), "");
+    controller.reset();
+
+    // The next run reads the file, which is readable; the copy waits for a run that cannot.
+    launch();
+    EXPECT_EQ(timeOf(*editor()), 60.0);
+    quit();
+    ASSERT_TRUE(QFile::remove(dataHome.configurationFile()));
+    settings.defaults->setObject(fallback, u"Default Configuration"_s);
+    launch();
+    EXPECT_EQ(timeOf(*editor()), 120.0);
+    EXPECT_EQ(windowItem(*controller->configuration(), kEditorID, u"A report with a long title, number 199 of many"_s) != nullptr, true);
+}
+
+TEST_F(StoreTest, WhenTheLibraryFolderCannotBeMadeOnlyTheQuitKeepsTheTree)
+{
+    // The data folder lies under a regular file.
+    ASSERT_TRUE(writeFile(dataHome.path() + u"/plain"_s, "not a folder"));
+    ScopedDataHome blocked(dataHome.path() + u"/plain/share"_s);
+    launch();
+    EXPECT_EQ(store().configurationPath(), QString());
+    time.advanceTo(kStart + 1800);   // the periodic save finds no place and says nothing
+    EXPECT_TRUE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
+    time.advanceTo(kStart + 1900);
+    quit();
+    const VXValue fallback = settings.defaults->objectForKey(u"Default Configuration"_s);
+    ASSERT_TRUE(fallback.isDictionary());
+    EXPECT_EQ(timeOf(*applicationItem(*fallback.dictionary(), kEditorID)), 1900.0);
+
+    launch();
+    EXPECT_EQ(timeOf(*editor()), 1900.0);
+}
+
+namespace {
+
+// A folder access that the test scripts: whether access is granted silently, and after asking.
+class ScriptedFolderAccess : public VXFolderAccessDelegate
+{
+public:
+    bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel, QString *accessedBookmarkPath,
+                                   const SandboxExplanation &) override
+    {
+        requests.push_back({path, viaParentFolder, cancel != nullptr});
+        const bool granted = cancel ? grantedAfterAsking : grantedSilently;
+        if (granted && accessedBookmarkPath)
+            *accessedBookmarkPath = QFileInfo(path).path();
+        if (cancel)
+            *cancel = !granted;
+        return granted;
+    }
+    void stopAccessingBookmarkForPath(const QString &bookmarkPath) override { stopped.append(bookmarkPath); }
+    int runAlert(const QString &message, const QString &informative, const QStringList &buttons) override
+    {
+        alerts.push_back({message, informative, buttons});
+        return alertAnswer;
+    }
+
+    struct Request {
+        QString path;
+        bool viaParentFolder;
+        bool mayAsk;
+    };
+    std::vector<Request> requests;
+    QStringList stopped;
+    std::vector<Alert> alerts;
+    bool grantedSilently = false;
+    bool grantedAfterAsking = false;
+    int alertAnswer = -1;
+};
+
+class SandboxedStoreTest : public ::testing::Test
+{
+protected:
+    SandboxedStoreTest()
+    {
+        qputenv("APP_SANDBOX_CONTAINER_ID", "com.brasswing.WendleClient");
+        VXResetApplicationIsSandboxedForTesting();
+        home = dataHome.path();
+        earlierFile = home + u"/Library/Wendle/Configurations/Default.plist"_s;
+    }
+    ~SandboxedStoreTest() override
+    {
+        qunsetenv("APP_SANDBOX_CONTAINER_ID");
+        VXResetApplicationIsSandboxedForTesting();
+    }
+
+    Settings settings;
+    ScopedDataHome dataHome;
+    QString home;
+    // The library folder inside the container, and the file an earlier version kept outside it.
+    ScopedDataHome containerDataHome{dataHome.path() + u"/Library/Containers/com.brasswing.WendleClient/Data/Library"_s};
+    QString earlierFile;
+    VXVirtualScheduler time{kStart};
+    ScriptedFolderAccess access;
+    VXConfigurationStore store{*settings.defaults, time, [] { return VXMakeDictionary(); }, &access};
+};
+
+} // namespace
+
+TEST_F(SandboxedStoreTest, TheConfigurationFoundQuestionIsAskedOnceAndUnlockingKeepsTheEarlierFile)
+{
+    const QString containerFile = containerDataHome.configurationFile();
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(earlierFile).path()));
+    ASSERT_TRUE(writeFile(earlierFile, "{ Applications = {}; }"));
+
+    // "Start Over": the file in the container, and the question is never asked again.
+    access.alertAnswer = 1;
+    EXPECT_EQ(store.configurationPath(), containerFile);
+    ASSERT_EQ(access.alerts.size(), 1u);
+    EXPECT_EQ(access.alerts[0].message, u"Configuration Found"_s);
+    EXPECT_TRUE(access.alerts[0].informative.startsWith(
+        u"You have previously used a version of Wendle that stored its configuration in the following folder:\n\n"_s));
+    EXPECT_TRUE(access.alerts[0].informative.endsWith(
+        u"\n\nIf you want to continue using this configuration, please unlock the Configurations folder to give Wendle access."_s));
+    EXPECT_EQ(access.alerts[0].buttons, QStringList({u"Unlock..."_s, u"Start Over"_s}));
+    EXPECT_TRUE(settings.defaults->boolForKey(u"Default Configuration (Sandbox): Conversion Attempted"_s));
+    access.requests.clear();
+    EXPECT_EQ(store.configurationPath(), containerFile);
+    EXPECT_EQ(access.alerts.size(), 1u);
+    EXPECT_TRUE(access.requests.empty());   // the stored flag short-cuts the search
+
+    // "Unlock..." with the access granted: the earlier file from now on.
+    settings.defaults->removeObjectForKey(u"Default Configuration (Sandbox): Conversion Attempted"_s);
+    access.alertAnswer = 0;
+    access.grantedAfterAsking = true;
+    EXPECT_EQ(store.configurationPath(), earlierFile);
+    EXPECT_EQ(access.alerts.size(), 2u);
+    EXPECT_EQ(settings.defaults->stringForKey(u"Default Configuration (Sandbox)"_s), earlierFile);
+    ASSERT_FALSE(access.requests.empty());
+    EXPECT_TRUE(access.requests.back().viaParentFolder);
+    EXPECT_TRUE(access.requests.back().mayAsk);
+    EXPECT_EQ(access.stopped, QStringList({QFileInfo(earlierFile).path()}));   // released at once
+
+    // Later calls confirm the stored path, asking if the bookmark no longer covers it.
+    access.requests.clear();
+    EXPECT_EQ(store.configurationPath(), earlierFile);
+    ASSERT_EQ(access.requests.size(), 1u);
+    EXPECT_EQ(access.requests[0].path, earlierFile);
+    EXPECT_TRUE(access.requests[0].mayAsk);
+    // Refused now, with the conversion done: the container's file.
+    access.grantedAfterAsking = false;
+    EXPECT_EQ(store.configurationPath(), containerFile);
+    EXPECT_EQ(access.alerts.size(), 2u);
+}
+
+TEST_F(SandboxedStoreTest, AnEarlierFileAlreadyCoveredIsTakenSilently)
+{
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(earlierFile).path()));
+    ASSERT_TRUE(writeFile(earlierFile, "{}"));
+    access.grantedSilently = true;
+    EXPECT_EQ(store.configurationPath(), earlierFile);
+    EXPECT_TRUE(access.alerts.empty());
+    EXPECT_EQ(settings.defaults->stringForKey(u"Default Configuration (Sandbox)"_s), earlierFile);
+
+    // Without an earlier file there is nothing to ask about.
+    settings.defaults->removeObjectForKey(u"Default Configuration (Sandbox)"_s);
+    settings.defaults->removeObjectForKey(u"Default Configuration (Sandbox): Conversion Attempted"_s);
+    ASSERT_TRUE(QFile::remove(earlierFile));
+    EXPECT_EQ(store.configurationPath(), containerDataHome.configurationFile());
+    EXPECT_TRUE(access.alerts.empty());
+    EXPECT_TRUE(settings.defaults->boolForKey(u"Default Configuration (Sandbox): Conversion Attempted"_s));
+}
