@@ -1,6 +1,6 @@
 // Replays the fuzz targets' seed corpora and every input a fuzzer once found (fuzz/corpus and
 // fuzz/regressions) through the same target code, so that a reader fault that was fixed stays
-// fixed. A broken round trip aborts inside the target; the file being replayed is printed first.
+// fixed. Each file runs in a child process: a broken round trip aborts there and fails that file.
 //
 // Seed names say what the reader must do: valid-* is read, refused-* is refused, damaged-* only
 // must not crash.
@@ -14,7 +14,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <cstdlib>
+#include <sys/wait.h>
 
 namespace {
 
@@ -29,17 +30,38 @@ QStringList filesIn(const QString &folder)
     return paths;
 }
 
-// Feeds one file to the target; answers whether its reader accepted it.
-bool replay(Target target, const QString &path)
+QByteArray contents(const QString &path)
 {
     QFile file(path);
     EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(path);
-    const QByteArray bytes = file.readAll();
-    std::fprintf(stderr, "replaying %s\n", qPrintable(path));
-    std::fflush(stderr);
-    const std::size_t before = VXFuzzAcceptedInputs();
-    target(reinterpret_cast<const std::uint8_t *>(bytes.constData()), static_cast<std::size_t>(bytes.size()));
-    return VXFuzzAcceptedInputs() > before;
+    return file.readAll();
+}
+
+// Feeds one file to the target in a child process, so that an input that breaks a round trip
+// (the target aborts) fails this file alone, with the target's message, and the replay goes on.
+// The child's exit code says whether the reader accepted the input.
+enum class Expect { Accepted, Refused, Either };
+
+void replay(Target target, const QString &path, Expect expect)
+{
+    const QByteArray bytes = contents(path);
+    const auto *data = reinterpret_cast<const std::uint8_t *>(bytes.constData());
+    const auto size = static_cast<std::size_t>(bytes.size());
+    const auto exitedWith = [expect](int status) {
+        if (!WIFEXITED(status))
+            return false;
+        const int code = WEXITSTATUS(status);
+        return expect == Expect::Accepted ? code == 0 : expect == Expect::Refused ? code == 1 : code <= 1;
+    };
+    EXPECT_EXIT(
+        {
+            const std::size_t before = VXFuzzAcceptedInputs();
+            target(data, size);
+            std::_Exit(VXFuzzAcceptedInputs() > before ? 0 : 1);
+        },
+        exitedWith, "")
+        << qPrintable(path)
+        << (expect == Expect::Accepted ? ": must be read" : expect == Expect::Refused ? ": must be refused" : ": must not crash");
 }
 
 void replayReader(const QString &reader, Target target)
@@ -50,21 +72,22 @@ void replayReader(const QString &reader, Target target)
     int refused = 0;
     for (const QString &path : seeds) {
         const QString name = QFileInfo(path).fileName();
-        const bool accepted = replay(target, path);
+        Expect expect = Expect::Either;
         if (name.startsWith(QLatin1String("valid-"))) {
+            expect = Expect::Accepted;
             ++valid;
-            EXPECT_TRUE(accepted) << "the reader refused a valid file: " << qPrintable(name);
         } else if (name.startsWith(QLatin1String("refused-"))) {
+            expect = Expect::Refused;
             ++refused;
-            EXPECT_FALSE(accepted) << "the reader accepted a file it must refuse: " << qPrintable(name);
         }
+        replay(target, path, expect);
     }
     EXPECT_GT(valid, 0) << "the corpus of " << qPrintable(reader) << " has no valid seed";
     EXPECT_GT(refused, 0) << "the corpus of " << qPrintable(reader) << " has no seed that must be refused";
 
-    // Inputs that once crashed or hung a reader: replaying them is the test.
+    // Inputs that once crashed or hung a reader, or broke a round trip: replaying them is the test.
     for (const QString &path : filesIn(QStringLiteral("regressions/") + reader))
-        replay(target, path);
+        replay(target, path, Expect::Either);
 }
 
 class VXFuzzReplayTest : public ::testing::Test
