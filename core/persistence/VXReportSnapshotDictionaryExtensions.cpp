@@ -3,15 +3,6 @@
 #include "VXConfigurationKeys.h"
 #include "VXReportSnapshotTimestampFormatter.h"
 
-#include <cmath>
-
-namespace {
-
-// Times at or below this are no times (the zero cells of the other stream, unreadable cells).
-constexpr double kTolerance = 0.001;
-
-} // namespace
-
 VXDictionary &reportSnapshotChildWithName(VXDictionary &self, const QString &name, bool pool, const QString &path)
 {
     VXValue *childrenValue = self.valuePointer(VXChildrenKey);
@@ -41,16 +32,9 @@ bool addReportSnapshotTimestampsAtBeginIndex(VXDictionary &self, std::size_t beg
 {
     if (beginIndex >= stringCollection.size() || endIndex >= stringCollection.size())
         return false;
-    const std::string_view beginCell = stringCollection[beginIndex];
-    if ((resetFormatter || !formatter.isBuilt()) && !formatter.rebuildWithCell(beginCell))
-        return false;
-
-    // Infinities are no times either: a range must have an end.
-    const double begin = formatter.numberFromCell(beginCell);
-    if (!(begin > kTolerance) || !std::isfinite(begin))
-        return false;
-    const double end = formatter.numberFromCell(stringCollection[endIndex]);
-    if (!(end > kTolerance) || !std::isfinite(end) || !(end - begin > kTolerance))
+    double begin = 0.0;
+    double end = 0.0;
+    if (!formatter.intervalFromCells(stringCollection[beginIndex], stringCollection[endIndex], resetFormatter, &begin, &end))
         return false;
 
     if (firstTimestamp && (begin < *firstTimestamp || *firstTimestamp < 0))

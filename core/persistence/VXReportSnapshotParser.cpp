@@ -10,12 +10,15 @@
 #include <QFile>
 
 #include <array>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+#include <bit>
 #include <cstdint>
 #include <cstring>
-#include <deque>
 #include <optional>
 #include <string>
-#include <unordered_map>
+#include <thread>
 #include <vector>
 
 const QString VXReportSnapshotParser::kQuotedStringPlaceholder
@@ -40,7 +43,8 @@ constexpr std::size_t kLoggedTextLength = 200;
 
 const QString kApplicationGroupName = VXApplicationsKey;
 const QString kPoolGroupName = VXPoolsKey;
-const QString kAnyApplicationName = QStringLiteral("*");
+// The application of a line that names a window but no application.
+constexpr std::string_view kAnyApplicationName = "*";
 
 // The columns the reader uses, as slots of a line's kept cells.
 enum Slot : std::size_t { PoolSlot, ApplicationSlot, WindowSlot, ForegroundBeginSlot, ForegroundEndSlot,
@@ -67,6 +71,14 @@ bool isValidUtf8(const unsigned char *s, std::size_t n)
 {
     std::size_t i = 0;
     while (i < n) {
+        if (i + 32 <= n) {
+            std::uint64_t words[4];
+            std::memcpy(words, s + i, 32);
+            if (((words[0] | words[1] | words[2] | words[3]) & 0x8080808080808080ULL) == 0) {
+                i += 32;
+                continue;
+            }
+        }
         if (i + 8 <= n) {
             std::uint64_t word;
             std::memcpy(&word, s + i, 8);
@@ -152,6 +164,38 @@ const char *afterClosingQuote(const char *open, const char *end)
     return end;
 }
 
+// The number of double quotes in the bytes.
+std::size_t countQuotes(const char *begin, const char *end)
+{
+    std::size_t quotes = 0;
+    for (const char *p = begin; p < end; ++p, ++quotes) {
+        p = static_cast<const char *>(std::memchr(p, '"', static_cast<std::size_t>(end - p)));
+        if (!p)
+            break;
+    }
+    return quotes;
+}
+
+// A quick 64-bit hash of the bytes, eight at a time.
+std::uint64_t hashOf(std::string_view bytes)
+{
+    constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15ULL;
+    std::uint64_t hash = bytes.size() * kMultiplier;
+    std::size_t i = 0;
+    for (; i + 8 <= bytes.size(); i += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, bytes.data() + i, 8);
+        hash = (hash ^ word) * kMultiplier;
+        hash ^= hash >> 32;
+    }
+    std::uint64_t tail = 0;
+    std::memcpy(&tail, bytes.data() + i, bytes.size() - i);
+    hash = (hash ^ tail) * kMultiplier;
+    hash ^= hash >> 29;
+    hash *= 0xBF58476D1CE4E5B9ULL;
+    return hash ^ (hash >> 32);
+}
+
 void appendUnescaped(std::string &out, const char *begin, const char *end)
 {
     for (const char *p = begin; p < end; ++p) {
@@ -161,11 +205,20 @@ void appendUnescaped(std::string &out, const char *begin, const char *end)
     }
 }
 
-class Parser
+// Reads cells and lines in one range of the text. Each part of a file read in parallel has its
+// own.
+class Scanner
 {
 public:
-    Parser(std::string_view text, const QString &path, char separator)
-        : m_begin(text.data()), m_end(text.data() + text.size()), m_p(m_begin), m_path(path), m_separator(separator)
+    struct Cell {
+        const char *begin = nullptr;
+        const char *end = nullptr;
+        bool hasQuote = false;
+    };
+    enum class CellEnd { Separator, LineBreak, EndOfText };
+    using KeptColumns = std::vector<std::pair<std::size_t, Slot>>;
+
+    Scanner(const char *begin, const char *end, char separator) : m_p(begin), m_end(end), m_separator(separator)
     {
         m_classes.fill(Plain);
         m_classes[static_cast<unsigned char>(separator)] = Separator;
@@ -177,97 +230,52 @@ public:
         m_placeholder = VXReportSnapshotParser::kQuotedStringPlaceholder.toStdString();
     }
 
-    VXDictionaryRef parse();
+    const char *position() const { return m_p; }
+    void setPosition(const char *p) { m_p = p; }
+    bool atEnd() const { return m_p >= m_end; }
+    const char *end() const { return m_end; }
+    const std::string &placeholder() const { return m_placeholder; }
 
-private:
-    struct Cell {
-        const char *begin = nullptr;
-        const char *end = nullptr;
-        bool hasQuote = false;
-    };
-    enum class CellEnd { Separator, LineBreak, EndOfText };
-    // A node a line's intervals go to, found by the line's pool, application and window.
-    struct Target {
-        VXDictionary *node = nullptr;
-    };
+    // Every quoted text and every copy of the placeholder's own text become placeholders,
+    // replaced in file order by the quoted texts in file order.
+    void usePlaceholders(std::vector<std::pair<const char *, const char *>> quotedTexts)
+    {
+        m_placeholderInText = true;
+        m_quotedTexts = std::move(quotedTexts);
+    }
+    bool usesPlaceholders() const { return m_placeholderInText; }
 
-    bool checkQuotes();
     CellEnd scanCell(Cell &cell);
     void skipLineBreaks();
     std::string_view cellText(const Cell &cell, std::string &scratch, bool keep);
+    // The line's cells, keeping those of the kept columns; answers the number of cells.
+    std::size_t readLine(const KeptColumns &kept, std::array<std::string_view, SlotCount> &cells);
+
+private:
+    const char *skipPlain(const char *p) const;
+    bool readPlainLine(const KeptColumns &kept, std::array<std::string_view, SlotCount> &cells, std::size_t *columns);
     void appendPlain(std::string &out, const char *begin, const char *end, bool keep);
     void appendQuoted(std::string &out, const char *open, const char *close, bool keep);
     void appendPlaceholder(std::string &out, bool keep);
-    bool readHeader();
-    VXDictionary *targetFor(std::string_view pool, std::string_view application, std::string_view window);
 
-    const char *m_begin;
-    const char *m_end;
     const char *m_p;
-    const QString &m_path;
+    const char *m_end;
     char m_separator;
     std::array<ByteClass, 256> m_classes;
     std::string m_placeholder;
-
-    // Set when the file holds the placeholder's own text: every quoted text and every such
-    // text is then a placeholder, replaced in file order by the quoted texts in file order.
     bool m_placeholderInText = false;
     std::vector<std::pair<const char *, const char *>> m_quotedTexts;
     std::size_t m_nextQuotedText = 0;
-
-    // Header.
-    std::size_t m_columnCount = 0;
-    std::array<std::optional<std::size_t>, SlotCount> m_columns;
-    std::vector<std::pair<std::size_t, Slot>> m_keptColumns;   // by column index
-
-    // The tree.
-    VXDictionaryRef m_root;
-    std::deque<std::string> m_keys;
-    std::unordered_map<std::string_view, Target> m_targets;
-    std::string m_key;
-    std::size_t m_intervals = 0;
+    std::array<std::string, SlotCount> m_scratch;
+    std::string m_unused;
 };
 
-bool Parser::checkQuotes()
-{
-    // Every quoted text uses an even number of quotes (the opening one, pairs, the closing
-    // one), so an odd count means one is left open: the last opened one.
-    const std::size_t quotes = static_cast<std::size_t>(std::count(m_begin, m_end, '"'));
-    if (quotes % 2 != 0) {
-        const char *open = nullptr;
-        for (const char *p = m_begin; p < m_end;) {
-            p = static_cast<const char *>(std::memchr(p, '"', static_cast<std::size_t>(m_end - p)));
-            if (!p)
-                break;
-            open = p;
-            p = afterClosingQuote(p, m_end);
-        }
-        qCWarning(lcPersistence).noquote()
-            << VXFillFormat(VXReportSnapshotParser::kClosingQuoteMissingMessage, {excerpt(open ? open + 1 : m_end, m_end)});
-        return false;
-    }
-    const std::string_view text(m_begin, static_cast<std::size_t>(m_end - m_begin));
-    m_placeholderInText = text.find(m_placeholder) != std::string_view::npos;
-    if (m_placeholderInText) {
-        for (const char *p = m_begin; p < m_end;) {
-            p = static_cast<const char *>(std::memchr(p, '"', static_cast<std::size_t>(m_end - p)));
-            if (!p)
-                break;
-            const char *after = afterClosingQuote(p, m_end);
-            m_quotedTexts.emplace_back(p + 1, after - 1);
-            p = after;
-        }
-    }
-    return true;
-}
-
-Parser::CellEnd Parser::scanCell(Cell &cell)
+Scanner::CellEnd Scanner::scanCell(Cell &cell)
 {
     cell.begin = m_p;
     cell.hasQuote = false;
     for (;;) {
-        while (m_p < m_end && m_classes[static_cast<unsigned char>(*m_p)] == Plain)
-            ++m_p;
+        m_p = skipPlain(m_p);
         if (m_p == m_end) {
             cell.end = m_p;
             return CellEnd::EndOfText;
@@ -292,12 +300,128 @@ Parser::CellEnd Parser::scanCell(Cell &cell)
             ++m_p;
             break;
         case Plain:
+            // Flagged by the fast skip (a control character, or a lead byte that starts no line
+            // break): text like any other.
+            ++m_p;
             break;
         }
     }
 }
 
-void Parser::skipLineBreaks()
+// The first byte at or after p that may not be plain text: the separator, a quote, a control
+// character (0x0A to 0x0D end lines) or the lead byte of U+0085, U+2028 or U+2029 (which end
+// lines too), or the end. Sixteen (or eight) bytes at a time while far enough from the end.
+const char *Scanner::skipPlain(const char *p) const
+{
+#if defined(__SSE2__)
+    const __m128i separatorBytes = _mm_set1_epi8(m_separator);
+    const __m128i quoteBytes = _mm_set1_epi8('"');
+    const __m128i lead85Bytes = _mm_set1_epi8(static_cast<char>(0xC2));
+    const __m128i lead2028Bytes = _mm_set1_epi8(static_cast<char>(0xE2));
+    const __m128i controlBytes = _mm_set1_epi8(0x0D);
+    while (m_end - p >= 16) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+        const __m128i special = _mm_or_si128(
+            _mm_or_si128(_mm_cmpeq_epi8(bytes, separatorBytes), _mm_cmpeq_epi8(bytes, quoteBytes)),
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, lead85Bytes), _mm_cmpeq_epi8(bytes, lead2028Bytes)),
+                         _mm_cmpeq_epi8(_mm_min_epu8(bytes, controlBytes), bytes)));
+        const int mask = _mm_movemask_epi8(special);
+        if (mask != 0)
+            return p + std::countr_zero(static_cast<unsigned>(mask));
+        p += 16;
+    }
+#endif
+    if constexpr (std::endian::native == std::endian::little) {
+        constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
+        constexpr std::uint64_t kHighs = 0x8080808080808080ULL;
+        const std::uint64_t separators = kOnes * static_cast<unsigned char>(m_separator);
+        const std::uint64_t quotes = kOnes * static_cast<unsigned char>('"');
+        while (m_end - p >= 8) {
+            std::uint64_t word;
+            std::memcpy(&word, p, 8);
+            const std::uint64_t separator = word ^ separators;
+            const std::uint64_t quote = word ^ quotes;
+            const std::uint64_t lead85 = word ^ (kOnes * 0xC2);
+            const std::uint64_t lead2028 = word ^ (kOnes * 0xE2);
+            // A byte is flagged when it is zero in one of the compared words or is below 0x0E;
+            // only the lowest flag is exact, which is the one taken.
+            const std::uint64_t flags = ((separator - kOnes) & ~separator) | ((quote - kOnes) & ~quote)
+                | ((lead85 - kOnes) & ~lead85) | ((lead2028 - kOnes) & ~lead2028) | ((word - kOnes * 0x0E) & ~word);
+            const std::uint64_t special = flags & kHighs;
+            if (special)
+                return p + (std::countr_zero(special) >> 3);
+            p += 8;
+        }
+    }
+    while (p < m_end && m_classes[static_cast<unsigned char>(*p)] == Plain)
+        ++p;
+    return p;
+}
+
+// A line without quotes, read in one pass. False, with nothing read, at the first quote: such
+// a line is read cell by cell.
+bool Scanner::readPlainLine(const KeptColumns &keptColumns, std::array<std::string_view, SlotCount> &cells,
+                            std::size_t *columns)
+{
+    const char *p = m_p;
+    const char *cellBegin = p;
+    std::size_t column = 0;
+    auto kept = keptColumns.begin();
+    std::size_t nextKept = kept != keptColumns.end() ? kept->first : std::size_t(-1);
+    const auto endCell = [&](const char *cellEnd) {
+        if (column == nextKept) {
+            cells[kept->second] = std::string_view(cellBegin, static_cast<std::size_t>(cellEnd - cellBegin));
+            ++kept;
+            nextKept = kept != keptColumns.end() ? kept->first : std::size_t(-1);
+        }
+        ++column;
+    };
+    for (;;) {
+        p = skipPlain(p);
+        if (p == m_end)
+            break;
+        const auto c = static_cast<unsigned char>(*p);
+        if (c == static_cast<unsigned char>(m_separator)) {
+            endCell(p);
+            cellBegin = ++p;
+            continue;
+        }
+        if (c == '"')
+            return false;
+        if ((c >= 0x0A && c <= 0x0D) || (c >= 0x80 && lineBreakLength(p, m_end) > 0))
+            break;
+        ++p;
+    }
+    endCell(p);
+    m_p = p;
+    *columns = column;
+    return true;
+}
+
+std::size_t Scanner::readLine(const KeptColumns &keptColumns, std::array<std::string_view, SlotCount> &cells)
+{
+    cells.fill(std::string_view());
+    std::size_t column = 0;
+    if (!m_placeholderInText && readPlainLine(keptColumns, cells, &column))
+        return column;
+    cells.fill(std::string_view());
+    auto kept = keptColumns.begin();
+    Cell cell;
+    CellEnd ending;
+    do {
+        ending = scanCell(cell);
+        const bool keep = kept != keptColumns.end() && kept->first == column;
+        const std::string_view text = cellText(cell, keep ? m_scratch[kept->second] : m_unused, keep);
+        if (keep) {
+            cells[kept->second] = text;
+            ++kept;
+        }
+        ++column;
+    } while (ending == CellEnd::Separator);
+    return column;
+}
+
+void Scanner::skipLineBreaks()
 {
     while (m_p < m_end) {
         const int length = lineBreakLength(m_p, m_end);
@@ -307,7 +431,7 @@ void Parser::skipLineBreaks()
     }
 }
 
-void Parser::appendPlaceholder(std::string &out, bool keep)
+void Scanner::appendPlaceholder(std::string &out, bool keep)
 {
     const std::size_t index = m_nextQuotedText++;
     if (!keep)
@@ -318,7 +442,7 @@ void Parser::appendPlaceholder(std::string &out, bool keep)
         out.append(m_placeholder);
 }
 
-void Parser::appendPlain(std::string &out, const char *begin, const char *end, bool keep)
+void Scanner::appendPlain(std::string &out, const char *begin, const char *end, bool keep)
 {
     if (m_placeholderInText) {
         const std::string_view text(begin, static_cast<std::size_t>(end - begin));
@@ -340,7 +464,7 @@ void Parser::appendPlain(std::string &out, const char *begin, const char *end, b
         out.append(begin, end);
 }
 
-void Parser::appendQuoted(std::string &out, const char *open, const char *close, bool keep)
+void Scanner::appendQuoted(std::string &out, const char *open, const char *close, bool keep)
 {
     if (m_placeholderInText)
         appendPlaceholder(out, keep);
@@ -348,7 +472,7 @@ void Parser::appendQuoted(std::string &out, const char *open, const char *close,
         appendUnescaped(out, open + 1, close);
 }
 
-std::string_view Parser::cellText(const Cell &cell, std::string &scratch, bool keep)
+std::string_view Scanner::cellText(const Cell &cell, std::string &scratch, bool keep)
 {
     if (!cell.hasQuote && !m_placeholderInText)
         return std::string_view(cell.begin, static_cast<std::size_t>(cell.end - cell.begin));
@@ -370,7 +494,236 @@ std::string_view Parser::cellText(const Cell &cell, std::string &scratch, bool k
     return scratch;
 }
 
-bool Parser::readHeader()
+// What the header says: how many cells a line has and where the used columns are.
+struct Header {
+    std::size_t columnCount = 0;
+    std::array<std::optional<std::size_t>, SlotCount> columns;
+    Scanner::KeptColumns kept;   // by column index
+    bool hasForeground = false;
+    bool hasTotal = false;
+};
+
+// One part of the file's lines, read on its own: the items it names (by their names, each
+// once, in the order they first appear), its periods, and its log lines, in order.
+struct Part {
+    struct Item {
+        std::uint32_t nameOffset = 0;   // the names' key in `names`
+        std::uint32_t nameLength = 0;
+    };
+    // The table from a line's names to their item: open addressing over the names' hash.
+    struct TableEntry {
+        std::uint32_t hash = 0;
+        std::uint32_t item = kNoItem;
+    };
+    static constexpr std::uint32_t kNoItem = 0xFFFFFFFF;
+    struct Period {
+        std::uint32_t item;
+        std::uint32_t stream;   // 0 foreground, 1 total
+        double begin;
+        double end;
+    };
+    struct Message {
+        bool countsAsWrongLine;
+        QString text;
+    };
+
+    std::vector<Item> items;
+    std::vector<TableEntry> table;
+    std::string names;
+    std::string key;
+    std::vector<Period> periods;
+    std::vector<Message> messages;
+    std::size_t wrongLines = 0;
+    double first = -1.0;
+    double last = -1.0;
+    bool foregroundActivity = false;
+    bool totalActivity = false;
+    bool tooMany = false;
+    VXReportSnapshotTimestampFormatter formatter;
+    bool resetFormatter = true;
+
+    std::uint32_t itemFor(std::string_view pool, std::string_view application, std::string_view window);
+    void growTable();
+};
+
+std::uint32_t Part::itemFor(std::string_view pool, std::string_view application, std::string_view window)
+{
+    // One lookup per line: the three names, each after its length.
+    key.resize(3 * sizeof(std::uint32_t) + pool.size() + application.size() + window.size());
+    char *bytes = key.data();
+    for (const std::string_view part : {pool, application, window}) {
+        const auto length = static_cast<std::uint32_t>(part.size());
+        std::memcpy(bytes, &length, sizeof length);
+        bytes += sizeof length;
+        std::memcpy(bytes, part.data(), part.size());
+        bytes += part.size();
+    }
+    const auto hash = static_cast<std::uint32_t>(hashOf(key));
+    if (table.empty() || (items.size() + 1) * 2 > table.size())
+        growTable();
+    const std::size_t mask = table.size() - 1;
+    std::size_t index = hash & mask;
+    for (;; index = (index + 1) & mask) {
+        const TableEntry &entry = table[index];
+        if (entry.item == kNoItem)
+            break;
+        if (entry.hash != hash)
+            continue;
+        const Item &candidate = items[entry.item];
+        if (candidate.nameLength == key.size() && std::memcmp(names.data() + candidate.nameOffset, key.data(), key.size()) == 0)
+            return entry.item;
+    }
+    table[index] = {hash, static_cast<std::uint32_t>(items.size())};
+    items.push_back({static_cast<std::uint32_t>(names.size()), static_cast<std::uint32_t>(key.size())});
+    names.append(key);
+    return static_cast<std::uint32_t>(items.size() - 1);
+}
+
+void Part::growTable()
+{
+    std::vector<TableEntry> grown(std::max<std::size_t>(64, table.size() * 2));
+    const std::size_t mask = grown.size() - 1;
+    for (const TableEntry &entry : table) {
+        if (entry.item == kNoItem)
+            continue;
+        std::size_t index = entry.hash & mask;
+        while (grown[index].item != kNoItem)
+            index = (index + 1) & mask;
+        grown[index] = entry;
+    }
+    table.swap(grown);
+}
+
+// Reads lines until the scanner's end, or, with `untilFirstInterval`, until the line that gives
+// the file's first interval has been read (the formatter is settled then).
+void readLines(Scanner &scanner, const Header &header, Part &part, bool untilFirstInterval)
+{
+    std::array<std::string_view, SlotCount> cells;
+    while (!scanner.atEnd()) {
+        if (untilFirstInterval && !part.resetFormatter)
+            return;
+        scanner.skipLineBreaks();
+        if (scanner.atEnd())
+            break;
+        const char *lineBegin = scanner.position();
+        const std::size_t columns = scanner.readLine(header.kept, cells);
+        if (columns != header.columnCount) {
+            if (++part.wrongLines <= kLoggedColumnCountLines) {
+                part.messages.push_back({true, VXFillFormat(VXReportSnapshotParser::kColumnCountMessage,
+                                                            {QString::number(header.columnCount),
+                                                             excerpt(lineBegin, scanner.position())})});
+            }
+            continue;
+        }
+
+        const std::string_view pool = cells[PoolSlot];
+        std::string_view application = cells[ApplicationSlot];
+        const std::string_view window = cells[WindowSlot];
+        if (!window.empty() && application.empty())
+            application = kAnyApplicationName;
+        if (pool.empty() && application.empty())
+            continue;
+        const std::uint32_t item = part.itemFor(pool, application, window);
+        if (part.items.size() > VXReportSnapshotParser::kMaximumItems) {
+            part.tooMany = true;
+            return;
+        }
+        const auto addPeriod = [&](Slot beginSlot, Slot endSlot, std::uint32_t stream) {
+            double begin = 0.0;
+            double end = 0.0;
+            if (!part.formatter.intervalFromCells(cells[beginSlot], cells[endSlot], part.resetFormatter, &begin, &end))
+                return false;
+            if (begin < part.first || part.first < 0)
+                part.first = begin;
+            if (end > part.last)
+                part.last = end;
+            part.periods.push_back({item, stream, begin, end});
+            part.resetFormatter = false;
+            return true;
+        };
+        if (header.hasForeground && addPeriod(ForegroundBeginSlot, ForegroundEndSlot, 0))
+            part.foregroundActivity = true;
+        if (header.hasTotal && addPeriod(TotalBeginSlot, TotalEndSlot, 1))
+            part.totalActivity = true;
+        if (part.periods.size() > VXReportSnapshotParser::kMaximumIntervals) {
+            part.tooMany = true;
+            return;
+        }
+    }
+}
+
+QString textOf(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+class Parser
+{
+public:
+    Parser(std::string_view text, const QString &path, char separator, int parts)
+        : m_begin(text.data()), m_end(text.data() + text.size()), m_path(path), m_separator(separator), m_parts(parts)
+    {
+    }
+
+    VXDictionaryRef parse();
+
+private:
+    // An item of the whole file: its node and how many periods of each stream it has.
+    struct Target {
+        VXDictionary *node = nullptr;
+        std::uint32_t counts[2] = {0, 0};
+    };
+
+    bool checkQuotes(Scanner &scanner);
+    bool readHeader(Scanner &scanner);
+    std::vector<const char *> partBoundaries(const char *begin) const;
+    VXDictionary *nodeFor(std::string_view key);
+    bool merge(std::vector<Part> &parts);
+
+    const char *m_begin;
+    const char *m_end;
+    const QString &m_path;
+    char m_separator;
+    int m_parts;
+    Header m_header;
+    VXDictionaryRef m_root;
+    std::vector<Target> m_targets;
+};
+
+bool Parser::checkQuotes(Scanner &scanner)
+{
+    // Every quoted text uses an even number of quotes (the opening one, pairs, the closing
+    // one), so an odd count means one is left open: the last opened one.
+    if (countQuotes(m_begin, m_end) % 2 != 0) {
+        const char *open = nullptr;
+        for (const char *p = m_begin; p < m_end;) {
+            p = static_cast<const char *>(std::memchr(p, '"', static_cast<std::size_t>(m_end - p)));
+            if (!p)
+                break;
+            open = p;
+            p = afterClosingQuote(p, m_end);
+        }
+        qCWarning(lcPersistence).noquote()
+            << VXFillFormat(VXReportSnapshotParser::kClosingQuoteMissingMessage, {excerpt(open ? open + 1 : m_end, m_end)});
+        return false;
+    }
+    const std::string_view text(m_begin, static_cast<std::size_t>(m_end - m_begin));
+    if (text.find(scanner.placeholder()) != std::string_view::npos) {
+        std::vector<std::pair<const char *, const char *>> quotedTexts;
+        for (const char *p = m_begin; p < m_end;) {
+            p = static_cast<const char *>(std::memchr(p, '"', static_cast<std::size_t>(m_end - p)));
+            if (!p)
+                break;
+            const char *after = afterClosingQuote(p, m_end);
+            quotedTexts.emplace_back(p + 1, after - 1);
+            p = after;
+        }
+        scanner.usePlaceholders(std::move(quotedTexts));
+    }
+    return true;
+}
+
+bool Parser::readHeader(Scanner &scanner)
 {
     const std::array<std::pair<const QString *, Slot>, SlotCount> names = {{
         {&VXCSVHeader::kPool, PoolSlot},
@@ -386,38 +739,58 @@ bool Parser::readHeader()
         utf8Names[slot] = name->toStdString();
 
     std::string scratch;
-    Cell cell;
-    CellEnd ending;
+    Scanner::Cell cell;
+    Scanner::CellEnd ending;
     do {
-        ending = scanCell(cell);
-        const std::string_view text = cellText(cell, scratch, true);
+        ending = scanner.scanCell(cell);
+        const std::string_view text = scanner.cellText(cell, scratch, true);
         for (std::size_t slot = 0; slot < SlotCount; ++slot) {
-            if (!m_columns[slot] && text == utf8Names[slot])
-                m_columns[slot] = m_columnCount;
+            if (!m_header.columns[slot] && text == utf8Names[slot])
+                m_header.columns[slot] = m_header.columnCount;
         }
-        ++m_columnCount;
-    } while (ending == CellEnd::Separator);
+        ++m_header.columnCount;
+    } while (ending == Scanner::CellEnd::Separator);
     return true;
 }
 
-QString textOf(std::string_view text)
+// Where the lines from `begin` on are cut into parts: at line breaks outside quoted text (an
+// even number of quotes before them), near equal sizes.
+std::vector<const char *> Parser::partBoundaries(const char *begin) const
 {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    std::vector<const char *> boundaries{begin};
+    const std::size_t size = static_cast<std::size_t>(m_end - begin);
+    std::size_t quotes = 0;
+    const char *counted = begin;
+    for (int k = 1; k < m_parts; ++k) {
+        const char *p = begin + size * static_cast<std::size_t>(k) / static_cast<std::size_t>(m_parts);
+        if (p <= boundaries.back())
+            continue;
+        quotes += countQuotes(counted, p);
+        for (; p < m_end; ++p) {
+            if (*p == '"')
+                ++quotes;
+            else if (quotes % 2 == 0 && lineBreakLength(p, m_end) > 0)
+                break;
+        }
+        counted = p;
+        if (p < m_end)
+            boundaries.push_back(p);
+    }
+    boundaries.push_back(m_end);
+    return boundaries;
 }
 
-VXDictionary *Parser::targetFor(std::string_view pool, std::string_view application, std::string_view window)
+// The node of a key (three names, each after its length), made in its place on first use.
+VXDictionary *Parser::nodeFor(std::string_view key)
 {
-    // One lookup per line: the three names, each after its length.
-    m_key.clear();
-    for (const std::string_view part : {pool, application, window}) {
-        const auto length = static_cast<std::uint32_t>(part.size());
-        m_key.append(reinterpret_cast<const char *>(&length), sizeof length);
-        m_key.append(part);
+    std::array<std::string_view, 3> parts;
+    for (std::string_view &part : parts) {
+        std::uint32_t length = 0;
+        std::memcpy(&length, key.data(), sizeof length);
+        part = key.substr(sizeof length, length);
+        key.remove_prefix(sizeof length + length);
     }
-    const auto found = m_targets.find(std::string_view(m_key));
-    if (found != m_targets.end())
-        return found->second.node;
-
+    const auto &[pool, application, window] = parts;
     VXDictionary *node = nullptr;
     if (!pool.empty()) {
         VXDictionary &pools = reportSnapshotChildWithName(*m_root, kPoolGroupName, true, QString());
@@ -431,133 +804,190 @@ VXDictionary *Parser::targetFor(std::string_view pool, std::string_view applicat
         if (!window.empty())
             node = &reportSnapshotChildWithName(*node, textOf(window), poolSide, VXWindowPathMarker);
     }
-    m_keys.emplace_back(m_key);
-    m_targets.emplace(std::string_view(m_keys.back()), Target{node});
     return node;
+}
+
+// The parts, in file order, into the tree: the nodes made as their names first appear, the
+// periods into their nodes' logs as +begin, -end (each log made at its size), the log lines
+// written. False when the file has too many items or intervals.
+bool Parser::merge(std::vector<Part> &parts)
+{
+    // The log lines, in order; bad lines named up to the limit, the rest counted.
+    std::size_t wrongLines = 0;
+    for (const Part &part : parts) {
+        for (const Part::Message &message : part.messages) {
+            if (!message.countsAsWrongLine)
+                qCInfo(lcPersistence).noquote() << message.text;
+            else if (++wrongLines <= kLoggedColumnCountLines)
+                qCWarning(lcPersistence).noquote() << message.text;
+        }
+        wrongLines += part.wrongLines - std::min<std::size_t>(part.wrongLines, kLoggedColumnCountLines);
+    }
+    if (wrongLines > kLoggedColumnCountLines) {
+        qCWarning(lcPersistence).noquote() << QStringLiteral("%1 more lines whose number of columns is not %2 in CSV file: %3")
+                                                  .arg(wrongLines - kLoggedColumnCountLines)
+                                                  .arg(m_header.columnCount)
+                                                  .arg(m_path);
+    }
+
+    std::size_t intervals = 0;
+    for (const Part &part : parts)
+        intervals += part.periods.size();
+    if (intervals > VXReportSnapshotParser::kMaximumIntervals) {
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("more than %1 intervals in CSV file: %2").arg(VXReportSnapshotParser::kMaximumIntervals).arg(m_path);
+        return false;
+    }
+
+    // The file's items in the order they first appear, each part's items mapped to them.
+    Part whole;
+    std::vector<std::vector<std::uint32_t>> targetOfItem(parts.size());
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        const Part &part = parts[i];
+        targetOfItem[i].reserve(part.items.size());
+        for (const Part::Item &item : part.items) {
+            const std::string_view key(part.names.data() + item.nameOffset, item.nameLength);
+            std::array<std::string_view, 3> names;
+            std::string_view rest = key;
+            for (std::string_view &name : names) {
+                std::uint32_t length = 0;
+                std::memcpy(&length, rest.data(), sizeof length);
+                name = rest.substr(sizeof length, length);
+                rest.remove_prefix(sizeof length + length);
+            }
+            const std::uint32_t target = whole.itemFor(names[0], names[1], names[2]);
+            if (target == m_targets.size())
+                m_targets.push_back({nodeFor(key), {0, 0}});
+            targetOfItem[i].push_back(target);
+            if (m_targets.size() > VXReportSnapshotParser::kMaximumItems) {
+                qCWarning(lcPersistence).noquote()
+                    << QStringLiteral("more than %1 items in CSV file: %2").arg(VXReportSnapshotParser::kMaximumItems).arg(m_path);
+                return false;
+            }
+        }
+        for (const Part::Period &period : part.periods)
+            ++m_targets[targetOfItem[i][period.item]].counts[period.stream];
+    }
+
+    static const QString *const keys[] = {&VXFrontActiveLogKey, &VXActiveLogKey};
+    std::vector<VXArray *> logs(m_targets.size() * 2, nullptr);
+    for (std::size_t t = 0; t < m_targets.size(); ++t) {
+        for (std::size_t stream = 0; stream < 2; ++stream) {
+            const std::uint32_t count = m_targets[t].counts[stream];
+            if (count == 0)
+                continue;
+            VXArrayRef log = VXMakeArray();
+            log->reserve(std::size_t(count) * 2);
+            logs[t * 2 + stream] = log.get();
+            m_targets[t].node->insert(*keys[stream], std::move(log));
+        }
+    }
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        for (const Part::Period &period : parts[i].periods) {
+            // Made in place: a number needs no temporary value to move from.
+            std::vector<VXValue> &log = logs[std::size_t(targetOfItem[i][period.item]) * 2 + period.stream]->items();
+            log.emplace_back(period.begin);
+            log.emplace_back(-period.end);
+        }
+        std::vector<Part::Period>().swap(parts[i].periods);
+    }
+    return true;
 }
 
 VXDictionaryRef Parser::parse()
 {
-    if (!checkQuotes())
+    Scanner scanner(m_begin, m_end, m_separator);
+    if (!checkQuotes(scanner))
         return VXDictionaryRef();
 
     // The header: the first line that is not empty. Then at least one more line.
-    skipLineBreaks();
-    if (m_p == m_end) {
+    scanner.skipLineBreaks();
+    if (scanner.atEnd()) {
         logRefusal(VXReportSnapshotParser::kEmptyFileMessage, m_path);
         return VXDictionaryRef();
     }
-    readHeader();
-    skipLineBreaks();
-    if (m_p == m_end) {
+    readHeader(scanner);
+    scanner.skipLineBreaks();
+    if (scanner.atEnd()) {
         logRefusal(VXReportSnapshotParser::kEmptyFileMessage, m_path);
         return VXDictionaryRef();
     }
-    if (m_columnCount == 0) {
+    if (m_header.columnCount == 0) {
         logRefusal(VXReportSnapshotParser::kNoHeadersMessage, m_path);
         return VXDictionaryRef();
     }
-    if (!m_columns[PoolSlot] && !m_columns[ApplicationSlot] && !m_columns[WindowSlot]) {
+    const auto &columns = m_header.columns;
+    if (!columns[PoolSlot] && !columns[ApplicationSlot] && !columns[WindowSlot]) {
         logRefusal(VXReportSnapshotParser::kNoRelevantEventStreamTypesMessage, m_path);
         return VXDictionaryRef();
     }
-    const bool hasForeground = m_columns[ForegroundBeginSlot] && m_columns[ForegroundEndSlot];
-    const bool hasTotal = m_columns[TotalBeginSlot] && m_columns[TotalEndSlot];
-    if (!hasForeground && !hasTotal) {
+    m_header.hasForeground = columns[ForegroundBeginSlot] && columns[ForegroundEndSlot];
+    m_header.hasTotal = columns[TotalBeginSlot] && columns[TotalEndSlot];
+    if (!m_header.hasForeground && !m_header.hasTotal) {
         logRefusal(VXReportSnapshotParser::kNoEventStreamsMessage, m_path);
         return VXDictionaryRef();
     }
     for (std::size_t slot = 0; slot < SlotCount; ++slot) {
-        const bool used = (slot <= WindowSlot) || ((slot == ForegroundBeginSlot || slot == ForegroundEndSlot) && hasForeground)
-            || ((slot == TotalBeginSlot || slot == TotalEndSlot) && hasTotal);
-        if (used && m_columns[slot])
-            m_keptColumns.emplace_back(*m_columns[slot], static_cast<Slot>(slot));
+        const bool used = (slot <= WindowSlot)
+            || ((slot == ForegroundBeginSlot || slot == ForegroundEndSlot) && m_header.hasForeground)
+            || ((slot == TotalBeginSlot || slot == TotalEndSlot) && m_header.hasTotal);
+        if (used && columns[slot])
+            m_header.kept.emplace_back(*columns[slot], static_cast<Slot>(slot));
     }
-    std::sort(m_keptColumns.begin(), m_keptColumns.end());
+    std::sort(m_header.kept.begin(), m_header.kept.end());
 
-    m_root = VXMakeDictionary();
-    double first = -1.0;
-    double last = -1.0;
-    bool foregroundActivity = false;
-    bool totalActivity = false;
-    bool resetFormatter = true;
-    VXReportSnapshotTimestampFormatter formatter;
-    int wrongLines = 0;
-
-    std::array<std::string, SlotCount> scratch;
-    std::string unused;
-    std::array<std::string_view, SlotCount> cells;
-    while (m_p < m_end) {
-        skipLineBreaks();
-        if (m_p == m_end)
-            break;
-        const char *lineBegin = m_p;
-        cells.fill(std::string_view());
-        std::size_t column = 0;
-        auto kept = m_keptColumns.begin();
-        Cell cell;
-        CellEnd ending;
-        do {
-            ending = scanCell(cell);
-            const bool keep = kept != m_keptColumns.end() && kept->first == column;
-            const std::string_view text = cellText(cell, keep ? scratch[kept->second] : unused, keep);
-            if (keep) {
-                cells[kept->second] = text;
-                ++kept;
-            }
-            ++column;
-        } while (ending == CellEnd::Separator);
-
-        if (column != m_columnCount) {
-            if (++wrongLines <= kLoggedColumnCountLines) {
-                qCWarning(lcPersistence).noquote()
-                    << VXFillFormat(VXReportSnapshotParser::kColumnCountMessage,
-                                    {QString::number(m_columnCount), excerpt(lineBegin, m_p)});
-            }
-            continue;
+    // The lines up to the file's first interval, which settles how times are read; then the
+    // rest, in parts read side by side when the file is large (each part with the settled
+    // formatter), or on in the same part.
+    std::vector<Part> parts(1);
+    // The formatter's lines take their place among the part's other log lines.
+    parts[0].formatter.setMessageSink([&parts](const QString &text) { parts[0].messages.push_back({false, text}); });
+    const bool inParts = m_parts > 1 && !scanner.usesPlaceholders();
+    readLines(scanner, m_header, parts[0], inParts);
+    parts[0].formatter.setMessageSink({});
+    if (!parts[0].tooMany && !scanner.atEnd()) {
+        const std::vector<const char *> boundaries = partBoundaries(scanner.position());
+        const std::size_t count = boundaries.size() - 1;
+        parts.resize(1 + count);
+        for (std::size_t i = 1; i <= count; ++i) {
+            parts[i].formatter = parts[0].formatter;
+            parts[i].resetFormatter = false;
         }
-
-        const std::string_view pool = cells[PoolSlot];
-        std::string_view application = cells[ApplicationSlot];
-        const std::string_view window = cells[WindowSlot];
-        if (!window.empty() && application.empty())
-            application = "*";
-        if (pool.empty() && application.empty())
-            continue;
-        VXDictionary *node = targetFor(pool, application, window);
-        if (m_targets.size() > VXReportSnapshotParser::kMaximumItems) {
-            qCWarning(lcPersistence).noquote()
-                << QStringLiteral("more than %1 items in CSV file: %2").arg(VXReportSnapshotParser::kMaximumItems).arg(m_path);
-            return VXDictionaryRef();
-        }
-        if (hasForeground
-            && addReportSnapshotTimestampsAtBeginIndex(*node, ForegroundBeginSlot, ForegroundEndSlot, cells, true,
-                                                       &first, &last, formatter, resetFormatter)) {
-            foregroundActivity = true;
-            resetFormatter = false;
-            ++m_intervals;
-        }
-        if (hasTotal
-            && addReportSnapshotTimestampsAtBeginIndex(*node, TotalBeginSlot, TotalEndSlot, cells, false, &first,
-                                                       &last, formatter, resetFormatter)) {
-            totalActivity = true;
-            resetFormatter = false;
-            ++m_intervals;
-        }
-        if (m_intervals > VXReportSnapshotParser::kMaximumIntervals) {
-            qCWarning(lcPersistence).noquote() << QStringLiteral("more than %1 intervals in CSV file: %2")
+        const auto read = [&](std::size_t i) {
+            Scanner partScanner(boundaries[i - 1], boundaries[i], m_separator);
+            readLines(partScanner, m_header, parts[i], false);
+        };
+        std::vector<std::thread> threads;
+        for (std::size_t i = 2; i <= count; ++i)
+            threads.emplace_back(read, i);
+        read(1);
+        for (std::thread &thread : threads)
+            thread.join();
+    }
+    for (const Part &part : parts) {
+        if (part.tooMany) {
+            qCWarning(lcPersistence).noquote() << QStringLiteral("more than %1 items or %2 intervals in CSV file: %3")
+                                                      .arg(VXReportSnapshotParser::kMaximumItems)
                                                       .arg(VXReportSnapshotParser::kMaximumIntervals)
                                                       .arg(m_path);
             return VXDictionaryRef();
         }
     }
-    if (wrongLines > kLoggedColumnCountLines) {
-        qCWarning(lcPersistence).noquote() << QStringLiteral("%1 more lines whose number of columns is not %2 in CSV file: %3")
-                                                  .arg(wrongLines - kLoggedColumnCountLines)
-                                                  .arg(m_columnCount)
-                                                  .arg(m_path);
-    }
 
+    double first = -1.0;
+    double last = -1.0;
+    bool foregroundActivity = false;
+    bool totalActivity = false;
+    for (const Part &part : parts) {
+        if (part.first >= 0 && (first < 0 || part.first < first))
+            first = part.first;
+        last = std::max(last, part.last);
+        foregroundActivity = foregroundActivity || part.foregroundActivity;
+        totalActivity = totalActivity || part.totalActivity;
+    }
+    m_root = VXMakeDictionary();
+    if (!merge(parts))
+        return VXDictionaryRef();
     if (first < kTolerance || last - first < kTolerance) {
         logRefusal(VXReportSnapshotParser::kNoSignificantTimestampsMessage, m_path);
         return VXDictionaryRef();
@@ -626,7 +1056,7 @@ char VXReportSnapshotParser::columnSeparatorForText(std::string_view text, char 
 }
 
 VXDictionaryRef VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(QByteArrayView data, const QString &path,
-                                                                               QChar fallbackSeparator)
+                                                                               QChar fallbackSeparator, int parts)
 {
     std::string_view text(data.data(), static_cast<std::size_t>(data.size()));
     // A byte-order mark marks the encoding; it is no part of the first cell.
@@ -638,7 +1068,12 @@ VXDictionaryRef VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(Q
         return VXDictionaryRef();
     }
     const char fallback = fallbackSeparator == u';' ? ';' : fallbackSeparator == u'\t' ? '\t' : ',';
-    Parser parser(text, path, columnSeparatorForText(text, fallback));
+    if (parts <= 0) {
+        // Large files are read on every core, in up to four parts; small ones are not worth it.
+        const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+        parts = text.size() >= kParallelReadingSize ? static_cast<int>(std::min(cores, 4u)) : 1;
+    }
+    Parser parser(text, path, columnSeparatorForText(text, fallback), parts);
     return parser.parse();
 }
 

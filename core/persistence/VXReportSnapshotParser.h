@@ -28,8 +28,11 @@
 //     "Report; draft ""2""";Editor;1700000000,00;1700000300,00\r\n
 //     -> Applications / Editor / Report; draft "2": +1700000000, -1700000300
 //
-// The work is done on the UTF-8 bytes in one pass, keeping only the cells of the columns it
-// uses, so memory stays bounded by the file and the tree it makes. Safe to run on any thread.
+// The work is done on the UTF-8 bytes, keeping only the cells of the columns it uses, so memory
+// stays bounded by the file and the tree it makes. A large file is read in parts side by side
+// once its first interval has settled how times are written; the parts are joined in file
+// order, so the tree and the log lines are those of one reading from start to end. Safe to run
+// on any thread.
 
 #include "VXValue.h"
 
@@ -65,8 +68,13 @@ public:
     static VXDictionaryRef reportSnapshotConfigurationFromCSVFile(const QString &path, QChar fallbackSeparator);
 
     // The same for text already in memory; `path` names the file in the tree and the log.
+    // `parts` is how many parts the lines are read in, side by side (0: by the size of the
+    // text and the machine's cores); the result is the same in any case.
     static VXDictionaryRef reportSnapshotConfigurationFromCSVData(QByteArrayView data, const QString &path,
-                                                                  QChar fallbackSeparator);
+                                                                  QChar fallbackSeparator, int parts = 0);
+
+    // Texts from this size on are read in parts on several cores.
+    static constexpr std::size_t kParallelReadingSize = std::size_t(8) << 20;
 
     // The column separator the reader uses for this text.
     static char columnSeparatorForText(std::string_view text, char fallbackSeparator);

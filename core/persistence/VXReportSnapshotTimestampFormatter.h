@@ -11,7 +11,9 @@
 
 #include <QChar>
 #include <QLocale>
+#include <QString>
 
+#include <functional>
 #include <string_view>
 
 class VXReportSnapshotTimestampFormatter
@@ -22,6 +24,9 @@ public:
     // Messages logged when the formatter is built ("%@" filled with the separators).
     static const QString kInferredMessage;   // "decimal separator: <%@> (inferred grouping separator: <%@>)"
     static const QString kLocalizedMessage;  // "decimal separator: <%@> (falling back to localized formatting)"
+
+    // Where the lines saying how the formatter was built go; without a sink, to the log.
+    void setMessageSink(std::function<void(const QString &)> sink) { m_messageSink = std::move(sink); }
 
     // Drops the formatter: the next time cell builds a new one.
     void reset() { m_kind = Kind::None; }
@@ -36,11 +41,23 @@ public:
 
     // The cell's number, or 0 when it is not one (or no formatter is built). Blanks around
     // the number are allowed; grouping separators are skipped before the decimal separator.
+    // Read exactly: the nearest double to the written decimal.
     double numberFromCell(std::string_view cell) const;
 
+    // One interval of a line: the formatter is built from the begin cell first when
+    // `resetFormatter` is set or none is built yet. False when it cannot be built, when a time
+    // is not above 0.001 s (unreadable cells read as 0, and the zero cells an export writes
+    // into the other stream's columns end here), is not finite, or when the interval is not
+    // longer than 0.001 s.
+    bool intervalFromCells(std::string_view beginCell, std::string_view endCell, bool resetFormatter, double *begin,
+                           double *end);
+
 private:
+    void report(const QString &message) const;
+
     Kind m_kind = Kind::None;
     QChar m_decimal;
     QChar m_grouping;
     QLocale m_locale;
+    std::function<void(const QString &)> m_messageSink;
 };

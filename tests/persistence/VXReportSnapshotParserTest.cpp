@@ -402,3 +402,60 @@ TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
     EXPECT_EQ(root->value(VXPathKey).toString(), path);
     EXPECT_EQ(log(node(root, {"Pools", "Home", "Web"}), VXActiveLogKey), (std::vector<double>{100, -200}));
 }
+
+TEST(VXReportSnapshotParser, AFileReadInPartsSideBySideGivesTheTreeAndLogOfOneReading)
+{
+    ensureCoreApplication();
+    Random random(4242);
+    const char *const names[] = {"Mail", "Web", "Editor, \"draft\"", "two\nlines", "Caf\xC3\xA9", "\xE2\x80\xA8", ""};
+    for (int round = 0; round < 40; ++round) {
+        const char separator = ",;\t"[round % 3];
+        const char *decimal = round % 2 ? "," : ".";
+        const auto quoted = [&](const std::string &cell) {
+            const bool needs = cell.find_first_of(std::string(1, separator) + "\"\n\r") != std::string::npos
+                || cell.find("\xE2\x80\xA8") != std::string::npos || random.chance(0.1);
+            if (!needs)
+                return cell;
+            std::string out = "\"";
+            for (const char c : cell)
+                out += c == '"' ? std::string("\"\"") : std::string(1, c);
+            return out + "\"";
+        };
+        std::string text = std::string("Pool") + separator + "Application" + separator + "Window" + separator
+            + "Foreground Begin (Unix Time)" + separator + "Foreground End (Unix Time)" + separator
+            + "Total Begin (Unix Time)" + separator + "Total End (Unix Time)\r\n";
+        // Lines before the first interval: bad ones, and ones whose times cannot be read.
+        text += "bad line\n";
+        text += std::string(1, separator) + "Mail" + std::string(5, separator) + "\n";
+        const int lines = 200 + random.below(400);
+        for (int i = 0; i < lines; ++i) {
+            if (random.chance(0.05)) {
+                text += "wrong" + std::string(1, separator) + "count\n";
+                continue;
+            }
+            const double begin = 1'700'000'000.0 + i * 100 + random.below(50);
+            const auto time = [&](double t) {
+                std::string number = QString::number(t, 'f', 2).toStdString();
+                number.replace(number.find('.'), 1, decimal);
+                return quoted(number);
+            };
+            const bool total = random.chance(0.4);
+            text += quoted(random.chance(0.3) ? "Pool " + std::to_string(random.below(3)) : "") + separator
+                + quoted(names[random.below(7)]) + separator + quoted(names[random.below(7)]) + separator
+                + (total ? time(0) + separator + time(0) : time(begin) + separator + time(begin + 30)) + separator
+                + (total ? time(begin) + separator + time(begin + 30) : time(0) + separator + time(0))
+                + (random.chance(0.5) ? "\r\n" : random.chance(0.5) ? "\n" : "\xE2\x80\xA8");
+        }
+        const QByteArray data = QByteArray::fromStdString(text);
+        LogCapture captured;
+        const VXDictionaryRef whole = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', 1);
+        const QStringList wholeLog = captured.take();
+        ASSERT_TRUE(whole) << round;
+        for (int parts = 2; parts <= 5; ++parts) {
+            const VXDictionaryRef inParts = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', parts);
+            ASSERT_TRUE(inParts);
+            EXPECT_TRUE(VXValue(whole) == VXValue(inParts)) << "round " << round << ", " << parts << " parts";
+            EXPECT_EQ(captured.take(), wholeLog) << "round " << round << ", " << parts << " parts";
+        }
+    }
+}
