@@ -12,8 +12,8 @@
 //   BM_SteadyMemory       100,000 steady ticks (after 1,000 to settle); heap in use and resident
 //                         size before and after
 //
-// Memory over time: bench_tracking --heap-probe prints the heap in use and the resident size
-// every 50,000 steady ticks.
+// Memory over time: bench_tracking --heap-probe[=ROUNDS] prints the heap in use and the resident
+// size every 50,000 steady ticks.
 //
 // Instructions per tick: run under callgrind with a fixed count, collecting only inside
 // runMeasured():
@@ -315,10 +315,12 @@ int main(int argc, char **argv)
             return runForCallgrind(operation.c_str(), colon ? std::atoi(colon + 1) : 100);
         }
     }
-    if (argc > 1 && std::strcmp(argv[1], "--heap-probe") == 0) {
+    if (argc > 1 && std::strncmp(argv[1], "--heap-probe", 12) == 0) {
         // Heap and resident size every 50,000 steady ticks: a leak shows as a steady climb.
+        // --heap-probe=ROUNDS (6 when not given).
+        const int rounds = argv[1][12] == '=' ? std::atoi(argv[1] + 13) : 6;
         SamplerRun run;
-        for (int round = 1; round <= 6; ++round) {
+        for (int round = 1; round <= rounds; ++round) {
             runSteadyTicks(run, 50000);
             malloc_trim(0);
             std::printf("after %d ticks: heap in use %zu bytes, resident %zu KiB\n", round * 50000, heapInUse(),

@@ -7,6 +7,7 @@
 #include "VXLog.h"
 #include "VXRegisteredDefaults.h"
 #include "VXStringExtensions.h"
+#include "VXTrackingLogging.h"
 #include "VXUserDefaults.h"
 
 #include <QCoreApplication>
@@ -339,6 +340,8 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     // Tables.
     tick.applications = root.value(VXApplicationsKey).dictionary();
     if (!tick.applications) {
+        if (root.contains(VXApplicationsKey))
+            qCWarning(lcTracking).noquote() << QStringLiteral("<%1> is not a dictionary; starting it anew").arg(VXApplicationsKey);
         VXDictionaryRef created = VXMakeDictionary();
         tick.applications = created.get();
         root.insert(VXApplicationsKey, std::move(created));

@@ -2,6 +2,7 @@
 
 #include "VXConfigurationKeys.h"
 #include "VXSorting.h"
+#include "VXTrackingLogging.h"
 #include "VXStringExtensions.h"
 
 #include <algorithm>
@@ -23,8 +24,11 @@ QStringList stringsOf(const VXArray &array)
 
 VXArray &blacklistWithName(VXDictionary &configuration, const QString &name)
 {
-    if (VXArray *stored = configuration.value(name).array())
+    const VXValue &value = configuration.value(name);
+    if (VXArray *stored = value.array())
         return *stored;
+    if (!value.isNull())
+        qCWarning(lcTracking).noquote() << QStringLiteral("<%1> is not a list; starting it anew").arg(name);
     VXArrayRef created = VXMakeArray();
     created->append(name == VXWindowBlacklistKey ? VXDefaultWindowBlacklistEntry : VXDefaultApplicationBlacklistEntry);
     VXArray &result = *created;

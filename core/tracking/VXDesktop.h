@@ -62,8 +62,9 @@ struct VXDesktopSnapshot {
     // The bundle path of the application that owns the menu bar (the one owning the active
     // window); empty when it cannot be told.
     QString frontmostApplicationPath;
-    // Every managed window, front to back. Windows on screen are listed before the rest of the
-    // same stacking order; the sampler reads the on-screen ones first in any case.
+    // Every managed window, front to back, each marked whether it is on screen in the current
+    // space. The sampler takes the windows on screen first, then (when windows of all spaces are
+    // included) the others, each group in this order.
     std::vector<VXWindowListEntry> windows;
     // The two window levels that bound what counts as a document window: below the floating
     // level normally, below the pop-up-menu level when floating windows are included.

@@ -151,8 +151,16 @@ TEST(VXBlacklistTest, BlacklistsAreCreatedWithTheirDefaultsAndEditedAsText)
     EXPECT_EQ(VXValue(windows.items().front()), VXValue(u"http*://*"_s));
     EXPECT_EQ(&blacklistWithName(*configuration, VXWindowBlacklistKey), &windows);   // created once
 
+    // A damaged entry is started anew, with one line in the log.
+    static QStringList logged;
+    logged.clear();
+    const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &message) {
+        logged.append(message);
+    });
     configuration->insert(VXApplicationBlacklistKey, u"damaged"_s);
     EXPECT_EQ(blacklistWithName(*configuration, VXApplicationBlacklistKey).size(), 1u);
+    qInstallMessageHandler(previous);
+    EXPECT_EQ(logged, QStringList{u"<Application Blacklist> is not a list; starting it anew"_s});
 
     VXSetBlacklistText(*configuration, VXWindowBlacklistKey, u"zeta\n\nItem 10\nitem 9"_s);
     EXPECT_EQ(&blacklistWithName(*configuration, VXWindowBlacklistKey), &windows);   // the same array, refilled
