@@ -1,3 +1,4 @@
+#include "VXConfigCommand.h"
 #include "VXDefaultsCommand.h"
 #include "VXExportCommand.h"
 
@@ -28,6 +29,11 @@ int main(int argc, char *argv[])
         return arguments.at(1) == VXExportCommand::kExportName ? VXExportCommand::runExport(arguments.mid(2), out, err)
                                                                 : VXExportCommand::runSummary(arguments.mid(2), out, err);
     }
+    if (arguments.size() > 1 && arguments.at(1) == VXConfigCommand::kName) {
+        QTextStream out(stdout);
+        QTextStream err(stderr);
+        return VXConfigCommand::run(arguments.mid(2), out, err);
+    }
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
@@ -38,7 +44,8 @@ int main(int argc, char *argv[])
         "  export [--from WHEN] [--to WHEN] [-o FILE]\n"
         "                                   the tracked periods as CSV (wendle export --help)\n"
         "  summary [--from WHEN] [--to WHEN]\n"
-        "                                   time per application, window and pool (wendle summary --help)"));
+        "                                   time per application, window and pool (wendle summary --help)\n"
+        "  config show | import FILE        the saved record as XML, or replace it (wendle config --help)"));
     parser.addHelpOption();
     parser.addVersionOption();
     parser.process(app);

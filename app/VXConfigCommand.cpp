@@ -1,0 +1,156 @@
+#include "VXConfigCommand.h"
+
+#include "VXConfigurationStore.h"
+#include "VXLibraryFolders.h"
+#include "VXPropertyListSerialization.h"
+#include "VXUserDefaults.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+#include <QTextStream>
+
+const QString VXConfigCommand::kName = QStringLiteral("config");
+
+namespace {
+
+const QString kShow = QStringLiteral("show");
+const QString kImport = QStringLiteral("import");
+
+// The name the previous file is kept under: "Default 2026-11-21 09.30.00.plist" beside it,
+// with " 2", " 3", ... added when that is taken.
+QString backupPathFor(const QString &file)
+{
+    const QFileInfo info(file);
+    const QString stem = info.path() + u'/' + info.completeBaseName() + u' '
+        + QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH.mm.ss"));
+    const QString suffix = u'.' + info.suffix();
+    QString candidate = stem + suffix;
+    for (int number = 2; QFileInfo::exists(candidate); ++number)
+        candidate = stem + u' ' + QString::number(number) + suffix;
+    return candidate;
+}
+
+// "an array", "a string": the root's type for a message.
+QString typeWithArticle(const VXValue &value)
+{
+    const QString name = QString::fromLatin1(VXValue::typeName(value.type()));
+    const bool vowel = !name.isEmpty() && QStringLiteral("aeiou").contains(name.at(0));
+    return (vowel ? QStringLiteral("an ") : QStringLiteral("a ")) + name;
+}
+
+int show(QTextStream &out, QTextStream &err, const QString &settingsFolder)
+{
+    const QString path = VXDefaultConfigurationFilePath();
+    VXValue configuration;
+    QFile file(path);
+    if (file.exists()) {
+        if (!file.open(QIODevice::ReadOnly)) {
+            err << QStringLiteral("cannot read the configuration <%1>: %2\n").arg(path, file.errorString());
+            return VXConfigCommand::Failure;
+        }
+        configuration = VXPropertyListSerialization::valueFromData(file.readAll());
+        if (configuration.isNull()) {
+            err << QStringLiteral("the configuration <%1> is damaged: Wendle would start with an empty record and "
+                                  "replace it at its next save\n").arg(path);
+            return VXConfigCommand::Failure;
+        }
+        if (!configuration.isDictionary())
+            err << QStringLiteral("the configuration <%1> holds a property list whose root is %2, not a dictionary: "
+                                  "Wendle would start with an empty record\n")
+                       .arg(path, typeWithArticle(configuration));
+    } else {
+        const VXUserDefaults defaults(VXUserDefaults::kDomain, settingsFolder);
+        configuration = defaults.persistentObjectForKey(VXDefaultConfigurationKey);
+        if (!configuration.isDictionary()) {
+            err << QStringLiteral("no saved configuration at <%1>\n").arg(path);
+            return VXConfigCommand::Failure;
+        }
+        err << QStringLiteral("no configuration file at <%1>; showing the copy kept in the settings under \"%2\"\n")
+                   .arg(path, VXDefaultConfigurationKey);
+    }
+    const std::optional<QByteArray> xml = VXPropertyListSerialization::dataFromValue(configuration, VXPropertyListSerialization::Format::XML);
+    if (!xml) {
+        err << QStringLiteral("cannot write the configuration <%1> as XML\n").arg(path);
+        return VXConfigCommand::Failure;
+    }
+    out << QString::fromUtf8(*xml);
+    return VXConfigCommand::Success;
+}
+
+int import(const QString &source, QTextStream &out, QTextStream &err)
+{
+    QFile file(source);
+    if (!file.open(QIODevice::ReadOnly)) {
+        err << QStringLiteral("cannot import <%1>: %2\n").arg(source, file.errorString());
+        return VXConfigCommand::Failure;
+    }
+    const VXValue configuration = VXPropertyListSerialization::valueFromData(file.readAll());
+    if (configuration.isNull()) {
+        err << QStringLiteral("cannot import <%1>: it is not a property list (binary, XML or old-style text)\n").arg(source);
+        return VXConfigCommand::Failure;
+    }
+    if (!configuration.isDictionary()) {
+        err << QStringLiteral("cannot import <%1>: its root is %2, not a dictionary; a configuration is a dictionary "
+                              "with \"Applications\", \"Pools\" and the rest of the record\n")
+                   .arg(source, typeWithArticle(configuration));
+        return VXConfigCommand::Failure;
+    }
+
+    const QString folder = libraryFolderPathWithName(VXConfigurationsFolderName);
+    if (folder.isEmpty()) {
+        err << QStringLiteral("cannot import <%1>: the folder <%2> cannot be made\n")
+                   .arg(source, QFileInfo(VXDefaultConfigurationFilePath()).path());
+        return VXConfigCommand::Failure;
+    }
+    const QString target = folder + u'/' + VXDefaultConfigurationFileName;
+    QString backup;
+    if (QFileInfo::exists(target)) {
+        backup = backupPathFor(target);
+        // A copy, not a move: until the new file is in place, the old one stays where it was.
+        if (!QFile::copy(target, backup)) {
+            err << QStringLiteral("cannot import <%1>: the previous configuration cannot be kept as <%2>\n").arg(source, backup);
+            return VXConfigCommand::Failure;
+        }
+        QFile::setPermissions(backup, QFile::ReadOwner | QFile::WriteOwner);
+    }
+    if (!writeToBinaryFile(configuration, target, true)) {
+        err << QStringLiteral("cannot import <%1>: <%2> cannot be written\n").arg(source, target);
+        if (!backup.isEmpty())
+            QFile::remove(backup);
+        return VXConfigCommand::Failure;
+    }
+    out << QStringLiteral("imported <%1> into <%2>\n").arg(source, target);
+    if (!backup.isEmpty())
+        out << QStringLiteral("the previous configuration is kept as <%1>\n").arg(backup);
+    out << QStringLiteral("A running Wendle saves its own record over this file: quit it before importing, "
+                          "then start it again.\n");
+    return VXConfigCommand::Success;
+}
+
+} // namespace
+
+QString VXConfigCommand::usage()
+{
+    return QStringLiteral("usage: wendle config show\n"
+                          "       wendle config import FILE\n"
+                          "\n"
+                          "show    print the saved configuration as an XML property list\n"
+                          "import  replace the saved configuration with FILE (a property list in binary,\n"
+                          "        XML or old-style text form whose root is a dictionary); the previous\n"
+                          "        file is kept beside it, named with the date and time\n");
+}
+
+int VXConfigCommand::run(const QStringList &arguments, QTextStream &out, QTextStream &err, const QString &settingsFolder)
+{
+    if (arguments.size() == 1 && (arguments.at(0) == QLatin1StringView("--help") || arguments.at(0) == QLatin1StringView("-h"))) {
+        out << usage();
+        return Success;
+    }
+    if (arguments.size() == 1 && arguments.at(0) == kShow)
+        return show(out, err, settingsFolder);
+    if (arguments.size() == 2 && arguments.at(0) == kImport)
+        return import(arguments.at(1), out, err);
+    err << usage();
+    return UsageError;
+}
