@@ -236,7 +236,8 @@ private:
             // 0x7: UTF-8 text, counted in bytes.
             if (!fits(position, length))
                 return fail("a string runs past the end of the objects");
-            QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+            // A leading U+FEFF is a character of the string, not a byte-order mark to drop.
+            QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
             QString string = decoder.decode(QByteArrayView(at, static_cast<qsizetype>(length)));
             if (decoder.hasError())
                 return fail("a string is not valid UTF-8");

@@ -17,6 +17,15 @@
 
 namespace {
 
+// Text inside the document, already checked to be UTF-8. QString::fromUtf8 drops a leading
+// U+FEFF as if it were a byte-order mark; inside a document it is a character of the string.
+QString decodeText(const char *data, qsizetype size)
+{
+    QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom);
+    return decoder.decode(QByteArrayView(data, size));
+}
+
+
 enum class Element : std::uint8_t { Unknown, Plist, Dict, Array, Key, String, Integer, Real, True, False, Date, Data };
 
 Element classify(const char *name, std::size_t length)
@@ -676,14 +685,14 @@ private:
         if (text.empty())
             return QString();
         if (text.size() > kCachedLength)
-            return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+            return decodeText(text.data(), static_cast<qsizetype>(text.size()));
         std::uint64_t hash = 14695981039346656037ull;
         for (const char c : text)
             hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211ull;
         CacheEntry &entry = m_cache[hash & (kCacheSize - 1)];
         if (entry.bytes != text) {
             entry.bytes.assign(text);
-            entry.string = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+            entry.string = decodeText(text.data(), static_cast<qsizetype>(text.size()));
         }
         return entry.string;
     }
@@ -755,7 +764,7 @@ private:
     static QString shown(std::string_view text)
     {
         const std::string_view start = text.substr(0, 40);
-        return QString::fromUtf8(start.data(), static_cast<qsizetype>(start.size()));
+        return decodeText(start.data(), static_cast<qsizetype>(start.size()));
     }
 
     bool enterContainer(const StartTag &tag, int depth)

@@ -224,6 +224,10 @@ TEST(VXBinaryPropertyList, ReadsEveryWidthAndObjectType)
     ASSERT_TRUE(wide.isArray());
     EXPECT_EQ(wide.array()->at(4), VXValue(-2));
     EXPECT_EQ(wide.array()->at(14), dict({{"k", false}}));
+
+    // A string that starts with U+FEFF keeps it: inside a file it is a character, not a mark.
+    const VXValue marked = VXBinaryPropertyListReader::read(assemble({hex("74efbbbf41")}, 1, 1));
+    EXPECT_EQ(marked, VXValue(QString(QChar(0xFEFF)) + QLatin1Char('A')));
 }
 
 TEST(VXBinaryPropertyList, RefusesDamagedAndHostileData)
