@@ -2,17 +2,45 @@
 #include "VXDefaultsCommand.h"
 #include "VXExportCommand.h"
 
+#include "VXSingleInstance.h"
+#include "VXStatusCommand.h"
+#include "VXTrackerProgram.h"
+
+#include <QApplication>
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QTextStream>
 
 #include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+// The tracker shows an indicator when there is a display to show it on; the commands never
+// need one (they must work over ssh and in scripts).
+bool startsTheTracker(int argc, char *argv[])
+{
+    if (argc < 2)
+        return true;
+    for (const char *command : {"defaults", "export", "summary", "status", "config", "--help", "-h", "--version", "-v"})
+        if (std::strcmp(argv[1], command) == 0)
+            return false;
+    return true;
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication app(argc, argv);
+    const bool withDisplay = startsTheTracker(argc, argv) && (qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY"));
+    std::unique_ptr<QCoreApplication> application =
+        withDisplay ? std::make_unique<QApplication>(argc, argv) : std::make_unique<QCoreApplication>(argc, argv);
+    QCoreApplication &app = *application;
     QCoreApplication::setApplicationName(QStringLiteral("Wendle"));
     QCoreApplication::setApplicationVersion(QStringLiteral(WENDLE_VERSION));
+    if (withDisplay)
+        QApplication::setQuitOnLastWindowClosed(false);
 
     // Sub-commands take their own arguments (macOS-style "-int" flags and the like), so they
     // are dispatched before the program's options are parsed.
@@ -35,6 +63,12 @@ int main(int argc, char *argv[])
         return VXConfigCommand::run(arguments.mid(2), out, err);
     }
 
+    if (arguments.size() > 1 && arguments.at(1) == VXStatusCommand::kName) {
+        QTextStream out(stdout);
+        QTextStream err(stderr);
+        return VXStatusCommand::run(arguments.mid(2), out, err, VXSingleInstance::defaultSocketPath());
+    }
+
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Wendle tracks how long each application and window is in front and open.\n"
@@ -45,9 +79,16 @@ int main(int argc, char *argv[])
         "                                   the tracked periods as CSV (wendle export --help)\n"
         "  summary [--from WHEN] [--to WHEN]\n"
         "                                   time per application, window and pool (wendle summary --help)\n"
-        "  config show | import FILE        the saved record as XML, or replace it (wendle config --help)"));
+        "  config show | import FILE        the saved record as XML, or replace it (wendle config --help)\n"
+        "  status                           what the running Wendle sees now\n"
+        "\n"
+        "Without a command, Wendle starts tracking (once per user: a second start hands its files\n"
+        "to the first and exits). It saves its record on quit, on SIGTERM, SIGINT and SIGHUP."));
     parser.addHelpOption();
     parser.addVersionOption();
+    parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("CSV files to open as reports."), QStringLiteral("[FILE...]"));
     parser.process(app);
-    return 0;
+
+    VXTrackerProgram program(withDisplay);
+    return program.run(parser.positionalArguments());
 }

@@ -1,0 +1,33 @@
+#pragma once
+
+// Wendle running for real: one instance per user, the desktop adapters of this session, the
+// controller with its start-up order, the indicator that shows it is tracking, and the quit
+// path on every way out (the Quit command, SIGTERM, SIGINT, SIGHUP, logind's shutdown, the
+// session ending). main() builds one and runs it.
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+class VXTrackerProgram : public QObject
+{
+    Q_OBJECT
+public:
+    // `withIndicator`: show the tray icon or window (needs a QApplication).
+    explicit VXTrackerProgram(bool withIndicator, QObject *parent = nullptr);
+    ~VXTrackerProgram() override;
+
+    // Starts tracking and runs the event loop until quit; answers the exit status. When another
+    // instance runs, hands `files` to it and answers at once.
+    int run(const QStringList &files);
+
+private:
+    void quit(const QString &why);
+    QByteArray statusReply() const;
+    void refreshIndicator();
+
+    struct Private;
+    std::unique_ptr<Private> d;
+};

@@ -1,0 +1,193 @@
+// Wendle run for real: the built program against a private X server, a fresh home folder and
+// two applications that take turns in front; then SIGTERM, and the saved record is checked
+// against what the test did.
+
+#include "VXPropertyListSerialization.h"
+#include "VXX11TestRig.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cmath>
+
+namespace {
+
+QString s(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+double now()
+{
+    return static_cast<double>(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
+}
+
+class TrackerRun : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        VXX11TestRig::application();
+        QString whyNot;
+        if (!rig.start({}, &whyNot))
+            GTEST_SKIP() << whyNot.toStdString();
+        ASSERT_TRUE(home.isValid());
+        // Two applications told apart by their desktop entries (the test client is one program).
+        for (const char *name : {"alpha", "beta"}) {
+            const QString folder = home.filePath(s("data/applications"));
+            ASSERT_TRUE(QDir().mkpath(folder));
+            QFile entry(folder + QLatin1Char('/') + s(name) + s(".desktop"));
+            ASSERT_TRUE(entry.open(QIODevice::WriteOnly));
+            const QString capitalised = s(name).left(1).toUpper() + s(name).mid(1);
+            entry.write(QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2\nStartupWMClass=%1\n")
+                            .arg(capitalised, s(name))
+                            .toUtf8());
+        }
+        environment = rig.environment();
+        environment.insert(s("HOME"), home.path());
+        environment.insert(s("XDG_DATA_HOME"), home.filePath(s("data")));
+        environment.insert(s("XDG_CONFIG_HOME"), home.filePath(s("config")));
+        environment.insert(s("XDG_RUNTIME_DIR"), home.filePath(s("run")));
+        // No logind here: the program must say so and go on.
+        environment.insert(s("DBUS_SYSTEM_BUS_ADDRESS"), s("unix:path=") + home.filePath(s("no-system-bus")));
+        environment.remove(s("XDG_SESSION_TYPE"));
+        environment.remove(s("WAYLAND_DISPLAY"));
+        QDir().mkpath(home.filePath(s("run")));
+        QFile::setPermissions(home.filePath(s("run")), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    }
+
+    QByteArray wendle(const QStringList &arguments, int *exitCode = nullptr)
+    {
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        process.start(s(WENDLE_BINARY), arguments);
+        process.waitForFinished(15000);
+        if (exitCode)
+            *exitCode = process.exitCode();
+        return process.readAllStandardOutput() + process.readAllStandardError();
+    }
+
+    bool activate(const VXX11TestClient &client) { return rig.run(s("xdotool"), {s("windowactivate"), s("--sync"), client.windowText(0)}); }
+
+    // Waits until `wendle status` shows the application in front.
+    bool waitForFront(const QString &name)
+    {
+        const QDeadlineTimer deadline(10000);
+        while (!deadline.hasExpired()) {
+            lastStatus = wendle({s("status")});
+            if (lastStatus.contains((s("Front: ") + name).toUtf8()))
+                return true;
+            QThread::msleep(100);
+        }
+        return false;
+    }
+
+    QByteArray lastStatus;
+
+    VXX11TestRig rig;
+    QTemporaryDir home;
+    QProcessEnvironment environment;
+};
+
+} // namespace
+
+TEST_F(TrackerRun, TracksTwoApplicationsAndSavesOnSigterm)
+{
+    auto alpha = rig.startTestClient({s("--title"), s("Alpha document"), s("--class"), s("alpha,Alpha")});
+    auto beta = rig.startTestClient({s("--title"), s("Beta document"), s("--class"), s("beta,Beta")});
+    ASSERT_TRUE(alpha && beta);
+    ASSERT_TRUE(activate(*alpha));
+
+    QProcess program;
+    program.setProcessEnvironment(environment);
+    program.setProcessChannelMode(QProcess::MergedChannels);
+    const double launched = now();
+    program.start(s(WENDLE_BINARY), QStringList());
+    ASSERT_TRUE(program.waitForStarted(5000));
+    // Without a tray, Wendle's own window opens and takes the focus; its own windows are
+    // blacklisted, so nothing is in front until the user goes back to work.
+    if (!waitForFront(s("no tracked application"))) {
+        program.waitForFinished(1000);
+        FAIL() << lastStatus.constData() << "exit " << program.exitCode() << " " << program.readAll().constData();
+    }
+    ASSERT_TRUE(activate(*alpha));
+    const double started = now();
+    ASSERT_TRUE(waitForFront(s("Alpha"))) << lastStatus.constData();
+
+    // A second start hands over to the first and exits at once.
+    int secondExit = -1;
+    const QByteArray second = wendle({}, &secondExit);
+    EXPECT_EQ(secondExit, 0);
+    EXPECT_TRUE(second.contains("already running")) << second.constData();
+
+    QThread::msleep(3000);
+    const double switched = now();
+    ASSERT_TRUE(activate(*beta));
+    ASSERT_TRUE(waitForFront(s("Beta"))) << lastStatus.constData() << program.readAll().constData();
+    QThread::msleep(3000);
+
+    const QByteArray status = wendle({s("status")});
+    EXPECT_TRUE(status.contains("Beta document")) << status.constData();
+    EXPECT_TRUE(status.contains("State: tracking")) << status.constData();
+
+    const double stopped = now();
+    ::kill(static_cast<pid_t>(program.processId()), SIGTERM);
+    ASSERT_TRUE(program.waitForFinished(10000));
+    const QByteArray log = program.readAll();
+    EXPECT_EQ(program.exitStatus(), QProcess::NormalExit) << log.constData();
+    EXPECT_EQ(program.exitCode(), 0) << log.constData();
+    EXPECT_TRUE(log.contains("cannot reach the system bus")) << log.constData();
+
+    QFile saved(home.filePath(s("data/Wendle/Configurations/Default.plist")));
+    ASSERT_TRUE(saved.open(QIODevice::ReadOnly)) << log.constData();
+    EXPECT_EQ(saved.permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther), QFileDevice::Permissions());
+    const QByteArray savedData = saved.readAll();
+    const VXDictionaryRef configuration = deeplyMutableDictionaryWithData(savedData);
+    ASSERT_TRUE(configuration);
+    if (qEnvironmentVariableIsSet("WENDLE_TEST_KEEP"))
+        QFile::copy(saved.fileName(), qEnvironmentVariable("WENDLE_TEST_KEEP"));
+    const VXDictionary *applications = configuration->value(s("Applications")).dictionary();
+    ASSERT_TRUE(applications);
+    const VXDictionary *a = applications->value(s("alpha")).dictionary();
+    const VXDictionary *b = applications->value(s("beta")).dictionary();
+    ASSERT_TRUE(a && b) << "applications: " << applications->size();
+    EXPECT_EQ(a->value(s("Name")).toString(), s("Alpha"));
+
+    // Ticks come every half second, and the test's clock reads bracket the program's: allow a
+    // second either way.
+    const double tolerance = 1.0;
+    const double alphaFront = a->value(s("Front Time")).toDouble();
+    const double betaFront = b->value(s("Front Time")).toDouble();
+    EXPECT_NEAR(alphaFront, switched - started, tolerance);
+    EXPECT_NEAR(betaFront, stopped - switched, tolerance);
+    // Both ran the whole time; the first tick came a moment after the launch.
+    const double overall = configuration->value(s("Overall Time")).toDouble();
+    EXPECT_NEAR(overall, stopped - launched, tolerance + 1.0);
+    EXPECT_NEAR(a->value(s("Time")).toDouble(), overall, 0.001);
+    EXPECT_NEAR(b->value(s("Time")).toDouble(), overall, 0.001);
+
+    // Alpha's foreground log is one closed period from the start to the switch; Beta's is one
+    // period from the switch that the quit path closed.
+    const VXArray *alphaLog = a->value(s("Front Active Log")).array();
+    ASSERT_TRUE(alphaLog);
+    ASSERT_EQ(alphaLog->size(), 2u);
+    EXPECT_NEAR(alphaLog->at(0).toDouble(), started, tolerance);
+    EXPECT_NEAR(-alphaLog->at(1).toDouble(), switched, tolerance);
+    const VXArray *betaLog = b->value(s("Front Active Log")).array();
+    ASSERT_TRUE(betaLog);
+    ASSERT_GE(betaLog->size(), 1u);
+    EXPECT_NEAR(betaLog->at(0).toDouble(), switched, tolerance);
+
+    // The window items carry the titles.
+    const VXDictionary *alphaWindows = a->value(s("Windows By Name")).dictionary();
+    ASSERT_TRUE(alphaWindows);
+    EXPECT_TRUE(alphaWindows->contains(s("Alpha document")));
+}
