@@ -217,6 +217,20 @@ std::size_t residentBytes()
     return fields.size() > 1 ? std::size_t(fields[1].toULongLong()) * std::size_t(sysconf(_SC_PAGESIZE)) : 0;
 }
 
+// Every value in the tree, containers included: a steady desktop must not grow the tree.
+std::size_t countValues(const VXValue &value)
+{
+    std::size_t count = 1;
+    if (const VXArray *array = value.array()) {
+        for (const VXValue &item : *array)
+            count += countValues(item);
+    } else if (const VXDictionary *dictionary = value.dictionary()) {
+        for (const VXDictionary::Entry &entry : *dictionary)
+            count += countValues(entry.value);
+    }
+    return count;
+}
+
 // 100,000 ticks of a steady desktop: what the heap holds and what is resident must not grow.
 void BM_SteadyMemory(benchmark::State &state)
 {
@@ -323,8 +337,9 @@ int main(int argc, char **argv)
         for (int round = 1; round <= rounds; ++round) {
             runSteadyTicks(run, 50000);
             malloc_trim(0);
-            std::printf("after %d ticks: heap in use %zu bytes, resident %zu KiB\n", round * 50000, heapInUse(),
-                        residentBytes() / 1024);
+            std::printf("after %d ticks: heap in use %zu bytes, resident %zu KiB, %zu values in the tree\n", round * 50000,
+                        heapInUse(), residentBytes() / 1024, countValues(VXValue(run.configuration)));
+            std::fflush(stdout);
         }
         return 0;
     }
