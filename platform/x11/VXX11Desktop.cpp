@@ -694,9 +694,9 @@ void VXX11Desktop::Private::fetch()
                 = requestProperty(id, slotAtoms[std::size_t(slot)], kSlotLength[std::size_t(slot)]);
         if (hasResourceExtension) {
             // Asked for every new window, so that a window without _NET_WM_PID costs no extra trip.
-            xcb_res_client_id_spec_t spec { id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID };
+            xcb_res_client_id_spec_t wanted { id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID };
             ++requests;
-            pending.client = xcb_res_query_client_ids(c(), 1, &spec);
+            pending.client = xcb_res_query_client_ids(c(), 1, &wanted);
         }
         if (!ewmh) {
             ++requests;

@@ -20,14 +20,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct ApplicationSpec {
+struct ApplicationProfile {
     QString name;
     QString path;
     QString identifier;
     VXActivationPolicy policy = VXActivationPolicy::Regular;
 };
 
-const ApplicationSpec kApplications[] = {
+const ApplicationProfile kApplications[] = {
     {u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, u"org.example.Editor"_s},
     {u"Mail"_s, u"/usr/share/applications/org.example.Mail.desktop"_s, u"org.example.Mail"_s},
     {u"Web"_s, u"/usr/share/applications/org.example.Web.desktop"_s, u"org.example.Web"_s},
@@ -246,10 +246,10 @@ private:
         for (int e = 0; e < events; ++e) {
             const unsigned kind = m_random() % 100;
             if (kind < 12 && running.size() < 8) {
-                const ApplicationSpec &spec = pick(kApplications);
-                const bool alreadyRuns = std::any_of(running.begin(), running.end(), [&](const auto &p) { return p.bundlePath == spec.path; });
+                const ApplicationProfile &profile = pick(kApplications);
+                const bool alreadyRuns = std::any_of(running.begin(), running.end(), [&](const auto &p) { return p.bundlePath == profile.path; });
                 if (!alreadyRuns || chance(0.2))
-                    m_desktop.launch(spec.name, spec.path, spec.identifier, chance(0.05) ? -1 : m_nextPID++, spec.policy);
+                    m_desktop.launch(profile.name, profile.path, profile.identifier, chance(0.05) ? -1 : m_nextPID++, profile.policy);
             } else if (kind < 18 && !running.empty()) {
                 m_desktop.quit(running[m_random() % running.size()].processIdentifier);
             } else if (kind < 40 && !running.empty()) {
