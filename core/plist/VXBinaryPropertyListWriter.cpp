@@ -6,11 +6,56 @@
 #include <QHash>
 
 #include <bit>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <vector>
 
+#include <sys/mman.h>
+
 namespace {
+
+// Allocator for the writer's large temporary tables: blocks of several megabytes are aligned to
+// and advised as huge pages, so that filling them takes a few page faults instead of thousands.
+// A year of event logs makes tables of tens of megabytes, and faulting them in page by page
+// cost more than the writing itself.
+template <class T>
+struct LargeTableAllocator {
+    using value_type = T;
+    LargeTableAllocator() = default;
+    template <class U>
+    LargeTableAllocator(const LargeTableAllocator<U> &) noexcept
+    {
+    }
+
+    static constexpr std::size_t kHugePage = 2 * 1024 * 1024;
+
+    T *allocate(std::size_t count)
+    {
+        const std::size_t bytes = count * sizeof(T);
+        if (bytes < 2 * kHugePage) {
+            if (void *memory = std::malloc(bytes ? bytes : 1))
+                return static_cast<T *>(memory);
+            throw std::bad_alloc();
+        }
+        const std::size_t rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+        void *memory = std::aligned_alloc(kHugePage, rounded);
+        if (!memory)
+            throw std::bad_alloc();
+        ::madvise(memory, rounded, MADV_HUGEPAGE);
+        return static_cast<T *>(memory);
+    }
+    void deallocate(T *memory, std::size_t) noexcept { std::free(memory); }
+
+    template <class U>
+    bool operator==(const LargeTableAllocator<U> &) const noexcept
+    {
+        return true;
+    }
+};
+
+template <class T>
+using LargeTable = std::vector<T, LargeTableAllocator<T>>;
 
 std::uint64_t hashKey(std::uint8_t kind, std::uint64_t bits)
 {
@@ -98,14 +143,20 @@ private:
 class Output
 {
 public:
-    explicit Output(std::size_t expected) { m_bytes.resize(static_cast<qsizetype>(std::max<std::size_t>(expected, 64))); }
+    explicit Output(std::size_t expected)
+    {
+        m_bytes.resize(static_cast<qsizetype>(std::max<std::size_t>(expected, 64)));
+        adviseHugePages();
+    }
 
     std::size_t size() const { return m_used; }
 
     char *reserve(std::size_t count)
     {
-        if (m_used + count > static_cast<std::size_t>(m_bytes.size()))
+        if (m_used + count > static_cast<std::size_t>(m_bytes.size())) {
             m_bytes.resize(static_cast<qsizetype>(std::max((m_used + count) * 2, static_cast<std::size_t>(m_bytes.size()) * 2)));
+            adviseHugePages();
+        }
         char *at = m_bytes.data() + m_used;
         m_used += count;
         return at;
@@ -146,6 +197,18 @@ public:
     }
 
 private:
+    // The buffer comes from QByteArray's allocator: advise the whole huge pages inside it.
+    void adviseHugePages()
+    {
+        constexpr std::uintptr_t kHugePage = 2 * 1024 * 1024;
+        const auto begin = reinterpret_cast<std::uintptr_t>(m_bytes.data());
+        const std::uintptr_t end = begin + static_cast<std::uintptr_t>(m_bytes.size());
+        const std::uintptr_t first = (begin + kHugePage - 1) & ~(kHugePage - 1);
+        const std::uintptr_t last = end & ~(kHugePage - 1);
+        if (last > first)
+            ::madvise(reinterpret_cast<void *>(first), last - first, MADV_HUGEPAGE);
+    }
+
     QByteArray m_bytes;
     std::size_t m_used = 0;
 };
@@ -185,10 +248,10 @@ struct NumberOccurrence {
 // would miss the cache on almost every probe. Instead the occurrences are spread by hash over
 // partitions small enough that each one's table stays in the cache, in their original order, so
 // that the first occurrence of a number is still met first within its partition.
-std::vector<std::uint32_t> firstOccurrences(const std::vector<NumberOccurrence> &occurrences)
+LargeTable<std::uint32_t> firstOccurrences(const LargeTable<NumberOccurrence> &occurrences)
 {
     const std::size_t count = occurrences.size();
-    std::vector<std::uint32_t> first(count);
+    LargeTable<std::uint32_t> first(count);
     if (count == 0)
         return first;
     constexpr std::size_t kPartitionTarget = 4096;
@@ -213,7 +276,7 @@ std::vector<std::uint32_t> firstOccurrences(const std::vector<NumberOccurrence> 
         largest = std::max(largest, starts[p + 1]);
         starts[p + 1] += starts[p];
     }
-    std::vector<Record> records(count);
+    LargeTable<Record> records(count);
     {
         std::vector<std::size_t> cursor(starts.begin(), starts.end() - 1);
         for (std::size_t i = 0; i < count; ++i) {
@@ -274,7 +337,7 @@ public:
     {
         const std::size_t objectCount = m_objects.size();
         const int refWidth = widthForCount(objectCount);
-        std::vector<std::uint64_t> offsets(objectCount);
+        LargeTable<std::uint64_t> offsets(objectCount);
 
         // Most objects are reals (9 bytes) and references; strings may make it grow once.
         Output out(objectCount * 14 + m_refs.size() * static_cast<std::size_t>(refWidth) + 64);
@@ -558,12 +621,12 @@ private:
         }
     }
 
-    std::vector<std::uintptr_t> m_objects;   // VXValue*, or QString* of a key with the low bit set
+    LargeTable<std::uintptr_t> m_objects;   // VXValue*, or QString* of a key with the low bit set
     std::vector<bool> m_finished;            // false while a container's contents are laid out
-    std::vector<std::uint32_t> m_refs;       // every container's references, in object order
-    std::vector<NumberOccurrence> m_occurrences;        // numbers in the order the layout meets them
-    std::vector<std::uint32_t> m_firstOccurrence;       // per occurrence, its first equal one
-    std::vector<std::uint32_t> m_occurrenceNumbers;     // object number of each first occurrence
+    LargeTable<std::uint32_t> m_refs;       // every container's references, in object order
+    LargeTable<NumberOccurrence> m_occurrences;        // numbers in the order the layout meets them
+    LargeTable<std::uint32_t> m_firstOccurrence;       // per occurrence, its first equal one
+    LargeTable<std::uint32_t> m_occurrenceNumbers;     // object number of each first occurrence
     std::size_t m_nextOccurrence = 0;
     std::vector<std::uint32_t> m_keyOrders;             // each dictionary's sorted entry indexes
     std::size_t m_nextKeyOrder = 0;
