@@ -6,6 +6,7 @@
 #include "VXLogindPresenceSource.h"
 #include "VXMainController.h"
 #include "VXMainControllerDelegate.h"
+#include "VXOwnInputFilter.h"
 #include "VXSignalWatcher.h"
 #include "VXSingleInstance.h"
 #include "VXStatusCommand.h"
@@ -52,6 +53,7 @@ struct VXTrackerProgram::Private {
     std::unique_ptr<VXMainController> controller;
     std::unique_ptr<VXTrackingIndicator> indicator;
     std::unique_ptr<VXSignalWatcher> signals;
+    std::unique_ptr<VXOwnInputFilter> ownInput;
 };
 
 VXTrackerProgram::VXTrackerProgram(bool withIndicator, QObject *parent) : QObject(parent), d(std::make_unique<Private>())
@@ -61,6 +63,9 @@ VXTrackerProgram::VXTrackerProgram(bool withIndicator, QObject *parent) : QObjec
 
 VXTrackerProgram::~VXTrackerProgram()
 {
+    if (d->ownInput && QCoreApplication::instance())
+        QCoreApplication::instance()->removeEventFilter(d->ownInput.get());
+    d->ownInput.reset();
     // The controller refers to the adapters and the settings: it goes first.
     d->controller.reset();
     d->backends = VXDesktopBackends();
@@ -111,6 +116,9 @@ int VXTrackerProgram::run(const QStringList &files)
 
     d->controller->applicationWillFinishLaunching();
     d->controller->applicationDidFinishLaunching(inputMonitors, notificationSources);
+
+    d->ownInput = std::make_unique<VXOwnInputFilter>(d->controller->presenceObserver());
+    QCoreApplication::instance()->installEventFilter(d->ownInput.get());
 
     d->instance.setStatusProvider([this] { return statusReply(); });
     if (!files.isEmpty())

@@ -1,0 +1,57 @@
+// The program's own input through real widgets on the offscreen platform.
+
+#include "VXOwnInputFilter.h"
+
+#include <QApplication>
+#include <QLineEdit>
+#include <QTest>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct CountingObserver final : VXPresenceObserver {
+    int inputs = 0;
+    void inputHappened() override { ++inputs; }
+    void systemWillSleep() override {}
+    void systemDidWake() override {}
+    void sessionDidResignActive() override {}
+    void sessionDidBecomeActive() override {}
+    void screenDidLock() override {}
+    void screenDidUnlock() override {}
+};
+
+} // namespace
+
+TEST(VXOwnInputFilter, ReportsTypingInOwnWindowsAtMostOncePerSecond)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    static int argc = 1;
+    static char name[] = "test";
+    static char *argv[] = {name, nullptr};
+    static QApplication app(argc, argv);
+
+    CountingObserver observer;
+    VXOwnInputFilter filter(observer);
+    app.installEventFilter(&filter);
+    QLineEdit field;
+    field.show();
+
+    // A burst of typing is one report.
+    QTest::keyClicks(&field, QStringLiteral("pool name"));
+    EXPECT_EQ(field.text(), QStringLiteral("pool name"));
+    EXPECT_EQ(observer.inputs, 1);
+
+    // Input a second later is reported again; events that are not input are not.
+    QThread::msleep(1050);
+    QEvent paint(QEvent::UpdateRequest);
+    QCoreApplication::sendEvent(&field, &paint);
+    EXPECT_EQ(observer.inputs, 1);
+    QTest::mouseClick(&field, Qt::LeftButton);
+    EXPECT_EQ(observer.inputs, 2);
+
+    app.removeEventFilter(&filter);
+    QTest::keyClicks(&field, QStringLiteral("x"));
+    EXPECT_EQ(observer.inputs, 2);
+}
