@@ -9,8 +9,11 @@
 #include "VXStringExtensions.h"
 #include "VXUserDefaults.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
+#include <string>
 
 const QString &VXCSVHeader::kPoolNotes = VXPoolNotesKey;
 
@@ -26,6 +29,10 @@ constexpr std::int16_t kFractionDigits = 2;
 class TimeCellWriter
 {
 public:
+    // The longest cell: a sign, 309 whole digits, the separator (a few bytes in some locales),
+    // two fraction digits and two quotes.
+    static constexpr std::size_t kLongestCell = 330;
+
     explicit TimeCellWriter(const QString &columnSeparator)
     {
         // The locale's separator as the formatting helpers write it: "0" + separator + "25".
@@ -35,30 +42,65 @@ public:
         QString point = decimalPoint;
         if (m_quoted)
             point.replace(QStringLiteral("\""), QStringLiteral("\"\""));
-        m_decimalPoint = point.toUtf8();
+        m_decimalPoint = point.toStdString().substr(0, 8);
     }
 
-    void append(QByteArray &out, double value) const
+    // Writes the cell at `out` (room for kLongestCell bytes) and answers its end.
+    char *write(char *out, double value) const
     {
-        char digits[400];
-        const std::to_chars_result result
-            = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, kFractionDigits);
-        const char *end = result.ptr;
         if (m_quoted)
-            out.append('"');
-        const char *point = std::isfinite(value) ? end - (kFractionDigits + 1) : end;
-        out.append(digits, point - digits);
-        if (point != end) {
-            out.append(m_decimalPoint);
-            out.append(point + 1, end - point - 1);
+            *out++ = '"';
+        const std::to_chars_result result
+            = std::to_chars(out, out + kLongestCell - 2, value, std::chars_format::fixed, kFractionDigits);
+        char *end = result.ptr;
+        if (std::isfinite(value) && !(m_decimalPoint.size() == 1 && m_decimalPoint[0] == '.')) {
+            // Put the locale's separator in place of the ".", before the two fraction digits.
+            char *point = end - (kFractionDigits + 1);
+            const char fraction[kFractionDigits] = {point[1], point[2]};
+            std::memcpy(point, m_decimalPoint.data(), m_decimalPoint.size());
+            point += m_decimalPoint.size();
+            std::memcpy(point, fraction, kFractionDigits);
+            end = point + kFractionDigits;
         }
         if (m_quoted)
-            out.append('"');
+            *end++ = '"';
+        return end;
     }
 
 private:
-    QByteArray m_decimalPoint;
+    std::string m_decimalPoint;
     bool m_quoted = false;
+};
+
+// A growing buffer written through a pointer, for the millions of small pieces of an export.
+class Writer
+{
+public:
+    explicit Writer(std::size_t capacity) : m_data(static_cast<qsizetype>(std::max<std::size_t>(capacity, 64)), Qt::Uninitialized) {}
+
+    // Room for `bytes` more at the answer.
+    char *reserve(std::size_t bytes)
+    {
+        if (static_cast<std::size_t>(m_data.size() - m_used) < bytes)
+            m_data.resize(std::max(m_data.size() * 2, m_used + static_cast<qsizetype>(bytes)));
+        return m_data.data() + m_used;
+    }
+    void commit(char *end) { m_used = end - m_data.data(); }
+    void append(const QByteArray &bytes)
+    {
+        char *at = reserve(static_cast<std::size_t>(bytes.size()));
+        std::memcpy(at, bytes.constData(), static_cast<std::size_t>(bytes.size()));
+        commit(at + bytes.size());
+    }
+    QByteArray take()
+    {
+        m_data.truncate(m_used);
+        return std::move(m_data);
+    }
+
+private:
+    QByteArray m_data;
+    qsizetype m_used = 0;
 };
 
 bool isListed(const VXExportSettings &settings, const VXListRows *rows, const VXDictionary &item, bool poolSide)
@@ -236,38 +278,50 @@ QByteArray CSVDataWithSnapshotLines(const VXSnapshotLines &lines, const VXExport
         prefixBytes += static_cast<std::size_t>(prefixes.back().size());
     }
 
-    const TimeCellWriter writer(separator);
-    QByteArray zero;
-    writer.append(zero, 0.0);
+    const TimeCellWriter cells(separator);
+    char zeroCell[TimeCellWriter::kLongestCell];
+    const std::string zero(zeroCell, cells.write(zeroCell, 0.0));
+    const std::size_t separatorSize = static_cast<std::size_t>(columnSeparator.size());
+    const std::size_t rowSize = static_cast<std::size_t>(rowSeparator.size());
 
-    QByteArray out;
     const std::size_t averagePrefix = prefixes.empty() ? 0 : prefixBytes / prefixes.size();
-    out.reserve(static_cast<qsizetype>(lines.lines.size() * (averagePrefix + 64) + 256));
+    Writer out(lines.lines.size() * (averagePrefix + 72) + 256);
     out.append(header.join(separator).toUtf8());
     out.append(rowSeparator);
 
+    const std::size_t pairs = (settings.front ? 1 : 0) + (settings.total ? 1 : 0);
+    const std::size_t timeBytes = pairs * 2 * (TimeCellWriter::kLongestCell + separatorSize) + rowSize;
     for (const VXSnapshotLine &line : lines.lines) {
-        out.append(prefixes[line.labels]);
-        const auto appendPair = [&](bool own) {
+        const QByteArray &prefix = prefixes[line.labels];
+        char *w = out.reserve(static_cast<std::size_t>(prefix.size()) + timeBytes);
+        std::memcpy(w, prefix.constData(), static_cast<std::size_t>(prefix.size()));
+        w += prefix.size();
+        const auto writePair = [&](bool own) {
             if (own) {
-                writer.append(out, line.begin);
-                out.append(columnSeparator);
-                writer.append(out, line.end);
+                w = cells.write(w, line.begin);
+                std::memcpy(w, columnSeparator.constData(), separatorSize);
+                w = cells.write(w + separatorSize, line.end);
             } else {
-                out.append(zero);
-                out.append(columnSeparator);
-                out.append(zero);
+                std::memcpy(w, zero.data(), zero.size());
+                w += zero.size();
+                std::memcpy(w, columnSeparator.constData(), separatorSize);
+                w += separatorSize;
+                std::memcpy(w, zero.data(), zero.size());
+                w += zero.size();
             }
         };
         if (settings.front)
-            appendPair(line.stream == VXSnapshotStream::Foreground);
-        if (settings.front && settings.total)
-            out.append(columnSeparator);
+            writePair(line.stream == VXSnapshotStream::Foreground);
+        if (settings.front && settings.total) {
+            std::memcpy(w, columnSeparator.constData(), separatorSize);
+            w += separatorSize;
+        }
         if (settings.total)
-            appendPair(line.stream == VXSnapshotStream::Total);
-        out.append(rowSeparator);
+            writePair(line.stream == VXSnapshotStream::Total);
+        std::memcpy(w, rowSeparator.constData(), rowSize);
+        out.commit(w + rowSize);
     }
-    return out;
+    return out.take();
 }
 
 std::optional<QByteArray> CSVDataWithBeginTimestamp(const VXDictionary *configuration, double beginTimestamp,

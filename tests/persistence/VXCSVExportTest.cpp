@@ -178,6 +178,22 @@ TEST(VXCSVExport, EachStreamGivesOneLinePerPeriodInsideTheRangeAndTheLinesAreSor
     EXPECT_EQ(VXSortSnapshotLines(lines.lines[1], lines.lines[1]), VXOrderedSame);
     EXPECT_EQ(lines.lines[0].totalBegin(), 10.0);
     EXPECT_FALSE(lines.lines[0].foregroundBegin().has_value());
+
+    // Sorted, every line is in VXSortSnapshotLines order with its neighbour, and lines that
+    // compare the same keep the order in which they came.
+    Random random(11);
+    lines.lines.clear();
+    for (std::uint32_t i = 0; i < 5000; ++i)
+        lines.lines.push_back({i, random.chance(0.5) ? VXSnapshotStream::Foreground : VXSnapshotStream::Total,
+                               static_cast<double>(random.below(300)), 1000.0});
+    sortSnapshotLines(lines);
+    for (std::size_t i = 1; i < lines.lines.size(); ++i) {
+        const VXComparisonResult order = VXSortSnapshotLines(lines.lines[i - 1], lines.lines[i]);
+        ASSERT_NE(order, VXOrderedDescending) << i;
+        if (order == VXOrderedSame) {
+            ASSERT_LT(lines.lines[i - 1].labels, lines.lines[i].labels) << i;
+        }
+    }
 }
 
 TEST(VXCSVExport, ThePoolHalfLabelsEveryLineWithThePoolItsNotesTheMemberAndTheEntry)

@@ -401,6 +401,23 @@ TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
     ASSERT_TRUE(root);
     EXPECT_EQ(root->value(VXPathKey).toString(), path);
     EXPECT_EQ(log(node(root, {"Pools", "Home", "Web"}), VXActiveLogKey), (std::vector<double>{100, -200}));
+
+    // Larger than the reader takes: refused before anything is read (the file is sparse).
+    const QString huge = folder.filePath(QStringLiteral("huge.csv"));
+    QFile big(huge);
+    ASSERT_TRUE(big.open(QIODevice::WriteOnly));
+    ASSERT_TRUE(big.resize(VXReportSnapshotParser::kMaximumFileSize + 1));
+    big.close();
+    LogCapture captured;
+    EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(huge, u','));
+    EXPECT_EQ(captured.take(), (QStringList{QStringLiteral("CSV file <%1> is larger than %2 bytes").arg(huge).arg(VXReportSnapshotParser::kMaximumFileSize),
+                                            QStringLiteral("empty CSV file: ") + huge}));
+    // Empty, and not a regular file.
+    const QString empty = folder.filePath(QStringLiteral("empty.csv"));
+    QFile(empty).open(QIODevice::WriteOnly);
+    EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(empty, u','));
+    EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(folder.path(), u','));
+    EXPECT_EQ(captured.take().filter(QStringLiteral("empty CSV file")).size(), 2);
 }
 
 TEST(VXReportSnapshotParser, AFileReadInPartsSideBySideGivesTheTreeAndLogOfOneReading)
