@@ -16,6 +16,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
@@ -511,11 +512,16 @@ struct Part {
         std::uint32_t nameLength = 0;
     };
     // The table from a line's names to their item: open addressing over the names' hash.
-    struct TableEntry {
+    static constexpr std::uint32_t kNoItem = 0xFFFFFFFF;
+    static constexpr std::size_t kPrefixLength = 52;
+    // One cache line per entry, with the start of the names in it, so that finding an item
+    // usually touches this line alone.
+    struct alignas(64) TableEntry {
         std::uint32_t hash = 0;
         std::uint32_t item = kNoItem;
+        std::uint32_t length = 0;
+        char prefix[kPrefixLength] = {};
     };
-    static constexpr std::uint32_t kNoItem = 0xFFFFFFFF;
     struct Period {
         std::uint32_t item;
         std::uint32_t stream;   // 0 foreground, 1 total
@@ -559,21 +565,28 @@ std::uint32_t Part::itemFor(std::string_view pool, std::string_view application,
         bytes += part.size();
     }
     const auto hash = static_cast<std::uint32_t>(hashOf(key));
-    if (table.empty() || (items.size() + 1) * 2 > table.size())
+    if (table.empty() || (items.size() + 1) * 3 > table.size() * 2)
         growTable();
     const std::size_t mask = table.size() - 1;
+    const std::size_t inLine = std::min(key.size(), kPrefixLength);
     std::size_t index = hash & mask;
     for (;; index = (index + 1) & mask) {
         const TableEntry &entry = table[index];
         if (entry.item == kNoItem)
             break;
-        if (entry.hash != hash)
+        if (entry.hash != hash || entry.length != key.size() || std::memcmp(entry.prefix, key.data(), inLine) != 0)
             continue;
-        const Item &candidate = items[entry.item];
-        if (candidate.nameLength == key.size() && std::memcmp(names.data() + candidate.nameOffset, key.data(), key.size()) == 0)
+        if (key.size() <= kPrefixLength
+            || std::memcmp(names.data() + items[entry.item].nameOffset + kPrefixLength, key.data() + kPrefixLength,
+                           key.size() - kPrefixLength)
+                == 0)
             return entry.item;
     }
-    table[index] = {hash, static_cast<std::uint32_t>(items.size())};
+    TableEntry &made = table[index];
+    made.hash = hash;
+    made.item = static_cast<std::uint32_t>(items.size());
+    made.length = static_cast<std::uint32_t>(key.size());
+    std::memcpy(made.prefix, key.data(), inLine);
     items.push_back({static_cast<std::uint32_t>(names.size()), static_cast<std::uint32_t>(key.size())});
     names.append(key);
     return static_cast<std::uint32_t>(items.size() - 1);
@@ -869,25 +882,26 @@ bool Parser::merge(std::vector<Part> &parts)
             ++m_targets[targetOfItem[i][period.item]].counts[period.stream];
     }
 
+    // Each log made at its size, then filled through a cursor per log: the numbers are put in
+    // place over the empty values the log was made with (which hold nothing to release).
     static const QString *const keys[] = {&VXFrontActiveLogKey, &VXActiveLogKey};
-    std::vector<VXArray *> logs(m_targets.size() * 2, nullptr);
+    std::vector<VXValue *> cursors(m_targets.size() * 2, nullptr);
     for (std::size_t t = 0; t < m_targets.size(); ++t) {
         for (std::size_t stream = 0; stream < 2; ++stream) {
             const std::uint32_t count = m_targets[t].counts[stream];
             if (count == 0)
                 continue;
             VXArrayRef log = VXMakeArray();
-            log->reserve(std::size_t(count) * 2);
-            logs[t * 2 + stream] = log.get();
+            log->items().resize(std::size_t(count) * 2);
+            cursors[t * 2 + stream] = log->items().data();
             m_targets[t].node->insert(*keys[stream], std::move(log));
         }
     }
     for (std::size_t i = 0; i < parts.size(); ++i) {
         for (const Part::Period &period : parts[i].periods) {
-            // Made in place: a number needs no temporary value to move from.
-            std::vector<VXValue> &log = logs[std::size_t(targetOfItem[i][period.item]) * 2 + period.stream]->items();
-            log.emplace_back(period.begin);
-            log.emplace_back(-period.end);
+            VXValue *&cursor = cursors[std::size_t(targetOfItem[i][period.item]) * 2 + period.stream];
+            new (cursor++) VXValue(period.begin);
+            new (cursor++) VXValue(-period.end);
         }
         std::vector<Part::Period>().swap(parts[i].periods);
     }
