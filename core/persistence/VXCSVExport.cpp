@@ -10,8 +10,10 @@
 #include "VXUserDefaults.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -50,9 +52,12 @@ public:
     {
         if (m_quoted)
             *out++ = '"';
-        const std::to_chars_result result
-            = std::to_chars(out, out + kLongestCell - 2, value, std::chars_format::fixed, kFractionDigits);
-        char *end = result.ptr;
+        char *end = writeHundredths(out, value);
+        if (!end) {
+            const std::to_chars_result result
+                = std::to_chars(out, out + kLongestCell - 2, value, std::chars_format::fixed, kFractionDigits);
+            end = result.ptr;
+        }
         if (std::isfinite(value) && !(m_decimalPoint.size() == 1 && m_decimalPoint[0] == '.')) {
             // Put the locale's separator in place of the ".", before the two fraction digits.
             char *point = end - (kFractionDigits + 1);
@@ -68,9 +73,64 @@ public:
     }
 
 private:
+    // The value with two fraction digits and a ".", rounded as "%.2f" rounds (the exact binary
+    // value to the nearest hundredth, ties to even), for the values a time can have: not
+    // negative and below 2^52. Worked out exactly in whole numbers: value = m x 2^-s, so
+    // value x 100 = (100 m) >> s, with the bits shifted out deciding the rounding. Nothing
+    // (null) for other values.
+    static char *writeHundredths(char *out, double value)
+    {
+        if (!(value >= 0.0) || !(value < 4503599627370496.0))
+            return nullptr;
+        if (value == 0.0) {
+            std::memcpy(out, "0.00", 4);
+            return out + 4;
+        }
+        const auto bits = std::bit_cast<std::uint64_t>(value);
+        const int exponent = static_cast<int>((bits >> 52) & 0x7FF);
+        if (exponent == 0)
+            return nullptr;   // subnormal
+        const std::uint64_t mantissa = (bits & ((std::uint64_t(1) << 52) - 1)) | (std::uint64_t(1) << 52);
+        const int shift = 1075 - exponent;   // value = mantissa x 2^-shift
+        if (shift <= 0 || shift > 60)
+            return nullptr;
+        const std::uint64_t scaled = mantissa * 100;   // below 2^60
+        std::uint64_t hundredths = scaled >> shift;
+        const std::uint64_t rest = scaled & ((std::uint64_t(1) << shift) - 1);
+        const std::uint64_t half = std::uint64_t(1) << (shift - 1);
+        if (rest > half || (rest == half && (hundredths & 1) != 0))
+            ++hundredths;
+        const std::to_chars_result whole = std::to_chars(out, out + 24, hundredths / 100);
+        char *end = whole.ptr;
+        const auto fraction = static_cast<unsigned>(hundredths % 100);
+        end[0] = '.';
+        end[1] = static_cast<char>('0' + fraction / 10);
+        end[2] = static_cast<char>('0' + fraction % 10);
+        return end + 3;
+    }
+
     std::string m_decimalPoint;
     bool m_quoted = false;
 };
+
+// Copies a few bytes without a call: two overlapping words for up to sixteen bytes.
+inline char *copyBytes(char *to, const char *from, std::size_t count)
+{
+    if (count >= 8 && count <= 16) {
+        std::uint64_t head;
+        std::uint64_t tail;
+        std::memcpy(&head, from, 8);
+        std::memcpy(&tail, from + count - 8, 8);
+        std::memcpy(to, &head, 8);
+        std::memcpy(to + count - 8, &tail, 8);
+    } else if (count < 8) {
+        for (std::size_t i = 0; i < count; ++i)
+            to[i] = from[i];
+    } else {
+        std::memcpy(to, from, count);
+    }
+    return to + count;
+}
 
 // A growing buffer written through a pointer, for the millions of small pieces of an export.
 class Writer
@@ -102,6 +162,53 @@ private:
     QByteArray m_data;
     qsizetype m_used = 0;
 };
+
+// At most one line per two numbers of every log the export may read, and one more per log (the
+// range's ends can add a number to each): room made once.
+std::size_t linesAtMost(const VXDictionary &configuration, const VXExportSettings &settings)
+{
+    std::size_t numbers = 0;
+    std::size_t logs = 0;
+    const auto count = [&](const VXDictionary &item) {
+        for (const auto &[wanted, key] : {std::pair{settings.front, &VXFrontActiveLogKey}, std::pair{settings.total, &VXActiveLogKey}}) {
+            if (const VXArray *log = wanted ? item.value(*key).array() : nullptr) {
+                numbers += log->size();
+                ++logs;
+            }
+        }
+    };
+    if (const VXDictionary *applications = configuration.value(VXApplicationsKey).dictionary()) {
+        for (const VXDictionary::Entry &entry : *applications) {
+            const VXDictionary *application = entry.value.dictionary();
+            if (!application)
+                continue;
+            count(*application);
+            if (const VXDictionary *windows = application->value(VXWindowsByNameKey).dictionary())
+                for (const VXDictionary::Entry &window : *windows)
+                    if (const VXDictionary *item = window.value.dictionary())
+                        count(*item);
+        }
+    }
+    if (const VXArray *pools = configuration.value(VXPoolsKey).array()) {
+        for (const VXValue &pool : *pools) {
+            if (!pool.dictionary())
+                continue;
+            count(*pool.dictionary());
+            if (const VXArray *members = pool.dictionary()->value(VXChildrenKey).array()) {
+                for (const VXValue &member : *members) {
+                    if (!member.dictionary())
+                        continue;
+                    count(*member.dictionary());
+                    if (const VXArray *entries = member.dictionary()->value(VXChildrenKey).array())
+                        for (const VXValue &entry : *entries)
+                            if (entry.dictionary())
+                                count(*entry.dictionary());
+                }
+            }
+        }
+    }
+    return numbers / 2 + logs;
+}
 
 bool isListed(const VXExportSettings &settings, const VXListRows *rows, const VXDictionary &item, bool poolSide)
 {
@@ -158,6 +265,7 @@ VXSnapshotLines snapshotLinesBetweenTimestamp(const VXDictionary &configuration,
     VXSnapshotLines lines;
     if (!settings.hasRelevantColumns())
         return lines;
+    lines.lines.reserve(linesAtMost(configuration, settings));
 
     const auto addLines = [&](const VXDictionary &item, const QString &pool, const QString &poolNotes,
                               const QString &application, const QString &window) {
@@ -291,35 +399,30 @@ QByteArray CSVDataWithSnapshotLines(const VXSnapshotLines &lines, const VXExport
 
     const std::size_t pairs = (settings.front ? 1 : 0) + (settings.total ? 1 : 0);
     const std::size_t timeBytes = pairs * 2 * (TimeCellWriter::kLongestCell + separatorSize) + rowSize;
+    const char *separatorBytes = columnSeparator.constData();
+    const char *rowBytes = rowSeparator.constData();
     for (const VXSnapshotLine &line : lines.lines) {
         const QByteArray &prefix = prefixes[line.labels];
         char *w = out.reserve(static_cast<std::size_t>(prefix.size()) + timeBytes);
-        std::memcpy(w, prefix.constData(), static_cast<std::size_t>(prefix.size()));
-        w += prefix.size();
+        w = copyBytes(w, prefix.constData(), static_cast<std::size_t>(prefix.size()));
         const auto writePair = [&](bool own) {
             if (own) {
                 w = cells.write(w, line.begin);
-                std::memcpy(w, columnSeparator.constData(), separatorSize);
-                w = cells.write(w + separatorSize, line.end);
+                w = copyBytes(w, separatorBytes, separatorSize);
+                w = cells.write(w, line.end);
             } else {
-                std::memcpy(w, zero.data(), zero.size());
-                w += zero.size();
-                std::memcpy(w, columnSeparator.constData(), separatorSize);
-                w += separatorSize;
-                std::memcpy(w, zero.data(), zero.size());
-                w += zero.size();
+                w = copyBytes(w, zero.data(), zero.size());
+                w = copyBytes(w, separatorBytes, separatorSize);
+                w = copyBytes(w, zero.data(), zero.size());
             }
         };
         if (settings.front)
             writePair(line.stream == VXSnapshotStream::Foreground);
-        if (settings.front && settings.total) {
-            std::memcpy(w, columnSeparator.constData(), separatorSize);
-            w += separatorSize;
-        }
+        if (settings.front && settings.total)
+            w = copyBytes(w, separatorBytes, separatorSize);
         if (settings.total)
             writePair(line.stream == VXSnapshotStream::Total);
-        std::memcpy(w, rowSeparator.constData(), rowSize);
-        out.commit(w + rowSize);
+        out.commit(copyBytes(w, rowBytes, rowSize));
     }
     return out.take();
 }

@@ -4,7 +4,11 @@
 #include "VXEventStreamExtensions.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -88,13 +92,53 @@ VXComparisonResult VXSortSnapshotLines(const VXSnapshotLine &a, const VXSnapshot
 
 void sortSnapshotLines(VXSnapshotLines &self)
 {
-    // The order of VXSortSnapshotLines, with its keys worked out here so that the sort of
-    // millions of lines calls nothing.
-    std::stable_sort(self.lines.begin(), self.lines.end(), [](const VXSnapshotLine &a, const VXSnapshotLine &b) {
-        const double aForeground = foregroundKey(a);
-        const double bForeground = foregroundKey(b);
-        if (aForeground != bForeground)
-            return aForeground < bForeground;
-        return totalKey(a) < totalKey(b);
-    });
+    std::vector<VXSnapshotLine> &lines = self.lines;
+    if (lines.size() < 1024) {
+        std::stable_sort(lines.begin(), lines.end(), [](const VXSnapshotLine &a, const VXSnapshotLine &b) {
+            return VXSortSnapshotLines(a, b) == VXOrderedAscending;
+        });
+        return;
+    }
+
+    // The same order, for the millions of lines of a large export, by a stable radix sort:
+    // each line's begin as an unsigned number in the order of the doubles, eleven bits at a
+    // time from the lowest, then the stream (foreground lines first) on top. Equal lines keep
+    // their order, as with the comparison.
+    constexpr int kDigitBits = 11;
+    constexpr std::size_t kBuckets = std::size_t(1) << kDigitBits;
+    constexpr int kPasses = (64 + kDigitBits - 1) / kDigitBits;
+    const auto keyOf = [](const VXSnapshotLine &line) {
+        const double begin = line.begin == 0.0 ? 0.0 : line.begin;   // -0 is 0
+        const auto bits = std::bit_cast<std::uint64_t>(begin);
+        return (bits >> 63) != 0 ? ~bits : bits | (std::uint64_t(1) << 63);
+    };
+    std::vector<std::array<std::size_t, kBuckets>> counts(kPasses);
+    for (auto &pass : counts)
+        pass.fill(0);
+    std::size_t foreground = 0;
+    for (const VXSnapshotLine &line : lines) {
+        const std::uint64_t key = keyOf(line);
+        for (int pass = 0; pass < kPasses; ++pass)
+            ++counts[static_cast<std::size_t>(pass)][(key >> (pass * kDigitBits)) & (kBuckets - 1)];
+        foreground += line.stream == VXSnapshotStream::Foreground ? 1 : 0;
+    }
+
+    std::vector<VXSnapshotLine> buffer(lines.size());
+    for (int pass = 0; pass < kPasses; ++pass) {
+        std::array<std::size_t, kBuckets> &count = counts[static_cast<std::size_t>(pass)];
+        // A digit that all lines share orders nothing.
+        if (std::find(count.begin(), count.end(), lines.size()) != count.end())
+            continue;
+        std::size_t offset = 0;
+        for (std::size_t &bucket : count)
+            offset += std::exchange(bucket, offset);
+        for (const VXSnapshotLine &line : lines)
+            buffer[count[(keyOf(line) >> (pass * kDigitBits)) & (kBuckets - 1)]++] = line;
+        lines.swap(buffer);
+    }
+    std::size_t nextForeground = 0;
+    std::size_t nextTotal = foreground;
+    for (const VXSnapshotLine &line : lines)
+        buffer[line.stream == VXSnapshotStream::Foreground ? nextForeground++ : nextTotal++] = line;
+    lines.swap(buffer);
 }

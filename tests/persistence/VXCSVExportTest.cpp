@@ -131,8 +131,14 @@ TEST(VXCSVExport, TimesHaveTwoFractionDigitsInTheUsersLocaleAndAreQuotedWhenThei
             VXSnapshotLines lines;
             lines.labels.push_back({});
             std::vector<double> values;
+            // Exact ties round to even, near-ties by their exact binary value; the range's edges.
+            const std::vector<double> awkward = {0.005, 0.015, 0.125, 0.375, 1.005, 2.675, 1e15 + 0.125, 0.0, 1e-300,
+                                                 1699999999.995, 1699999999.985, 4503599627370495.5, 4503599627370496.0,
+                                                 9007199254740993.0, 1e20, 1e300, 0.994999999, 99.995, 1.0 / 3};
             for (int i = 0; i < 200; ++i) {
-                const double value = i < 3 ? (i == 0 ? 0.005 : i == 1 ? 0.015 : 1e15 + 0.125) : random.uniform() * 2e9;
+                const double value = i < static_cast<int>(awkward.size()) ? awkward[static_cast<std::size_t>(i)]
+                    : i % 2 ? random.uniform() * 2e9
+                            : std::round(random.uniform() * 2e11) / 100.0 + (random.below(3) - 1) * 0.005;
                 values.push_back(value);
                 lines.lines.push_back({0, VXSnapshotStream::Foreground, value, value + 1});
             }
