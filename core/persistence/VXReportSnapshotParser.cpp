@@ -561,7 +561,8 @@ std::uint32_t Part::itemFor(std::string_view pool, std::string_view application,
         const auto length = static_cast<std::uint32_t>(part.size());
         std::memcpy(bytes, &length, sizeof length);
         bytes += sizeof length;
-        std::memcpy(bytes, part.data(), part.size());
+        if (!part.empty())
+            std::memcpy(bytes, part.data(), part.size());
         bytes += part.size();
     }
     const auto hash = static_cast<std::uint32_t>(hashOf(key));
