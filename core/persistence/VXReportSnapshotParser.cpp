@@ -666,6 +666,52 @@ void readLines(Scanner &scanner, const Header &header, Part &part, bool untilFir
     }
 }
 
+// What the whole text holds, found before reading it: whether it is UTF-8, how many quotes it
+// has, and whether the placeholder's own text is in it. Worked out in `parts` ranges side by
+// side, cut before ASCII bytes (which never sit inside a character).
+struct Survey {
+    bool valid = true;
+    std::size_t quotes = 0;
+    bool placeholder = false;
+};
+
+Survey surveyOf(std::string_view text, int parts)
+{
+    const std::string placeholder = VXReportSnapshotParser::kQuotedStringPlaceholder.toStdString();
+    const auto survey = [&](std::size_t begin, std::size_t end) {
+        Survey result;
+        result.valid = isValidUtf8(reinterpret_cast<const unsigned char *>(text.data()) + begin, end - begin);
+        result.quotes = countQuotes(text.data() + begin, text.data() + end);
+        // An occurrence that starts in the range counts, wherever it ends.
+        const std::string_view searched = text.substr(begin, end - begin + placeholder.size() - 1);
+        result.placeholder = searched.find(placeholder) != std::string_view::npos;
+        return result;
+    };
+    std::vector<std::size_t> cuts{0};
+    for (int k = 1; k < parts; ++k) {
+        std::size_t cut = text.size() * static_cast<std::size_t>(k) / static_cast<std::size_t>(parts);
+        while (cut < text.size() && static_cast<unsigned char>(text[cut]) >= 0x80)
+            ++cut;
+        if (cut > cuts.back() && cut < text.size())
+            cuts.push_back(cut);
+    }
+    cuts.push_back(text.size());
+    std::vector<Survey> results(cuts.size() - 1);
+    std::vector<std::thread> threads;
+    for (std::size_t i = 1; i < results.size(); ++i)
+        threads.emplace_back([&, i] { results[i] = survey(cuts[i], cuts[i + 1]); });
+    results[0] = survey(cuts[0], cuts[1]);
+    for (std::thread &thread : threads)
+        thread.join();
+    Survey whole;
+    for (const Survey &result : results) {
+        whole.valid = whole.valid && result.valid;
+        whole.quotes += result.quotes;
+        whole.placeholder = whole.placeholder || result.placeholder;
+    }
+    return whole;
+}
+
 QString textOf(std::string_view text)
 {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -674,8 +720,9 @@ QString textOf(std::string_view text)
 class Parser
 {
 public:
-    Parser(std::string_view text, const QString &path, char separator, int parts)
-        : m_begin(text.data()), m_end(text.data() + text.size()), m_path(path), m_separator(separator), m_parts(parts)
+    Parser(std::string_view text, const QString &path, char separator, int parts, const Survey &survey)
+        : m_begin(text.data()), m_end(text.data() + text.size()), m_path(path), m_separator(separator), m_parts(parts),
+          m_survey(survey)
     {
     }
 
@@ -699,6 +746,7 @@ private:
     const QString &m_path;
     char m_separator;
     int m_parts;
+    Survey m_survey;
     Header m_header;
     VXDictionaryRef m_root;
     std::vector<Target> m_targets;
@@ -708,7 +756,7 @@ bool Parser::checkQuotes(Scanner &scanner)
 {
     // Every quoted text uses an even number of quotes (the opening one, pairs, the closing
     // one), so an odd count means one is left open: the last opened one.
-    if (countQuotes(m_begin, m_end) % 2 != 0) {
+    if (m_survey.quotes % 2 != 0) {
         const char *open = nullptr;
         for (const char *p = m_begin; p < m_end;) {
             p = static_cast<const char *>(std::memchr(p, '"', static_cast<std::size_t>(m_end - p)));
@@ -721,8 +769,7 @@ bool Parser::checkQuotes(Scanner &scanner)
             << VXFillFormat(VXReportSnapshotParser::kClosingQuoteMissingMessage, {excerpt(open ? open + 1 : m_end, m_end)});
         return false;
     }
-    const std::string_view text(m_begin, static_cast<std::size_t>(m_end - m_begin));
-    if (text.find(scanner.placeholder()) != std::string_view::npos) {
+    if (m_survey.placeholder) {
         std::vector<std::pair<const char *, const char *>> quotedTexts;
         for (const char *p = m_begin; p < m_end;) {
             p = static_cast<const char *>(std::memchr(p, '"', static_cast<std::size_t>(m_end - p)));
@@ -1077,18 +1124,19 @@ VXDictionaryRef VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(Q
     // A byte-order mark marks the encoding; it is no part of the first cell.
     if (text.substr(0, 3) == "\xEF\xBB\xBF")
         text.remove_prefix(3);
-    if (!isValidUtf8(reinterpret_cast<const unsigned char *>(text.data()), text.size())) {
-        qCWarning(lcPersistence).noquote() << QStringLiteral("CSV file is not UTF-8 text: %1").arg(path);
-        logRefusal(kEmptyFileMessage, path);
-        return VXDictionaryRef();
-    }
-    const char fallback = fallbackSeparator == u';' ? ';' : fallbackSeparator == u'\t' ? '\t' : ',';
     if (parts <= 0) {
         // Large files are read on every core, in up to four parts; small ones are not worth it.
         const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
         parts = text.size() >= kParallelReadingSize ? static_cast<int>(std::min(cores, 4u)) : 1;
     }
-    Parser parser(text, path, columnSeparatorForText(text, fallback), parts);
+    const Survey survey = surveyOf(text, parts);
+    if (!survey.valid) {
+        qCWarning(lcPersistence).noquote() << QStringLiteral("CSV file is not UTF-8 text: %1").arg(path);
+        logRefusal(kEmptyFileMessage, path);
+        return VXDictionaryRef();
+    }
+    const char fallback = fallbackSeparator == u';' ? ';' : fallbackSeparator == u'\t' ? '\t' : ',';
+    Parser parser(text, path, columnSeparatorForText(text, fallback), parts, survey);
     return parser.parse();
 }
 

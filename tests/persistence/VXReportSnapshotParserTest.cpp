@@ -216,11 +216,14 @@ TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
     };
     for (const auto &refused : cases) {
         SCOPED_TRACE(refused.text.toStdString());
-        LogCapture captured;
-        EXPECT_FALSE(parse(refused.text));
-        const QStringList lines = captured.take();
-        ASSERT_FALSE(lines.isEmpty());
-        EXPECT_EQ(lines.last(), refused.message);
+        // Read whole and in parts (the survey of the text is then made in parts too).
+        for (int parts = 1; parts <= 4; ++parts) {
+            LogCapture captured;
+            EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(refused.text, kPath, u',', parts));
+            const QStringList lines = captured.take();
+            ASSERT_FALSE(lines.isEmpty());
+            EXPECT_EQ(lines.last(), refused.message);
+        }
     }
     // An interval of half a millisecond is refused; one of two is kept.
     EXPECT_TRUE(parse(header.toUtf8() + "Mail,1700000000.0000,1700000000.0020\n"));
@@ -232,6 +235,14 @@ TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
     EXPECT_FALSE(parse(header.toUtf8() + "\xC0\xAF,1.00,2.00\n"));       // an overlong "/"
     const QStringList lines = captured.take();
     EXPECT_EQ(lines.count(message(VXReportSnapshotParser::kEmptyFileMessage)), 3);
+    // Also when the text is looked over in parts: a character cut at the end, or inside the text.
+    for (int parts = 2; parts <= 5; ++parts) {
+        EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(
+            header.toUtf8() + "Mail,1.00,2.00\nCaf\xC3", kPath, u',', parts));
+        EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(
+            header.toUtf8() + "\xE6\x97\xA5\xE6\x97,1.00,2.00\nMail,1.00,2.00\n", kPath, u',', parts));
+    }
+    EXPECT_EQ(captured.take().count(message(VXReportSnapshotParser::kEmptyFileMessage)), 8);
 
     // A file that is not there.
     EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(QStringLiteral("/nonexistent/x.csv"), u','));
