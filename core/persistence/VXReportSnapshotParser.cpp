@@ -72,6 +72,17 @@ bool isValidUtf8(const unsigned char *s, std::size_t n)
 {
     std::size_t i = 0;
     while (i < n) {
+#if defined(__SSE2__)
+        // ASCII runs, 64 bytes at a time.
+        while (i + 64 <= n) {
+            const auto *block = reinterpret_cast<const __m128i *>(s + i);
+            const __m128i any = _mm_or_si128(_mm_or_si128(_mm_loadu_si128(block), _mm_loadu_si128(block + 1)),
+                                             _mm_or_si128(_mm_loadu_si128(block + 2), _mm_loadu_si128(block + 3)));
+            if (_mm_movemask_epi8(any) != 0)
+                break;
+            i += 64;
+        }
+#endif
         if (i + 32 <= n) {
             std::uint64_t words[4];
             std::memcpy(words, s + i, 32);
