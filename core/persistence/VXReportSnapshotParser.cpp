@@ -521,6 +521,7 @@ struct Part {
     struct Item {
         std::uint32_t nameOffset = 0;   // the names' key in `names`
         std::uint32_t nameLength = 0;
+        std::uint32_t counts[2] = {0, 0};   // periods of each stream
     };
     // The table from a line's names to their item: open addressing over the names' hash.
     static constexpr std::uint32_t kNoItem = 0xFFFFFFFF;
@@ -599,7 +600,7 @@ std::uint32_t Part::itemFor(std::string_view pool, std::string_view application,
     made.item = static_cast<std::uint32_t>(items.size());
     made.length = static_cast<std::uint32_t>(key.size());
     std::memcpy(made.prefix, key.data(), inLine);
-    items.push_back({static_cast<std::uint32_t>(names.size()), static_cast<std::uint32_t>(key.size())});
+    items.push_back({static_cast<std::uint32_t>(names.size()), static_cast<std::uint32_t>(key.size()), {0, 0}});
     names.append(key);
     return static_cast<std::uint32_t>(items.size() - 1);
 }
@@ -663,6 +664,7 @@ void readLines(Scanner &scanner, const Header &header, Part &part, bool untilFir
             if (end > part.last)
                 part.last = end;
             part.periods.push_back({item, stream, begin, end});
+            ++part.items[item].counts[stream];
             part.resetFormatter = false;
             return true;
         };
@@ -937,14 +939,17 @@ bool Parser::merge(std::vector<Part> &parts)
                 return false;
             }
         }
-        for (const Part::Period &period : part.periods)
-            ++m_targets[targetOfItem[i][period.item]].counts[period.stream];
+        for (std::size_t j = 0; j < part.items.size(); ++j) {
+            for (std::size_t stream = 0; stream < 2; ++stream)
+                m_targets[targetOfItem[i][j]].counts[stream] += part.items[j].counts[stream];
+        }
     }
 
-    // Each log made at its size, then filled through a cursor per log: the numbers are put in
-    // place over the empty values the log was made with (which hold nothing to release).
+    // Each log made at its size, each part given where its periods of each log go (after those
+    // of the parts before it), and the parts' periods put there side by side: the numbers are
+    // made in place over the empty values the log was made with (which hold nothing to release).
     static const QString *const keys[] = {&VXFrontActiveLogKey, &VXActiveLogKey};
-    std::vector<VXValue *> cursors(m_targets.size() * 2, nullptr);
+    std::vector<VXValue *> next(m_targets.size() * 2, nullptr);
     for (std::size_t t = 0; t < m_targets.size(); ++t) {
         for (std::size_t stream = 0; stream < 2; ++stream) {
             const std::uint32_t count = m_targets[t].counts[stream];
@@ -952,18 +957,38 @@ bool Parser::merge(std::vector<Part> &parts)
                 continue;
             VXArrayRef log = VXMakeArray();
             log->items().resize(std::size_t(count) * 2);
-            cursors[t * 2 + stream] = log->items().data();
+            next[t * 2 + stream] = log->items().data();
             m_targets[t].node->insert(*keys[stream], std::move(log));
         }
     }
+    std::vector<std::vector<VXValue *>> cursors(parts.size());
     for (std::size_t i = 0; i < parts.size(); ++i) {
+        const Part &part = parts[i];
+        cursors[i].resize(part.items.size() * 2);
+        for (std::size_t j = 0; j < part.items.size(); ++j) {
+            for (std::size_t stream = 0; stream < 2; ++stream) {
+                VXValue *&at = next[std::size_t(targetOfItem[i][j]) * 2 + stream];
+                cursors[i][j * 2 + stream] = at;
+                if (at)
+                    at += std::size_t(part.items[j].counts[stream]) * 2;
+            }
+        }
+    }
+    const auto fill = [&](std::size_t i) {
         for (const Part::Period &period : parts[i].periods) {
-            VXValue *&cursor = cursors[std::size_t(targetOfItem[i][period.item]) * 2 + period.stream];
+            VXValue *&cursor = cursors[i][std::size_t(period.item) * 2 + period.stream];
             new (cursor++) VXValue(period.begin);
             new (cursor++) VXValue(-period.end);
         }
         std::vector<Part::Period>().swap(parts[i].periods);
-    }
+    };
+    std::vector<std::thread> threads;
+    for (std::size_t i = 2; i < parts.size(); ++i)
+        threads.emplace_back(fill, i);
+    for (std::size_t i = 0; i < std::min<std::size_t>(2, parts.size()); ++i)
+        fill(i);
+    for (std::thread &thread : threads)
+        thread.join();
     return true;
 }
 
