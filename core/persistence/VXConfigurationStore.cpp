@@ -13,8 +13,31 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QThreadPool>
+
+#include <atomic>
+#include <cstdint>
 
 const QString VXConfigurationStore::kSaveOperation = QStringLiteral("save:");
+
+// One thread that encodes and writes snapshots in the order given, skipping any that a newer
+// one has replaced before its turn came.
+struct VXConfigurationStore::Writer {
+    QThreadPool thread;
+    std::atomic<std::uint64_t> latest{0};
+
+    Writer() { thread.setMaxThreadCount(1); }
+    ~Writer() { thread.waitForDone(); }
+
+    void write(const VXDictionaryRef &snapshot, const QString &path)
+    {
+        const std::uint64_t generation = ++latest;
+        thread.start([this, snapshot, path, generation] {
+            if (generation == latest.load())
+                writeToBinaryFile(VXValue(snapshot), path, true);
+        });
+    }
+};
 
 namespace {
 
@@ -28,13 +51,15 @@ QString tr(const char *context, const char *text)
 VXConfigurationStore::VXConfigurationStore(VXUserDefaults &defaults, VXScheduler &scheduler,
                                            std::function<VXDictionaryRef()> configuration,
                                            VXFolderAccessDelegate *folderAccess)
-    : m_defaults(defaults), m_scheduler(scheduler), m_configuration(std::move(configuration)), m_folderAccess(folderAccess)
+    : m_defaults(defaults), m_scheduler(scheduler), m_configuration(std::move(configuration)), m_folderAccess(folderAccess),
+      m_writer(std::make_unique<Writer>())
 {
 }
 
 VXConfigurationStore::~VXConfigurationStore()
 {
     m_scheduler.cancelAll(this);
+    m_writer.reset();
 }
 
 VXFolderAccessDelegate *VXConfigurationStore::folderAccess() const
@@ -136,7 +161,7 @@ bool VXConfigurationStore::saveConfiguration(bool save, bool withUserDefaultsFal
 {
     bool written = false;
     if (save && m_configuration())
-        written = writeConfiguration(std::nullopt, withUserDefaultsFallback);
+        written = writeConfiguration(withUserDefaultsFallback);
     if (scheduleNext)
         scheduleNextSave();
     return written;
@@ -149,26 +174,38 @@ void VXConfigurationStore::save(const void *sender)
     saveConfiguration(true, false, true);
 }
 
-void VXConfigurationStore::save(const void *sender, const QByteArray &encodedConfiguration)
+void VXConfigurationStore::save(const void *sender, const VXDictionaryRef &snapshot)
 {
     if (sender)
         m_scheduler.cancel(this, kSaveOperation);
-    if (m_configuration())
-        writeConfiguration(encodedConfiguration, false);
+    if (snapshot) {
+        // The path is settled here, on the main thread (it may ask the user); a sandbox's
+        // bookmark only records the access, so it is released at once.
+        QString accessed;
+        const QString path = configurationPath(&accessed);
+        if (!accessed.isEmpty() && folderAccess())
+            folderAccess()->stopAccessingBookmarkForPath(accessed);
+        if (!path.isEmpty())
+            m_writer->write(snapshot, path);
+    }
     scheduleNextSave();
 }
 
-bool VXConfigurationStore::writeConfiguration(const std::optional<QByteArray> &encodedConfiguration,
-                                              bool withUserDefaultsFallback)
+void VXConfigurationStore::waitForPendingWrites()
 {
+    m_writer->thread.waitForDone();
+}
+
+bool VXConfigurationStore::writeConfiguration(bool withUserDefaultsFallback)
+{
+    // A snapshot still being written must not land after this newer tree.
+    waitForPendingWrites();
     const VXDictionaryRef configuration = m_configuration();
     QString accessed;
     const QString path = configurationPath(&accessed);
     bool written = false;
-    if (!path.isEmpty()) {
-        written = encodedConfiguration ? writeDataToFile(*encodedConfiguration, path, true)
-                                       : writeToBinaryFile(VXValue(configuration), path, true);
-    }
+    if (!path.isEmpty())
+        written = writeToBinaryFile(VXValue(configuration), path, true);
     if (!accessed.isEmpty() && folderAccess())
         folderAccess()->stopAccessingBookmarkForPath(accessed);
 

@@ -17,6 +17,11 @@
 //
 //     on demand at t and t+600:  [save]----600----[save]---------1800---------[save] ...
 //                                 (the save pending at t+1800 is dropped by the second)
+//
+// The save before every undoable change writes the undo state, an immutable snapshot, and
+// leaves its encoding and writing to a writer thread, so that the user's action waits for
+// neither. Every other save first waits for the writer, so the file always ends up holding the
+// latest tree; of several snapshots waiting, only the newest is written.
 
 #include "VXValue.h"
 
@@ -25,6 +30,7 @@
 #include <QtGlobal>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 class VXFolderAccessDelegate;
@@ -87,14 +93,19 @@ public:
     // The periodic save; with a sender (on demand) it first drops the pending one, so the 1800 s
     // start again.
     void save(const void *sender);
-    // The same, with the tree already encoded by the caller (an undo state).
-    void save(const void *sender, const QByteArray &encodedConfiguration);
+    // The same for the tree as the snapshot holds it (VXTreeSnapshots.h), which must never
+    // change: the writer thread writes it.
+    void save(const void *sender, const VXDictionaryRef &snapshot);
+    // Returns once the writer thread has written (or failed to write) what it was given.
+    void waitForPendingWrites();
 
     // Whether a periodic save is pending.
     bool isSavePending() const;
 
 private:
-    bool writeConfiguration(const std::optional<QByteArray> &encodedConfiguration, bool withUserDefaultsFallback);
+    struct Writer;
+
+    bool writeConfiguration(bool withUserDefaultsFallback);
     void scheduleNextSave();
     QString sandboxedConfigurationPath(const QString &defaultPath, QString *accessedBookmarkPath);
     VXFolderAccessDelegate *folderAccess() const;
@@ -103,4 +114,5 @@ private:
     VXScheduler &m_scheduler;
     std::function<VXDictionaryRef()> m_configuration;
     VXFolderAccessDelegate *m_folderAccess;
+    std::unique_ptr<Writer> m_writer;
 };

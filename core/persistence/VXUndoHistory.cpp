@@ -4,8 +4,19 @@
 #include "VXPersistenceLogging.h"
 #include "VXPropertyListSerialization.h"
 #include "VXScheduler.h"
+#include "VXTreeSnapshots.h"
 
 const QString VXUndoHistory::kPushRedoStateOperation = QStringLiteral("pushRedoState:");
+
+namespace {
+
+// A state given as data: read once, kept as a snapshot (a fresh tree nobody else holds).
+VXDictionaryRef stateFromData(const QByteArray &data)
+{
+    return deeplyMutableDictionaryWithData(data);
+}
+
+} // namespace
 
 VXUndoHistory::VXUndoHistory(VXScheduler &scheduler, VXConfigurationStore &store,
                              std::function<VXDictionaryRef()> configuration,
@@ -20,18 +31,28 @@ VXUndoHistory::~VXUndoHistory()
     m_scheduler.cancelAll(this);
 }
 
-bool VXUndoHistory::pushUndoStateAndClearRedoStatesAfterDelay()
+VXDictionaryRef VXUndoHistory::snapshotOfCurrentTree()
 {
     const VXDictionaryRef configuration = m_configuration();
-    std::optional<QByteArray> state = configuration ? propertyListData(VXValue(configuration)) : std::nullopt;
-    if (!state) {
-        if (configuration)
-            qCWarning(lcPersistence, "cannot encode the configuration for undo");
-        return false;
+    if (!configuration)
+        return VXDictionaryRef();
+    VXDictionaryRef snapshot = VXTreeSnapshot(configuration, m_lastSnapshot);
+    if (!snapshot) {
+        qCWarning(lcPersistence, "cannot keep the configuration for undo: it holds an empty value");
+        return VXDictionaryRef();
     }
+    m_lastSnapshot = snapshot;
+    return snapshot;
+}
+
+bool VXUndoHistory::pushUndoStateAndClearRedoStatesAfterDelay()
+{
+    VXDictionaryRef state = snapshotOfCurrentTree();
+    if (!state)
+        return false;
     // The file now holds the tree as it was before the change.
-    m_store.save(this, *state);
-    m_undoStates.push_back(std::move(*state));
+    m_store.save(this, state);
+    m_undoStates.push_back(std::move(state));
     m_scheduler.performAfterDelay(this, kPushRedoStateOperation, 0.0, [this] { pushRedoState(std::nullopt); });
     return true;
 }
@@ -46,17 +67,17 @@ void VXUndoHistory::popUndoStateAndCancelRedoStateClearing()
 void VXUndoHistory::pushUndoState(const std::optional<QByteArray> &state)
 {
     if (state)
-        m_undoStates.push_back(*state);
+        m_undoStates.push_back(stateFromData(*state));
     else
-        std::vector<QByteArray>().swap(m_undoStates);
+        std::vector<VXDictionaryRef>().swap(m_undoStates);
 }
 
 void VXUndoHistory::pushRedoState(const std::optional<QByteArray> &state)
 {
     if (state)
-        m_redoStates.push_back(*state);
+        m_redoStates.push_back(stateFromData(*state));
     else
-        std::vector<QByteArray>().swap(m_redoStates);
+        std::vector<VXDictionaryRef>().swap(m_redoStates);
 }
 
 bool VXUndoHistory::undo()
@@ -69,28 +90,17 @@ bool VXUndoHistory::redo()
     return restore(m_redoStates, m_undoStates);
 }
 
-bool VXUndoHistory::restore(std::vector<QByteArray> &from, std::vector<QByteArray> &to)
+bool VXUndoHistory::restore(std::vector<VXDictionaryRef> &from, std::vector<VXDictionaryRef> &to)
 {
     if (from.empty())
         return false;
-    const VXDictionaryRef current = m_configuration();
-    std::optional<QByteArray> currentState = current ? propertyListData(VXValue(current)) : std::nullopt;
-    VXDictionaryRef restored = deeplyMutableDictionaryWithData(from.back());
+    VXDictionaryRef current = snapshotOfCurrentTree();
+    const VXDictionaryRef state = std::move(from.back());
     from.pop_back();
-    if (!restored)
+    if (!state)
         return false;
-    m_setConfiguration(std::move(restored));
-    if (currentState)
-        to.push_back(std::move(*currentState));
+    m_setConfiguration(VXMutableCopyOfSnapshot(state));
+    if (current)
+        to.push_back(std::move(current));
     return true;
-}
-
-std::size_t VXUndoHistory::byteCount() const
-{
-    std::size_t bytes = 0;
-    for (const QByteArray &state : m_undoStates)
-        bytes += std::size_t(state.size());
-    for (const QByteArray &state : m_redoStates)
-        bytes += std::size_t(state.size());
-    return bytes;
 }

@@ -1,8 +1,9 @@
 #pragma once
 
-// Undo and redo of every change the user makes to the tree. A state is the whole tree encoded
-// as a binary property list, taken just before the change; the stacks have no limit and live
-// only in memory.
+// Undo and redo of every change the user makes to the tree. A state is the whole tree as it was
+// just before the change, kept as an immutable snapshot (VXTreeSnapshots.h) that shares what
+// did not change with the state taken before it, so a state costs what changed, not the year's
+// record; the stacks have no limit and live only in memory.
 //
 // A push saves the file (the state before the change is on disk at once) and clears the redo
 // stack one turn of the event loop later, so that a change refused after its push can withdraw
@@ -41,15 +42,17 @@ public:
     VXUndoHistory(const VXUndoHistory &) = delete;
     VXUndoHistory &operator=(const VXUndoHistory &) = delete;
 
-    // Before every change: encodes the tree, saves it, pushes it, and clears the redo stack on
-    // the next turn. When the tree cannot be encoded nothing happens (the change goes ahead).
-    // Answers whether a state was pushed.
+    // Before every change: takes the state, saves it (the writer thread encodes it), pushes it,
+    // and clears the redo stack on the next turn. When the tree cannot be written (there is none,
+    // or it holds an empty value) nothing happens and the change goes ahead. Answers whether a
+    // state was pushed.
     bool pushUndoStateAndClearRedoStatesAfterDelay();
     // The change did not happen after all: the pending clearing is cancelled and the last undo
     // state dropped.
     void popUndoStateAndCancelRedoStateClearing();
 
-    // Push a state; nothing empties and discards the stack.
+    // Push a state given as property-list data (in any form; data that cannot be read stays on
+    // the stack until undo drops it); nothing empties and discards the stack.
     void pushUndoState(const std::optional<QByteArray> &state);
     void pushRedoState(const std::optional<QByteArray> &state);
 
@@ -62,16 +65,20 @@ public:
     bool canRedo() const { return !m_redoStates.empty(); }
     std::size_t undoCount() const { return m_undoStates.size(); }
     std::size_t redoCount() const { return m_redoStates.size(); }
-    // Bytes held by the encoded states of both stacks.
-    std::size_t byteCount() const;
+    // The states themselves, oldest first (null: one that could not be read).
+    const std::vector<VXDictionaryRef> &undoStates() const { return m_undoStates; }
+    const std::vector<VXDictionaryRef> &redoStates() const { return m_redoStates; }
 
 private:
-    bool restore(std::vector<QByteArray> &from, std::vector<QByteArray> &to);
+    VXDictionaryRef snapshotOfCurrentTree();
+    bool restore(std::vector<VXDictionaryRef> &from, std::vector<VXDictionaryRef> &to);
 
     VXScheduler &m_scheduler;
     VXConfigurationStore &m_store;
     std::function<VXDictionaryRef()> m_configuration;
     std::function<void(VXDictionaryRef)> m_setConfiguration;
-    std::vector<QByteArray> m_undoStates;   // oldest first
-    std::vector<QByteArray> m_redoStates;
+    std::vector<VXDictionaryRef> m_undoStates;   // oldest first
+    std::vector<VXDictionaryRef> m_redoStates;
+    // The latest state taken: the next one shares with it.
+    VXDictionaryRef m_lastSnapshot;
 };

@@ -98,7 +98,12 @@ protected:
         return none;
     }
     VXUndoHistory &history() { return controller->undoHistory(); }
-    VXDictionaryRef savedTree() { return deeplyMutableDictionaryWithData(readFile(dataHome.configurationFile())); }
+    // The file once the writer thread has written what it was given.
+    VXDictionaryRef savedTree()
+    {
+        controller->store().waitForPendingWrites();
+        return deeplyMutableDictionaryWithData(readFile(dataHome.configurationFile()));
+    }
 
     Settings settings;
     ScopedDataHome dataHome;
@@ -442,4 +447,20 @@ TEST_F(UndoTest, ResettingOneItemNeedsAnItemAndTogglingAMemberIsUndoable)
     controller->undo(this);
     EXPECT_EQ(firstDifference(withoutZeroTimers(snapshot()), withoutZeroTimers(before)), "");
     EXPECT_FALSE(boolForKey(poolMember(u"Mail"_s), VXMatchAnyApplicationKey));
+}
+
+TEST_F(UndoTest, TheFileEndsWithTheNewestTreeHoweverManyPushesAreStillBeingWritten)
+{
+    for (int i = 0; i < 20; ++i) {
+        time.advanceBy(0.25);
+        controller->pushUndoStateAndClearRedoStatesAfterDelay();
+    }
+    const VXValue lastPushed = VXValue(history().undoStates().back()).deepCopy();
+    EXPECT_EQ(firstDifference(VXValue(savedTree()), lastPushed), "");
+    // A save of the live tree after them is not overtaken by any of them.
+    for (int i = 0; i < 5; ++i)
+        controller->pushUndoStateAndClearRedoStatesAfterDelay();
+    time.advanceBy(3);
+    controller->applicationShouldTerminate();
+    EXPECT_EQ(firstDifference(VXValue(deeplyMutableDictionaryWithData(readFile(dataHome.configurationFile()))), snapshot()), "");
 }

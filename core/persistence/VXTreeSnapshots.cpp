@@ -1,0 +1,329 @@
+#include "VXTreeSnapshots.h"
+
+#include <QHash>
+#include <QString>
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace {
+
+const void *containerOf(const VXValue &value)
+{
+    if (const VXArray *array = value.array())
+        return array;
+    return value.dictionary();
+}
+
+const VXValue &nullValue()
+{
+    static const VXValue null;
+    return null;
+}
+
+// The same plain value, bit for bit where it matters (0.0 and -0.0 differ, as in a file). The
+// event logs are millions of reals: they are compared here without a call.
+bool samePlainValue(const VXValue &a, const VXValue &b)
+{
+    if (a.type() != b.type())
+        return false;
+    if (a.isReal())
+        return std::bit_cast<std::uint64_t>(a.realValue()) == std::bit_cast<std::uint64_t>(b.realValue());
+    return a == b;
+}
+
+// An open-addressing table from one container's address to another's: a live container to its
+// snapshot, and a snapshot container to the live one that took it. Both kinds of key live in
+// one table (a container is never both).
+class AddressMap
+{
+public:
+    explicit AddressMap(std::size_t expected) : m_slots(capacityFor(expected)) {}
+
+    const void *find(const void *key) const
+    {
+        const std::size_t mask = m_slots.size() - 1;
+        for (std::size_t i = hash(key) & mask;; i = (i + 1) & mask) {
+            const Slot &slot = m_slots[i];
+            if (slot.key == key)
+                return slot.value;
+            if (!slot.key)
+                return nullptr;
+        }
+    }
+
+    void insert(const void *key, const void *value)
+    {
+        if ((m_count + 1) * 3 > m_slots.size() * 2)
+            grow();
+        place(key, value);
+    }
+
+private:
+    struct Slot {
+        const void *key = nullptr;
+        const void *value = nullptr;
+    };
+
+    static std::size_t capacityFor(std::size_t count)
+    {
+        std::size_t size = 1024;
+        while (size * 2 < count * 3)
+            size *= 2;
+        return size;
+    }
+    static std::size_t hash(const void *key)
+    {
+        std::uint64_t h = std::uint64_t(reinterpret_cast<std::uintptr_t>(key)) * 0x9E3779B97F4A7C15ull;
+        return std::size_t(h ^ (h >> 29));
+    }
+    void place(const void *key, const void *value)
+    {
+        const std::size_t mask = m_slots.size() - 1;
+        for (std::size_t i = hash(key) & mask;; i = (i + 1) & mask) {
+            Slot &slot = m_slots[i];
+            if (!slot.key) {
+                slot = {key, value};
+                ++m_count;
+                return;
+            }
+            if (slot.key == key) {
+                slot.value = value;
+                return;
+            }
+        }
+    }
+    void grow()
+    {
+        std::vector<Slot> old(m_slots.size() * 2);
+        old.swap(m_slots);
+        m_count = 0;
+        for (const Slot &slot : old) {
+            if (slot.key)
+                place(slot.key, slot.value);
+        }
+    }
+
+    std::vector<Slot> m_slots;
+    std::size_t m_count = 0;
+};
+
+VXValue valueOfContainer(const void *container, bool isArray)
+{
+    return isArray ? VXValue(VXArrayRef(static_cast<VXArray *>(const_cast<void *>(container))))
+                   : VXValue(VXDictionaryRef(static_cast<VXDictionary *>(const_cast<void *>(container))));
+}
+
+// Text that another thread may read while this one goes on. A QString over static data (a
+// literal) copies itself to the heap the first time its terminated form is asked for, which
+// writers of files do; in a snapshot every such text is a heap copy to begin with, so a reader
+// on the writer thread never changes what the main thread reads. Copies are made once per text.
+class ThreadSafeTexts
+{
+public:
+    QString key(const QString &text)
+    {
+        if (text.data_ptr().isMutable())
+            return text;
+        return entry(text).first;
+    }
+    VXValue value(const VXValue &value)
+    {
+        if (!value.isString() || value.stringRef().data_ptr().isMutable())
+            return value;
+        return entry(value.stringRef()).second;
+    }
+
+private:
+    std::pair<QString, VXValue> &entry(const QString &text)
+    {
+        auto found = m_copies.find(text);
+        if (found == m_copies.end()) {
+            QString copy;
+            copy.reserve(std::max<qsizetype>(text.size(), 1));
+            copy.append(text);
+            found = m_copies.insert(text, {copy, VXValue(copy)});
+        }
+        return *found;
+    }
+
+    QHash<QString, std::pair<QString, VXValue>> m_copies;
+};
+
+// One snapshot in the making. Each live container becomes one snapshot container, and an
+// earlier snapshot's container is reused for at most one live container, so that two live
+// containers that merely look alike never become one. Every container made here ends up in
+// the result (a new container's parent is new too), so the table's addresses stay valid.
+class Freezer
+{
+public:
+    explicit Freezer(std::size_t expectedContainers) : m_map(expectedContainers * 2) {}
+
+    bool failed() const { return m_failed; }
+
+    VXValue freeze(const VXValue &live, const VXValue &previous)
+    {
+        const void *key = containerOf(live);
+        if (!key) {
+            if (live.isNull())
+                m_failed = true;
+            return live;
+        }
+        const bool isArray = live.isArray();
+        if (const void *frozen = m_map.find(key))
+            return valueOfContainer(frozen, isArray);
+
+        const VXValue *candidate = previous.type() == live.type() ? &previous : nullptr;
+        if (candidate) {
+            const void *claimant = m_map.find(containerOf(*candidate));
+            if (claimant && claimant != key)
+                candidate = nullptr;
+        }
+        VXValue frozen = isArray ? freezeArray(*live.array(), candidate) : freezeDictionary(*live.dictionary(), candidate);
+        m_map.insert(key, containerOf(frozen));
+        m_map.insert(containerOf(frozen), key);
+        return frozen;
+    }
+
+private:
+    VXValue freezeArray(const VXArray &live, const VXValue *previous)
+    {
+        const VXArray *earlier = previous ? previous->array() : nullptr;
+        const std::size_t count = live.size();
+        const std::size_t earlierCount = earlier ? earlier->size() : 0;
+        bool same = earlier && earlierCount == count;
+        // Containers are frozen (they must be visited in any case) onto the shared stack; plain
+        // values are only compared.
+        const std::size_t mark = m_stack.size();
+        for (std::size_t i = 0; i < count; ++i) {
+            const VXValue &value = live.items()[i];
+            const VXValue &before = i < earlierCount ? earlier->items()[i] : nullValue();
+            if (value.isContainer()) {
+                VXValue frozen = freeze(value, before);
+                same = same && frozen.isSameObject(before);
+                m_stack.push_back(std::move(frozen));
+            } else if (same) {
+                same = samePlainValue(value, before);
+            } else if (value.isNull()) {
+                m_failed = true;
+            }
+        }
+        if (same) {
+            m_stack.resize(mark);
+            return *previous;
+        }
+        VXArrayRef copy = VXMakeArray();
+        copy->reserve(count);
+        std::size_t next = mark;
+        for (std::size_t i = 0; i < count; ++i) {
+            const VXValue &value = live.items()[i];
+            if (value.isNull())
+                m_failed = true;
+            copy->append(value.isContainer() ? std::move(m_stack[next++]) : m_texts.value(value));
+        }
+        m_stack.resize(mark);
+        return VXValue(std::move(copy));
+    }
+
+    VXValue freezeDictionary(const VXDictionary &live, const VXValue *previous)
+    {
+        const VXDictionary *earlier = previous ? previous->dictionary() : nullptr;
+        bool same = earlier && earlier->size() == live.size();
+        const std::size_t mark = m_stack.size();
+        std::size_t index = 0;
+        for (const VXDictionary::Entry &entry : live) {
+            // A snapshot keeps the live order, so the same key is usually at the same place.
+            const VXValue *before = &nullValue();
+            if (earlier) {
+                if (index < earlier->size() && earlier->entries()[index].key == entry.key)
+                    before = &earlier->entries()[index].value;
+                else
+                    before = &earlier->value(entry.key);
+            }
+            ++index;
+            if (entry.value.isContainer()) {
+                VXValue frozen = freeze(entry.value, *before);
+                same = same && frozen.isSameObject(*before);
+                m_stack.push_back(std::move(frozen));
+            } else {
+                if (entry.value.isNull())
+                    m_failed = true;
+                // Equal sizes and every key found with an equal value: the same dictionary.
+                same = same && samePlainValue(entry.value, *before);
+            }
+        }
+        if (same) {
+            m_stack.resize(mark);
+            return *previous;
+        }
+        VXDictionaryRef copy = VXMakeDictionary();
+        copy->reserve(live.size());
+        std::size_t next = mark;
+        for (const VXDictionary::Entry &entry : live)
+            copy->insertNew(m_texts.key(entry.key), entry.value.isContainer() ? std::move(m_stack[next++]) : m_texts.value(entry.value));
+        m_stack.resize(mark);
+        return VXValue(std::move(copy));
+    }
+
+    AddressMap m_map;
+    std::vector<VXValue> m_stack;
+    ThreadSafeTexts m_texts;
+    bool m_failed = false;
+};
+
+class Thawer
+{
+public:
+    explicit Thawer(std::size_t expectedContainers) : m_map(expectedContainers) {}
+
+    VXValue thaw(const VXValue &frozen)
+    {
+        const void *key = containerOf(frozen);
+        if (!key)
+            return frozen;
+        if (const void *copied = m_map.find(key))
+            return valueOfContainer(copied, frozen.isArray());
+        VXValue copy;
+        if (const VXArray *array = frozen.array()) {
+            VXArrayRef result = VXMakeArray();
+            result->reserve(array->size());
+            for (const VXValue &item : *array)
+                result->append(item.isContainer() ? thaw(item) : item);
+            copy = VXValue(std::move(result));
+        } else {
+            const VXDictionary &dictionary = *frozen.dictionary();
+            VXDictionaryRef result = VXMakeDictionary();
+            result->reserve(dictionary.size());
+            for (const VXDictionary::Entry &entry : dictionary)
+                result->insertNew(entry.key, entry.value.isContainer() ? thaw(entry.value) : entry.value);
+            copy = VXValue(std::move(result));
+        }
+        m_map.insert(key, containerOf(copy));
+        return copy;
+    }
+
+private:
+    AddressMap m_map;
+};
+
+} // namespace
+
+VXDictionaryRef VXTreeSnapshot(const VXDictionaryRef &live, const VXDictionaryRef &previous)
+{
+    if (!live)
+        return VXDictionaryRef();
+    Freezer freezer(1 << 16);
+    VXValue frozen = freezer.freeze(VXValue(live), previous ? VXValue(previous) : VXValue());
+    return freezer.failed() ? VXDictionaryRef() : frozen.dictionaryRef();
+}
+
+VXDictionaryRef VXMutableCopyOfSnapshot(const VXDictionaryRef &snapshot)
+{
+    if (!snapshot)
+        return VXDictionaryRef();
+    Thawer thawer(1 << 16);
+    return thawer.thaw(VXValue(snapshot)).dictionaryRef();
+}

@@ -1,0 +1,184 @@
+// Snapshots of the tree for undo and the file writer: equal to the tree, untouched by later
+// changes, sharing exactly what did not change, keeping shared containers shared (and distinct
+// ones distinct), and written to a file as the live tree would be.
+
+#include "VXPersistenceTestSupport.h"
+#include "VXPropertyListSerialization.h"
+#include "VXTreeSnapshots.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+using namespace vxtest;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Two applications with windows filed under "Windows By Name" and listed again, as the same
+// objects, under "Children"; a pool; timestamps.
+VXDictionaryRef sampleTree()
+{
+    VXDictionaryRef tree = VXMakeDictionary();
+    VXDictionaryRef applications = VXMakeDictionary();
+    for (const QString &name : {u"Editor"_s, u"Mail"_s}) {
+        VXDictionaryRef application = VXMakeDictionary();
+        application->insert(VXNameKey, name);
+        application->insert(VXTimeKey, 100.0);
+        VXDictionaryRef windows = VXMakeDictionary();
+        VXArrayRef children = VXMakeArray();
+        for (int i = 0; i < 3; ++i) {
+            VXDictionaryRef window = VXMakeDictionary();
+            window->insert(VXNameKey, name + u" window "_s + QString::number(i));
+            VXArrayRef log = VXMakeArray();
+            for (int k = 0; k < 6; ++k)
+                log->append(k % 2 ? -(1000.0 + 10 * k + i) : 1000.0 + 10 * k + i);
+            window->insert(VXActiveLogKey, log);
+            windows->insert(name + u" window "_s + QString::number(i), window);
+            children->append(window);
+        }
+        application->insert(VXWindowsByNameKey, windows);
+        application->insert(VXChildrenKey, children);
+        applications->insert(u"org.example."_s + name, application);
+    }
+    tree->insert(VXApplicationsKey, applications);
+    VXArrayRef pools = VXMakeArray();
+    pools->append(VXValue(VXMakeDictionary()));
+    pools->at(0).dictionary()->insert(VXNameKey, u"Writing"_s);
+    tree->insert(VXPoolsKey, pools);
+    tree->insert(VXLastTimestampKey, 1060.0);
+    return tree;
+}
+
+VXDictionary &application(const VXDictionary &tree, const QString &name)
+{
+    return *tree.value(VXApplicationsKey).dictionary()->value(u"org.example."_s + name).dictionary();
+}
+
+VXDictionary &window(const VXDictionary &tree, const QString &name, int index)
+{
+    return *application(tree, name).value(VXWindowsByNameKey).dictionary()->value(name + u" window "_s + QString::number(index)).dictionary();
+}
+
+} // namespace
+
+TEST(TreeSnapshots, ASnapshotEqualsTheTreeAndIgnoresLaterChanges)
+{
+    const VXDictionaryRef live = sampleTree();
+    const VXDictionaryRef snapshot = VXTreeSnapshot(live, VXDictionaryRef());
+    ASSERT_TRUE(snapshot);
+    EXPECT_NE(snapshot.get(), live.get());
+    EXPECT_EQ(VXValue(snapshot), VXValue(live));
+
+    window(*live, u"Editor"_s, 1).value(VXActiveLogKey).array()->append(1100.0);
+    application(*live, u"Mail"_s).insert(VXTimeKey, 200.0);
+    live->remove(VXPoolsKey);
+    EXPECT_EQ(VXValue(snapshot), VXValue(sampleTree()));
+
+    // The file written from the snapshot is the file the tree would have given.
+    EXPECT_EQ(propertyListData(VXValue(snapshot)), propertyListData(VXValue(sampleTree())));
+
+    EXPECT_FALSE(VXTreeSnapshot(VXDictionaryRef(), snapshot));
+    VXDictionaryRef withNull = sampleTree();
+    window(*withNull, u"Mail"_s, 2).value(VXActiveLogKey).array()->append(VXValue());
+    EXPECT_FALSE(VXTreeSnapshot(withNull, snapshot));
+}
+
+TEST(TreeSnapshots, ANewSnapshotSharesExactlyWhatDidNotChange)
+{
+    const VXDictionaryRef live = sampleTree();
+    const VXDictionaryRef first = VXTreeSnapshot(live, VXDictionaryRef());
+    // Nothing changed: the earlier snapshot itself.
+    EXPECT_EQ(VXTreeSnapshot(live, first).get(), first.get());
+
+    window(*live, u"Editor"_s, 1).value(VXActiveLogKey).array()->append(1100.0);
+    const VXDictionaryRef second = VXTreeSnapshot(live, first);
+    ASSERT_TRUE(second);
+    EXPECT_NE(second.get(), first.get());
+    EXPECT_EQ(VXValue(second), VXValue(live));
+    // Changed: the log, its window, the window table and the list holding it, the application,
+    // "Applications" and the root. Shared: everything else.
+    EXPECT_NE(&window(*second, u"Editor"_s, 1), &window(*first, u"Editor"_s, 1));
+    EXPECT_NE(&application(*second, u"Editor"_s), &application(*first, u"Editor"_s));
+    EXPECT_EQ(&window(*second, u"Editor"_s, 0), &window(*first, u"Editor"_s, 0));
+    EXPECT_EQ(window(*second, u"Editor"_s, 2).value(VXActiveLogKey).array(), window(*first, u"Editor"_s, 2).value(VXActiveLogKey).array());
+    EXPECT_EQ(&application(*second, u"Mail"_s), &application(*first, u"Mail"_s));
+    EXPECT_EQ(second->value(VXPoolsKey).array(), first->value(VXPoolsKey).array());
+    // The first is as it was.
+    EXPECT_EQ(VXValue(first), VXValue(sampleTree()));
+
+    // A value changed back to what an older snapshot held is shared again.
+    window(*live, u"Editor"_s, 1).value(VXActiveLogKey).array()->removeLast();
+    const VXDictionaryRef third = VXTreeSnapshot(live, first);
+    EXPECT_EQ(third.get(), first.get());
+}
+
+TEST(TreeSnapshots, SharedContainersStaySharedAndDistinctOnesDistinct)
+{
+    const VXDictionaryRef live = sampleTree();
+    const VXDictionaryRef snapshot = VXTreeSnapshot(live, VXDictionaryRef());
+    const VXArray &children = *application(*snapshot, u"Editor"_s).value(VXChildrenKey).array();
+    EXPECT_EQ(children.at(0).dictionary(), &window(*snapshot, u"Editor"_s, 0));
+
+    const VXDictionaryRef copy = VXMutableCopyOfSnapshot(snapshot);
+    ASSERT_TRUE(copy);
+    EXPECT_EQ(VXValue(copy), VXValue(snapshot));
+    EXPECT_NE(&window(*copy, u"Editor"_s, 0), &window(*snapshot, u"Editor"_s, 0));
+    EXPECT_EQ(application(*copy, u"Editor"_s).value(VXChildrenKey).array()->at(0).dictionary(), &window(*copy, u"Editor"_s, 0));
+    // The copy is the program's to change; the snapshot stays.
+    window(*copy, u"Editor"_s, 0).insert(VXTimeKey, 5.0);
+    EXPECT_FALSE(window(*snapshot, u"Editor"_s, 0).contains(VXTimeKey));
+
+    // The live tree now lists an equal but separate object: the next snapshot keeps them apart,
+    // although the earlier snapshot had one object for both places.
+    VXArray &liveChildren = *application(*live, u"Editor"_s).value(VXChildrenKey).array();
+    liveChildren[0] = VXValue(liveChildren.at(0)).deepCopy();
+    const VXDictionaryRef apart = VXTreeSnapshot(live, snapshot);
+    EXPECT_EQ(VXValue(apart), VXValue(live));
+    EXPECT_NE(application(*apart, u"Editor"_s).value(VXChildrenKey).array()->at(0).dictionary(), &window(*apart, u"Editor"_s, 0));
+    const VXDictionaryRef apartCopy = VXMutableCopyOfSnapshot(apart);
+    EXPECT_NE(application(*apartCopy, u"Editor"_s).value(VXChildrenKey).array()->at(0).dictionary(), &window(*apartCopy, u"Editor"_s, 0));
+    // And the binary property list agrees: two objects written, two read back.
+    const VXDictionaryRef read = deeplyMutableDictionaryWithData(*propertyListData(VXValue(apart)));
+    EXPECT_NE(application(*read, u"Editor"_s).value(VXChildrenKey).array()->at(0).dictionary(), &window(*read, u"Editor"_s, 0));
+}
+
+TEST(TreeSnapshots, EverySnapshotOfARandomlyEditedTreeStaysWhatItWas)
+{
+    std::mt19937_64 random(20261121);
+    const VXDictionaryRef live = sampleTree();
+    std::vector<std::pair<VXDictionaryRef, VXValue>> taken;   // snapshot, deep copy at the time
+    VXDictionaryRef previous;
+    for (int round = 0; round < 200; ++round) {
+        const QString name = random() % 2 ? u"Editor"_s : u"Mail"_s;
+        VXDictionary &item = window(*live, name, int(random() % 3));
+        switch (random() % 5) {
+        case 0: item.value(VXActiveLogKey).array()->append(double(2000 + round)); break;
+        case 1: item.value(VXActiveLogKey).array()->removeLast(); break;
+        case 2: item.insert(VXTimeKey, double(round)); break;
+        case 3: application(*live, name).insert(VXFrontTimeKey, double(round)); break;
+        default: live->insert(VXLastTimestampKey, double(round)); break;
+        }
+        VXDictionaryRef snapshot = VXTreeSnapshot(live, previous);
+        ASSERT_TRUE(snapshot);
+        taken.emplace_back(snapshot, VXValue(live).deepCopy());
+        previous = snapshot;
+    }
+    for (std::size_t i = 0; i < taken.size(); ++i)
+        EXPECT_EQ(VXValue(taken[i].first), taken[i].second) << "snapshot " << i;
+}
+
+TEST(TreeSnapshots, TextsOverStaticDataAreCopiedSoThatAnotherThreadMayReadThem)
+{
+    const VXDictionaryRef live = sampleTree();
+    window(*live, u"Editor"_s, 0).insert(VXPathKey, VXWindowPathMarker);   // a literal
+    ASSERT_FALSE(window(*live, u"Editor"_s, 0).value(VXPathKey).stringRef().data_ptr().isMutable());
+    const VXDictionaryRef snapshot = VXTreeSnapshot(live, VXDictionaryRef());
+    const VXDictionary &frozen = window(*snapshot, u"Editor"_s, 0);
+    EXPECT_EQ(frozen.value(VXPathKey).toString(), u"_Window"_s);
+    EXPECT_TRUE(frozen.value(VXPathKey).stringRef().data_ptr().isMutable());
+    for (const VXDictionary::Entry &entry : frozen)
+        EXPECT_TRUE(entry.key.data_ptr().isMutable()) << entry.key.toStdString();
+    // Equal texts still count as unchanged.
+    EXPECT_EQ(VXTreeSnapshot(live, snapshot).get(), snapshot.get());
+}
