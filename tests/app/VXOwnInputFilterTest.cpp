@@ -26,11 +26,13 @@ struct CountingObserver final : VXPresenceObserver {
 
 TEST(VXOwnInputFilter, ReportsTypingInOwnWindowsAtMostOncePerSecond)
 {
+    // The application lives in this test only: one torn down among the statics after main()
+    // would outlive the platform plugin it uses.
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    static int argc = 1;
-    static char name[] = "test";
-    static char *argv[] = {name, nullptr};
-    static QApplication app(argc, argv);
+    int argc = 1;
+    char name[] = "test";
+    char *argv[] = {name, nullptr};
+    QApplication app(argc, argv);
 
     CountingObserver observer;
     VXOwnInputFilter filter(observer);
