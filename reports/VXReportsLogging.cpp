@@ -1,0 +1,3 @@
+#include "VXReportsLogging.h"
+
+Q_LOGGING_CATEGORY(lcReports, "wendle.reports")
