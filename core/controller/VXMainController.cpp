@@ -60,6 +60,20 @@ void VXMainController::readStartUpSettings()
     m_hibernation.readHibernationInterval();
 }
 
+void VXMainController::setShowInactiveApplicationItems(bool show)
+{
+    m_showInactiveApplicationItems = show;
+    m_settings.showInactiveApplicationItems = show;
+    m_defaults.setBool(show, VXShowInactiveApplicationItemsKey);
+}
+
+void VXMainController::setShowInactivePools(bool show)
+{
+    m_showInactivePools = show;
+    m_settings.showInactivePools = show;
+    m_defaults.setBool(show, VXDefaultsKey::kShowInactivePools);
+}
+
 // ---- Start-up and quit
 
 void VXMainController::applicationWillFinishLaunching()

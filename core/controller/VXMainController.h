@@ -125,6 +125,10 @@ public:
 
     bool showInactiveApplicationItems() const { return m_showInactiveApplicationItems; }
     bool showInactivePools() const { return m_showInactivePools; }
+    // The preferences' switches: the member and the setting. The lists show the change from the
+    // next tick on.
+    void setShowInactiveApplicationItems(bool show);
+    void setShowInactivePools(bool show);
 
     // ---- The pause gate and hibernation
 

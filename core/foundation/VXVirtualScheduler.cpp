@@ -77,6 +77,19 @@ int VXVirtualScheduler::advanceBy(double seconds)
     return advanceTo(now() + seconds);
 }
 
+int VXVirtualScheduler::advanceUpTo(double unixTime)
+{
+    if (std::isnan(unixTime))
+        return 0;
+    const double until = unixTime - m_clockOffset;
+    if (until <= m_loopTime)
+        return 0;
+    const int fired = fire(std::nextafter(until, -std::numeric_limits<double>::infinity()), std::numeric_limits<int>::max());
+    if (!m_stoppedByRunaway && fired >= 0)
+        m_loopTime = std::max(m_loopTime, until);
+    return std::max(fired, 0);
+}
+
 int VXVirtualScheduler::runDue()
 {
     return std::max(fire(m_loopTime, std::numeric_limits<int>::max()), 0);

@@ -54,6 +54,10 @@ public:
     // not turn the clock back; it only fires what is due now. Answers the number of calls fired.
     int advanceTo(double unixTime);
     int advanceBy(double seconds);
+    // Fires every call due before `unixTime`, then leaves the clock at it: the calls due exactly
+    // then stay pending, so that something else (a scripted event) can happen at that instant
+    // before them. Answers the number of calls fired.
+    int advanceUpTo(double unixTime);
     // Fires what is due now (the calls scheduled with no delay), without moving the clock.
     int runDue();
     // Fires calls, moving the clock from due time to due time, until none is pending or `maxCalls`

@@ -442,3 +442,30 @@ TEST(VXVirtualScheduler, ClockJumpsLeavePendingDelaysAlone)
     scheduler.advanceBy(1.0);
     EXPECT_EQ(sampler.ticks, (std::vector<double>{kStart, kStart + 0.5, kStart + 1.0, kStart + 1.5 - 3600, kStart + 2.0 - 3600}));
 }
+
+TEST(VXVirtualScheduler, AdvanceUpToLeavesTheCallsOfThatInstantForLater)
+{
+    VXVirtualScheduler scheduler(kStart);
+    Sampler sampler(scheduler);
+    sampler.updateLists(true);
+    QStringList order;
+    int owner = 0;
+    scheduler.performAfterDelay(&owner, QStringLiteral("hibernate:"), 1.0, [&] { order.append(QStringLiteral("hibernate")); });
+
+    // Ticks at +0.5 fire; the tick and the hibernation due at +1 wait, with the clock already there.
+    EXPECT_EQ(scheduler.advanceUpTo(kStart + 1.0), 1);
+    EXPECT_EQ(scheduler.now(), kStart + 1.0);
+    EXPECT_EQ(sampler.ticks, (std::vector<double>{kStart, kStart + 0.5}));
+    EXPECT_TRUE(order.isEmpty());
+
+    // Something else happens at that instant first; a call it schedules with no delay comes after
+    // the calls that were already due.
+    scheduler.performAfterDelay(&owner, QStringLiteral("event"), 0, [&] { order.append(QStringLiteral("event")); });
+    EXPECT_EQ(scheduler.advanceUpTo(kStart + 1.0), 0);   // nothing before the instant is left
+    EXPECT_EQ(scheduler.advanceTo(kStart + 1.0), 3);
+    EXPECT_EQ(order.join(u' '), QStringLiteral("hibernate event"));
+    EXPECT_EQ(sampler.ticks.back(), kStart + 1.0);
+    // A time in the past neither fires nor turns the clock back.
+    EXPECT_EQ(scheduler.advanceUpTo(kStart), 0);
+    EXPECT_EQ(scheduler.now(), kStart + 1.0);
+}
