@@ -1,6 +1,7 @@
 #include "VXConfigCommand.h"
 #include "VXDefaultsCommand.h"
 #include "VXExportCommand.h"
+#include "VXSimulateCommand.h"
 
 #include "VXSingleInstance.h"
 #include "VXStatusCommand.h"
@@ -23,7 +24,7 @@ bool startsTheTracker(int argc, char *argv[])
 {
     if (argc < 2)
         return true;
-    for (const char *command : {"defaults", "export", "summary", "status", "config", "--help", "-h", "--version", "-v"})
+    for (const char *command : {"defaults", "export", "summary", "status", "config", "simulate", "--help", "-h", "--version", "-v"})
         if (std::strcmp(argv[1], command) == 0)
             return false;
     return true;
@@ -63,6 +64,12 @@ int main(int argc, char *argv[])
         return VXConfigCommand::run(arguments.mid(2), out, err);
     }
 
+    if (arguments.size() > 1 && arguments.at(1) == VXSimulateCommand::kName) {
+        QTextStream out(stdout);
+        QTextStream err(stderr);
+        return VXSimulateCommand::run(arguments.mid(2), out, err);
+    }
+
     if (arguments.size() > 1 && arguments.at(1) == VXStatusCommand::kName) {
         QTextStream out(stdout);
         QTextStream err(stderr);
@@ -81,6 +88,8 @@ int main(int argc, char *argv[])
         "                                   time per application, window and pool (wendle summary --help)\n"
         "  config show | import FILE        the saved record as XML, or replace it (wendle config --help)\n"
         "  status                           what the running Wendle sees now\n"
+        "  simulate SCENARIO.json -o OUT.plist\n"
+        "                                   run a scripted day in virtual time (wendle simulate --help)\n"
         "\n"
         "Without a command, Wendle starts tracking (once per user: a second start hands its files\n"
         "to the first and exits). It saves its record on quit, on SIGTERM, SIGINT and SIGHUP."));

@@ -1,0 +1,42 @@
+#pragma once
+
+// Runs a scenario through the program's own engine: the same controller, sampler, pools,
+// blacklists, cut-offs, pause and hibernation, resets, undo and quit path as the running
+// program, with the scripted desktop in place of the real one and a virtual clock in place of
+// the event loop's timers, so a working day takes seconds and every run of a scenario gives
+// the same record.
+//
+// The program's files live in a temporary data and settings folder for the run: the user's own
+// record and settings are never read or written.
+//
+//     offset:   0 ........................ t .......................... end
+//     start-up (first tick) | events at t, then timers due at t | events at end, quit
+
+#include "VXScenario.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+
+class VXMainController;
+class VXUserDefaults;
+
+class VXScenarioRunner
+{
+public:
+    explicit VXScenarioRunner(const VXScenario &scenario) : m_scenario(scenario) {}
+
+    // The configuration file that the quit path saved (a binary property list), or empty with
+    // the reason in `error`.
+    QByteArray run(QString *error);
+
+    // After a run: how many delayed calls of the program fired (ticks, countdowns, saves).
+    std::uint64_t firedCalls() const { return m_firedCalls; }
+
+private:
+    static void setDefault(VXMainController &controller, VXUserDefaults &defaults, const QString &key, const VXValue &value);
+
+    const VXScenario &m_scenario;
+    std::uint64_t m_firedCalls = 0;
+};
