@@ -1,0 +1,38 @@
+#pragma once
+
+// The colours of the organizer's pies and of the reports: the colour schemes of the user default
+// "Color Scheme", the platform's highlight colours, and the active pie colour.
+
+#include <QColor>
+#include <QString>
+
+#include <array>
+
+// 0 "Original", 2 "Light", 3 "Dark" (the values the View menu stores); 1 is never stored by the
+// menu and draws like "Original" without the rows' shading.
+inline const QString kColorSchemeKey = QStringLiteral("Color Scheme");
+// Three numbers (red, green, blue, 0..1) for the active pie colour of the "Original" scheme.
+inline const QString kPieColorComponentsKey = QStringLiteral("Pie Color Components");
+
+enum VXColorScheme : int { VXColorSchemeOriginal = 0, VXColorSchemeUnshaded = 1, VXColorSchemeLight = 2, VXColorSchemeDark = 3 };
+
+// The stored "Color Scheme" (0 without a settings store).
+int currentColorScheme();
+
+// The highlight of a selected control: a light tint of the desktop theme's highlight colour.
+QColor selectedControlColor();
+// The highlight of selected content: the desktop theme's highlight colour itself.
+QColor alternateSelectedControlColor();
+
+// "Pie Color Components" when that is an array of exactly three numbers, else (0.6, 0.4, 0.6).
+std::array<double, 3> activePieColorComponents();
+// With the schemes "Light" and "Dark" the theme's highlight colour; otherwise the opaque colour
+// of activePieColorComponents(), made once per run.
+QColor activePieColor(int colorScheme);
+QColor activePieColor();
+
+// A grey level with opacity, as the report's colours are given.
+inline QColor whiteColor(double white, double alpha = 1.0)
+{
+    return QColor::fromRgbF(float(white), float(white), float(white), float(alpha));
+}

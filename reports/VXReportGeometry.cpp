@@ -1,0 +1,352 @@
+#include "VXReportGeometry.h"
+
+#include "VXConfigurationKeys.h"
+#include "VXSorting.h"
+#include "VXStringExtensions.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <cmath>
+
+namespace VXReportGeometry {
+
+namespace {
+
+// The row read-outs, by the activities a row shows and whether percentages are on.
+constexpr char kFrontAndTotalPercentFormat[] =
+    QT_TRANSLATE_NOOP("VXReportView", "Foreground: %@ (%lu%%) - Total: %@ (%lu%%)");
+constexpr char kFrontAndTotalFormat[] = QT_TRANSLATE_NOOP("VXReportView", "Foreground: %@ (Total: %@)");
+constexpr char kTotalPercentFormat[] = QT_TRANSLATE_NOOP("VXReportView", "Total: %@ (%lu%%)");
+constexpr char kTotalFormat[] = QT_TRANSLATE_NOOP("VXReportView", "Total: %@");
+constexpr char kFrontPercentFormat[] = QT_TRANSLATE_NOOP("VXReportView", "Foreground: %@ (%lu%%)");
+constexpr char kFrontFormat[] = QT_TRANSLATE_NOOP("VXReportView", "Foreground: %@");
+
+// Fills a format of "%@" (text), "%lu" (number) and "%%" placeholders with the arguments in
+// order: the formats stay as translators see them.
+QString fillFormat(const QString &format, std::initializer_list<QString> arguments)
+{
+    QString result;
+    result.reserve(format.size() + 32);
+    auto next = arguments.begin();
+    for (qsizetype i = 0; i < format.size(); ++i) {
+        const QChar c = format.at(i);
+        if (c != u'%' || i + 1 >= format.size()) {
+            result.append(c);
+            continue;
+        }
+        const QChar n = format.at(i + 1);
+        if (n == u'%') {
+            result.append(u'%');
+            ++i;
+        } else if (n == u'@') {
+            if (next != arguments.end())
+                result.append(*next++);
+            ++i;
+        } else if (n == u'l' && i + 2 < format.size() && format.at(i + 2) == u'u') {
+            if (next != arguments.end())
+                result.append(*next++);
+            i += 2;
+        } else {
+            result.append(c);
+        }
+    }
+    return result;
+}
+
+QString translated(const char *format)
+{
+    return QCoreApplication::translate("VXReportView", format);
+}
+
+bool isOpening(double value)
+{
+    return value > 0.0;
+}
+
+} // namespace
+
+qreal xCoordinateForTimestamp(double timestamp, double start, double stop, qreal width)
+{
+    double fraction = (timestamp - start) / (stop - start);
+    if (!(fraction > 0.0))   // also an empty span (NaN)
+        fraction = 0.0;
+    else if (fraction > 1.0)
+        fraction = 1.0;
+    return VXFloorCGFloat(fraction * width);
+}
+
+double timestampForX(qreal x, double start, double stop, qreal width)
+{
+    double fraction = width > 0.0 ? x / width : 0.0;
+    if (!(fraction > 0.0))
+        fraction = 0.0;
+    else if (fraction > 1.0)
+        fraction = 1.0;
+    return start + fraction * (stop - start);
+}
+
+qreal reportHeight(std::size_t rowCount, bool applicationsAndPools, bool chooser, qreal contentHeight)
+{
+    qreal height = rowCount > 0 ? kRowPitch * qreal(rowCount) : kMinimumHeight;
+    if (applicationsAndPools)
+        height += kGroupHeadersHeight;
+    if (chooser)
+        height += kChooserHeight;
+    return height > contentHeight ? height : contentHeight;
+}
+
+qreal rowSpacing(qreal pitch)
+{
+    // Three points between rows of the usual pitch; a little more for very tall rows.
+    return std::max(kMinimumRowSpacing, std::floor(pitch / 16.0));
+}
+
+void pinHeaders(qreal applicationsNaturalY, qreal poolsNaturalY, qreal left, qreal width, qreal visibleTop,
+                HeaderPlacement *applications, HeaderPlacement *pools)
+{
+    HeaderPlacement p;
+    p.shown = true;
+    qreal poolsY = poolsNaturalY;
+    if (visibleTop > poolsNaturalY) {
+        poolsY = visibleTop;
+        p.shadowHeight = std::min(visibleTop - poolsNaturalY, kMaximumShadowHeight);
+    }
+    p.rect = QRectF(left, poolsY, width, kHeaderHeight);
+    p.topBorder = poolsY - visibleTop > 0.9;
+
+    HeaderPlacement a;
+    a.shown = true;
+    qreal applicationsY = applicationsNaturalY;
+    if (visibleTop > applicationsNaturalY) {
+        applicationsY = visibleTop;
+        a.shadowHeight = std::min(visibleTop - applicationsNaturalY, kMaximumShadowHeight);
+    }
+    const qreal limit = poolsY - kHeaderHeight;
+    if (applicationsY > limit) {
+        applicationsY = limit;
+        a.shadowHeight = 0.0;
+    }
+    a.rect = QRectF(left, applicationsY, width, kHeaderHeight);
+    a.topBorder = applicationsY - visibleTop > 0.9;
+
+    if (applications)
+        *applications = a;
+    if (pools)
+        *pools = p;
+}
+
+RowLayout layoutRows(const QRectF &rowsRect, std::size_t count, std::size_t applicationCount, bool includeText,
+                     bool withHeaders, qreal visibleTop)
+{
+    RowLayout layout;
+    if (count == 0)
+        return layout;
+    layout.rows.resize(count);
+    if (count == 1) {
+        layout.rows[0] = rowsRect;
+        return layout;
+    }
+
+    if (!includeText) {
+        // Small renderings (tray, taskbar icon, desktop): every row gets its share of the whole
+        // height, boundaries on whole points, one point apart only when there is room.
+        const qreal pitch = rowsRect.height() / qreal(count);
+        const qreal spacing = pitch >= 6.0 ? 1.0 : 0.0;
+        for (std::size_t i = 0; i < count; ++i) {
+            const qreal top = rowsRect.top() + std::floor(qreal(i) * pitch);
+            const qreal bottom = i + 1 == count ? rowsRect.bottom() : rowsRect.top() + std::floor(qreal(i + 1) * pitch);
+            layout.rows[i] = QRectF(rowsRect.left(), top + spacing, rowsRect.width(), bottom - top - spacing);
+        }
+        return layout;
+    }
+
+    withHeaders = withHeaders && applicationCount > 0 && applicationCount < count;
+    const qreal available = rowsRect.height() - (withHeaders ? kGroupHeadersHeight : 0.0);
+    const qreal pitch = std::max<qreal>(0.0, std::floor(available / qreal(count)));
+    const qreal spacing = rowSpacing(pitch);
+
+    qreal y = rowsRect.bottom();
+    qreal poolsNaturalY = 0.0;
+    for (std::size_t i = count; i-- > 0;) {
+        if (withHeaders && i + 1 == applicationCount) {
+            y -= kHeaderHeight;
+            poolsNaturalY = y;
+        }
+        const qreal top = y - pitch;
+        layout.rows[i] = QRectF(rowsRect.left(), top + spacing, rowsRect.width(), pitch - spacing);
+        y = top;
+    }
+    if (withHeaders)
+        pinHeaders(rowsRect.top(), poolsNaturalY, rowsRect.left(), rowsRect.width(), visibleTop,
+                   &layout.applicationsHeader, &layout.poolsHeader);
+    return layout;
+}
+
+void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end, const QRectF &r, bool emboss,
+                               std::vector<QRectF> *out)
+{
+    const double range = end - begin;
+    if (eventLog.isEmpty() || !(range > 0.0))
+        return;
+    const double scale = (r.width() + 1.0) / range;
+    double prev = -1.0;
+    double lastX = -1.0;
+    double acc = 0.0;
+    for (const VXValue &number : eventLog) {
+        const double v = number.toDouble();
+        if (isOpening(v) == isOpening(prev))
+            continue;
+        if (isOpening(v)) {
+            prev = v;
+            continue;
+        }
+        const double x = std::floor((prev - begin) * scale);
+        const double w = scale * (-v - prev);
+        // Periods on the same pixel column add up, so that runs of short ones stay visible.
+        if (lastX > -0.1 && std::abs(x - lastX) <= 0.1)
+            acc += w;
+        else
+            acc = w;
+        if (acc > 0.09) {
+            QRectF fill(r.x() + x, r.y(), acc < 1.1 ? 1.0 : std::floor(acc), r.height());
+            if (emboss)
+                fill.adjust(-1.0, 0.0, 1.0, 0.0);
+            if (!out->empty()) {
+                QRectF &last = out->back();
+                if (last.top() == fill.top() && last.height() == fill.height() && fill.left() <= last.right()
+                    && fill.right() >= last.left()) {
+                    last.setLeft(std::min(last.left(), fill.left()));
+                    last.setRight(std::max(last.right(), fill.right()));
+                    lastX = x;
+                    prev = v;
+                    continue;
+                }
+            }
+            out->push_back(fill);
+        }
+        lastX = x;
+        prev = v;
+    }
+}
+
+double eventLogDuration(const VXArray &eventLog)
+{
+    double prev = -1.0;
+    double total = 0.0;
+    for (const VXValue &number : eventLog) {
+        const double v = number.toDouble();
+        if (isOpening(v) == isOpening(prev))
+            continue;
+        if (!isOpening(v))
+            total += -v - prev;
+        prev = v;
+    }
+    return total;
+}
+
+qreal normalizedBarWidth(double total, double normalizingInterval, double range, qreal width)
+{
+    const double d = normalizingInterval > -0.1 ? normalizingInterval : range;
+    if (!(d > 0.0))
+        return 0.0;
+    return std::floor(total * width / d);
+}
+
+double normalizingInterval(const VXArray &eventLogs, bool drawTotalActivity, bool drawFrontActivity)
+{
+    if (!drawTotalActivity && !drawFrontActivity)
+        return -1.0;
+    const QString &key = drawTotalActivity ? VXTimeKey : VXFrontTimeKey;
+    double largest = -1.0;
+    for (const VXValue &entry : eventLogs) {
+        const VXDictionary *dictionary = entry.dictionary();
+        if (!dictionary)
+            continue;
+        const double time = dictionary->value(key).toDouble();
+        if (time > 0.1 && time > largest)
+            largest = time;
+    }
+    return largest;
+}
+
+unsigned long percentage(double time, double range)
+{
+    if (!(range > 0.0))
+        return 0;
+    const double value = std::trunc(time * 100.0 / range);
+    if (!(value > 0.0))
+        return 0;
+    if (value >= 4294967295.0)
+        return 4294967295UL;
+    return static_cast<unsigned long>(value);
+}
+
+QString rowText(double frontTime, double time, double range, bool includeFront, bool includeTotal,
+                bool showPercentages)
+{
+    const auto number = [](unsigned long value) { return QString::number(value); };
+    if (includeFront == includeTotal) {
+        if (showPercentages)
+            return fillFormat(translated(kFrontAndTotalPercentFormat),
+                              {stringWithTimeInterval(frontTime, false), number(percentage(frontTime, range)),
+                               stringWithTimeInterval(time, false), number(percentage(time, range))});
+        return fillFormat(translated(kFrontAndTotalFormat),
+                          {stringWithTimeInterval(frontTime, false), stringWithTimeInterval(time, false)});
+    }
+    if (includeTotal) {
+        if (showPercentages)
+            return fillFormat(translated(kTotalPercentFormat),
+                              {stringWithTimeInterval(time, false), number(percentage(time, range))});
+        return fillFormat(translated(kTotalFormat), {stringWithTimeInterval(time, false)});
+    }
+    if (showPercentages)
+        return fillFormat(translated(kFrontPercentFormat),
+                          {stringWithTimeInterval(frontTime, false), number(percentage(frontTime, range))});
+    return fillFormat(translated(kFrontFormat), {stringWithTimeInterval(frontTime, false)});
+}
+
+QRectF mouseLabelRect(qreal mouseX, QSizeF labelSize, const QRectF &area)
+{
+    const qreal w = labelSize.width();
+    const qreal h = labelSize.height();
+    qreal x = std::floor(mouseX - w / 2.0);
+    if (x + w > area.right() - 8.0)
+        x = mouseX - 10.0 - w;
+    if (x < area.left() + 8.0)
+        x = area.left() + 8.0;
+    const qreal y = std::floor(area.bottom() - 3.0 - h);
+    return QRectF(x, y, w, h);
+}
+
+qreal chooserGrip(qreal bx, qreal ex)
+{
+    qreal grip = std::floor((ex - bx) / 4.0);
+    if (grip > 8.0)
+        grip = 8.0;
+    return grip < 2.0 ? -1.0 : grip;
+}
+
+DragMode chooserPressMode(qreal x, qreal bx, qreal ex, double pressTimestamp, double begin, double end)
+{
+    const qreal grip = chooserGrip(bx, ex);
+    if (x <= bx + grip || x >= ex - grip)
+        return std::abs(pressTimestamp - end) <= std::abs(pressTimestamp - begin) ? DragMode::End : DragMode::Begin;
+    return DragMode::Move;
+}
+
+void movedRange(double t, double pressTimestamp, double begin0, double span, double first, double last,
+                double *begin, double *end)
+{
+    double b = t + begin0 - pressTimestamp;
+    if (b < first)
+        b = first;
+    else if (b > last - span)
+        b = last - span;
+    if (begin)
+        *begin = b;
+    if (end)
+        *end = b + span;
+}
+
+} // namespace VXReportGeometry

@@ -1,0 +1,821 @@
+#include "VXReportView.h"
+
+#include "VXColorExtensions.h"
+#include "VXConfigurationKeys.h"
+#include "VXDictionaryExtensions.h"
+#include "VXRegisteredDefaults.h"
+#include "VXReportsLogging.h"
+#include "VXSorting.h"
+#include "VXStringDrawingExtensions.h"
+#include "VXStringExtensions.h"
+#include "VXUserDefaults.h"
+
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEnterEvent>
+#include <QFontMetricsF>
+#include <QLinearGradient>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPointer>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QThread>
+#include <QTimer>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace VXReportGeometry;
+
+namespace {
+
+constexpr char kApplicationsTitle[] = QT_TRANSLATE_NOOP("VXReportView", "Applications");
+constexpr char kPoolsTitle[] = QT_TRANSLATE_NOOP("VXReportView", "Pools");
+
+// The zoom after a selection: five steps of a sixth of the way, 15 ms apart, then the exact range.
+constexpr int kZoomSteps = 5;
+constexpr qint64 kZoomStepNanoseconds = 15'000'000;
+
+bool userDefault(const QString &key, bool fallback)
+{
+    const VXUserDefaults *defaults = VXUserDefaults::standard();
+    return defaults ? defaults->boolForKey(key) : fallback;
+}
+
+// Shading over every row, made once: lighter towards the top in the light scheme, darker towards
+// the bottom in the others.
+const QGradientStops &rowShading(bool light)
+{
+    static const QGradientStops lightStops{{0.0, whiteColor(1.0, 0.6)}, {1.0, whiteColor(1.0, 0.5)}};
+    static const QGradientStops darkStops{{0.0, whiteColor(0.0, 0.25)}, {1.0, whiteColor(0.0, 0.4)}};
+    return light ? lightStops : darkStops;
+}
+
+QColor backgroundColor(int scheme)
+{
+    return scheme == VXColorSchemeLight ? whiteColor(1.0) : whiteColor(0.1);
+}
+
+QColor rowTextColor(int scheme)
+{
+    return scheme == VXColorSchemeLight ? whiteColor(0.15) : whiteColor(1.0);
+}
+
+QColor rowTextShadowColor(int scheme)
+{
+    return scheme == VXColorSchemeLight ? whiteColor(1.0, 0.7) : whiteColor(0.0, 0.6);
+}
+
+QColor separatorColor(int scheme)
+{
+    return scheme == VXColorSchemeLight ? whiteColor(0.8) : whiteColor(0.0, 0.5);
+}
+
+} // namespace
+
+struct VXReportView::Private {
+    QPointer<QScrollArea> scrollArea;
+    QPointer<QWidget> directionIndicator;
+    QTimer deferredUpdate;
+    // Reused for every channel so that a redraw allocates nothing per row.
+    std::vector<QRectF> fills;
+
+    // A press and its drag.
+    bool pressInChooser = false;
+    double begin0 = 0.0;
+    double end0 = 0.0;
+    double span = 0.0;
+    double pressTimestamp = 0.0;
+    bool ignoreNextRelease = false;
+
+    // The tracking areas as last registered.
+    bool trackRows = false;
+    bool trackChooser = false;
+
+    // The top of the drawing in progress (a row below it gets a separator).
+    qreal drawingTop = 0.0;
+};
+
+VXReportView::VXReportView(QWidget *parent)
+    : QWidget(parent), d(std::make_unique<Private>())
+{
+    m_mouseTrackLocation = noLocation();
+    m_mouseDownLocation = noLocation();
+    m_mouseDragLocation = noLocation();
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setMouseTracking(true);
+    setContextMenuPolicy(Qt::DefaultContextMenu);
+    d->deferredUpdate.setSingleShot(true);
+    d->deferredUpdate.setInterval(0);
+    connect(&d->deferredUpdate, &QTimer::timeout, this, [this] { update(nullptr); });
+}
+
+VXReportView::~VXReportView() = default;
+
+void VXReportView::setDelegate(VXReportViewDelegate *delegate)
+{
+    m_delegate = delegate;
+}
+
+void VXReportView::setDirectionIndicator(QWidget *directionIndicator)
+{
+    d->directionIndicator = directionIndicator;
+}
+
+QWidget *VXReportView::directionIndicator() const
+{
+    return d->directionIndicator;
+}
+
+// ---- Rebuilding
+
+static QScrollArea *enclosingScrollArea(const QWidget *view)
+{
+    QWidget *viewport = view->parentWidget();
+    if (!viewport)
+        return nullptr;
+    auto *scrollArea = qobject_cast<QScrollArea *>(viewport->parentWidget());
+    return scrollArea && scrollArea->widget() == view ? scrollArea : nullptr;
+}
+
+void VXReportView::update(QObject *sender)
+{
+    if (sender)
+        d->deferredUpdate.stop();
+    if (!m_delegate)
+        return;
+
+    // Follow the viewport's size: a resize of the window rebuilds the view.
+    QScrollArea *scrollArea = enclosingScrollArea(this);
+    if (scrollArea != d->scrollArea) {
+        if (d->scrollArea)
+            d->scrollArea->viewport()->removeEventFilter(this);
+        d->scrollArea = scrollArea;
+        if (scrollArea)
+            scrollArea->viewport()->installEventFilter(this);
+    }
+
+    m_eventLogs.reset();
+    m_containsApplications = false;
+    m_containsPools = false;
+
+    double begin = 0.0, end = 0.0, first = 0.0, last = 0.0;
+    m_delegate->getBeginTimestamp(&begin, &end, &first, &last, this);
+    m_beginTimestamp = begin;
+    m_endTimestamp = end;
+    m_firstTimestamp = first;
+    m_lastTimestamp = last;
+
+    if (VXSimilarAbsoluteTimeIntervals(begin, end)) {
+        if (d->directionIndicator)
+            d->directionIndicator->hide();
+    } else {
+        if (d->directionIndicator)
+            d->directionIndicator->show();
+        m_eventLogs = m_delegate->eventLogsForReportView(this, begin, end);
+        if (m_eventLogs) {
+            for (const VXValue &entry : *m_eventLogs) {
+                const VXDictionary *dictionary = entry.dictionary();
+                if (!dictionary)
+                    continue;
+                if (isPoolOrPoolItem(*dictionary))
+                    m_containsPools = true;
+                else
+                    m_containsApplications = true;
+            }
+        }
+    }
+    m_showTimestampIntervalChooser =
+        !(VXSimilarAbsoluteTimeIntervals(begin, first) && VXSimilarAbsoluteTimeIntervals(end, last));
+
+    if (scrollArea) {
+        const QSize content = scrollArea->viewport()->size();
+        const qreal height = reportHeight(m_eventLogs ? m_eventLogs->size() : 0,
+                                          m_containsApplications && m_containsPools, m_showTimestampIntervalChooser,
+                                          content.height());
+        resize(content.width(), int(std::ceil(height)));
+    }
+
+    if (!m_isTrackingAreaRegistrationScheduled) {
+        m_isTrackingAreaRegistrationScheduled = true;
+        QTimer::singleShot(0, this, [this] {
+            m_isTrackingAreaRegistrationScheduled = false;
+            const bool hasRows = m_containsApplications || m_containsPools;
+            d->trackRows = hasRows && userDefault(VXReportViewKey::kShowTimeAtMouseLocation, false);
+            d->trackChooser = hasRows && m_showTimestampIntervalChooser;
+            // The mouse may already lie in an area: show its read-out at once.
+            if (underMouse() && (d->trackRows || d->trackChooser))
+                QWidget::update();
+        });
+    }
+    QWidget::update();
+}
+
+QRectF VXReportView::visibleRect() const
+{
+    const QRectF bounds(rect());
+    if (QScrollArea *scrollArea = enclosingScrollArea(this)) {
+        const QRectF port(QPointF(-pos()), QSizeF(scrollArea->viewport()->size()));
+        return bounds.intersected(port);
+    }
+    return bounds;
+}
+
+// ---- Time mapping
+
+qreal VXReportView::xCoordinateForTimestamp(double timestamp, const QRectF &visibleRect,
+                                            bool checkTimestampIntervalChooser) const
+{
+    if (checkTimestampIntervalChooser)
+        return VXReportGeometry::xCoordinateForTimestamp(timestamp, m_firstTimestamp, m_lastTimestamp,
+                                                         visibleRect.width());
+    return VXReportGeometry::xCoordinateForTimestamp(timestamp, m_beginTimestamp, m_endTimestamp, visibleRect.width());
+}
+
+double VXReportView::timestampForMouseLocation(QPointF location, const QRectF &visibleRect,
+                                               bool checkTimestampIntervalChooser) const
+{
+    const qreal x = location.x() - visibleRect.x();
+    if (checkTimestampIntervalChooser)
+        return timestampForX(x, m_firstTimestamp, m_lastTimestamp, visibleRect.width());
+    return timestampForX(x, m_beginTimestamp, m_endTimestamp, visibleRect.width());
+}
+
+// ---- Drawing
+
+namespace {
+
+// The name (and under it the read-out) of a row, left-aligned and fitted to the rectangle. With
+// `reserveSubtitle` the title takes the place it has when there is a subtitle, so a bullet drawn
+// alone lines up with the name drawn beside it.
+void drawOverlayMessage(QPainter &painter, const QString &message, const QString &subtitle, const QRectF &rect,
+                        int colorScheme, bool reserveSubtitle)
+{
+    static VXTextAttributes titleAttributes;
+    static VXTextAttributes subtitleAttributes;
+    titleAttributes.alignment = Qt::AlignLeft;
+    subtitleAttributes.alignment = Qt::AlignLeft;
+    titleAttributes.shadowColor = rowTextShadowColor(colorScheme);
+    subtitleAttributes.shadowColor = titleAttributes.shadowColor;
+
+    const QColor color = rowTextColor(colorScheme);
+    const bool twoLines = reserveSubtitle || !subtitle.isEmpty();
+    const qreal titleHeight = twoLines ? std::floor(rect.height() * 0.56) : rect.height();
+    scaleToFitAndDrawInRect(message, painter, QRectF(rect.x(), rect.y(), rect.width(), titleHeight), &titleAttributes,
+                            QFont::DemiBold, &color, 16.0);
+    if (!subtitle.isEmpty()) {
+        const QColor subtitleColor = colorScheme == VXColorSchemeLight ? whiteColor(0.3) : whiteColor(0.85);
+        scaleToFitAndDrawInRect(subtitle, painter,
+                                QRectF(rect.x(), rect.y() + titleHeight, rect.width(), rect.height() - titleHeight),
+                                &subtitleAttributes, QFont::Normal, &subtitleColor, 12.0);
+    }
+}
+
+void drawHeader(QPainter &painter, const QString &title, const QRectF &rect, int colorScheme, bool withTopBorder,
+                qreal shadowHeight, qreal balanceScroller)
+{
+    const bool translucent = userDefault(VXDefaultsKey::kHeaderTranslucency, true);
+    const double alpha = translucent ? 0.93 : 1.0;
+    const bool light = colorScheme == VXColorSchemeLight;
+
+    if (shadowHeight > 0.0) {
+        const QRectF shadow(rect.left(), rect.bottom(), rect.width(), shadowHeight);
+        QLinearGradient gradient(shadow.topLeft(), shadow.bottomLeft());
+        gradient.setColorAt(0.0, whiteColor(0.0, light ? 0.18 : 0.45));
+        gradient.setColorAt(1.0, whiteColor(0.0, 0.0));
+        painter.fillRect(shadow, gradient);
+    }
+    if (light) {
+        painter.fillRect(rect, whiteColor(1.0, alpha));
+    } else {
+        QLinearGradient gradient(rect.topLeft(), rect.bottomLeft());
+        gradient.setColorAt(0.0, whiteColor(0.2, alpha));
+        gradient.setColorAt(1.0, whiteColor(0.1, alpha));
+        painter.fillRect(rect, gradient);
+    }
+    // A hairline under the band, and one along its top where it meets rows above it.
+    painter.fillRect(QRectF(rect.left(), rect.bottom() - 1.0, rect.width(), 1.0),
+                     light ? whiteColor(0.85) : whiteColor(0.0, 0.6));
+    if (withTopBorder)
+        painter.fillRect(QRectF(rect.left(), rect.top(), rect.width(), 1.0), separatorColor(colorScheme));
+
+    static VXTextAttributes attributes;
+    attributes.alignment = Qt::AlignHCenter;
+    const QColor color = light ? whiteColor(0.35) : whiteColor(0.8);
+    QRectF titleRect = rect.adjusted(8.0, 6.0, -8.0, -6.0);
+    if (balanceScroller > 0.0)
+        titleRect.setRight(titleRect.right() + balanceScroller);
+    scaleToFitAndDrawInRect(title, painter, titleRect, &attributes, QFont::Bold, &color, 13.0);
+}
+
+} // namespace
+
+void VXReportView::drawReportInBounds(QPainter &painter, const QRectF &bounds, const QRectF &visibleRect, bool emboss,
+                                      bool includeText, bool includeDetails, qreal balanceScroller,
+                                      std::vector<VXEventLogRect> *storeRects)
+{
+    const int scheme = currentColorScheme();
+    painter.fillRect(bounds, backgroundColor(scheme));
+    if (!m_delegate)
+        return;
+
+    QRectF rowsRect = bounds;
+    if (includeText && m_showTimestampIntervalChooser)
+        rowsRect.setHeight(std::max<qreal>(0.0, rowsRect.height() - kChooserHeight));
+
+    const bool drawTotal = m_delegate->drawTotalActivity();
+    const bool drawFront = m_delegate->drawFrontActivity();
+    const int format = m_delegate->timeFormat();
+    const bool naturalTime = format == 0 || isLocationSet(m_mouseDownLocation);
+    const double normalizing =
+        m_eventLogs && !naturalTime ? normalizingInterval(*m_eventLogs, drawTotal, drawFront) : -1.0;
+    d->drawingTop = bounds.top();
+
+    const auto drawRow = [&](const VXValue &entry, const QRectF &rowRect) {
+        const VXDictionaryRef log = entry.dictionaryRef();
+        if (!log)
+            return;
+        drawEventLog(painter, *log, drawTotal, drawFront, naturalTime, normalizing, rowRect, scheme, emboss,
+                     includeText && includeDetails);
+        if (storeRects)
+            storeRects->push_back({log, rowRect});
+    };
+
+    const std::size_t count = m_eventLogs ? m_eventLogs->size() : 0;
+    if (count == 1) {
+        drawRow(m_eventLogs->at(0), rowsRect);
+    } else if (count > 1) {
+        std::size_t applicationCount = 0;
+        while (applicationCount < count) {
+            const VXDictionary *dictionary = m_eventLogs->at(applicationCount).dictionary();
+            if (dictionary && isPoolOrPoolItem(*dictionary))
+                break;
+            ++applicationCount;
+        }
+        const bool withHeaders = includeText && m_containsApplications && m_containsPools;
+        const RowLayout layout =
+            layoutRows(rowsRect, count, applicationCount, includeText, withHeaders, visibleRect.top());
+        for (std::size_t i = count; i-- > 0;) {
+            const QRectF &r = layout.rows[i];
+            const qreal height = std::max<qreal>(r.height(), 1.0);
+            if (r.top() >= visibleRect.bottom() || r.top() + height <= visibleRect.top())
+                continue;
+            drawRow(m_eventLogs->at(i), r);
+        }
+        if (layout.poolsHeader.shown) {
+            // Drawn after the rows so that pinned headers cover them; the pushed applications
+            // header last, as it slides out under the top edge.
+            drawHeader(painter, QCoreApplication::translate("VXReportView", kPoolsTitle), layout.poolsHeader.rect,
+                       scheme, layout.poolsHeader.topBorder, layout.poolsHeader.shadowHeight, balanceScroller);
+            drawHeader(painter, QCoreApplication::translate("VXReportView", kApplicationsTitle),
+                       layout.applicationsHeader.rect, scheme, layout.applicationsHeader.topBorder,
+                       layout.applicationsHeader.shadowHeight, balanceScroller);
+        }
+    }
+
+    if (includeText) {
+        if (m_showTimestampIntervalChooser)
+            drawTimestampIntervalChooser(painter, visibleRect, scheme);
+        drawMouseSpanOrMouseLocation(painter, visibleRect, scheme);
+    }
+}
+
+void VXReportView::drawEventLog(QPainter &painter, const VXDictionary &eventLog, bool includeTotalActivity,
+                                bool includeFrontActivity, bool inNaturalTime, double normalizedToInterval,
+                                QRectF r, int colorScheme, bool emboss, bool includeText)
+{
+    painter.save();
+    const bool drawText = includeText && r.height() >= 10.0;
+    if (r.height() < 1.0)
+        r.setHeight(1.0);
+    const bool light = colorScheme == VXColorSchemeLight;
+
+    if (includeTotalActivity) {
+        if (const VXArray *log = eventLog.value(VXActiveLogKey).array())
+            drawEventLogChannel(painter, *log, inNaturalTime, normalizedToInterval,
+                                light ? whiteColor(0.95) : whiteColor(0.2), r, emboss);
+    }
+    if (includeFrontActivity) {
+        if (const VXArray *log = eventLog.value(VXFrontActiveLogKey).array())
+            drawEventLogChannel(painter, *log, inNaturalTime, normalizedToInterval,
+                                light ? selectedControlColor() : activePieColor(colorScheme), r, emboss);
+    }
+    if (colorScheme != VXColorSchemeUnshaded) {
+        QLinearGradient gradient(r.topLeft(), r.bottomLeft());
+        gradient.setStops(rowShading(light));
+        painter.fillRect(r, gradient);
+    }
+    if (drawText) {
+        const qreal inset = std::floor(r.height() / 7.0);
+        QRectF textRect = r.adjusted(inset, inset, -inset, -inset);
+        const qreal indent = std::floor(textRect.height() / 3.0);
+        const bool indented = eventLog.value(VXPathKey).toString() == VXWindowPathMarker
+            || eventLog.value(VXTypeKey).toString() == VXPoolItemType;
+        if (indented) {
+            textRect.setLeft(textRect.left() + indent);
+            drawOverlayMessage(painter, bulletString(), QString(), textRect.adjusted(-indent, 0.0, indent, 0.0),
+                               colorScheme, true);
+        }
+        const QString subtitle = rowText(eventLog.value(VXFrontTimeKey).toDouble(), eventLog.value(VXTimeKey).toDouble(),
+                                         m_endTimestamp - m_beginTimestamp, includeFrontActivity, includeTotalActivity,
+                                         userDefault(VXReportViewKey::kReportsShowPercentages, false));
+        drawOverlayMessage(painter, eventLog.value(VXNameKey).toString(), subtitle, textRect, colorScheme, true);
+    }
+    if (r.top() > d->drawingTop + 0.1) {
+        painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+        painter.fillRect(QRectF(r.left(), r.top(), r.width(), 1.0), separatorColor(colorScheme));
+    }
+    painter.restore();
+}
+
+void VXReportView::drawEventLogChannel(QPainter &painter, const VXArray &eventLog, bool inNaturalTime,
+                                       double normalizedToInterval, const QColor &color, const QRectF &r, bool emboss)
+{
+    if (eventLog.isEmpty())
+        return;
+    const double range = m_endTimestamp - m_beginTimestamp;
+    if (inNaturalTime) {
+        d->fills.clear();
+        appendNaturalChannelRects(eventLog, m_beginTimestamp, m_endTimestamp, r, emboss, &d->fills);
+        for (const QRectF &fill : d->fills)
+            painter.fillRect(fill, color);
+        return;
+    }
+    const qreal width = normalizedBarWidth(eventLogDuration(eventLog), normalizedToInterval, range, r.width());
+    if (width <= 0.0)
+        return;
+    QRectF bar(r.x(), r.y(), width, r.height());
+    if (emboss)
+        bar.adjust(-1.0, 0.0, 1.0, 0.0);
+    painter.fillRect(bar, color);
+}
+
+QRectF VXReportView::timestampIntervalChooserRect(const QRectF &visibleRect) const
+{
+    return QRectF(visibleRect.left(), visibleRect.bottom() - kChooserHeight, visibleRect.width(), kChooserHeight);
+}
+
+QRectF VXReportView::rowsArea(const QRectF &visibleRect) const
+{
+    QRectF area = visibleRect;
+    if (m_showTimestampIntervalChooser)
+        area.setBottom(area.bottom() - kChooserHeight);
+    return area;
+}
+
+void VXReportView::drawTimestampIntervalChooser(QPainter &painter, const QRectF &visibleRect, int colorScheme)
+{
+    const bool light = colorScheme == VXColorSchemeLight;
+    const QRectF strip = timestampIntervalChooserRect(visibleRect);
+    painter.fillRect(strip, light ? whiteColor(0.88) : whiteColor(0.16));
+    painter.fillRect(QRectF(strip.left(), strip.top(), strip.width(), 1.0), light ? whiteColor(0.7) : whiteColor(0.0, 0.7));
+
+    // The shown range within all data.
+    const qreal bx = strip.left() + xCoordinateForTimestamp(m_beginTimestamp, visibleRect, true);
+    const qreal ex = strip.left() + xCoordinateForTimestamp(m_endTimestamp, visibleRect, true);
+    const QRectF shown(bx, strip.top() + 3.0, std::max<qreal>(ex - bx, 1.0), strip.height() - 5.0);
+    QColor mark = light ? alternateSelectedControlColor() : activePieColor(colorScheme);
+    mark.setAlphaF(light ? 0.55f : 0.85f);
+    painter.fillRect(shown, mark);
+    const qreal edgeGrip = chooserGrip(bx, ex);
+    if (edgeGrip > 0.0) {
+        const QColor gripColor = light ? whiteColor(1.0, 0.9) : whiteColor(1.0, 0.55);
+        painter.fillRect(QRectF(bx + edgeGrip, shown.top() + 2.0, 1.0, shown.height() - 4.0), gripColor);
+        painter.fillRect(QRectF(ex - edgeGrip, shown.top() + 2.0, 1.0, shown.height() - 4.0), gripColor);
+    }
+}
+
+void VXReportView::drawMouseSpanOrMouseLocation(QPainter &painter, const QRectF &visibleRect, int colorScheme)
+{
+    m_lastMouseLabelRect = QRectF();
+    if (m_dragMode == DragMode::Select && isLocationSet(m_mouseDownLocation) && isLocationSet(m_mouseDragLocation)) {
+        const QRectF area = rowsArea(visibleRect);
+        const qreal left = std::min(m_mouseDownLocation.x(), m_mouseDragLocation.x());
+        const qreal right = std::max(m_mouseDownLocation.x(), m_mouseDragLocation.x());
+        QColor fill = colorScheme == VXColorSchemeLight ? alternateSelectedControlColor() : whiteColor(1.0);
+        fill.setAlphaF(colorScheme == VXColorSchemeLight ? 0.25f : 0.18f);
+        painter.fillRect(QRectF(left, area.top(), std::max<qreal>(right - left, 1.0), area.height()), fill);
+        drawReadOut(painter, m_mouseDownLocation.x(), area, visibleRect, false, true, false);
+        drawReadOut(painter, m_mouseDragLocation.x(), area, visibleRect, false, true, true);
+        return;
+    }
+    if (isLocationSet(m_mouseTrackLocation))
+        drawMouseLocationInVisibleRect(painter, visibleRect, true);
+}
+
+void VXReportView::drawMouseLocationInVisibleRect(QPainter &painter, const QRectF &visibleRect, bool drawTimeDescription)
+{
+    const bool inChooser = m_mouseTrackLocationIsInTimestampIntervalChooser && m_showTimestampIntervalChooser;
+    const QRectF area = inChooser ? timestampIntervalChooserRect(visibleRect) : rowsArea(visibleRect);
+    drawReadOut(painter, m_mouseTrackLocation.x(), area, visibleRect, inChooser,
+                userDefault(VXReportViewKey::kIndicatorLineTracksMouse, false), drawTimeDescription);
+}
+
+void VXReportView::drawReadOut(QPainter &painter, qreal x, const QRectF &area, const QRectF &visibleRect,
+                               bool inChooser, bool drawLine, bool drawTimeDescription)
+{
+    x = std::floor(x);
+    if (drawLine) {
+        // A dark and a light line side by side, visible on every background.
+        painter.fillRect(QRectF(x, area.top(), 1.0, area.height()), whiteColor(0.0, 0.5));
+        painter.fillRect(QRectF(x + 1.0, area.top(), 1.0, area.height()), whiteColor(1.0, 0.5));
+    }
+    if (!drawTimeDescription)
+        return;
+
+    const double timestamp = timestampForMouseLocation(QPointF(x, 0.0), visibleRect, inChooser);
+    const QString text = stringWithTimeIntervalAsDate(timestamp);
+    if (text.isEmpty())
+        return;
+    static const QFont font = [] {
+        QFont f = QApplication::font();
+        f.setBold(true);
+        f.setPixelSize(11);
+        return f;
+    }();
+    const QFontMetricsF metrics(font);
+    const QSizeF textSize(std::ceil(metrics.horizontalAdvance(text)), std::ceil(metrics.height()));
+    const QSizeF labelSize(textSize.width() + 10.0, textSize.height() + 2.0);
+    const QRectF label = mouseLabelRect(x, labelSize, area);
+    const qreal radius = std::floor(textSize.height() / 2.0) + 1.0;
+
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing, true);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(whiteColor(0.0, 0.8));
+    painter.drawRoundedRect(label, radius, radius);
+    painter.setFont(font);
+    const QRectF textRect = label.adjusted(5.0, 1.0, -5.0, -1.0);
+    painter.setPen(whiteColor(0.0, 0.6));
+    painter.drawText(textRect.translated(0.0, 1.0), Qt::AlignCenter | Qt::TextSingleLine, text);
+    painter.setPen(whiteColor(1.0));
+    painter.drawText(textRect, Qt::AlignCenter | Qt::TextSingleLine, text);
+    painter.restore();
+    m_lastMouseLabelRect = m_lastMouseLabelRect.isNull() ? label : m_lastMouseLabelRect.united(label);
+}
+
+void VXReportView::drawFlippedAndSimplifiedReportInRect(QPainter &painter, const QRectF &rect, bool emboss)
+{
+    painter.save();
+    QRectF target = rect;
+    if (painter.worldTransform().m22() < 0.0) {
+        painter.scale(1.0, -1.0);
+        target.moveTop(-(rect.y() + rect.height()));
+    }
+    drawReportInBounds(painter, target, target, emboss, false, false, -1.0, nullptr);
+    painter.restore();
+}
+
+void VXReportView::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    m_eventLogRects.clear();
+    const QRectF visible = visibleRect();
+    qreal balanceScroller = 0.0;
+    if (QScrollArea *scrollArea = enclosingScrollArea(this))
+        balanceScroller = scrollArea->width() - visible.width();
+    drawReportInBounds(painter, QRectF(rect()), visible, false, true, !m_isAnimating, balanceScroller,
+                       &m_eventLogRects);
+}
+
+// ---- Hit testing and the context menu
+
+VXDictionaryRef VXReportView::eventLogAtLocation(QPointF location) const
+{
+    for (const VXEventLogRect &entry : m_eventLogRects) {
+        if (entry.rect.contains(location))
+            return entry.log;
+    }
+    return VXDictionaryRef();
+}
+
+std::unique_ptr<QMenu> VXReportView::menuForEvent(QPointF location)
+{
+    if (!m_delegate)
+        return nullptr;
+    const VXDictionaryRef log = eventLogAtLocation(location);
+    if (!log)
+        return nullptr;
+    return m_delegate->contextMenuForEventLog(log);
+}
+
+void VXReportView::contextMenuEvent(QContextMenuEvent *event)
+{
+    std::unique_ptr<QMenu> menu = menuForEvent(QPointF(event->pos()));
+    if (!menu) {
+        event->ignore();
+        return;
+    }
+    menu->exec(event->globalPos());
+}
+
+// ---- Mouse tracking
+
+bool VXReportView::locationIsInTimestampIntervalChooser(QPointF location) const
+{
+    return m_showTimestampIntervalChooser && location.y() >= visibleRect().bottom() - kChooserHeight;
+}
+
+void VXReportView::trackMouse(QPointF location, bool entering)
+{
+    const QRectF visible = visibleRect();
+    const bool inChooser = locationIsInTimestampIntervalChooser(location);
+    const bool tracked = visible.contains(location) && (inChooser ? d->trackChooser : d->trackRows);
+    if (!tracked) {
+        if (isLocationSet(m_mouseTrackLocation)) {
+            m_mouseTrackLocation = noLocation();
+            m_mouseTrackLocationIsInTimestampIntervalChooser = false;
+            QWidget::update();
+        }
+        return;
+    }
+    const bool changed = entering || !isLocationSet(m_mouseTrackLocation) || location.x() != m_mouseTrackLocation.x()
+        || inChooser != m_mouseTrackLocationIsInTimestampIntervalChooser;
+    m_mouseTrackLocation = location;
+    m_mouseTrackLocationIsInTimestampIntervalChooser = inChooser;
+    if (changed)
+        QWidget::update();
+}
+
+void VXReportView::enterEvent(QEnterEvent *event)
+{
+    trackMouse(event->position(), true);
+}
+
+void VXReportView::leaveEvent(QEvent *)
+{
+    m_mouseTrackLocation = noLocation();
+    m_mouseTrackLocationIsInTimestampIntervalChooser = false;
+    QWidget::update();
+}
+
+// ---- Range selection
+
+void VXReportView::tellRange(double begin, double end)
+{
+    if (!m_delegate)
+        return;
+    // A side dragged to the border of the data is left open.
+    m_delegate->setBeginTimestamp(VXSimilarAbsoluteTimeIntervals(begin, m_firstTimestamp) ? -1.0 : begin,
+                                  VXSimilarAbsoluteTimeIntervals(end, m_lastTimestamp) ? -1.0 : end, this);
+}
+
+void VXReportView::mouseDoubleClickEvent(QMouseEvent *event)
+{
+    if (event->button() != Qt::LeftButton) {
+        event->ignore();
+        return;
+    }
+    d->ignoreNextRelease = true;
+    m_dragMode = DragMode::None;
+    m_mouseDownLocation = noLocation();
+    if (m_delegate)
+        m_delegate->setBeginTimestamp(-1.0, -1.0, this);
+    QWidget::update();
+}
+
+void VXReportView::mousePressEvent(QMouseEvent *event)
+{
+    if (event->button() != Qt::LeftButton || !m_delegate) {
+        event->ignore();
+        return;
+    }
+    d->ignoreNextRelease = false;
+    const QPointF location = event->position();
+    const QRectF visible = visibleRect();
+    d->pressInChooser = locationIsInTimestampIntervalChooser(location);
+    m_mouseDownLocation = location;
+    m_mouseDragLocation = location;
+    d->begin0 = m_beginTimestamp;
+    d->end0 = m_endTimestamp;
+    d->span = d->end0 - d->begin0;
+
+    if (!d->pressInChooser) {
+        m_dragMode = DragMode::Select;
+        setCursor(Qt::SizeHorCursor);
+    } else {
+        const qreal bx = xCoordinateForTimestamp(m_beginTimestamp, visible, true);
+        const qreal ex = xCoordinateForTimestamp(m_endTimestamp, visible, true);
+        d->pressTimestamp = timestampForMouseLocation(location, visible, true);
+        m_dragMode = chooserPressMode(location.x() - visible.x(), bx, ex, d->pressTimestamp, m_beginTimestamp,
+                                      m_endTimestamp);
+        if (m_dragMode == DragMode::Move) {
+            setCursor(Qt::ClosedHandCursor);
+        } else {
+            setCursor(Qt::SizeHorCursor);
+            if (m_dragMode == DragMode::End)
+                tellRange(m_beginTimestamp, d->pressTimestamp);
+            else
+                tellRange(d->pressTimestamp, m_endTimestamp);
+        }
+    }
+    QWidget::update();
+}
+
+void VXReportView::mouseMoveEvent(QMouseEvent *event)
+{
+    const QPointF location = event->position();
+    if (m_dragMode == DragMode::None || !(event->buttons() & Qt::LeftButton)) {
+        trackMouse(location, false);
+        return;
+    }
+    m_mouseDragLocation = location;
+    const QRectF visible = visibleRect();
+    const double t = timestampForMouseLocation(location, visible, m_dragMode != DragMode::Select);
+    switch (m_dragMode) {
+    case DragMode::End:
+        tellRange(m_beginTimestamp, std::max(t, m_beginTimestamp));
+        break;
+    case DragMode::Begin:
+        tellRange(std::min(t, m_endTimestamp), m_endTimestamp);
+        break;
+    case DragMode::Move: {
+        double begin = 0.0, end = 0.0;
+        movedRange(t, d->pressTimestamp, d->begin0, d->span, m_firstTimestamp, m_lastTimestamp, &begin, &end);
+        tellRange(begin, end);
+        break;
+    }
+    case DragMode::Select:
+    case DragMode::None:
+        break;
+    }
+    // Keep the read-out with the mouse while dragging.
+    if (m_dragMode != DragMode::Select)
+        trackMouse(location, false);
+    QWidget::update();
+}
+
+void VXReportView::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (event->button() != Qt::LeftButton) {
+        event->ignore();
+        return;
+    }
+    if (d->ignoreNextRelease) {
+        d->ignoreNextRelease = false;
+        unsetCursor();
+        return;
+    }
+    if (m_dragMode == DragMode::Select && isLocationSet(m_mouseDownLocation) && isLocationSet(m_mouseDragLocation)) {
+        const QRectF visible = visibleRect();
+        const double downTimestamp = timestampForMouseLocation(m_mouseDownLocation, visible, false);
+        const double dragTimestamp = timestampForMouseLocation(m_mouseDragLocation, visible, false);
+        if (std::abs(downTimestamp - dragTimestamp) > 0.1)
+            zoomToRange(std::min(downTimestamp, dragTimestamp), std::max(downTimestamp, dragTimestamp));
+    }
+    m_dragMode = DragMode::None;
+    m_mouseDownLocation = noLocation();
+    unsetCursor();
+    QWidget::update();
+}
+
+void VXReportView::zoomToRange(double lo, double hi)
+{
+    const double beginAtStart = m_beginTimestamp;
+    const double endAtStart = m_endTimestamp;
+    m_isAnimating = true;
+    QElapsedTimer step;
+    for (int i = 0; i < kZoomSteps; ++i) {
+        step.start();
+        m_beginTimestamp += (lo - beginAtStart) / 6.0;
+        m_endTimestamp += (hi - endAtStart) / 6.0;
+        repaint();
+        const qint64 left = kZoomStepNanoseconds - step.nsecsElapsed();
+        if (left > 0)
+            QThread::usleep(static_cast<unsigned long>(left / 1000));
+    }
+    m_isAnimating = false;
+    // The last step jumps to the exact range.
+    tellRange(lo, hi);
+}
+
+// ---- Keeping up with the scroll area
+
+void VXReportView::moveEvent(QMoveEvent *event)
+{
+    // Scrolling moves the view inside the viewport: the pinned headers, the chooser strip and
+    // the read-out stay where they are on screen, so all that is visible is drawn again.
+    QWidget::moveEvent(event);
+    QWidget::update();
+}
+
+bool VXReportView::eventFilter(QObject *watched, QEvent *event)
+{
+    if (d->scrollArea && watched == d->scrollArea->viewport() && event->type() == QEvent::Resize)
+        d->deferredUpdate.start();
+    return QWidget::eventFilter(watched, event);
+}
+
+void VXReportView::changeEvent(QEvent *event)
+{
+    // The theme's highlight colour is drawn in the light and dark schemes.
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ApplicationPaletteChange
+        || event->type() == QEvent::StyleChange)
+        QWidget::update();
+    QWidget::changeEvent(event);
+}
