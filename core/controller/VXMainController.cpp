@@ -9,9 +9,13 @@
 #include "VXPools.h"
 #include "VXPresence.h"
 #include "VXRegisteredDefaults.h"
+#include "VXReportMenuTarget.h"
 #include "VXScheduler.h"
+#include "VXStringExtensions.h"
 #include "VXUserDefaults.h"
 #include "VXUserDefaultsExtensions.h"
+
+#include <QCoreApplication>
 
 namespace {
 
@@ -326,4 +330,85 @@ void VXMainController::redo(const void *sender)
         return;
     updateLists(this);
     updateBlacklists();
+}
+
+// ---- The live report's data
+
+void VXMainController::getFirstTimestamp(double *firstTimestamp, double *lastTimestamp,
+                                         const VXReportClient &reportController)
+{
+    Q_UNUSED(reportController);
+    m_exporter.getFirstTimestamp(firstTimestamp, lastTimestamp);
+}
+
+VXArrayRef VXMainController::eventLogsClippedBetweenTimestamp(double timestamp, double otherTimestamp,
+                                                              const VXReportClient &reportController)
+{
+    Q_UNUSED(reportController);
+    return m_exporter.eventLogsClippedBetweenTimestamp(timestamp, otherTimestamp);
+}
+
+void VXMainController::populateViewMenu(VXReportMenu &menu, const VXReportClient &reportController)
+{
+    const auto title = [](const char *text) { return QCoreApplication::translate("VXMainController", text); };
+    // The report reaches this menu as its data source's client; its entries act on it.
+    auto *target = const_cast<VXReportMenuTarget *>(dynamic_cast<const VXReportMenuTarget *>(&reportController));
+    const auto addReportItem = [&](const char *text, int tag, VXReportMenuAction action) {
+        if (!target) {
+            menu.addHeading(title(text));
+            return;
+        }
+        VXAddValidatedReportMenuItem(
+            menu, title(text), tag,
+            [target, action, tag] {
+                if (action == VXReportMenuAction::SetTimeFormatFromMenuItem)
+                    target->setTimeFormatFromMenuItem(tag);
+                else
+                    target->toggleShownActivityFromMenuItem(tag);
+            },
+            [target, action, tag] { return target->validateMenuItem(action, tag); });
+    };
+    addReportItem(VXAsTimeLapseTitle, 0, VXReportMenuAction::SetTimeFormatFromMenuItem);
+    addReportItem(VXAsTimePortionsTitle, 1, VXReportMenuAction::SetTimeFormatFromMenuItem);
+    menu.addSeparator();
+    addReportItem(VXForegroundActivityTitle, 0, VXReportMenuAction::ToggleShownActivityFromMenuItem);
+    addReportItem(VXTotalActivityTitle, 1, VXReportMenuAction::ToggleShownActivityFromMenuItem);
+    menu.addSeparator();
+    VXAddValidatedReportMenuItem(
+        menu, title(VXDisplayIntervalsAsDaysTitle), 0, [this] { toggleConversionToDaysFromMenuItem(); },
+        [this] { return VXReportMenuItemState{true, m_defaults.boolForKey(kExpressTimeIntervalsAsDaysKey)}; });
+    menu.addSeparator();
+
+    VXReportMenu &schemes = menu.addSubmenu(title(VXColorSchemeTitle));
+    const auto addScheme = [&](const char *text, int tag) {
+        VXAddValidatedReportMenuItem(
+            schemes, title(text), tag, [this, tag] { selectColorScheme(tag); },
+            [this, tag] { return VXReportMenuItemState{true, m_defaults.integerForKey(VXColorSchemeKey) == tag}; });
+    };
+    addScheme(VXOriginalColorSchemeTitle, 0);
+    schemes.addSeparator();
+    schemes.addHeading(title(VXStandardHighlightColorTitle));
+    // Out of display order on purpose: the stored value is the tag.
+    addScheme(VXDarkColorSchemeTitle, 3);
+    addScheme(VXLightColorSchemeTitle, 2);
+}
+
+void VXMainController::selectColorScheme(int tag)
+{
+    m_defaults.setInteger(tag, VXColorSchemeKey);
+    if (m_delegate) {
+        m_delegate->reloadApplicationList();
+        m_delegate->reloadPoolList();
+        m_delegate->updateReport();
+    }
+}
+
+void VXMainController::toggleConversionToDaysFromMenuItem()
+{
+    m_defaults.setBool(!m_defaults.boolForKey(kExpressTimeIntervalsAsDaysKey), kExpressTimeIntervalsAsDaysKey);
+    if (m_delegate) {
+        m_delegate->reloadApplicationList();
+        m_delegate->reloadPoolList();
+        m_delegate->updateReport();
+    }
 }

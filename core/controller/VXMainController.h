@@ -29,6 +29,7 @@
 #include "VXFolderAccessUserInterface.h"
 #include "VXHibernation.h"
 #include "VXHibernationDelegate.h"
+#include "VXReportDataSource.h"
 #include "VXResets.h"
 #include "VXResetsDelegate.h"
 #include "VXSecurityScopedBookmarkManager.h"
@@ -46,7 +47,24 @@ class VXPresenceSource;
 class VXScheduler;
 class VXUserDefaults;
 
-class VXMainController : private VXHibernationDelegate, private VXResetsDelegate, private VXFolderAccessUserInterface
+// The live report's View menu and the settings it changes. Titles are translated in the
+// context "VXMainController".
+inline const QString VXColorSchemeKey = QStringLiteral("Color Scheme");   // 0 "Original", 2 "Light", 3 "Dark"
+inline constexpr char VXAsTimeLapseTitle[] = QT_TRANSLATE_NOOP("VXMainController", "as Time Lapse");
+inline constexpr char VXAsTimePortionsTitle[] = QT_TRANSLATE_NOOP("VXMainController", "as Time Portions");
+inline constexpr char VXForegroundActivityTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Foreground Activity");
+inline constexpr char VXTotalActivityTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Total Activity");
+inline constexpr char VXDisplayIntervalsAsDaysTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Display >24-Hour Intervals as Days");
+inline constexpr char VXColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Color Scheme");
+inline constexpr char VXOriginalColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Original");
+inline constexpr char VXStandardHighlightColorTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Standard Highlight Color");
+inline constexpr char VXDarkColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Dark");
+inline constexpr char VXLightColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Light");
+
+class VXMainController : public VXReportDataSource,
+                         private VXHibernationDelegate,
+                         private VXResetsDelegate,
+                         private VXFolderAccessUserInterface
 {
 public:
     // The names under which the tick and the end of launch are scheduled (with the controller
@@ -209,6 +227,23 @@ public:
     VXExporter &exporter() { return m_exporter; }
     // The program's permission test for user-chosen folders.
     VXSecurityScopedBookmarkManager &bookmarkManager() { return m_bookmarkManager; }
+
+    // ---- The live report's data (VXReportDataSource)
+
+    // The first timestamp and the tree's "Last Timestamp".
+    void getFirstTimestamp(double *firstTimestamp, double *lastTimestamp, const VXReportClient &reportController) override;
+    // The clipped entries by "Live Report Content", "Live Report: Applications" and "Live Report:
+    // Pools", each level in the organizer's order.
+    VXArrayRef eventLogsClippedBetweenTimestamp(double timestamp, double otherTimestamp,
+                                                const VXReportClient &reportController) override;
+    // The View menu: the time formats and the shown activities (sent to the report when it is a
+    // VXReportMenuTarget), durations as days, and the colour schemes.
+    void populateViewMenu(VXReportMenu &menu, const VXReportClient &reportController) override;
+
+    // The View menu's program-wide entries. Reports redraw when they see "Color Scheme" or
+    // "Express Time Intervals As Days" change in the settings.
+    void selectColorScheme(int tag);
+    void toggleConversionToDaysFromMenuItem();
 
 private:
     // VXHibernationDelegate
