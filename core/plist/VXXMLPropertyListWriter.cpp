@@ -3,10 +3,14 @@
 #include "VXPlistLogging.h"
 #include "VXPropertyListSerialization.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+
+#include <sys/mman.h>
 
 namespace {
 
@@ -27,10 +31,13 @@ constexpr double kLargestDateMagnitude = 1e16;
 class Output
 {
 public:
-    Output()
+    // `expected` is a bound on the document's size: room for all of it is claimed at once (only
+    // the pages written become memory), so that the buffer never moves while it grows.
+    explicit Output(std::size_t expected)
     {
-        m_data.resize(64 * 1024);
+        m_data.resize(static_cast<qsizetype>(std::max<std::size_t>(expected, 64 * 1024)));
         m_base = m_data.data();
+        adviseHugePages();
     }
 
     char *claim(qsizetype count)
@@ -64,6 +71,23 @@ private:
             capacity *= 2;
         m_data.resize(capacity);
         m_base = m_data.data();
+        adviseHugePages();
+    }
+
+    // A year of event logs makes a document of a hundred megabytes or more: filling it in huge
+    // pages takes a few page faults instead of tens of thousands. Only the whole huge pages
+    // inside the buffer (which comes from QByteArray's allocator) are advised. The advice splits
+    // the mapping, which the kernel then will not move: growing copies instead, which is why the
+    // buffer is sized for the whole document first.
+    void adviseHugePages()
+    {
+        constexpr std::uintptr_t kHugePage = 2 * 1024 * 1024;
+        const auto begin = reinterpret_cast<std::uintptr_t>(m_base);
+        const std::uintptr_t end = begin + static_cast<std::uintptr_t>(m_data.size());
+        const std::uintptr_t first = (begin + kHugePage - 1) & ~(kHugePage - 1);
+        const std::uintptr_t last = end & ~(kHugePage - 1);
+        if (last > first)
+            ::madvise(reinterpret_cast<void *>(first), last - first, MADV_HUGEPAGE);
     }
 
     QByteArray m_data;
@@ -71,9 +95,79 @@ private:
     qsizetype m_used = 0;
 };
 
+// An upper bound on the bytes writing `value` at `level` takes, from the longest text each kind
+// of value can have. Stops counting at `limit` (a tree that shares containers can expand beyond
+// any buffer; the writer then grows its buffer as it goes).
+class SizeBound
+{
+public:
+    static constexpr std::size_t kLimit = std::size_t(1) << 31;
+
+    std::size_t of(const VXValue &root)
+    {
+        add(root, 0);
+        return m_total;
+    }
+
+private:
+    // Indentation plus the longest element text of each kind.
+    static constexpr std::size_t kBoolean = 9;    // <false/>\n
+    static constexpr std::size_t kInteger = 40;   // <integer>, 20 digits and a sign, </integer>\n
+    static constexpr std::size_t kReal = 40;      // <real>, 24 characters, </real>\n
+    static constexpr std::size_t kDate = 64;      // <date>, a year of up to 20 digits, </date>\n
+    static constexpr std::size_t kMarkup = 20;    // <string></string>\n, <key></key>\n
+    static constexpr std::size_t kUnitBytes = 5;  // "&amp;" or "&#13;" for one UTF-16 unit
+
+    void add(const VXValue &value, int level)
+    {
+        if (m_total >= kLimit || level >= VXPropertyListSerialization::kMaximumDepth) {
+            m_total = kLimit;
+            return;
+        }
+        const auto indent = static_cast<std::size_t>(level);
+        switch (value.type()) {
+        case VXValue::Type::Null: break;
+        case VXValue::Type::Boolean: m_total += indent + kBoolean; break;
+        case VXValue::Type::Integer: m_total += indent + kInteger; break;
+        case VXValue::Type::Real: m_total += indent + kReal; break;
+        case VXValue::Type::Date: m_total += indent + kDate; break;
+        case VXValue::Type::String:
+            m_total += indent + kMarkup + kUnitBytes * static_cast<std::size_t>(value.stringRef().size());
+            break;
+        case VXValue::Type::Data: {
+            // Lines of at least 12 bytes as 16 characters, each indented and ended.
+            const auto size = static_cast<std::size_t>(value.dataRef().size());
+            m_total += 2 * (indent + kMarkup) + (size / 12 + 1) * (indent + 17);
+            break;
+        }
+        case VXValue::Type::Array:
+            m_total += 2 * (indent + kMarkup);
+            for (const VXValue &item : *value.array()) {
+                add(item, level + 1);
+                if (m_total >= kLimit)
+                    return;
+            }
+            break;
+        case VXValue::Type::Dictionary:
+            m_total += 2 * (indent + kMarkup);
+            for (const VXDictionary::Entry &entry : *value.dictionary()) {
+                m_total += indent + 1 + kMarkup + kUnitBytes * static_cast<std::size_t>(entry.key.size());
+                add(entry.value, level + 1);
+                if (m_total >= kLimit)
+                    return;
+            }
+            break;
+        }
+    }
+
+    std::size_t m_total = 0;
+};
+
 class Writer
 {
 public:
+    explicit Writer(std::size_t expected) : m_out(expected) {}
+
     bool writeDocument(const VXValue &root)
     {
         m_out.append(kHeader);
@@ -202,11 +296,64 @@ private:
         m_out.append("</real>\n");
     }
 
+    // Most reals in a configuration are timestamps and durations with a few decimals (the clock's
+    // milliseconds). Their shortest text is found here without the general algorithm; any other
+    // number answers null and takes the general path.
+    //
+    // While |real| * 10^p < 2^48, the decimals that read back as `real` lie in an interval
+    // narrower than 10^-p / 16, so at most one multiple of 10^-p does, and it is within 0.05 of
+    // the computed product (both roundings included): the integer nearest the product is the only
+    // candidate, and one division tells whether it reads back. A text with fewer decimals that
+    // reads back is also such a multiple, so testing the largest p allowed (up to 6) answers for
+    // every shorter one: the shortest text is the candidate without its trailing zeros, and there
+    // is none when the candidate fails. Numbers from 1 to 2^48 are written in fixed notation by
+    // repr(), so the text is those digits with the point put in.
+    static char *formatShortDecimal(double real, char *out)
+    {
+        static constexpr double kScales[] = {1.0, 10.0, 100.0, 1e3, 1e4, 1e5, 1e6};
+        constexpr double kLimit = 281474976710656.0;   // 2^48
+        const double magnitude = std::fabs(real);
+        if (!(magnitude >= 1.0) || !(magnitude < kLimit))   // NaN too
+            return nullptr;
+        int p = 6;
+        double scaled = magnitude * kScales[p];
+        while (!(scaled < kLimit))
+            scaled = magnitude * kScales[--p];
+        const double below = std::floor(scaled);
+        const double nearest = scaled - below < 0.5 ? below : below + 1.0;
+        if (nearest / kScales[p] != magnitude)
+            return nullptr;
+        auto digits = static_cast<std::uint64_t>(nearest);
+        while (p > 0 && digits % 10 == 0) {
+            digits /= 10;
+            --p;
+        }
+        if (real < 0)
+            *out++ = '-';
+        std::uint64_t scale = 1;
+        for (int i = 0; i < p; ++i)
+            scale *= 10;
+        out = std::to_chars(out, out + 24, digits / scale).ptr;
+        *out++ = '.';
+        if (p == 0) {
+            *out++ = '0';
+            return out;
+        }
+        std::uint64_t decimals = digits % scale;
+        for (int i = p - 1; i >= 0; --i) {
+            out[i] = static_cast<char>('0' + decimals % 10);
+            decimals /= 10;
+        }
+        return out + p;
+    }
+
     // The text Python's repr() gives a float: the shortest digits that read back as the same
     // number, in fixed notation (with ".0" when integral) while the decimal exponent is in
     // [-4, 16), in scientific notation with a signed two-digit-or-more exponent otherwise.
     static char *formatReal(double real, char *out)
     {
+        if (char *end = formatShortDecimal(real, out))
+            return end;
         if (std::isnan(real)) {
             std::memcpy(out, "nan", 3);
             return out + 3;
@@ -427,7 +574,9 @@ private:
 
 std::optional<QByteArray> VXXMLPropertyListWriter::write(const VXValue &value)
 {
-    Writer writer;
+    // Past the limit the bound says nothing: start small and grow.
+    const std::size_t bound = SizeBound().of(value);
+    Writer writer(bound < SizeBound::kLimit ? bound + sizeof kHeader + sizeof kFooter : 0);
     if (!writer.writeDocument(value))
         return std::nullopt;
     return writer.take();

@@ -237,6 +237,20 @@ TEST(VXXMLPropertyList, WritesRealsAsPythonReprDoes)
         for (double real : {power, std::nextafter(power, 0.0), std::nextafter(power, HUGE_VAL), 9.5 * power, -1.25 * power})
             reals->append(real);
     }
+    // Few decimals are written by a shortcut that holds up to 2^48 scaled by 10^decimals: its
+    // edges, numbers a unit in the last place off a short decimal, and products near a half.
+    for (int decimals = 0; decimals <= 8; ++decimals) {
+        const double scale = std::pow(10.0, decimals);
+        const double edge = 281474976710656.0 / scale;
+        for (double real : {edge, std::nextafter(edge, 0.0), std::nextafter(edge, HUGE_VAL), std::floor(edge) / scale})
+            reals->append(real);
+        for (int i = 0; i < 300; ++i) {
+            const double digits = static_cast<double>(random() % (std::uint64_t(1) << (10 + i % 40)));
+            const double real = (digits + (i % 3 == 0 ? 0.5 : 0.0)) / scale;
+            for (double near : {real, std::nextafter(real, 0.0), std::nextafter(real, HUGE_VAL), -real, 1.0 + real})
+                reals->append(near);
+        }
+    }
     reals->append(std::numeric_limits<double>::quiet_NaN());
     reals->append(std::numeric_limits<double>::denorm_min());
     const VXValue tree{reals};
