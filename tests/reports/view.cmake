@@ -1,0 +1,14 @@
+# The report view: its geometry, its drawing into images, and mouse sessions through the real
+# widget, all on the offscreen platform (unit); screenshots of each colour scheme under a private
+# Xvfb (gui).
+find_package(Qt6 REQUIRED COMPONENTS Widgets Test)
+
+wendle_add_test(NAME test_report_view
+  SOURCES
+    view/VXReportViewTestSupport.h
+    view/VXReportGeometryTest.cpp
+    view/VXReportViewRenderTest.cpp
+    view/VXReportViewMouseTest.cpp
+  LIBS Wendle::Reports Qt6::Widgets Qt6::Test
+  LABELS unit)
+target_include_directories(test_report_view PRIVATE ${CMAKE_CURRENT_LIST_DIR}/view)
