@@ -72,11 +72,36 @@ private:
         return VXValue();
     }
 
+    // Offsets, references and numbers are 1, 2, 4 or 8 bytes wide, one width per table: those
+    // are single loads (the branch always goes the same way), other widths a loop.
     static std::uint64_t bigEndian(const std::uint8_t *at, unsigned width)
     {
+        switch (width) {
+        case 1: return at[0];
+        case 2: return load<std::uint16_t>(at);
+        case 4: return load<std::uint32_t>(at);
+        case 8: return load<std::uint64_t>(at);
+        default: break;
+        }
         std::uint64_t value = 0;
         for (unsigned i = 0; i < width; ++i)
             value = (value << 8) | at[i];
+        return value;
+    }
+
+    template <class T>
+    static std::uint64_t load(const std::uint8_t *at)
+    {
+        T value;
+        std::memcpy(&value, at, sizeof value);
+        if constexpr (std::endian::native == std::endian::little) {
+            if constexpr (sizeof(T) == 2)
+                value = __builtin_bswap16(value);
+            else if constexpr (sizeof(T) == 4)
+                value = __builtin_bswap32(value);
+            else
+                value = __builtin_bswap64(value);
+        }
         return value;
     }
 
@@ -280,6 +305,31 @@ private:
 
     std::uint64_t reference(const std::uint8_t *at) const { return bigEndian(at, m_refWidth); }
 
+    // The event logs are arrays of millions of reals: a well-formed real or integer is appended
+    // here without the general path's state and cache. Anything else (or anything damaged, which
+    // the general path then reports) answers false.
+    bool number(std::uint64_t index, std::vector<VXValue> &items)
+    {
+        std::uint64_t position = 0;
+        if (index >= m_objectCount || !offsetOf(index, position))
+            return false;
+        const std::uint8_t marker = m_bytes[position++];
+        if (marker == 0x23) {
+            if (!fits(position, 8))
+                return false;
+            items.emplace_back(std::bit_cast<double>(load<std::uint64_t>(m_bytes + position)));
+            return true;
+        }
+        if ((marker & 0xF0) == 0x10 && (marker & 0x0F) <= 3) {
+            const unsigned width = 1u << (marker & 0x0F);
+            if (!fits(position, width))
+                return false;
+            items.emplace_back(static_cast<long long>(bigEndian(m_bytes + position, width)));
+            return true;
+        }
+        return false;
+    }
+
     VXValue container(std::uint64_t index, std::uint8_t marker, std::uint64_t position, int depth)
     {
         if (depth >= VXPropertyListSerialization::kMaximumDepth)
@@ -299,12 +349,16 @@ private:
         VXValue result;
         if (!isDictionary) {
             VXArrayRef array = VXMakeArray();
-            array->reserve(length);
+            std::vector<VXValue> &items = array->items();
+            items.reserve(length);
             for (std::uint64_t i = 0; i < length; ++i) {
-                VXValue item = object(reference(at + i * m_refWidth), depth + 1);
+                const std::uint64_t child = reference(at + i * m_refWidth);
+                if (number(child, items))
+                    continue;
+                VXValue item = object(child, depth + 1);
                 if (m_failed)
                     return VXValue();
-                array->append(std::move(item));
+                items.push_back(std::move(item));
             }
             result = VXValue(std::move(array));
         } else {

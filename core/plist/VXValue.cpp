@@ -114,13 +114,6 @@ VXValue::VXValue(const VXValue &other) noexcept
     copyFrom(other);
 }
 
-VXValue::VXValue(VXValue &&other) noexcept : m_payload(other.m_payload), m_type(other.m_type), m_unsigned(other.m_unsigned)
-{
-    other.m_type = Type::Null;
-    other.m_payload.integer = 0;
-    other.m_unsigned = false;
-}
-
 VXValue &VXValue::operator=(const VXValue &other) noexcept
 {
     if (this != &other) {
@@ -128,25 +121,6 @@ VXValue &VXValue::operator=(const VXValue &other) noexcept
         *this = std::move(copy);
     }
     return *this;
-}
-
-VXValue &VXValue::operator=(VXValue &&other) noexcept
-{
-    if (this != &other) {
-        destroy();
-        m_payload = other.m_payload;
-        m_type = other.m_type;
-        m_unsigned = other.m_unsigned;
-        other.m_type = Type::Null;
-        other.m_payload.integer = 0;
-        other.m_unsigned = false;
-    }
-    return *this;
-}
-
-VXValue::~VXValue()
-{
-    destroy();
 }
 
 void VXValue::copyFrom(const VXValue &other) noexcept

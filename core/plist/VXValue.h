@@ -115,10 +115,34 @@ public:
     static VXValue dateFromUnixTime(double seconds) noexcept { return dateSince2001(seconds - kUnixTimeOf2001); }
 
     VXValue(const VXValue &other) noexcept;
-    VXValue(VXValue &&other) noexcept;
+    // Moves and destruction are inline: trees hold millions of numbers, for which they are a
+    // few stores and no call.
+    VXValue(VXValue &&other) noexcept : m_payload(other.m_payload), m_type(other.m_type), m_unsigned(other.m_unsigned)
+    {
+        other.m_type = Type::Null;
+        other.m_payload.integer = 0;
+        other.m_unsigned = false;
+    }
     VXValue &operator=(const VXValue &other) noexcept;
-    VXValue &operator=(VXValue &&other) noexcept;
-    ~VXValue();
+    VXValue &operator=(VXValue &&other) noexcept
+    {
+        if (this != &other) {
+            if (holdsObject())
+                destroy();
+            m_payload = other.m_payload;
+            m_type = other.m_type;
+            m_unsigned = other.m_unsigned;
+            other.m_type = Type::Null;
+            other.m_payload.integer = 0;
+            other.m_unsigned = false;
+        }
+        return *this;
+    }
+    ~VXValue()
+    {
+        if (holdsObject())
+            destroy();
+    }
 
     Type type() const noexcept { return m_type; }
     bool isNull() const noexcept { return m_type == Type::Null; }
@@ -174,6 +198,8 @@ public:
     static const char *typeName(Type type) noexcept;
 
 private:
+    // Strings, data and containers live on the heap; the other types are held in the payload.
+    bool holdsObject() const noexcept { return m_type >= Type::String; }
     void destroy() noexcept;
     void copyFrom(const VXValue &other) noexcept;
 
