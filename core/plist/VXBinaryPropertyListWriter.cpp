@@ -5,57 +5,85 @@
 
 #include <QHash>
 
+#include <algorithm>
 #include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
+#include <type_traits>
 #include <vector>
 
 #include <sys/mman.h>
 
 namespace {
 
-// Allocator for the writer's large temporary tables: blocks of several megabytes are aligned to
-// and advised as huge pages, so that filling them takes a few page faults instead of thousands.
-// A year of event logs makes tables of tens of megabytes, and faulting them in page by page
-// cost more than the writing itself.
+// The writer's large temporary tables (a few bytes per object: millions for a year of event
+// logs). Each is its own mapping, advised as huge pages whole, so that filling it takes a few
+// page faults instead of thousands, and grown by remapping, so that growing neither copies nor
+// touches fresh pages for the old contents. New elements read as zero (fresh mappings are).
 template <class T>
-struct LargeTableAllocator {
-    using value_type = T;
-    LargeTableAllocator() = default;
-    template <class U>
-    LargeTableAllocator(const LargeTableAllocator<U> &) noexcept
+class Table
+{
+    static_assert(std::is_trivially_copyable_v<T>);
+
+public:
+    Table() = default;
+    explicit Table(std::size_t size) { resize(size); }
+    Table(const Table &) = delete;
+    Table &operator=(const Table &) = delete;
+    ~Table()
     {
+        if (m_data)
+            ::munmap(m_data, m_bytes);
     }
 
+    std::size_t size() const { return m_size; }
+    T *data() { return m_data; }
+    const T *data() const { return m_data; }
+    T &operator[](std::size_t index) { return m_data[index]; }
+    const T &operator[](std::size_t index) const { return m_data[index]; }
+    T *begin() { return m_data; }
+    T *end() { return m_data + m_size; }
+
+    void push_back(const T &value)
+    {
+        if (m_size == capacity())
+            grow(m_size + 1);
+        m_data[m_size++] = value;
+    }
+    // Only grows; the new elements are zero.
+    void resize(std::size_t size)
+    {
+        if (size > capacity())
+            grow(size);
+        m_size = std::max(m_size, size);
+    }
+
+private:
     static constexpr std::size_t kHugePage = 2 * 1024 * 1024;
 
-    T *allocate(std::size_t count)
-    {
-        const std::size_t bytes = count * sizeof(T);
-        if (bytes < 2 * kHugePage) {
-            if (void *memory = std::malloc(bytes ? bytes : 1))
-                return static_cast<T *>(memory);
-            throw std::bad_alloc();
-        }
-        const std::size_t rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
-        void *memory = std::aligned_alloc(kHugePage, rounded);
-        if (!memory)
-            throw std::bad_alloc();
-        ::madvise(memory, rounded, MADV_HUGEPAGE);
-        return static_cast<T *>(memory);
-    }
-    void deallocate(T *memory, std::size_t) noexcept { std::free(memory); }
+    std::size_t capacity() const { return m_bytes / sizeof(T); }
 
-    template <class U>
-    bool operator==(const LargeTableAllocator<U> &) const noexcept
+    void grow(std::size_t needed)
     {
-        return true;
+        // Small tables take one page; larger ones double, in whole huge pages.
+        std::size_t bytes = std::max<std::size_t>(needed * sizeof(T), m_bytes * 2);
+        bytes = bytes < kHugePage ? (bytes + 4095) / 4096 * 4096 : (bytes + kHugePage - 1) / kHugePage * kHugePage;
+        void *memory = m_data ? ::mremap(m_data, m_bytes, bytes, MREMAP_MAYMOVE)
+                              : ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (memory == MAP_FAILED)
+            throw std::bad_alloc();
+        if (bytes >= kHugePage)
+            ::madvise(memory, bytes, MADV_HUGEPAGE);
+        m_data = static_cast<T *>(memory);
+        m_bytes = bytes;
     }
+
+    T *m_data = nullptr;
+    std::size_t m_size = 0;
+    std::size_t m_bytes = 0;
 };
-
-template <class T>
-using LargeTable = std::vector<T, LargeTableAllocator<T>>;
 
 std::uint64_t hashKey(std::uint8_t kind, std::uint64_t bits)
 {
@@ -236,24 +264,50 @@ bool isAscii(const QString &s)
 
 enum Kind : std::uint8_t { KindBoolean = 1, KindInteger, KindUnsigned, KindReal, KindDate, KindContainer };
 
-// One number met while walking the tree: its kind and bits.
-struct NumberOccurrence {
-    std::uint64_t bits;
-    std::uint8_t kind;
-};
+// Objects in the layout are tagged pointers: a value, a number (a value uniqued after the
+// layout), or a dictionary key (a QString). Both pointees are 8-byte aligned.
+constexpr std::uintptr_t kTagMask = 3;
+constexpr std::uintptr_t kTagValue = 0;
+constexpr std::uintptr_t kTagKey = 1;
+constexpr std::uintptr_t kTagNumber = 2;
 
-// For every occurrence, the first occurrence of an equal number (itself when it is the first).
+std::uint8_t numberKind(const VXValue &value)
+{
+    switch (value.type()) {
+    case VXValue::Type::Boolean: return KindBoolean;
+    case VXValue::Type::Real: return KindReal;
+    case VXValue::Type::Date: return KindDate;
+    case VXValue::Type::Integer: return value.isUnsignedInteger() ? KindUnsigned : KindInteger;
+    default: return 0;
+    }
+}
+
+std::uint64_t numberBits(const VXValue &value)
+{
+    switch (value.type()) {
+    case VXValue::Type::Boolean: return value.toBool() ? 1 : 0;
+    case VXValue::Type::Real: return std::bit_cast<std::uint64_t>(value.realValue());
+    case VXValue::Type::Date: return std::bit_cast<std::uint64_t>(value.dateSince2001());
+    default: return static_cast<std::uint64_t>(value.integerBits());
+    }
+}
+
+const VXValue &taggedValue(std::uintptr_t tagged)
+{
+    return *reinterpret_cast<const VXValue *>(tagged & ~kTagMask);
+}
+
+// For every number in the layout, the layout index of the first equal number (its own index when
+// it is the first), stored at its index in `first`.
 //
 // The event logs hold millions of reals, nearly all distinct, so one hash table over all of them
-// would miss the cache on almost every probe. Instead the occurrences are spread by hash over
-// partitions small enough that each one's table stays in the cache, in their original order, so
-// that the first occurrence of a number is still met first within its partition.
-LargeTable<std::uint32_t> firstOccurrences(const LargeTable<NumberOccurrence> &occurrences)
+// would miss the cache on almost every probe. Instead the numbers are spread by hash over
+// partitions small enough that each one's table stays in the cache, in layout order, so that the
+// first occurrence of a number is still met first within its partition.
+void firstOccurrences(const Table<std::uintptr_t> &objects, std::size_t count, Table<std::uint32_t> &first)
 {
-    const std::size_t count = occurrences.size();
-    LargeTable<std::uint32_t> first(count);
     if (count == 0)
-        return first;
+        return;
     constexpr std::size_t kPartitionTarget = 4096;
     int partitionBits = 0;
     while ((count >> partitionBits) > kPartitionTarget && partitionBits < 16)
@@ -268,20 +322,30 @@ LargeTable<std::uint32_t> firstOccurrences(const LargeTable<NumberOccurrence> &o
         std::uint32_t index;
         std::uint8_t kind;
     };
+    // Records in layout order first (each hashed once), then spread over the partitions.
+    Table<Record> ordered(count);
     std::vector<std::size_t> starts(partitions + 1, 0);
-    for (const NumberOccurrence &o : occurrences)
-        ++starts[partitionOf(hashKey(o.kind, o.bits)) + 1];
+    std::size_t n = 0;
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        const std::uintptr_t tagged = objects[i];
+        if ((tagged & kTagMask) != kTagNumber)
+            continue;
+        const VXValue &value = taggedValue(tagged);
+        ordered[n] = Record{numberBits(value), static_cast<std::uint32_t>(i), numberKind(value)};
+        ++starts[partitionOf(hashKey(ordered[n].kind, ordered[n].bits)) + 1];
+        ++n;
+    }
     std::size_t largest = 0;
     for (std::size_t p = 0; p < partitions; ++p) {
         largest = std::max(largest, starts[p + 1]);
         starts[p + 1] += starts[p];
     }
-    LargeTable<Record> records(count);
+    Table<Record> records(count);
     {
         std::vector<std::size_t> cursor(starts.begin(), starts.end() - 1);
         for (std::size_t i = 0; i < count; ++i) {
-            const NumberOccurrence &o = occurrences[i];
-            records[cursor[partitionOf(hashKey(o.kind, o.bits))]++] = Record{o.bits, static_cast<std::uint32_t>(i), o.kind};
+            const Record &record = ordered[i];
+            records[cursor[partitionOf(hashKey(record.kind, record.bits))]++] = record;
         }
     }
 
@@ -311,57 +375,60 @@ LargeTable<std::uint32_t> firstOccurrences(const LargeTable<NumberOccurrence> &o
             }
         }
     }
-    return first;
 }
 
 class Writer
 {
 public:
+    // Lays the tree out depth first, every number in place, then stores equal numbers once:
+    // their later places are dropped and the references renumbered.
     bool flatten(const VXValue &root)
     {
         m_ok = true;
-        // First walk: the numbers in the order the layout will meet them, and each dictionary's
-        // key order. Then the numbers are uniqued in one go, and the second walk lays out.
-        std::size_t containers = 0;
-        collect(root, containers, 0);
-        m_firstOccurrence = firstOccurrences(m_occurrences);
-        m_occurrenceNumbers.resize(m_occurrences.size());
-        m_containers.reserve(containers);
-        m_objects.reserve(m_occurrences.size() + containers);
-        m_finished.reserve(m_occurrences.size() + containers);
         number(root, 0);
-        return m_ok;
+        if (!m_ok)
+            return false;
+        uniqueNumbers();
+        return true;
     }
 
     QByteArray write()
     {
-        const std::size_t objectCount = m_objects.size();
+        const std::size_t objectCount = m_objectCount;
         const int refWidth = widthForCount(objectCount);
-        LargeTable<std::uint64_t> offsets(objectCount);
 
         // Most objects are reals (9 bytes) and references; strings may make it grow once.
         Output out(objectCount * 14 + m_refs.size() * static_cast<std::size_t>(refWidth) + 64);
         out.bytes("bplist00", 8);
         std::size_t refCursor = 0;
-        for (std::size_t i = 0; i < objectCount; ++i) {
-            offsets[i] = out.size();
+        // Each object's offset takes its place in m_objects once it is written: the kept objects
+        // are in order, so object k is at or after place k.
+        std::size_t written = 0;
+        for (std::size_t i = 0; i < m_objects.size(); ++i) {
             const std::uintptr_t tagged = m_objects[i];
-            if (tagged & 1) {
-                writeString(out, *reinterpret_cast<const QString *>(tagged & ~std::uintptr_t(1)));
+            if (tagged == 0)
+                continue;   // an equal number was written earlier
+            m_objects[written++] = out.size();
+            if ((tagged & kTagMask) == kTagKey) {
+                writeString(out, *reinterpret_cast<const QString *>(tagged & ~kTagMask));
                 continue;
             }
-            const VXValue &value = *reinterpret_cast<const VXValue *>(tagged);
+            const VXValue &value = taggedValue(tagged);
             switch (value.type()) {
             case VXValue::Type::Boolean: out.byte(value.toBool() ? 0x09 : 0x08); break;
             case VXValue::Type::Integer: writeInteger(out, value); break;
-            case VXValue::Type::Real:
-                out.byte(0x23);
-                out.bigEndian(std::bit_cast<std::uint64_t>(value.realValue()), 8);
+            case VXValue::Type::Real: {
+                char *at = out.reserve(9);
+                at[0] = 0x23;
+                storeBigEndian(at + 1, std::bit_cast<std::uint64_t>(value.realValue()));
                 break;
-            case VXValue::Type::Date:
-                out.byte(0x33);
-                out.bigEndian(std::bit_cast<std::uint64_t>(value.dateSince2001()), 8);
+            }
+            case VXValue::Type::Date: {
+                char *at = out.reserve(9);
+                at[0] = 0x33;
+                storeBigEndian(at + 1, std::bit_cast<std::uint64_t>(value.dateSince2001()));
                 break;
+            }
             case VXValue::Type::String: writeString(out, value.stringRef()); break;
             case VXValue::Type::Data:
                 out.sizedMarker(0x40, static_cast<std::uint64_t>(value.dataRef().size()));
@@ -379,14 +446,14 @@ public:
                 writeRefs(out, refCursor, count * 2, refWidth);
                 break;
             }
-            case VXValue::Type::Null: break;   // refused while flattening
+            case VXValue::Type::Null: break;   // refused while laying out
             }
         }
 
         const std::uint64_t tableOffset = out.size();
         const int offsetWidth = widthForCount(tableOffset);
-        for (std::uint64_t offset : offsets)
-            out.bigEndian(offset, offsetWidth);
+        for (std::size_t i = 0; i < objectCount; ++i)
+            out.bigEndian(m_objects[i], offsetWidth);
         // Trailer: five unused bytes, the sort version, the two widths, then object count, top
         // object and offset-table position as 64-bit numbers.
         std::memset(out.reserve(6), 0, 6);
@@ -399,62 +466,13 @@ public:
     }
 
 private:
-    // Walks the tree in layout order (each container once, dictionary values by sorted key),
-    // noting every number and every dictionary's key order for the second walk.
-    void collect(const VXValue &value, std::size_t &containers, int depth)
-    {
-        if (!value.isContainer()) {
-            if (const std::uint8_t kind = numberKind(value))
-                m_occurrences.push_back(NumberOccurrence{numberBits(value), kind});
-            return;
-        }
-        if (depth >= VXPropertyListSerialization::kMaximumDepth)
-            return;
-        const void *identity = containerIdentity(value);
-        if (m_collected.findOrInsert(KindContainer, reinterpret_cast<std::uintptr_t>(identity),
-                                     static_cast<std::uint32_t>(containers)) != ObjectNumberMap::kMissing)
-            return;
-        ++containers;
-        if (const VXArray *array = value.array()) {
-            for (const VXValue &item : *array)
-                collect(item, containers, depth + 1);
-            return;
-        }
-        const VXDictionary &dictionary = *value.dictionary();
-        const std::size_t start = m_keyOrders.size();
-        for (std::size_t index : dictionary.sortedEntryIndexes())
-            m_keyOrders.push_back(static_cast<std::uint32_t>(index));
-        for (std::size_t i = 0; i < dictionary.size(); ++i)
-            collect(dictionary.entries()[m_keyOrders[start + i]].value, containers, depth + 1);
-    }
-
     static const void *containerIdentity(const VXValue &value)
     {
         return value.array() ? static_cast<const void *>(value.array()) : static_cast<const void *>(value.dictionary());
     }
 
-    static std::uint8_t numberKind(const VXValue &value)
-    {
-        switch (value.type()) {
-        case VXValue::Type::Boolean: return KindBoolean;
-        case VXValue::Type::Real: return KindReal;
-        case VXValue::Type::Date: return KindDate;
-        case VXValue::Type::Integer: return value.isUnsignedInteger() ? KindUnsigned : KindInteger;
-        default: return 0;
-        }
-    }
-
-    static std::uint64_t numberBits(const VXValue &value)
-    {
-        switch (value.type()) {
-        case VXValue::Type::Boolean: return value.toBool() ? 1 : 0;
-        case VXValue::Type::Real: return std::bit_cast<std::uint64_t>(value.realValue());
-        case VXValue::Type::Date: return std::bit_cast<std::uint64_t>(value.dateSince2001());
-        default: return static_cast<std::uint64_t>(value.integerBits());
-        }
-    }
-
-    // The object number of the value, laying it (and what it holds) out when first met.
+    // The layout index of the value, laying it (and what it holds) out when first met. Numbers
+    // get a place each time; uniqueNumbers() merges the equal ones.
     std::uint32_t number(const VXValue &value, int depth)
     {
         const auto next = static_cast<std::uint32_t>(m_objects.size());
@@ -464,24 +482,20 @@ private:
         case VXValue::Type::Boolean:
         case VXValue::Type::Integer:
         case VXValue::Type::Real:
-        case VXValue::Type::Date: {
-            // Numbers come in the order the first walk met them.
-            const std::size_t occurrence = m_nextOccurrence++;
-            const std::uint32_t first = m_firstOccurrence[occurrence];
-            if (first != occurrence)
-                return m_occurrenceNumbers[first];
-            m_occurrenceNumbers[occurrence] = next;
-            break;
-        }
+        case VXValue::Type::Date:
+            ++m_numberCount;
+            append(reinterpret_cast<std::uintptr_t>(&value) | kTagNumber, true);
+            return next;
         case VXValue::Type::String:
-            return stringNumber(value.stringRef(), reinterpret_cast<std::uintptr_t>(&value));
+            return stringNumber(value.stringRef(), reinterpret_cast<std::uintptr_t>(&value) | kTagValue);
         case VXValue::Type::Data: {
-            // Stored as number + 1, so that 0 means "just added".
+            // Stored as index + 1, so that 0 means "just added".
             std::uint32_t &slot = m_data[value.dataRef()];
             if (slot)
                 return slot - 1;
             slot = next + 1;
-            break;
+            append(reinterpret_cast<std::uintptr_t>(&value) | kTagValue, true);
+            return next;
         }
         case VXValue::Type::Array:
         case VXValue::Type::Dictionary: {
@@ -495,32 +509,41 @@ private:
             return container(value, next, depth);
         }
         }
-        append(reinterpret_cast<std::uintptr_t>(&value), true);
-        return next;
+        return fail("cannot write a value of unknown type");
     }
 
     std::uint32_t container(const VXValue &value, std::uint32_t self, int depth)
     {
         if (depth >= VXPropertyListSerialization::kMaximumDepth)
             return fail("cannot write a property list nested this deeply");
-        append(reinterpret_cast<std::uintptr_t>(&value), false);
+        append(reinterpret_cast<std::uintptr_t>(&value) | kTagValue, false);
         if (const VXArray *array = value.array()) {
             const std::size_t start = m_refs.size();
-            m_refs.resize(start + array->size());
-            for (std::size_t i = 0; i < array->size() && m_ok; ++i) {
-                const std::uint32_t child = number(array->at(i), depth + 1);
+            const std::size_t count = array->size();
+            m_refs.resize(start + count);
+            const VXValue *items = array->items().data();
+            for (std::size_t i = 0; i < count && m_ok; ++i) {
+                const VXValue &item = items[i];
+                std::uint32_t child;
+                if (numberKind(item)) {
+                    // The event logs' millions of reals: no call and no switch.
+                    child = static_cast<std::uint32_t>(m_objects.size());
+                    ++m_numberCount;
+                    append(reinterpret_cast<std::uintptr_t>(&item) | kTagNumber, true);
+                } else {
+                    child = number(item, depth + 1);
+                }
                 m_refs[start + i] = child;
             }
         } else {
             const VXDictionary &dictionary = *value.dictionary();
-            const std::uint32_t *order = m_keyOrders.data() + m_nextKeyOrder;
+            const std::vector<std::size_t> order = dictionary.sortedEntryIndexes();
             const std::size_t count = dictionary.size();
-            m_nextKeyOrder += count;
             const std::size_t start = m_refs.size();
             m_refs.resize(start + count * 2);
             for (std::size_t i = 0; i < count && m_ok; ++i) {
                 const QString &key = dictionary.entries()[order[i]].key;
-                const std::uint32_t child = stringNumber(key, reinterpret_cast<std::uintptr_t>(&key) | 1);
+                const std::uint32_t child = stringNumber(key, reinterpret_cast<std::uintptr_t>(&key) | kTagKey);
                 m_refs[start + i] = child;
             }
             for (std::size_t i = 0; i < count && m_ok; ++i) {
@@ -535,7 +558,7 @@ private:
     std::uint32_t stringNumber(const QString &string, std::uintptr_t tagged)
     {
         const auto next = static_cast<std::uint32_t>(m_objects.size());
-        std::uint32_t &slot = m_strings[string];   // number + 1; 0 when just added
+        std::uint32_t &slot = m_strings[string];   // index + 1; 0 when just added
         if (slot)
             return slot - 1;
         slot = next + 1;
@@ -549,6 +572,30 @@ private:
         m_finished.push_back(finished);
     }
 
+    // Gives each object its final number: a number equal to an earlier one is dropped (its place
+    // in m_objects cleared) and takes that one's number; references are renumbered to match.
+    void uniqueNumbers()
+    {
+        const std::size_t count = m_objects.size();
+        Table<std::uint32_t> final(count);
+        firstOccurrences(m_objects, m_numberCount, final);
+        std::uint32_t next = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            if ((m_objects[i] & kTagMask) == kTagNumber) {
+                const std::uint32_t first = final[i];
+                if (first != i) {
+                    final[i] = final[first];   // already final: first < i
+                    m_objects[i] = 0;
+                    continue;
+                }
+            }
+            final[i] = next++;
+        }
+        m_objectCount = next;
+        for (std::uint32_t &ref : m_refs)
+            ref = final[ref];
+    }
+
     std::uint32_t fail(const char *message)
     {
         if (m_ok)
@@ -557,18 +604,35 @@ private:
         return 0;
     }
 
+    static void storeBigEndian(char *at, std::uint64_t value)
+    {
+        if constexpr (std::endian::native == std::endian::little)
+            value = __builtin_bswap64(value);
+        std::memcpy(at, &value, sizeof value);
+    }
+
     void writeRefs(Output &out, std::size_t &cursor, std::size_t count, int width)
     {
         char *at = out.reserve(count * static_cast<std::size_t>(width));
+        const std::uint32_t *refs = m_refs.data() + cursor;
+        cursor += count;
+        if (width == 4) {
+            for (std::size_t i = 0; i < count; ++i) {
+                std::uint32_t ref = refs[i];
+                if constexpr (std::endian::native == std::endian::little)
+                    ref = __builtin_bswap32(ref);
+                std::memcpy(at + 4 * i, &ref, 4);
+            }
+            return;
+        }
         for (std::size_t i = 0; i < count; ++i) {
-            std::uint32_t ref = m_refs[cursor + i];
+            std::uint32_t ref = refs[i];
             for (int b = width - 1; b >= 0; --b) {
                 at[b] = static_cast<char>(ref & 0xFF);
                 ref >>= 8;
             }
             at += width;
         }
-        cursor += count;
     }
 
     static void writeInteger(Output &out, const VXValue &value)
@@ -621,19 +685,14 @@ private:
         }
     }
 
-    LargeTable<std::uintptr_t> m_objects;   // VXValue*, or QString* of a key with the low bit set
-    std::vector<bool> m_finished;            // false while a container's contents are laid out
-    LargeTable<std::uint32_t> m_refs;       // every container's references, in object order
-    LargeTable<NumberOccurrence> m_occurrences;        // numbers in the order the layout meets them
-    LargeTable<std::uint32_t> m_firstOccurrence;       // per occurrence, its first equal one
-    LargeTable<std::uint32_t> m_occurrenceNumbers;     // object number of each first occurrence
-    std::size_t m_nextOccurrence = 0;
-    std::vector<std::uint32_t> m_keyOrders;             // each dictionary's sorted entry indexes
-    std::size_t m_nextKeyOrder = 0;
-    ObjectNumberMap m_collected;                        // containers met by the first walk
-    ObjectNumberMap m_containers;                       // containers laid out, by address
-    QHash<QString, std::uint32_t> m_strings;     // object number + 1
-    QHash<QByteArray, std::uint32_t> m_data;     // object number + 1
+    Table<std::uintptr_t> m_objects;   // tagged objects in layout order; offsets once written
+    std::vector<bool> m_finished;       // false while a container's contents are laid out
+    Table<std::uint32_t> m_refs;        // every container's references, in layout order
+    std::size_t m_numberCount = 0;      // places taken by numbers
+    std::size_t m_objectCount = 0;      // objects once equal numbers are merged
+    ObjectNumberMap m_containers;       // containers laid out, by address
+    QHash<QString, std::uint32_t> m_strings;   // layout index + 1
+    QHash<QByteArray, std::uint32_t> m_data;   // layout index + 1
     bool m_ok = true;
 };
 
