@@ -102,6 +102,11 @@ class Reader
 public:
     QString error;
 
+private:
+    QSet<QString> m_texts;
+
+public:
+
     bool fail(const QString &field, const QString &reason)
     {
         if (error.isEmpty())
@@ -196,8 +201,19 @@ public:
         }
         if (!value.isString())
             return fail(path, nullable ? tr("must be a text or null") : tr("must be a text"));
-        *out = value.toString();
+        *out = intern(value.toString());
         return true;
+    }
+
+    // Desktop states repeat the same names, paths and titles thousands of times over a long
+    // scenario: they share one copy of each.
+    QString intern(const QString &text)
+    {
+        const auto found = m_texts.constFind(text);
+        if (found != m_texts.constEnd())
+            return *found;
+        m_texts.insert(text);
+        return text;
     }
 
     bool updateInterval(const VXValue &value, const QString &path)
