@@ -1,5 +1,7 @@
 #include "VXBinaryPropertyListReader.h"
 
+#include "VXMappedTable.h"
+
 #include "VXPlistLogging.h"
 #include "VXPropertyListSerialization.h"
 
@@ -47,7 +49,7 @@ public:
         m_table = m_bytes + tableOffset;
         m_tableOffset = tableOffset;
         // References wider than needed for the count are allowed; values beyond it are not.
-        m_state.assign(objectCount, kUnread);
+        m_state.resize(objectCount);   // kUnread
         // Well-formed files never overlap objects, so what they expand to is bounded by their
         // size; objects laid over each other could otherwise expand quadratically.
         m_budget = 2 * static_cast<std::uint64_t>(m_size) + 4096;
@@ -390,7 +392,7 @@ private:
     std::uint64_t m_objectCount = 0;
     std::uint64_t m_tableOffset = 0;
     const std::uint8_t *m_table = nullptr;
-    std::vector<std::uint32_t> m_state;
+    VXMappedTable<std::uint32_t> m_state;
     std::vector<VXValue> m_cache;
     std::uint64_t m_budget = 0;
     bool m_failed = false;

@@ -1,5 +1,7 @@
 #include "VXBinaryPropertyListWriter.h"
 
+#include "VXMappedTable.h"
+
 #include "VXPlistLogging.h"
 #include "VXPropertyListSerialization.h"
 
@@ -17,73 +19,6 @@
 #include <sys/mman.h>
 
 namespace {
-
-// The writer's large temporary tables (a few bytes per object: millions for a year of event
-// logs). Each is its own mapping, advised as huge pages whole, so that filling it takes a few
-// page faults instead of thousands, and grown by remapping, so that growing neither copies nor
-// touches fresh pages for the old contents. New elements read as zero (fresh mappings are).
-template <class T>
-class Table
-{
-    static_assert(std::is_trivially_copyable_v<T>);
-
-public:
-    Table() = default;
-    explicit Table(std::size_t size) { resize(size); }
-    Table(const Table &) = delete;
-    Table &operator=(const Table &) = delete;
-    ~Table()
-    {
-        if (m_data)
-            ::munmap(m_data, m_bytes);
-    }
-
-    std::size_t size() const { return m_size; }
-    T *data() { return m_data; }
-    const T *data() const { return m_data; }
-    T &operator[](std::size_t index) { return m_data[index]; }
-    const T &operator[](std::size_t index) const { return m_data[index]; }
-    T *begin() { return m_data; }
-    T *end() { return m_data + m_size; }
-
-    void push_back(const T &value)
-    {
-        if (m_size == capacity())
-            grow(m_size + 1);
-        m_data[m_size++] = value;
-    }
-    // Only grows; the new elements are zero.
-    void resize(std::size_t size)
-    {
-        if (size > capacity())
-            grow(size);
-        m_size = std::max(m_size, size);
-    }
-
-private:
-    static constexpr std::size_t kHugePage = 2 * 1024 * 1024;
-
-    std::size_t capacity() const { return m_bytes / sizeof(T); }
-
-    void grow(std::size_t needed)
-    {
-        // Small tables take one page; larger ones double, in whole huge pages.
-        std::size_t bytes = std::max<std::size_t>(needed * sizeof(T), m_bytes * 2);
-        bytes = bytes < kHugePage ? (bytes + 4095) / 4096 * 4096 : (bytes + kHugePage - 1) / kHugePage * kHugePage;
-        void *memory = m_data ? ::mremap(m_data, m_bytes, bytes, MREMAP_MAYMOVE)
-                              : ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (memory == MAP_FAILED)
-            throw std::bad_alloc();
-        if (bytes >= kHugePage)
-            ::madvise(memory, bytes, MADV_HUGEPAGE);
-        m_data = static_cast<T *>(memory);
-        m_bytes = bytes;
-    }
-
-    T *m_data = nullptr;
-    std::size_t m_size = 0;
-    std::size_t m_bytes = 0;
-};
 
 std::uint64_t hashKey(std::uint8_t kind, std::uint64_t bits)
 {
@@ -304,7 +239,7 @@ const VXValue &taggedValue(std::uintptr_t tagged)
 // would miss the cache on almost every probe. Instead the numbers are spread by hash over
 // partitions small enough that each one's table stays in the cache, in layout order, so that the
 // first occurrence of a number is still met first within its partition.
-void firstOccurrences(const Table<std::uintptr_t> &objects, std::size_t count, Table<std::uint32_t> &first)
+void firstOccurrences(const VXMappedTable<std::uintptr_t> &objects, std::size_t count, VXMappedTable<std::uint32_t> &first)
 {
     if (count == 0)
         return;
@@ -323,7 +258,7 @@ void firstOccurrences(const Table<std::uintptr_t> &objects, std::size_t count, T
         std::uint8_t kind;
     };
     // Records in layout order first (each hashed once), then spread over the partitions.
-    Table<Record> ordered(count);
+    VXMappedTable<Record> ordered(count);
     std::vector<std::size_t> starts(partitions + 1, 0);
     std::size_t n = 0;
     for (std::size_t i = 0; i < objects.size(); ++i) {
@@ -340,7 +275,7 @@ void firstOccurrences(const Table<std::uintptr_t> &objects, std::size_t count, T
         largest = std::max(largest, starts[p + 1]);
         starts[p + 1] += starts[p];
     }
-    Table<Record> records(count);
+    VXMappedTable<Record> records(count);
     {
         std::vector<std::size_t> cursor(starts.begin(), starts.end() - 1);
         for (std::size_t i = 0; i < count; ++i) {
@@ -577,7 +512,7 @@ private:
     void uniqueNumbers()
     {
         const std::size_t count = m_objects.size();
-        Table<std::uint32_t> final(count);
+        VXMappedTable<std::uint32_t> final(count);
         firstOccurrences(m_objects, m_numberCount, final);
         std::uint32_t next = 0;
         for (std::size_t i = 0; i < count; ++i) {
@@ -685,9 +620,9 @@ private:
         }
     }
 
-    Table<std::uintptr_t> m_objects;   // tagged objects in layout order; offsets once written
+    VXMappedTable<std::uintptr_t> m_objects;   // tagged objects in layout order; offsets once written
     std::vector<bool> m_finished;       // false while a container's contents are laid out
-    Table<std::uint32_t> m_refs;        // every container's references, in layout order
+    VXMappedTable<std::uint32_t> m_refs;        // every container's references, in layout order
     std::size_t m_numberCount = 0;      // places taken by numbers
     std::size_t m_objectCount = 0;      // objects once equal numbers are merged
     ObjectNumberMap m_containers;       // containers laid out, by address
