@@ -1,0 +1,585 @@
+// The report controller through its real window on the offscreen platform: the date controls
+// and the effective range, the range chosen with the mouse, showing and closing, the settings of
+// each report, menu validation, the saved frame, and when the view is rebuilt.
+
+#include "VXReportControllerTestSupport.h"
+
+#include "VXChameleonDatePicker.h"
+#include "VXLiveReportNotification.h"
+#include "VXMainController.h"
+#include "VXReportBottomBar.h"
+#include "VXReportController.h"
+#include "VXReportSnapshotDictionaryExtensions.h"
+#include "VXReportView.h"
+
+#include <QAction>
+#include <cstdlib>
+#include <QCheckBox>
+#include <QLineEdit>
+#include <QMenu>
+#include <QScreen>
+#include <QTest>
+#include <QToolButton>
+
+#include <gtest/gtest.h>
+
+using namespace vxreporttest;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr double kFirst = 1'750'000'000.25;
+constexpr double kDay = 86'400.0;
+constexpr double kLast = kFirst + 400 * kDay;
+
+class ReportControllerTest : public ::testing::Test
+{
+protected:
+    ReportControllerTest()
+    {
+        source.first = kFirst;
+        source.last = kLast;
+        VXArrayRef entries = VXMakeArray();
+        entries->append(applicationEntry(u"Editor"_s, {kFirst, -(kFirst + 3600)}, {kFirst, -(kFirst + 7200)}, kFirst, kLast));
+        source.entries = entries;
+    }
+
+    std::shared_ptr<VXReportController> makeController(const QString &uniqueID)
+    {
+        return VXReportController::reportControllerWithUniqueID(uniqueID, &source, settings.defaults.get());
+    }
+
+    // Shows the window through the toggle and waits until it is the active one.
+    static void showActive(VXReportController &controller)
+    {
+        controller.toggleReportWindow(nullptr);
+        ASSERT_TRUE(controller.reportWindow()->isVisible());
+        ASSERT_TRUE(QTest::qWaitForWindowActive(controller.reportWindow()));
+    }
+
+    double stored(const QString &key) const { return settings.defaults->doubleForKey(key); }
+    bool has(const QString &key) const { return !settings.defaults->objectForKey(key).isNull(); }
+
+    PrivateSettings settings;
+    FakeDataSource source;
+};
+
+double pickerTime(const VXChameleonDatePicker *picker)
+{
+    return VXReportController::timestampForDate(picker->dateValue());
+}
+
+} // namespace
+
+TEST_F(ReportControllerTest, KeysAreFormedFromTheUniqueIDAndAMissingIDBecomesAUUID)
+{
+    auto live = makeController(u"Default"_s);
+    EXPECT_TRUE(live->isLiveReport());
+    EXPECT_EQ(live->keyForReport(VXReportKey::kBegin), u"Report: Default: Begin"_s);
+    EXPECT_EQ(live->windowFrameKey(), u"ReportWindow"_s);
+
+    auto snapshot = makeController(u"/home/me/2026-11-21.csv"_s);
+    EXPECT_EQ(snapshot->keyForReport(VXReportKey::kTimeFormat), u"Report: /home/me/2026-11-21.csv: Time Format"_s);
+    EXPECT_EQ(snapshot->windowFrameKey(), u"ReportWindow: /home/me/2026-11-21.csv"_s);
+
+    auto unnamed = makeController(QString());
+    auto other = makeController(QString());
+    EXPECT_EQ(unnamed->uniqueID().size(), 36);
+    EXPECT_NE(unnamed->uniqueID(), other->uniqueID());
+}
+
+TEST_F(ReportControllerTest, ACheckBoxTurnedOnFixesTheDateItsDisabledPickerShowed)
+{
+    auto controller = makeController(u"Day"_s);
+    showActive(*controller);
+    VXChameleonDatePicker *begin = controller->beginDatePicker();
+    VXChameleonDatePicker *end = controller->endDatePicker();
+
+    // Disabled pickers show the data's bounds.
+    EXPECT_FALSE(controller->beginDateSwitch()->isChecked());
+    EXPECT_FALSE(begin->isEnabled());
+    EXPECT_DOUBLE_EQ(pickerTime(begin), kFirst);
+    EXPECT_DOUBLE_EQ(pickerTime(end), kLast);
+    EXPECT_EQ(source.lastClip, std::make_pair(kFirst, kLast));
+
+    QTest::mouseClick(controller->beginDateSwitch(), Qt::LeftButton);
+    EXPECT_TRUE(controller->beginDateSwitch()->isChecked());
+    EXPECT_TRUE(begin->isEnabled());
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst);
+
+    QTest::mouseClick(controller->endDateSwitch(), Qt::LeftButton);
+    EXPECT_TRUE(end->isEnabled());
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: End"_s), kLast);
+    EXPECT_EQ(controller->reportView()->beginTimestamp(), kFirst);
+    EXPECT_EQ(controller->reportView()->endTimestamp(), kLast);
+
+    // Changing the enabled picker's date fixes the new date and rebuilds the report.
+    const int asked = source.logsAsked;
+    begin->setDateTime(VXReportController::dateForTimestamp(kFirst + 2 * kDay));
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst + 2 * kDay);
+    EXPECT_GT(source.logsAsked, asked);
+    EXPECT_EQ(source.lastClip, std::make_pair(kFirst + 2 * kDay, kLast));
+
+    // Turned off: the key goes, the picker is disabled and shows the first timestamp again.
+    QTest::mouseClick(controller->beginDateSwitch(), Qt::LeftButton);
+    EXPECT_FALSE(has(u"Report: Day: Begin"_s));
+    EXPECT_FALSE(begin->isEnabled());
+    EXPECT_DOUBLE_EQ(pickerTime(begin), kFirst);
+    EXPECT_EQ(source.lastClip, std::make_pair(kFirst, kLast));
+}
+
+TEST_F(ReportControllerTest, TheStoredRangeSetsTheControlsWhenTheWindowLoads)
+{
+    settings.defaults->setDouble(kFirst + kDay, u"Report: Day: Begin"_s);
+    auto controller = makeController(u"Day"_s);
+    ASSERT_NE(controller->loadReportWindow(), nullptr);
+    EXPECT_TRUE(controller->beginDateSwitch()->isChecked());
+    EXPECT_TRUE(controller->beginDatePicker()->isEnabled());
+    EXPECT_DOUBLE_EQ(pickerTime(controller->beginDatePicker()), kFirst + kDay);
+    EXPECT_FALSE(controller->endDateSwitch()->isChecked());
+    EXPECT_FALSE(controller->endDatePicker()->isEnabled());
+
+    double begin = 0, end = 0, first = 0, last = 0;
+    controller->getBeginTimestamp(&begin, &end, &first, &last, controller->reportView());
+    EXPECT_EQ(first, kFirst);
+    EXPECT_EQ(last, kLast);
+    EXPECT_DOUBLE_EQ(begin, kFirst + kDay);
+    EXPECT_EQ(end, kLast);
+    // Each pointer is optional.
+    controller->getBeginTimestamp(nullptr, &end, nullptr, nullptr, nullptr);
+    EXPECT_EQ(end, kLast);
+}
+
+TEST_F(ReportControllerTest, TheRangeFromTheMouseTurnsControlsOnAndZeroClearsBothSides)
+{
+    auto controller = makeController(u"Day"_s);
+    showActive(*controller);
+    VXReportView *view = controller->reportView();
+
+    controller->setBeginTimestamp(kFirst + kDay, kFirst + 3 * kDay, view);
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst + kDay);
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: End"_s), kFirst + 3 * kDay);
+    EXPECT_TRUE(controller->beginDateSwitch()->isChecked());
+    EXPECT_TRUE(controller->endDateSwitch()->isChecked());
+    EXPECT_TRUE(controller->beginDatePicker()->isEnabled());
+    EXPECT_DOUBLE_EQ(pickerTime(controller->endDatePicker()), kFirst + 3 * kDay);
+    EXPECT_DOUBLE_EQ(view->beginTimestamp(), kFirst + kDay);
+    EXPECT_DOUBLE_EQ(view->endTimestamp(), kFirst + 3 * kDay);
+
+    // One side only: the other keeps its state.
+    controller->setBeginTimestamp(kFirst + 2 * kDay, 0.0, view);
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst + 2 * kDay);
+    EXPECT_FALSE(has(u"Report: Day: End"_s));
+    EXPECT_TRUE(controller->beginDateSwitch()->isChecked());
+    EXPECT_FALSE(controller->endDateSwitch()->isChecked());
+    EXPECT_DOUBLE_EQ(view->endTimestamp(), kLast);
+
+    controller->setBeginTimestamp(0.0, 0.0, view);
+    EXPECT_FALSE(has(u"Report: Day: Begin"_s));
+    EXPECT_FALSE(has(u"Report: Day: End"_s));
+    EXPECT_FALSE(controller->beginDateSwitch()->isChecked());
+    EXPECT_FALSE(controller->endDateSwitch()->isChecked());
+    EXPECT_FALSE(controller->beginDatePicker()->isEnabled());
+    EXPECT_FALSE(controller->endDatePicker()->isEnabled());
+    EXPECT_EQ(view->beginTimestamp(), kFirst);
+    EXPECT_EQ(view->endTimestamp(), kLast);
+    EXPECT_DOUBLE_EQ(pickerTime(controller->beginDatePicker()), kFirst);
+}
+
+TEST_F(ReportControllerTest, EnabledPickersAreLimitedToTheDataAndTheEndToTheBegin)
+{
+    // Stored values outside the data are kept as they are; the pickers narrow the range.
+    settings.defaults->setDouble(kFirst - 30 * kDay, u"Report: Day: Begin"_s);
+    settings.defaults->setDouble(kLast + 30 * kDay, u"Report: Day: End"_s);
+    auto controller = makeController(u"Day"_s);
+    showActive(*controller);
+    VXChameleonDatePicker *begin = controller->beginDatePicker();
+    VXChameleonDatePicker *end = controller->endDatePicker();
+    EXPECT_EQ(controller->reportView()->beginTimestamp(), kFirst);
+    EXPECT_EQ(controller->reportView()->endTimestamp(), kLast);
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst - 30 * kDay);
+    EXPECT_EQ(VXReportController::timestampForDate(begin->minimumDateTime()), kFirst);
+    EXPECT_EQ(VXReportController::timestampForDate(begin->maximumDateTime()), kLast);
+    EXPECT_EQ(VXReportController::timestampForDate(end->maximumDateTime()), kLast);
+
+    // A begin after the end may be chosen (its upper limit is the last timestamp); it then
+    // becomes the end picker's lower limit and pulls the end up to it.
+    controller->setBeginTimestamp(kFirst + 10 * kDay, kFirst + 5 * kDay, controller->reportView());
+    EXPECT_DOUBLE_EQ(pickerTime(begin), kFirst + 10 * kDay);
+    EXPECT_DOUBLE_EQ(VXReportController::timestampForDate(end->minimumDateTime()), kFirst + 10 * kDay);
+    EXPECT_DOUBLE_EQ(controller->reportView()->beginTimestamp(), kFirst + 10 * kDay);
+    EXPECT_DOUBLE_EQ(controller->reportView()->endTimestamp(), kFirst + 10 * kDay);
+
+    // With the begin open, the end's lower limit is the first timestamp.
+    controller->setBeginTimestamp(0.0, kFirst + 5 * kDay, controller->reportView());
+    EXPECT_EQ(VXReportController::timestampForDate(end->minimumDateTime()), kFirst);
+    EXPECT_DOUBLE_EQ(controller->reportView()->endTimestamp(), kFirst + 5 * kDay);
+
+    // Disabled pickers lose their limits.
+    controller->setBeginTimestamp(0.0, 0.0, controller->reportView());
+    const QDateTimeEdit plain;
+    EXPECT_EQ(begin->minimumDateTime(), plain.minimumDateTime());
+    EXPECT_EQ(end->maximumDateTime(), plain.maximumDateTime());
+}
+
+TEST_F(ReportControllerTest, AClickOnADisabledPickerEnablesItAndStartsEditingAtOnce)
+{
+    auto controller = makeController(u"Day"_s);
+    showActive(*controller);
+    VXChameleonDatePicker *picker = controller->beginDatePicker();
+    controller->endDateSwitch()->setFocus();
+    ASSERT_FALSE(picker->isEnabled());
+    ASSERT_FALSE(picker->hasFocus());
+
+    QTest::mouseClick(picker, Qt::LeftButton, {}, QPoint(8, picker->height() / 2));
+    EXPECT_TRUE(controller->beginDateSwitch()->isChecked());
+    EXPECT_TRUE(picker->isEnabled());
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst);
+    EXPECT_TRUE(picker->hasFocus());
+    EXPECT_EQ(picker->currentSectionIndex(), 0);   // the section under the mouse
+
+    // The same click left the picker editing: the next key changes the fixed date.
+    QTest::keyClick(picker, Qt::Key_Up);
+    EXPECT_GT(stored(u"Report: Day: Begin"_s), kFirst);
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), pickerTime(picker));
+    EXPECT_DOUBLE_EQ(controller->reportView()->beginTimestamp(), pickerTime(picker));
+}
+
+TEST_F(ReportControllerTest, TheToggleBringsAnOpenButInactiveWindowForwardAndClosesAnActiveOne)
+{
+    auto controller = makeController(VXReportKey::kDefaultUniqueID);
+    showActive(*controller);
+    EXPECT_TRUE(settings.defaults->boolForKey(u"Report: Default: Visible"_s));
+    EXPECT_TRUE(controller->isKeyWindow());
+
+    QWidget other;
+    other.resize(200, 100);
+    other.show();
+    other.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
+    EXPECT_FALSE(controller->isKeyWindow());
+
+    controller->toggleReportWindow(nullptr);
+    EXPECT_TRUE(controller->reportWindow()->isVisible());
+    ASSERT_TRUE(QTest::qWaitForWindowActive(controller->reportWindow()));
+    EXPECT_FALSE(has(u"Report: Default: Closed Last"_s));
+    EXPECT_EQ(source.closeNotices, 0);
+
+    controller->toggleReportWindow(nullptr);
+    EXPECT_FALSE(controller->reportWindow()->isVisible());
+    EXPECT_FALSE(settings.defaults->boolForKey(u"Report: Default: Visible"_s));
+    EXPECT_TRUE(settings.defaults->boolForKey(u"Report: Default: Closed Last"_s));
+    EXPECT_EQ(source.closeNotices, 1);
+
+    // Its close button does the same.
+    settings.defaults->setBool(false, u"Report: Default: Closed Last"_s);
+    showActive(*controller);
+    EXPECT_TRUE(settings.defaults->boolForKey(u"Report: Default: Visible"_s));
+    EXPECT_TRUE(controller->reportWindow()->close());
+    EXPECT_FALSE(controller->reportWindow()->isVisible());
+    EXPECT_FALSE(settings.defaults->boolForKey(u"Report: Default: Visible"_s));
+    EXPECT_TRUE(settings.defaults->boolForKey(u"Report: Default: Closed Last"_s));
+    EXPECT_EQ(source.closeNotices, 2);
+
+    // Other reports never touch the live report's key.
+    settings.defaults->setBool(false, u"Report: Default: Closed Last"_s);
+    auto snapshot = makeController(u"/tmp/day.csv"_s);
+    showActive(*snapshot);
+    snapshot->reportWindow()->close();
+    snapshot->toggleReportWindow(nullptr);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(snapshot->reportWindow()));
+    snapshot->toggleReportWindow(nullptr);
+    EXPECT_FALSE(settings.defaults->boolForKey(u"Report: Default: Closed Last"_s));
+    EXPECT_FALSE(settings.defaults->boolForKey(u"Report: /tmp/day.csv: Visible"_s));
+    EXPECT_EQ(source.closeNotices, 4);
+}
+
+TEST_F(ReportControllerTest, TheLiveReportFloatsOnRequest)
+{
+    settings.defaults->setBool(true, u"Report: Default: Stay In Front"_s);
+    auto live = makeController(VXReportKey::kDefaultUniqueID);
+    auto other = makeController(u"Other"_s);
+    EXPECT_TRUE(live->loadReportWindow()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    EXPECT_FALSE(other->loadReportWindow()->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    // A floating window's bar is drawn opaque.
+    EXPECT_EQ(live->bottomBar()->currentGradient().bottom.alphaF(), 1.0f);
+    EXPECT_LT(other->bottomBar()->currentGradient().bottom.alphaF(), 1.0f);
+}
+
+TEST_F(ReportControllerTest, SettingsOfEachReport)
+{
+    auto live = makeController(VXReportKey::kDefaultUniqueID);
+    auto other = makeController(u"Other"_s);
+    // Registered for the live report only.
+    EXPECT_TRUE(live->drawFrontActivity());
+    EXPECT_TRUE(live->drawTotalActivity());
+    EXPECT_FALSE(other->drawFrontActivity());
+    EXPECT_FALSE(other->drawTotalActivity());
+    EXPECT_EQ(live->timeFormat(), 0);
+
+    live->toggleShownActivityFromMenuItem(0);
+    EXPECT_FALSE(live->drawFrontActivity());
+    EXPECT_TRUE(live->drawTotalActivity());
+    EXPECT_TRUE(settings.defaults->persistentObjectForKey(u"Report: Default: Front"_s).isBoolean());
+    live->toggleShownActivityFromMenuItem(1);
+    EXPECT_FALSE(live->drawTotalActivity());
+    other->toggleShownActivityFromMenuItem(1);
+    EXPECT_TRUE(other->drawTotalActivity());
+    EXPECT_TRUE(settings.defaults->boolForKey(u"Report: Other: Total"_s));
+
+    live->setTimeFormatFromMenuItem(1);
+    EXPECT_EQ(live->timeFormat(), 1);
+    EXPECT_EQ(settings.defaults->integerForKey(u"Report: Default: Time Format"_s), 1);
+    EXPECT_EQ(other->timeFormat(), 0);
+}
+
+TEST_F(ReportControllerTest, MenuValidationFollowsWhetherTheReportIsShown)
+{
+    using Action = VXReportMenuAction;
+    auto live = makeController(VXReportKey::kDefaultUniqueID);
+    const auto state = [&](Action action, int tag) {
+        const VXReportMenuItemState s = live->validateMenuItem(action, tag);
+        return std::make_pair(s.enabled, s.checked);
+    };
+    // Not shown: disabled and unchecked.
+    EXPECT_EQ(state(Action::SetTimeFormatFromMenuItem, 0), std::make_pair(false, false));
+    EXPECT_EQ(state(Action::ToggleShownActivityFromMenuItem, 0), std::make_pair(false, false));
+
+    showActive(*live);
+    EXPECT_EQ(state(Action::SetTimeFormatFromMenuItem, 0), std::make_pair(true, true));
+    EXPECT_EQ(state(Action::SetTimeFormatFromMenuItem, 1), std::make_pair(true, false));
+    EXPECT_EQ(state(Action::ToggleShownActivityFromMenuItem, 0), std::make_pair(true, true));
+    live->setTimeFormatFromMenuItem(1);
+    live->toggleShownActivityFromMenuItem(1);
+    EXPECT_EQ(state(Action::SetTimeFormatFromMenuItem, 1), std::make_pair(true, true));
+    EXPECT_EQ(state(Action::ToggleShownActivityFromMenuItem, 1), std::make_pair(true, false));
+
+    // A hidden view counts as not shown.
+    live->reportView()->hide();
+    EXPECT_EQ(state(Action::SetTimeFormatFromMenuItem, 1), std::make_pair(false, false));
+    EXPECT_EQ(state(Action::ToggleShownActivityFromMenuItem, 0), std::make_pair(false, false));
+
+    // A snapshot's activity entries show what its file holds and are never enabled.
+    auto snapshot = makeController(u"/tmp/day.csv"_s);
+    VXDictionaryRef configuration = VXMakeDictionary();
+    configuration->insert(VXForegroundActivityKey, true);
+    snapshot->setSnapshotConfiguration(configuration);
+    showActive(*snapshot);
+    const VXReportMenuItemState front = snapshot->validateMenuItem(Action::ToggleShownActivityFromMenuItem, 0);
+    const VXReportMenuItemState total = snapshot->validateMenuItem(Action::ToggleShownActivityFromMenuItem, 1);
+    EXPECT_FALSE(front.enabled);
+    EXPECT_TRUE(front.checked);
+    EXPECT_FALSE(total.enabled);
+    EXPECT_FALSE(total.checked);
+    EXPECT_TRUE(snapshot->validateMenuItem(Action::SetTimeFormatFromMenuItem, 0).enabled);
+}
+
+TEST_F(ReportControllerTest, TheViewButtonOffersTheDataSourcesMenu)
+{
+    auto controller = makeController(u"Day"_s);
+    ASSERT_NE(controller->loadReportWindow(), nullptr);
+    ASSERT_NE(controller->viewMenuButton(), nullptr);
+    ASSERT_NE(controller->viewMenu(), nullptr);
+    EXPECT_EQ(source.menusFilled, 1);
+    EXPECT_EQ(controller->viewMenuButton()->toolTip(), u"View"_s);
+    EXPECT_EQ(controller->viewMenuButton()->width(), 36);
+    EXPECT_EQ(controller->viewMenu()->title(), u"Index"_s);
+    const QList<QAction *> actions = controller->viewMenu()->actions();
+    ASSERT_EQ(actions.size(), 2);
+    EXPECT_EQ(actions[0]->text(), u"View"_s);
+    EXPECT_FALSE(actions[0]->isEnabled());
+    EXPECT_EQ(actions[1]->text(), u"Fake Entry"_s);
+    actions[1]->trigger();
+    EXPECT_EQ(source.fakeEntryChosen, 1);
+
+    // Without a data source there is no menu to offer.
+    auto lonely = VXReportController::reportControllerWithUniqueID(u"Lonely"_s, nullptr, settings.defaults.get());
+    ASSERT_NE(lonely->loadReportWindow(), nullptr);
+    EXPECT_TRUE(lonely->viewMenuButton()->isHidden());
+    EXPECT_EQ(lonely->viewMenu(), nullptr);
+}
+
+TEST_F(ReportControllerTest, EachReportKeepsItsOwnWindowFrame)
+{
+    const QRect frame(100, 120, 500, 300);
+    {
+        auto live = makeController(VXReportKey::kDefaultUniqueID);
+        showActive(*live);
+        live->reportWindow()->setGeometry(frame);
+        QCoreApplication::processEvents();
+        live->reportWindow()->close();
+        EXPECT_EQ(settings.defaults->stringForKey(u"ReportWindow"_s), u"100 120 500 300"_s);
+    }
+    {
+        // Another ID has no frame yet: centred on its first showing.
+        auto snapshot = makeController(u"/tmp/day.csv"_s);
+        showActive(*snapshot);
+        // (Within the few points that window decorations add.)
+        const QRect available = snapshot->reportWindow()->screen()->availableGeometry();
+        EXPECT_LE((snapshot->reportWindow()->geometry().center() - available.center()).manhattanLength(), 4);
+        snapshot->reportWindow()->move(40, 50);
+        QCoreApplication::processEvents();
+        const QRect moved = snapshot->reportWindow()->geometry();
+        snapshot->reportWindow()->close();
+        EXPECT_EQ(settings.defaults->stringForKey(u"ReportWindow: /tmp/day.csv"_s),
+                  u"%1 %2 %3 %4"_s.arg(moved.x()).arg(moved.y()).arg(moved.width()).arg(moved.height()));
+        EXPECT_LE(std::abs(moved.x() - 40), 4);
+        EXPECT_EQ(settings.defaults->stringForKey(u"ReportWindow"_s), u"100 120 500 300"_s);
+    }
+    {
+        // The same ID again: the saved frame, also when shown.
+        auto live = makeController(VXReportKey::kDefaultUniqueID);
+        ASSERT_NE(live->loadReportWindow(), nullptr);
+        EXPECT_EQ(live->reportWindow()->geometry(), frame);
+        showActive(*live);
+        EXPECT_EQ(live->reportWindow()->geometry(), frame);
+    }
+    {
+        // A damaged frame is ignored.
+        settings.defaults->setString(u"12 x 500 300"_s, u"ReportWindow: Damaged"_s);
+        auto damaged = makeController(u"Damaged"_s);
+        showActive(*damaged);
+        EXPECT_GT(damaged->reportWindow()->width(), 0);
+        EXPECT_NE(damaged->reportWindow()->x(), 12);
+    }
+}
+
+TEST_F(ReportControllerTest, TheViewIsRebuiltOnlyWhenItCanBeSeenUnlessForced)
+{
+    auto controller = makeController(u"Day"_s);
+    ASSERT_NE(controller->loadReportWindow(), nullptr);
+    controller->update(nullptr);
+    EXPECT_EQ(source.logsAsked, 0);   // the window is not visible
+    controller->updateRegardless(nullptr);
+    EXPECT_EQ(source.logsAsked, 1);
+
+    // The live report notification forces it too.
+    QObject::connect(VXLiveReportNotification::defaultCenter(), &VXLiveReportNotification::posted, controller.get(),
+                     &VXReportController::updateRegardless);
+    VXLiveReportNotification::defaultCenter()->post();
+    EXPECT_EQ(source.logsAsked, 2);
+    EXPECT_EQ(VXLiveReportNotification::kName, u"com.brasswing.Wendle.Live Report <- Update"_s);
+
+    showActive(*controller);
+    const int shown = source.logsAsked;
+    controller->update(nullptr);
+    EXPECT_EQ(source.logsAsked, shown + 1);
+
+    // Settings that change every report's look rebuild it.
+    settings.defaults->setInteger(3, VXColorSchemeKey);
+    EXPECT_EQ(source.logsAsked, shown + 2);
+    settings.defaults->setInteger(3, u"Unrelated Setting"_s);
+    EXPECT_EQ(source.logsAsked, shown + 2);
+
+    // A hidden view is never rebuilt.
+    controller->reportView()->hide();
+    controller->update(nullptr);
+    controller->updateRegardless(nullptr);
+    VXLiveReportNotification::defaultCenter()->post();
+    EXPECT_EQ(source.logsAsked, shown + 2);
+    QObject::disconnect(VXLiveReportNotification::defaultCenter(), nullptr, controller.get(), nullptr);
+}
+
+TEST_F(ReportControllerTest, TheBottomBarsGradientFollowsTheSchemeAndTheWindowLevel)
+{
+    using Bar = VXReportBottomBar;
+    EXPECT_EQ(Bar::gradientForScheme(2, false).bottom, QColor::fromRgbF(0.93f, 0.93f, 0.93f));
+    EXPECT_EQ(Bar::gradientForScheme(2, true).top, QColor::fromRgbF(0.98f, 0.98f, 0.98f));
+    EXPECT_EQ(Bar::gradientForScheme(0, false).bottom, QColor::fromRgbF(1, 1, 1, 0.1f));
+    EXPECT_EQ(Bar::gradientForScheme(3, false).top, QColor::fromRgbF(1, 1, 1, 0.6f));
+    EXPECT_EQ(Bar::gradientForScheme(3, true).bottom, QColor::fromRgbF(0.85f, 0.85f, 0.85f));
+    EXPECT_EQ(Bar::gradientForScheme(0, true).top, QColor::fromRgbF(0.95f, 0.95f, 0.95f));
+
+    auto controller = makeController(u"Day"_s);
+    showActive(*controller);
+    Bar *bar = controller->bottomBar();
+    EXPECT_EQ(bar->height(), 39);
+    settings.defaults->setInteger(2, VXColorSchemeKey);
+    const QImage image = bar->grab().toImage();
+    const int x = image.width() / 2;
+    // Drawn from white 0.93 at the bottom edge to 0.98 at the top edge.
+    EXPECT_NEAR(qGray(image.pixel(x, image.height() - 1)), 237, 2);
+    EXPECT_NEAR(qGray(image.pixel(x, 0)), 250, 2);
+    EXPECT_LT(qGray(image.pixel(x, image.height() - 1)), qGray(image.pixel(x, image.height() / 2)));
+
+    // The end controls stay at the right edge when the window widens.
+    const int rightGap = bar->width() - controller->endDatePicker()->geometry().right();
+    controller->reportWindow()->resize(controller->reportWindow()->width() + 120, controller->reportWindow()->height());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(bar->width() - controller->endDatePicker()->geometry().right(), rightGap);
+    EXPECT_LT(controller->endDateSwitch()->geometry().right(), controller->endDatePicker()->x());
+}
+
+TEST(ChameleonDatePickerTest, EnablingMovesThePickerOrItsCheckBoxOnlyOnAChange)
+{
+    application();
+    QWidget bar;
+    bar.resize(600, 39);
+    QCheckBox leftSwitch(u"From"_s, &bar);
+    leftSwitch.move(10, 9);
+    VXChameleonDatePicker left(&bar);
+    left.move(80, 7);
+    left.setEnablingSwitch(&leftSwitch);
+    EXPECT_EQ(left.enablingSwitch(), &leftSwitch);
+
+    left.setEnabled(false);
+    EXPECT_EQ(left.x(), 75);
+    EXPECT_EQ(left.buttonSymbols(), QAbstractSpinBox::NoButtons);
+    EXPECT_FALSE(left.hasFrame());
+    left.setEnabled(false);   // no change: no move
+    EXPECT_EQ(left.x(), 75);
+    left.setEnabled(true);
+    EXPECT_EQ(left.x(), 80);
+    EXPECT_EQ(left.buttonSymbols(), QAbstractSpinBox::UpDownArrows);
+    EXPECT_TRUE(left.hasFrame());
+    EXPECT_EQ(leftSwitch.x(), 10);
+    EXPECT_EQ(left.size(), left.fittingSize());
+
+    // Tag 1: anchored at its right edge; the check box moves instead, and growth goes left.
+    QCheckBox rightSwitch(u"To"_s, &bar);
+    VXChameleonDatePicker right(&bar);
+    right.setTag(1);
+    right.setEnabled(false);
+    right.move(400, 7);
+    rightSwitch.move(300, 9);
+    right.setEnablingSwitch(&rightSwitch);
+    EXPECT_EQ(rightSwitch.geometry().right(), 399);   // right before the picker
+    EXPECT_EQ(rightSwitch.y(), 9);
+    rightSwitch.move(340, 9);
+    const int rightEdge = right.geometry().right();
+    const int widthDisabled = right.width();
+    right.setEnabled(true);
+    const int grown = right.width() - widthDisabled;
+    EXPECT_GT(grown, 0);   // the stepper
+    EXPECT_EQ(right.geometry().right(), rightEdge);
+    EXPECT_EQ(rightSwitch.x(), 340 - 5 - grown);
+
+    const int switchBefore = rightSwitch.x();
+    const int widthBefore = right.width();
+    right.setDisplayFormat(u"dddd, d MMMM yyyy HH:mm:ss"_s);
+    right.sizeToFit();
+    const int growth = right.width() - widthBefore;
+    EXPECT_GT(growth, 0);
+    EXPECT_EQ(right.geometry().right(), rightEdge);
+    EXPECT_EQ(rightSwitch.x(), switchBefore - growth);
+
+    // Setting a date fits the size to it.
+    right.resize(40, right.height());
+    right.setDateValue(VXReportController::dateForTimestamp(kFirst));
+    EXPECT_EQ(right.size(), right.fittingSize());
+}
+
+TEST(ChameleonDatePickerTest, TheDisabledTextIsTheEnabledTextDarkened)
+{
+    EXPECT_EQ(VXChameleonDatePicker::disabledTextColor(Qt::white), QColor::fromRgbF(0.4f, 0.4f, 0.4f));
+    EXPECT_EQ(VXChameleonDatePicker::disabledTextColor(Qt::black), QColor(Qt::black));
+    EXPECT_EQ(VXChameleonDatePicker::disabledTextColor(QColor::fromRgbF(0.5f, 1.0f, 0.0f, 0.5f)),
+              QColor::fromRgbF(0.2f, 0.4f, 0.0f, 0.5f));
+
+    application();
+    VXChameleonDatePicker picker;
+    picker.setEnabled(false);
+    const QColor enabledText = QApplication::palette(&picker).color(QPalette::Active, QPalette::WindowText);
+    EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Text), VXChameleonDatePicker::disabledTextColor(enabledText));
+    EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Base).alpha(), 0);
+}

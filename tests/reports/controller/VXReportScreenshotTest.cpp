@@ -1,0 +1,199 @@
+// Screenshots of report windows on a real X server: a private Xvfb with openbox, a live report
+// over a working day on the fake desktop and a snapshot read from a CSV file, each in the
+// "Original", "Light" and "Dark" colour schemes, written as PNG files a person can open.
+//
+// The test starts the X server, then runs this same program again on it (the drawing needs an
+// application of its own on that display), and checks the pictures it leaves.
+
+#include "VXReportControllerTestSupport.h"
+
+#include "VXControllerTestSupport.h"
+#include "VXFakeDesktop.h"
+#include "VXMainController.h"
+#include "VXReportController.h"
+#include "VXReportSnapshotManager.h"
+#include "VXReportSnapshotWindows.h"
+#include "VXVirtualScheduler.h"
+#include "VXX11TestRig.h"
+
+#include <QDir>
+#include <QImage>
+#include <QProcess>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <set>
+
+using namespace vxreporttest;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const char *const kOutputVariable = "WENDLE_REPORT_SCREENSHOTS";
+constexpr double kMorning = 1'763'712'000.0;   // 2025-11-21 08:00 UTC
+
+struct Scheme {
+    const char16_t *name;
+    int value;
+};
+constexpr Scheme kSchemes[] = {{u"original", 0}, {u"light", 2}, {u"dark", 3}};
+
+QStringList expectedFiles(const QString &folder)
+{
+    QStringList files;
+    for (const Scheme &scheme : kSchemes) {
+        files << folder + u"/report-live-"_s + QString::fromUtf16(scheme.name) + u".png"_s;
+        files << folder + u"/report-snapshot-"_s + QString::fromUtf16(scheme.name) + u".png"_s;
+    }
+    return files;
+}
+
+const QByteArray kSnapshotCSV =
+    "Pool,Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time),Total Begin (Unix Time),Total End (Unix Time)\n"
+    ",Editor,,1763712000.00,1763719200.00,1763712000.00,1763740800.00\n"
+    ",Editor,report.txt,1763712000.00,1763715600.00,1763712000.00,1763726400.00\n"
+    ",Editor,notes.txt,1763715600.00,1763719200.00,1763715600.00,1763740800.00\n"
+    ",Terminal,,1763719200.00,1763722800.00,1763712000.00,1763740800.00\n"
+    ",Browser,,1763722800.00,1763730000.00,1763722800.00,1763737200.00\n"
+    ",Browser,,1763733600.00,1763737200.00,1763737200.00,1763740000.00\n"
+    "Writing,Editor,,1763712000.00,1763719200.00,1763712000.00,1763740800.00\n"
+    "Research,Browser,,1763722800.00,1763730000.00,1763722800.00,1763737200.00\n";
+
+// A picture of the window as the X server shows it.
+bool saveWindow(QWidget *window, const QString &path)
+{
+    window->raise();
+    window->activateWindow();
+    QTest::qWait(300);
+    const QPixmap shot = window->screen()->grabWindow(window->winId());
+    if (shot.isNull() || !shot.save(path))
+        return false;
+    std::printf("screenshot: %s\n", qPrintable(path));
+    std::fflush(stdout);
+    return true;
+}
+
+} // namespace
+
+// Run by the test below on its X server; skipped otherwise.
+TEST(ReportScreenshotWindows, DrawLiveAndSnapshotReports)
+{
+    const QString folder = qEnvironmentVariable(kOutputVariable);
+    if (folder.isEmpty())
+        GTEST_SKIP() << "draws on the X server that ReportScreenshots.* starts";
+    application();
+    PrivateSettings settings;
+    vxtest::ScopedDataHome dataHome;
+
+    // A working day: three applications taking turns in front, with windows.
+    VXVirtualScheduler time{kMorning};
+    VXFakeDesktop desktop;
+    desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, u"org.example.Editor"_s, 10);
+    desktop.launch(u"Terminal"_s, u"/usr/share/applications/org.example.Terminal.desktop"_s, u"org.example.Terminal"_s, 11);
+    desktop.launch(u"Browser"_s, u"/usr/share/applications/org.example.Browser.desktop"_s, u"org.example.Browser"_s, 12);
+    desktop.openWindow(10, u"report.txt"_s);
+    desktop.openWindow(10, u"notes.txt"_s);
+    desktop.openWindow(11, u"make"_s);
+    desktop.openWindow(12, u"Documentation"_s);
+    settings.defaults->setInteger(1, u"Live Report Content"_s);
+    VXMainController controller(desktop, time, time, *settings.defaults);
+    controller.updateLists(&controller);
+    const std::int64_t turns[] = {10, 10, 11, 12, 10, 12, 12, 11, 10, 10, 12, 11};
+    for (std::int64_t process : turns) {
+        desktop.activate(process);
+        time.advanceBy(40 * 60.0);
+    }
+
+    auto live = VXReportController::reportControllerWithUniqueID(VXReportKey::kDefaultUniqueID, &controller,
+                                                                 settings.defaults.get());
+    live->toggleReportWindow(nullptr);
+    live->reportWindow()->setGeometry(40, 40, 900, 560);
+
+    const QString csv = settings.folder.path() + u"/2025-11-21.csv"_s;
+    QFile file(csv);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(kSnapshotCSV);
+    file.close();
+    VXReportSnapshotWindows windows(settings.defaults.get());
+    VXReportSnapshotManager manager;
+    manager.setPresenter(&windows);
+    manager.setDelegate(&controller);
+    QSignalSpy shown(&manager, &VXReportSnapshotManager::reportSnapshotShown);
+    manager.showReportSnapshotFromCSVFile(csv, u","_s);
+    ASSERT_TRUE(shown.wait(10000));
+    auto *snapshot = dynamic_cast<VXReportController *>(manager.controllerForPath(csv).get());
+    ASSERT_NE(snapshot, nullptr);
+    snapshot->reportWindow()->setGeometry(120, 120, 900, 560);
+    // The afternoon only, as a person would choose it.
+    snapshot->setBeginTimestamp(kMorning + 3 * 3600.0, 0.0, snapshot->reportView());
+
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(live->reportWindow()));
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(snapshot->reportWindow()));
+    for (const Scheme &scheme : kSchemes) {
+        settings.defaults->setInteger(scheme.value, VXColorSchemeKey);
+        const QString name = QString::fromUtf16(scheme.name);
+        EXPECT_TRUE(saveWindow(live->reportWindow(), folder + u"/report-live-"_s + name + u".png"_s));
+        EXPECT_TRUE(saveWindow(snapshot->reportWindow(), folder + u"/report-snapshot-"_s + name + u".png"_s));
+    }
+    snapshot->reportWindow()->close();
+    live->reportWindow()->close();
+    QCoreApplication::processEvents();
+}
+
+TEST(ReportScreenshots, LiveAndSnapshotReportsInEachColourScheme)
+{
+    if (qEnvironmentVariableIsSet(kOutputVariable))
+        GTEST_SKIP() << "this run draws the pictures";
+    VXX11TestRig rig;
+    QString whyNot;
+    if (!rig.start({}, &whyNot))
+        GTEST_SKIP() << whyNot.toStdString();
+
+    const QString folder = QStringLiteral(WENDLE_SCREENSHOT_DIR);
+    ASSERT_TRUE(QDir().mkpath(folder));
+    for (const QString &path : expectedFiles(folder))
+        QFile::remove(path);
+
+    QProcessEnvironment environment = rig.environment();
+    environment.insert(QString::fromLatin1(kOutputVariable), folder);
+    environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+    QProcess drawing;
+    drawing.setProcessEnvironment(environment);
+    drawing.setProcessChannelMode(QProcess::MergedChannels);
+    drawing.start(QCoreApplication::applicationFilePath(), {u"--gtest_filter=ReportScreenshotWindows.*"_s});
+    ASSERT_TRUE(drawing.waitForFinished(120000)) << "the drawing run did not end";
+    const QByteArray output = drawing.readAll();
+    std::fputs(output.constData(), stdout);
+    ASSERT_EQ(drawing.exitStatus(), QProcess::NormalExit);
+    ASSERT_EQ(drawing.exitCode(), 0) << output.toStdString();
+
+    // Each picture is a real drawing (many colours, not an empty window), and the schemes
+    // differ: "Light" is brighter than "Dark".
+    const auto brightness = [](const QImage &image) {
+        double sum = 0.0;
+        for (int y = 0; y < image.height(); y += 4) {
+            for (int x = 0; x < image.width(); x += 4)
+                sum += qGray(image.pixel(x, y));
+        }
+        return sum / ((image.height() / 4 + 1) * (image.width() / 4 + 1));
+    };
+    for (const QString &path : expectedFiles(folder)) {
+        const QImage image(path);
+        ASSERT_FALSE(image.isNull()) << path.toStdString();
+        EXPECT_GE(image.width(), 600);
+        std::set<QRgb> colours;
+        for (int y = 0; y < image.height(); y += 3) {
+            for (int x = 0; x < image.width(); x += 3)
+                colours.insert(image.pixel(x, y));
+        }
+        EXPECT_GT(colours.size(), 20u) << path.toStdString();
+    }
+    for (const char16_t *kind : {u"live", u"snapshot"}) {
+        const QString prefix = folder + u"/report-"_s + QString::fromUtf16(kind);
+        EXPECT_GT(brightness(QImage(prefix + u"-light.png"_s)), brightness(QImage(prefix + u"-dark.png"_s)) + 40.0);
+    }
+}
