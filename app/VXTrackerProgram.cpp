@@ -2,11 +2,16 @@
 
 #include "VXDesktopBackends.h"
 #include "VXEventLoopScheduler.h"
+#include "VXExporter.h"
+#include "VXLiveReportNotification.h"
 #include "VXLog.h"
 #include "VXLogindPresenceSource.h"
 #include "VXMainController.h"
 #include "VXMainControllerDelegate.h"
 #include "VXOwnInputFilter.h"
+#include "VXReportController.h"
+#include "VXReportSnapshotManager.h"
+#include "VXReportSnapshotWindows.h"
 #include "VXSignalWatcher.h"
 #include "VXSingleInstance.h"
 #include "VXStatusCommand.h"
@@ -32,6 +37,19 @@ class IndicatorDelegate final : public VXMainControllerDelegate
 public:
     explicit IndicatorDelegate(std::function<void()> changed) : m_changed(std::move(changed)) {}
     void reloadApplicationList() override { m_changed(); }
+    // The live report follows every tick.
+    void updateReport() override
+    {
+        if (liveReport)
+            liveReport->update(nullptr);
+    }
+    bool isReportWindowVisible() const override
+    {
+        return liveReport && liveReport->reportWindow() && liveReport->reportWindow()->isVisible();
+    }
+    // Quitting closes the report windows: they keep their open state for the next launch.
+    void tearDownUserInterface() override { VXReportController::setApplicationTerminating(true); }
+    VXReportController *liveReport = nullptr;
     void showHibernationState(bool, bool) override { m_changed(); }
     void beep() override { std::fputc('\a', stderr); }
 
@@ -54,6 +72,9 @@ struct VXTrackerProgram::Private {
     std::unique_ptr<VXTrackingIndicator> indicator;
     std::unique_ptr<VXSignalWatcher> signals;
     std::unique_ptr<VXOwnInputFilter> ownInput;
+    bool opensLiveReport = false;
+    std::unique_ptr<VXReportSnapshotWindows> snapshotWindows;
+    std::shared_ptr<VXReportController> liveReport;
 };
 
 VXTrackerProgram::VXTrackerProgram(bool withIndicator, QObject *parent) : QObject(parent), d(std::make_unique<Private>())
@@ -66,6 +87,12 @@ VXTrackerProgram::~VXTrackerProgram()
     if (d->ownInput && QCoreApplication::instance())
         QCoreApplication::instance()->removeEventFilter(d->ownInput.get());
     d->ownInput.reset();
+    // Report windows go while the application and the controller they ask are still there.
+    if (d->snapshotWindows)
+        delete VXReportSnapshotManager::snapshotManager();
+    if (d->delegate)
+        d->delegate->liveReport = nullptr;
+    d->liveReport.reset();
     // The controller refers to the adapters and the settings: it goes first.
     d->controller.reset();
     d->backends = VXDesktopBackends();
@@ -121,12 +148,9 @@ int VXTrackerProgram::run(const QStringList &files)
     QCoreApplication::instance()->installEventFilter(d->ownInput.get());
 
     d->instance.setStatusProvider([this] { return statusReply(); });
-    if (!files.isEmpty())
-        qCInfo(lcInstance, "opening files is not available yet: %s", qPrintable(files.join(QStringLiteral(", "))));
-    connect(&d->instance, &VXSingleInstance::filesOpened, this, [](const QStringList &paths) {
-        if (!paths.isEmpty())
-            qCInfo(lcInstance, "opening files is not available yet: %s", qPrintable(paths.join(QStringLiteral(", "))));
-    });
+    setUpReports();
+    openFiles(files);
+    connect(&d->instance, &VXSingleInstance::filesOpened, this, [this](const QStringList &paths) { openFiles(paths); });
 
     if (d->withIndicator) {
         d->indicator = std::make_unique<VXTrackingIndicator>();
@@ -175,4 +199,41 @@ void VXTrackerProgram::refreshIndicator()
     else
         state = QCoreApplication::translate("VXTrackerProgram", "Wendle is tracking");
     d->indicator->setStatus(state);
+}
+
+void VXTrackerProgram::setOpensLiveReport(bool opens)
+{
+    d->opensLiveReport = opens;
+}
+
+void VXTrackerProgram::setUpReports()
+{
+    if (!d->withIndicator)
+        return;
+    d->snapshotWindows = std::make_unique<VXReportSnapshotWindows>(d->defaults.get());
+    VXReportSnapshotManager *snapshots = VXReportSnapshotManager::snapshotManager();
+    snapshots->setPresenter(d->snapshotWindows.get());
+    snapshots->setDelegate(d->controller.get());
+
+    d->liveReport = VXReportController::reportControllerWithUniqueID(VXReportKey::kDefaultUniqueID, d->controller.get(),
+                                                                     d->defaults.get());
+    d->delegate->liveReport = d->liveReport.get();
+    connect(VXLiveReportNotification::defaultCenter(), &VXLiveReportNotification::posted, d->liveReport.get(),
+            &VXReportController::updateRegardless);
+    // Asked for, or left open at the last quit.
+    if (d->opensLiveReport || d->defaults->boolForKey(VXReportKey::kDefaultVisible))
+        d->liveReport->toggleReportWindow(nullptr);
+}
+
+void VXTrackerProgram::openFiles(const QStringList &paths)
+{
+    // CSV files open as snapshot reports; others are ignored.
+    for (const QString &path : paths) {
+        if (!d->snapshotWindows) {
+            qCInfo(lcInstance, "no display to show the report of <%s>", qPrintable(path));
+            continue;
+        }
+        if (QFileInfo(path).suffix().toLower() == VXExportFileType)
+            VXReportSnapshotManager::snapshotManager()->showReportSnapshotFromCSVFile(path);
+    }
 }

@@ -23,10 +23,15 @@ public:
     // instance runs, hands `files` to it and answers at once.
     int run(const QStringList &files);
 
+    // Opens the live report window once tracking has started (needs a display).
+    void setOpensLiveReport(bool opens);
+
 private:
     void quit(const QString &why);
     QByteArray statusReply() const;
     void refreshIndicator();
+    void setUpReports();
+    void openFiles(const QStringList &paths);
 
     struct Private;
     std::unique_ptr<Private> d;

@@ -96,8 +96,11 @@ int main(int argc, char *argv[])
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("CSV files to open as reports."), QStringLiteral("[FILE...]"));
+    const QCommandLineOption reportOption(QStringLiteral("report"), QStringLiteral("Open the live activity report."));
+    parser.addOption(reportOption);
     parser.process(app);
 
     VXTrackerProgram program(withDisplay);
+    program.setOpensLiveReport(parser.isSet(reportOption));
     return program.run(parser.positionalArguments());
 }
