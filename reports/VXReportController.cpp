@@ -49,7 +49,19 @@ bool redrawsReports(const QString &key)
            || key == VXDefaultsKey::kHeaderTranslucency;
 }
 
+bool applicationTerminating = false;
+
 } // namespace
+
+void VXReportController::setApplicationTerminating(bool terminating)
+{
+    applicationTerminating = terminating;
+}
+
+bool VXReportController::isApplicationTerminating()
+{
+    return applicationTerminating;
+}
 
 std::shared_ptr<VXReportController> VXReportController::reportControllerWithUniqueID(const QString &uniqueID,
                                                                                     VXReportDataSource *delegate,
@@ -269,7 +281,8 @@ bool VXReportController::eventFilter(QObject *watched, QEvent *event)
     switch (event->type()) {
     case QEvent::Close:
         if (m_reportWindow->isVisible()) {
-            if (!m_closingByToggle && !windowShouldClose()) {
+            // Quitting closes every window; that is not the user closing this one.
+            if (!m_closingByToggle && !applicationTerminating && !windowShouldClose()) {
                 event->ignore();
                 return true;
             }

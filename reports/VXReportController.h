@@ -130,6 +130,10 @@ public:
     // rebuilds the report whatever the window's state, and brings the window forward; with
     // `activate` it also becomes the active window.
     void presentReportWindow(bool activate);
+    // The program is quitting: windows that close from now on are not closed by the user, so
+    // they keep their "Visible" state (the live report reopens at the next launch). Process-wide.
+    static void setApplicationTerminating(bool terminating);
+    static bool isApplicationTerminating();
     // True when the window is the active one.
     bool isKeyWindow() const;
 

@@ -281,6 +281,17 @@ TEST_F(ReportControllerTest, TheToggleBringsAnOpenButInactiveWindowForwardAndClo
     EXPECT_TRUE(settings.defaults->boolForKey(u"Report: Default: Closed Last"_s));
     EXPECT_EQ(source.closeNotices, 2);
 
+    // Windows closed because the program quits keep their state.
+    showActive(*controller);
+    settings.defaults->setBool(false, u"Report: Default: Closed Last"_s);
+    VXReportController::setApplicationTerminating(true);
+    controller->reportWindow()->close();
+    VXReportController::setApplicationTerminating(false);
+    EXPECT_FALSE(controller->reportWindow()->isVisible());
+    EXPECT_TRUE(settings.defaults->boolForKey(u"Report: Default: Visible"_s));
+    EXPECT_FALSE(settings.defaults->boolForKey(u"Report: Default: Closed Last"_s));
+    EXPECT_EQ(source.closeNotices, 3);
+
     // Other reports never touch the live report's key.
     settings.defaults->setBool(false, u"Report: Default: Closed Last"_s);
     auto snapshot = makeController(u"/tmp/day.csv"_s);
@@ -291,7 +302,7 @@ TEST_F(ReportControllerTest, TheToggleBringsAnOpenButInactiveWindowForwardAndClo
     snapshot->toggleReportWindow(nullptr);
     EXPECT_FALSE(settings.defaults->boolForKey(u"Report: Default: Closed Last"_s));
     EXPECT_FALSE(settings.defaults->boolForKey(u"Report: /tmp/day.csv: Visible"_s));
-    EXPECT_EQ(source.closeNotices, 4);
+    EXPECT_EQ(source.closeNotices, 5);
 }
 
 TEST_F(ReportControllerTest, TheLiveReportFloatsOnRequest)
