@@ -84,7 +84,8 @@ Summary summarize(std::vector<Sample> samples)
     return s;
 }
 
-// The live report's data source over the heavy tree: every application, clipped to the range.
+// The live report's data source over the heavy tree: every application, clipped to the range
+// (windows are clipped as well, as the live report does, but not shown).
 class HeavyDelegate : public VXReportViewDelegate
 {
 public:
@@ -105,7 +106,15 @@ public:
         settings.liveReportContent = 1;
         settings.applications = true;
         settings.pools = false;
-        return eventLogsClippedBetweenTimestamp(*configuration, from, to, settings, nullptr);
+        // The applications' own rows: the generator gives each application a window at least,
+        // which would double the rows.
+        VXArrayRef logs = VXMakeArray();
+        collectEventLogsClippedBetweenTimestamp(*configuration, from, to, settings, nullptr,
+                                                [&](const VXDictionaryRef &entry, int depth) {
+                                                    if (depth == 0)
+                                                        logs->append(entry);
+                                                });
+        return logs;
     }
     std::unique_ptr<QMenu> contextMenuForEventLog(const VXDictionaryRef &) override { return nullptr; }
     int timeFormat() const override { return 0; }

@@ -84,6 +84,7 @@ struct VXReportView::Private {
     QTimer deferredUpdate;
     // Reused for every channel so that a redraw allocates nothing per row.
     std::vector<QRectF> fills;
+    std::vector<QRect> pixelFills;
 
     // A press and its drag.
     bool pressInChooser = false;
@@ -112,7 +113,12 @@ VXReportView::VXReportView(QWidget *parent)
     setContextMenuPolicy(Qt::DefaultContextMenu);
     d->deferredUpdate.setSingleShot(true);
     d->deferredUpdate.setInterval(0);
-    connect(&d->deferredUpdate, &QTimer::timeout, this, [this] { update(nullptr); });
+    // A resized window changes only the view's size: the model stays (the controller rebuilds
+    // it on every tick and every change of settings), so resizing costs no clipping.
+    connect(&d->deferredUpdate, &QTimer::timeout, this, [this] {
+        resizeToContent();
+        QWidget::update();
+    });
 }
 
 VXReportView::~VXReportView() = default;
@@ -193,13 +199,7 @@ void VXReportView::update(QObject *sender)
     m_showTimestampIntervalChooser =
         !(VXSimilarAbsoluteTimeIntervals(begin, first) && VXSimilarAbsoluteTimeIntervals(end, last));
 
-    if (scrollArea) {
-        const QSize content = scrollArea->viewport()->size();
-        const qreal height = reportHeight(m_eventLogs ? m_eventLogs->size() : 0,
-                                          m_containsApplications && m_containsPools, m_showTimestampIntervalChooser,
-                                          content.height());
-        resize(content.width(), int(std::ceil(height)));
-    }
+    resizeToContent();
 
     if (!m_isTrackingAreaRegistrationScheduled) {
         m_isTrackingAreaRegistrationScheduled = true;
@@ -214,6 +214,17 @@ void VXReportView::update(QObject *sender)
         });
     }
     QWidget::update();
+}
+
+void VXReportView::resizeToContent()
+{
+    QScrollArea *scrollArea = enclosingScrollArea(this);
+    if (!scrollArea)
+        return;
+    const QSize content = scrollArea->viewport()->size();
+    const qreal height = reportHeight(m_eventLogs ? m_eventLogs->size() : 0, m_containsApplications && m_containsPools,
+                                      m_showTimestampIntervalChooser, content.height());
+    resize(content.width(), int(std::ceil(height)));
 }
 
 QRectF VXReportView::visibleRect() const
@@ -442,8 +453,18 @@ void VXReportView::drawEventLogChannel(QPainter &painter, const VXArray &eventLo
     if (inNaturalTime) {
         d->fills.clear();
         appendNaturalChannelRects(eventLog, m_beginTimestamp, m_endTimestamp, r, emboss, &d->fills);
-        for (const QRectF &fill : d->fills)
-            painter.fillRect(fill, color);
+        if (d->fills.empty())
+            return;
+        // Whole points (rows and columns are), handed over in one call: a year's row can have a
+        // fill for nearly every column.
+        d->pixelFills.resize(d->fills.size());
+        for (std::size_t i = 0; i < d->fills.size(); ++i)
+            d->pixelFills[i] = d->fills[i].toAlignedRect();
+        painter.save();
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(color);
+        painter.drawRects(d->pixelFills.data(), int(d->pixelFills.size()));
+        painter.restore();
         return;
     }
     const qreal width = normalizedBarWidth(eventLogDuration(eventLog), normalizedToInterval, range, r.width());

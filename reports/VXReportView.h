@@ -59,7 +59,7 @@ public:
 
     // Rebuilds the model (range, clipped entries, groups, chooser strip) from the delegate and
     // sets the view's size, then schedules a repaint. Without a delegate it does nothing. A
-    // non-null sender first cancels a pending deferred rebuild.
+    // non-null sender first cancels a pending deferred resize (a viewport resize only resizes).
     void update(QObject *sender);
 
     void setDelegate(VXReportViewDelegate *delegate);
@@ -152,6 +152,8 @@ private:
     QRectF timestampIntervalChooserRect(const QRectF &visibleRect) const;
     QRectF rowsArea(const QRectF &visibleRect) const;
 
+    // Sizes the view to its rows and to the scroll area's viewport.
+    void resizeToContent();
     bool locationIsInTimestampIntervalChooser(QPointF location) const;
     void trackMouse(QPointF location, bool entering);
     void tellRange(double begin, double end);
