@@ -10,7 +10,7 @@ packages=(
   # the X11 desktop adapter
   libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-res0-dev libxcb-sync-dev libxcb-screensaver0-dev
   # tests and benchmarks
-  googletest libgtest-dev libbenchmark-dev
+  googletest libgtest-dev libbenchmark-dev time
   python3 libplist-utils
   # a real desktop for the integration tests: X server, window manager, clients, session bus
   xvfb openbox xdotool x11-utils wmctrl xterm x11-apps x11-xserver-utils python3-xlib dbus python3-dbusmock python3-dbus python3-gi libglib2.0-bin
