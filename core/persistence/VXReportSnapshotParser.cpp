@@ -20,6 +20,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 const QString VXReportSnapshotParser::kQuotedStringPlaceholder
@@ -67,64 +68,31 @@ QString excerpt(const char *begin, const char *end)
     return text;
 }
 
-// Whether the bytes are UTF-8 (no overlong forms, surrogates or values above U+10FFFF).
-bool isValidUtf8(const unsigned char *s, std::size_t n)
+// The length of the UTF-8 character that starts with the byte s[i] (at or above 0x80), or 0
+// when it is no valid one: an overlong form, a surrogate, a value above U+10FFFF, or bytes
+// missing before n.
+int utf8CharacterLength(const unsigned char *s, std::size_t i, std::size_t n)
 {
-    std::size_t i = 0;
-    while (i < n) {
-#if defined(__SSE2__)
-        // ASCII runs, 64 bytes at a time.
-        while (i + 64 <= n) {
-            const auto *block = reinterpret_cast<const __m128i *>(s + i);
-            const __m128i any = _mm_or_si128(_mm_or_si128(_mm_loadu_si128(block), _mm_loadu_si128(block + 1)),
-                                             _mm_or_si128(_mm_loadu_si128(block + 2), _mm_loadu_si128(block + 3)));
-            if (_mm_movemask_epi8(any) != 0)
-                break;
-            i += 64;
-        }
-#endif
-        if (i + 32 <= n) {
-            std::uint64_t words[4];
-            std::memcpy(words, s + i, 32);
-            if (((words[0] | words[1] | words[2] | words[3]) & 0x8080808080808080ULL) == 0) {
-                i += 32;
-                continue;
-            }
-        }
-        if (i + 8 <= n) {
-            std::uint64_t word;
-            std::memcpy(&word, s + i, 8);
-            if ((word & 0x8080808080808080ULL) == 0) {
-                i += 8;
-                continue;
-            }
-        }
-        const unsigned char c = s[i];
-        if (c < 0x80) {
-            ++i;
-        } else if (c < 0xC2) {
-            return false;
-        } else if (c < 0xE0) {
-            if (i + 1 >= n || (s[i + 1] & 0xC0) != 0x80)
-                return false;
-            i += 2;
-        } else if (c < 0xF0) {
-            if (i + 2 >= n || (s[i + 1] & 0xC0) != 0x80 || (s[i + 2] & 0xC0) != 0x80)
-                return false;
-            if ((c == 0xE0 && s[i + 1] < 0xA0) || (c == 0xED && s[i + 1] >= 0xA0))
-                return false;
-            i += 3;
-        } else if (c < 0xF5) {
-            if (i + 3 >= n || (s[i + 1] & 0xC0) != 0x80 || (s[i + 2] & 0xC0) != 0x80 || (s[i + 3] & 0xC0) != 0x80)
-                return false;
-            if ((c == 0xF0 && s[i + 1] < 0x90) || (c == 0xF4 && s[i + 1] >= 0x90))
-                return false;
-            i += 4;
-        } else {
-            return false;
-        }
+    const unsigned char c = s[i];
+    if (c < 0xC2)
+        return 0;
+    if (c < 0xE0)
+        return (i + 1 >= n || (s[i + 1] & 0xC0) != 0x80) ? 0 : 2;
+    if (c < 0xF0) {
+        if (i + 2 >= n || (s[i + 1] & 0xC0) != 0x80 || (s[i + 2] & 0xC0) != 0x80)
+            return 0;
+        if ((c == 0xE0 && s[i + 1] < 0xA0) || (c == 0xED && s[i + 1] >= 0xA0))
+            return 0;
+        return 3;
     }
-    return true;
+    if (c < 0xF5) {
+        if (i + 3 >= n || (s[i + 1] & 0xC0) != 0x80 || (s[i + 2] & 0xC0) != 0x80 || (s[i + 3] & 0xC0) != 0x80)
+            return 0;
+        if ((c == 0xF0 && s[i + 1] < 0x90) || (c == 0xF4 && s[i + 1] >= 0x90))
+            return 0;
+        return 4;
+    }
+    return 0;
 }
 
 // The length of the line break at p: "\n", "\v", "\f", "\r", U+0085, U+2028 or U+2029; 0 for none.
@@ -188,21 +156,43 @@ std::size_t countQuotes(const char *begin, const char *end)
     return quotes;
 }
 
-// A quick 64-bit hash of the bytes, eight at a time.
+// A quick 64-bit hash of the bytes: sixteen at a time in two independent lanes (the
+// multiplications of one step do not wait for each other), the last eight read where they end.
 std::uint64_t hashOf(std::string_view bytes)
 {
     constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15ULL;
-    std::uint64_t hash = bytes.size() * kMultiplier;
-    std::size_t i = 0;
-    for (; i + 8 <= bytes.size(); i += 8) {
+    constexpr std::uint64_t kOtherMultiplier = 0xC2B2AE3D27D4EB4FULL;
+    const char *data = bytes.data();
+    const std::size_t size = bytes.size();
+    std::uint64_t a = size * kMultiplier;
+    std::uint64_t b = ~size * kOtherMultiplier;
+    const auto load = [data](std::size_t at) {
         std::uint64_t word;
-        std::memcpy(&word, bytes.data() + i, 8);
-        hash = (hash ^ word) * kMultiplier;
-        hash ^= hash >> 32;
+        std::memcpy(&word, data + at, 8);
+        return word;
+    };
+    std::size_t i = 0;
+    for (; i + 16 <= size; i += 16) {
+        a = (a ^ load(i)) * kMultiplier;
+        b = (b ^ load(i + 8)) * kOtherMultiplier;
+        a ^= a >> 32;
+        b ^= b >> 29;
+    }
+    if (i + 8 <= size) {
+        a = (a ^ load(i)) * kMultiplier;
+        a ^= a >> 32;
+        i += 8;
     }
     std::uint64_t tail = 0;
-    std::memcpy(&tail, bytes.data() + i, bytes.size() - i);
-    hash = (hash ^ tail) * kMultiplier;
+    if (i < size) {
+        if (size >= 8) {
+            tail = load(size - 8);
+        } else {
+            for (std::size_t k = i; k < size; ++k)
+                tail = (tail << 8) | static_cast<unsigned char>(data[k]);
+        }
+    }
+    std::uint64_t hash = ((a ^ tail) * kMultiplier) ^ b;
     hash ^= hash >> 29;
     hash *= 0xBF58476D1CE4E5B9ULL;
     return hash ^ (hash >> 32);
@@ -262,6 +252,9 @@ public:
     std::string_view cellText(const Cell &cell, std::string &scratch, bool keep);
     // The line's cells, keeping those of the kept columns; answers the number of cells.
     std::size_t readLine(const KeptColumns &kept, std::array<std::string_view, SlotCount> &cells);
+    // Whether the last line's cells all lie in the text (none is a copy in the scanner's own
+    // buffers, which the next line overwrites).
+    bool lastLineWasPlain() const { return m_lastLinePlain; }
 
 private:
     const char *skipPlain(const char *p) const;
@@ -280,6 +273,7 @@ private:
     std::size_t m_nextQuotedText = 0;
     std::array<std::string, SlotCount> m_scratch;
     std::string m_unused;
+    bool m_lastLinePlain = false;
 };
 
 Scanner::CellEnd Scanner::scanCell(Cell &cell)
@@ -414,7 +408,8 @@ std::size_t Scanner::readLine(const KeptColumns &keptColumns, std::array<std::st
 {
     cells.fill(std::string_view());
     std::size_t column = 0;
-    if (!m_placeholderInText && readPlainLine(keptColumns, cells, &column))
+    m_lastLinePlain = !m_placeholderInText && readPlainLine(keptColumns, cells, &column);
+    if (m_lastLinePlain)
         return column;
     cells.fill(std::string_view());
     auto kept = keptColumns.begin();
@@ -561,12 +556,22 @@ struct Part {
     bool resetFormatter = true;
 
     std::uint32_t itemFor(std::string_view pool, std::string_view application, std::string_view window);
+    // The same in two steps: the key of the names (each after its length) and its hash, then the
+    // item of the key.
+    static std::uint32_t makeKey(std::string &key, std::string_view pool, std::string_view application,
+                                 std::string_view window);
+    std::uint32_t itemForKey(const std::string &lineKey, std::uint32_t hash);
+    // Starts loading the table entry where the key's lookup begins.
+    void prefetch(std::uint32_t hash) const
+    {
+        if (!table.empty())
+            __builtin_prefetch(&table[hash & (table.size() - 1)]);
+    }
     void growTable();
 };
 
-std::uint32_t Part::itemFor(std::string_view pool, std::string_view application, std::string_view window)
+std::uint32_t Part::makeKey(std::string &key, std::string_view pool, std::string_view application, std::string_view window)
 {
-    // One lookup per line: the three names, each after its length.
     key.resize(3 * sizeof(std::uint32_t) + pool.size() + application.size() + window.size());
     char *bytes = key.data();
     for (const std::string_view part : {pool, application, window}) {
@@ -577,31 +582,42 @@ std::uint32_t Part::itemFor(std::string_view pool, std::string_view application,
             std::memcpy(bytes, part.data(), part.size());
         bytes += part.size();
     }
-    const auto hash = static_cast<std::uint32_t>(hashOf(key));
+    return static_cast<std::uint32_t>(hashOf(key));
+}
+
+std::uint32_t Part::itemFor(std::string_view pool, std::string_view application, std::string_view window)
+{
+    // One lookup per line: the three names, each after its length.
+    const std::uint32_t hash = makeKey(key, pool, application, window);
+    return itemForKey(key, hash);
+}
+
+std::uint32_t Part::itemForKey(const std::string &lineKey, std::uint32_t hash)
+{
     if (table.empty() || (items.size() + 1) * 3 > table.size() * 2)
         growTable();
     const std::size_t mask = table.size() - 1;
-    const std::size_t inLine = std::min(key.size(), kPrefixLength);
+    const std::size_t inLine = std::min(lineKey.size(), kPrefixLength);
     std::size_t index = hash & mask;
     for (;; index = (index + 1) & mask) {
         const TableEntry &entry = table[index];
         if (entry.item == kNoItem)
             break;
-        if (entry.hash != hash || entry.length != key.size() || std::memcmp(entry.prefix, key.data(), inLine) != 0)
+        if (entry.hash != hash || entry.length != lineKey.size() || std::memcmp(entry.prefix, lineKey.data(), inLine) != 0)
             continue;
-        if (key.size() <= kPrefixLength
-            || std::memcmp(names.data() + items[entry.item].nameOffset + kPrefixLength, key.data() + kPrefixLength,
-                           key.size() - kPrefixLength)
+        if (lineKey.size() <= kPrefixLength
+            || std::memcmp(names.data() + items[entry.item].nameOffset + kPrefixLength, lineKey.data() + kPrefixLength,
+                           lineKey.size() - kPrefixLength)
                 == 0)
             return entry.item;
     }
     TableEntry &made = table[index];
     made.hash = hash;
     made.item = static_cast<std::uint32_t>(items.size());
-    made.length = static_cast<std::uint32_t>(key.size());
-    std::memcpy(made.prefix, key.data(), inLine);
-    items.push_back({static_cast<std::uint32_t>(names.size()), static_cast<std::uint32_t>(key.size()), {0, 0}});
-    names.append(key);
+    made.length = static_cast<std::uint32_t>(lineKey.size());
+    std::memcpy(made.prefix, lineKey.data(), inLine);
+    items.push_back({static_cast<std::uint32_t>(names.size()), static_cast<std::uint32_t>(lineKey.size()), {0, 0}});
+    names.append(lineKey);
     return static_cast<std::uint32_t>(items.size() - 1);
 }
 
@@ -620,11 +636,67 @@ void Part::growTable()
     table.swap(grown);
 }
 
+// A line read and checked, waiting for its item and periods.
+struct LineNames {
+    std::array<std::string_view, SlotCount> cells;
+    std::string key;
+    std::uint32_t hash = 0;
+};
+
+// The line's item and periods. False when the part holds too many items or intervals.
+bool finishLine(const Header &header, Part &part, const LineNames &line)
+{
+    const std::uint32_t item = part.itemForKey(line.key, line.hash);
+    if (part.items.size() > VXReportSnapshotParser::kMaximumItems) {
+        part.tooMany = true;
+        return false;
+    }
+    const auto addPeriod = [&](Slot beginSlot, Slot endSlot, std::uint32_t stream) {
+        double begin = 0.0;
+        double end = 0.0;
+        if (!part.formatter.intervalFromCells(line.cells[beginSlot], line.cells[endSlot], part.resetFormatter, &begin, &end))
+            return false;
+        if (begin < part.first || part.first < 0)
+            part.first = begin;
+        if (end > part.last)
+            part.last = end;
+        part.periods.push_back({item, stream, begin, end});
+        ++part.items[item].counts[stream];
+        part.resetFormatter = false;
+        return true;
+    };
+    if (header.hasForeground && addPeriod(ForegroundBeginSlot, ForegroundEndSlot, 0))
+        part.foregroundActivity = true;
+    if (header.hasTotal && addPeriod(TotalBeginSlot, TotalEndSlot, 1))
+        part.totalActivity = true;
+    if (part.periods.size() > VXReportSnapshotParser::kMaximumIntervals) {
+        part.tooMany = true;
+        return false;
+    }
+    return true;
+}
+
 // Reads lines until the scanner's end, or, with `untilFirstInterval`, until the line that gives
 // the file's first interval has been read (the formatter is settled then).
+//
+// Lines name their items in no particular order, so looking one up mostly waits for memory: each
+// line's lookup is started (its table entry fetched) and finished while the next line is read.
+// A line whose cells are copies (it has quoted text, which the next line's reading overwrites)
+// is finished at once, as is every line until the formatter is settled; the lines and the log
+// lines come out in file order either way.
 void readLines(Scanner &scanner, const Header &header, Part &part, bool untilFirstInterval)
 {
-    std::array<std::string_view, SlotCount> cells;
+    if (!untilFirstInterval) {
+        // Room for a period per short line, so that the list is not copied as it grows.
+        part.periods.reserve(part.periods.size() + static_cast<std::size_t>(scanner.end() - scanner.position()) / 40);
+    }
+    std::array<LineNames, 2> lines;
+    std::size_t current = 0;
+    LineNames *pending = nullptr;
+    const auto finishPending = [&] {
+        LineNames *line = std::exchange(pending, nullptr);
+        return !line || finishLine(header, part, *line);
+    };
     while (!scanner.atEnd()) {
         if (untilFirstInterval && !part.resetFormatter)
             return;
@@ -632,8 +704,11 @@ void readLines(Scanner &scanner, const Header &header, Part &part, bool untilFir
         if (scanner.atEnd())
             break;
         const char *lineBegin = scanner.position();
-        const std::size_t columns = scanner.readLine(header.kept, cells);
+        LineNames &line = lines[current];
+        const std::size_t columns = scanner.readLine(header.kept, line.cells);
         if (columns != header.columnCount) {
+            if (!finishPending())
+                return;
             if (++part.wrongLines <= kLoggedColumnCountLines) {
                 part.messages.push_back({true, VXFillFormat(VXReportSnapshotParser::kColumnCountMessage,
                                                             {QString::number(header.columnCount),
@@ -642,41 +717,26 @@ void readLines(Scanner &scanner, const Header &header, Part &part, bool untilFir
             continue;
         }
 
-        const std::string_view pool = cells[PoolSlot];
-        std::string_view application = cells[ApplicationSlot];
-        const std::string_view window = cells[WindowSlot];
+        const std::string_view pool = line.cells[PoolSlot];
+        std::string_view application = line.cells[ApplicationSlot];
+        const std::string_view window = line.cells[WindowSlot];
         if (!window.empty() && application.empty())
             application = kAnyApplicationName;
         if (pool.empty() && application.empty())
             continue;
-        const std::uint32_t item = part.itemFor(pool, application, window);
-        if (part.items.size() > VXReportSnapshotParser::kMaximumItems) {
-            part.tooMany = true;
+        line.hash = Part::makeKey(line.key, pool, application, window);
+        part.prefetch(line.hash);
+        if (!finishPending())
             return;
+        if (untilFirstInterval || part.resetFormatter || !scanner.lastLineWasPlain()) {
+            if (!finishLine(header, part, line))
+                return;
+            continue;
         }
-        const auto addPeriod = [&](Slot beginSlot, Slot endSlot, std::uint32_t stream) {
-            double begin = 0.0;
-            double end = 0.0;
-            if (!part.formatter.intervalFromCells(cells[beginSlot], cells[endSlot], part.resetFormatter, &begin, &end))
-                return false;
-            if (begin < part.first || part.first < 0)
-                part.first = begin;
-            if (end > part.last)
-                part.last = end;
-            part.periods.push_back({item, stream, begin, end});
-            ++part.items[item].counts[stream];
-            part.resetFormatter = false;
-            return true;
-        };
-        if (header.hasForeground && addPeriod(ForegroundBeginSlot, ForegroundEndSlot, 0))
-            part.foregroundActivity = true;
-        if (header.hasTotal && addPeriod(TotalBeginSlot, TotalEndSlot, 1))
-            part.totalActivity = true;
-        if (part.periods.size() > VXReportSnapshotParser::kMaximumIntervals) {
-            part.tooMany = true;
-            return;
-        }
+        pending = &line;
+        current ^= 1;
     }
+    finishPending();
 }
 
 // What the whole text holds, found before reading it: whether it is UTF-8, how many quotes it
@@ -688,18 +748,62 @@ struct Survey {
     bool placeholder = false;
 };
 
+// The survey of the bytes [begin, end) of the text, in one pass: sixteen bytes at a time, their
+// quotes counted together, while they are ASCII and hold no "[" (the placeholder's first
+// character); byte by byte to the end of a block that does. An occurrence of the placeholder
+// that starts in the range counts, wherever it ends.
+Survey surveyRange(std::string_view text, std::size_t begin, std::size_t end, std::string_view placeholder)
+{
+    Survey result;
+    const auto *s = reinterpret_cast<const unsigned char *>(text.data());
+    const char first = placeholder.front();
+    const auto placeholderAt = [&](std::size_t at) {
+        return text.size() - at >= placeholder.size() && std::memcmp(text.data() + at, placeholder.data(), placeholder.size()) == 0;
+    };
+    std::size_t i = begin;
+    while (i < end) {
+#if defined(__SSE2__)
+        const __m128i quoteBytes = _mm_set1_epi8('"');
+        const __m128i firstBytes = _mm_set1_epi8(first);
+        while (end - i >= 16) {
+            const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + i));
+            const auto special = static_cast<unsigned>(_mm_movemask_epi8(bytes))
+                | static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, firstBytes)));
+            if (special != 0)
+                break;
+            result.quotes += static_cast<std::size_t>(
+                std::popcount(static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, quoteBytes)))));
+            i += 16;
+        }
+        const std::size_t stop = std::min(end, i + 16);
+#else
+        const std::size_t stop = end;
+#endif
+        while (i < stop) {
+            const unsigned char c = s[i];
+            if (c < 0x80) {
+                if (c == '"')
+                    ++result.quotes;
+                else if (c == static_cast<unsigned char>(first) && !result.placeholder && placeholderAt(i))
+                    result.placeholder = true;
+                ++i;
+                continue;
+            }
+            const int length = utf8CharacterLength(s, i, end);
+            if (length == 0) {
+                result.valid = false;   // the text is refused: the rest does not matter
+                return result;
+            }
+            i += static_cast<std::size_t>(length);
+        }
+    }
+    return result;
+}
+
 Survey surveyOf(std::string_view text, int parts)
 {
     const std::string placeholder = VXReportSnapshotParser::kQuotedStringPlaceholder.toStdString();
-    const auto survey = [&](std::size_t begin, std::size_t end) {
-        Survey result;
-        result.valid = isValidUtf8(reinterpret_cast<const unsigned char *>(text.data()) + begin, end - begin);
-        result.quotes = countQuotes(text.data() + begin, text.data() + end);
-        // An occurrence that starts in the range counts, wherever it ends.
-        const std::string_view searched = text.substr(begin, end - begin + placeholder.size() - 1);
-        result.placeholder = searched.find(placeholder) != std::string_view::npos;
-        return result;
-    };
+    const auto survey = [&](std::size_t begin, std::size_t end) { return surveyRange(text, begin, end, placeholder); };
     std::vector<std::size_t> cuts{0};
     for (int k = 1; k < parts; ++k) {
         std::size_t cut = text.size() * static_cast<std::size_t>(k) / static_cast<std::size_t>(parts);

@@ -249,6 +249,44 @@ TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
     EXPECT_TRUE(captured.take().contains(message(VXReportSnapshotParser::kEmptyFileMessage, QStringLiteral("/nonexistent/x.csv"))));
 }
 
+TEST(VXReportSnapshotParser, TheTextIsLookedOverWhereverItsBytesFall)
+{
+    ensureCoreApplication();
+    // The text is looked over many bytes at a time: each kind of byte that matters (a bad or a
+    // good character, a quote, the placeholder's text) is put after 0 to 47 plain bytes, so that
+    // it falls at every place of a block and across blocks, in texts read whole and in parts.
+    const QByteArray header = "Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
+    const QByteArray placeholder = VXReportSnapshotParser::kQuotedStringPlaceholder.toUtf8();
+    LogCapture captured;
+    for (int pad = 0; pad < 48; ++pad) {
+        SCOPED_TRACE(pad);
+        const QByteArray plain(pad, 'x');
+        for (int parts : {1, 3}) {
+            const auto read = [&](const QByteArray &lines) {
+                return VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(header + lines, kPath, u',', parts);
+            };
+            for (const char *bad : {"\xE9", "\xED\xA0\x80", "\xC0\xAF", "\xF4\x90\x80\x80", "\xE6\x97", "\x80"})
+                EXPECT_FALSE(read("Mail," + plain + bad + ",1.00,2.00\n"));
+            const VXDictionaryRef good = read("Mail," + plain + "\xE6\x97\xA5\xF0\x9F\x98\x80,1.00,2.00\n");
+            EXPECT_EQ(childNames(node(good, {"Applications", "Mail"})),
+                      (std::vector<std::string>{plain.toStdString() + "\xE6\x97\xA5\xF0\x9F\x98\x80"}));
+
+            EXPECT_FALSE(read("Mail," + plain + "\"a\"\"b,1.00,2.00\n"));
+            const VXDictionaryRef quoted = read("Mail," + plain + "\"a\"\"b\",1.00,2.00\n");
+            EXPECT_EQ(childNames(node(quoted, {"Applications", "Mail"})), (std::vector<std::string>{plain.toStdString() + "a\"b"}));
+
+            // The placeholder's own text takes the first quoted text; that one, with none left
+            // for it, keeps the placeholder's text.
+            const VXDictionaryRef replaced = read("Mail," + plain + placeholder + ",1.00,2.00\nMail,\"Web\",3.00,4.00\n");
+            std::vector<std::string> expected{plain.toStdString() + "Web", placeholder.toStdString()};
+            std::sort(expected.begin(), expected.end());
+            EXPECT_EQ(childNames(node(replaced, {"Applications", "Mail"})), expected);
+        }
+    }
+    const QStringList lines = captured.take();
+    EXPECT_EQ(lines.count(message(VXReportSnapshotParser::kEmptyFileMessage)), 48 * 2 * 6);
+}
+
 TEST(VXReportSnapshotParser, LinesWithAnotherNumberOfCellsAreSkippedAndNamedInTheLog)
 {
     ensureCoreApplication();
