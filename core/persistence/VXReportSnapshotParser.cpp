@@ -258,6 +258,9 @@ public:
 
 private:
     const char *skipPlain(const char *p) const;
+#if defined(__SSE2__)
+    std::uint64_t stopMask(const char *p) const;
+#endif
     bool readPlainLine(const KeptColumns &kept, std::array<std::string_view, SlotCount> &cells, std::size_t *columns);
     void appendPlain(std::string &out, const char *begin, const char *end, bool keep);
     void appendQuoted(std::string &out, const char *open, const char *close, bool keep);
@@ -364,6 +367,28 @@ const char *Scanner::skipPlain(const char *p) const
     return p;
 }
 
+#if defined(__SSE2__)
+// Bit k is set when p[k] is a byte skipPlain() stops at, for the 64 bytes from p.
+std::uint64_t Scanner::stopMask(const char *p) const
+{
+    const __m128i separatorBytes = _mm_set1_epi8(m_separator);
+    const __m128i quoteBytes = _mm_set1_epi8('"');
+    const __m128i lead85Bytes = _mm_set1_epi8(static_cast<char>(0xC2));
+    const __m128i lead2028Bytes = _mm_set1_epi8(static_cast<char>(0xE2));
+    const __m128i controlBytes = _mm_set1_epi8(0x0D);
+    std::uint64_t mask = 0;
+    for (int k = 0; k < 4; ++k) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + 16 * k));
+        const __m128i special = _mm_or_si128(
+            _mm_or_si128(_mm_cmpeq_epi8(bytes, separatorBytes), _mm_cmpeq_epi8(bytes, quoteBytes)),
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, lead85Bytes), _mm_cmpeq_epi8(bytes, lead2028Bytes)),
+                         _mm_cmpeq_epi8(_mm_min_epu8(bytes, controlBytes), bytes)));
+        mask |= static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(special))) << (16 * k);
+    }
+    return mask;
+}
+#endif
+
 // A line without quotes, read in one pass. False, with nothing read, at the first quote: such
 // a line is read cell by cell.
 bool Scanner::readPlainLine(const KeptColumns &keptColumns, std::array<std::string_view, SlotCount> &cells,
@@ -382,21 +407,44 @@ bool Scanner::readPlainLine(const KeptColumns &keptColumns, std::array<std::stri
         }
         ++column;
     };
-    for (;;) {
+    // What one byte that skipPlain() stops at does to the line: ends a cell, ends the line, or
+    // nothing (a control character or a lead byte that starts no line break). False at a quote.
+    bool lineEnded = false;
+    const auto stop = [&](const char *at) {
+        const auto c = static_cast<unsigned char>(*at);
+        if (c == static_cast<unsigned char>(m_separator)) {
+            endCell(at);
+            cellBegin = at + 1;
+        } else if (c == '"') {
+            return false;
+        } else if ((c >= 0x0A && c <= 0x0D) || (c >= 0x80 && lineBreakLength(at, m_end) > 0)) {
+            p = at;
+            lineEnded = true;
+        }
+        return true;
+    };
+#if defined(__SSE2__)
+    // Sixty-four bytes at a time while far enough from the end: one mask of the bytes to stop
+    // at, taken bit by bit (a line's cells are short, so this saves a search per cell).
+    for (const char *block = p; !lineEnded; block += 64) {
+        if (m_end - block < 64) {
+            p = block;
+            break;
+        }
+        for (std::uint64_t mask = stopMask(block); mask != 0 && !lineEnded; mask &= mask - 1) {
+            if (!stop(block + std::countr_zero(mask)))
+                return false;
+        }
+    }
+#endif
+    while (!lineEnded) {
         p = skipPlain(p);
         if (p == m_end)
             break;
-        const auto c = static_cast<unsigned char>(*p);
-        if (c == static_cast<unsigned char>(m_separator)) {
-            endCell(p);
-            cellBegin = ++p;
-            continue;
-        }
-        if (c == '"')
+        if (!stop(p))
             return false;
-        if ((c >= 0x0A && c <= 0x0D) || (c >= 0x80 && lineBreakLength(p, m_end) > 0))
-            break;
-        ++p;
+        if (!lineEnded)
+            ++p;
     }
     endCell(p);
     m_p = p;
@@ -748,10 +796,19 @@ struct Survey {
     bool placeholder = false;
 };
 
+// The number of bits set in a block's mask, which is mostly 0 (quotes are rare).
+int bitCount(unsigned mask)
+{
+    int count = 0;
+    for (; mask != 0; mask &= mask - 1)
+        ++count;
+    return count;
+}
+
 // The survey of the bytes [begin, end) of the text, in one pass: sixteen bytes at a time, their
-// quotes counted together, while they are ASCII and hold no "[" (the placeholder's first
-// character); byte by byte to the end of a block that does. An occurrence of the placeholder
-// that starts in the range counts, wherever it ends.
+// quotes counted together, stopping only at non-ASCII bytes (a character to check) and at "["
+// (where the placeholder's text may start). An occurrence of the placeholder that starts in the
+// range counts, wherever it ends.
 Survey surveyRange(std::string_view text, std::size_t begin, std::size_t end, std::string_view placeholder)
 {
     Survey result;
@@ -760,41 +817,51 @@ Survey surveyRange(std::string_view text, std::size_t begin, std::size_t end, st
     const auto placeholderAt = [&](std::size_t at) {
         return text.size() - at >= placeholder.size() && std::memcmp(text.data() + at, placeholder.data(), placeholder.size()) == 0;
     };
-    std::size_t i = begin;
-    while (i < end) {
-#if defined(__SSE2__)
-        const __m128i quoteBytes = _mm_set1_epi8('"');
-        const __m128i firstBytes = _mm_set1_epi8(first);
-        while (end - i >= 16) {
-            const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + i));
-            const auto special = static_cast<unsigned>(_mm_movemask_epi8(bytes))
-                | static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, firstBytes)));
-            if (special != 0)
-                break;
-            result.quotes += static_cast<std::size_t>(
-                std::popcount(static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, quoteBytes)))));
-            i += 16;
+    // The byte at i, which is not a quote: a character to check, or "[" to look at.
+    const auto special = [&](std::size_t &i) {
+        if (s[i] < 0x80) {
+            if (s[i] == static_cast<unsigned char>(first) && !result.placeholder && placeholderAt(i))
+                result.placeholder = true;
+            ++i;
+            return true;
         }
-        const std::size_t stop = std::min(end, i + 16);
-#else
-        const std::size_t stop = end;
+        const int length = utf8CharacterLength(s, i, end);
+        i += static_cast<std::size_t>(length);
+        return length != 0;
+    };
+    std::size_t i = begin;
+#if defined(__SSE2__)
+    const __m128i quoteBytes = _mm_set1_epi8('"');
+    const __m128i firstBytes = _mm_set1_epi8(first);
+    while (end - i >= 16) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + i));
+        const auto stops = static_cast<unsigned>(_mm_movemask_epi8(bytes))
+            | static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, firstBytes)));
+        const auto quotes = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, quoteBytes)));
+        if (stops == 0) {
+            result.quotes += static_cast<std::size_t>(bitCount(quotes));
+            i += 16;
+            continue;
+        }
+        // The quotes before the first stop, then the stop; the next block starts after it.
+        const int at = std::countr_zero(stops);
+        result.quotes += static_cast<std::size_t>(bitCount(quotes & ((1u << at) - 1)));
+        i += static_cast<std::size_t>(at);
+        if (!special(i)) {
+            result.valid = false;   // the text is refused: the rest does not matter
+            return result;
+        }
+    }
 #endif
-        while (i < stop) {
-            const unsigned char c = s[i];
-            if (c < 0x80) {
-                if (c == '"')
-                    ++result.quotes;
-                else if (c == static_cast<unsigned char>(first) && !result.placeholder && placeholderAt(i))
-                    result.placeholder = true;
-                ++i;
-                continue;
-            }
-            const int length = utf8CharacterLength(s, i, end);
-            if (length == 0) {
-                result.valid = false;   // the text is refused: the rest does not matter
-                return result;
-            }
-            i += static_cast<std::size_t>(length);
+    while (i < end) {
+        if (s[i] == '"') {
+            ++result.quotes;
+            ++i;
+        } else if (s[i] < 0x80 && s[i] != static_cast<unsigned char>(first)) {
+            ++i;
+        } else if (!special(i)) {
+            result.valid = false;
+            return result;
         }
     }
     return result;
