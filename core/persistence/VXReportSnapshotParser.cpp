@@ -684,6 +684,17 @@ void Part::growTable()
     table.swap(grown);
 }
 
+// Whether the cell holds nothing but zeros, points and commas (an empty cell included): a time
+// that reads as 0 with any decimal and grouping separators.
+bool isZeroTime(std::string_view cell)
+{
+    for (const char c : cell) {
+        if (c != '0' && c != '.' && c != ',')
+            return false;
+    }
+    return true;
+}
+
 // A line read and checked, waiting for its item and periods.
 struct LineNames {
     std::array<std::string_view, SlotCount> cells;
@@ -700,6 +711,11 @@ bool finishLine(const Header &header, Part &part, const LineNames &line)
         return false;
     }
     const auto addPeriod = [&](Slot beginSlot, Slot endSlot, std::uint32_t stream) {
+        // An export writes zeros into the columns of the stream a line is not about: once the
+        // formatter is settled, a begin that is only zeros and separators reads as 0 whatever
+        // the separators are, and the interval is refused without reading it.
+        if (!part.resetFormatter && part.formatter.isBuilt() && isZeroTime(line.cells[beginSlot]))
+            return false;
         double begin = 0.0;
         double end = 0.0;
         if (!part.formatter.intervalFromCells(line.cells[beginSlot], line.cells[endSlot], part.resetFormatter, &begin, &end))
@@ -825,9 +841,14 @@ Survey surveyRange(std::string_view text, std::size_t begin, std::size_t end, st
             ++i;
             return true;
         }
-        const int length = utf8CharacterLength(s, i, end);
-        i += static_cast<std::size_t>(length);
-        return length != 0;
+        // Text that is not ASCII comes in runs (a word, a title): checked in one go.
+        do {
+            const int length = utf8CharacterLength(s, i, end);
+            if (length == 0)
+                return false;
+            i += static_cast<std::size_t>(length);
+        } while (i < end && s[i] >= 0x80);
+        return true;
     };
     std::size_t i = begin;
 #if defined(__SSE2__)
