@@ -79,7 +79,9 @@ QColor separatorColor(int scheme)
 } // namespace
 
 struct VXReportView::Private {
-    QPointer<QScrollArea> scrollArea;
+    // The viewport of the enclosing scroll area, watched for resizes. Kept as a plain widget:
+    // it still sends events while its scroll area is being destroyed.
+    QPointer<QWidget> viewport;
     QPointer<QWidget> directionIndicator;
     QTimer deferredUpdate;
     // Reused for every channel so that a redraw allocates nothing per row.
@@ -97,6 +99,9 @@ struct VXReportView::Private {
     // The tracking areas as last registered.
     bool trackRows = false;
     bool trackChooser = false;
+
+    QString overlayMessage;
+    QString overlaySubtitle;
 
     // The top of the drawing in progress (a row below it gets a separator).
     qreal drawingTop = 0.0;
@@ -126,6 +131,13 @@ VXReportView::~VXReportView() = default;
 void VXReportView::setDelegate(VXReportViewDelegate *delegate)
 {
     m_delegate = delegate;
+}
+
+void VXReportView::setOverlayMessage(const QString &message, const QString &subtitle)
+{
+    d->overlayMessage = message;
+    d->overlaySubtitle = subtitle;
+    QWidget::update();
 }
 
 void VXReportView::setDirectionIndicator(QWidget *directionIndicator)
@@ -158,12 +170,13 @@ void VXReportView::update(QObject *sender)
 
     // Follow the viewport's size: a resize of the window rebuilds the view.
     QScrollArea *scrollArea = enclosingScrollArea(this);
-    if (scrollArea != d->scrollArea) {
-        if (d->scrollArea)
-            d->scrollArea->viewport()->removeEventFilter(this);
-        d->scrollArea = scrollArea;
-        if (scrollArea)
-            scrollArea->viewport()->installEventFilter(this);
+    QWidget *viewport = scrollArea ? scrollArea->viewport() : nullptr;
+    if (viewport != d->viewport) {
+        if (d->viewport)
+            d->viewport->removeEventFilter(this);
+        d->viewport = viewport;
+        if (viewport)
+            viewport->installEventFilter(this);
     }
 
     m_eventLogs.reset();
@@ -358,7 +371,20 @@ void VXReportView::drawReportInBounds(QPainter &painter, const QRectF &bounds, c
     };
 
     const std::size_t count = m_eventLogs ? m_eventLogs->size() : 0;
-    if (count == 1) {
+    if (count == 0 && includeText && !d->overlayMessage.isEmpty()) {
+        // Centred in the visible part of the rows' area: two lines, the subtitle smaller.
+        const QRectF area = rowsRect.intersected(visibleRect);
+        const qreal lineHeight = std::min<qreal>(40.0, std::floor(area.height() / 2.0));
+        const qreal top = area.top() + std::floor((area.height() - 2.0 * lineHeight) / 2.0);
+        static VXTextAttributes centred;
+        centred.alignment = Qt::AlignHCenter;
+        const QColor color = scheme == VXColorSchemeLight ? whiteColor(0.55) : whiteColor(0.6);
+        scaleToFitAndDrawInRect(d->overlayMessage, painter, QRectF(area.left() + 20.0, top, area.width() - 40.0, lineHeight),
+                                &centred, QFont::Bold, &color, 24.0);
+        scaleToFitAndDrawInRect(d->overlaySubtitle, painter,
+                                QRectF(area.left() + 20.0, top + lineHeight, area.width() - 40.0, lineHeight * 0.6),
+                                &centred, QFont::Normal, &color, 14.0);
+    } else if (count == 1) {
         drawRow(m_eventLogs->at(0), rowsRect);
     } else if (count > 1) {
         std::size_t applicationCount = 0;
@@ -827,7 +853,7 @@ void VXReportView::moveEvent(QMoveEvent *event)
 
 bool VXReportView::eventFilter(QObject *watched, QEvent *event)
 {
-    if (d->scrollArea && watched == d->scrollArea->viewport() && event->type() == QEvent::Resize)
+    if (watched == d->viewport && event->type() == QEvent::Resize)
         d->deferredUpdate.start();
     return QWidget::eventFilter(watched, event);
 }

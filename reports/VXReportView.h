@@ -65,6 +65,10 @@ public:
     void setDelegate(VXReportViewDelegate *delegate);
     VXReportViewDelegate *delegate() const { return m_delegate; }
 
+    // A message (with a subtitle under it) drawn over a report that has no rows to show, such as
+    // "No activity" for an empty range; an empty message draws nothing.
+    void setOverlayMessage(const QString &message, const QString &subtitle = QString());
+
     // A widget shown while a non-empty range is displayed and hidden otherwise (not owned).
     void setDirectionIndicator(QWidget *directionIndicator);
     QWidget *directionIndicator() const;
@@ -84,7 +88,8 @@ public:
     // for y-up coordinates sets up, is flipped back for the drawing).
     void drawFlippedAndSimplifiedReportInRect(QPainter &painter, const QRectF &rect, bool emboss);
 
-    // The entry of the first row drawn last whose rectangle contains the point; null when none.
+    // The entry of the first row of the last full drawing whose rectangle contains the point;
+    // null when none does.
     VXDictionaryRef eventLogAtLocation(QPointF location) const;
 
     // The context menu for a press at `location`: the delegate's menu for the entry under it, or

@@ -304,8 +304,25 @@ TEST_F(ReportViewRender, TheWidgetSizesItselfAndAnswersHitTestsForWhatItDrew)
     EXPECT_FALSE(report->eventLogs());
     EXPECT_TRUE(indicator.isHidden());
     EXPECT_EQ(report->height(), scrollArea.viewport()->height());
-    report->grab();
+    const auto marked = [&] {
+        const QImage image = report->grab().toImage();
+        int count = 0;
+        for (int y = 0; y < image.height() - 20; ++y)
+            for (int x = 0; x < image.width(); ++x)
+                count += image.pixel(x, y) != grey(0.1) ? 1 : 0;
+        return count;
+    };
+    EXPECT_EQ(marked(), 0) << "an empty report without a message is empty";
     EXPECT_TRUE(report->eventLogRects().empty());
+    report->setOverlayMessage(QStringLiteral("No Activity"), QStringLiteral("in this range"));
+    EXPECT_GT(marked(), 100);
+    // With rows to show the message is not drawn.
+    data.end = data.begin + 50.0;
+    report->update(&scrollArea);
+    report->setOverlayMessage(QString());
+    const int withoutMessage = marked();
+    report->setOverlayMessage(QStringLiteral("No Activity"), QStringLiteral("in this range"));
+    EXPECT_EQ(marked(), withoutMessage);
 }
 
 TEST_F(ReportViewRender, ASingleItemFillsTheViewLessTheChooserStrip)
