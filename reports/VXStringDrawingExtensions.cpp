@@ -115,9 +115,14 @@ QPixmap cached16Icon(const QString &self)
     }
     if (icon.isNull())
         return QPixmap();
-    const QPixmap pixmap = icon.pixmap(QSize(16, 16));
-    if (pixmap.isNull())
-        return pixmap;
+    // Always 16 by 16 points, the icon fitted and centred in them, at the screen's resolution.
+    const qreal dpr = qApp ? qApp->devicePixelRatio() : 1.0;
+    QPixmap pixmap(QSize(16, 16) * dpr);
+    pixmap.setDevicePixelRatio(dpr);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    icon.paint(&painter, QRect(0, 0, 16, 16));
+    painter.end();
     cache.insert(self, pixmap);
     return pixmap;
 }

@@ -9,6 +9,7 @@ wendle_add_test(NAME test_report_view
     view/VXReportGeometryTest.cpp
     view/VXReportViewRenderTest.cpp
     view/VXReportViewMouseTest.cpp
+    view/VXStringDrawingExtensionsTest.cpp
   LIBS Wendle::Reports Qt6::Widgets Qt6::Test
   LABELS unit)
 target_include_directories(test_report_view PRIVATE ${CMAKE_CURRENT_LIST_DIR}/view)
