@@ -232,15 +232,24 @@ const VXValue &taggedValue(std::uintptr_t tagged)
     return *reinterpret_cast<const VXValue *>(tagged & ~kTagMask);
 }
 
-// For every number in the layout, the layout index of the first equal number (its own index when
-// it is the first), stored at its index in `first`.
+// A number met while laying out: its bits, kind and place in the layout.
+struct NumberRecord {
+    std::uint64_t bits;
+    std::uint32_t index;
+    std::uint8_t kind;
+};
+
+// For every number equal to an earlier one, the layout index of the first one + 1, stored at its
+// own index in `duplicateOf` (the others are left 0: the event logs' reals are nearly all
+// distinct, and their places are not written at all).
 //
-// The event logs hold millions of reals, nearly all distinct, so one hash table over all of them
-// would miss the cache on almost every probe. Instead the numbers are spread by hash over
-// partitions small enough that each one's table stays in the cache, in layout order, so that the
-// first occurrence of a number is still met first within its partition.
-void firstOccurrences(const VXMappedTable<std::uintptr_t> &objects, std::size_t count, VXMappedTable<std::uint32_t> &first)
+// One hash table over millions of reals would miss the cache on almost every probe. Instead the
+// numbers are spread by hash over partitions small enough that each one's table stays in the
+// cache, in layout order, so that the first occurrence of a number is still met first within
+// its partition.
+void markDuplicates(const VXMappedTable<NumberRecord> &numbers, VXMappedTable<std::uint32_t> &duplicateOf)
 {
+    const std::size_t count = numbers.size();
     if (count == 0)
         return;
     constexpr std::size_t kPartitionTarget = 4096;
@@ -252,34 +261,19 @@ void firstOccurrences(const VXMappedTable<std::uintptr_t> &objects, std::size_t 
         return partitionBits == 0 ? 0 : static_cast<std::size_t>(h >> (64 - partitionBits));
     };
 
-    struct Record {
-        std::uint64_t bits;
-        std::uint32_t index;
-        std::uint8_t kind;
-    };
-    // Records in layout order first (each hashed once), then spread over the partitions.
-    VXMappedTable<Record> ordered(count);
     std::vector<std::size_t> starts(partitions + 1, 0);
-    std::size_t n = 0;
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-        const std::uintptr_t tagged = objects[i];
-        if ((tagged & kTagMask) != kTagNumber)
-            continue;
-        const VXValue &value = taggedValue(tagged);
-        ordered[n] = Record{numberBits(value), static_cast<std::uint32_t>(i), numberKind(value)};
-        ++starts[partitionOf(hashKey(ordered[n].kind, ordered[n].bits)) + 1];
-        ++n;
-    }
+    for (std::size_t i = 0; i < count; ++i)
+        ++starts[partitionOf(hashKey(numbers[i].kind, numbers[i].bits)) + 1];
     std::size_t largest = 0;
     for (std::size_t p = 0; p < partitions; ++p) {
         largest = std::max(largest, starts[p + 1]);
         starts[p + 1] += starts[p];
     }
-    VXMappedTable<Record> records(count);
+    VXMappedTable<NumberRecord> records(count);
     {
         std::vector<std::size_t> cursor(starts.begin(), starts.end() - 1);
         for (std::size_t i = 0; i < count; ++i) {
-            const Record &record = ordered[i];
+            const NumberRecord &record = numbers[i];
             records[cursor[partitionOf(hashKey(record.kind, record.bits))]++] = record;
         }
     }
@@ -290,21 +284,20 @@ void firstOccurrences(const VXMappedTable<std::uintptr_t> &objects, std::size_t 
     std::vector<std::uint32_t> table(tableSize);   // record position within the partition + 1
     const std::size_t mask = tableSize - 1;
     for (std::size_t p = 0; p < partitions; ++p) {
-        const Record *part = records.data() + starts[p];
+        const NumberRecord *part = records.data() + starts[p];
         const std::size_t size = starts[p + 1] - starts[p];
         std::fill(table.begin(), table.end(), 0);
         for (std::size_t r = 0; r < size; ++r) {
-            const Record &record = part[r];
+            const NumberRecord &record = part[r];
             for (std::size_t slot = hashKey(record.kind, record.bits) & mask;; slot = (slot + 1) & mask) {
                 const std::uint32_t stored = table[slot];
                 if (stored == 0) {
                     table[slot] = static_cast<std::uint32_t>(r + 1);
-                    first[record.index] = record.index;
                     break;
                 }
-                const Record &other = part[stored - 1];
+                const NumberRecord &other = part[stored - 1];
                 if (other.bits == record.bits && other.kind == record.kind) {
-                    first[record.index] = other.index;
+                    duplicateOf[record.index] = other.index + 1;
                     break;
                 }
             }
@@ -418,8 +411,7 @@ private:
         case VXValue::Type::Integer:
         case VXValue::Type::Real:
         case VXValue::Type::Date:
-            ++m_numberCount;
-            append(reinterpret_cast<std::uintptr_t>(&value) | kTagNumber, true);
+            appendNumber(value);
             return next;
         case VXValue::Type::String:
             return stringNumber(value.stringRef(), reinterpret_cast<std::uintptr_t>(&value) | kTagValue);
@@ -460,11 +452,10 @@ private:
             for (std::size_t i = 0; i < count && m_ok; ++i) {
                 const VXValue &item = items[i];
                 std::uint32_t child;
-                if (numberKind(item)) {
-                    // The event logs' millions of reals: no call and no switch.
+                if (item.isNumber() || item.isDate()) {
+                    // The event logs' millions of reals: no call.
                     child = static_cast<std::uint32_t>(m_objects.size());
-                    ++m_numberCount;
-                    append(reinterpret_cast<std::uintptr_t>(&item) | kTagNumber, true);
+                    appendNumber(item);
                 } else {
                     child = number(item, depth + 1);
                 }
@@ -501,6 +492,13 @@ private:
         return next;
     }
 
+    // A number takes a place and is noted, while it is at hand, for merging equal ones.
+    void appendNumber(const VXValue &value)
+    {
+        m_numbers.push_back(NumberRecord{numberBits(value), static_cast<std::uint32_t>(m_objects.size()), numberKind(value)});
+        append(reinterpret_cast<std::uintptr_t>(&value) | kTagNumber, true);
+    }
+
     void append(std::uintptr_t tagged, bool finished)
     {
         m_objects.push_back(tagged);
@@ -512,17 +510,14 @@ private:
     void uniqueNumbers()
     {
         const std::size_t count = m_objects.size();
-        VXMappedTable<std::uint32_t> final(count);
-        firstOccurrences(m_objects, m_numberCount, final);
+        VXMappedTable<std::uint32_t> final(count);   // duplicates' first + 1, then every final number
+        markDuplicates(m_numbers, final);
         std::uint32_t next = 0;
         for (std::size_t i = 0; i < count; ++i) {
-            if ((m_objects[i] & kTagMask) == kTagNumber) {
-                const std::uint32_t first = final[i];
-                if (first != i) {
-                    final[i] = final[first];   // already final: first < i
-                    m_objects[i] = 0;
-                    continue;
-                }
+            if (const std::uint32_t first = final[i]) {
+                final[i] = final[first - 1];   // already final: first - 1 < i
+                m_objects[i] = 0;
+                continue;
             }
             final[i] = next++;
         }
@@ -623,7 +618,7 @@ private:
     VXMappedTable<std::uintptr_t> m_objects;   // tagged objects in layout order; offsets once written
     std::vector<bool> m_finished;       // false while a container's contents are laid out
     VXMappedTable<std::uint32_t> m_refs;        // every container's references, in layout order
-    std::size_t m_numberCount = 0;      // places taken by numbers
+    VXMappedTable<NumberRecord> m_numbers;   // every number's place, in layout order
     std::size_t m_objectCount = 0;      // objects once equal numbers are merged
     ObjectNumberMap m_containers;       // containers laid out, by address
     QHash<QString, std::uint32_t> m_strings;   // layout index + 1
