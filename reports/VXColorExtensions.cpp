@@ -1,5 +1,6 @@
 #include "VXColorExtensions.h"
 
+#include "VXMainController.h"
 #include "VXUserDefaults.h"
 
 #include <QGuiApplication>
@@ -8,7 +9,7 @@
 int currentColorScheme()
 {
     const VXUserDefaults *defaults = VXUserDefaults::standard();
-    return defaults ? int(defaults->integerForKey(kColorSchemeKey)) : VXColorSchemeOriginal;
+    return defaults ? int(defaults->integerForKey(VXColorSchemeKey)) : VXColorSchemeOriginal;
 }
 
 QColor alternateSelectedControlColor()

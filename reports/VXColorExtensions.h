@@ -8,15 +8,14 @@
 
 #include <array>
 
-// 0 "Original", 2 "Light", 3 "Dark" (the values the View menu stores); 1 is never stored by the
-// menu and draws like "Original" without the rows' shading.
-inline const QString kColorSchemeKey = QStringLiteral("Color Scheme");
 // Three numbers (red, green, blue, 0..1) for the active pie colour of the "Original" scheme.
 inline const QString kPieColorComponentsKey = QStringLiteral("Pie Color Components");
 
+// The values of VXColorSchemeKey: 0 "Original", 2 "Light", 3 "Dark" (what the View menu stores);
+// 1 is never stored by the menu and draws like "Original" without the rows' shading.
 enum VXColorScheme : int { VXColorSchemeOriginal = 0, VXColorSchemeUnshaded = 1, VXColorSchemeLight = 2, VXColorSchemeDark = 3 };
 
-// The stored "Color Scheme" (0 without a settings store).
+// The stored colour scheme, VXColorSchemeKey (0 without a settings store).
 int currentColorScheme();
 
 // The highlight of a selected control: a light tint of the desktop theme's highlight colour.

@@ -227,7 +227,7 @@ TEST(ReportGeometry, PercentagesAreTruncatedAndTextsFollowTheShownActivities)
     EXPECT_EQ(percentage(1800.0, 1000.0), 180u);
     EXPECT_EQ(percentage(10.0, 0.0), 0u);
 
-    defaults().setBool(false, QStringLiteral("Express Time Intervals As Days"));
+    defaults().setBool(false, kExpressTimeIntervalsAsDaysKey);
     EXPECT_EQ(rowText(0.0, 3600.0, 7200.0, true, true, true), QStringLiteral("Foreground: - (0%) - Total: 1:00:00 (50%)"));
     EXPECT_EQ(rowText(5.0, 3600.0, 7200.0, true, true, false), QStringLiteral("Foreground: 0:05 (Total: 1:00:00)"));
     EXPECT_EQ(rowText(5.0, 3600.0, 7200.0, false, true, true), QStringLiteral("Total: 1:00:00 (50%)"));

@@ -50,15 +50,15 @@ void sampleDay(TestDelegate &delegate)
         delegate.items.push_back(item(name, dayLog(random, std::min(1.0, share * 2)), dayLog(random, share), path, type));
     };
     add(QStringLiteral("Editor"), QStringLiteral("/usr/bin/editor"), QString(), 0.6);
-    add(QStringLiteral("notes.txt"), QStringLiteral("_Window"), QString(), 0.4);
-    add(QStringLiteral("report.tex"), QStringLiteral("_Window"), QString(), 0.3);
+    add(QStringLiteral("notes.txt"), VXWindowPathMarker, QString(), 0.4);
+    add(QStringLiteral("report.tex"), VXWindowPathMarker, QString(), 0.3);
     add(QStringLiteral("Mail"), QStringLiteral("/usr/bin/mail"), QString(), 0.3);
-    add(QStringLiteral("Inbox"), QStringLiteral("_Window"), QString(), 0.25);
+    add(QStringLiteral("Inbox"), VXWindowPathMarker, QString(), 0.25);
     add(QStringLiteral("Browser"), QStringLiteral("/usr/bin/browser"), QString(), 0.35);
-    add(QStringLiteral("Work"), QStringLiteral("_Pool"), QString(), 0.7);
-    add(QStringLiteral("Editor"), QString(), QStringLiteral("Pool Item"), 0.5);
-    add(QStringLiteral("Mail"), QString(), QStringLiteral("Pool Item"), 0.3);
-    add(QStringLiteral("Play"), QStringLiteral("_Pool"), QString(), 0.2);
+    add(QStringLiteral("Work"), VXPoolPathMarker, QString(), 0.7);
+    add(QStringLiteral("Editor"), QString(), VXPoolItemType, 0.5);
+    add(QStringLiteral("Mail"), QString(), VXPoolItemType, 0.3);
+    add(QStringLiteral("Play"), VXPoolPathMarker, QString(), 0.2);
     delegate.first = kBase + 8 * 3600.0;
     delegate.last = kBase + 18 * 3600.0;
     delegate.begin = kBase + 9 * 3600.0;
@@ -112,7 +112,7 @@ int main(int argc, char **argv)
     QTemporaryDir settingsFolder;
     VXUserDefaults settings(QStringLiteral("com.brasswing.WendleClient.Screenshots"), settingsFolder.path());
     VXUserDefaults::setStandard(&settings);
-    settings.setBool(true, QStringLiteral("Header Translucency"));
+    settings.setBool(true, VXDefaultsKey::kHeaderTranslucency);
     settings.setBool(true, VXReportViewKey::kShowTimeAtMouseLocation);
     settings.setBool(true, VXReportViewKey::kIndicatorLineTracksMouse);
     settings.setBool(true, VXReportViewKey::kReportsShowPercentages);
@@ -137,7 +137,7 @@ int main(int argc, char **argv)
         const char *name;
     } schemes[] = {{VXColorSchemeOriginal, "original"}, {VXColorSchemeLight, "light"}, {VXColorSchemeDark, "dark"}};
     for (const auto &scheme : schemes) {
-        settings.setInteger(scheme.scheme, kColorSchemeKey);
+        settings.setInteger(scheme.scheme, VXColorSchemeKey);
         for (int format : {0, 1}) {
             delegate.format = format;
             view->update(&window);
@@ -155,7 +155,7 @@ int main(int argc, char **argv)
     }
 
     // The taskbar icon's rendering at a device pixel ratio of 2, in the original scheme.
-    settings.setInteger(VXColorSchemeOriginal, kColorSchemeKey);
+    settings.setInteger(VXColorSchemeOriginal, VXColorSchemeKey);
     delegate.format = 0;
     view->update(&window);
     QImage icon(128, 128, QImage::Format_ARGB32_Premultiplied);

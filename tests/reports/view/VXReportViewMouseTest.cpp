@@ -114,7 +114,7 @@ TEST_F(ReportViewMouse, DraggingOverTheRowsSelectsARangeAndZoomsToIt)
 TEST_F(ReportViewMouse, TimePortionsAreDrawnInNaturalTimeWhileSelecting)
 {
     delegate.format = 1;
-    defaults().setInteger(1, QStringLiteral("Color Scheme"));
+    defaults().setInteger(1, VXColorSchemeKey);
     // Foreground from 3 000 to 3 500 of the shown 2 000..4 000, total all along: in time portions
     // a bar of 500 / 2 000 of the width from the left edge (0..150), in natural time 300..375.
     delegate.items = {item(QStringLiteral("Editor"), eventLog({{0, 10000}}), eventLog({{3000, 3500}}))};
@@ -132,7 +132,7 @@ TEST_F(ReportViewMouse, TimePortionsAreDrawnInNaturalTimeWhileSelecting)
     release(QPointF(590, 300));
     EXPECT_TRUE(frontAt(50));
     EXPECT_FALSE(frontAt(320));
-    defaults().removeObjectForKey(QStringLiteral("Color Scheme"));
+    defaults().removeObjectForKey(VXColorSchemeKey);
 }
 
 TEST_F(ReportViewMouse, DraggingTheChooserEdgesAndMiddle)

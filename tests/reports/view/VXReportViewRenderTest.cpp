@@ -24,14 +24,14 @@ class ReportViewRender : public ::testing::Test
 protected:
     void SetUp() override
     {
-        defaults().setInteger(VXColorSchemeUnshaded, kColorSchemeKey);
+        defaults().setInteger(VXColorSchemeUnshaded, VXColorSchemeKey);
         defaults().setBool(false, VXDefaultsKey::kHeaderTranslucency);
         view.setDelegate(&delegate);
         delegate.view = &view;
     }
     void TearDown() override
     {
-        defaults().removeObjectForKey(kColorSchemeKey);
+        defaults().removeObjectForKey(VXColorSchemeKey);
         defaults().removeObjectForKey(VXDefaultsKey::kHeaderTranslucency);
     }
 
@@ -83,7 +83,7 @@ TEST_F(ReportViewRender, SchemesColourTheBackgroundChannelsAndShading)
 {
     delegate.items = {item(QStringLiteral("Editor"), eventLog({{0, 500}}), eventLog({{0, 250}}))};
 
-    defaults().setInteger(VXColorSchemeLight, kColorSchemeKey);
+    defaults().setInteger(VXColorSchemeLight, VXColorSchemeKey);
     QImage light = render(999, 40);
     // White background; the total channel at 0.95 under the light shading (white at 0.6..0.5).
     EXPECT_EQ(light.pixel(800, 20), grey(1.0));
@@ -96,7 +96,7 @@ TEST_F(ReportViewRender, SchemesColourTheBackgroundChannelsAndShading)
     EXPECT_NE(lightFront, lightTotal);
     EXPECT_GE(qBlue(lightFront), qBlue(selectedControlColor().rgb()) - 1);
 
-    defaults().setInteger(VXColorSchemeOriginal, kColorSchemeKey);
+    defaults().setInteger(VXColorSchemeOriginal, VXColorSchemeKey);
     QImage original = render(999, 40);
     // Near-black background; black shading darkens the rows, more at the bottom than at the top.
     EXPECT_LT(qRed(original.pixel(800, 20)), qRed(grey(0.1)));
@@ -104,7 +104,7 @@ TEST_F(ReportViewRender, SchemesColourTheBackgroundChannelsAndShading)
     EXPECT_LT(qRed(original.pixel(100, 20)), qRed(pieColor()));
     EXPECT_GT(qRed(original.pixel(100, 20)), qGreen(original.pixel(100, 20))) << "still the pie colour's hue";
 
-    defaults().setInteger(VXColorSchemeDark, kColorSchemeKey);
+    defaults().setInteger(VXColorSchemeDark, VXColorSchemeKey);
     QImage dark = render(999, 40);
     // The dark scheme draws foreground in the theme's highlight colour.
     const QColor highlight = alternateSelectedControlColor();
@@ -189,7 +189,7 @@ TEST_F(ReportViewRender, FlippedRenderingStaysUprightForYUpPainters)
 
 TEST_F(ReportViewRender, HeadersArePinnedPushedAndShadowed)
 {
-    defaults().setInteger(VXColorSchemeOriginal, kColorSchemeKey);
+    defaults().setInteger(VXColorSchemeOriginal, VXColorSchemeKey);
     // Two applications and two pools, all in front all the time: rows are purple, headers grey.
     for (const char *name : {"Editor", "Mail"})
         delegate.items.push_back(item(QString::fromLatin1(name), VXArrayRef(), eventLog({{0, 1000}})));

@@ -6,6 +6,9 @@
 
 #include "VXConfigurationKeys.h"
 #include "VXEventLogDictionaryExtensions.h"
+#include "VXMainController.h"
+#include "VXRegisteredDefaults.h"
+#include "VXStringExtensions.h"
 #include "VXReportView.h"
 #include "VXReportViewDelegate.h"
 #include "VXUserDefaults.h"

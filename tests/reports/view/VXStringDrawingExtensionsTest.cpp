@@ -107,22 +107,22 @@ TEST(StringDrawing, LabelsAreCentredCutAtTheirTailAndWhiteByDefault)
 
 TEST(StringDrawing, ItemIconsAreSixteenPointsCachedAndFadedWhenInactive)
 {
-    const QPixmap window = cached16Icon(QStringLiteral("_Window"));
+    const QPixmap window = cached16Icon(VXWindowPathMarker);
     ASSERT_FALSE(window.isNull());
     EXPECT_EQ(window.deviceIndependentSize().toSize(), QSize(16, 16));
-    EXPECT_EQ(cached16Icon(QStringLiteral("_Window")).cacheKey(), window.cacheKey()) << "made once";
-    EXPECT_FALSE(cached16Icon(QStringLiteral("_Pool")).isNull());
+    EXPECT_EQ(cached16Icon(VXWindowPathMarker).cacheKey(), window.cacheKey()) << "made once";
+    EXPECT_FALSE(cached16Icon(VXPoolPathMarker).isNull());
 
     QTemporaryFile file;
     ASSERT_TRUE(file.open());
     EXPECT_FALSE(cached16Icon(file.fileName()).isNull()) << "a file's icon";
     EXPECT_TRUE(cached16Icon(QStringLiteral("/nonexistent/wendle/app")).isNull());
 
-    const QPixmap active = activeCached16Icon(QStringLiteral("_Window"), true);
-    const QPixmap inactive = activeCached16Icon(QStringLiteral("_Window"), false);
+    const QPixmap active = activeCached16Icon(VXWindowPathMarker, true);
+    const QPixmap inactive = activeCached16Icon(VXWindowPathMarker, false);
     EXPECT_EQ(active.cacheKey(), window.cacheKey());
     ASSERT_FALSE(inactive.isNull());
-    EXPECT_EQ(activeCached16Icon(QStringLiteral("_Window"), false).cacheKey(), inactive.cacheKey());
+    EXPECT_EQ(activeCached16Icon(VXWindowPathMarker, false).cacheKey(), inactive.cacheKey());
     const QImage a = active.toImage().convertToFormat(QImage::Format_ARGB32);
     const QImage b = inactive.toImage().convertToFormat(QImage::Format_ARGB32);
     ASSERT_EQ(a.size(), b.size());
