@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <exception>
 #include <limits>
 
 namespace {
@@ -158,12 +157,5 @@ void VXEventLoopScheduler::timerEvent(QTimerEvent *event)
 
     // Nothing of the scheduler is touched after the call: it may cancel, schedule, run a nested
     // event loop or even destroy the scheduler.
-    try {
-        entry.call();
-    } catch (const std::exception &exception) {
-        qCWarning(lcFoundation).noquote() << QStringLiteral("delayed call \"%1\" failed: %2")
-                                                 .arg(entry.operation, QString::fromLocal8Bit(exception.what()));
-    } catch (...) {
-        qCWarning(lcFoundation).noquote() << QStringLiteral("delayed call \"%1\" failed").arg(entry.operation);
-    }
+    VXRunDelayedCall(entry.operation, entry.call);
 }

@@ -26,3 +26,7 @@ public:
     virtual void cancelAll(Target target) = 0;
     virtual bool isPending(Target target, const QString &operation) const = 0;
 };
+
+// Runs one due call for a scheduler. A call that throws is logged with its operation and
+// dropped, so that one faulty call never ends the run loop or the chains of the others.
+void VXRunDelayedCall(const QString &operation, const std::function<void()> &call);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <exception>
 #include <limits>
 
 namespace {
@@ -132,14 +131,7 @@ int VXVirtualScheduler::fire(double until, int maxCalls)
         m_entries.erase(first);
         ++fired;
         ++m_fired;
-        try {
-            entry.call();
-        } catch (const std::exception &exception) {
-            qCWarning(lcFoundation).noquote() << QStringLiteral("delayed call \"%1\" failed: %2")
-                                                     .arg(entry.operation, QString::fromLocal8Bit(exception.what()));
-        } catch (...) {
-            qCWarning(lcFoundation).noquote() << QStringLiteral("delayed call \"%1\" failed").arg(entry.operation);
-        }
+        VXRunDelayedCall(entry.operation, entry.call);
     }
     m_firing = false;
     return fired;
