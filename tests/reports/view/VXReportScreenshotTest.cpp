@@ -71,6 +71,7 @@ TEST(ReportViewScreenshots, EachColourSchemeOnARealDisplay)
     ASSERT_EQ(tool.exitCode(), 0) << errors.constData();
     const QStringList written = QString::fromLocal8Bit(tool.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
     EXPECT_EQ(written.size(), 7);
+    EXPECT_TRUE(written.contains(QDir(folder).filePath(QStringLiteral("report-light.png"))));
     std::cout << "Report screenshots in " << folder.toStdString() << std::endl;
 
     for (const char *name : {"original", "light", "dark"}) {
@@ -102,4 +103,20 @@ TEST(ReportViewScreenshots, EachColourSchemeOnARealDisplay)
     ASSERT_FALSE(icon.isNull());
     EXPECT_EQ(icon.size(), QSize(128, 128));
     EXPECT_GT(census(icon).purple, 0);
+
+    // A window on a display scaled by 2: twice the pixels per point, the same colours.
+    QProcess scaled;
+    environment.insert(QStringLiteral("QT_SCALE_FACTOR"), QStringLiteral("2"));
+    scaled.setProcessEnvironment(environment);
+    scaled.start(QStringLiteral(WENDLE_REPORT_SCREENSHOT_TOOL), {folder, QStringLiteral("@2x")});
+    ASSERT_TRUE(scaled.waitForStarted(10000));
+    ASSERT_TRUE(scaled.waitForFinished(120000));
+    ASSERT_EQ(scaled.exitCode(), 0) << scaled.readAllStandardError().constData();
+    const QImage original2x(QDir(folder).filePath(QStringLiteral("report-original@2x.png")));
+    ASSERT_FALSE(original2x.isNull());
+    EXPECT_EQ(original2x.size(), QSize(1240, 960));
+    const Census c = census(original2x);
+    const int total = (original2x.width() / 2) * (original2x.height() / 2);
+    EXPECT_GT(c.neutralDark, total / 10);
+    EXPECT_GT(c.purple, total / 50);
 }

@@ -1,8 +1,10 @@
 // Draws a sample day's report in a window for each colour scheme and writes what the display
 // shows to PNG files in the folder given as the first argument: a report window with a read-out
 // under the mouse (Original, Light, Dark), the same as time portions, and the small rendering of
-// the taskbar icon at a device pixel ratio of 2. Prints each file's path. Run by the gui test
-// under a private X server; with QT_QPA_PLATFORM=offscreen it draws the widget itself instead.
+// the taskbar icon at a device pixel ratio of 2. An optional second argument is appended to the
+// names (the gui test runs it again with QT_SCALE_FACTOR=2 and "@2x"). Prints each file's path.
+// Run by the gui test under a private X server; with QT_QPA_PLATFORM=offscreen it draws the
+// widget itself instead.
 
 #include "VXColorExtensions.h"
 #include "VXReportView.h"
@@ -108,6 +110,7 @@ int main(int argc, char **argv)
         return 2;
     }
     const QString folder = QString::fromLocal8Bit(argv[1]);
+    const QString nameSuffix = argc > 2 ? QString::fromLocal8Bit(argv[2]) : QString();
     QDir().mkpath(folder);
     QTemporaryDir settingsFolder;
     VXUserDefaults settings(QStringLiteral("com.brasswing.WendleClient.Screenshots"), settingsFolder.path());
@@ -123,7 +126,8 @@ int main(int argc, char **argv)
     QScrollArea window;
     window.setWindowTitle(QStringLiteral("Report"));
     window.setFrameShape(QFrame::NoFrame);
-    window.resize(900, 560);
+    // Scaled by 2 the window must still fit the test display (1280 x 1024 pixels).
+    window.resize(nameSuffix.isEmpty() ? QSize(900, 560) : QSize(620, 480));
     auto *view = new VXReportView;
     window.setWidget(view);
     delegate.view = view;
@@ -148,8 +152,8 @@ int main(int argc, char **argv)
             view->repaint();
             settle(150);
             ok = save(capture(window), folder,
-                      QStringLiteral("report-%1%2.png")
-                          .arg(QLatin1String(scheme.name), format ? QStringLiteral("-portions") : QString()))
+                      QStringLiteral("report-%1%2%3.png")
+                          .arg(QLatin1String(scheme.name), format ? QStringLiteral("-portions") : QString(), nameSuffix))
                 && ok;
         }
     }
