@@ -18,8 +18,13 @@ VXReportMenuAdapter::~VXReportMenuAdapter()
 VXReportMenuAdapter &VXReportMenuAdapter::attachedTo(QMenu *menu)
 {
     auto *adapter = new VXReportMenuAdapter(menu);
-    if (menu)
-        QObject::connect(menu, &QObject::destroyed, [adapter] { delete adapter; });
+    if (menu) {
+        // The menu is half destroyed when it says so: let go of it without touching it.
+        QObject::connect(menu, &QObject::destroyed, [adapter] {
+            adapter->m_menu.clear();
+            delete adapter;
+        });
+    }
     return *adapter;
 }
 

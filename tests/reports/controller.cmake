@@ -12,7 +12,8 @@ wendle_add_test(NAME test_report_controller
 target_include_directories(test_report_controller PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/controller
   ${PROJECT_SOURCE_DIR}/tests/controller/support)
-set_tests_properties(test_report_controller PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+set_tests_properties(test_report_controller PROPERTIES ENVIRONMENT
+  "QT_QPA_PLATFORM=offscreen;LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_LIST_DIR}/controller/lsan.supp")
 
 if(TARGET wendle_x11_test_rig)
   wendle_add_test(NAME test_report_controller_gui
@@ -23,4 +24,6 @@ if(TARGET wendle_x11_test_rig)
     ${CMAKE_CURRENT_LIST_DIR}/controller
     ${PROJECT_SOURCE_DIR}/tests/controller/support)
   target_compile_definitions(test_report_controller_gui PRIVATE WENDLE_SCREENSHOT_DIR="${CMAKE_BINARY_DIR}/screenshots")
+  set_tests_properties(test_report_controller_gui PROPERTIES ENVIRONMENT
+    "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_LIST_DIR}/controller/lsan.supp")
 endif()

@@ -5,6 +5,7 @@
 #include "VXReportControllerTestSupport.h"
 
 #include "VXChameleonDatePicker.h"
+#include "VXFullscreenReportWindow.h"
 #include "VXLiveReportNotification.h"
 #include "VXMainController.h"
 #include "VXReportBottomBar.h"
@@ -17,6 +18,7 @@
 #include <QCheckBox>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPainter>
 #include <QScreen>
 #include <QTest>
 #include <QToolButton>
@@ -593,4 +595,86 @@ TEST(ChameleonDatePickerTest, TheDisabledTextIsTheEnabledTextDarkened)
     const QColor enabledText = QApplication::palette(&picker).color(QPalette::Active, QPalette::WindowText);
     EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Text), VXChameleonDatePicker::disabledTextColor(enabledText));
     EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Base).alpha(), 0);
+}
+
+namespace {
+
+// Offers a context menu for entries of one application only.
+class ContextMenuSource : public FakeDataSource
+{
+public:
+    bool contextMenuForEventLog(const VXDictionary &eventLog, const VXReportClient &report, VXReportMenu &menu) override
+    {
+        if (eventLog.value(u"Name"_s).toString() != u"Editor"_s)
+            return false;
+        menu.addItem(u"Reset Timer of "_s + report.uniqueID(), 4, [this] { ++resets; });
+        menu.addSeparator();
+        VXReportMenu &more = menu.addSubmenu(u"More"_s);
+        more.addHeading(u"Nothing else"_s);
+        return true;
+    }
+    int resets = 0;
+};
+
+} // namespace
+
+TEST_F(ReportControllerTest, ContextMenusComeFromTheDataSourceWhenItOffersOne)
+{
+    ContextMenuSource menus;
+    menus.first = kFirst;
+    menus.last = kLast;
+    auto controller = VXReportController::reportControllerWithUniqueID(u"Day"_s, &menus, settings.defaults.get());
+    const VXDictionaryRef editor = applicationEntry(u"Editor"_s, {}, {}, kFirst, kLast);
+    const VXDictionaryRef terminal = applicationEntry(u"Terminal"_s, {}, {}, kFirst, kLast);
+
+    std::unique_ptr<QMenu> menu = controller->contextMenuForEventLog(editor);
+    ASSERT_NE(menu, nullptr);
+    const QList<QAction *> actions = menu->actions();
+    ASSERT_EQ(actions.size(), 3);
+    EXPECT_EQ(actions[0]->text(), u"Reset Timer of Day"_s);
+    EXPECT_TRUE(actions[1]->isSeparator());
+    ASSERT_NE(actions[2]->menu(), nullptr);
+    EXPECT_FALSE(actions[2]->menu()->actions().value(0)->isEnabled());
+    actions[0]->trigger();
+    EXPECT_EQ(menus.resets, 1);
+
+    EXPECT_EQ(controller->contextMenuForEventLog(terminal), nullptr);
+    EXPECT_EQ(controller->contextMenuForEventLog(VXDictionaryRef()), nullptr);
+    // A data source without context menus offers none.
+    EXPECT_EQ(makeController(u"Plain"_s)->contextMenuForEventLog(editor), nullptr);
+}
+
+TEST(FullscreenReportWindowTest, DrawsItsImageScaledOverWhateverWasThere)
+{
+    application();
+    VXFullscreenReportWindow window;
+    EXPECT_TRUE(window.windowFlags().testFlag(Qt::WindowStaysOnBottomHint));
+    EXPECT_TRUE(window.windowFlags().testFlag(Qt::FramelessWindowHint));
+    window.fitToScreen();
+    EXPECT_EQ(window.geometry(), QGuiApplication::primaryScreen()->availableGeometry());
+
+    QImage picture(2, 1, QImage::Format_ARGB32);
+    picture.setPixel(0, 0, qRgba(255, 0, 0, 128));
+    picture.setPixel(1, 0, qRgba(0, 0, 255, 255));
+    window.setImage(picture);
+    EXPECT_EQ(window.image().cacheKey(), picture.cacheKey());
+
+    // Copy compositing: the half-transparent red replaces the green below instead of mixing.
+    QImage canvas(40, 10, QImage::Format_ARGB32);
+    canvas.fill(Qt::green);
+    {
+        QPainter painter(&canvas);
+        VXFullscreenReportWindow::drawOverlayInBounds(painter, QRectF(0, 0, 40, 10), &window, &window);
+    }
+    EXPECT_EQ(canvas.pixel(5, 5), qRgba(255, 0, 0, 128));
+    EXPECT_EQ(canvas.pixel(35, 5), qRgba(0, 0, 255, 255));
+
+    // Without an image nothing is drawn.
+    VXFullscreenReportWindow empty;
+    canvas.fill(Qt::green);
+    {
+        QPainter painter(&canvas);
+        VXFullscreenReportWindow::drawOverlayInBounds(painter, QRectF(0, 0, 40, 10), &empty, &empty);
+    }
+    EXPECT_EQ(canvas.pixel(5, 5), QColor(Qt::green).rgba());
 }
