@@ -754,12 +754,23 @@ void readLines(Scanner &scanner, const Header &header, Part &part, bool untilFir
         // Room for a period per short line, so that the list is not copied as it grows.
         part.periods.reserve(part.periods.size() + static_cast<std::size_t>(scanner.end() - scanner.position()) / 40);
     }
-    std::array<LineNames, 2> lines;
-    std::size_t current = 0;
-    LineNames *pending = nullptr;
+    // Lookups under way: the lines read but not yet finished, oldest first, in a ring.
+    constexpr std::size_t kAhead = 3;
+    std::array<LineNames, kAhead + 1> lines;
+    std::size_t oldest = 0;
+    std::size_t pending = 0;
+    const auto finishOldest = [&] {
+        const LineNames &line = lines[oldest];
+        oldest = (oldest + 1) % lines.size();
+        --pending;
+        return finishLine(header, part, line);
+    };
     const auto finishPending = [&] {
-        LineNames *line = std::exchange(pending, nullptr);
-        return !line || finishLine(header, part, *line);
+        while (pending > 0) {
+            if (!finishOldest())
+                return false;
+        }
+        return true;
     };
     while (!scanner.atEnd()) {
         if (untilFirstInterval && !part.resetFormatter)
@@ -768,7 +779,7 @@ void readLines(Scanner &scanner, const Header &header, Part &part, bool untilFir
         if (scanner.atEnd())
             break;
         const char *lineBegin = scanner.position();
-        LineNames &line = lines[current];
+        LineNames &line = lines[(oldest + pending) % lines.size()];
         const std::size_t columns = scanner.readLine(header.kept, line.cells);
         if (columns != header.columnCount) {
             if (!finishPending())
@@ -790,15 +801,14 @@ void readLines(Scanner &scanner, const Header &header, Part &part, bool untilFir
             continue;
         line.hash = Part::makeKey(line.key, pool, application, window);
         part.prefetch(line.hash);
-        if (!finishPending())
-            return;
         if (untilFirstInterval || part.resetFormatter || !scanner.lastLineWasPlain()) {
-            if (!finishLine(header, part, line))
+            if (!finishPending() || !finishLine(header, part, line))
                 return;
             continue;
         }
-        pending = &line;
-        current ^= 1;
+        if (pending == kAhead && !finishOldest())
+            return;
+        ++pending;   // the line's slot is the one after the pending ones
     }
     finishPending();
 }
