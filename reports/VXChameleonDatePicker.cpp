@@ -96,7 +96,10 @@ QSize VXChameleonDatePicker::fittingSize() const
 void VXChameleonDatePicker::sizeToFit()
 {
     const QRect before = geometry();
-    resize(fittingSize());
+    // Kept on the same middle line, so that the text stays level with its check box's title
+    // whichever look the picker has.
+    const QSize fitted = fittingSize();
+    setGeometry(before.x(), before.y() + (before.height() - fitted.height()) / 2, fitted.width(), fitted.height());
     const QRect after = geometry();
     if (after == before || m_tag != 1)
         return;

@@ -42,12 +42,23 @@ struct Scheme {
 };
 constexpr Scheme kSchemes[] = {{u"original", 0}, {u"light", 2}, {u"dark", 3}};
 
+// The drawing runs twice: at the display's own scale and at a device pixel ratio of 2.
+const char *const kScaleVariable = "WENDLE_REPORT_SCREENSHOT_SCALE";
+constexpr const char16_t *kScaleSuffixes[] = {u"", u"@2x"};
+
+QString fileName(const QString &folder, const QString &kind, const char16_t *scheme, const QString &suffix)
+{
+    return folder + u"/report-"_s + kind + u'-' + QString::fromUtf16(scheme) + suffix + u".png"_s;
+}
+
 QStringList expectedFiles(const QString &folder)
 {
     QStringList files;
-    for (const Scheme &scheme : kSchemes) {
-        files << folder + u"/report-live-"_s + QString::fromUtf16(scheme.name) + u".png"_s;
-        files << folder + u"/report-snapshot-"_s + QString::fromUtf16(scheme.name) + u".png"_s;
+    for (const char16_t *suffix : kScaleSuffixes) {
+        for (const Scheme &scheme : kSchemes) {
+            files << fileName(folder, u"live"_s, scheme.name, QString::fromUtf16(suffix));
+            files << fileName(folder, u"snapshot"_s, scheme.name, QString::fromUtf16(suffix));
+        }
     }
     return files;
 }
@@ -85,6 +96,11 @@ TEST(ReportScreenshotWindows, DrawLiveAndSnapshotReports)
     const QString folder = qEnvironmentVariable(kOutputVariable);
     if (folder.isEmpty())
         GTEST_SKIP() << "draws on the X server that ReportScreenshots.* starts";
+    const bool doubled = qEnvironmentVariable(kScaleVariable) == u"2"_s;
+    const QString suffix = QString::fromUtf16(kScaleSuffixes[doubled ? 1 : 0]);
+    // Logical sizes: at twice the pixels both windows must still fit the 1280 by 1024 screen.
+    const QRect liveFrame = doubled ? QRect(10, 10, 600, 360) : QRect(40, 40, 900, 560);
+    const QRect snapshotFrame = doubled ? QRect(20, 130, 600, 360) : QRect(120, 120, 900, 560);
     application();
     PrivateSettings settings;
     vxtest::ScopedDataHome dataHome;
@@ -111,7 +127,7 @@ TEST(ReportScreenshotWindows, DrawLiveAndSnapshotReports)
     auto live = VXReportController::reportControllerWithUniqueID(VXReportKey::kDefaultUniqueID, &controller,
                                                                  settings.defaults.get());
     live->toggleReportWindow(nullptr);
-    live->reportWindow()->setGeometry(40, 40, 900, 560);
+    live->reportWindow()->setGeometry(liveFrame);
 
     const QString csv = settings.folder.path() + u"/2025-11-21.csv"_s;
     QFile file(csv);
@@ -127,7 +143,7 @@ TEST(ReportScreenshotWindows, DrawLiveAndSnapshotReports)
     ASSERT_TRUE(shown.wait(10000));
     auto *snapshot = dynamic_cast<VXReportController *>(manager.controllerForPath(csv).get());
     ASSERT_NE(snapshot, nullptr);
-    snapshot->reportWindow()->setGeometry(120, 120, 900, 560);
+    snapshot->reportWindow()->setGeometry(snapshotFrame);
     // The afternoon only, as a person would choose it.
     snapshot->setBeginTimestamp(kMorning + 3 * 3600.0, 0.0, snapshot->reportView());
 
@@ -135,9 +151,8 @@ TEST(ReportScreenshotWindows, DrawLiveAndSnapshotReports)
     ASSERT_TRUE(QTest::qWaitForWindowExposed(snapshot->reportWindow()));
     for (const Scheme &scheme : kSchemes) {
         settings.defaults->setInteger(scheme.value, VXColorSchemeKey);
-        const QString name = QString::fromUtf16(scheme.name);
-        EXPECT_TRUE(saveWindow(live->reportWindow(), folder + u"/report-live-"_s + name + u".png"_s));
-        EXPECT_TRUE(saveWindow(snapshot->reportWindow(), folder + u"/report-snapshot-"_s + name + u".png"_s));
+        EXPECT_TRUE(saveWindow(live->reportWindow(), fileName(folder, u"live"_s, scheme.name, suffix)));
+        EXPECT_TRUE(saveWindow(snapshot->reportWindow(), fileName(folder, u"snapshot"_s, scheme.name, suffix)));
     }
     snapshot->reportWindow()->close();
     live->reportWindow()->close();
@@ -158,18 +173,22 @@ TEST(ReportScreenshots, LiveAndSnapshotReportsInEachColourScheme)
     for (const QString &path : expectedFiles(folder))
         QFile::remove(path);
 
-    QProcessEnvironment environment = rig.environment();
-    environment.insert(QString::fromLatin1(kOutputVariable), folder);
-    environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
-    QProcess drawing;
-    drawing.setProcessEnvironment(environment);
-    drawing.setProcessChannelMode(QProcess::MergedChannels);
-    drawing.start(QCoreApplication::applicationFilePath(), {u"--gtest_filter=ReportScreenshotWindows.*"_s});
-    ASSERT_TRUE(drawing.waitForFinished(120000)) << "the drawing run did not end";
-    const QByteArray output = drawing.readAll();
-    std::fputs(output.constData(), stdout);
-    ASSERT_EQ(drawing.exitStatus(), QProcess::NormalExit);
-    ASSERT_EQ(drawing.exitCode(), 0) << output.toStdString();
+    for (const char *scale : {"1", "2"}) {
+        QProcessEnvironment environment = rig.environment();
+        environment.insert(QString::fromLatin1(kOutputVariable), folder);
+        environment.insert(QString::fromLatin1(kScaleVariable), QString::fromLatin1(scale));
+        environment.insert(u"QT_SCALE_FACTOR"_s, QString::fromLatin1(scale));
+        environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+        QProcess drawing;
+        drawing.setProcessEnvironment(environment);
+        drawing.setProcessChannelMode(QProcess::MergedChannels);
+        drawing.start(QCoreApplication::applicationFilePath(), {u"--gtest_filter=ReportScreenshotWindows.*"_s});
+        ASSERT_TRUE(drawing.waitForFinished(120000)) << "the drawing run did not end";
+        const QByteArray output = drawing.readAll();
+        std::fputs(output.constData(), stdout);
+        ASSERT_EQ(drawing.exitStatus(), QProcess::NormalExit);
+        ASSERT_EQ(drawing.exitCode(), 0) << output.toStdString();
+    }
 
     // Each picture is a real drawing (many colours, not an empty window), and the schemes
     // differ: "Light" is brighter than "Dark".
@@ -192,8 +211,13 @@ TEST(ReportScreenshots, LiveAndSnapshotReportsInEachColourScheme)
         }
         EXPECT_GT(colours.size(), 20u) << path.toStdString();
     }
-    for (const char16_t *kind : {u"live", u"snapshot"}) {
-        const QString prefix = folder + u"/report-"_s + QString::fromUtf16(kind);
-        EXPECT_GT(brightness(QImage(prefix + u"-light.png"_s)), brightness(QImage(prefix + u"-dark.png"_s)) + 40.0);
+    for (const char16_t *suffix : kScaleSuffixes) {
+        for (const char16_t *kind : {u"live", u"snapshot"}) {
+            const QString light = fileName(folder, QString::fromUtf16(kind), u"light", QString::fromUtf16(suffix));
+            const QString dark = fileName(folder, QString::fromUtf16(kind), u"dark", QString::fromUtf16(suffix));
+            EXPECT_GT(brightness(QImage(light)), brightness(QImage(dark)) + 40.0) << light.toStdString();
+        }
     }
+    // The doubled pictures have twice the pixels of their windows' logical size.
+    EXPECT_EQ(QImage(fileName(folder, u"live"_s, u"dark", u"@2x"_s)).width(), 1200);
 }
