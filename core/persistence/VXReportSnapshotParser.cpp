@@ -3,6 +3,7 @@
 #include "VXCSVExport.h"
 #include "VXConfigurationKeys.h"
 #include "VXDictionaryExtensions.h"
+#include "VXMappedTable.h"
 #include "VXPersistenceLogging.h"
 #include "VXReportSnapshotDictionaryExtensions.h"
 #include "VXReportSnapshotTimestampFormatter.h"
@@ -592,7 +593,7 @@ struct Part {
     std::vector<TableEntry> table;
     std::string names;
     std::string key;
-    std::vector<Period> periods;
+    VXMappedTable<Period> periods;   // in huge pages: millions of them for a year
     std::vector<Message> messages;
     std::size_t wrongLines = 0;
     double first = -1.0;
@@ -1182,7 +1183,7 @@ bool Parser::merge(std::vector<Part> &parts)
             new (cursor++) VXValue(period.begin);
             new (cursor++) VXValue(-period.end);
         }
-        std::vector<Part::Period>().swap(parts[i].periods);
+        parts[i].periods.release();
     };
     std::vector<std::thread> threads;
     for (std::size_t i = 2; i < parts.size(); ++i)

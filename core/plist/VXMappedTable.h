@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 #include <sys/mman.h>
 
@@ -24,13 +25,22 @@ public:
     explicit VXMappedTable(std::size_t size) { resize(size); }
     VXMappedTable(const VXMappedTable &) = delete;
     VXMappedTable &operator=(const VXMappedTable &) = delete;
-    ~VXMappedTable()
+    VXMappedTable(VXMappedTable &&other) noexcept
+        : m_data(std::exchange(other.m_data, nullptr)), m_size(std::exchange(other.m_size, 0)),
+          m_bytes(std::exchange(other.m_bytes, 0))
     {
-        if (m_bytes >= kMapped)
-            ::munmap(m_data, m_bytes);
-        else
-            std::free(m_data);
     }
+    VXMappedTable &operator=(VXMappedTable &&other) noexcept
+    {
+        if (this != &other) {
+            release();
+            m_data = std::exchange(other.m_data, nullptr);
+            m_size = std::exchange(other.m_size, 0);
+            m_bytes = std::exchange(other.m_bytes, 0);
+        }
+        return *this;
+    }
+    ~VXMappedTable() { release(); }
 
     std::size_t size() const { return m_size; }
     T *data() { return m_data; }
@@ -39,6 +49,8 @@ public:
     const T &operator[](std::size_t index) const { return m_data[index]; }
     T *begin() { return m_data; }
     T *end() { return m_data + m_size; }
+    const T *begin() const { return m_data; }
+    const T *end() const { return m_data + m_size; }
 
     void push_back(const T &value)
     {
@@ -52,6 +64,23 @@ public:
         if (size > capacity())
             grow(size);
         m_size = std::max(m_size, size);
+    }
+    // Room for `count` elements (only the pages written become memory).
+    void reserve(std::size_t count)
+    {
+        if (count > capacity())
+            grow(count);
+    }
+    // Empty, its memory given back.
+    void release()
+    {
+        if (m_bytes >= kMapped)
+            ::munmap(m_data, m_bytes);
+        else
+            std::free(m_data);
+        m_data = nullptr;
+        m_size = 0;
+        m_bytes = 0;
     }
 
 private:
