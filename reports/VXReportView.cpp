@@ -103,6 +103,31 @@ struct VXReportView::Private {
     QString overlayMessage;
     QString overlaySubtitle;
 
+    // The report as last drawn in the visible part, without the mouse read-out, so that a moving
+    // mouse redraws only the read-out. Valid while everything that shapes the drawing is the
+    // same: the key below, and `generation`, which every rebuild, setting and theme change bumps.
+    struct CacheKey {
+        quint64 generation = 0;
+        QRectF visible;
+        QSize size;
+        qreal dpr = 0.0;
+        int scheme = -1;
+        int format = -1;
+        bool front = false;
+        bool total = false;
+        bool naturalTime = false;
+        double begin = 0.0;
+        double end = 0.0;
+        bool operator==(const CacheKey &) const = default;
+    };
+    QImage cache;
+    CacheKey cacheKey;
+    bool cacheValid = false;
+    quint64 generation = 1;
+    QPointer<VXUserDefaults> watchedDefaults;
+    // Off while the cached part is drawn.
+    bool drawReadOut = true;
+
     // The top of the drawing in progress (a row below it gets a separator).
     qreal drawingTop = 0.0;
 };
@@ -130,11 +155,13 @@ VXReportView::~VXReportView() = default;
 
 void VXReportView::setDelegate(VXReportViewDelegate *delegate)
 {
+    ++d->generation;
     m_delegate = delegate;
 }
 
 void VXReportView::setOverlayMessage(const QString &message, const QString &subtitle)
 {
+    ++d->generation;
     d->overlayMessage = message;
     d->overlaySubtitle = subtitle;
     QWidget::update();
@@ -167,6 +194,7 @@ void VXReportView::update(QObject *sender)
         d->deferredUpdate.stop();
     if (!m_delegate)
         return;
+    ++d->generation;
 
     // Follow the viewport's size: a resize of the window rebuilds the view.
     QScrollArea *scrollArea = enclosingScrollArea(this);
@@ -418,7 +446,8 @@ void VXReportView::drawReportInBounds(QPainter &painter, const QRectF &bounds, c
     if (includeText) {
         if (m_showTimestampIntervalChooser)
             drawTimestampIntervalChooser(painter, visibleRect, scheme);
-        drawMouseSpanOrMouseLocation(painter, visibleRect, scheme);
+        if (d->drawReadOut)
+            drawMouseSpanOrMouseLocation(painter, visibleRect, scheme);
     }
 }
 
@@ -620,14 +649,61 @@ void VXReportView::drawFlippedAndSimplifiedReportInRect(QPainter &painter, const
 
 void VXReportView::paintEvent(QPaintEvent *)
 {
-    QPainter painter(this);
-    m_eventLogRects.clear();
+    // Any change of a setting may change the drawing (scheme, texts, durations as days).
+    VXUserDefaults *defaults = VXUserDefaults::standard();
+    if (defaults != d->watchedDefaults) {
+        if (d->watchedDefaults)
+            disconnect(d->watchedDefaults, nullptr, this, nullptr);
+        d->watchedDefaults = defaults;
+        if (defaults)
+            connect(defaults, &VXUserDefaults::valueChanged, this, [this] { ++d->generation; });
+        ++d->generation;
+    }
+
     const QRectF visible = visibleRect();
-    qreal balanceScroller = 0.0;
-    if (QScrollArea *scrollArea = enclosingScrollArea(this))
-        balanceScroller = scrollArea->width() - visible.width();
-    drawReportInBounds(painter, QRectF(rect()), visible, false, true, !m_isAnimating, balanceScroller,
-                       &m_eventLogRects);
+    const qreal dpr = devicePixelRatioF();
+    Private::CacheKey key;
+    key.generation = d->generation;
+    key.visible = visible;
+    key.size = size();
+    key.dpr = dpr;
+    key.scheme = currentColorScheme();
+    if (m_delegate) {
+        key.format = m_delegate->timeFormat();
+        key.front = m_delegate->drawFrontActivity();
+        key.total = m_delegate->drawTotalActivity();
+    }
+    key.naturalTime = isLocationSet(m_mouseDownLocation);
+    key.begin = m_beginTimestamp;
+    key.end = m_endTimestamp;
+
+    if (m_isAnimating || !d->cacheValid || !(key == d->cacheKey)) {
+        const QSize pixels(int(std::ceil(visible.width() * dpr)), int(std::ceil(visible.height() * dpr)));
+        if (d->cache.size() != pixels)
+            d->cache = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
+        d->cache.setDevicePixelRatio(dpr);
+        qreal balanceScroller = 0.0;
+        if (QScrollArea *scrollArea = enclosingScrollArea(this))
+            balanceScroller = scrollArea->width() - visible.width();
+        m_eventLogRects.clear();
+        if (!d->cache.isNull()) {
+            QPainter cachePainter(&d->cache);
+            cachePainter.translate(-visible.topLeft());
+            d->drawReadOut = false;
+            drawReportInBounds(cachePainter, QRectF(rect()), visible, false, true, !m_isAnimating, balanceScroller,
+                               &m_eventLogRects);
+            d->drawReadOut = true;
+        }
+        d->cacheKey = key;
+        d->cacheValid = !m_isAnimating;
+    }
+
+    QPainter painter(this);
+    if (d->cache.isNull())
+        return;
+    painter.drawImage(visible.topLeft(), d->cache);
+    if (m_delegate)
+        drawMouseSpanOrMouseLocation(painter, visible, key.scheme);
 }
 
 // ---- Hit testing and the context menu
@@ -862,7 +938,9 @@ void VXReportView::changeEvent(QEvent *event)
 {
     // The theme's highlight colour is drawn in the light and dark schemes.
     if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ApplicationPaletteChange
-        || event->type() == QEvent::StyleChange)
+        || event->type() == QEvent::StyleChange || event->type() == QEvent::FontChange) {
+        ++d->generation;
         QWidget::update();
+    }
     QWidget::changeEvent(event);
 }

@@ -2,6 +2,7 @@
 // chooser strip's edges and middle dragged, a double click that shows all data, and the
 // read-out label that follows the mouse and stays inside the view.
 
+#include "VXColorExtensions.h"
 #include "VXReportGeometry.h"
 #include "VXReportViewTestSupport.h"
 
@@ -251,4 +252,54 @@ TEST_F(ReportViewMouse, TheReadOutFollowsTheMouseAndStaysInsideTheView)
     EXPECT_FALSE(VXReportGeometry::isLocationSet(view->mouseTrackLocation()));
     view->grab();
     EXPECT_TRUE(view->lastMouseLabelRect().isEmpty());
+}
+
+TEST_F(ReportViewMouse, MovingTheMouseRedrawsTheReadOutOverWhatWasDrawn)
+{
+    defaults().setBool(true, VXReportViewKey::kShowTimeAtMouseLocation);
+    defaults().setBool(true, VXReportViewKey::kIndicatorLineTracksMouse);
+    defaults().setInteger(VXColorSchemeOriginal, VXColorSchemeKey);
+    view->update(&scrollArea);
+    QApplication::processEvents();
+
+    hover(QPointF(100, 60));
+    const QImage first = view->grab().toImage();
+    const QRectF firstLabel = view->lastMouseLabelRect();
+    hover(QPointF(400, 60));
+    const QImage moved = view->grab().toImage();
+    EXPECT_NE(view->lastMouseLabelRect(), firstLabel);
+    // The line left x = 100 and stands at 400; away from both the report is unchanged.
+    EXPECT_NE(first.pixel(100, 10), moved.pixel(100, 10));
+    EXPECT_NE(moved.pixel(400, 10), first.pixel(400, 10));
+    EXPECT_EQ(moved.pixel(250, 10), first.pixel(250, 10));
+
+    // After leaving, what is shown is the report as a full drawing makes it, also when the last
+    // full drawing happened under the mouse.
+    view->update(&scrollArea);
+    view->grab();
+    QEvent leave(QEvent::Leave);
+    QApplication::sendEvent(view, &leave);
+    const QImage left = view->grab().toImage();
+    view->update(&scrollArea);
+    const QImage full = view->grab().toImage();
+    EXPECT_EQ(left, full);
+
+    // A setting changed without a rebuild still shows: percentages in the row texts, the light
+    // scheme's white background.
+    hover(QPointF(300, 60));
+    const QImage withoutPercentages = view->grab().toImage();
+    defaults().setBool(true, VXReportViewKey::kReportsShowPercentages);
+    EXPECT_NE(view->grab().toImage(), withoutPercentages);
+    defaults().removeObjectForKey(VXReportViewKey::kReportsShowPercentages);
+    const QRgb before = view->grab().toImage().pixel(590, 5);
+    defaults().setInteger(VXColorSchemeLight, VXColorSchemeKey);
+    const QRgb after = view->grab().toImage().pixel(590, 5);
+    EXPECT_NE(before, after);
+    // New data after a rebuild shows too.
+    delegate.items = {item(QStringLiteral("Only"), VXArrayRef(), VXArrayRef())};
+    view->update(nullptr);
+    const QImage rebuilt = view->grab().toImage();
+    EXPECT_EQ(view->eventLogRects().size(), 1u);
+    EXPECT_EQ(rebuilt.pixel(590, 200), QColor::fromRgbF(1, 1, 1).rgb()) << "an empty row on white";
+    defaults().removeObjectForKey(VXColorSchemeKey);
 }
