@@ -565,19 +565,22 @@ struct Part {
     struct Item {
         std::uint32_t nameOffset = 0;   // the names' key in `names`
         std::uint32_t nameLength = 0;
-        std::uint32_t counts[2] = {0, 0};   // periods of each stream
+        std::uint32_t counts[2] = {0, 0};   // periods of each stream, once collectCounts() ran
     };
     // The table from a line's names to their item: open addressing over the names' hash.
     static constexpr std::uint32_t kNoItem = 0xFFFFFFFF;
-    static constexpr std::size_t kPrefixLength = 52;
-    // One cache line per entry, with the start of the names in it, so that finding an item
-    // usually touches this line alone.
+    static constexpr std::size_t kPrefixLength = 48;
+    // One cache line per entry, with the start of the names in it and the item's period counts,
+    // so that finding an item and counting its period usually touch this line alone. A key holds
+    // each name after its length, so a key that starts with another whole key is that key: equal
+    // prefixes of keys that fit them are equal keys.
     struct alignas(64) TableEntry {
         std::uint32_t hash = 0;
         std::uint32_t item = kNoItem;
-        std::uint32_t length = 0;
+        std::uint32_t counts[2] = {0, 0};
         char prefix[kPrefixLength] = {};
     };
+    static_assert(sizeof(TableEntry) == 64);
     struct Period {
         std::uint32_t item;
         std::uint32_t stream;   // 0 foreground, 1 total
@@ -609,7 +612,9 @@ struct Part {
     // item of the key.
     static std::uint32_t makeKey(std::string &key, std::string_view pool, std::string_view application,
                                  std::string_view window);
-    std::uint32_t itemForKey(const std::string &lineKey, std::uint32_t hash);
+    TableEntry &entryForKey(const std::string &lineKey, std::uint32_t hash);
+    // The counts kept in the table put into the items.
+    void collectCounts();
     // Starts loading the table entry where the key's lookup begins.
     void prefetch(std::uint32_t hash) const
     {
@@ -638,10 +643,19 @@ std::uint32_t Part::itemFor(std::string_view pool, std::string_view application,
 {
     // One lookup per line: the three names, each after its length.
     const std::uint32_t hash = makeKey(key, pool, application, window);
-    return itemForKey(key, hash);
+    return entryForKey(key, hash).item;
 }
 
-std::uint32_t Part::itemForKey(const std::string &lineKey, std::uint32_t hash)
+void Part::collectCounts()
+{
+    for (const TableEntry &entry : table) {
+        if (entry.item != kNoItem)
+            std::copy(std::begin(entry.counts), std::end(entry.counts), items[entry.item].counts);
+    }
+}
+
+// The key's entry, made for a new item when it has none. Valid until the next call.
+Part::TableEntry &Part::entryForKey(const std::string &lineKey, std::uint32_t hash)
 {
     if (table.empty() || (items.size() + 1) * 3 > table.size() * 2)
         growTable();
@@ -649,25 +663,27 @@ std::uint32_t Part::itemForKey(const std::string &lineKey, std::uint32_t hash)
     const std::size_t inLine = std::min(lineKey.size(), kPrefixLength);
     std::size_t index = hash & mask;
     for (;; index = (index + 1) & mask) {
-        const TableEntry &entry = table[index];
+        TableEntry &entry = table[index];
         if (entry.item == kNoItem)
             break;
-        if (entry.hash != hash || entry.length != lineKey.size() || std::memcmp(entry.prefix, lineKey.data(), inLine) != 0)
+        if (entry.hash != hash || std::memcmp(entry.prefix, lineKey.data(), inLine) != 0)
             continue;
-        if (lineKey.size() <= kPrefixLength
-            || std::memcmp(names.data() + items[entry.item].nameOffset + kPrefixLength, lineKey.data() + kPrefixLength,
+        if (lineKey.size() <= kPrefixLength)
+            return entry;
+        const Item &known = items[entry.item];
+        if (known.nameLength == lineKey.size()
+            && std::memcmp(names.data() + known.nameOffset + kPrefixLength, lineKey.data() + kPrefixLength,
                            lineKey.size() - kPrefixLength)
                 == 0)
-            return entry.item;
+            return entry;
     }
     TableEntry &made = table[index];
     made.hash = hash;
     made.item = static_cast<std::uint32_t>(items.size());
-    made.length = static_cast<std::uint32_t>(lineKey.size());
     std::memcpy(made.prefix, lineKey.data(), inLine);
     items.push_back({static_cast<std::uint32_t>(names.size()), static_cast<std::uint32_t>(lineKey.size()), {0, 0}});
     names.append(lineKey);
-    return static_cast<std::uint32_t>(items.size() - 1);
+    return made;
 }
 
 void Part::growTable()
@@ -706,7 +722,8 @@ struct LineNames {
 // The line's item and periods. False when the part holds too many items or intervals.
 bool finishLine(const Header &header, Part &part, const LineNames &line)
 {
-    const std::uint32_t item = part.itemForKey(line.key, line.hash);
+    Part::TableEntry &entry = part.entryForKey(line.key, line.hash);
+    const std::uint32_t item = entry.item;
     if (part.items.size() > VXReportSnapshotParser::kMaximumItems) {
         part.tooMany = true;
         return false;
@@ -726,7 +743,7 @@ bool finishLine(const Header &header, Part &part, const LineNames &line)
         if (end > part.last)
             part.last = end;
         part.periods.push_back({item, stream, begin, end});
-        ++part.items[item].counts[stream];
+        ++entry.counts[stream];
         part.resetFormatter = false;
         return true;
     };
@@ -1115,6 +1132,9 @@ bool Parser::merge(std::vector<Part> &parts)
             << QStringLiteral("more than %1 intervals in CSV file: %2").arg(VXReportSnapshotParser::kMaximumIntervals).arg(m_path);
         return false;
     }
+
+    for (Part &part : parts)
+        part.collectCounts();
 
     // The file's items in the order they first appear, each part's items mapped to them.
     Part whole;
