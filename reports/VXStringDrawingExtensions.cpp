@@ -9,6 +9,7 @@
 #include <QHash>
 #include <QIcon>
 #include <QPainter>
+#include <QStaticText>
 #include <QStyle>
 
 #include <cmath>
@@ -65,6 +66,57 @@ int scaleToFitSize(const QString &self, const QSizeF &size, int weight, qreal ma
     return chosen;
 }
 
+namespace {
+
+// A label as fitted to a rectangle: its size, line height, the text as cut to the width and laid
+// out once. Reports draw the same labels on every redraw (a moving mouse, scrolling), so fitted
+// labels are kept, up to a bound, until the application's font changes.
+struct FittedLabel {
+    int size = 0;
+    qreal textHeight = 0.0;
+    qreal width = 0.0;
+    QFont font;
+    QStaticText text;
+};
+
+const FittedLabel &fittedLabel(const QString &self, const QSizeF &size, int weight, qreal maximumSize,
+                               Qt::TextElideMode elideMode)
+{
+    static QHash<QString, FittedLabel> cache;
+    static QFont applicationFont;
+    constexpr qsizetype kMaximumCount = 2048;
+    const QFont currentFont = QApplication::font();
+    if (!(currentFont == applicationFont)) {
+        cache.clear();
+        applicationFont = currentFont;
+    }
+    QString key = self;
+    key.append(QChar(0x1F)).append(QString::number(qRound(size.width() * 64.0)));
+    key.append(QChar(0x1F)).append(QString::number(qRound(size.height() * 64.0)));
+    key.append(QChar(0x1F)).append(QString::number(weight));
+    key.append(QChar(0x1F)).append(QString::number(qRound(maximumSize * 64.0)));
+    key.append(QChar(0x1F)).append(QString::number(int(elideMode)));
+    const auto found = cache.constFind(key);
+    if (found != cache.constEnd())
+        return *found;
+
+    if (cache.size() >= kMaximumCount)
+        cache.clear();
+    FittedLabel label;
+    label.size = scaleToFitSize(self, size, weight, maximumSize, &label.textHeight);
+    label.font = fontOf(weight, label.size);
+    const QFontMetricsF metrics(label.font);
+    const QString shown = metrics.elidedText(self, elideMode, size.width());
+    label.width = metrics.horizontalAdvance(shown);
+    label.text.setText(shown);
+    label.text.setTextFormat(Qt::PlainText);
+    label.text.setPerformanceHint(QStaticText::AggressiveCaching);
+    label.text.prepare(QTransform(), label.font);
+    return *cache.insert(key, label);
+}
+
+} // namespace
+
 int scaleToFitAndDrawInRect(const QString &self, QPainter &painter, const QRectF &rect,
                             VXTextAttributes *attributes, int weight, const QColor *color, qreal maximumSize)
 {
@@ -73,25 +125,26 @@ int scaleToFitAndDrawInRect(const QString &self, QPainter &painter, const QRectF
     if (self.isEmpty() || rect.width() <= 0.0)
         return 0;
 
-    qreal textHeight = 0.0;
-    const int size = scaleToFitSize(self, rect.size(), weight, maximumSize, &textHeight);
-    a.font = fontOf(weight, size);
+    const FittedLabel &label = fittedLabel(self, rect.size(), weight, maximumSize, a.elideMode);
+    a.font = label.font;
     a.color = color && color->isValid() ? *color : QColor(Qt::white);
 
-    const QRectF textRect(rect.x(), rect.y() + std::round((rect.height() - textHeight) * 0.5), rect.width(),
-                          textHeight);
-    const QString shown = QFontMetricsF(a.font).elidedText(self, a.elideMode, rect.width());
-    const int flags = int(a.alignment) | Qt::AlignVCenter | Qt::TextSingleLine;
+    qreal x = rect.x();
+    if (a.alignment & Qt::AlignHCenter)
+        x += (rect.width() - label.width) / 2.0;
+    else if (a.alignment & Qt::AlignRight)
+        x += rect.width() - label.width;
+    const QPointF origin(x, rect.y() + std::round((rect.height() - label.textHeight) * 0.5));
     painter.save();
     painter.setFont(a.font);
     if (a.shadowColor.isValid()) {
         painter.setPen(a.shadowColor);
-        painter.drawText(textRect.translated(a.shadowOffset), flags, shown);
+        painter.drawStaticText(origin + a.shadowOffset, label.text);
     }
     painter.setPen(a.color);
-    painter.drawText(textRect, flags, shown);
+    painter.drawStaticText(origin, label.text);
     painter.restore();
-    return size;
+    return label.size;
 }
 
 QPixmap cached16Icon(const QString &self)
