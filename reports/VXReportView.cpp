@@ -20,10 +20,8 @@
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QPainterPath>
 #include <QPointer>
 #include <QScrollArea>
-#include <QScrollBar>
 #include <QThread>
 #include <QTimer>
 

@@ -25,7 +25,6 @@
 
 class QMenu;
 class QPainter;
-class QScrollArea;
 
 // Settings read by the view (user defaults, VXUserDefaults::standard()).
 namespace VXReportViewKey {
