@@ -2,6 +2,7 @@
 // runs them, and a wall clock that jumps as it does across a suspension.
 
 #include "VXClock.h"
+#include "VXTestSupport.h"
 #include "VXEventLoopScheduler.h"
 
 #include <gtest/gtest.h>
@@ -55,27 +56,12 @@ void spinFor(int ms)
 class VXEventLoopSchedulerTest : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        if (!QCoreApplication::instance()) {
-            static int argc = 1;
-            static char name[] = "test_foundation_scheduling";
-            static char *argv[] = {name, nullptr};
-            s_application = new QCoreApplication(argc, argv);
-        }
-    }
-    static void TearDownTestSuite()
-    {
-        delete s_application;
-        s_application = nullptr;
-    }
+    static void SetUpTestSuite() { VXEnsureCoreApplication(); }
 
-    static QCoreApplication *s_application;
     int owner = 0;
     int other = 0;
 };
 
-QCoreApplication *VXEventLoopSchedulerTest::s_application = nullptr;
 
 } // namespace
 

@@ -2,6 +2,7 @@
 // lines that follow the "VXDebugLog" setting of the real user-defaults store as it changes.
 
 #include "VXLog.h"
+#include "VXTestSupport.h"
 #include "VXUserDefaults.h"
 
 #include <gtest/gtest.h>
@@ -21,12 +22,6 @@
 #include <vector>
 
 #include <sys/stat.h>
-
-// Readable failures.
-static void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace {
 
@@ -71,20 +66,7 @@ QDebug operator<<(QDebug debug, const FormatProbe &)
 class VXLogTest : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        if (!QCoreApplication::instance()) {
-            static int argc = 1;
-            static char name[] = "test_foundation_scheduling";
-            static char *argv[] = {name, nullptr};
-            s_application = new QCoreApplication(argc, argv);
-        }
-    }
-    static void TearDownTestSuite()
-    {
-        delete s_application;
-        s_application = nullptr;
-    }
+    static void SetUpTestSuite() { VXEnsureCoreApplication(); }
 
     void SetUp() override
     {
@@ -113,7 +95,6 @@ protected:
         return text.isEmpty() ? QStringList() : text.split(u'\n');
     }
 
-    static QCoreApplication *s_application;
     QTemporaryDir m_folder;
     QString m_logPath;
     std::FILE *m_stream = nullptr;
@@ -121,7 +102,6 @@ protected:
     ScopedEnvironment m_noJournal{"JOURNAL_STREAM", std::nullopt};
 };
 
-QCoreApplication *VXLogTest::s_application = nullptr;
 
 } // namespace
 

@@ -4,6 +4,7 @@
 // waiting on the event loop, and Python's plistlib as an independent reader of the files.
 
 #include "VXTestProcess.h"
+#include "VXTestSupport.h"
 #include "VXValue.h"
 
 #include <QCoreApplication>
@@ -15,35 +16,6 @@
 
 #include <functional>
 #include <optional>
-
-inline void VXEnsureCoreApplication()
-{
-    static int argc = 1;
-    static char name[] = "wendle-tests";
-    static char *argv[] = {name, nullptr};
-    if (!QCoreApplication::instance())
-        new QCoreApplication(argc, argv);
-}
-
-// Runs the event loop until the condition holds or the time is up; answers the condition.
-inline bool VXWaitUntil(const std::function<bool()> &condition, int timeoutMs = 5000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeoutMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(2);
-    }
-    return true;
-}
-
-// Runs the event loop for a while (to let anything that would happen, happen).
-inline void VXSpinEventLoop(int milliseconds)
-{
-    VXWaitUntil([] { return false; }, milliseconds);
-}
 
 // plistlib's reading of an XML property-list file, each value tagged with its type so that
 // integers, reals and booleans stay apart.

@@ -2,6 +2,7 @@
 // cancellation must be exact. The chains below are built the way the program builds its own: a
 // call that schedules its successor, a forced call that cancels the pending one first.
 
+#include "VXTestSupport.h"
 #include "VXVirtualScheduler.h"
 
 #include <gtest/gtest.h>
@@ -13,12 +14,6 @@
 #include <ostream>
 #include <stdexcept>
 #include <vector>
-
-// Readable failures.
-static void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace {
 
@@ -33,23 +28,6 @@ struct Fired
 {
     QString name;
     double time;
-};
-
-// Captures the warnings of the scheduler (through Qt's logging, as the program writes them).
-class LogCapture
-{
-public:
-    LogCapture() : m_previous(qInstallMessageHandler(&LogCapture::handle)) { lines().clear(); }
-    ~LogCapture() { qInstallMessageHandler(m_previous); }
-    static QStringList &lines()
-    {
-        static QStringList captured;
-        return captured;
-    }
-
-private:
-    static void handle(QtMsgType, const QMessageLogContext &, const QString &message) { lines().append(message); }
-    QtMessageHandler m_previous;
 };
 
 // The sampler's chain: a scheduled tick schedules the next one interval later; a forced tick
@@ -369,7 +347,7 @@ TEST(VXVirtualScheduler, LocalDaysFollowTheZoneAcrossDaylightSavingChanges)
 
 TEST(VXVirtualScheduler, StopsARunawayZeroDelayChain)
 {
-    LogCapture log;
+    VXLogCapture log;
     VXVirtualScheduler scheduler(kStart);
     scheduler.setRunawayLimit(1000);
     int runs = 0;
@@ -383,9 +361,9 @@ TEST(VXVirtualScheduler, StopsARunawayZeroDelayChain)
     EXPECT_TRUE(scheduler.stoppedByRunaway());
     EXPECT_EQ(runs, 1000);
     EXPECT_EQ(scheduler.now(), kStart + 1);   // time stays where the runaway happened
-    ASSERT_EQ(LogCapture::lines().size(), 1);
-    EXPECT_TRUE(LogCapture::lines().first().contains(QStringLiteral("\"spin\" keeps scheduling calls with no delay")))
-        << LogCapture::lines().first().toStdString();
+    ASSERT_EQ(log.peek().size(), 1);
+    EXPECT_TRUE(log.peek().first().contains(QStringLiteral("\"spin\" keeps scheduling calls with no delay")))
+        << log.peek().first().toStdString();
 
     // Once the chain is broken, time moves on again; a long but finite burst at one instant is fine.
     scheduler.cancel(&runs, QStringLiteral("spin"));
@@ -409,7 +387,7 @@ TEST(VXVirtualScheduler, StopsARunawayZeroDelayChain)
 
 TEST(VXVirtualScheduler, RefusesToAdvanceFromInsideACallAndSurvivesAThrowingCall)
 {
-    LogCapture log;
+    VXLogCapture log;
     VXVirtualScheduler scheduler(kStart);
     QStringList fired;
     int owner = 0;
@@ -423,8 +401,8 @@ TEST(VXVirtualScheduler, RefusesToAdvanceFromInsideACallAndSurvivesAThrowingCall
 
     EXPECT_EQ(scheduler.advanceBy(5), 3);
     EXPECT_EQ(fired, (QStringList{QStringLiteral("outer"), QStringLiteral("later")}));
-    EXPECT_TRUE(LogCapture::lines().join(u'\n').contains(QStringLiteral("\"thrower\" failed: disk on fire")));
-    EXPECT_TRUE(LogCapture::lines().join(u'\n').contains(QStringLiteral("cannot be advanced from inside")));
+    EXPECT_TRUE(log.peek().join(u'\n').contains(QStringLiteral("\"thrower\" failed: disk on fire")));
+    EXPECT_TRUE(log.peek().join(u'\n').contains(QStringLiteral("cannot be advanced from inside")));
 }
 
 TEST(VXVirtualScheduler, ClockJumpsLeavePendingDelaysAlone)

@@ -55,7 +55,7 @@ private:
 
 TEST(VXCSVExport, TheHeaderNamesTheChosenColumnsInTheirFixedOrder)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     const VXDictionaryRef empty = VXMakeDictionary();
     EXPECT_EQ(csv(*empty, 0, 1, settingsWith({"application", "total"})),
               "Application,Total Begin (Unix Time),Total End (Unix Time)\n");
@@ -68,7 +68,7 @@ TEST(VXCSVExport, TheHeaderNamesTheChosenColumnsInTheirFixedOrder)
 
 TEST(VXCSVExport, ColumnsThatLeaveNothingToWriteAreRefusedWithTheirLogLine)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("out.csv"));
     const VXDictionaryRef configuration = VXMakeDictionary();
@@ -82,7 +82,7 @@ TEST(VXCSVExport, ColumnsThatLeaveNothingToWriteAreRefusedWithTheirLogLine)
 
 TEST(VXCSVExport, CellsAreQuotedWhenTheyHoldTheSeparatorAQuoteOrALineBreak)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     ScopedLocale english(QLocale(QLocale::English, QLocale::UnitedStates));
     const VXDictionaryRef configuration = VXMakeDictionary();
     const VXDictionaryRef application = addApplication(*configuration, QStringLiteral("id"), item(QStringLiteral("Editor")));
@@ -105,7 +105,7 @@ TEST(VXCSVExport, CellsAreQuotedWhenTheyHoldTheSeparatorAQuoteOrALineBreak)
 
 TEST(VXCSVExport, TimesHaveTwoFractionDigitsInTheUsersLocaleAndAreQuotedWhenTheirSeparatorIsTheColumnSeparator)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     const VXDictionaryRef configuration = VXMakeDictionary();
     addApplication(*configuration, QStringLiteral("id"),
                    withLogs(item(QStringLiteral("Mail")), numbers({1700000000.125, -1700000300.999}), numbers({1700000000.5, -1700000400})));
@@ -157,7 +157,7 @@ TEST(VXCSVExport, TimesHaveTwoFractionDigitsInTheUsersLocaleAndAreQuotedWhenThei
 
 TEST(VXCSVExport, EachStreamGivesOneLinePerPeriodInsideTheRangeAndTheLinesAreSortedByBegin)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     ScopedLocale english(QLocale(QLocale::English));
     const VXDictionaryRef configuration = VXMakeDictionary();
     // Repeated numbers count once, a period still open when the range ends yields nothing.
@@ -204,7 +204,7 @@ TEST(VXCSVExport, EachStreamGivesOneLinePerPeriodInsideTheRangeAndTheLinesAreSor
 
 TEST(VXCSVExport, ThePoolHalfLabelsEveryLineWithThePoolItsNotesTheMemberAndTheEntry)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     ScopedLocale english(QLocale(QLocale::English));
     const VXDictionaryRef configuration = VXMakeDictionary();
     const VXDictionaryRef application = addApplication(*configuration, QStringLiteral("id"),
@@ -247,7 +247,7 @@ TEST(VXCSVExport, ThePoolHalfLabelsEveryLineWithThePoolItsNotesTheMemberAndTheEn
 
 TEST(VXCSVExport, TheFileIsWrittenAtomicallyForItsOwnerAloneAndAFailureIsReported)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     QTemporaryDir folder;
     const VXDictionaryRef configuration = VXMakeDictionary();
     addApplication(*configuration, QStringLiteral("id"), withLogs(item(QStringLiteral("Mail")), numbers({10, -20}), VXArrayRef()));

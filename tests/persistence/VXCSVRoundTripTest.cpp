@@ -173,7 +173,7 @@ void compare(const std::map<QStringList, Periods> &expected, const std::map<QStr
 
 TEST(VXCSVRoundTrip, RandomTreesComeBackWithTheSameIntervalsToTheHundredthWithEverySeparatorInBothLocales)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     LogCapture quiet;
     const double begin = 1'700'000'000.0;
     const double end = begin + 86400.0;

@@ -79,7 +79,7 @@ private:
 
 TEST(VXReportEventLogs, AClippedEntryCarriesTheItemsNamePathAndStreamsInsideTheRange)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     Tree tree;
     bool hasEvents = false;
     const VXDictionaryRef entry = eventLogClippedBetweenTimestamp(tree.mail, 2050, 3000, &hasEvents);
@@ -109,7 +109,7 @@ TEST(VXReportEventLogs, AClippedEntryCarriesTheItemsNamePathAndStreamsInsideTheR
 
 TEST(VXReportEventLogs, TheLiveReportListsEveryLevelDepthFirstInTheOrganizersOrder)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     Tree tree;
     VXReportContentSettings settings;
     settings.liveReportContent = 1;
@@ -141,7 +141,7 @@ TEST(VXReportEventLogs, TheLiveReportListsEveryLevelDepthFirstInTheOrganizersOrd
 
 TEST(VXReportEventLogs, ContentSettingsFilterByEventsOrByTheOrganizersRows)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     Tree tree;
     VXReportContentSettings settings;
     settings.sortColumn = 0;
@@ -207,7 +207,7 @@ TEST(VXReportEventLogs, TheFirstTimestampIsTheEarlierHalfAndZeroWhileAHalfHasNon
 
 TEST(VXReportEventLogs, ASnapshotListsEveryNodeInNameOrderWithOrWithoutEvents)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     VXDictionaryRef root = VXMakeDictionary();
     VXDictionary &applications = reportSnapshotChildWithName(*root, VXApplicationsKey, false, QString());
     VXDictionary &pools = reportSnapshotChildWithName(*root, VXPoolsKey, true, QString());

@@ -113,7 +113,7 @@ TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
     // Nothing happens before the event loop turns: the reading is elsewhere.
     EXPECT_EQ(manager.pendingCount(), 1);
     EXPECT_TRUE(presenter.made.isEmpty());
-    ASSERT_TRUE(waitUntil([&] { return !shown.isEmpty(); }));
+    ASSERT_TRUE(VXWaitUntil([&] { return !shown.isEmpty(); }));
     EXPECT_EQ(shown, QStringList{path});
     EXPECT_EQ(presenter.made, QStringList{path});
     EXPECT_EQ(presenter.shown, 1);
@@ -161,7 +161,7 @@ TEST(VXReportSnapshotManager, OneFileOpensOneReportHoweverItIsNamedOrHowOftenItI
     // Asked again while the first reading is under way: still one.
     manager.showReportSnapshotFromCSVFile(path);
     manager.showReportSnapshotFromCSVFile(folder.filePath(QStringLiteral("sub/../b.csv")));
-    ASSERT_TRUE(waitUntil([&] { return shown == 1; }));
+    ASSERT_TRUE(VXWaitUntil([&] { return shown == 1; }));
     // Asked again when it is open: brought forward, not read again.
     manager.showReportSnapshotFromCSVFile(folder.filePath(QStringLiteral("link.csv")));
     EXPECT_EQ(shown, 2);
@@ -189,7 +189,7 @@ TEST(VXReportSnapshotManager, AFileThatCannotBeUsedOpensNothing)
 
     const QString empty = writeFile(folder.filePath(QStringLiteral("empty.csv")), "Application\n");
     manager.showReportSnapshotFromCSVFile(empty);
-    ASSERT_TRUE(waitUntil([&] { return !refused.isEmpty(); }));
+    ASSERT_TRUE(VXWaitUntil([&] { return !refused.isEmpty(); }));
     EXPECT_TRUE(presenter.made.isEmpty());
     EXPECT_TRUE(manager.controllers().empty());
     EXPECT_EQ(log.take(), QStringList{QStringLiteral("empty CSV file: ") + empty});
@@ -198,12 +198,12 @@ TEST(VXReportSnapshotManager, AFileThatCannotBeUsedOpensNothing)
     presenter.makes = false;
     const QString good = writeFile(folder.filePath(QStringLiteral("good.csv")), kSnapshot);
     manager.showReportSnapshotFromCSVFile(good);
-    ASSERT_TRUE(waitUntil([&] { return refused.size() == 2; }));
+    ASSERT_TRUE(VXWaitUntil([&] { return refused.size() == 2; }));
     EXPECT_TRUE(manager.controllers().empty());
     // And may be asked again later.
     presenter.makes = true;
     manager.showReportSnapshotFromCSVFile(good);
-    ASSERT_TRUE(waitUntil([&] { return manager.controllers().size() == 1; }));
+    ASSERT_TRUE(VXWaitUntil([&] { return manager.controllers().size() == 1; }));
 }
 
 TEST(VXReportSnapshotManager, ClosingAReportForgetsItOnTheNextTurnOfTheLoopAndReopeningReadsTheFileAgain)
@@ -215,7 +215,7 @@ TEST(VXReportSnapshotManager, ClosingAReportForgetsItOnTheNextTurnOfTheLoopAndRe
     manager.setPresenter(&presenter);
     const QString path = writeFile(folder.filePath(QStringLiteral("c.csv")), kSnapshot);
     manager.showReportSnapshotFromCSVFile(path);
-    ASSERT_TRUE(waitUntil([&] { return manager.controllers().size() == 1; }));
+    ASSERT_TRUE(VXWaitUntil([&] { return manager.controllers().size() == 1; }));
 
     std::weak_ptr<VXReportClient> weak = manager.controllers().front();
     Report &report = static_cast<Report &>(*manager.controllers().front());
@@ -224,14 +224,14 @@ TEST(VXReportSnapshotManager, ClosingAReportForgetsItOnTheNextTurnOfTheLoopAndRe
     // Still alive while its own close code runs.
     EXPECT_FALSE(weak.expired());
     EXPECT_TRUE(report.detached);
-    ASSERT_TRUE(waitUntil([&] { return weak.expired(); }));
+    ASSERT_TRUE(VXWaitUntil([&] { return weak.expired(); }));
 
     // A report the manager does not know changes nothing.
     Report stranger(QStringLiteral("x"), VXDictionaryRef());
     manager.reportWindowWillCloseForReportController(stranger);
 
     manager.showReportSnapshotFromCSVFile(path);
-    ASSERT_TRUE(waitUntil([&] { return manager.controllers().size() == 1; }));
+    ASSERT_TRUE(VXWaitUntil([&] { return manager.controllers().size() == 1; }));
     EXPECT_EQ(presenter.made.size(), 2);
 }
 
@@ -266,7 +266,7 @@ TEST(VXReportSnapshotManager, TheEventLoopKeepsTurningWhileABigFileIsRead)
     manager.showReportSnapshotFromCSVFile(path, QStringLiteral(","));
     QElapsedTimer reading;
     reading.start();
-    ASSERT_TRUE(waitUntil([&] { return done; }, 60000));
+    ASSERT_TRUE(VXWaitUntil([&] { return done; }, 60000));
     const qint64 took = reading.elapsed();
     timer.stop();
     // The timer went on ticking all along (with room for a busy machine).

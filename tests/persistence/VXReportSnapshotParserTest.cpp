@@ -59,7 +59,7 @@ QString message(const QString &format, const QString &argument = kPath)
 
 TEST(VXReportSnapshotParser, AnExportWithSemicolonsAndDecimalCommasIsReadIntoTheSnapshotTree)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     LogCapture captured;
     const VXDictionaryRef root = parse(
         "Pool;Pool Notes;Application;Window;Foreground Begin (Unix Time);Foreground End (Unix Time);Total Begin (Unix Time);Total End (Unix Time)\n"
@@ -103,7 +103,7 @@ TEST(VXReportSnapshotParser, AnExportWithSemicolonsAndDecimalCommasIsReadIntoThe
 
 TEST(VXReportSnapshotParser, AFileASpreadsheetSavedIsReadAsWell)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     LogCapture captured;
     // A byte-order mark, every cell quoted, CRLF, the columns reordered and one added, numbers
     // with grouping, blank lines at the end.
@@ -122,7 +122,7 @@ TEST(VXReportSnapshotParser, AFileASpreadsheetSavedIsReadAsWell)
 
 TEST(VXReportSnapshotParser, QuotedTextHoldsSeparatorsQuotesAndLineBreaksAnywhereInACell)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     LogCapture captured;
     const VXDictionaryRef root = parse(
         "Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
@@ -144,7 +144,7 @@ TEST(VXReportSnapshotParser, QuotedTextHoldsSeparatorsQuotesAndLineBreaksAnywher
 
 TEST(VXReportSnapshotParser, AWindowWithoutAnApplicationGoesUnderTheWildcardAndLinesWithoutEitherAreSkipped)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     LogCapture captured;
     const VXDictionaryRef root = parse("Pool,Application,Window,Total Begin (Unix Time),Total End (Unix Time)\n"
                                        ",,Untitled,100.00,200.00\n"
@@ -184,7 +184,7 @@ TEST(VXReportSnapshotParser, TheSeparatorIsGuessedFromTheHeaderAndOtherwiseTaken
     // Left-overs of a word are text like any other.
     EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText(words.substr(0, 4093) + "PoolApplication\tWindow", ','), ',');
 
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     LogCapture captured;
     const QByteArray notesFirst = "Pool Notes;Pool;Application;Foreground Begin (Unix Time);Foreground End (Unix Time)\n"
                                   ";Home;Web;100.00;200.00\n";
@@ -195,7 +195,7 @@ TEST(VXReportSnapshotParser, TheSeparatorIsGuessedFromTheHeaderAndOtherwiseTaken
 
 TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     const QString header = QStringLiteral("Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n");
     const struct {
         QByteArray text;
@@ -251,7 +251,7 @@ TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
 
 TEST(VXReportSnapshotParser, TheTextIsLookedOverWhereverItsBytesFall)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     // The text is looked over many bytes at a time: each kind of byte that matters (a bad or a
     // good character, a quote, the placeholder's text) is put after 0 to 47 plain bytes, so that
     // it falls at every place of a block and across blocks, in texts read whole and in parts.
@@ -317,7 +317,7 @@ TEST(VXReportSnapshotParser, LongNamesThatStartAlikeAreEachTheirOwnItem)
 
 TEST(VXReportSnapshotParser, LinesWithAnotherNumberOfCellsAreSkippedAndNamedInTheLog)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     LogCapture captured;
     QByteArray text = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
                       "Mail,100.00\n"
@@ -341,7 +341,7 @@ TEST(VXReportSnapshotParser, LinesWithAnotherNumberOfCellsAreSkippedAndNamedInTh
 
 TEST(VXReportSnapshotParser, TheDecimalSeparatorIsInferredOncePerFileAndFallsBackToTheLocale)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     // Without fraction digits the third character from the end is a digit: the reader's own
     // locale decides, here a German one, so "1.700.000.100" is grouped.
     {
@@ -381,7 +381,7 @@ TEST(VXReportSnapshotParser, TheDecimalSeparatorIsInferredOncePerFileAndFallsBac
 
 TEST(VXReportSnapshotParser, FilesReadAtTheSameTimeInferTheirSeparatorsEachOnItsOwn)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     QByteArray comma = "Application;Foreground Begin (Unix Time);Foreground End (Unix Time)\n";
     QByteArray point = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
     for (int i = 0; i < 20000; ++i) {
@@ -408,7 +408,7 @@ TEST(VXReportSnapshotParser, FilesReadAtTheSameTimeInferTheirSeparatorsEachOnIts
 
 TEST(VXReportSnapshotParser, ThePlaceholdersOwnTextIsReplacedLikeTheQuotedTextsItStandsFor)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     // The quoted texts replace the placeholders in file order, the literal one included; the
     // last placeholder, with no quoted text left, stays as it is.
     const QByteArray placeholder = VXReportSnapshotParser::kQuotedStringPlaceholder.toUtf8();
@@ -423,7 +423,7 @@ TEST(VXReportSnapshotParser, ThePlaceholdersOwnTextIsReplacedLikeTheQuotedTextsI
 
 TEST(VXReportSnapshotParser, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrowingWithoutBound)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     LogCapture captured;
     const QByteArray header = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
     // A line of ten million cells.
@@ -467,7 +467,7 @@ TEST(VXReportSnapshotParser, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrow
 
 TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("snapshot.csv"));
     QFile file(path);
@@ -499,7 +499,7 @@ TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
 
 TEST(VXReportSnapshotParser, AFileReadInPartsSideBySideGivesTheTreeAndLogOfOneReading)
 {
-    ensureCoreApplication();
+    VXEnsureCoreApplication();
     Random random(4242);
     const char *const names[] = {"Mail", "Web", "Editor, \"draft\"", "two\nlines", "Caf\xC3\xA9", "\xE2\x80\xA8", ""};
     for (int round = 0; round < 40; ++round) {

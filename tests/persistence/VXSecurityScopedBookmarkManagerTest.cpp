@@ -32,23 +32,6 @@ public:
     std::vector<VXUnlockPanelRequest> requests;
 };
 
-// Every debug line while it lives.
-class DebugLines
-{
-public:
-    DebugLines() : m_previous(qInstallMessageHandler(&DebugLines::handle)) { lines().clear(); }
-    ~DebugLines() { qInstallMessageHandler(m_previous); }
-    static QStringList &lines()
-    {
-        static QStringList captured;
-        return captured;
-    }
-
-private:
-    static void handle(QtMsgType, const QMessageLogContext &, const QString &message) { lines().append(message); }
-    QtMessageHandler m_previous;
-};
-
 class BookmarkTest : public ::testing::Test
 {
 protected:
@@ -124,9 +107,9 @@ TEST_F(BookmarkTest, OutsideASandboxTheFileSystemAnswersAndNobodyIsAsked)
 TEST_F(BookmarkTest, SandboxedAStoredBookmarkCoversItsFolderButNotASiblingWithALongerName)
 {
     setSandboxed(true);
-    DebugLines log;
+    VXLogCapture log;
     ASSERT_TRUE(manager.createBookmarkForURL(QUrl::fromLocalFile(reports)));
-    EXPECT_TRUE(log.lines().contains(u"[Wendle Debug Log] [Security-Scoped Bookmark Manager] created bookmark for URL: %1"_s
+    EXPECT_TRUE(log.peek().contains(u"[Wendle Debug Log] [Security-Scoped Bookmark Manager] created bookmark for URL: %1"_s
                                          .arg(QUrl::fromLocalFile(reports).toString())));
     ASSERT_EQ(manager.bookmarksByPath().size(), 1u);
     EXPECT_TRUE(manager.bookmarksByPath().contains(reports));
@@ -136,7 +119,7 @@ TEST_F(BookmarkTest, SandboxedAStoredBookmarkCoversItsFolderButNotASiblingWithAL
     EXPECT_TRUE(manager.confirmReadAccessForPath(reports + u"/2026/2026-11-21.csv"_s, nullptr, &accessed, {}));
     EXPECT_EQ(accessed, reports);
     EXPECT_EQ(manager.accessedBookmarkPaths(), QStringList({reports}));
-    EXPECT_TRUE(log.lines().contains(
+    EXPECT_TRUE(log.peek().contains(
         u"[Wendle Debug Log] [Security-Scoped Bookmark Manager] using bookmark for path: %1 (requested path: %2)"_s.arg(
             reports, reports + u"/2026/2026-11-21.csv"_s)));
     manager.stopAccessingBookmarkForPath(accessed);
@@ -166,7 +149,7 @@ TEST_F(BookmarkTest, SandboxedAStoredBookmarkCoversItsFolderButNotASiblingWithAL
 TEST_F(BookmarkTest, AWiderBookmarkReplacesTheFoldersInsideItAndANarrowerOneIsRedundant)
 {
     setSandboxed(true);
-    DebugLines log;
+    VXLogCapture log;
     ASSERT_TRUE(manager.createBookmarkForURL(QUrl::fromLocalFile(reports)));
     ASSERT_TRUE(manager.createBookmarkForURL(QUrl::fromLocalFile(home + u"/Reports2"_s)));
     EXPECT_EQ(manager.bookmarksByPath().size(), 2u);
@@ -182,7 +165,7 @@ TEST_F(BookmarkTest, AWiderBookmarkReplacesTheFoldersInsideItAndANarrowerOneIsRe
     // Inside the home: nothing new is stored.
     EXPECT_TRUE(manager.createBookmarkForURL(QUrl::fromLocalFile(reports + u"/2026"_s)));
     EXPECT_EQ(manager.bookmarksByPath().size(), 1u);
-    EXPECT_TRUE(log.lines().contains(
+    EXPECT_TRUE(log.peek().contains(
         u"[Wendle Debug Log] [Security-Scoped Bookmark Manager] ignoring redundant request for bookmark with URL: %1 (existing bookmark covers URL: %2)"_s
             .arg(QUrl::fromLocalFile(reports + u"/2026"_s).toString(), QUrl::fromLocalFile(home).toString())));
 
@@ -208,12 +191,12 @@ TEST_F(BookmarkTest, TheUnlockPanelIsShownOnlyWhenTheCallerMayAskAndItsChoiceBec
     EXPECT_EQ(panel.requests[0].explanation, u"Wendle exports to %1."_s.arg(target));
 
     // A folder that does not hold the path: no use.
-    DebugLines log;
+    VXLogCapture log;
     panel.answer = reports;
     EXPECT_FALSE(manager.confirmWriteAccessForPath(target, false, &cancel, nullptr, {}));
     EXPECT_FALSE(cancel);
     EXPECT_TRUE(manager.bookmarksByPath().empty());
-    EXPECT_TRUE(log.lines().contains(
+    EXPECT_TRUE(log.peek().contains(
         u"[Wendle Debug Log] [Security-Scoped Bookmark Manager] confused by useless bookmark for URL: %1 (requested URL: %2)"_s
             .arg(QUrl::fromLocalFile(reports).toString(), QUrl::fromLocalFile(target).toString())));
 

@@ -4,6 +4,7 @@
 // catching the codec's log lines.
 
 #include "VXValue.h"
+#include "VXTestSupport.h"
 
 #include <QByteArrayView>
 #include <QStringList>
@@ -30,27 +31,8 @@ inline VXValue VXDictionaryOf(std::initializer_list<std::pair<QString, VXValue>>
 
 // Collects the lines logged in the category "wendle.plist" while it lives (and keeps them off
 // the console).
-class VXPlistLogCapture
+class VXPlistLogCapture : public VXLogCapture
 {
 public:
-    VXPlistLogCapture() : m_previous(qInstallMessageHandler(&VXPlistLogCapture::handle)) { lines().clear(); }
-    ~VXPlistLogCapture() { qInstallMessageHandler(m_previous); }
-    VXPlistLogCapture(const VXPlistLogCapture &) = delete;
-    VXPlistLogCapture &operator=(const VXPlistLogCapture &) = delete;
-
-    QStringList take() { return std::exchange(lines(), QStringList()); }
-
-private:
-    static QStringList &lines()
-    {
-        static QStringList captured;
-        return captured;
-    }
-    static void handle(QtMsgType, const QMessageLogContext &context, const QString &message)
-    {
-        if (context.category && QByteArrayView(context.category) == QByteArrayView("wendle.plist"))
-            lines().append(message);
-    }
-
-    QtMessageHandler m_previous;
+    VXPlistLogCapture() : VXLogCapture("wendle.plist") {}
 };

@@ -5,6 +5,7 @@
 // seeded random tree with awkward names for round trips.
 
 #include "VXConfigurationKeys.h"
+#include "VXTestSupport.h"
 #include "VXDictionaryExtensions.h"
 #include "VXRegisteredDefaults.h"
 #include "VXUserDefaults.h"
@@ -30,35 +31,8 @@
 #include <utility>
 #include <vector>
 
-inline void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace vxtest {
-
-inline void ensureCoreApplication()
-{
-    static int argc = 1;
-    static char name[] = "wendle-persistence-tests";
-    static char *argv[] = {name, nullptr};
-    if (!QCoreApplication::instance())
-        new QCoreApplication(argc, argv);
-}
-
-// Runs the event loop until the condition holds or the time is up; answers the condition.
-inline bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeoutMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(1);
-    }
-    return true;
-}
 
 // A settings store with the registered defaults in a folder of its own, installed as the
 // standard store while it lives.
@@ -67,7 +41,7 @@ class Settings
 public:
     Settings()
     {
-        ensureCoreApplication();
+        VXEnsureCoreApplication();
         defaults = std::make_unique<VXUserDefaults>(QStringLiteral("com.brasswing.WendlePersistenceTests"), folder.path());
         VXRegisterDefaults(*defaults);
         VXUserDefaults::setStandard(defaults.get());
@@ -84,49 +58,10 @@ public:
 
 // Collects the lines logged in "wendle.persistence" (from any thread) while it lives, and
 // keeps them off the console.
-class LogCapture
+class LogCapture : public VXLogCapture
 {
 public:
-    LogCapture() : m_previous(qInstallMessageHandler(&LogCapture::handle))
-    {
-        QMutexLocker locker(&mutex());
-        lines().clear();
-    }
-    ~LogCapture() { qInstallMessageHandler(m_previous); }
-    LogCapture(const LogCapture &) = delete;
-    LogCapture &operator=(const LogCapture &) = delete;
-
-    QStringList take()
-    {
-        QMutexLocker locker(&mutex());
-        return std::exchange(lines(), QStringList());
-    }
-    QStringList peek() const
-    {
-        QMutexLocker locker(&mutex());
-        return lines();
-    }
-
-private:
-    static QMutex &mutex()
-    {
-        static QMutex m;
-        return m;
-    }
-    static QStringList &lines()
-    {
-        static QStringList captured;
-        return captured;
-    }
-    static void handle(QtMsgType, const QMessageLogContext &context, const QString &message)
-    {
-        if (context.category && QByteArrayView(context.category) == QByteArrayView("wendle.persistence")) {
-            QMutexLocker locker(&mutex());
-            lines().append(message);
-        }
-    }
-
-    QtMessageHandler m_previous;
+    LogCapture() : VXLogCapture("wendle.persistence") {}
 };
 
 // Sets the default locale for a test and puts the previous one back.

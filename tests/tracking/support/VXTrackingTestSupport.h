@@ -5,6 +5,7 @@
 // keep.
 
 #include "VXConfigurationKeys.h"
+#include "VXTestSupport.h"
 #include "VXDictionaryExtensions.h"
 #include "VXRegisteredDefaults.h"
 #include "VXUserDefaults.h"
@@ -24,22 +25,7 @@
 #include <string>
 #include <vector>
 
-// Readable failures.
-inline void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
-
 namespace vxtest {
-
-inline void ensureCoreApplication()
-{
-    static int argc = 1;
-    static char name[] = "wendle-tracking-tests";
-    static char *argv[] = {name, nullptr};
-    if (!QCoreApplication::instance())
-        new QCoreApplication(argc, argv);
-}
 
 // A settings store of its own, with the program's registered defaults, in a folder that goes
 // away with it. Installed as the standard store while it lives (debug logging reads that).
@@ -48,7 +34,7 @@ class Settings
 public:
     Settings()
     {
-        ensureCoreApplication();
+        VXEnsureCoreApplication();
         defaults = std::make_unique<VXUserDefaults>(QStringLiteral("com.brasswing.WendleTests"), folder.path());
         VXRegisterDefaults(*defaults);
         VXUserDefaults::setStandard(defaults.get());

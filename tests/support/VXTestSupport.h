@@ -1,0 +1,106 @@
+#pragma once
+
+// What test programs of every module share: readable QString failures, the application object
+// that timers, files watchers and threads need, waiting on the event loop, and the log lines the
+// code under test writes.
+
+#include <QByteArrayView>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QStringList>
+#include <QThread>
+
+#include <functional>
+#include <ostream>
+#include <utility>
+
+inline void PrintTo(const QString &text, std::ostream *out)
+{
+    *out << '"' << text.toStdString() << '"';
+}
+
+// Made once and kept to the end of the program: a QCoreApplication torn down among the statics
+// after main() returns takes Qt's globals with it in the wrong order.
+inline void VXEnsureCoreApplication()
+{
+    static int argc = 1;
+    static char name[] = "wendle-tests";
+    static char *argv[] = {name, nullptr};
+    if (!QCoreApplication::instance())
+        new QCoreApplication(argc, argv);
+}
+
+// Runs the event loop until the condition holds or the time is up; answers the condition.
+inline bool VXWaitUntil(const std::function<bool()> &condition, int timeoutMs = 10000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(1);
+    }
+    return true;
+}
+
+// Runs the event loop for a while (to let anything that would happen, happen).
+inline void VXSpinEventLoop(int milliseconds)
+{
+    VXWaitUntil([] { return false; }, milliseconds);
+}
+
+// Collects the lines logged while it lives (from any thread), those of one category or all of
+// them, and keeps them off the console. One capture at a time.
+class VXLogCapture
+{
+public:
+    explicit VXLogCapture(const char *category = nullptr) : m_previous(qInstallMessageHandler(&VXLogCapture::handle))
+    {
+        QMutexLocker locker(&mutex());
+        state().category = category;
+        state().lines.clear();
+    }
+    ~VXLogCapture() { qInstallMessageHandler(m_previous); }
+    VXLogCapture(const VXLogCapture &) = delete;
+    VXLogCapture &operator=(const VXLogCapture &) = delete;
+
+    // The lines so far, which are then forgotten.
+    QStringList take()
+    {
+        QMutexLocker locker(&mutex());
+        return std::exchange(state().lines, QStringList());
+    }
+    QStringList peek() const
+    {
+        QMutexLocker locker(&mutex());
+        return state().lines;
+    }
+
+private:
+    struct State {
+        const char *category = nullptr;
+        QStringList lines;
+    };
+    static QMutex &mutex()
+    {
+        static QMutex m;
+        return m;
+    }
+    static State &state()
+    {
+        static State s;
+        return s;
+    }
+    static void handle(QtMsgType, const QMessageLogContext &context, const QString &message)
+    {
+        QMutexLocker locker(&mutex());
+        const char *wanted = state().category;
+        if (!wanted || (context.category && QByteArrayView(context.category) == QByteArrayView(wanted)))
+            state().lines.append(message);
+    }
+
+    QtMessageHandler m_previous;
+};
