@@ -1198,8 +1198,19 @@ bool Parser::merge(std::vector<Part> &parts)
         }
     }
     const auto fill = [&](std::size_t i) {
-        for (const Part::Period &period : parts[i].periods) {
-            VXValue *&cursor = cursors[i][std::size_t(period.item) * 2 + period.stream];
+        // Periods come in file order and go to logs all over the tree: where the one a few
+        // places on will go is fetched ahead, so that writing it does not wait for memory.
+        constexpr std::size_t kAhead = 8;
+        const Part::Period *periods = parts[i].periods.data();
+        const std::size_t count = parts[i].periods.size();
+        VXValue **itemCursors = cursors[i].data();
+        for (std::size_t k = 0; k < count; ++k) {
+            if (k + kAhead < count) {
+                const Part::Period &later = periods[k + kAhead];
+                __builtin_prefetch(itemCursors[std::size_t(later.item) * 2 + later.stream], 1);
+            }
+            const Part::Period &period = periods[k];
+            VXValue *&cursor = itemCursors[std::size_t(period.item) * 2 + period.stream];
             new (cursor++) VXValue(period.begin);
             new (cursor++) VXValue(-period.end);
         }
