@@ -232,11 +232,14 @@ const VXValue &taggedValue(std::uintptr_t tagged)
     return *reinterpret_cast<const VXValue *>(tagged & ~kTagMask);
 }
 
-// A number met while laying out: its bits, kind and place in the layout.
+// A number met while laying out: its bits, kind and place in the layout, and the top bits of
+// its hash (which bucket of kBucketBits it falls in), worked out while it was at hand.
+constexpr int kBucketBits = 16;
 struct NumberRecord {
     std::uint64_t bits;
     std::uint32_t index;
     std::uint8_t kind;
+    std::uint16_t bucket;
 };
 
 // For every number equal to an earlier one, the layout index of the first one + 1, stored at its
@@ -247,23 +250,23 @@ struct NumberRecord {
 // numbers are spread by hash over partitions small enough that each one's table stays in the
 // cache, in layout order, so that the first occurrence of a number is still met first within
 // its partition.
-void markDuplicates(const VXMappedTable<NumberRecord> &numbers, VXMappedTable<std::uint32_t> &duplicateOf)
+void markDuplicates(const VXMappedTable<NumberRecord> &numbers, const std::vector<std::uint32_t> &bucketSizes,
+                    VXMappedTable<std::uint32_t> &duplicateOf)
 {
     const std::size_t count = numbers.size();
     if (count == 0)
         return;
     constexpr std::size_t kPartitionTarget = 4096;
     int partitionBits = 0;
-    while ((count >> partitionBits) > kPartitionTarget && partitionBits < 16)
+    while ((count >> partitionBits) > kPartitionTarget && partitionBits < kBucketBits)
         ++partitionBits;
     const std::size_t partitions = std::size_t(1) << partitionBits;
-    auto partitionOf = [partitionBits](std::uint64_t h) -> std::size_t {
-        return partitionBits == 0 ? 0 : static_cast<std::size_t>(h >> (64 - partitionBits));
-    };
+    const int shift = kBucketBits - partitionBits;
 
+    // The partitions' sizes from the buckets' (a partition is a run of buckets).
     std::vector<std::size_t> starts(partitions + 1, 0);
-    for (std::size_t i = 0; i < count; ++i)
-        ++starts[partitionOf(hashKey(numbers[i].kind, numbers[i].bits)) + 1];
+    for (std::size_t b = 0; b < bucketSizes.size(); ++b)
+        starts[(b >> shift) + 1] += bucketSizes[b];
     std::size_t largest = 0;
     for (std::size_t p = 0; p < partitions; ++p) {
         largest = std::max(largest, starts[p + 1]);
@@ -274,7 +277,7 @@ void markDuplicates(const VXMappedTable<NumberRecord> &numbers, VXMappedTable<st
         std::vector<std::size_t> cursor(starts.begin(), starts.end() - 1);
         for (std::size_t i = 0; i < count; ++i) {
             const NumberRecord &record = numbers[i];
-            records[cursor[partitionOf(hashKey(record.kind, record.bits))]++] = record;
+            records[cursor[record.bucket >> shift]++] = record;
         }
     }
 
@@ -421,7 +424,7 @@ private:
             if (slot)
                 return slot - 1;
             slot = next + 1;
-            append(reinterpret_cast<std::uintptr_t>(&value) | kTagValue, true);
+            append(reinterpret_cast<std::uintptr_t>(&value) | kTagValue);
             return next;
         }
         case VXValue::Type::Array:
@@ -443,7 +446,8 @@ private:
     {
         if (depth >= VXPropertyListSerialization::kMaximumDepth)
             return fail("cannot write a property list nested this deeply");
-        append(reinterpret_cast<std::uintptr_t>(&value) | kTagValue, false);
+        append(reinterpret_cast<std::uintptr_t>(&value) | kTagValue);
+        m_finished.resize(self + 1);   // 0 while its contents are laid out
         if (const VXArray *array = value.array()) {
             const std::size_t start = m_refs.size();
             const std::size_t count = array->size();
@@ -477,7 +481,7 @@ private:
                 m_refs[start + count + i] = child;
             }
         }
-        m_finished[self] = true;
+        m_finished[self] = 1;
         return self;
     }
 
@@ -488,21 +492,24 @@ private:
         if (slot)
             return slot - 1;
         slot = next + 1;
-        append(tagged, true);
+        append(tagged);
         return next;
     }
 
     // A number takes a place and is noted, while it is at hand, for merging equal ones.
     void appendNumber(const VXValue &value)
     {
-        m_numbers.push_back(NumberRecord{numberBits(value), static_cast<std::uint32_t>(m_objects.size()), numberKind(value)});
-        append(reinterpret_cast<std::uintptr_t>(&value) | kTagNumber, true);
+        const std::uint64_t bits = numberBits(value);
+        const std::uint8_t kind = numberKind(value);
+        const auto bucket = static_cast<std::uint16_t>(hashKey(kind, bits) >> (64 - kBucketBits));
+        ++m_bucketSizes[bucket];
+        m_numbers.push_back(NumberRecord{bits, static_cast<std::uint32_t>(m_objects.size()), kind, bucket});
+        append(reinterpret_cast<std::uintptr_t>(&value) | kTagNumber);
     }
 
-    void append(std::uintptr_t tagged, bool finished)
+    void append(std::uintptr_t tagged)
     {
         m_objects.push_back(tagged);
-        m_finished.push_back(finished);
     }
 
     // Gives each object its final number: a number equal to an earlier one is dropped (its place
@@ -511,7 +518,7 @@ private:
     {
         const std::size_t count = m_objects.size();
         VXMappedTable<std::uint32_t> final(count);   // duplicates' first + 1, then every final number
-        markDuplicates(m_numbers, final);
+        markDuplicates(m_numbers, m_bucketSizes, final);
         std::uint32_t next = 0;
         for (std::size_t i = 0; i < count; ++i) {
             if (const std::uint32_t first = final[i]) {
@@ -616,9 +623,10 @@ private:
     }
 
     VXMappedTable<std::uintptr_t> m_objects;   // tagged objects in layout order; offsets once written
-    std::vector<bool> m_finished;       // false while a container's contents are laid out
+    VXMappedTable<std::uint8_t> m_finished;   // per container's index: 0 while its contents are laid out
     VXMappedTable<std::uint32_t> m_refs;        // every container's references, in layout order
     VXMappedTable<NumberRecord> m_numbers;   // every number's place, in layout order
+    std::vector<std::uint32_t> m_bucketSizes = std::vector<std::uint32_t>(std::size_t(1) << kBucketBits);
     std::size_t m_objectCount = 0;      // objects once equal numbers are merged
     ObjectNumberMap m_containers;       // containers laid out, by address
     QHash<QString, std::uint32_t> m_strings;   // layout index + 1
