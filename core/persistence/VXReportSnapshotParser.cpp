@@ -1059,7 +1059,10 @@ std::vector<const char *> Parser::partBoundaries(const char *begin) const
         const char *p = begin + size * static_cast<std::size_t>(k) / static_cast<std::size_t>(m_parts);
         if (p <= boundaries.back())
             continue;
-        quotes += countQuotes(counted, p);
+        // A text without quotes (an export of names that need none) has no quoted line breaks
+        // to step over: nothing to count.
+        if (m_survey.quotes != 0)
+            quotes += countQuotes(counted, p);
         for (; p < m_end; ++p) {
             if (*p == '"')
                 ++quotes;
