@@ -78,7 +78,7 @@ def titles_for(kind, rng, day):
     if kind == "slides":
         return ["%s review.odp" % p]
     if kind == "pdf":
-        return ["%s specification.pdf" % p, "paper-%d.pdf" % (day % 60)]
+        return ["%s requirements.pdf" % p, "paper-%d.pdf" % (day % 60)]
     if kind == "chat":
         return ["#%s" % p.lower(), "%s (direct)" % rng.choice(PEOPLE)]
     if kind == "call":
