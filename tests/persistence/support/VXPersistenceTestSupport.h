@@ -5,6 +5,7 @@
 // seeded random tree with awkward names for round trips.
 
 #include "VXConfigurationKeys.h"
+#include "VXTestSettings.h"
 #include "VXTestSupport.h"
 #include "VXDictionaryExtensions.h"
 #include "VXRegisteredDefaults.h"
@@ -33,28 +34,6 @@
 
 
 namespace vxtest {
-
-// A settings store with the registered defaults in a folder of its own, installed as the
-// standard store while it lives.
-class Settings
-{
-public:
-    Settings()
-    {
-        VXEnsureCoreApplication();
-        defaults = std::make_unique<VXUserDefaults>(QStringLiteral("com.brasswing.WendlePersistenceTests"), folder.path());
-        VXRegisterDefaults(*defaults);
-        VXUserDefaults::setStandard(defaults.get());
-    }
-    ~Settings()
-    {
-        if (VXUserDefaults::standard() == defaults.get())
-            VXUserDefaults::setStandard(nullptr);
-    }
-
-    QTemporaryDir folder;
-    std::unique_ptr<VXUserDefaults> defaults;
-};
 
 // Collects the lines logged in "wendle.persistence" (from any thread) while it lives, and
 // keeps them off the console.

@@ -5,6 +5,7 @@
 // keep.
 
 #include "VXConfigurationKeys.h"
+#include "VXTestSettings.h"
 #include "VXTestSupport.h"
 #include "VXDictionaryExtensions.h"
 #include "VXRegisteredDefaults.h"
@@ -26,28 +27,6 @@
 #include <vector>
 
 namespace vxtest {
-
-// A settings store of its own, with the program's registered defaults, in a folder that goes
-// away with it. Installed as the standard store while it lives (debug logging reads that).
-class Settings
-{
-public:
-    Settings()
-    {
-        VXEnsureCoreApplication();
-        defaults = std::make_unique<VXUserDefaults>(QStringLiteral("com.brasswing.WendleTests"), folder.path());
-        VXRegisterDefaults(*defaults);
-        VXUserDefaults::setStandard(defaults.get());
-    }
-    ~Settings()
-    {
-        if (VXUserDefaults::standard() == defaults.get())
-            VXUserDefaults::setStandard(nullptr);
-    }
-
-    QTemporaryDir folder;
-    std::unique_ptr<VXUserDefaults> defaults;
-};
 
 inline VXArrayRef numbers(std::initializer_list<double> values)
 {
