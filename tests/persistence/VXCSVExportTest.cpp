@@ -40,17 +40,6 @@ std::string csv(const VXDictionary &configuration, double begin, double end, con
     return data ? data->toStdString() : std::string("<nothing>");
 }
 
-class ListRows final : public VXListRows
-{
-public:
-    std::vector<const VXDictionary *> listed;
-    bool applicationListHasRowForItem(const VXDictionary &item) const override { return has(item); }
-    bool poolListHasRowForItem(const VXDictionary &item) const override { return has(item); }
-
-private:
-    bool has(const VXDictionary &item) const { return std::find(listed.begin(), listed.end(), &item) != listed.end(); }
-};
-
 } // namespace
 
 TEST(VXCSVExport, TheHeaderNamesTheChosenColumnsInTheirFixedOrder)

@@ -64,17 +64,6 @@ std::ostream &operator<<(std::ostream &out, const Row &row)
     return out << std::string(static_cast<std::size_t>(row.depth) * 2, ' ') << row.name;
 }
 
-class ListRows final : public VXListRows
-{
-public:
-    std::vector<const VXDictionary *> listed;
-    bool applicationListHasRowForItem(const VXDictionary &item) const override { return has(item); }
-    bool poolListHasRowForItem(const VXDictionary &item) const override { return has(item); }
-
-private:
-    bool has(const VXDictionary &item) const { return std::find(listed.begin(), listed.end(), &item) != listed.end(); }
-};
-
 } // namespace
 
 TEST(VXReportEventLogs, AClippedEntryCarriesTheItemsNamePathAndStreamsInsideTheRange)

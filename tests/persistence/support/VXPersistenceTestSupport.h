@@ -5,6 +5,7 @@
 // seeded random tree with awkward names for round trips.
 
 #include "VXConfigurationKeys.h"
+#include "VXListRows.h"
 #include "VXTestSettings.h"
 #include "VXTestSupport.h"
 #include "VXDictionaryExtensions.h"
@@ -23,6 +24,7 @@
 #include <QTemporaryDir>
 #include <QThread>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -34,6 +36,18 @@
 
 
 namespace vxtest {
+
+// The organizer's lists as the clipping sees them: the items with a row.
+class ListRows final : public VXListRows
+{
+public:
+    std::vector<const VXDictionary *> listed;
+    bool applicationListHasRowForItem(const VXDictionary &item) const override { return has(item); }
+    bool poolListHasRowForItem(const VXDictionary &item) const override { return has(item); }
+
+private:
+    bool has(const VXDictionary &item) const { return std::find(listed.begin(), listed.end(), &item) != listed.end(); }
+};
 
 // Collects the lines logged in "wendle.persistence" (from any thread) while it lives, and
 // keeps them off the console.
