@@ -52,7 +52,8 @@ int show(QTextStream &out, QTextStream &err, const QString &settingsFolder)
         configuration = VXPropertyListSerialization::valueFromData(file.readAll());
         if (configuration.isNull()) {
             err << QStringLiteral("the configuration <%1> is damaged: Wendle would start with an empty record and "
-                                  "replace it at its next save\n").arg(path);
+                                  "replace it at its next save\n")
+                       .arg(path);
             return VXConfigCommand::Failure;
         }
         if (!configuration.isDictionary())
@@ -69,7 +70,8 @@ int show(QTextStream &out, QTextStream &err, const QString &settingsFolder)
         err << QStringLiteral("no configuration file at <%1>; showing the copy kept in the settings under \"%2\"\n")
                    .arg(path, VXDefaultConfigurationKey);
     }
-    const std::optional<QByteArray> xml = VXPropertyListSerialization::dataFromValue(configuration, VXPropertyListSerialization::Format::XML);
+    const std::optional<QByteArray> xml
+        = VXPropertyListSerialization::dataFromValue(configuration, VXPropertyListSerialization::Format::XML);
     if (!xml) {
         err << QStringLiteral("cannot write the configuration <%1> as XML\n").arg(path);
         return VXConfigCommand::Failure;
@@ -87,7 +89,8 @@ int import(const QString &source, QTextStream &out, QTextStream &err)
     }
     const VXValue configuration = VXPropertyListSerialization::valueFromData(file.readAll());
     if (configuration.isNull()) {
-        err << QStringLiteral("cannot import <%1>: it is not a property list (binary, XML or old-style text)\n").arg(source);
+        err << QStringLiteral("cannot import <%1>: it is not a property list (binary, XML or old-style text)\n")
+                   .arg(source);
         return VXConfigCommand::Failure;
     }
     if (!configuration.isDictionary()) {
@@ -109,7 +112,8 @@ int import(const QString &source, QTextStream &out, QTextStream &err)
         backup = backupPathFor(target);
         // A copy, not a move: until the new file is in place, the old one stays where it was.
         if (!QFile::copy(target, backup)) {
-            err << QStringLiteral("cannot import <%1>: the previous configuration cannot be kept as <%2>\n").arg(source, backup);
+            err << QStringLiteral("cannot import <%1>: the previous configuration cannot be kept as <%2>\n")
+                       .arg(source, backup);
             return VXConfigCommand::Failure;
         }
         QFile::setPermissions(backup, QFile::ReadOwner | QFile::WriteOwner);
@@ -128,7 +132,7 @@ int import(const QString &source, QTextStream &out, QTextStream &err)
     return VXConfigCommand::Success;
 }
 
-} // namespace
+}   // namespace
 
 QString VXConfigCommand::usage()
 {
@@ -141,9 +145,11 @@ QString VXConfigCommand::usage()
                           "        file is kept beside it, named with the date and time\n");
 }
 
-int VXConfigCommand::run(const QStringList &arguments, QTextStream &out, QTextStream &err, const QString &settingsFolder)
+int VXConfigCommand::run(const QStringList &arguments, QTextStream &out, QTextStream &err,
+                         const QString &settingsFolder)
 {
-    if (arguments.size() == 1 && (arguments.at(0) == QLatin1StringView("--help") || arguments.at(0) == QLatin1StringView("-h"))) {
+    if (arguments.size() == 1
+        && (arguments.at(0) == QLatin1StringView("--help") || arguments.at(0) == QLatin1StringView("-h"))) {
         out << usage();
         return Success;
     }

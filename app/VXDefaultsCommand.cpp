@@ -27,11 +27,13 @@ enum class Kind { String, Integer, Real, Boolean, Date, Data, Array, Dictionary 
 
 std::optional<Kind> kindOfFlag(const QString &flag)
 {
-    static const struct { const char16_t *flag; Kind kind; } flags[] = {
-        {u"-string", Kind::String}, {u"-int", Kind::Integer}, {u"-integer", Kind::Integer},
-        {u"-float", Kind::Real}, {u"-real", Kind::Real}, {u"-bool", Kind::Boolean},
-        {u"-boolean", Kind::Boolean}, {u"-date", Kind::Date}, {u"-data", Kind::Data},
-        {u"-array", Kind::Array}, {u"-dict", Kind::Dictionary},
+    static const struct {
+        const char16_t *flag;
+        Kind kind;
+    } flags[] = {
+        {u"-string", Kind::String}, {u"-int", Kind::Integer},  {u"-integer", Kind::Integer}, {u"-float", Kind::Real},
+        {u"-real", Kind::Real},     {u"-bool", Kind::Boolean}, {u"-boolean", Kind::Boolean}, {u"-date", Kind::Date},
+        {u"-data", Kind::Data},     {u"-array", Kind::Array},  {u"-dict", Kind::Dictionary},
     };
     for (const auto &entry : flags) {
         if (flag == QStringView(entry.flag))
@@ -81,8 +83,7 @@ VXValue scalarValue(Kind kind, const QString &text, QString *error)
 {
     bool ok = false;
     switch (kind) {
-    case Kind::String:
-        return VXValue(text);
+    case Kind::String: return VXValue(text);
     case Kind::Integer: {
         const qlonglong integer = text.trimmed().toLongLong(&ok, 10);
         if (ok)
@@ -122,8 +123,7 @@ VXValue scalarValue(Kind kind, const QString &text, QString *error)
         return VXValue();
     }
     case Kind::Array:
-    case Kind::Dictionary:
-        break;
+    case Kind::Dictionary: break;
     }
     return VXValue();
 }
@@ -135,7 +135,8 @@ VXValue elementValue(const QStringList &arguments, qsizetype &index, QString *er
     Kind kind = Kind::String;
     if (const std::optional<Kind> flagged = kindOfFlag(arguments.at(index))) {
         if (!isScalar(*flagged)) {
-            *error = QStringLiteral("%1 cannot be nested; write the value as an old-style property list instead").arg(arguments.at(index));
+            *error = QStringLiteral("%1 cannot be nested; write the value as an old-style property list instead")
+                         .arg(arguments.at(index));
             return VXValue();
         }
         kind = *flagged;
@@ -180,20 +181,17 @@ VXValue withNumbers(const VXValue &value)
 QString dateText(const VXValue &value)
 {
     const auto milliseconds = static_cast<qint64>(std::llround(value.dateAsUnixTime() * 1000.0));
-    return QDateTime::fromMSecsSinceEpoch(milliseconds, Qt::UTC)
-        .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss +0000"));
+    return QDateTime::fromMSecsSinceEpoch(milliseconds, Qt::UTC).toString(QStringLiteral("yyyy-MM-dd HH:mm:ss +0000"));
 }
 
 QString numberText(const VXValue &value)
 {
     switch (value.type()) {
-    case VXValue::Type::Boolean:
-        return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
+    case VXValue::Type::Boolean: return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
     case VXValue::Type::Integer:
         return value.isUnsignedInteger() ? QString::number(static_cast<quint64>(value.integerBits()))
                                          : QString::number(value.integerBits());
-    default:
-        return QString::number(value.realValue(), 'g', QLocale::FloatingPointShortest);
+    default: return QString::number(value.realValue(), 'g', QLocale::FloatingPointShortest);
     }
 }
 
@@ -247,43 +245,42 @@ int usageError(QTextStream &err, const QString &message)
     return VXDefaultsCommand::UsageError;
 }
 
-} // namespace
+}   // namespace
 
 QString VXDefaultsCommand::usage()
 {
-    return QStringLiteral(
-        "Usage: wendle defaults read [KEY]\n"
-        "       wendle defaults write KEY VALUE\n"
-        "       wendle defaults write KEY -TYPE VALUE...\n"
-        "       wendle defaults delete KEY\n"
-        "\n"
-        "Reads and changes Wendle's settings: the domain %1, kept in\n"
-        "$XDG_CONFIG_HOME/Wendle/%1.plist\n"
-        "(~/.config/Wendle when XDG_CONFIG_HOME is not set). A running Wendle takes\n"
-        "changes in at once.\n"
-        "\n"
-        "  read             prints every stored setting as an old-style property list\n"
-        "  read KEY         prints one stored setting: text, numbers (booleans as 1 or 0) and\n"
-        "                   dates as they are, arrays, dictionaries and data as old-style text;\n"
-        "                   registered defaults are not shown\n"
-        "  write KEY VALUE  a VALUE that starts with \"(\" or \"{\" is read as an old-style\n"
-        "                   property list, in which every element that spells a number becomes\n"
-        "                   a number (use -array or -dict with -string to keep such text);\n"
-        "                   any other VALUE is stored as text\n"
-        "  delete KEY       removes one setting\n"
-        "\n"
-        "Types for write:\n"
-        "  -string TEXT\n"
-        "  -int, -integer NUMBER\n"
-        "  -float, -real NUMBER\n"
-        "  -bool, -boolean YES|NO|true|false|1|0\n"
-        "  -date DATE            2024-05-01T09:30:00Z, 2024-05-01T11:30:00+02:00 (no zone:\n"
-        "                        local time) or 2024-05-01 09:30:00 +0000\n"
-        "  -data HEX             0a1b2c\n"
-        "  -array [-TYPE] VALUE...          elements are text unless a type flag precedes them\n"
-        "  -dict KEY [-TYPE] VALUE...       likewise for the values\n"
-        "\n"
-        "Example: wendle defaults write \"Pie Color Components\" \"(0.2, 0.4, 0.6)\"\n")
+    return QStringLiteral("Usage: wendle defaults read [KEY]\n"
+                          "       wendle defaults write KEY VALUE\n"
+                          "       wendle defaults write KEY -TYPE VALUE...\n"
+                          "       wendle defaults delete KEY\n"
+                          "\n"
+                          "Reads and changes Wendle's settings: the domain %1, kept in\n"
+                          "$XDG_CONFIG_HOME/Wendle/%1.plist\n"
+                          "(~/.config/Wendle when XDG_CONFIG_HOME is not set). A running Wendle takes\n"
+                          "changes in at once.\n"
+                          "\n"
+                          "  read             prints every stored setting as an old-style property list\n"
+                          "  read KEY         prints one stored setting: text, numbers (booleans as 1 or 0) and\n"
+                          "                   dates as they are, arrays, dictionaries and data as old-style text;\n"
+                          "                   registered defaults are not shown\n"
+                          "  write KEY VALUE  a VALUE that starts with \"(\" or \"{\" is read as an old-style\n"
+                          "                   property list, in which every element that spells a number becomes\n"
+                          "                   a number (use -array or -dict with -string to keep such text);\n"
+                          "                   any other VALUE is stored as text\n"
+                          "  delete KEY       removes one setting\n"
+                          "\n"
+                          "Types for write:\n"
+                          "  -string TEXT\n"
+                          "  -int, -integer NUMBER\n"
+                          "  -float, -real NUMBER\n"
+                          "  -bool, -boolean YES|NO|true|false|1|0\n"
+                          "  -date DATE            2024-05-01T09:30:00Z, 2024-05-01T11:30:00+02:00 (no zone:\n"
+                          "                        local time) or 2024-05-01 09:30:00 +0000\n"
+                          "  -data HEX             0a1b2c\n"
+                          "  -array [-TYPE] VALUE...          elements are text unless a type flag precedes them\n"
+                          "  -dict KEY [-TYPE] VALUE...       likewise for the values\n"
+                          "\n"
+                          "Example: wendle defaults write \"Pie Color Components\" \"(0.2, 0.4, 0.6)\"\n")
         .arg(VXUserDefaults::kDomain);
 }
 
@@ -360,8 +357,8 @@ QString VXDefaultsCommand::propertyListText(const VXValue &value, int indent)
         QString text = QStringLiteral("{\n");
         for (const std::size_t i : dictionary.sortedEntryIndexes()) {
             const VXDictionary::Entry &entry = dictionary.entries()[i];
-            text += inner + quotedText(entry.key) + QStringLiteral(" = ")
-                + propertyListText(entry.value, indent + 4) + QStringLiteral(";\n");
+            text += inner + quotedText(entry.key) + QStringLiteral(" = ") + propertyListText(entry.value, indent + 4)
+                + QStringLiteral(";\n");
         }
         return text + outer + u'}';
     }
@@ -376,8 +373,7 @@ QString VXDefaultsCommand::propertyListText(const VXValue &value, int indent)
     }
     case VXValue::Type::String: return quotedText(value.stringRef());
     case VXValue::Type::Date: return quotedText(dateText(value));
-    case VXValue::Type::Data:
-        return u'<' + QString::fromLatin1(value.dataRef().toHex()) + u'>';
+    case VXValue::Type::Data: return u'<' + QString::fromLatin1(value.dataRef().toHex()) + u'>';
     case VXValue::Type::Null: return QString();
     default: return numberText(value);
     }

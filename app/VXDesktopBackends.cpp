@@ -14,7 +14,7 @@ VXDesktopBackends VXMakeDesktopBackends()
 {
     VXDesktopBackends backends;
     const bool wayland = qEnvironmentVariable("XDG_SESSION_TYPE") == QStringLiteral("wayland")
-                         || (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") && qEnvironmentVariableIsEmpty("DISPLAY"));
+        || (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") && qEnvironmentVariableIsEmpty("DISPLAY"));
     if (wayland) {
         // Through XWayland only X11 programs would be visible, and the frontmost window would be
         // wrong whenever a native Wayland program is in front: counting nothing is more honest.
@@ -27,7 +27,8 @@ VXDesktopBackends VXMakeDesktopBackends()
         QString whyNot;
         backends.desktop = VXMakeX11Desktop(&whyNot);
         if (backends.desktop) {
-            backends.description = QStringLiteral("Tracking the X11 desktop on %1.").arg(qEnvironmentVariable("DISPLAY"));
+            backends.description
+                = QStringLiteral("Tracking the X11 desktop on %1.").arg(qEnvironmentVariable("DISPLAY"));
             backends.presenceSources.push_back(std::make_unique<VXX11IdleSource>());
         } else {
             backends.description = QStringLiteral("Cannot track windows: %1").arg(whyNot);

@@ -35,8 +35,8 @@ constexpr qsizetype kLongestName = 60;
 class CommandSettings
 {
 public:
-    explicit CommandSettings(const QString &folder)
-        : m_defaults(VXUserDefaults::kDomain, folder), m_previous(VXUserDefaults::standard())
+    explicit CommandSettings(const QString &folder) :
+        m_defaults(VXUserDefaults::kDomain, folder), m_previous(VXUserDefaults::standard())
     {
         VXRegisterDefaults(m_defaults);
         VXUserDefaults::setStandard(&m_defaults);
@@ -57,16 +57,16 @@ struct Range {
     double end = 0.0;
 };
 
-const QCommandLineOption kFromOption(QStringList{QStringLiteral("from")},
+const QCommandLineOption kFromOption(QStringList {QStringLiteral("from")},
                                      QStringLiteral("Start of the range (default: the first tracked moment)."),
                                      QStringLiteral("WHEN"));
-const QCommandLineOption kToOption(QStringList{QStringLiteral("to")},
+const QCommandLineOption kToOption(QStringList {QStringLiteral("to")},
                                    QStringLiteral("End of the range (default: the last tracked moment)."),
                                    QStringLiteral("WHEN"));
 
 void addHelp(QCommandLineParser &parser)
 {
-    parser.addOption(QCommandLineOption(QStringList{QStringLiteral("h"), QStringLiteral("help")},
+    parser.addOption(QCommandLineOption(QStringList {QStringLiteral("h"), QStringLiteral("help")},
                                         QStringLiteral("Show this help.")));
 }
 
@@ -75,7 +75,7 @@ bool parse(QCommandLineParser &parser, const QString &command, const QStringList
            QTextStream &err, const QString &usage, bool *helped)
 {
     *helped = false;
-    if (!parser.parse(QStringList{QStringLiteral("wendle ") + command} + arguments)) {
+    if (!parser.parse(QStringList {QStringLiteral("wendle ") + command} + arguments)) {
         err << "wendle " << command << ": " << parser.errorText() << "\n" << usage;
         return false;
     }
@@ -112,7 +112,7 @@ std::optional<Range> rangeOf(const QCommandLineParser &parser, const VXDictionar
 {
     Range range;
     getFirstTimestamp(configuration, &range.begin, &range.end);
-    for (const auto &[option, value] : {std::pair{&kFromOption, &range.begin}, std::pair{&kToOption, &range.end}}) {
+    for (const auto &[option, value] : {std::pair {&kFromOption, &range.begin}, std::pair {&kToOption, &range.end}}) {
         if (!parser.isSet(*option))
             continue;
         QString error;
@@ -211,24 +211,28 @@ QString percentOf(double interval, double range)
     return QString::number(static_cast<qulonglong>(interval * 100.0 / range));
 }
 
-} // namespace
+}   // namespace
 
 int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, QTextStream &err)
 {
     return runExport(arguments, out, err, Environment());
 }
 
-int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, QTextStream &err, const Environment &environment)
+int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, QTextStream &err,
+                               const Environment &environment)
 {
     QCommandLineParser parser;
     addHelp(parser);
     parser.addOption(kFromOption);
     parser.addOption(kToOption);
-    const QCommandLineOption output(QStringList{QStringLiteral("o"), QStringLiteral("output")},
-                                    QStringLiteral("Write to FILE instead of standard output."), QStringLiteral("FILE"));
-    const QCommandLineOption columnsOption(QStringList{QStringLiteral("columns")}, QString(), QStringLiteral("LIST"));
-    const QCommandLineOption columnSeparator(QStringList{QStringLiteral("column-separator")}, QString(), QStringLiteral("SEP"));
-    const QCommandLineOption rowSeparator(QStringList{QStringLiteral("row-separator")}, QString(), QStringLiteral("SEP"));
+    const QCommandLineOption output(QStringList {QStringLiteral("o"), QStringLiteral("output")},
+                                    QStringLiteral("Write to FILE instead of standard output."),
+                                    QStringLiteral("FILE"));
+    const QCommandLineOption columnsOption(QStringList {QStringLiteral("columns")}, QString(), QStringLiteral("LIST"));
+    const QCommandLineOption columnSeparator(QStringList {QStringLiteral("column-separator")}, QString(),
+                                             QStringLiteral("SEP"));
+    const QCommandLineOption rowSeparator(QStringList {QStringLiteral("row-separator")}, QString(),
+                                          QStringLiteral("SEP"));
     parser.addOption(output);
     parser.addOption(columnsOption);
     parser.addOption(columnSeparator);
@@ -247,7 +251,7 @@ int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, Q
             return UsageError;
         }
     }
-    for (const auto &[option, rows] : {std::pair{&columnSeparator, false}, std::pair{&rowSeparator, true}}) {
+    for (const auto &[option, rows] : {std::pair {&columnSeparator, false}, std::pair {&rowSeparator, true}}) {
         if (!parser.isSet(*option))
             continue;
         const std::optional<QString> separator = separatorFromText(parser.value(*option), rows);
@@ -263,7 +267,8 @@ int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, Q
         return UsageError;
     }
 
-    const QString path = environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
+    const QString path
+        = environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
     const VXDictionaryRef configuration = loadConfiguration(path, kExportName, err);
     if (!configuration)
         return Failure;
@@ -277,8 +282,8 @@ int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, Q
     if (exportSettings.exportedReportContent != 1)
         rows = VXListedItems::fromConfiguration(*configuration,
                                                 settings.defaults().boolForKey(VXDefaultsKey::kShowInactivePools));
-    const std::optional<QByteArray> data
-        = CSVDataWithBeginTimestamp(configuration.get(), range->begin, range->end, exportSettings, rows ? &*rows : nullptr);
+    const std::optional<QByteArray> data = CSVDataWithBeginTimestamp(configuration.get(), range->begin, range->end,
+                                                                     exportSettings, rows ? &*rows : nullptr);
     if (!data)
         return UsageError;
     if (!parser.isSet(output) || parser.value(output) == QStringLiteral("-")) {
@@ -298,7 +303,8 @@ int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, 
     return runSummary(arguments, out, err, Environment());
 }
 
-int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, QTextStream &err, const Environment &environment)
+int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, QTextStream &err,
+                                const Environment &environment)
 {
     QCommandLineParser parser;
     addHelp(parser);
@@ -309,7 +315,8 @@ int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, 
         return helped ? Success : UsageError;
 
     CommandSettings settings(environment.settingsFolder);
-    const QString path = environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
+    const QString path
+        = environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
     const VXDictionaryRef configuration = loadConfiguration(path, kSummaryName, err);
     if (!configuration)
         return Failure;
@@ -351,8 +358,9 @@ QString VXExportCommand::summaryTable(const VXDictionary &configuration, double 
             const bool pool = depth == 0 && isPoolOrPoolItem(*entry);
             if (rows.empty() || (pool && !inPools)) {
                 inPools = inPools || pool;
-                rows.push_back({pool ? QStringLiteral("Pools") : QStringLiteral("Applications"), QStringLiteral("Foreground"),
-                                QStringLiteral("%"), QStringLiteral("Open"), QStringLiteral("%"), true});
+                rows.push_back({pool ? QStringLiteral("Pools") : QStringLiteral("Applications"),
+                                QStringLiteral("Foreground"), QStringLiteral("%"), QStringLiteral("Open"),
+                                QStringLiteral("%"), true});
             }
             const double front = timeIntervalForKey(*entry, VXFrontTimeKey);
             const double total = timeIntervalForKey(*entry, VXTimeKey);
@@ -387,36 +395,34 @@ QString VXExportCommand::summaryTable(const VXDictionary &configuration, double 
 
 QString VXExportCommand::exportUsage()
 {
-    return QStringLiteral(
-               "Usage: wendle export [--from WHEN] [--to WHEN] [-o FILE] [--columns LIST]\n"
-               "                     [--column-separator SEP] [--row-separator SEP]\n"
-               "\n"
-               "Writes every foreground and open period of the range as CSV, one row per period, to\n"
-               "standard output or FILE, in the columns and separators chosen in the preferences.\n"
-               "The data is the configuration Wendle saved last (every half hour, and when it quits).\n"
-               "\n"
-               "  --from WHEN, --to WHEN   the range (default: everything tracked)\n"
-               "  -o, --output FILE        write to FILE (readable by you alone) instead\n"
-               "  --columns LIST           the columns, separated by commas: pool, pool-notes,\n"
-               "                           application, window, front, total\n"
-               "  --column-separator SEP   comma, semicolon or tab\n"
-               "  --row-separator SEP      lf, cr or crlf\n"
-               "\n"
-               "%1")
+    return QStringLiteral("Usage: wendle export [--from WHEN] [--to WHEN] [-o FILE] [--columns LIST]\n"
+                          "                     [--column-separator SEP] [--row-separator SEP]\n"
+                          "\n"
+                          "Writes every foreground and open period of the range as CSV, one row per period, to\n"
+                          "standard output or FILE, in the columns and separators chosen in the preferences.\n"
+                          "The data is the configuration Wendle saved last (every half hour, and when it quits).\n"
+                          "\n"
+                          "  --from WHEN, --to WHEN   the range (default: everything tracked)\n"
+                          "  -o, --output FILE        write to FILE (readable by you alone) instead\n"
+                          "  --columns LIST           the columns, separated by commas: pool, pool-notes,\n"
+                          "                           application, window, front, total\n"
+                          "  --column-separator SEP   comma, semicolon or tab\n"
+                          "  --row-separator SEP      lf, cr or crlf\n"
+                          "\n"
+                          "%1")
         .arg(whenHelp());
 }
 
 QString VXExportCommand::summaryUsage()
 {
-    return QStringLiteral(
-               "Usage: wendle summary [--from WHEN] [--to WHEN]\n"
-               "\n"
-               "Prints, for every application, window and pool with activity in the range, how long it\n"
-               "was in front and how long it was open, and each as a share of the range. The data is\n"
-               "the configuration Wendle saved last (every half hour, and when it quits).\n"
-               "\n"
-               "  --from WHEN, --to WHEN   the range (default: everything tracked)\n"
-               "\n"
-               "%1")
+    return QStringLiteral("Usage: wendle summary [--from WHEN] [--to WHEN]\n"
+                          "\n"
+                          "Prints, for every application, window and pool with activity in the range, how long it\n"
+                          "was in front and how long it was open, and each as a share of the range. The data is\n"
+                          "the configuration Wendle saved last (every half hour, and when it quits).\n"
+                          "\n"
+                          "  --from WHEN, --to WHEN   the range (default: everything tracked)\n"
+                          "\n"
+                          "%1")
         .arg(whenHelp());
 }

@@ -18,7 +18,7 @@ class VXExportCommand
 {
 public:
     // The words after the program name that select the commands.
-    static const QString kExportName;    // "export"
+    static const QString kExportName;   // "export"
     static const QString kSummaryName;   // "summary"
 
     // Exit statuses: done; no configuration or the file could not be written; the command line
@@ -35,9 +35,11 @@ public:
     };
 
     // Run with the arguments after the command's name.
-    static int runExport(const QStringList &arguments, QTextStream &out, QTextStream &err, const Environment &environment);
+    static int runExport(const QStringList &arguments, QTextStream &out, QTextStream &err,
+                         const Environment &environment);
     static int runExport(const QStringList &arguments, QTextStream &out, QTextStream &err);
-    static int runSummary(const QStringList &arguments, QTextStream &out, QTextStream &err, const Environment &environment);
+    static int runSummary(const QStringList &arguments, QTextStream &out, QTextStream &err,
+                          const Environment &environment);
     static int runSummary(const QStringList &arguments, QTextStream &out, QTextStream &err);
 
     // The summary's table for the range: a row per application, window, pool, member and

@@ -14,8 +14,7 @@ bool VXOwnInputFilter::eventFilter(QObject *watched, QEvent *event)
             m_observer.inputHappened();
         }
         break;
-    default:
-        break;
+    default: break;
     }
     return QObject::eventFilter(watched, event);
 }

@@ -12,8 +12,8 @@
 class VXOwnInputFilter final : public QObject
 {
 public:
-    explicit VXOwnInputFilter(VXPresenceObserver &observer, QObject *parent = nullptr)
-        : QObject(parent), m_observer(observer)
+    explicit VXOwnInputFilter(VXPresenceObserver &observer, QObject *parent = nullptr) :
+        QObject(parent), m_observer(observer)
     {
     }
 

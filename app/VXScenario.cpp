@@ -36,8 +36,7 @@ bool isOnGrid(double seconds)
 VXValue valueFromJson(const QJsonValue &json)
 {
     switch (json.type()) {
-    case QJsonValue::Bool:
-        return VXValue(json.toBool());
+    case QJsonValue::Bool: return VXValue(json.toBool());
     case QJsonValue::Double: {
         // Integers in the text stay integers (600 is an integer setting, 600.5 a real one).
         const QVariant variant = json.toVariant();
@@ -45,8 +44,7 @@ VXValue valueFromJson(const QJsonValue &json)
             return VXValue(std::int64_t(variant.toLongLong()));
         return VXValue(json.toDouble());
     }
-    case QJsonValue::String:
-        return VXValue(json.toString());
+    case QJsonValue::String: return VXValue(json.toString());
     case QJsonValue::Array: {
         const QJsonArray array = json.toArray();
         VXArrayRef result = VXMakeArray();
@@ -63,15 +61,14 @@ VXValue valueFromJson(const QJsonValue &json)
         return VXValue(result);
     }
     case QJsonValue::Null:
-    case QJsonValue::Undefined:
-        break;
+    case QJsonValue::Undefined: break;
     }
     return VXValue();
 }
 
 const QHash<QString, VXScenarioEventType> &eventTypes()
 {
-    static const QHash<QString, VXScenarioEventType> types{
+    static const QHash<QString, VXScenarioEventType> types {
         {QStringLiteral("input"), VXScenarioEventType::Input},
         {QStringLiteral("sleep"), VXScenarioEventType::Sleep},
         {QStringLiteral("wake"), VXScenarioEventType::Wake},
@@ -106,7 +103,6 @@ private:
     QSet<QString> m_texts;
 
 public:
-
     bool fail(const QString &field, const QString &reason)
     {
         if (error.isEmpty())
@@ -127,15 +123,9 @@ public:
         return true;
     }
 
-    static QString join(const QString &field, const QString &key)
-    {
-        return field.isEmpty() ? key : field + u'.' + key;
-    }
+    static QString join(const QString &field, const QString &key) { return field.isEmpty() ? key : field + u'.' + key; }
 
-    static QString index(const QString &field, qsizetype i)
-    {
-        return QStringLiteral("%1[%2]").arg(field).arg(i);
-    }
+    static QString index(const QString &field, qsizetype i) { return QStringLiteral("%1[%2]").arg(field).arg(i); }
 
     bool number(const QJsonObject &object, const QString &field, const char *key, bool required, double *out)
     {
@@ -189,7 +179,8 @@ public:
     }
 
     // A text, or (when `nullable`) null for none.
-    bool text(const QJsonObject &object, const QString &field, const char *key, bool required, bool nullable, QString *out)
+    bool text(const QJsonObject &object, const QString &field, const char *key, bool required, bool nullable,
+              QString *out)
     {
         const QJsonValue value = object.value(QLatin1StringView(key));
         const QString path = join(field, QLatin1StringView(key));
@@ -239,7 +230,8 @@ public:
         if (!text(object, field, "name", true, false, &out->localizedName)
             || !text(object, field, "identifier", false, false, &out->bundleIdentifier)
             || !text(object, field, "path", true, true, &out->bundlePath)
-            || !integer(object, field, "pid", true, &out->processIdentifier) || !boolean(object, field, "regular", &regular))
+            || !integer(object, field, "pid", true, &out->processIdentifier)
+            || !boolean(object, field, "regular", &regular))
             return false;
         out->activationPolicy = regular ? VXActivationPolicy::Regular : VXActivationPolicy::Accessory;
         return true;
@@ -254,9 +246,11 @@ public:
             return false;
         std::int64_t number = std::int64_t(out->number);
         std::int64_t layer = 0;
-        if (!integer(object, field, "pid", true, &out->ownerPID) || !text(object, field, "title", false, false, &out->title)
+        if (!integer(object, field, "pid", true, &out->ownerPID)
+            || !text(object, field, "title", false, false, &out->title)
             || !integer(object, field, "number", false, &number) || !integer(object, field, "layer", false, &layer)
-            || !boolean(object, field, "onScreen", &out->onScreen) || !boolean(object, field, "orderedIn", &out->orderedIn))
+            || !boolean(object, field, "onScreen", &out->onScreen)
+            || !boolean(object, field, "orderedIn", &out->orderedIn))
             return false;
         if (number < 0)
             return fail(join(field, QStringLiteral("number")), tr("must not be negative"));
@@ -272,7 +266,8 @@ public:
         if (!json.isObject())
             return fail(field, tr("must be an object"));
         const QJsonObject object = json.toObject();
-        if (!onlyKnownKeys(object, field, {"at", "applications", "front", "windows"}) || !offset(object, field, end, &out->at)
+        if (!onlyKnownKeys(object, field, {"at", "applications", "front", "windows"})
+            || !offset(object, field, end, &out->at)
             || !text(object, field, "front", false, true, &out->desktop.frontmostApplicationPath))
             return false;
         const QJsonValue applications = object.value(QStringLiteral("applications"));
@@ -321,7 +316,8 @@ public:
         if (!text(object, field, "key", true, false, &out->key))
             return false;
         if (!VXScenario::settableKeys().contains(out->key))
-            return fail(join(field, QStringLiteral("key")), tr("\"%1\" cannot be set during a simulation").arg(out->key));
+            return fail(join(field, QStringLiteral("key")),
+                        tr("\"%1\" cannot be set during a simulation").arg(out->key));
         if (!object.contains(QStringLiteral("value")))
             return fail(join(field, QStringLiteral("value")), tr("missing"));
         out->value = valueFromJson(object.value(QStringLiteral("value")));
@@ -336,23 +332,24 @@ public:
     }
 };
 
-} // namespace
+}   // namespace
 
 const QStringList &VXScenario::settableKeys()
 {
-    static const QStringList keys{VXUpdateIntervalKey,
-                                  VXDefaultsKey::kHibernationInterval,
-                                  VXShowInactiveApplicationItemsKey,
-                                  VXDefaultsKey::kShowInactivePools,
-                                  VXDefaultsKey::kIncludeWindowsFromAllSpaces,
-                                  VXIncludeFloatingWindowsKey,
-                                  VXQualifiedBlacklistEatsFrontmostWindowKey};
+    static const QStringList keys {VXUpdateIntervalKey,
+                                   VXDefaultsKey::kHibernationInterval,
+                                   VXShowInactiveApplicationItemsKey,
+                                   VXDefaultsKey::kShowInactivePools,
+                                   VXDefaultsKey::kIncludeWindowsFromAllSpaces,
+                                   VXIncludeFloatingWindowsKey,
+                                   VXQualifiedBlacklistEatsFrontmostWindowKey};
     return keys;
 }
 
 const QStringList &VXScenario::refusedDefaultsKeys()
 {
-    static const QStringList keys{VXAutoResetApplicationsKey, VXAutoResetPoolsKey, VXAutoExportKey::kAutoExportReports};
+    static const QStringList keys {VXAutoResetApplicationsKey, VXAutoResetPoolsKey,
+                                   VXAutoExportKey::kAutoExportReports};
     return keys;
 }
 
@@ -367,7 +364,8 @@ std::optional<VXScenario> VXScenario::fromJson(const QByteArray &json, QString *
         return std::nullopt;
     };
     if (parseError.error != QJsonParseError::NoError) {
-        reader.fail(tr("scenario"), tr("not JSON (%1 at byte %2)").arg(parseError.errorString()).arg(parseError.offset));
+        reader.fail(tr("scenario"),
+                    tr("not JSON (%1 at byte %2)").arg(parseError.errorString()).arg(parseError.offset));
         return refuse();
     }
     if (!document.isObject()) {
@@ -377,7 +375,8 @@ std::optional<VXScenario> VXScenario::fromJson(const QByteArray &json, QString *
     const QJsonObject root = document.object();
     VXScenario scenario;
     if (!reader.onlyKnownKeys(root, QString(), {"start", "end", "defaults", "configuration", "desktop", "events"})
-        || !reader.number(root, QString(), "start", true, &scenario.start) || !reader.number(root, QString(), "end", true, &scenario.end))
+        || !reader.number(root, QString(), "start", true, &scenario.start)
+        || !reader.number(root, QString(), "end", true, &scenario.end))
         return refuse();
     if (!isOnGrid(scenario.start))
         return reader.fail(QStringLiteral("start"), tr("must be a multiple of 1/8 second")), refuse();
@@ -392,8 +391,11 @@ std::optional<VXScenario> VXScenario::fromJson(const QByteArray &json, QString *
     scenario.defaults = valueFromJson(defaults.isObject() ? defaults : QJsonValue(QJsonObject())).dictionaryRef();
     for (const QString &key : refusedDefaultsKeys())
         if (scenario.defaults->contains(key))
-            return reader.fail(Reader::join(QStringLiteral("defaults"), key), tr("daily tasks do not run in a simulation")), refuse();
-    if (!reader.updateInterval(scenario.defaults->value(VXUpdateIntervalKey), Reader::join(QStringLiteral("defaults"), VXUpdateIntervalKey)))
+            return reader.fail(Reader::join(QStringLiteral("defaults"), key),
+                               tr("daily tasks do not run in a simulation")),
+                   refuse();
+    if (!reader.updateInterval(scenario.defaults->value(VXUpdateIntervalKey),
+                               Reader::join(QStringLiteral("defaults"), VXUpdateIntervalKey)))
         return refuse();
 
     const QJsonValue configuration = root.value(QStringLiteral("configuration"));
@@ -413,7 +415,8 @@ std::optional<VXScenario> VXScenario::fromJson(const QByteArray &json, QString *
         if (!reader.desktopState(states.at(i), field, scenario.end, &scenario.desktop[i]))
             return refuse();
         if (i > 0 && scenario.desktop[i].at <= scenario.desktop[i - 1].at)
-            return reader.fail(Reader::join(field, QStringLiteral("at")), tr("must be later than the state before")), refuse();
+            return reader.fail(Reader::join(field, QStringLiteral("at")), tr("must be later than the state before")),
+                   refuse();
     }
 
     const QJsonValue events = root.value(QStringLiteral("events"));
@@ -426,7 +429,9 @@ std::optional<VXScenario> VXScenario::fromJson(const QByteArray &json, QString *
         if (!reader.event(eventList.at(i), field, scenario.end, &scenario.events[i]))
             return refuse();
         if (i > 0 && scenario.events[i].at < scenario.events[i - 1].at)
-            return reader.fail(Reader::join(field, QStringLiteral("at")), tr("must not be earlier than the event before")), refuse();
+            return reader.fail(Reader::join(field, QStringLiteral("at")),
+                               tr("must not be earlier than the event before")),
+                   refuse();
     }
     return scenario;
 }

@@ -66,7 +66,7 @@ private:
 class ScriptedPresenceSource final : public VXPresenceSource
 {
 public:
-    explicit ScriptedPresenceSource(QString name) : m_name(std::move(name)) {}
+    explicit ScriptedPresenceSource(QString name) : m_name(std::move(name)) { }
     bool start(VXPresenceObserver &observer) override
     {
         m_observer = &observer;
@@ -106,7 +106,7 @@ enum : int {
     kCancelButton = 2,
 };
 
-} // namespace
+}   // namespace
 
 QByteArray VXScenarioRunner::run(QString *error)
 {
@@ -126,7 +126,7 @@ QByteArray VXScenarioRunner::run(QString *error)
     struct RestoreStandard {
         VXUserDefaults *previous;
         ~RestoreStandard() { VXUserDefaults::setStandard(previous); }
-    } restoreStandard{previousStandard};
+    } restoreStandard {previousStandard};
     for (const auto &entry : *m_scenario.defaults)
         defaults.setObject(entry.value, entry.key);
 
@@ -219,18 +219,10 @@ QByteArray VXScenarioRunner::run(QString *error)
             userInterface.answerNextAlertWith(kConfirmButton);
             controller.resets().clearAll(sender);
             break;
-        case VXScenarioEventType::Undo:
-            controller.undo(sender);
-            break;
-        case VXScenarioEventType::Redo:
-            controller.redo(sender);
-            break;
-        case VXScenarioEventType::ForceTick:
-            controller.updateLists(sender);
-            break;
-        case VXScenarioEventType::SetDefault:
-            setDefault(controller, defaults, event.key, event.value);
-            break;
+        case VXScenarioEventType::Undo: controller.undo(sender); break;
+        case VXScenarioEventType::Redo: controller.redo(sender); break;
+        case VXScenarioEventType::ForceTick: controller.updateLists(sender); break;
+        case VXScenarioEventType::SetDefault: setDefault(controller, defaults, event.key, event.value); break;
         }
         // An alert the event did not bring up must not answer a later one.
         userInterface.answerNextAlertWith(-1);
@@ -291,8 +283,8 @@ void VXScenarioRunner::setDefault(VXMainController &controller, VXUserDefaults &
             controller.hibernation().readHibernationInterval();
         } else {
             const std::int64_t seconds = value.toInteger();
-            controller.hibernation().setHibernationInterval(
-                int(std::clamp<std::int64_t>(seconds, std::numeric_limits<int>::min(), std::numeric_limits<int>::max())));
+            controller.hibernation().setHibernationInterval(int(
+                std::clamp<std::int64_t>(seconds, std::numeric_limits<int>::min(), std::numeric_limits<int>::max())));
         }
         return;
     }

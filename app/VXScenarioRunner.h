@@ -25,7 +25,7 @@ class VXUserDefaults;
 class VXScenarioRunner
 {
 public:
-    explicit VXScenarioRunner(const VXScenario &scenario) : m_scenario(scenario) {}
+    explicit VXScenarioRunner(const VXScenario &scenario) : m_scenario(scenario) { }
 
     // The configuration file that the quit path saved (a binary property list), or empty with
     // the reason in `error`.
@@ -35,7 +35,8 @@ public:
     std::uint64_t firedCalls() const { return m_firedCalls; }
 
 private:
-    static void setDefault(VXMainController &controller, VXUserDefaults &defaults, const QString &key, const VXValue &value);
+    static void setDefault(VXMainController &controller, VXUserDefaults &defaults, const QString &key,
+                           const VXValue &value);
 
     const VXScenario &m_scenario;
     std::uint64_t m_firedCalls = 0;

@@ -25,7 +25,7 @@ extern "C" void forwardSignal(int number)
     errno = saved;
 }
 
-} // namespace
+}   // namespace
 
 VXSignalWatcher::VXSignalWatcher(QObject *parent) : QObject(parent)
 {
@@ -35,7 +35,8 @@ VXSignalWatcher::VXSignalWatcher(QObject *parent) : QObject(parent)
     }
     m_notifier = new QSocketNotifier(signalPipe[1], QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, &VXSignalWatcher::readSignals);
-    struct sigaction action {};
+    struct sigaction action {
+    };
     action.sa_handler = forwardSignal;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;

@@ -18,7 +18,7 @@ QString tr(const char *text)
     return QCoreApplication::translate("VXSimulateCommand", text);
 }
 
-} // namespace
+}   // namespace
 
 QString VXSimulateCommand::usage()
 {

@@ -27,13 +27,14 @@ constexpr qint64 kMaximumRequest = 64 * 1024;
 QString dataFolder()
 {
     const QString base = qEnvironmentVariable("XDG_DATA_HOME");
-    return (QDir::isAbsolutePath(base) ? base : QDir::homePath() + QStringLiteral("/.local/share")) + QStringLiteral("/Wendle");
+    return (QDir::isAbsolutePath(base) ? base : QDir::homePath() + QStringLiteral("/.local/share"))
+        + QStringLiteral("/Wendle");
 }
 
-} // namespace
+}   // namespace
 
-VXSingleInstance::VXSingleInstance(const QString &lockPath, const QString &socketPath, QObject *parent)
-    : QObject(parent), m_lockPath(lockPath), m_socketPath(socketPath)
+VXSingleInstance::VXSingleInstance(const QString &lockPath, const QString &socketPath, QObject *parent) :
+    QObject(parent), m_lockPath(lockPath), m_socketPath(socketPath)
 {
 }
 
@@ -102,7 +103,8 @@ void VXSingleInstance::serve()
                     socket->abort();
                 return;
             }
-            const QStringList words = QString::fromUtf8(socket->readLine(kMaximumRequest)).trimmed().split(QLatin1Char('\t'));
+            const QStringList words
+                = QString::fromUtf8(socket->readLine(kMaximumRequest)).trimmed().split(QLatin1Char('\t'));
             if (words.value(0) == kOpenRequest) {
                 Q_EMIT filesOpened(words.mid(1));
                 socket->write("ok\n");

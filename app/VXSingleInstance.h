@@ -21,7 +21,7 @@ class VXSingleInstance : public QObject
 {
     Q_OBJECT
 public:
-    static const QString kOpenRequest;     // "open"
+    static const QString kOpenRequest;   // "open"
     static const QString kStatusRequest;   // "status"
 
     // `lockPath` is the lock file; `socketPath` the local socket (a path, so that it is private

@@ -93,7 +93,7 @@ private:
     std::vector<Row> m_rows;
 };
 
-} // namespace
+}   // namespace
 
 QString VXStatusCommand::statusText(const VXStatusSnapshot &snapshot)
 {
@@ -102,13 +102,16 @@ QString VXStatusCommand::statusText(const VXStatusSnapshot &snapshot)
     out << snapshot.source << '\n';
     if (snapshot.running)
         out << tr("State: ")
-            << (snapshot.hibernating ? tr("hibernating") : snapshot.paused ? tr("paused") : tr("tracking")) << '\n';
+            << (snapshot.hibernating  ? tr("hibernating")
+                    : snapshot.paused ? tr("paused")
+                                      : tr("tracking"))
+            << '\n';
     if (!snapshot.configuration) {
         out << tr("Nothing has been tracked yet.") << '\n';
         return text;
     }
-    const VXArrayRef applications =
-        snapshot.applications ? snapshot.applications : sortedItems(snapshot.configuration->value(VXApplicationsKey));
+    const VXArrayRef applications
+        = snapshot.applications ? snapshot.applications : sortedItems(snapshot.configuration->value(VXApplicationsKey));
     const VXArrayRef pools = snapshot.pools ? snapshot.pools : sortedItems(snapshot.configuration->value(VXPoolsKey));
 
     QString frontApplication;
@@ -125,7 +128,8 @@ QString VXStatusCommand::statusText(const VXStatusSnapshot &snapshot)
         for (const VXValue &window : *windows) {
             const QString title = itemName(*window.dictionary());
             table.row(2, title, *window.dictionary());
-            if (snapshot.running && boolForKey(*window.dictionary(), VXFrontActiveKey) && boolForKey(application, VXFrontActiveKey))
+            if (snapshot.running && boolForKey(*window.dictionary(), VXFrontActiveKey)
+                && boolForKey(application, VXFrontActiveKey))
                 frontWindow = title;
         }
     }
@@ -142,9 +146,9 @@ QString VXStatusCommand::statusText(const VXStatusSnapshot &snapshot)
     }
     if (snapshot.running) {
         out << tr("Front: ")
-            << (frontApplication.isEmpty() ? tr("no tracked application")
-                                           : frontWindow.isEmpty() ? frontApplication
-                                                                   : frontApplication + spacedDashString() + frontWindow)
+            << (frontApplication.isEmpty()  ? tr("no tracked application")
+                    : frontWindow.isEmpty() ? frontApplication
+                                            : frontApplication + spacedDashString() + frontWindow)
             << '\n';
     }
     out << '\n';
@@ -161,13 +165,14 @@ int VXStatusCommand::run(const QStringList &arguments, QTextStream &out, QTextSt
                                  "Shows what the running Wendle sees now; without one, the saved record.\n");
         return help ? Success : UsageError;
     }
-    if (const std::optional<QByteArray> reply = VXSingleInstance::send(socketPath, {VXSingleInstance::kStatusRequest})) {
+    if (const std::optional<QByteArray> reply
+        = VXSingleInstance::send(socketPath, {VXSingleInstance::kStatusRequest})) {
         out << QString::fromUtf8(*reply);
         return Success;
     }
     const QString path = configurationPath.isEmpty()
-                             ? VXLibraryFolderPath() + QLatin1Char('/') + VXConfigurationsFolderName + QStringLiteral("/Default.plist")
-                             : configurationPath;
+        ? VXLibraryFolderPath() + QLatin1Char('/') + VXConfigurationsFolderName + QStringLiteral("/Default.plist")
+        : configurationPath;
     VXStatusSnapshot snapshot;
     QFile file(path);
     if (file.open(QIODevice::ReadOnly)) {

@@ -35,7 +35,7 @@ namespace {
 class IndicatorDelegate final : public VXMainControllerDelegate
 {
 public:
-    explicit IndicatorDelegate(std::function<void()> changed) : m_changed(std::move(changed)) {}
+    explicit IndicatorDelegate(std::function<void()> changed) : m_changed(std::move(changed)) { }
     void reloadApplicationList() override { m_changed(); }
     // The live report follows every tick.
     void updateReport() override
@@ -57,12 +57,12 @@ private:
     std::function<void()> m_changed;
 };
 
-} // namespace
+}   // namespace
 
 struct VXTrackerProgram::Private {
     bool withIndicator = false;
     bool quitting = false;
-    VXSingleInstance instance{VXSingleInstance::defaultLockPath(), VXSingleInstance::defaultSocketPath()};
+    VXSingleInstance instance {VXSingleInstance::defaultLockPath(), VXSingleInstance::defaultSocketPath()};
     VXSystemClock clock;
     std::unique_ptr<VXEventLoopScheduler> scheduler;
     std::unique_ptr<VXUserDefaults> defaults;
@@ -77,7 +77,8 @@ struct VXTrackerProgram::Private {
     std::shared_ptr<VXReportController> liveReport;
 };
 
-VXTrackerProgram::VXTrackerProgram(bool withIndicator, QObject *parent) : QObject(parent), d(std::make_unique<Private>())
+VXTrackerProgram::VXTrackerProgram(bool withIndicator, QObject *parent) :
+    QObject(parent), d(std::make_unique<Private>())
 {
     d->withIndicator = withIndicator;
 }
@@ -103,7 +104,7 @@ VXTrackerProgram::~VXTrackerProgram()
 int VXTrackerProgram::run(const QStringList &files)
 {
     if (!d->instance.acquire()) {
-        QStringList request{VXSingleInstance::kOpenRequest};
+        QStringList request {VXSingleInstance::kOpenRequest};
         for (const QString &file : files)
             request << QFileInfo(file).absoluteFilePath();
         QTextStream err(stderr);
@@ -154,13 +155,15 @@ int VXTrackerProgram::run(const QStringList &files)
 
     if (d->withIndicator) {
         d->indicator = std::make_unique<VXTrackingIndicator>();
-        connect(d->indicator.get(), &VXTrackingIndicator::quitRequested, this, [this] { quit(QStringLiteral("Quit")); });
+        connect(d->indicator.get(), &VXTrackingIndicator::quitRequested, this,
+                [this] { quit(QStringLiteral("Quit")); });
         refreshIndicator();
         d->indicator->show();
     }
     // The session ending closes the connection to the display, which ends the loop: the quit
     // path runs then too.
-    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this, [this] { quit(QStringLiteral("session end")); });
+    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
+            [this] { quit(QStringLiteral("session end")); });
     return QCoreApplication::exec();
 }
 
@@ -183,7 +186,8 @@ QByteArray VXTrackerProgram::statusReply() const
     snapshot.running = true;
     snapshot.paused = d->controller->isPaused();
     snapshot.hibernating = d->controller->hibernation().isHibernating();
-    snapshot.source = QCoreApplication::translate("VXTrackerProgram", "Wendle is running. %1").arg(d->backends.description);
+    snapshot.source
+        = QCoreApplication::translate("VXTrackerProgram", "Wendle is running. %1").arg(d->backends.description);
     return VXStatusCommand::statusText(snapshot).toUtf8();
 }
 

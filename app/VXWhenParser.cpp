@@ -26,7 +26,7 @@ std::optional<double> failure(QString *error, const QString &reason)
     return std::nullopt;
 }
 
-} // namespace
+}   // namespace
 
 std::optional<double> VXWhenParser::timestampFromText(const QString &text, const VXClock &clock, QString *error)
 {

@@ -24,19 +24,21 @@ bool startsTheTracker(int argc, char *argv[])
 {
     if (argc < 2)
         return true;
-    for (const char *command : {"defaults", "export", "summary", "status", "config", "simulate", "--help", "-h", "--version", "-v"})
+    for (const char *command :
+         {"defaults", "export", "summary", "status", "config", "simulate", "--help", "-h", "--version", "-v"})
         if (std::strcmp(argv[1], command) == 0)
             return false;
     return true;
 }
 
-} // namespace
+}   // namespace
 
 int main(int argc, char *argv[])
 {
-    const bool withDisplay = startsTheTracker(argc, argv) && (qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY"));
-    std::unique_ptr<QCoreApplication> application =
-        withDisplay ? std::make_unique<QApplication>(argc, argv) : std::make_unique<QCoreApplication>(argc, argv);
+    const bool withDisplay = startsTheTracker(argc, argv)
+        && (qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY"));
+    std::unique_ptr<QCoreApplication> application
+        = withDisplay ? std::make_unique<QApplication>(argc, argv) : std::make_unique<QCoreApplication>(argc, argv);
     QCoreApplication &app = *application;
     QCoreApplication::setApplicationName(QStringLiteral("Wendle"));
     QCoreApplication::setApplicationVersion(QStringLiteral(WENDLE_VERSION));
@@ -55,8 +57,9 @@ int main(int argc, char *argv[])
         && (arguments.at(1) == VXExportCommand::kExportName || arguments.at(1) == VXExportCommand::kSummaryName)) {
         QTextStream out(stdout);
         QTextStream err(stderr);
-        return arguments.at(1) == VXExportCommand::kExportName ? VXExportCommand::runExport(arguments.mid(2), out, err)
-                                                                : VXExportCommand::runSummary(arguments.mid(2), out, err);
+        return arguments.at(1) == VXExportCommand::kExportName
+            ? VXExportCommand::runExport(arguments.mid(2), out, err)
+            : VXExportCommand::runSummary(arguments.mid(2), out, err);
     }
     if (arguments.size() > 1 && arguments.at(1) == VXConfigCommand::kName) {
         QTextStream out(stdout);
@@ -95,7 +98,8 @@ int main(int argc, char *argv[])
         "to the first and exits). It saves its record on quit, on SIGTERM, SIGINT and SIGHUP."));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("CSV files to open as reports."), QStringLiteral("[FILE...]"));
+    parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("CSV files to open as reports."),
+                                 QStringLiteral("[FILE...]"));
     const QCommandLineOption reportOption(QStringLiteral("report"), QStringLiteral("Open the live activity report."));
     parser.addOption(reportOption);
     parser.process(app);

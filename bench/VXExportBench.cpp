@@ -68,7 +68,8 @@ Times best(int runs, const std::function<void()> &work, const std::function<void
 
 long peakResidentMegabytes()
 {
-    struct rusage usage {};
+    struct rusage usage {
+    };
     getrusage(RUSAGE_SELF, &usage);
     return usage.ru_maxrss / 1024;
 }
@@ -127,7 +128,8 @@ bool pythonTimes(const QString &python, const QString &path, const char *mode, i
     *fastest = Times();
     for (int i = 0; i < runs; ++i) {
         QProcess process;
-        process.start(python, {QStringLiteral("-c"), QString::fromLatin1(kPythonReader), path, QString::fromLatin1(mode)});
+        process.start(python,
+                      {QStringLiteral("-c"), QString::fromLatin1(kPythonReader), path, QString::fromLatin1(mode)});
         if (!process.waitForFinished(600000) || process.exitCode() != 0) {
             std::fprintf(stderr, "python failed: %s\n", process.readAllStandardError().constData());
             return false;
@@ -142,7 +144,7 @@ bool pythonTimes(const QString &python, const QString &path, const char *mode, i
     return true;
 }
 
-} // namespace
+}   // namespace
 
 int main(int argc, char *argv[])
 {
@@ -178,38 +180,43 @@ int main(int argc, char *argv[])
 
     // Every column, so that every period of the year is a row.
     VXExportSettings settings;
-    settings.pool = settings.poolNotes = settings.application = settings.window = settings.front = settings.total = true;
+    settings.pool = settings.poolNotes = settings.application = settings.window = settings.front = settings.total
+        = true;
     const double begin = parameters.firstTimestamp - 1;
     const double end = parameters.firstTimestamp + parameters.span + 1;
 
     VXSnapshotLines lines;
     QByteArray data;
-    const Times collect = best(runs, [&] { lines = snapshotLinesBetweenTimestamp(*configuration, begin, end, settings, nullptr); },
-                               [&] { lines = {}; });
-    const Times format = best(runs, [&] { data = CSVDataWithSnapshotLines(lines, settings); }, [&] { data.clear(); });
+    const Times collect = best(
+        runs, [&] { lines = snapshotLinesBetweenTimestamp(*configuration, begin, end, settings, nullptr); },
+        [&] { lines = {}; });
+    const Times format = best(
+        runs, [&] { data = CSVDataWithSnapshotLines(lines, settings); }, [&] { data.clear(); });
     bool written = false;
-    const Times whole = best(runs, [&] { written = exportCSVWithBeginTimestamp(configuration.get(), begin, end, path, settings, nullptr); });
+    const Times whole = best(
+        runs, [&] { written = exportCSVWithBeginTimestamp(configuration.get(), begin, end, path, settings, nullptr); });
     if (!written) {
         std::fprintf(stderr, "the export failed\n");
         return 1;
     }
     std::printf("export: %zu rows, %.1f MB\n", lines.lines.size(), static_cast<double>(QFileInfo(path).size()) / 1e6);
-    std::printf("  collect and sort %.3f s (cpu %.3f s), format %.3f s (cpu %.3f s)\n", collect.wall, collect.cpu, format.wall,
-                format.cpu);
-    std::printf("  whole export to the file, atomically: %.3f s (cpu %.3f s); target < 2 s: %s\n", whole.wall, whole.cpu,
-                whole.wall < 2.0 ? "met" : "MISSED");
+    std::printf("  collect and sort %.3f s (cpu %.3f s), format %.3f s (cpu %.3f s)\n", collect.wall, collect.cpu,
+                format.wall, format.cpu);
+    std::printf("  whole export to the file, atomically: %.3f s (cpu %.3f s); target < 2 s: %s\n", whole.wall,
+                whole.cpu, whole.wall < 2.0 ? "met" : "MISSED");
 
     // The import, called from this thread.
     VXDictionaryRef snapshot;
-    const Times import = best(runs, [&] { snapshot = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(path, u','); },
-                              [&] { snapshot.reset(); });
+    const Times import = best(
+        runs, [&] { snapshot = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(path, u','); },
+        [&] { snapshot.reset(); });
     if (!snapshot) {
         std::fprintf(stderr, "the import failed\n");
         return 1;
     }
     const std::size_t imported = countIntervals(*snapshot);
-    std::printf("import: %zu intervals in %.3f s (cpu %.3f s, all threads); peak resident %ld MB\n", imported, import.wall,
-                import.cpu, peakResidentMegabytes());
+    std::printf("import: %zu intervals in %.3f s (cpu %.3f s, all threads); peak resident %ld MB\n", imported,
+                import.wall, import.cpu, peakResidentMegabytes());
     if (imported != lines.lines.size())
         std::printf("  (the import holds %zu intervals, the export wrote %zu rows)\n", imported, lines.lines.size());
 
@@ -219,10 +226,11 @@ int main(int argc, char *argv[])
     qint64 rowsFiled = 0;
     if (QFileInfo(python).isExecutable() && pythonTimes(python, path, "rows", runs, &pythonRows, &rowsRead)
         && pythonTimes(python, path, "tree", 1, &pythonTree, &rowsFiled)) {
-        std::printf("python csv.reader, rows only: %lld rows in %.3f s (cpu %.3f s)\n", static_cast<long long>(rowsRead),
-                    pythonRows.wall, pythonRows.cpu);
+        std::printf("python csv.reader, rows only: %lld rows in %.3f s (cpu %.3f s)\n",
+                    static_cast<long long>(rowsRead), pythonRows.wall, pythonRows.cpu);
         std::printf("  import faster by %.1f x in wall time, %.1f x in processor time; target >= 5 x: %s\n",
-                    pythonRows.wall / import.wall, pythonRows.cpu / import.cpu, pythonRows.wall / import.wall >= 5 ? "met" : "MISSED");
+                    pythonRows.wall / import.wall, pythonRows.cpu / import.cpu,
+                    pythonRows.wall / import.wall >= 5 ? "met" : "MISSED");
         std::printf("python csv.reader, rows read as floats and filed by name: %.3f s (cpu %.3f s); import faster by "
                     "%.1f x (wall), %.1f x (cpu)\n",
                     pythonTree.wall, pythonTree.cpu, pythonTree.wall / import.wall, pythonTree.cpu / import.cpu);

@@ -34,7 +34,9 @@ QString naiveDuration(double interval, bool eatZero, bool days)
         return eatZero ? QString() : u"-"_s;
     if (s < 3600)
         return u"%1:%2"_s.arg(s / 60).arg(s % 60, 2, 10, QLatin1Char('0'));
-    return u"%1:%2:%3"_s.arg(s / 3600).arg((s % 3600) / 60, 2, 10, QLatin1Char('0')).arg(s % 60, 2, 10, QLatin1Char('0'));
+    return u"%1:%2:%3"_s.arg(s / 3600)
+        .arg((s % 3600) / 60, 2, 10, QLatin1Char('0'))
+        .arg(s % 60, 2, 10, QLatin1Char('0'));
 }
 
 void BM_StringWithTimeInterval(benchmark::State &state)
@@ -61,12 +63,14 @@ const std::vector<std::pair<QString, QString>> &namePairs()
 {
     static const std::vector<std::pair<QString, QString>> pairs = {
         {u"Inbox (3) - joe@example.com - Mail"_s, u"Inbox (12) - joe@example.com - Mail"_s},
-        {u"2024-03-07 Weekly report.odt - LibreOffice Writer"_s, u"2024-03-14 Weekly report.odt - LibreOffice Writer"_s},
+        {u"2024-03-07 Weekly report.odt - LibreOffice Writer"_s,
+         u"2024-03-14 Weekly report.odt - LibreOffice Writer"_s},
         {u"main.cpp - wendle - Visual Studio Code"_s, u"Main.cpp - wendle - Visual Studio Code"_s},
         {u"Item 9"_s, u"Item 10"_s},
         {u"Firefox"_s, u"Files"_s},
         {u"\u00c4rger mit dem Drucker \u2014 Thunderbird"_s, u"\u00e4rger mit dem Drucker \u2014 Thunderbird"_s},
-        {u"\u041f\u0440\u043e\u0435\u043a\u0442 (\u0447\u0435\u0440\u043d\u043e\u0432\u0438\u043a)"_s, u"\u043f\u0440\u043e\u0435\u043a\u0442 \u2116 2"_s},
+        {u"\u041f\u0440\u043e\u0435\u043a\u0442 (\u0447\u0435\u0440\u043d\u043e\u0432\u0438\u043a)"_s,
+         u"\u043f\u0440\u043e\u0435\u043a\u0442 \u2116 2"_s},
         {u"Terminal"_s, u""_s},
     };
     return pairs;
@@ -97,7 +101,7 @@ BENCHMARK(BM_CompareCaseInsensitive);
 // What a locale-aware numeric order costs (not used: it differs between locales and machines).
 void BM_QCollatorNumeric(benchmark::State &state)
 {
-    QCollator collator{QLocale(QLocale::English, QLocale::UnitedStates)};
+    QCollator collator {QLocale(QLocale::English, QLocale::UnitedStates)};
     collator.setCaseSensitivity(Qt::CaseInsensitive);
     collator.setNumericMode(true);
     const auto &pairs = namePairs();
@@ -137,12 +141,13 @@ void BM_SortListCaseInsensitive(benchmark::State &state)
     const QStringList names = manyNames();
     for (auto _ : state) {
         QStringList copy = names;
-        std::sort(copy.begin(), copy.end(), [](const QString &a, const QString &b) { return a.compare(b, Qt::CaseInsensitive) < 0; });
+        std::sort(copy.begin(), copy.end(),
+                  [](const QString &a, const QString &b) { return a.compare(b, Qt::CaseInsensitive) < 0; });
         benchmark::DoNotOptimize(copy.data());
     }
 }
 BENCHMARK(BM_SortListCaseInsensitive);
 
-} // namespace
+}   // namespace
 
 BENCHMARK_MAIN();

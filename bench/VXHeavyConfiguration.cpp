@@ -48,7 +48,7 @@ constexpr double kMinimumStep = 0.5;
 class Random
 {
 public:
-    explicit Random(std::uint64_t seed) : m_state(seed) {}
+    explicit Random(std::uint64_t seed) : m_state(seed) { }
 
     std::uint64_t next()
     {
@@ -71,34 +71,39 @@ public:
         const double gaussian = std::sqrt(-2.0 * std::log(u1)) * std::cos(2.0 * M_PI * u2);
         return std::exp(1.6 * gaussian);
     }
-    template <class T, std::size_t N>
-    const T &pick(const T (&items)[N]) { return items[static_cast<std::size_t>(below(static_cast<int>(N)))]; }
+    template <class T, std::size_t N> const T &pick(const T (&items)[N])
+    {
+        return items[static_cast<std::size_t>(below(static_cast<int>(N)))];
+    }
 
 private:
     std::uint64_t m_state;
 };
 
 const char16_t *const kWords[] = {
-    u"Report", u"Budget", u"Invoice", u"Notes", u"Draft", u"Summary", u"Roadmap", u"Minutes",
-    u"Inbox", u"Outline", u"Release", u"Review", u"Design", u"Plan", u"Sketch", u"Index",
-    u"Résumé", u"Café", u"Überblick", u"Entwurf", u"Задачи", u"日本語メモ", u"设计稿", u"Ελληνικά",
-    u"naïve", u"Señal", u"🙂 chat", u"Straße", u"Projekt", u"Kalender", u"Journal", u"Backlog",
+    u"Report", u"Budget",  u"Invoice",   u"Notes",   u"Draft",   u"Summary",    u"Roadmap", u"Minutes",
+    u"Inbox",  u"Outline", u"Release",   u"Review",  u"Design",  u"Plan",       u"Sketch",  u"Index",
+    u"Résumé", u"Café",    u"Überblick", u"Entwurf", u"Задачи",  u"日本語メモ", u"设计稿",  u"Ελληνικά",
+    u"naïve",  u"Señal",   u"🙂 chat", u"Straße",  u"Projekt", u"Kalender",   u"Journal", u"Backlog",
 };
 const char16_t *const kSuffixes[] = {
-    u".odt", u".txt", u".pdf", u".cpp", u".md", u" — Editor", u" - Browser", u" (read-only)",
-    u"", u"", u" [modified]", u".ods",
+    u".odt",       u".txt",         u".pdf", u".cpp", u".md",         u" — Editor",
+    u" - Browser", u" (read-only)", u"",     u"",     u" [modified]", u".ods",
 };
 const char16_t *const kApplicationWords[] = {
-    u"Text", u"Mail", u"Web", u"Terminal", u"Office", u"Paint", u"Music", u"Video", u"Notes",
-    u"Chat", u"Files", u"Code", u"Calc", u"Draw", u"Maps", u"Photos", u"Weather", u"Clock",
+    u"Text", u"Mail",  u"Web",  u"Terminal", u"Office", u"Paint", u"Music",  u"Video",   u"Notes",
+    u"Chat", u"Files", u"Code", u"Calc",     u"Draw",   u"Maps",  u"Photos", u"Weather", u"Clock",
 };
 
-QString word(Random &random) { return QString::fromUtf16(random.pick(kWords)); }
+QString word(Random &random)
+{
+    return QString::fromUtf16(random.pick(kWords));
+}
 
 // One application, window, pool, member or window entry, before its logs are made.
 struct Item {
     VXDictionaryRef dictionary;
-    double weight = 1.0;      // share of the event-log numbers
+    double weight = 1.0;   // share of the event-log numbers
     double lifeBegin = 0.0;   // the part of the year in which the item was seen
     double lifeEnd = 0.0;
     std::int64_t activeNumbers = 0;
@@ -152,7 +157,8 @@ void allocateNumbers(std::vector<Item *> &items, std::int64_t total)
     std::int64_t given = 0;
     std::vector<std::int64_t> itemPairs(items.size());
     for (std::size_t i = 0; i < items.size(); ++i) {
-        itemPairs[i] = weights > 0 ? static_cast<std::int64_t>(static_cast<double>(pairs) * items[i]->weight / weights) : 0;
+        itemPairs[i]
+            = weights > 0 ? static_cast<std::int64_t>(static_cast<double>(pairs) * items[i]->weight / weights) : 0;
         given += itemPairs[i];
     }
     for (std::size_t i = 0; given < pairs && !items.empty(); i = (i + 1) % items.size()) {
@@ -175,7 +181,7 @@ void setFlag(VXDictionary &item, const QString &key, bool on)
         item.insert(key, true);
 }
 
-} // namespace
+}   // namespace
 
 VXHeavyConfigurationParameters VXScaledHeavyConfigurationParameters(int factor)
 {
@@ -199,7 +205,7 @@ VXDictionaryRef VXMakeHeavyConfiguration(const VXHeavyConfigurationParameters &p
     VXHeavyConfigurationSummary made;
     std::vector<Item> applications(static_cast<std::size_t>(applicationCount));
     std::vector<std::vector<Item>> windows(applications.size());
-    std::vector<Item> poolItems;       // pools, members and window entries, in tree order
+    std::vector<Item> poolItems;   // pools, members and window entries, in tree order
     std::vector<VXDictionaryRef> pools;
 
     // Applications: an ID (a desktop-file ID, or the executable's path when there is none), a
@@ -235,7 +241,8 @@ VXDictionaryRef VXMakeHeavyConfiguration(const VXHeavyConfigurationParameters &p
     for (int w = applicationCount; w < windowCount; ++w) {
         const double target = random.uniform() * cumulative;
         const auto found = std::lower_bound(popularity.begin(), popularity.end(), target);
-        ++windowsPerApplication[static_cast<std::size_t>(std::min<std::ptrdiff_t>(found - popularity.begin(), applicationCount - 1))];
+        ++windowsPerApplication[static_cast<std::size_t>(
+            std::min<std::ptrdiff_t>(found - popularity.begin(), applicationCount - 1))];
     }
     for (std::size_t a = 0; a < applications.size(); ++a) {
         const VXDictionary &app = *applications[a].dictionary;
@@ -268,11 +275,13 @@ VXDictionaryRef VXMakeHeavyConfiguration(const VXHeavyConfigurationParameters &p
         Item poolItem;
         poolItem.dictionary = VXMakeDictionary();
         VXDictionary &pool = *poolItem.dictionary;
-        pool.insert(kNameKey, random.chance(0.2) ? QString() : QStringLiteral("Project %1 %2").arg(word(random)).arg(p));
+        pool.insert(kNameKey,
+                    random.chance(0.2) ? QString() : QStringLiteral("Project %1 %2").arg(word(random)).arg(p));
         pool.insert(kPathKey, kPoolPath);
         pool.insert(kTypeKey, kPoolItemType);
         if (random.chance(0.3))
-            pool.insert(kPoolNotesKey, QStringLiteral("Billed to client %1; %2 and %3.").arg(p).arg(word(random), word(random)));
+            pool.insert(kPoolNotesKey,
+                        QStringLiteral("Billed to client %1; %2 and %3.").arg(p).arg(word(random), word(random)));
         setFlag(pool, kExpandedKey, random.chance(0.3));
         VXArrayRef members = VXMakeArray();
         pool.insert(kChildrenKey, members);
@@ -292,7 +301,8 @@ VXDictionaryRef VXMakeHeavyConfiguration(const VXHeavyConfigurationParameters &p
                 member.insert(kNameKey, QString());
                 member.insert(kMatchAnyApplicationKey, true);
             } else {
-                const VXDictionary &app = *applications[static_cast<std::size_t>(random.below(applicationCount))].dictionary;
+                const VXDictionary &app
+                    = *applications[static_cast<std::size_t>(random.below(applicationCount))].dictionary;
                 member.insert(kNameKey, app.value(kNameKey));
                 member.insert(kPathKey, app.value(kPathKey));
                 member.insert(kApplicationIDKey, app.value(kApplicationIDKey));

@@ -17,12 +17,12 @@
 struct VXHeavyConfigurationParameters {
     std::uint64_t seed = 0x5745'4E44'4C45ULL;
     int applicationCount = 300;
-    int windowCount = 20000;            // over all applications, unevenly
+    int windowCount = 20000;   // over all applications, unevenly
     int poolCount = 50;
     int membersPerPool = 5;
     std::int64_t eventLogNumbers = 2'000'000;   // over every "Active Log" and "Front Active Log"
-    double firstTimestamp = 1'672'531'200.0;    // 2023-01-01 00:00:00 UTC
-    double span = 365.0 * 86400.0;              // seconds covered by the event logs
+    double firstTimestamp = 1'672'531'200.0;   // 2023-01-01 00:00:00 UTC
+    double span = 365.0 * 86400.0;   // seconds covered by the event logs
 };
 
 // What the generator made, for benchmarks that want to check or report it.

@@ -99,7 +99,7 @@ public:
         *f = first;
         *l = last;
     }
-    void setBeginTimestamp(double, double, VXReportView *) override {}
+    void setBeginTimestamp(double, double, VXReportView *) override { }
     VXArrayRef eventLogsForReportView(VXReportView *, double from, double to) override
     {
         VXReportContentSettings settings;
@@ -130,14 +130,17 @@ std::int64_t countNumbers(const VXDictionary &configuration)
         return 0;
     for (const auto &entry : *applications) {
         if (const VXDictionary *application = entry.value.dictionary()) {
-            count += std::int64_t(application->value(VXActiveLogKey).array() ? application->value(VXActiveLogKey).array()->size() : 0);
-            count += std::int64_t(application->value(VXFrontActiveLogKey).array() ? application->value(VXFrontActiveLogKey).array()->size() : 0);
+            count += std::int64_t(
+                application->value(VXActiveLogKey).array() ? application->value(VXActiveLogKey).array()->size() : 0);
+            count += std::int64_t(application->value(VXFrontActiveLogKey).array()
+                                      ? application->value(VXFrontActiveLogKey).array()->size()
+                                      : 0);
         }
     }
     return count;
 }
 
-} // namespace
+}   // namespace
 
 int main(int argc, char **argv)
 {
@@ -164,8 +167,8 @@ int main(int argc, char **argv)
     delegate.configuration = VXMakeHeavyConfiguration(parameters, &made);
     delegate.first = parameters.firstTimestamp;
     delegate.last = parameters.firstTimestamp + parameters.span;
-    std::printf("heavy year: %d applications, %d windows, %d pools, %lld log numbers in the rows\n",
-                made.applications, made.windows, made.pools, static_cast<long long>(countNumbers(*delegate.configuration)));
+    std::printf("heavy year: %d applications, %d windows, %d pools, %lld log numbers in the rows\n", made.applications,
+                made.windows, made.pools, static_cast<long long>(countNumbers(*delegate.configuration)));
 
     QScrollArea window;
     window.setFrameShape(QFrame::NoFrame);
@@ -193,8 +196,8 @@ int main(int argc, char **argv)
             painter.fillRect(QRectF(0, 0, 1600, 1000), QColor(26, 26, 26));
         }));
     const Summary fill = summarize(fills);
-    std::printf("reference: deep copy of the applications %.2f ms; plain fill of 1600x1000 %.3f ms\n\n",
-                copy.median, fill.median);
+    std::printf("reference: deep copy of the applications %.2f ms; plain fill of 1600x1000 %.3f ms\n\n", copy.median,
+                fill.median);
 
     struct Range {
         const char *name;
@@ -251,10 +254,12 @@ int main(int argc, char **argv)
         std::printf("%-5s rows %zu  update %.1f ms (cpu %.1f, %.2f x deep copy)  target < 100 ms\n", range.name,
                     view->eventLogs() ? view->eventLogs()->size() : std::size_t(0), update.median, update.medianCpu,
                     update.median / copy.median);
-        std::printf("      redraw while scrolling: median %.2f ms, worst %.2f ms (cpu %.2f; %.0f x plain fill)  target < 16 ms\n",
-                    scroll.median, scroll.worst, scroll.medianCpu, scroll.median / fill.median);
-        std::printf("      redraw while the mouse moves: median %.2f ms, worst %.2f ms (cpu %.2f; %.0f x plain fill)  target < 16 ms\n\n",
-                    mouse.median, mouse.worst, mouse.medianCpu, mouse.median / fill.median);
+        std::printf(
+            "      redraw while scrolling: median %.2f ms, worst %.2f ms (cpu %.2f; %.0f x plain fill)  target < 16 ms\n",
+            scroll.median, scroll.worst, scroll.medianCpu, scroll.median / fill.median);
+        std::printf(
+            "      redraw while the mouse moves: median %.2f ms, worst %.2f ms (cpu %.2f; %.0f x plain fill)  target < 16 ms\n\n",
+            mouse.median, mouse.worst, mouse.medianCpu, mouse.median / fill.median);
         met = met && update.median < 100.0 && scroll.median < 16.0 && mouse.median < 16.0;
     }
     std::printf("targets %s\n", met ? "met" : "missed");

@@ -42,14 +42,14 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <cstring>
 #include <functional>
-#include <string>
 #include <memory>
+#include <new>
+#include <string>
 
 // Allocations through operator new, counted for the figure "allocations per tick".
-static std::atomic<std::uint64_t> allocationCount{0};
+static std::atomic<std::uint64_t> allocationCount {0};
 
 void *operator new(std::size_t size)
 {
@@ -58,8 +58,14 @@ void *operator new(std::size_t size)
         return p;
     throw std::bad_alloc();
 }
-void operator delete(void *p) noexcept { std::free(p); }
-void operator delete(void *p, std::size_t) noexcept { std::free(p); }
+void operator delete(void *p) noexcept
+{
+    std::free(p);
+}
+void operator delete(void *p, std::size_t) noexcept
+{
+    std::free(p);
+}
 
 namespace {
 
@@ -247,11 +253,12 @@ void BM_SteadyMemory(benchmark::State &state)
     state.counters["heap before (MiB)"] = double(heapBefore) / (1 << 20);
     state.counters["heap growth (bytes)"] = double(std::int64_t(heapInUse()) - std::int64_t(heapBefore));
     state.counters["resident before (MiB)"] = double(residentBefore) / (1 << 20);
-    state.counters["resident growth (KiB)"] = double(std::int64_t(residentBytes()) - std::int64_t(residentBefore)) / 1024;
+    state.counters["resident growth (KiB)"]
+        = double(std::int64_t(residentBytes()) - std::int64_t(residentBefore)) / 1024;
 }
 BENCHMARK(BM_SteadyMemory)->Iterations(100000)->Unit(benchmark::kMicrosecond);
 
-} // namespace
+}   // namespace
 
 // Kept out of line and named, so that callgrind can collect inside them alone.
 __attribute__((noinline)) void runSteadyTicks(SamplerRun &run, int ticks)
@@ -337,8 +344,8 @@ int main(int argc, char **argv)
         for (int round = 1; round <= rounds; ++round) {
             runSteadyTicks(run, 50000);
             malloc_trim(0);
-            std::printf("after %d ticks: heap in use %zu bytes, resident %zu KiB, %zu values in the tree\n", round * 50000,
-                        heapInUse(), residentBytes() / 1024, countValues(VXValue(run.configuration)));
+            std::printf("after %d ticks: heap in use %zu bytes, resident %zu KiB, %zu values in the tree\n",
+                        round * 50000, heapInUse(), residentBytes() / 1024, countValues(VXValue(run.configuration)));
             std::fflush(stdout);
         }
         return 0;

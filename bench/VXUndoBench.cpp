@@ -20,11 +20,11 @@
 // and the memory held by 100 undo states (the resident size they add) against the resident size
 // of the tree itself and against 100 encoded states.
 
+#include "VXConfigurationKeys.h"
 #include "VXConfigurationStore.h"
 #include "VXHeavyConfiguration.h"
 #include "VXPropertyListSerialization.h"
 #include "VXRegisteredDefaults.h"
-#include "VXConfigurationKeys.h"
 #include "VXUndoHistory.h"
 #include "VXUserDefaults.h"
 #include "VXVirtualScheduler.h"
@@ -61,7 +61,7 @@ std::size_t residentBytes()
 struct Workload {
     QTemporaryDir folder;
     std::unique_ptr<VXUserDefaults> defaults;
-    VXVirtualScheduler time{1'700'000'000.0};
+    VXVirtualScheduler time {1'700'000'000.0};
     VXDictionaryRef tree;
     std::size_t treeResidentBytes = 0;
     QByteArray state;
@@ -80,9 +80,11 @@ struct Workload {
         tree = VXMakeHeavyConfiguration();
         treeResidentBytes = residentBytes() - before;
         state = *propertyListData(VXValue(tree));
-        store = std::make_unique<VXConfigurationStore>(*defaults, time, [this] { return tree; }, nullptr);
-        history = std::make_unique<VXUndoHistory>(time, *store, [this] { return tree; },
-                                                  [this](VXDictionaryRef replacement) { tree = std::move(replacement); });
+        store = std::make_unique<VXConfigurationStore>(
+            *defaults, time, [this] { return tree; }, nullptr);
+        history = std::make_unique<VXUndoHistory>(
+            time, *store, [this] { return tree; },
+            [this](VXDictionaryRef replacement) { tree = std::move(replacement); });
         now = tree->value(VXLastTimestampKey).toDouble();
     }
 
@@ -92,7 +94,8 @@ struct Workload {
         if (!growingLog) {
             const VXDictionary &applications = *tree->value(VXApplicationsKey).dictionary();
             for (const VXDictionary::Entry &entry : applications) {
-                if (VXArray *log = entry.value.dictionary() ? entry.value.dictionary()->value(VXActiveLogKey).array() : nullptr) {
+                if (VXArray *log
+                    = entry.value.dictionary() ? entry.value.dictionary()->value(VXActiveLogKey).array() : nullptr) {
                     growingLog = log;
                     break;
                 }
@@ -221,18 +224,20 @@ std::pair<double, double> plistlibSeconds(const QByteArray &state)
         return {-1, -1};
     out.close();
     QProcess python;
-    python.start(QStringLiteral("/usr/bin/python3"),
-                 {QStringLiteral("-c"),
-                  QStringLiteral("import plistlib, sys, time\n"
-                                 "data = open(sys.argv[1], 'rb').read()\n"
-                                 "tree = plistlib.loads(data)\n"
-                                 "def best(f):\n"
-                                 "    r = []\n"
-                                 "    for _ in range(3):\n"
-                                 "        t = time.perf_counter(); f(); r.append(time.perf_counter() - t)\n"
-                                 "    return min(r)\n"
-                                 "print(best(lambda: plistlib.dumps(tree, fmt=plistlib.FMT_BINARY)), best(lambda: plistlib.loads(data)))\n"),
-                  file});
+    python.start(
+        QStringLiteral("/usr/bin/python3"),
+        {QStringLiteral("-c"),
+         QStringLiteral(
+             "import plistlib, sys, time\n"
+             "data = open(sys.argv[1], 'rb').read()\n"
+             "tree = plistlib.loads(data)\n"
+             "def best(f):\n"
+             "    r = []\n"
+             "    for _ in range(3):\n"
+             "        t = time.perf_counter(); f(); r.append(time.perf_counter() - t)\n"
+             "    return min(r)\n"
+             "print(best(lambda: plistlib.dumps(tree, fmt=plistlib.FMT_BINARY)), best(lambda: plistlib.loads(data)))\n"),
+         file});
     if (!python.waitForFinished(600000) || python.exitCode() != 0)
         return {-1, -1};
     const QList<QByteArray> figures = python.readAllStandardOutput().trimmed().split(' ');
@@ -241,7 +246,7 @@ std::pair<double, double> plistlibSeconds(const QByteArray &state)
     return {figures[0].toDouble(), figures[1].toDouble()};
 }
 
-} // namespace
+}   // namespace
 
 int main(int argc, char **argv)
 {
@@ -262,7 +267,8 @@ int main(int argc, char **argv)
             const double ms = reporter.milliseconds[name];
             const double cpu = reporter.cpuMilliseconds[name];
             if (ms > 0)
-                std::printf("  %-18s wall %8.1f ms %6.2f x   CPU %8.1f ms %6.2f x\n", name, ms, ms / copy, cpu, cpu / copyCPU);
+                std::printf("  %-18s wall %8.1f ms %6.2f x   CPU %8.1f ms %6.2f x\n", name, ms, ms / copy, cpu,
+                            cpu / copyCPU);
         }
     }
 
@@ -285,7 +291,8 @@ int main(int argc, char **argv)
     w.store->waitForPendingWrites();
     malloc_trim(0);
     const std::size_t before = residentBytes();
-    VXUndoHistory hundred(w.time, *w.store, [&w] { return w.tree; }, [](VXDictionaryRef) {});
+    VXUndoHistory hundred(
+        w.time, *w.store, [&w] { return w.tree; }, [](VXDictionaryRef) {});
     for (int i = 0; i < 100; ++i) {
         w.tick();
         hundred.pushUndoStateAndClearRedoStatesAfterDelay();

@@ -61,9 +61,9 @@ bool peer(VXX11TestRig &rig, const QString &mode, int iterations, Figures &figur
     QByteArray output;
     const QString python = QStringLiteral("/usr/bin/python3");
     if (!rig.run(python,
-            { QStringLiteral(WENDLE_X11_PEER), QStringLiteral("--display"), rig.display(),
-                QStringLiteral("--iterations"), QString::number(iterations), QStringLiteral("--mode"), mode },
-            10 * 60 * 1000, &output)) {
+                 {QStringLiteral(WENDLE_X11_PEER), QStringLiteral("--display"), rig.display(),
+                  QStringLiteral("--iterations"), QString::number(iterations), QStringLiteral("--mode"), mode},
+                 10 * 60 * 1000, &output)) {
         std::fprintf(stderr, "the peer failed (is python3-xlib installed?): %s\n", output.constData());
         return false;
     }
@@ -74,7 +74,7 @@ bool peer(VXX11TestRig &rig, const QString &mode, int iterations, Figures &figur
     return figures.medianMs > 0;
 }
 
-} // namespace
+}   // namespace
 
 int main(int argc, char **argv)
 {
@@ -91,16 +91,16 @@ int main(int argc, char **argv)
         return 1;
     }
 
-    std::printf("%-8s %-9s %12s %12s %12s %12s %9s %9s\n", "windows", "tick", "adapter ms", "(mean)",
-        "peer ms", "(mean)", "ratio", "requests");
+    std::printf("%-8s %-9s %12s %12s %12s %12s %9s %9s\n", "windows", "tick", "adapter ms", "(mean)", "peer ms",
+                "(mean)", "ratio", "requests");
     bool targetsMet = true;
-    for (const int count : { 3, 50, 200 }) {
+    for (const int count : {3, 50, 200}) {
         // Clients of up to 10 windows each, like a desktop of a few applications.
         std::vector<std::unique_ptr<VXX11TestClient>> clients;
         for (int made = 0; made < count;) {
             const int here = std::min(10, count - made);
-            auto client = rig.startTestClient({ QStringLiteral("--title"),
-                QStringLiteral("Document %1").arg(made), QStringLiteral("--count"), QString::number(here) });
+            auto client = rig.startTestClient({QStringLiteral("--title"), QStringLiteral("Document %1").arg(made),
+                                               QStringLiteral("--count"), QString::number(here)});
             if (!client) {
                 std::fprintf(stderr, "bench_x11: a test client did not start\n");
                 return 1;
@@ -124,8 +124,7 @@ int main(int argc, char **argv)
             desktop->takeSnapshot(snapshot);
         } while (int(snapshot.windows.size()) < count && settle.elapsed() < 20000);
         if (int(snapshot.windows.size()) != count) {
-            std::fprintf(
-                stderr, "bench_x11: %zu windows seen, %d expected\n", snapshot.windows.size(), count);
+            std::fprintf(stderr, "bench_x11: %zu windows seen, %d expected\n", snapshot.windows.size(), count);
             return 1;
         }
         QThread::msleep(300);
@@ -149,7 +148,7 @@ int main(int argc, char **argv)
             changer.command(QStringLiteral("title 0 ") + title);
             changingTimes.push_back(timeSnapshot(*desktop, snapshot));
             const auto found = std::find_if(snapshot.windows.begin(), snapshot.windows.end(),
-                [&](const auto &e) { return e.number == changer.windows()[0]; });
+                                            [&](const auto &e) { return e.number == changer.windows()[0]; });
             if (found == snapshot.windows.end() || found->title != title)
                 ++missed;
         }
@@ -168,15 +167,12 @@ int main(int argc, char **argv)
         const double steadyRatio = peerSteady.medianMs / steady.medianMs;
         const double changingRatio = peerChanging.medianMs / changing.medianMs;
         std::printf("%-8d %-9s %12.4f %12.4f %12.3f %12.3f %8.0fx %9.1f\n", count, "steady", steady.medianMs,
-            steady.meanMs, peerSteady.medianMs, peerSteady.meanMs, steadyRatio,
-            double(steadyRequests) / ticks);
-        std::printf("%-8d %-9s %12.4f %12.4f %12.3f %12.3f %8.0fx %9.1f\n", count, "changing",
-            changing.medianMs, changing.meanMs, peerChanging.medianMs, peerChanging.meanMs, changingRatio,
-            changingRequests);
+                    steady.meanMs, peerSteady.medianMs, peerSteady.meanMs, steadyRatio, double(steadyRequests) / ticks);
+        std::printf("%-8d %-9s %12.4f %12.4f %12.3f %12.3f %8.0fx %9.1f\n", count, "changing", changing.medianMs,
+                    changing.meanMs, peerChanging.medianMs, peerChanging.meanMs, changingRatio, changingRequests);
         if (missed)
-            std::printf(
-                "         (%d of %d changed titles were not yet seen at the tick right after the change)\n",
-                missed, changingTicks);
+            std::printf("         (%d of %d changed titles were not yet seen at the tick right after the change)\n",
+                        missed, changingTicks);
         if (peerWindows != count)
             std::printf("         (the peer saw %d windows)\n", peerWindows);
         if (count == 50) {
@@ -188,6 +184,6 @@ int main(int argc, char **argv)
         QThread::msleep(200);
     }
     std::printf("targets at 50 windows (steady < 0.05 ms, changing < 0.5 ms, >= 20x the peer): %s\n",
-        targetsMet ? "met" : "NOT met");
+                targetsMet ? "met" : "NOT met");
     return targetsMet ? 0 : 2;
 }

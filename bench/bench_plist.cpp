@@ -49,7 +49,8 @@ void writeBenchmark(benchmark::State &state, Format format)
     state.SetBytesProcessed(bytes);
 }
 
-void readBenchmark(benchmark::State &state, const QByteArray &(*pick)(const Encoded &), VXValue (*reader)(const QByteArray &))
+void readBenchmark(benchmark::State &state, const QByteArray &(*pick)(const Encoded &),
+                   VXValue (*reader)(const QByteArray &))
 {
     const QByteArray &data = pick(encoded(static_cast<int>(state.range(0))));
     if (data.isEmpty()) {
@@ -67,13 +68,31 @@ void readBenchmark(benchmark::State &state, const QByteArray &(*pick)(const Enco
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * data.size());
 }
 
-const QByteArray &binaryOf(const Encoded &e) { return e.binary; }
-const QByteArray &xmlOf(const Encoded &e) { return e.xml; }
+const QByteArray &binaryOf(const Encoded &e)
+{
+    return e.binary;
+}
+const QByteArray &xmlOf(const Encoded &e)
+{
+    return e.xml;
+}
 
-void BM_WriteBinary(benchmark::State &state) { writeBenchmark(state, Format::Binary); }
-void BM_WriteXML(benchmark::State &state) { writeBenchmark(state, Format::XML); }
-void BM_ReadBinary(benchmark::State &state) { readBenchmark(state, binaryOf, VXPropertyListSerialization::valueFromBinaryData); }
-void BM_ReadXML(benchmark::State &state) { readBenchmark(state, xmlOf, VXPropertyListSerialization::valueFromXMLData); }
+void BM_WriteBinary(benchmark::State &state)
+{
+    writeBenchmark(state, Format::Binary);
+}
+void BM_WriteXML(benchmark::State &state)
+{
+    writeBenchmark(state, Format::XML);
+}
+void BM_ReadBinary(benchmark::State &state)
+{
+    readBenchmark(state, binaryOf, VXPropertyListSerialization::valueFromBinaryData);
+}
+void BM_ReadXML(benchmark::State &state)
+{
+    readBenchmark(state, xmlOf, VXPropertyListSerialization::valueFromXMLData);
+}
 
 void BM_GenerateHeavyConfiguration(benchmark::State &state)
 {
@@ -82,7 +101,7 @@ void BM_GenerateHeavyConfiguration(benchmark::State &state)
         benchmark::DoNotOptimize(VXMakeHeavyConfiguration(parameters));
 }
 
-} // namespace
+}   // namespace
 
 BENCHMARK(BM_ReadBinary)->Arg(10)->Arg(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_WriteBinary)->Arg(10)->Arg(1)->Unit(benchmark::kMillisecond);

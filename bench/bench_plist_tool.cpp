@@ -30,7 +30,7 @@ using VXPropertyListSerialization::Format;
 
 struct Stamp {
     std::chrono::steady_clock::time_point wall;
-    double user = 0.0;     // ms
+    double user = 0.0;   // ms
     double system = 0.0;   // ms
 
     static Stamp now()
@@ -109,9 +109,12 @@ int transcode(const char *in, const char *out, VXValue (*reader)(const QByteArra
     return 0;
 }
 
-VXValue readAnyForm(const QByteArray &data) { return VXPropertyListSerialization::valueFromData(data); }
+VXValue readAnyForm(const QByteArray &data)
+{
+    return VXPropertyListSerialization::valueFromData(data);
+}
 
-} // namespace
+}   // namespace
 
 int main(int argc, char **argv)
 {
@@ -128,13 +131,16 @@ int main(int argc, char **argv)
         const VXDictionaryRef tree = VXMakeHeavyConfiguration(parameters, &summary);
         reportPhase("generate", start);
         start = Stamp::now();
-        const std::optional<QByteArray> data = VXPropertyListSerialization::dataFromValue(VXValue(tree), Format::Binary);
+        const std::optional<QByteArray> data
+            = VXPropertyListSerialization::dataFromValue(VXValue(tree), Format::Binary);
         if (!data || !writeFile(argv[2], *data))
             return 1;
         reportPhase("write", start);
-        std::fprintf(stderr, "%d applications, %d windows, %d pools, %d members, %d window entries, %lld event-log numbers, %lld bytes\n",
-                     summary.applications, summary.windows, summary.pools, summary.poolMembers, summary.windowEntries,
-                     static_cast<long long>(summary.eventLogNumbers), static_cast<long long>(data->size()));
+        std::fprintf(
+            stderr,
+            "%d applications, %d windows, %d pools, %d members, %d window entries, %lld event-log numbers, %lld bytes\n",
+            summary.applications, summary.windows, summary.pools, summary.poolMembers, summary.windowEntries,
+            static_cast<long long>(summary.eventLogNumbers), static_cast<long long>(data->size()));
         return 0;
     }
     if (std::strcmp(command, "convert") == 0 && argc == 5) {

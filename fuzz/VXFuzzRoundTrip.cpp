@@ -43,8 +43,7 @@ bool equalThroughXML(const VXValue &a, const VXValue &b, int depth)
             return std::isfinite(x) == std::isfinite(y);
         return std::fabs(x - y) < 1.0;
     }
-    case VXValue::Type::String:
-        return throughXML(a.stringRef()) == throughXML(b.stringRef());
+    case VXValue::Type::String: return throughXML(a.stringRef()) == throughXML(b.stringRef());
     case VXValue::Type::Array: {
         const VXArray &x = *a.array();
         const VXArray &y = *b.array();
@@ -79,17 +78,17 @@ bool equalThroughXML(const VXValue &a, const VXValue &b, int depth)
         }
         return true;
     }
-    default:
-        return a == b;
+    default: return a == b;
     }
 }
 
-} // namespace
+}   // namespace
 
 bool VXFuzzReadAndRoundTrip(const std::uint8_t *data, std::size_t size, VXValue (*reader)(const QByteArray &))
 {
     // No copy: reading past the end of the input is then a fault the sanitizer sees.
-    const QByteArray input = QByteArray::fromRawData(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
+    const QByteArray input
+        = QByteArray::fromRawData(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
     const VXValue value = reader(input);
     if (value.isNull())
         return false;
@@ -103,7 +102,8 @@ bool VXFuzzReadAndRoundTrip(const std::uint8_t *data, std::size_t size, VXValue 
         fail("the binary reader refused the binary writer's output");
     if (fromBinary != value)
         fail("the value read back from binary differs");
-    const std::optional<QByteArray> binaryAgain = VXPropertyListSerialization::dataFromValue(fromBinary, Format::Binary);
+    const std::optional<QByteArray> binaryAgain
+        = VXPropertyListSerialization::dataFromValue(fromBinary, Format::Binary);
     if (!binaryAgain || *binaryAgain != *binary)
         fail("encoding the value read back from binary gives other bytes");
 
@@ -119,7 +119,10 @@ bool VXFuzzReadAndRoundTrip(const std::uint8_t *data, std::size_t size, VXValue 
     return true;
 }
 
-std::size_t VXFuzzAcceptedInputs() { return acceptedInputs; }
+std::size_t VXFuzzAcceptedInputs()
+{
+    return acceptedInputs;
+}
 
 #ifndef WENDLE_FUZZ_NO_ENTRY
 #include <QtGlobal>

@@ -29,14 +29,14 @@ QColor selectedControlColor()
 
 std::array<double, 3> activePieColorComponents()
 {
-    std::array<double, 3> components{0.6, 0.4, 0.6};
+    std::array<double, 3> components {0.6, 0.4, 0.6};
     const VXUserDefaults *defaults = VXUserDefaults::standard();
     if (!defaults)
         return components;
     const VXArray *stored = defaults->arrayForKey(kPieColorComponentsKey);
     if (!stored || stored->size() != 3)
         return components;
-    std::array<double, 3> read{};
+    std::array<double, 3> read {};
     for (std::size_t i = 0; i < 3; ++i) {
         if (!stored->at(i).isNumber())
             return components;

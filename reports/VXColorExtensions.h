@@ -13,7 +13,12 @@ inline const QString kPieColorComponentsKey = QStringLiteral("Pie Color Componen
 
 // The values of VXColorSchemeKey: 0 "Original", 2 "Light", 3 "Dark" (what the View menu stores);
 // 1 is never stored by the menu and draws like "Original" without the rows' shading.
-enum VXColorScheme : int { VXColorSchemeOriginal = 0, VXColorSchemeUnshaded = 1, VXColorSchemeLight = 2, VXColorSchemeDark = 3 };
+enum VXColorScheme : int {
+    VXColorSchemeOriginal = 0,
+    VXColorSchemeUnshaded = 1,
+    VXColorSchemeLight = 2,
+    VXColorSchemeDark = 3
+};
 
 // The stored colour scheme, VXColorSchemeKey (0 without a settings store).
 int currentColorScheme();

@@ -4,9 +4,10 @@
 #include <QPainter>
 #include <QScreen>
 
-VXFullscreenReportWindow::VXFullscreenReportWindow(QWidget *parent)
-    : QWidget(parent, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnBottomHint | Qt::WindowDoesNotAcceptFocus
-                          | Qt::WindowTransparentForInput | Qt::Tool)
+VXFullscreenReportWindow::VXFullscreenReportWindow(QWidget *parent) :
+    QWidget(parent,
+            Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnBottomHint | Qt::WindowDoesNotAcceptFocus
+                | Qt::WindowTransparentForInput | Qt::Tool)
 {
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);

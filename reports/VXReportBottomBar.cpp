@@ -16,7 +16,7 @@ QColor white(qreal level, qreal opacity = 1.0)
     return QColor::fromRgbF(float(level), float(level), float(level), float(opacity));
 }
 
-} // namespace
+}   // namespace
 
 VXReportBottomBar::VXReportBottomBar(QWidget *parent) : QWidget(parent)
 {
@@ -34,10 +34,10 @@ void VXReportBottomBar::setInsidePanel(bool insidePanel)
 VXReportBottomBar::Gradient VXReportBottomBar::gradientForScheme(qint64 colorScheme, bool floating)
 {
     // Made once each: they are drawn on every repaint of every report.
-    static const Gradient light{white(0.93), white(0.98)};
-    static const Gradient normal{white(1.0, 0.1), white(1.0, 0.6)};
-    static const Gradient floatingFlat{white(0.85), white(0.95)};
-    static const Gradient floatingRaised{white(0.7), white(0.95)};
+    static const Gradient light {white(0.93), white(0.98)};
+    static const Gradient normal {white(1.0, 0.1), white(1.0, 0.6)};
+    static const Gradient floatingFlat {white(0.85), white(0.95)};
+    static const Gradient floatingRaised {white(0.7), white(0.95)};
     if (colorScheme == 2)
         return light;
     if (!floating)

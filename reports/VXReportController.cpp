@@ -44,14 +44,13 @@ QString fill(QString pattern, const QString &first, const QString &second = QStr
 bool redrawsReports(const QString &key)
 {
     return key == VXColorSchemeKey || key == kExpressTimeIntervalsAsDaysKey
-           || key == VXReportViewKey::kReportsShowPercentages || key == VXReportViewKey::kShowTimeAtMouseLocation
-           || key == VXReportViewKey::kIndicatorLineTracksMouse
-           || key == VXDefaultsKey::kHeaderTranslucency;
+        || key == VXReportViewKey::kReportsShowPercentages || key == VXReportViewKey::kShowTimeAtMouseLocation
+        || key == VXReportViewKey::kIndicatorLineTracksMouse || key == VXDefaultsKey::kHeaderTranslucency;
 }
 
 bool applicationTerminating = false;
 
-} // namespace
+}   // namespace
 
 void VXReportController::setApplicationTerminating(bool terminating)
 {
@@ -64,16 +63,17 @@ bool VXReportController::isApplicationTerminating()
 }
 
 std::shared_ptr<VXReportController> VXReportController::reportControllerWithUniqueID(const QString &uniqueID,
-                                                                                    VXReportDataSource *delegate,
-                                                                                    VXUserDefaults *defaults)
+                                                                                     VXReportDataSource *delegate,
+                                                                                     VXUserDefaults *defaults)
 {
     return std::make_shared<VXReportController>(uniqueID, delegate, defaults);
 }
 
 VXReportController::VXReportController(const QString &uniqueID, VXReportDataSource *delegate, VXUserDefaults *defaults,
-                                       QObject *parent)
-    : QObject(parent), m_uniqueID(uniqueID.isEmpty() ? newUUIDString() : uniqueID), m_delegate(delegate),
-      m_defaults(defaults ? defaults : VXUserDefaults::standard())
+                                       QObject *parent) :
+    QObject(parent),
+    m_uniqueID(uniqueID.isEmpty() ? newUUIDString() : uniqueID), m_delegate(delegate),
+    m_defaults(defaults ? defaults : VXUserDefaults::standard())
 {
     if (!m_defaults) {
         m_ownDefaults = std::make_unique<VXUserDefaults>();
@@ -294,8 +294,7 @@ bool VXReportController::eventFilter(QObject *watched, QEvent *event)
         if (m_reportWindow->isVisible() && !m_restoringFrame)
             saveWindowFrame();
         break;
-    default:
-        break;
+    default: break;
     }
     return QObject::eventFilter(watched, event);
 }
@@ -307,8 +306,9 @@ void VXReportController::saveWindowFrame()
     const QRect frame = m_reportWindow->geometry();
     if (frame.width() <= 0 || frame.height() <= 0)
         return;
-    defaults().setString(QStringLiteral("%1 %2 %3 %4").arg(frame.x()).arg(frame.y()).arg(frame.width()).arg(frame.height()),
-                         windowFrameKey());
+    defaults().setString(
+        QStringLiteral("%1 %2 %3 %4").arg(frame.x()).arg(frame.y()).arg(frame.width()).arg(frame.height()),
+        windowFrameKey());
     m_hasSavedFrame = true;
 }
 
@@ -347,19 +347,22 @@ int VXReportController::timeFormat() const
 
 void VXReportController::toggleShownActivityFromMenuItem(int tag)
 {
-    const QString key = fill(VXReportKey::kShownActivity, m_uniqueID, tag == 0 ? VXReportKey::kFront : VXReportKey::kTotal);
+    const QString key
+        = fill(VXReportKey::kShownActivity, m_uniqueID, tag == 0 ? VXReportKey::kFront : VXReportKey::kTotal);
     defaults().setBool(!defaults().boolForKey(key), key);
     update(this);
 }
 
 bool VXReportController::drawFrontActivity() const
 {
-    return m_snapshotConfiguration || defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kFront));
+    return m_snapshotConfiguration
+        || defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kFront));
 }
 
 bool VXReportController::drawTotalActivity() const
 {
-    return m_snapshotConfiguration || defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kTotal));
+    return m_snapshotConfiguration
+        || defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kTotal));
 }
 
 void VXReportController::storeDateOfPicker(const QString &pattern, VXChameleonDatePicker *picker)
@@ -399,8 +402,7 @@ VXReportMenuItemState VXReportController::validateMenuItem(VXReportMenuAction ac
 {
     const bool shown = isReportShown();
     switch (action) {
-    case VXReportMenuAction::SetTimeFormatFromMenuItem:
-        return {shown, shown && tag == timeFormat()};
+    case VXReportMenuAction::SetTimeFormatFromMenuItem: return {shown, shown && tag == timeFormat()};
     case VXReportMenuAction::ToggleShownActivityFromMenuItem:
         if (m_snapshotConfiguration) {
             const QString &key = tag == 1 ? VXTotalActivityKey : VXForegroundActivityKey;

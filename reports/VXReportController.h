@@ -68,24 +68,21 @@ inline const QString kDefaultVisible = QStringLiteral("Report: Default: Visible"
 // The saved window frame ("x y width height"): the live report's, and others' followed by the ID.
 inline const QString kLiveWindowFrame = QStringLiteral("ReportWindow");
 inline const QString kWindowFramePrefix = QStringLiteral("ReportWindow: ");
-} // namespace VXReportKey
+}   // namespace VXReportKey
 
 // The View button's texts (translation context "VXReportController").
 inline constexpr char VXReportViewButtonToolTip[] = QT_TRANSLATE_NOOP("VXReportController", "View");
 inline constexpr char VXReportViewMenuTitle[] = QT_TRANSLATE_NOOP("VXReportController", "Index");
 
-class VXReportController : public QObject,
-                           public VXReportClient,
-                           public VXReportViewDelegate,
-                           public VXReportMenuTarget
+class VXReportController : public QObject, public VXReportClient, public VXReportViewDelegate, public VXReportMenuTarget
 {
     Q_OBJECT
 public:
     // A new controller; an empty ID is replaced by a fresh UUID. `defaults` null means the
     // standard store. The data source is not owned.
     static std::shared_ptr<VXReportController> reportControllerWithUniqueID(const QString &uniqueID,
-                                                                           VXReportDataSource *delegate,
-                                                                           VXUserDefaults *defaults = nullptr);
+                                                                            VXReportDataSource *delegate,
+                                                                            VXUserDefaults *defaults = nullptr);
     VXReportController(const QString &uniqueID, VXReportDataSource *delegate, VXUserDefaults *defaults = nullptr,
                        QObject *parent = nullptr);
     ~VXReportController() override;

@@ -14,8 +14,8 @@ namespace VXReportGeometry {
 namespace {
 
 // The row read-outs, by the activities a row shows and whether percentages are on.
-constexpr char kFrontAndTotalPercentFormat[] =
-    QT_TRANSLATE_NOOP("VXReportView", "Foreground: %@ (%lu%%) - Total: %@ (%lu%%)");
+constexpr char kFrontAndTotalPercentFormat[]
+    = QT_TRANSLATE_NOOP("VXReportView", "Foreground: %@ (%lu%%) - Total: %@ (%lu%%)");
 constexpr char kFrontAndTotalFormat[] = QT_TRANSLATE_NOOP("VXReportView", "Foreground: %@ (Total: %@)");
 constexpr char kTotalPercentFormat[] = QT_TRANSLATE_NOOP("VXReportView", "Total: %@ (%lu%%)");
 constexpr char kTotalFormat[] = QT_TRANSLATE_NOOP("VXReportView", "Total: %@");
@@ -64,7 +64,7 @@ bool isOpening(double value)
     return value > 0.0;
 }
 
-} // namespace
+}   // namespace
 
 qreal xCoordinateForTimestamp(double timestamp, double start, double stop, qreal width)
 {
@@ -282,8 +282,7 @@ unsigned long percentage(double time, double range)
     return static_cast<unsigned long>(value);
 }
 
-QString rowText(double frontTime, double time, double range, bool includeFront, bool includeTotal,
-                bool showPercentages)
+QString rowText(double frontTime, double time, double range, bool includeFront, bool includeTotal, bool showPercentages)
 {
     const auto number = [](unsigned long value) { return QString::number(value); };
     if (includeFront == includeTotal) {
@@ -335,8 +334,8 @@ DragMode chooserPressMode(qreal x, qreal bx, qreal ex, double pressTimestamp, do
     return DragMode::Move;
 }
 
-void movedRange(double t, double pressTimestamp, double begin0, double span, double first, double last,
-                double *begin, double *end)
+void movedRange(double t, double pressTimestamp, double begin0, double span, double first, double last, double *begin,
+                double *end)
 {
     double b = t + begin0 - pressTimestamp;
     if (b < first)
@@ -349,4 +348,4 @@ void movedRange(double t, double pressTimestamp, double begin0, double span, dou
         *end = b + span;
 }
 
-} // namespace VXReportGeometry
+}   // namespace VXReportGeometry

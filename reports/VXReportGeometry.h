@@ -30,8 +30,14 @@ inline constexpr qreal kMaximumShadowHeight = 15.0;
 
 // A mouse location that is not set.
 inline constexpr qreal kNoLocationX = -9999.9;
-inline QPointF noLocation() { return QPointF(kNoLocationX, 0.0); }
-inline bool isLocationSet(QPointF location) { return location.x() > -9999.8; }
+inline QPointF noLocation()
+{
+    return QPointF(kNoLocationX, 0.0);
+}
+inline bool isLocationSet(QPointF location)
+{
+    return location.x() > -9999.8;
+}
 
 // x for a timestamp: its fraction of [start, stop], clamped to 0..1, times the width, rounded
 // down. Relative to the visible rectangle's left edge.
@@ -123,7 +129,7 @@ DragMode chooserPressMode(qreal x, qreal bx, qreal ex, double pressTimestamp, do
 
 // The range after moving it: begin follows the mouse by (t - pressTimestamp), kept within
 // [first, last - span]; end is begin + span.
-void movedRange(double t, double pressTimestamp, double begin0, double span, double first, double last,
-                double *begin, double *end);
+void movedRange(double t, double pressTimestamp, double begin0, double span, double first, double last, double *begin,
+                double *end);
 
-} // namespace VXReportGeometry
+}   // namespace VXReportGeometry

@@ -3,10 +3,9 @@
 #include "VXReportController.h"
 #include "VXReportsLogging.h"
 
-
-std::shared_ptr<VXReportClient> VXReportSnapshotWindows::makeReportController(const QString &uniqueID,
-                                                                              const VXDictionaryRef &snapshotConfiguration,
-                                                                              VXReportDataSource &dataSource)
+std::shared_ptr<VXReportClient>
+VXReportSnapshotWindows::makeReportController(const QString &uniqueID, const VXDictionaryRef &snapshotConfiguration,
+                                              VXReportDataSource &dataSource)
 {
     // The manager lets go of a report on the turn of the event loop after its window closed.
     auto controller = VXReportController::reportControllerWithUniqueID(uniqueID, &dataSource, m_defaults);

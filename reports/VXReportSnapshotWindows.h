@@ -12,7 +12,7 @@ class VXReportSnapshotWindows final : public VXReportSnapshotPresenter
 {
 public:
     // `defaults` null means the standard store.
-    explicit VXReportSnapshotWindows(VXUserDefaults *defaults = nullptr) : m_defaults(defaults) {}
+    explicit VXReportSnapshotWindows(VXUserDefaults *defaults = nullptr) : m_defaults(defaults) { }
 
     std::shared_ptr<VXReportClient> makeReportController(const QString &uniqueID,
                                                          const VXDictionaryRef &snapshotConfiguration,

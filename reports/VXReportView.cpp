@@ -49,8 +49,8 @@ bool userDefault(const QString &key, bool fallback)
 // the bottom in the others.
 const QGradientStops &rowShading(bool light)
 {
-    static const QGradientStops lightStops{{0.0, whiteColor(1.0, 0.6)}, {1.0, whiteColor(1.0, 0.5)}};
-    static const QGradientStops darkStops{{0.0, whiteColor(0.0, 0.25)}, {1.0, whiteColor(0.0, 0.4)}};
+    static const QGradientStops lightStops {{0.0, whiteColor(1.0, 0.6)}, {1.0, whiteColor(1.0, 0.5)}};
+    static const QGradientStops darkStops {{0.0, whiteColor(0.0, 0.25)}, {1.0, whiteColor(0.0, 0.4)}};
     return light ? lightStops : darkStops;
 }
 
@@ -74,7 +74,7 @@ QColor separatorColor(int scheme)
     return scheme == VXColorSchemeLight ? whiteColor(0.8) : whiteColor(0.0, 0.5);
 }
 
-} // namespace
+}   // namespace
 
 struct VXReportView::Private {
     // The viewport of the enclosing scroll area, watched for resizes. Kept as a plain widget:
@@ -130,8 +130,7 @@ struct VXReportView::Private {
     qreal drawingTop = 0.0;
 };
 
-VXReportView::VXReportView(QWidget *parent)
-    : QWidget(parent), d(std::make_unique<Private>())
+VXReportView::VXReportView(QWidget *parent) : QWidget(parent), d(std::make_unique<Private>())
 {
     m_mouseTrackLocation = noLocation();
     m_mouseDownLocation = noLocation();
@@ -235,8 +234,8 @@ void VXReportView::update(QObject *sender)
             }
         }
     }
-    m_showTimestampIntervalChooser =
-        !(VXSimilarAbsoluteTimeIntervals(begin, first) && VXSimilarAbsoluteTimeIntervals(end, last));
+    m_showTimestampIntervalChooser
+        = !(VXSimilarAbsoluteTimeIntervals(begin, first) && VXSimilarAbsoluteTimeIntervals(end, last));
 
     resizeToContent();
 
@@ -363,7 +362,7 @@ void drawHeader(QPainter &painter, const QString &title, const QRectF &rect, int
     scaleToFitAndDrawInRect(title, painter, titleRect, &attributes, QFont::Bold, &color, 13.0);
 }
 
-} // namespace
+}   // namespace
 
 void VXReportView::drawReportInBounds(QPainter &painter, const QRectF &bounds, const QRectF &visibleRect, bool emboss,
                                       bool includeText, bool includeDetails, qreal balanceScroller,
@@ -382,8 +381,8 @@ void VXReportView::drawReportInBounds(QPainter &painter, const QRectF &bounds, c
     const bool drawFront = m_delegate->drawFrontActivity();
     const int format = m_delegate->timeFormat();
     const bool naturalTime = format == 0 || isLocationSet(m_mouseDownLocation);
-    const double normalizing =
-        m_eventLogs && !naturalTime ? normalizingInterval(*m_eventLogs, drawTotal, drawFront) : -1.0;
+    const double normalizing
+        = m_eventLogs && !naturalTime ? normalizingInterval(*m_eventLogs, drawTotal, drawFront) : -1.0;
     d->drawingTop = bounds.top();
 
     const auto drawRow = [&](const VXValue &entry, const QRectF &rowRect) {
@@ -405,8 +404,9 @@ void VXReportView::drawReportInBounds(QPainter &painter, const QRectF &bounds, c
         static VXTextAttributes centred;
         centred.alignment = Qt::AlignHCenter;
         const QColor color = scheme == VXColorSchemeLight ? whiteColor(0.55) : whiteColor(0.6);
-        scaleToFitAndDrawInRect(d->overlayMessage, painter, QRectF(area.left() + 20.0, top, area.width() - 40.0, lineHeight),
-                                &centred, QFont::Bold, &color, 24.0);
+        scaleToFitAndDrawInRect(d->overlayMessage, painter,
+                                QRectF(area.left() + 20.0, top, area.width() - 40.0, lineHeight), &centred, QFont::Bold,
+                                &color, 24.0);
         scaleToFitAndDrawInRect(d->overlaySubtitle, painter,
                                 QRectF(area.left() + 20.0, top + lineHeight, area.width() - 40.0, lineHeight * 0.6),
                                 &centred, QFont::Normal, &color, 14.0);
@@ -421,8 +421,8 @@ void VXReportView::drawReportInBounds(QPainter &painter, const QRectF &bounds, c
             ++applicationCount;
         }
         const bool withHeaders = includeText && m_containsApplications && m_containsPools;
-        const RowLayout layout =
-            layoutRows(rowsRect, count, applicationCount, includeText, withHeaders, visibleRect.top());
+        const RowLayout layout
+            = layoutRows(rowsRect, count, applicationCount, includeText, withHeaders, visibleRect.top());
         for (std::size_t i = count; i-- > 0;) {
             const QRectF &r = layout.rows[i];
             const qreal height = std::max<qreal>(r.height(), 1.0);
@@ -450,8 +450,8 @@ void VXReportView::drawReportInBounds(QPainter &painter, const QRectF &bounds, c
 }
 
 void VXReportView::drawEventLog(QPainter &painter, const VXDictionary &eventLog, bool includeTotalActivity,
-                                bool includeFrontActivity, bool inNaturalTime, double normalizedToInterval,
-                                QRectF r, int colorScheme, bool emboss, bool includeText)
+                                bool includeFrontActivity, bool inNaturalTime, double normalizedToInterval, QRectF r,
+                                int colorScheme, bool emboss, bool includeText)
 {
     painter.save();
     const bool drawText = includeText && r.height() >= 10.0;
@@ -485,9 +485,10 @@ void VXReportView::drawEventLog(QPainter &painter, const VXDictionary &eventLog,
             drawOverlayMessage(painter, bulletString(), QString(), textRect.adjusted(-indent, 0.0, indent, 0.0),
                                colorScheme, true);
         }
-        const QString subtitle = rowText(eventLog.value(VXFrontTimeKey).toDouble(), eventLog.value(VXTimeKey).toDouble(),
-                                         m_endTimestamp - m_beginTimestamp, includeFrontActivity, includeTotalActivity,
-                                         userDefault(VXReportViewKey::kReportsShowPercentages, false));
+        const QString subtitle
+            = rowText(eventLog.value(VXFrontTimeKey).toDouble(), eventLog.value(VXTimeKey).toDouble(),
+                      m_endTimestamp - m_beginTimestamp, includeFrontActivity, includeTotalActivity,
+                      userDefault(VXReportViewKey::kReportsShowPercentages, false));
         drawOverlayMessage(painter, eventLog.value(VXNameKey).toString(), subtitle, textRect, colorScheme, true);
     }
     if (r.top() > d->drawingTop + 0.1) {
@@ -547,7 +548,8 @@ void VXReportView::drawTimestampIntervalChooser(QPainter &painter, const QRectF 
     const bool light = colorScheme == VXColorSchemeLight;
     const QRectF strip = timestampIntervalChooserRect(visibleRect);
     painter.fillRect(strip, light ? whiteColor(0.88) : whiteColor(0.16));
-    painter.fillRect(QRectF(strip.left(), strip.top(), strip.width(), 1.0), light ? whiteColor(0.7) : whiteColor(0.0, 0.7));
+    painter.fillRect(QRectF(strip.left(), strip.top(), strip.width(), 1.0),
+                     light ? whiteColor(0.7) : whiteColor(0.0, 0.7));
 
     // The shown range within all data.
     const qreal bx = strip.left() + xCoordinateForTimestamp(m_beginTimestamp, visibleRect, true);
@@ -582,7 +584,8 @@ void VXReportView::drawMouseSpanOrMouseLocation(QPainter &painter, const QRectF 
         drawMouseLocationInVisibleRect(painter, visibleRect, true);
 }
 
-void VXReportView::drawMouseLocationInVisibleRect(QPainter &painter, const QRectF &visibleRect, bool drawTimeDescription)
+void VXReportView::drawMouseLocationInVisibleRect(QPainter &painter, const QRectF &visibleRect,
+                                                  bool drawTimeDescription)
 {
     const bool inChooser = m_mouseTrackLocationIsInTimestampIntervalChooser && m_showTimestampIntervalChooser;
     const QRectF area = inChooser ? timestampIntervalChooserRect(visibleRect) : rowsArea(visibleRect);
@@ -823,8 +826,8 @@ void VXReportView::mousePressEvent(QMouseEvent *event)
         const qreal bx = xCoordinateForTimestamp(m_beginTimestamp, visible, true);
         const qreal ex = xCoordinateForTimestamp(m_endTimestamp, visible, true);
         d->pressTimestamp = timestampForMouseLocation(location, visible, true);
-        m_dragMode = chooserPressMode(location.x() - visible.x(), bx, ex, d->pressTimestamp, m_beginTimestamp,
-                                      m_endTimestamp);
+        m_dragMode
+            = chooserPressMode(location.x() - visible.x(), bx, ex, d->pressTimestamp, m_beginTimestamp, m_endTimestamp);
         if (m_dragMode == DragMode::Move) {
             setCursor(Qt::ClosedHandCursor);
         } else {
@@ -849,12 +852,8 @@ void VXReportView::mouseMoveEvent(QMouseEvent *event)
     const QRectF visible = visibleRect();
     const double t = timestampForMouseLocation(location, visible, m_dragMode != DragMode::Select);
     switch (m_dragMode) {
-    case DragMode::End:
-        tellRange(m_beginTimestamp, std::max(t, m_beginTimestamp));
-        break;
-    case DragMode::Begin:
-        tellRange(std::min(t, m_endTimestamp), m_endTimestamp);
-        break;
+    case DragMode::End: tellRange(m_beginTimestamp, std::max(t, m_beginTimestamp)); break;
+    case DragMode::Begin: tellRange(std::min(t, m_endTimestamp), m_endTimestamp); break;
     case DragMode::Move: {
         double begin = 0.0, end = 0.0;
         movedRange(t, d->pressTimestamp, d->begin0, d->span, m_firstTimestamp, m_lastTimestamp, &begin, &end);
@@ -862,8 +861,7 @@ void VXReportView::mouseMoveEvent(QMouseEvent *event)
         break;
     }
     case DragMode::Select:
-    case DragMode::None:
-        break;
+    case DragMode::None: break;
     }
     // Keep the read-out with the mouse while dragging.
     if (m_dragMode != DragMode::Select)

@@ -34,7 +34,7 @@ inline const QString kReportsShowPercentages = QStringLiteral("Reports Show Perc
 inline const QString kIndicatorLineTracksMouse = QStringLiteral("Indicator Line Tracks Mouse");
 // The rows area reads out the time under the mouse (without it only the chooser strip does).
 inline const QString kShowTimeAtMouseLocation = QStringLiteral("Show Time At Mouse Location");
-} // namespace VXReportViewKey
+}   // namespace VXReportViewKey
 
 // One drawn row: its entry and where it was drawn (view coordinates).
 struct VXEventLogRect {
@@ -98,8 +98,10 @@ public:
     // The time mapping over the visible rectangle's width, between first and last timestamp
     // (the chooser strip) or between begin and end (the rows). x is relative to the visible
     // rectangle's left edge.
-    qreal xCoordinateForTimestamp(double timestamp, const QRectF &visibleRect, bool checkTimestampIntervalChooser) const;
-    double timestampForMouseLocation(QPointF location, const QRectF &visibleRect, bool checkTimestampIntervalChooser) const;
+    qreal xCoordinateForTimestamp(double timestamp, const QRectF &visibleRect,
+                                  bool checkTimestampIntervalChooser) const;
+    double timestampForMouseLocation(QPointF location, const QRectF &visibleRect,
+                                     bool checkTimestampIntervalChooser) const;
 
     // The part of the view that is visible in its scroll area (the whole view when it has none).
     QRectF visibleRect() const;
@@ -120,7 +122,10 @@ public:
     QPointF mouseTrackLocation() const { return m_mouseTrackLocation; }
     QPointF mouseDownLocation() const { return m_mouseDownLocation; }
     QPointF mouseDragLocation() const { return m_mouseDragLocation; }
-    bool mouseTrackLocationIsInTimestampIntervalChooser() const { return m_mouseTrackLocationIsInTimestampIntervalChooser; }
+    bool mouseTrackLocationIsInTimestampIntervalChooser() const
+    {
+        return m_mouseTrackLocationIsInTimestampIntervalChooser;
+    }
     DragMode dragMode() const { return m_dragMode; }
     bool isAnimating() const { return m_isAnimating; }
 

@@ -20,7 +20,8 @@ public:
     // The effective range (begin, end) and the data's bounds (first, last), in Unix seconds;
     // each is written only when its pointer is given.
     virtual void getBeginTimestamp(double *beginTimestamp, double *endTimestamp, double *firstTimestamp,
-                                   double *lastTimestamp, VXReportView *reportView) = 0;
+                                   double *lastTimestamp, VXReportView *reportView)
+        = 0;
 
     // Fixes a range chosen with the mouse; 0 or below for either side leaves that side open.
     virtual void setBeginTimestamp(double beginTimestamp, double endTimestamp, VXReportView *reportView) = 0;
@@ -28,7 +29,8 @@ public:
     // The clipped entries (VXEventLogDictionaryExtensions.h) of every shown item, cut to the
     // range between the two times, in report order.
     virtual VXArrayRef eventLogsForReportView(VXReportView *reportView, double clippedBetweenTimestamp,
-                                              double andTimestamp) = 0;
+                                              double andTimestamp)
+        = 0;
 
     // The context menu for a clicked entry's event-log record; null when there is none.
     virtual std::unique_ptr<QMenu> contextMenuForEventLog(const VXDictionaryRef &eventLog) = 0;

@@ -33,7 +33,7 @@ int roundHalfAway(double value)
     return int(std::lround(value));
 }
 
-} // namespace
+}   // namespace
 
 int scaleToFitSize(const QString &self, const QSizeF &size, int weight, qreal maximumSize, qreal *textHeight)
 {
@@ -115,10 +115,10 @@ const FittedLabel &fittedLabel(const QString &self, const QSizeF &size, int weig
     return *cache.insert(key, label);
 }
 
-} // namespace
+}   // namespace
 
-int scaleToFitAndDrawInRect(const QString &self, QPainter &painter, const QRectF &rect,
-                            VXTextAttributes *attributes, int weight, const QColor *color, qreal maximumSize)
+int scaleToFitAndDrawInRect(const QString &self, QPainter &painter, const QRectF &rect, VXTextAttributes *attributes,
+                            int weight, const QColor *color, qreal maximumSize)
 {
     static VXTextAttributes sharedAttributes;
     VXTextAttributes &a = attributes ? *attributes : sharedAttributes;

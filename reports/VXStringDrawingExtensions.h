@@ -19,7 +19,7 @@ struct VXTextAttributes {
     Qt::TextElideMode elideMode = Qt::ElideRight;
     // A shadow drawn behind the text when valid.
     QColor shadowColor;
-    QPointF shadowOffset{0.0, 1.0};
+    QPointF shadowOffset {0.0, 1.0};
     QFont font;
     QColor color;
 };
@@ -30,8 +30,8 @@ struct VXTextAttributes {
 // than the rectangle; never below 11 (longer texts are then cut at their tail). `weight` is the
 // font's weight; without a colour the text is white; without attributes a shared set (centred,
 // cut at the tail) is used. Answers the size used, 0 for an empty text.
-int scaleToFitAndDrawInRect(const QString &self, QPainter &painter, const QRectF &rect,
-                            VXTextAttributes *attributes, int weight, const QColor *color, qreal maximumSize);
+int scaleToFitAndDrawInRect(const QString &self, QPainter &painter, const QRectF &rect, VXTextAttributes *attributes,
+                            int weight, const QColor *color, qreal maximumSize);
 
 // The size scaleToFitAndDrawInRect() would choose, and the height of its line.
 int scaleToFitSize(const QString &self, const QSizeF &size, int weight, qreal maximumSize, qreal *textHeight);

@@ -36,7 +36,7 @@ QIcon trackingIcon()
     return icon;
 }
 
-} // namespace
+}   // namespace
 
 VXTrackingIndicator::VXTrackingIndicator(QObject *parent) : QObject(parent)
 {

@@ -22,10 +22,10 @@ QString tr(const char *text)
     return QCoreApplication::translate("VXHibernation", text);
 }
 
-} // namespace
+}   // namespace
 
-VXHibernation::VXHibernation(VXScheduler &scheduler, VXUserDefaults &defaults, VXHibernationDelegate &delegate)
-    : m_scheduler(scheduler), m_defaults(defaults), m_delegate(delegate)
+VXHibernation::VXHibernation(VXScheduler &scheduler, VXUserDefaults &defaults, VXHibernationDelegate &delegate) :
+    m_scheduler(scheduler), m_defaults(defaults), m_delegate(delegate)
 {
 }
 
@@ -76,7 +76,8 @@ void VXHibernation::setHibernationInterval(int seconds)
 void VXHibernation::readHibernationInterval()
 {
     const std::int64_t seconds = m_defaults.integerForKey(VXDefaultsKey::kHibernationInterval);
-    m_hibernationInterval = int(std::clamp<std::int64_t>(seconds, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+    m_hibernationInterval
+        = int(std::clamp<std::int64_t>(seconds, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
 void VXHibernation::hibernate(const void *sender)

@@ -37,7 +37,8 @@ inline const QString VXDeepHibernationKey = QStringLiteral("Deep Hibernation");
 // The menu command's titles and its alert. Translation context "VXHibernation".
 inline constexpr char VXWakeUpMenuTitle[] = QT_TRANSLATE_NOOP("VXHibernation", "Wake Up");
 inline constexpr char VXSuspendTimersTitle[] = QT_TRANSLATE_NOOP("VXHibernation", "Suspend Timers...");
-inline constexpr char VXSuspendTimersInformativeText[] = QT_TRANSLATE_NOOP("VXHibernation",
+inline constexpr char VXSuspendTimersInformativeText[] = QT_TRANSLATE_NOOP(
+    "VXHibernation",
     "Wendle can wake up automatically next time you do something, or it can remain in deep suspension until you wake it up manually.");
 inline constexpr char VXWakeUpAutomaticallyButtonTitle[] = QT_TRANSLATE_NOOP("VXHibernation", "Wake Up Automatically");
 inline constexpr char VXWakeUpManuallyButtonTitle[] = QT_TRANSLATE_NOOP("VXHibernation", "Wake Up Manually");
@@ -49,7 +50,7 @@ class VXHibernation final : public VXPresenceObserver
 {
 public:
     // Scheduled operations (with this object as target).
-    static const QString kHibernateOperation;            // "hibernate:"
+    static const QString kHibernateOperation;   // "hibernate:"
     static const QString kEndTransitoryPauseOperation;   // "endTransitoryPause"
     // How long a transitory pause lasts, and how long after "Wake Up Automatically" the program
     // hibernates (so that the click closing the alert does not wake it again).

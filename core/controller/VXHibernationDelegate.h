@@ -23,5 +23,6 @@ public:
 
     // Brings the program to the front and runs a modal alert with the buttons in this order.
     // Answers the index of the button chosen (0 for the first), or -1 when nobody can answer.
-    virtual int runAlert(const QString &messageText, const QString &informativeText, const QStringList &buttonTitles) = 0;
+    virtual int runAlert(const QString &messageText, const QString &informativeText, const QStringList &buttonTitles)
+        = 0;
 };

@@ -26,23 +26,25 @@ VXMainControllerDelegate &noDelegate()
     return delegate;
 }
 
-} // namespace
+}   // namespace
 
 const QString VXMainController::kUpdateListsOperation = QStringLiteral("updateLists:");
 const QString VXMainController::kCompleteUISetupOperation = QStringLiteral("completeUISetup");
 
-VXMainController::VXMainController(VXDesktop &desktop, VXScheduler &scheduler, VXClock &clock,
-                                   VXUserDefaults &defaults, VXMainControllerDelegate *delegate)
-    : m_desktop(desktop), m_scheduler(scheduler), m_clock(clock), m_defaults(defaults), m_delegate(delegate),
-      m_hibernation(scheduler, defaults, *this),
-      m_bookmarkManager(defaults, this),
-      m_store(defaults, scheduler, [this] { return m_configuration; }, &m_bookmarkManager),
-      m_undoHistory(scheduler, m_store, [this] { return m_configuration; },
-                    [this](VXDictionaryRef configuration) { m_configuration = std::move(configuration); }),
-      m_resets(defaults, clock, scheduler, *this),
-      m_exporter(VXExportSource{[this] { return m_configuration; }, [this] { return m_sampler.applicationArray(); },
-                                [this] { return m_sampler.poolArray(); }, [] { return VXCurrentSortColumn(); }},
-                 defaults, clock, &m_bookmarkManager)
+VXMainController::VXMainController(VXDesktop &desktop, VXScheduler &scheduler, VXClock &clock, VXUserDefaults &defaults,
+                                   VXMainControllerDelegate *delegate) :
+    m_desktop(desktop),
+    m_scheduler(scheduler), m_clock(clock), m_defaults(defaults), m_delegate(delegate),
+    m_hibernation(scheduler, defaults, *this), m_bookmarkManager(defaults, this),
+    m_store(
+        defaults, scheduler, [this] { return m_configuration; }, &m_bookmarkManager),
+    m_undoHistory(
+        scheduler, m_store, [this] { return m_configuration; },
+        [this](VXDictionaryRef configuration) { m_configuration = std::move(configuration); }),
+    m_resets(defaults, clock, scheduler, *this),
+    m_exporter(VXExportSource {[this] { return m_configuration; }, [this] { return m_sampler.applicationArray(); },
+                               [this] { return m_sampler.poolArray(); }, [] { return VXCurrentSortColumn(); }},
+               defaults, clock, &m_bookmarkManager)
 {
     readStartUpSettings();
     m_resets.setAutoExport([this] { m_exporter.autoExportIfNecessary(); });
@@ -219,7 +221,8 @@ void VXMainController::hibernationDidChange()
 
 // ---- Dialogs and the user interface's state
 
-int VXMainController::runAlert(const QString &messageText, const QString &informativeText, const QStringList &buttonTitles)
+int VXMainController::runAlert(const QString &messageText, const QString &informativeText,
+                               const QStringList &buttonTitles)
 {
     if (!m_delegate)
         return -1;
@@ -376,14 +379,18 @@ void VXMainController::populateViewMenu(VXReportMenu &menu, const VXReportClient
     menu.addSeparator();
     VXAddValidatedReportMenuItem(
         menu, title(VXDisplayIntervalsAsDaysTitle), 0, [this] { toggleConversionToDaysFromMenuItem(); },
-        [this] { return VXReportMenuItemState{true, m_defaults.boolForKey(kExpressTimeIntervalsAsDaysKey)}; });
+        [this] {
+            return VXReportMenuItemState {true, m_defaults.boolForKey(kExpressTimeIntervalsAsDaysKey)};
+        });
     menu.addSeparator();
 
     VXReportMenu &schemes = menu.addSubmenu(title(VXColorSchemeTitle));
     const auto addScheme = [&](const char *text, int tag) {
         VXAddValidatedReportMenuItem(
             schemes, title(text), tag, [this, tag] { selectColorScheme(tag); },
-            [this, tag] { return VXReportMenuItemState{true, m_defaults.integerForKey(VXColorSchemeKey) == tag}; });
+            [this, tag] {
+                return VXReportMenuItemState {true, m_defaults.integerForKey(VXColorSchemeKey) == tag};
+            });
     };
     addScheme(VXOriginalColorSchemeTitle, 0);
     schemes.addSeparator();

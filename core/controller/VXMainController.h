@@ -54,10 +54,12 @@ inline constexpr char VXAsTimeLapseTitle[] = QT_TRANSLATE_NOOP("VXMainController
 inline constexpr char VXAsTimePortionsTitle[] = QT_TRANSLATE_NOOP("VXMainController", "as Time Portions");
 inline constexpr char VXForegroundActivityTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Foreground Activity");
 inline constexpr char VXTotalActivityTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Total Activity");
-inline constexpr char VXDisplayIntervalsAsDaysTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Display >24-Hour Intervals as Days");
+inline constexpr char VXDisplayIntervalsAsDaysTitle[]
+    = QT_TRANSLATE_NOOP("VXMainController", "Display >24-Hour Intervals as Days");
 inline constexpr char VXColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Color Scheme");
 inline constexpr char VXOriginalColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Original");
-inline constexpr char VXStandardHighlightColorTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Standard Highlight Color");
+inline constexpr char VXStandardHighlightColorTitle[]
+    = QT_TRANSLATE_NOOP("VXMainController", "Standard Highlight Color");
 inline constexpr char VXDarkColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Dark");
 inline constexpr char VXLightColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Light");
 
@@ -69,8 +71,8 @@ class VXMainController : public VXReportDataSource,
 public:
     // The names under which the tick and the end of launch are scheduled (with the controller
     // as target).
-    static const QString kUpdateListsOperation;      // "updateLists:"
-    static const QString kCompleteUISetupOperation;  // "completeUISetup"
+    static const QString kUpdateListsOperation;   // "updateLists:"
+    static const QString kCompleteUISetupOperation;   // "completeUISetup"
 
     // Reads "Show Inactive Application Items" and "Show Inactive Pools" now: they are start-up
     // settings. The delegate may be null (no user interface).
@@ -231,7 +233,8 @@ public:
     // ---- The live report's data (VXReportDataSource)
 
     // The first timestamp and the tree's "Last Timestamp".
-    void getFirstTimestamp(double *firstTimestamp, double *lastTimestamp, const VXReportClient &reportController) override;
+    void getFirstTimestamp(double *firstTimestamp, double *lastTimestamp,
+                           const VXReportClient &reportController) override;
     // The clipped entries by "Live Report Content", "Live Report: Applications" and "Live Report:
     // Pools", each level in the organizer's order.
     VXArrayRef eventLogsClippedBetweenTimestamp(double timestamp, double otherTimestamp,

@@ -22,18 +22,18 @@ public:
 
     // After every full tick: the two lists show the controller's applicationArray() and
     // poolArray() again.
-    virtual void reloadApplicationList() {}
-    virtual void reloadPoolList() {}
+    virtual void reloadApplicationList() { }
+    virtual void reloadPoolList() { }
 
     // Facts about the windows that decide whether a tick restores the expansion states.
     virtual bool runsAsStatusItem() const { return false; }
     virtual bool isListWindowVisible() const { return true; }
     virtual bool isReportWindowVisible() const { return false; }
     // Expand the rows whose items have "Expanded" set.
-    virtual void restoreExpansionStates() {}
+    virtual void restoreExpansionStates() { }
 
     // After every tick, full or skipped: the live report refreshes itself.
-    virtual void updateReport() {}
+    virtual void updateReport() { }
 
     // A blacklist changed its order or content: show its entries (joined with "\n") in its text
     // view of the preferences.
@@ -47,7 +47,7 @@ public:
     virtual void selectPoolListItem(const VXDictionaryRef &item) { Q_UNUSED(item); }
 
     // A command had nothing to act on.
-    virtual void beep() {}
+    virtual void beep() { }
 
     // The item selected in the pool list, else in the application list; null when none.
     virtual VXDictionaryRef selectedItem() const { return VXDictionaryRef(); }
@@ -62,7 +62,7 @@ public:
         Q_UNUSED(animated);
     }
     // The status icon (and the window icon's report) is to be redrawn.
-    virtual void updateIcon() {}
+    virtual void updateIcon() { }
 
     // ---- Start-up and quit
 
@@ -71,7 +71,7 @@ public:
     // another mode, which ends the launch there.
     virtual bool buildUserInterface() { return true; }
     // After the daily tasks: the windows that were open at the last quit.
-    virtual void showWindows() {}
+    virtual void showWindows() { }
     // The program quits: the status item goes.
-    virtual void tearDownUserInterface() {}
+    virtual void tearDownUserInterface() { }
 };

@@ -25,8 +25,8 @@ struct VXReportMenuItemState {
 
 // The report operations that View menu entries send.
 enum class VXReportMenuAction {
-    SetTimeFormatFromMenuItem,        // tag: 0 time lapse, 1 time portions
-    ToggleShownActivityFromMenuItem,  // tag: 0 foreground activity, 1 total activity
+    SetTimeFormatFromMenuItem,   // tag: 0 time lapse, 1 time portions
+    ToggleShownActivityFromMenuItem,   // tag: 0 foreground activity, 1 total activity
 };
 
 class VXReportMenuTarget
@@ -46,12 +46,13 @@ class VXValidatedReportMenu : public VXReportMenu
 public:
     using VXReportMenu::addItem;
     virtual void addItem(const QString &title, int tag, std::function<void()> action,
-                         std::function<VXReportMenuItemState()> validate) = 0;
+                         std::function<VXReportMenuItemState()> validate)
+        = 0;
 };
 
 // Adds the entry with its validator when the menu can show one, plainly otherwise.
-inline void VXAddValidatedReportMenuItem(VXReportMenu &menu, const QString &title, int tag, std::function<void()> action,
-                                         std::function<VXReportMenuItemState()> validate)
+inline void VXAddValidatedReportMenuItem(VXReportMenu &menu, const QString &title, int tag,
+                                         std::function<void()> action, std::function<VXReportMenuItemState()> validate)
 {
     if (auto *validated = dynamic_cast<VXValidatedReportMenu *>(&menu))
         validated->addItem(title, tag, std::move(action), std::move(validate));

@@ -30,35 +30,33 @@ double sanitizedDelay(double delay)
     return std::min(delay, kLongestDelay);
 }
 
-} // namespace
+}   // namespace
 
-VXEventLoopScheduler::VXEventLoopScheduler(const VXClock *wallClock, QObject *parent)
-    : QObject(parent)
-    , m_ownClock(wallClock ? nullptr : std::make_unique<VXSystemClock>())
-    , m_wallClock(wallClock ? wallClock : m_ownClock.get())
-    , m_checkIntervalNanoseconds(30 * kNanosecondsPerSecond)
+VXEventLoopScheduler::VXEventLoopScheduler(const VXClock *wallClock, QObject *parent) :
+    QObject(parent), m_ownClock(wallClock ? nullptr : std::make_unique<VXSystemClock>()),
+    m_wallClock(wallClock ? wallClock : m_ownClock.get()), m_checkIntervalNanoseconds(30 * kNanosecondsPerSecond)
 {
     m_monotonic.start();
 }
 
 VXEventLoopScheduler::~VXEventLoopScheduler() = default;
 
-void VXEventLoopScheduler::performAfterDelay(Target target, const QString &operation, double delay, std::function<void()> call)
+void VXEventLoopScheduler::performAfterDelay(Target target, const QString &operation, double delay,
+                                             std::function<void()> call)
 {
     Q_ASSERT(QThread::currentThread() == thread());
     delay = sanitizedDelay(delay);
     const std::int64_t now = m_monotonic.nsecsElapsed();
-    m_entries.push_back(Entry{target, operation, std::move(call), now + nanoseconds(delay),
-                              m_wallClock->now() + delay, m_nextSequence++});
+    m_entries.push_back(Entry {target, operation, std::move(call), now + nanoseconds(delay), m_wallClock->now() + delay,
+                               m_nextSequence++});
     rearm();
 }
 
 void VXEventLoopScheduler::cancel(Target target, const QString &operation)
 {
     Q_ASSERT(QThread::currentThread() == thread());
-    const auto removed = std::erase_if(m_entries, [&](const Entry &entry) {
-        return entry.target == target && entry.operation == operation;
-    });
+    const auto removed = std::erase_if(
+        m_entries, [&](const Entry &entry) { return entry.target == target && entry.operation == operation; });
     if (removed)
         rearm();
 }
@@ -73,9 +71,8 @@ void VXEventLoopScheduler::cancelAll(Target target)
 
 bool VXEventLoopScheduler::isPending(Target target, const QString &operation) const
 {
-    return std::any_of(m_entries.begin(), m_entries.end(), [&](const Entry &entry) {
-        return entry.target == target && entry.operation == operation;
-    });
+    return std::any_of(m_entries.begin(), m_entries.end(),
+                       [&](const Entry &entry) { return entry.target == target && entry.operation == operation; });
 }
 
 int VXEventLoopScheduler::pendingCount() const

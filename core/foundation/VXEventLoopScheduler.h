@@ -57,13 +57,12 @@ protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
-    struct Entry
-    {
+    struct Entry {
         Target target;
         QString operation;
         std::function<void()> call;
         std::int64_t dueMonotonic;   // nanoseconds on m_monotonic
-        double dueWallClock;         // Unix seconds
+        double dueWallClock;   // Unix seconds
         std::uint64_t sequence;
     };
 

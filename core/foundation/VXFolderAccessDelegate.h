@@ -23,13 +23,14 @@ public:
     // path comes back through `accessedBookmarkPath` and must be handed to
     // stopAccessingBookmarkForPath() once the work is done.
     virtual bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel,
-                                           QString *accessedBookmarkPath,
-                                           const SandboxExplanation &sandboxExplanation) = 0;
+                                           QString *accessedBookmarkPath, const SandboxExplanation &sandboxExplanation)
+        = 0;
     virtual void stopAccessingBookmarkForPath(const QString &bookmarkPath) = 0;
 
     // Brings the program to the front and runs a modal alert with the buttons in this order.
     // Answers the index of the button chosen (0 for the first).
-    virtual int runAlert(const QString &messageText, const QString &informativeText, const QStringList &buttonTitles) = 0;
+    virtual int runAlert(const QString &messageText, const QString &informativeText, const QStringList &buttonTitles)
+        = 0;
 
     // The program's delegate, set once at start-up; null until then (tests install their own).
     static VXFolderAccessDelegate *shared() { return s_shared; }

@@ -24,13 +24,12 @@ namespace {
 // The cached state of the "VXDebugLog" default. The store announces every change of a key, so
 // the switch only has to read the store again after such an announcement or when a different
 // store has become the standard one.
-struct DebugLogSwitch
-{
+struct DebugLogSwitch {
     QBasicMutex mutex;
-    VXUserDefaults *source = nullptr;       // the store the cached answer came from
+    VXUserDefaults *source = nullptr;   // the store the cached answer came from
     QPointer<VXUserDefaults> sourceAlive;   // null once that store is gone (its address may be reused)
     QMetaObject::Connection connection;
-    std::atomic<bool> stale{true};
+    std::atomic<bool> stale {true};
     bool enabled = false;
 };
 
@@ -40,8 +39,7 @@ DebugLogSwitch &debugLogSwitch()
     return instance;
 }
 
-struct MessageHandlerState
-{
+struct MessageHandlerState {
     QBasicMutex mutex;
     std::FILE *stream = nullptr;
     bool journal = false;
@@ -78,16 +76,11 @@ bool streamIsJournal(std::FILE *stream)
 char syslogPriority(QtMsgType type)
 {
     switch (type) {
-    case QtDebugMsg:
-        return '7';
-    case QtInfoMsg:
-        return '6';
-    case QtWarningMsg:
-        return '4';
-    case QtCriticalMsg:
-        return '3';
-    case QtFatalMsg:
-        return '2';
+    case QtDebugMsg: return '7';
+    case QtInfoMsg: return '6';
+    case QtWarningMsg: return '4';
+    case QtCriticalMsg: return '3';
+    case QtFatalMsg: return '2';
     }
     return '6';
 }
@@ -111,7 +104,7 @@ void writeMessage(QtMsgType type, const QMessageLogContext &context, const QStri
     std::fflush(state.stream);
 }
 
-} // namespace
+}   // namespace
 
 bool VXDebugLogEnabled()
 {

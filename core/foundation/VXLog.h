@@ -27,8 +27,8 @@
 Q_DECLARE_LOGGING_CATEGORY(lcFoundation)
 
 // The user default that turns debug output on, and the prefix of every debug line.
-extern const QString VXDebugLogKey;       // "VXDebugLog"
-extern const QString VXDebugLogPrefix;    // "[Wendle Debug Log] "
+extern const QString VXDebugLogKey;   // "VXDebugLog"
+extern const QString VXDebugLogPrefix;   // "[Wendle Debug Log] "
 
 // Whether the user default "VXDebugLog" is on in VXUserDefaults::standard() (off when there is no
 // standard store). Cheap: the answer is cached and kept current through the store's valueChanged
@@ -43,8 +43,7 @@ namespace VXLogDetail {
 
 // One argument of a debug line as text: numbers in full (a Unix time keeps its fraction), strings
 // as they are, anything else as QDebug would show it.
-template <typename T>
-QString argumentText(const T &value)
+template <typename T> QString argumentText(const T &value)
 {
     using V = std::remove_cvref_t<T>;
     if constexpr (std::is_same_v<V, bool>) {
@@ -66,14 +65,13 @@ QString argumentText(const T &value)
     }
 }
 
-} // namespace VXLogDetail
+}   // namespace VXLogDetail
 
 // The formatted form: `format` with %1, %2, ... replaced by the arguments in one pass (so an
 // argument that itself contains "%2" is left alone). Nothing is formatted while debug output is
 // off, which keeps a call in the tick cheap.
 template <typename... Args>
-    requires(sizeof...(Args) > 0)
-bool VXDebugLog(const QString &format, const Args &...args)
+requires(sizeof...(Args) > 0) bool VXDebugLog(const QString &format, const Args &...args)
 {
     if (!VXDebugLogEnabled())
         return false;

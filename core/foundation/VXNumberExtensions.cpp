@@ -9,7 +9,7 @@ namespace {
 // Beyond about 30 million years QDateTime's milliseconds would overflow; nothing real is there.
 constexpr double kLargestDateMagnitude = 1e15;
 
-} // namespace
+}   // namespace
 
 VXValue numberWithTimeInterval(double interval)
 {

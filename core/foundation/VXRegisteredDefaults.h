@@ -34,7 +34,7 @@ inline const QString kDisableLoginItemAutomatically = QStringLiteral("Disable Lo
 // Locking the screen counts as leaving the desk while this is on.
 inline const QString kScreenLockCountsAsAway = QStringLiteral("Screen Lock Counts As Away");
 
-} // namespace VXDefaultsKey
+}   // namespace VXDefaultsKey
 
 // A new dictionary of every registered default (key -> value).
 VXDictionaryRef VXRegisteredDefaults();

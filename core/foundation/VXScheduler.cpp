@@ -9,8 +9,8 @@ void VXRunDelayedCall(const QString &operation, const std::function<void()> &cal
     try {
         call();
     } catch (const std::exception &exception) {
-        qCWarning(lcFoundation).noquote()
-            << QStringLiteral("delayed call \"%1\" failed: %2").arg(operation, QString::fromLocal8Bit(exception.what()));
+        qCWarning(lcFoundation).noquote() << QStringLiteral("delayed call \"%1\" failed: %2")
+                                                 .arg(operation, QString::fromLocal8Bit(exception.what()));
     } catch (...) {
         qCWarning(lcFoundation).noquote() << QStringLiteral("delayed call \"%1\" failed").arg(operation);
     }

@@ -19,7 +19,8 @@ public:
     // Runs `call` once after `delay` seconds; a delay of 0 or less means the next turn of the
     // loop, never synchronously. Pending calls of the same target and operation are kept: call
     // cancel() first to replace them.
-    virtual void performAfterDelay(Target target, const QString &operation, double delay, std::function<void()> call) = 0;
+    virtual void performAfterDelay(Target target, const QString &operation, double delay, std::function<void()> call)
+        = 0;
     // Drops every pending call of that target and operation.
     virtual void cancel(Target target, const QString &operation) = 0;
     // Drops every pending call of that target (when an object goes away).

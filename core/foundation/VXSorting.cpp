@@ -36,13 +36,12 @@ char32_t folded(char32_t c) noexcept
     return QChar::toCaseFolded(c);
 }
 
-template <class T>
-VXComparisonResult order(T a, T b) noexcept
+template <class T> VXComparisonResult order(T a, T b) noexcept
 {
     return a < b ? VXOrderedAscending : (b < a ? VXOrderedDescending : VXOrderedSame);
 }
 
-} // namespace
+}   // namespace
 
 VXComparisonResult VXSortStrings(QStringView a, QStringView b, const void *) noexcept
 {

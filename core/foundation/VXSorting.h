@@ -26,8 +26,7 @@ enum VXComparisonResult : int {
 VXComparisonResult VXSortStrings(QStringView a, QStringView b, const void *context = nullptr) noexcept;
 
 // For std::sort and ordered containers.
-struct VXStringOrder
-{
+struct VXStringOrder {
     bool operator()(QStringView a, QStringView b) const noexcept { return VXSortStrings(a, b) == VXOrderedAscending; }
 };
 
@@ -35,7 +34,8 @@ struct VXStringOrder
 // compare as the same. NaN sorts after every number (and with another NaN as the same) so that a
 // damaged log cannot break a sort. A value that is no number counts as 0. The context is ignored.
 VXComparisonResult VXSortAbsoluteDoubleNumbers(double a, double b, const void *context = nullptr) noexcept;
-VXComparisonResult VXSortAbsoluteDoubleNumbers(const VXValue &a, const VXValue &b, const void *context = nullptr) noexcept;
+VXComparisonResult VXSortAbsoluteDoubleNumbers(const VXValue &a, const VXValue &b,
+                                               const void *context = nullptr) noexcept;
 
 // The program's test of "the same timestamp": the magnitudes of a and b differ by strictly less
 // than 0.001 seconds, as doubles (at today's timestamps a double resolves about 0.24

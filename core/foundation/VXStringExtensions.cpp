@@ -37,8 +37,8 @@ constexpr QLatin1StringView kObjectPlaceholder("%@");
 constexpr char kDayStampFormat[] = "%04ld-%02ld-%02ld";
 
 constexpr char16_t kRightTriangleArrowCodePoint = 9656;   // U+25B8
-constexpr char16_t kDashCodePoint = 8212;                 // U+2014
-constexpr char16_t kBulletCodePoint = 8226;               // U+2022
+constexpr char16_t kDashCodePoint = 8212;   // U+2014
+constexpr char16_t kBulletCodePoint = 8226;   // U+2022
 
 constexpr QLatin1StringView kVolumesPrefix("/Volumes/");
 constexpr QLatin1StringView kContainerLibraryPath("/Library/Containers/com.brasswing.WendleClient/Data/Library/");
@@ -128,8 +128,7 @@ const QString &defaultDecimalPoint()
 }
 
 // A fixed-point text in ASCII: the digits, at most one "." and a leading "-".
-struct FixedPointText
-{
+struct FixedPointText {
     char characters[512];   // 309 integer digits, a sign, a point and at most 100 fraction digits
     qsizetype length = 0;
 };
@@ -149,8 +148,8 @@ FixedPointText fixedPointText(double value, int digits, bool trim, QStringView d
         return text;
     while (text.length > 0 && text.characters[text.length - 1] == '0')
         --text.length;
-    const bool separatorIsStripped = std::all_of(decimalPoint.begin(), decimalPoint.end(),
-                                                 [](QChar c) { return c == u'.' || c == u','; });
+    const bool separatorIsStripped
+        = std::all_of(decimalPoint.begin(), decimalPoint.end(), [](QChar c) { return c == u'.' || c == u','; });
     if (separatorIsStripped && text.length > 0 && text.characters[text.length - 1] == '.')
         --text.length;
     return text;
@@ -158,12 +157,14 @@ FixedPointText fixedPointText(double value, int digits, bool trim, QStringView d
 
 // The text with the locale's separator in place of ".", between a prefix and a suffix, made in
 // one allocation.
-QString localizedText(const FixedPointText &text, QStringView decimalPoint, QStringView prefix = {}, QStringView suffix = {})
+QString localizedText(const FixedPointText &text, QStringView decimalPoint, QStringView prefix = {},
+                      QStringView suffix = {})
 {
     const char *const begin = text.characters;
     const char *const end = begin + text.length;
     const bool hasPoint = std::find(begin, end, '.') != end;
-    QString result(prefix.size() + text.length + (hasPoint ? decimalPoint.size() - 1 : 0) + suffix.size(), Qt::Uninitialized);
+    QString result(prefix.size() + text.length + (hasPoint ? decimalPoint.size() - 1 : 0) + suffix.size(),
+                   Qt::Uninitialized);
     QChar *out = std::copy(prefix.begin(), prefix.end(), result.data());
     for (const char *c = begin; c != end; ++c) {
         if (*c == '.')
@@ -178,7 +179,8 @@ QString localizedText(const FixedPointText &text, QStringView decimalPoint, QStr
 QString daysText(std::uint64_t seconds)
 {
     const QString &decimalPoint = defaultDecimalPoint();
-    const FixedPointText number = fixedPointText(static_cast<double>(seconds) / static_cast<double>(kSecondsPerDay), 1, true, decimalPoint);
+    const FixedPointText number
+        = fixedPointText(static_cast<double>(seconds) / static_cast<double>(kSecondsPerDay), 1, true, decimalPoint);
     if (number.length == 1 && number.characters[0] == '1')
         return localized(kOneDayText);
     // "%@ days" filled in one pass: the translated text is the only other allocation.
@@ -271,12 +273,12 @@ std::optional<QStringList> displayComponents(const QString &path)
     const QFileInfo info(path);
     if (!info.exists())
         return std::nullopt;
-    QStringList components{QStringLiteral("/")};
+    QStringList components {QStringLiteral("/")};
     components += QDir::cleanPath(info.absoluteFilePath()).split(u'/', Qt::SkipEmptyParts);
     return components;
 }
 
-} // namespace
+}   // namespace
 
 // ---- Durations, numbers and dates
 
@@ -434,9 +436,10 @@ qsizetype indexOfNeedle(const QString &self, const QString &needle, bool searchB
     return searchBackwards ? self.lastIndexOf(needle) : self.indexOf(needle);
 }
 
-} // namespace
+}   // namespace
 
-std::optional<QString> substringBefore(const QString &self, const QString &needle, bool searchBackwards, bool returnSelfIfNotFound)
+std::optional<QString> substringBefore(const QString &self, const QString &needle, bool searchBackwards,
+                                       bool returnSelfIfNotFound)
 {
     const qsizetype index = indexOfNeedle(self, needle, searchBackwards);
     if (index < 0)
@@ -449,7 +452,8 @@ std::optional<QString> substringBefore(const QString &self, const QString &needl
     return substringBefore(self, needle, false, returnSelfIfNotFound);
 }
 
-std::optional<QString> substringAfter(const QString &self, const QString &needle, bool searchBackwards, bool returnSelfIfNotFound)
+std::optional<QString> substringAfter(const QString &self, const QString &needle, bool searchBackwards,
+                                      bool returnSelfIfNotFound)
 {
     const qsizetype index = indexOfNeedle(self, needle, searchBackwards);
     if (index < 0)
@@ -462,7 +466,8 @@ std::optional<QString> substringAfter(const QString &self, const QString &needle
     return substringAfter(self, needle, false, returnSelfIfNotFound);
 }
 
-std::optional<QString> substringBetween(const QString &self, const QString &first, const QString &second, bool returnSelfIfNotFound)
+std::optional<QString> substringBetween(const QString &self, const QString &first, const QString &second,
+                                        bool returnSelfIfNotFound)
 {
     const std::optional<QString> after = substringAfter(self, first, returnSelfIfNotFound);
     if (!after)
@@ -507,7 +512,8 @@ QString volumePath(const QString &self)
     return self.mid(kVolumesPrefix.size(), slash - kVolumesPrefix.size());
 }
 
-std::optional<QStringList> pathComponentsToDisplayRelativeToPath(const QString &self, const QString &basePath, bool includeFileName)
+std::optional<QStringList> pathComponentsToDisplayRelativeToPath(const QString &self, const QString &basePath,
+                                                                 bool includeFileName)
 {
     std::optional<QStringList> components = displayComponents(self);
     if (!components)
@@ -528,7 +534,8 @@ std::optional<QStringList> pathComponentsToDisplayRelativeToPath(const QString &
 
 QString readablePathRepresentationRelativeToPath(const QString &self, const QString &basePath, bool includeFileName)
 {
-    if (const std::optional<QStringList> components = pathComponentsToDisplayRelativeToPath(self, basePath, includeFileName))
+    if (const std::optional<QStringList> components
+        = pathComponentsToDisplayRelativeToPath(self, basePath, includeFileName))
         return components->join(spacedRightTriangleArrowString());
     // "%@ %C %@": the path, the em dash, and why it cannot be shown. The volume test is made on
     // volumePath() as it stands.

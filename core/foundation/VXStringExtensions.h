@@ -80,13 +80,16 @@ bool isEmptyOrEndsWithCharacterFromSet(const QString &self, QStringView characte
 
 // The text before the first (or last) occurrence of the needle. A missing needle gives the whole
 // text when returnSelfIfNotFound is set, nothing otherwise.
-std::optional<QString> substringBefore(const QString &self, const QString &needle, bool searchBackwards, bool returnSelfIfNotFound);
+std::optional<QString> substringBefore(const QString &self, const QString &needle, bool searchBackwards,
+                                       bool returnSelfIfNotFound);
 std::optional<QString> substringBefore(const QString &self, const QString &needle, bool returnSelfIfNotFound);
 // The text after the end of the first (or last) occurrence; a missing needle as above.
-std::optional<QString> substringAfter(const QString &self, const QString &needle, bool searchBackwards, bool returnSelfIfNotFound);
+std::optional<QString> substringAfter(const QString &self, const QString &needle, bool searchBackwards,
+                                      bool returnSelfIfNotFound);
 std::optional<QString> substringAfter(const QString &self, const QString &needle, bool returnSelfIfNotFound);
 // substringAfter() the first needle, then substringBefore() the second, with the same flag.
-std::optional<QString> substringBetween(const QString &self, const QString &first, const QString &second, bool returnSelfIfNotFound);
+std::optional<QString> substringBetween(const QString &self, const QString &first, const QString &second,
+                                        bool returnSelfIfNotFound);
 
 // ---- Paths
 
@@ -105,7 +108,8 @@ QString volumePath(const QString &self);
 // to a base path with at least one component and fewer than the path's, the components after
 // the base's count; the last one only with includeFileName (or when fewer than two remain of a
 // path shown whole). Nothing when the path does not exist. A null or missing base is no base.
-std::optional<QStringList> pathComponentsToDisplayRelativeToPath(const QString &self, const QString &basePath, bool includeFileName);
+std::optional<QStringList> pathComponentsToDisplayRelativeToPath(const QString &self, const QString &basePath,
+                                                                 bool includeFileName);
 // Those components joined by spacedRightTriangleArrowString(); for a missing path, the path, a
 // spaced em dash, and "Not found" (or "Currently not available" when nothing exists at
 // volumePath()).

@@ -60,7 +60,8 @@ bool containsNull(const VXValue &value, int depth = 0)
     if (value.isNull() || depth > VXPropertyListSerialization::kMaximumDepth)
         return true;
     if (const VXArray *array = value.array())
-        return std::any_of(array->begin(), array->end(), [depth](const VXValue &v) { return containsNull(v, depth + 1); });
+        return std::any_of(array->begin(), array->end(),
+                           [depth](const VXValue &v) { return containsNull(v, depth + 1); });
     if (const VXDictionary *dictionary = value.dictionary())
         return std::any_of(dictionary->begin(), dictionary->end(),
                            [depth](const VXDictionary::Entry &e) { return containsNull(e.value, depth + 1); });
@@ -89,10 +90,9 @@ VXValue numericValue(const VXValue &value)
     return value.isString() ? numberFromString(value.stringRef()) : value;
 }
 
-} // namespace
+}   // namespace
 
-struct VXUserDefaults::Private
-{
+struct VXUserDefaults::Private {
     VXUserDefaults *q = nullptr;
     QString domain;
     QString folder;
@@ -150,7 +150,8 @@ struct VXUserDefaults::Private
         for (int n = 2; QFileInfo::exists(target); ++n)
             target = path + kDamagedSuffix + stamp + u'-' + QString::number(n);
         if (QFile::rename(path, target)) {
-            qCWarning(lcFoundation).noquote() << QStringLiteral("damaged settings file <%1> set aside as <%2>").arg(path, target);
+            qCWarning(lcFoundation).noquote()
+                << QStringLiteral("damaged settings file <%1> set aside as <%2>").arg(path, target);
             return true;
         }
         qCWarning(lcFoundation).noquote() << QStringLiteral("cannot set aside damaged settings file <%1>").arg(path);
@@ -161,16 +162,12 @@ struct VXUserDefaults::Private
     {
         QByteArray bytes;
         switch (readFileBytes(path, &bytes)) {
-        case ReadResult::Missing:
-            return;
+        case ReadResult::Missing: return;
         case ReadResult::Unreadable:
             qCWarning(lcFoundation).noquote() << QStringLiteral("cannot read settings file <%1>").arg(path);
             return;
-        case ReadResult::TooLarge:
-            setDamagedFileAside();
-            return;
-        case ReadResult::Read:
-            break;
+        case ReadResult::TooLarge: setDamagedFileAside(); return;
+        case ReadResult::Read: break;
         }
         if (VXDictionaryRef dictionary = deeplyMutableDictionaryWithData(bytes)) {
             persistent = dictionary;
@@ -263,8 +260,8 @@ struct VXUserDefaults::Private
     {
         if (!ensureFolder())
             return false;
-        const std::optional<QByteArray> data =
-            VXPropertyListSerialization::dataFromValue(VXValue(persistent), VXPropertyListSerialization::Format::XML);
+        const std::optional<QByteArray> data
+            = VXPropertyListSerialization::dataFromValue(VXValue(persistent), VXPropertyListSerialization::Format::XML);
         if (!data) {
             qCWarning(lcFoundation).noquote() << QStringLiteral("cannot encode settings of <%1>").arg(domain);
             return false;
@@ -281,8 +278,8 @@ struct VXUserDefaults::Private
     }
 };
 
-VXUserDefaults::VXUserDefaults(const QString &domain, const QString &folder, QObject *parent)
-    : QObject(parent), d(std::make_unique<Private>())
+VXUserDefaults::VXUserDefaults(const QString &domain, const QString &folder, QObject *parent) :
+    QObject(parent), d(std::make_unique<Private>())
 {
     d->q = this;
     d->domain = domain;
@@ -360,7 +357,8 @@ VXValue VXUserDefaults::persistentObjectForKey(const QString &key) const
 void VXUserDefaults::setObject(const VXValue &value, const QString &key)
 {
     if (!value.isNull() && containsNull(value)) {
-        qCWarning(lcFoundation).noquote() << QStringLiteral("cannot store a value with an empty element under <%1>").arg(key);
+        qCWarning(lcFoundation).noquote()
+            << QStringLiteral("cannot store a value with an empty element under <%1>").arg(key);
         return;
     }
     const VXValue stored = d->persistent->value(key);
@@ -476,14 +474,12 @@ VXDictionaryRef VXUserDefaults::persistentDomainForName(const QString &domain) c
     const QString path = d->folder + u'/' + domain + kFileExtension;
     QByteArray bytes;
     switch (readFileBytes(path, &bytes)) {
-    case ReadResult::Missing:
-        return VXDictionaryRef();
+    case ReadResult::Missing: return VXDictionaryRef();
     case ReadResult::Unreadable:
     case ReadResult::TooLarge:
         qCWarning(lcFoundation).noquote() << QStringLiteral("cannot read settings file <%1>").arg(path);
         return VXDictionaryRef();
-    case ReadResult::Read:
-        break;
+    case ReadResult::Read: break;
     }
     VXDictionaryRef dictionary = deeplyMutableDictionaryWithData(bytes);
     if (!dictionary)

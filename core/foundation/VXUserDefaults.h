@@ -19,11 +19,12 @@ class VXUserDefaults : public QObject
     Q_OBJECT
 public:
     // The domain of the program's settings and the older one whose settings are imported once.
-    static const QString kDomain;          // "com.brasswing.WendleClient"
-    static const QString kOlderDomain;     // "com.brasswing.Wendle"
+    static const QString kDomain;   // "com.brasswing.WendleClient"
+    static const QString kOlderDomain;   // "com.brasswing.Wendle"
 
     // `folder` holds the domain files; empty means $XDG_CONFIG_HOME/Wendle (~/.config/Wendle).
-    explicit VXUserDefaults(const QString &domain = kDomain, const QString &folder = QString(), QObject *parent = nullptr);
+    explicit VXUserDefaults(const QString &domain = kDomain, const QString &folder = QString(),
+                            QObject *parent = nullptr);
     ~VXUserDefaults() override;
 
     // The program's store. Set once at start-up; tests install their own or none.
@@ -47,7 +48,7 @@ public:
     bool boolForKey(const QString &key) const;
     std::int64_t integerForKey(const QString &key) const;
     double doubleForKey(const QString &key) const;
-    QString stringForKey(const QString &key) const;      // empty when missing or not a string
+    QString stringForKey(const QString &key) const;   // empty when missing or not a string
     QByteArray dataForKey(const QString &key) const;
     // The stored container itself (null when missing or of another type): read it, don't change
     // it, and don't keep it across a change of the store.

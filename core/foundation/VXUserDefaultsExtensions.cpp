@@ -44,7 +44,7 @@ bool confirmAndReleaseWriteAccess(VXFolderAccessDelegate &delegate, const QStrin
     return true;
 }
 
-} // namespace
+}   // namespace
 
 bool importUserDefaultsFromDomain(VXUserDefaults &defaults, const QString &domain)
 {
@@ -100,7 +100,8 @@ QString folderPathForKey(VXUserDefaults &defaults, const QString &key, const QSt
     if (path.startsWith(u'~'))
         path = stringByDeletingWendleCountainerPathComponents(expandingTilde(path));
     if (!delegate) {
-        qCWarning(lcFoundation).noquote() << QStringLiteral("cannot convert folder path <%1> without folder access").arg(key);
+        qCWarning(lcFoundation).noquote()
+            << QStringLiteral("cannot convert folder path <%1> without folder access").arg(key);
         return path;
     }
 
@@ -109,10 +110,11 @@ QString folderPathForKey(VXUserDefaults &defaults, const QString &key, const QSt
         if (confirmAndReleaseWriteAccess(*delegate, path, nullptr)) {
             defaults.setString(path, sandboxKey);
         } else {
-            const QString informativeText =
-                translated(kExportFolderFoundInformativeText).replace(kFormatPlaceholder, readablePathRepresentation(path));
-            const int choice = delegate->runAlert(translated(kExportFolderFoundMessage), informativeText,
-                                                  {translated(kUnlockButtonTitle), translated(kSwitchToSandboxDefaultButtonTitle)});
+            const QString informativeText = translated(kExportFolderFoundInformativeText)
+                                                .replace(kFormatPlaceholder, readablePathRepresentation(path));
+            const int choice
+                = delegate->runAlert(translated(kExportFolderFoundMessage), informativeText,
+                                     {translated(kUnlockButtonTitle), translated(kSwitchToSandboxDefaultButtonTitle)});
             bool cancelled = false;
             if (choice == 0 && confirmAndReleaseWriteAccess(*delegate, path, &cancelled)) {
                 defaults.setString(path, sandboxKey);

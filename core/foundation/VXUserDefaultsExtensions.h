@@ -23,11 +23,13 @@ inline constexpr char kSandboxContainerIDVariable[] = "APP_SANDBOX_CONTAINER_ID"
 // The alert offered once per folder-path key when a sandboxed program finds a folder it used
 // before; "%@" is replaced by the folder's readable path. Translation context "VXUserDefaults".
 inline constexpr char kExportFolderFoundMessage[] = QT_TRANSLATE_NOOP("VXUserDefaults", "Export Folder Found");
-inline constexpr char kExportFolderFoundInformativeText[] = QT_TRANSLATE_NOOP("VXUserDefaults",
+inline constexpr char kExportFolderFoundInformativeText[] = QT_TRANSLATE_NOOP(
+    "VXUserDefaults",
     "You have previously used a version of Wendle that may have exported data to the following folder:\n\n%@\n\n"
     "If you want to continue using this folder for exports, please unlock it to give Wendle access.");
 inline constexpr char kUnlockButtonTitle[] = QT_TRANSLATE_NOOP("VXUserDefaults", "Unlock...");
-inline constexpr char kSwitchToSandboxDefaultButtonTitle[] = QT_TRANSLATE_NOOP("VXUserDefaults", "Switch to Sandbox Default");
+inline constexpr char kSwitchToSandboxDefaultButtonTitle[]
+    = QT_TRANSLATE_NOOP("VXUserDefaults", "Switch to Sandbox Default");
 
 // Copies every key of the older domain's file that this store has no stored value for; existing
 // values are never overwritten (a registered default does not count as a value). Runs once per

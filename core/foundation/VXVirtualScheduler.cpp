@@ -13,11 +13,10 @@ double sanitizedDelay(double delay)
     return delay > 0.0 ? delay : 0.0;   // also NaN
 }
 
-} // namespace
+}   // namespace
 
-VXVirtualScheduler::VXVirtualScheduler(double startTime, const QTimeZone &timeZone)
-    : m_loopTime(std::isfinite(startTime) ? startTime : 0.0)
-    , m_timeZone(timeZone)
+VXVirtualScheduler::VXVirtualScheduler(double startTime, const QTimeZone &timeZone) :
+    m_loopTime(std::isfinite(startTime) ? startTime : 0.0), m_timeZone(timeZone)
 {
 }
 
@@ -38,16 +37,17 @@ void VXVirtualScheduler::setTimeZone(const QTimeZone &timeZone)
     m_timeZone = timeZone;
 }
 
-void VXVirtualScheduler::performAfterDelay(Target target, const QString &operation, double delay, std::function<void()> call)
+void VXVirtualScheduler::performAfterDelay(Target target, const QString &operation, double delay,
+                                           std::function<void()> call)
 {
-    m_entries.emplace(Key{m_loopTime + sanitizedDelay(delay), m_nextSequence++}, Entry{target, operation, std::move(call)});
+    m_entries.emplace(Key {m_loopTime + sanitizedDelay(delay), m_nextSequence++},
+                      Entry {target, operation, std::move(call)});
 }
 
 void VXVirtualScheduler::cancel(Target target, const QString &operation)
 {
-    std::erase_if(m_entries, [&](const auto &item) {
-        return item.second.target == target && item.second.operation == operation;
-    });
+    std::erase_if(m_entries,
+                  [&](const auto &item) { return item.second.target == target && item.second.operation == operation; });
 }
 
 void VXVirtualScheduler::cancelAll(Target target)
@@ -83,7 +83,8 @@ int VXVirtualScheduler::advanceUpTo(double unixTime)
     const double until = unixTime - m_clockOffset;
     if (until <= m_loopTime)
         return 0;
-    const int fired = fire(std::nextafter(until, -std::numeric_limits<double>::infinity()), std::numeric_limits<int>::max());
+    const int fired
+        = fire(std::nextafter(until, -std::numeric_limits<double>::infinity()), std::numeric_limits<int>::max());
     if (!m_stoppedByRunaway && fired >= 0)
         m_loopTime = std::max(m_loopTime, until);
     return std::max(fired, 0);
@@ -119,7 +120,8 @@ int VXVirtualScheduler::fire(double until, int maxCalls)
                 qCWarning(lcFoundation).noquote()
                     << QStringLiteral("the virtual clock stopped at %1 after %2 calls at the same instant: "
                                       "\"%3\" keeps scheduling calls with no delay")
-                           .arg(QString::number(now(), 'f', 3), QString::number(m_runawayLimit), first->second.operation);
+                           .arg(QString::number(now(), 'f', 3), QString::number(m_runawayLimit),
+                                first->second.operation);
                 m_stoppedByRunaway = true;
                 break;
             }

@@ -88,17 +88,15 @@ public:
     double unixTimeForLocal(QDate date, QTime time) const;
 
 private:
-    struct Key
-    {
-        double due;               // on the run loop's own time line (the wall clock minus jumps)
+    struct Key {
+        double due;   // on the run loop's own time line (the wall clock minus jumps)
         std::uint64_t sequence;
         bool operator<(const Key &other) const
         {
             return due < other.due || (due == other.due && sequence < other.sequence);
         }
     };
-    struct Entry
-    {
+    struct Entry {
         Target target;
         QString operation;
         std::function<void()> call;
@@ -108,8 +106,8 @@ private:
     int fire(double until, int maxCalls);
 
     std::map<Key, Entry> m_entries;
-    double m_loopTime;          // the run loop's time line: the clock without its jumps
-    double m_clockOffset = 0.0; // now() = m_loopTime + m_clockOffset
+    double m_loopTime;   // the run loop's time line: the clock without its jumps
+    double m_clockOffset = 0.0;   // now() = m_loopTime + m_clockOffset
     QTimeZone m_timeZone;
     std::uint64_t m_nextSequence = 0;
     std::uint64_t m_fired = 0;

@@ -136,7 +136,10 @@ inline char *copyBytes(char *to, const char *from, std::size_t count)
 class Writer
 {
 public:
-    explicit Writer(std::size_t capacity) : m_data(static_cast<qsizetype>(std::max<std::size_t>(capacity, 64)), Qt::Uninitialized) {}
+    explicit Writer(std::size_t capacity) :
+        m_data(static_cast<qsizetype>(std::max<std::size_t>(capacity, 64)), Qt::Uninitialized)
+    {
+    }
 
     // Room for `bytes` more at the answer.
     char *reserve(std::size_t bytes)
@@ -170,7 +173,8 @@ std::size_t linesAtMost(const VXDictionary &configuration, const VXExportSetting
     std::size_t numbers = 0;
     std::size_t logs = 0;
     const auto count = [&](const VXDictionary &item) {
-        for (const auto &[wanted, key] : {std::pair{settings.front, &VXFrontActiveLogKey}, std::pair{settings.total, &VXActiveLogKey}}) {
+        for (const auto &[wanted, key] :
+             {std::pair {settings.front, &VXFrontActiveLogKey}, std::pair {settings.total, &VXActiveLogKey}}) {
             if (const VXArray *log = wanted ? item.value(*key).array() : nullptr) {
                 numbers += log->size();
                 ++logs;
@@ -217,29 +221,23 @@ bool isListed(const VXExportSettings &settings, const VXListRows *rows, const VX
     return poolSide ? rows->poolListHasRowForItem(item) : rows->applicationListHasRowForItem(item);
 }
 
-} // namespace
+}   // namespace
 
 QString VXColumnSeparatorForValue(std::int64_t value)
 {
     switch (value) {
-    case 1:
-        return QStringLiteral(";");
-    case 2:
-        return QStringLiteral("\t");
-    default:
-        return QStringLiteral(",");
+    case 1: return QStringLiteral(";");
+    case 2: return QStringLiteral("\t");
+    default: return QStringLiteral(",");
     }
 }
 
 QString VXRowSeparatorForValue(std::int64_t value)
 {
     switch (value) {
-    case 1:
-        return QStringLiteral("\r");
-    case 2:
-        return QStringLiteral("\r\n");
-    default:
-        return QStringLiteral("\n");
+    case 1: return QStringLiteral("\r");
+    case 2: return QStringLiteral("\r\n");
+    default: return QStringLiteral("\n");
     }
 }
 
@@ -253,7 +251,8 @@ VXExportSettings VXExportSettings::fromDefaults(const VXUserDefaults &defaults)
     settings.front = defaults.boolForKey(VXDefaultsKey::kExportColumnFront);
     settings.total = defaults.boolForKey(VXExportKey::kExportColumnTotal);
     settings.exportedReportContent = defaults.integerForKey(VXDefaultsKey::kExportedReportContent);
-    settings.columnSeparator = VXColumnSeparatorForValue(defaults.integerForKey(VXExportKey::kExportedReportColumnSeparator));
+    settings.columnSeparator
+        = VXColumnSeparatorForValue(defaults.integerForKey(VXExportKey::kExportedReportColumnSeparator));
     settings.rowSeparator = VXRowSeparatorForValue(defaults.integerForKey(VXExportKey::kExportedReportRowSeparator));
     return settings;
 }

@@ -34,7 +34,7 @@ inline const QString kExportedReportColumnSeparator = QStringLiteral("Exported R
 inline const QString kExportedReportRowSeparator = QStringLiteral("Exported Report Row Separator");
 inline const QString kExportColumnPoolNotes = QStringLiteral("Export Column: Pool Notes");
 inline const QString kExportColumnTotal = QStringLiteral("Export Column: Total");
-} // namespace VXExportKey
+}   // namespace VXExportKey
 
 // The header cells, which the snapshot reader looks for by name.
 namespace VXCSVHeader {
@@ -46,11 +46,11 @@ inline const QString kForegroundBegin = QStringLiteral("Foreground Begin (Unix T
 inline const QString kForegroundEnd = QStringLiteral("Foreground End (Unix Time)");
 inline const QString kTotalBegin = QStringLiteral("Total Begin (Unix Time)");
 inline const QString kTotalEnd = QStringLiteral("Total End (Unix Time)");
-} // namespace VXCSVHeader
+}   // namespace VXCSVHeader
 
 // The message logged when the chosen columns leave nothing to write.
-inline const QString VXNothingToExportMessage =
-    QStringLiteral("you managed to uncheck all relevant columns, so there's nothing to export");
+inline const QString VXNothingToExportMessage
+    = QStringLiteral("you managed to uncheck all relevant columns, so there's nothing to export");
 
 // The separator texts of the two settings; values out of range give the first choice.
 QString VXColumnSeparatorForValue(std::int64_t value);

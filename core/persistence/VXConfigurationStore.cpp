@@ -24,7 +24,7 @@ const QString VXConfigurationStore::kSaveOperation = QStringLiteral("save:");
 // one has replaced before its turn came.
 struct VXConfigurationStore::Writer {
     QThreadPool thread;
-    std::atomic<std::uint64_t> latest{0};
+    std::atomic<std::uint64_t> latest {0};
 
     Writer() { thread.setMaxThreadCount(1); }
     ~Writer() { thread.waitForDone(); }
@@ -46,13 +46,14 @@ QString tr(const char *context, const char *text)
     return QCoreApplication::translate(context, text);
 }
 
-} // namespace
+}   // namespace
 
 VXConfigurationStore::VXConfigurationStore(VXUserDefaults &defaults, VXScheduler &scheduler,
                                            std::function<VXDictionaryRef()> configuration,
-                                           VXFolderAccessDelegate *folderAccess)
-    : m_defaults(defaults), m_scheduler(scheduler), m_configuration(std::move(configuration)), m_folderAccess(folderAccess),
-      m_writer(std::make_unique<Writer>())
+                                           VXFolderAccessDelegate *folderAccess) :
+    m_defaults(defaults),
+    m_scheduler(scheduler), m_configuration(std::move(configuration)), m_folderAccess(folderAccess),
+    m_writer(std::make_unique<Writer>())
 {
 }
 
@@ -110,9 +111,9 @@ QString VXConfigurationStore::sandboxedConfigurationPath(const QString &defaultP
         } else {
             const QString informative = VXFillFormat(tr("VXConfigurationStore", VXConfigurationFoundInformativeText),
                                                      {readablePathRepresentation(QFileInfo(earlier).path())});
-            const int answer = access->runAlert(tr("VXConfigurationStore", VXConfigurationFoundMessage), informative,
-                                                {tr("VXUserDefaults", kUnlockButtonTitle),
-                                                 tr("VXConfigurationStore", VXStartOverButtonTitle)});
+            const int answer = access->runAlert(
+                tr("VXConfigurationStore", VXConfigurationFoundMessage), informative,
+                {tr("VXUserDefaults", kUnlockButtonTitle), tr("VXConfigurationStore", VXStartOverButtonTitle)});
             bool cancel = false;
             if (answer == 0 && access->confirmWriteAccessForPath(earlier, true, &cancel, accessedBookmarkPath, {})) {
                 m_defaults.setString(earlier, VXDefaultConfigurationSandboxKey);
@@ -137,7 +138,8 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
         if (file.open(QIODevice::ReadOnly))
             data = file.readAll();
         else if (file.exists())
-            qCWarning(lcPersistence).noquote() << QStringLiteral("cannot read the configuration <%1>: %2").arg(path, file.errorString());
+            qCWarning(lcPersistence).noquote()
+                << QStringLiteral("cannot read the configuration <%1>: %2").arg(path, file.errorString());
     }
     if (!accessed.isEmpty() && folderAccess())
         folderAccess()->stopAccessingBookmarkForPath(accessed);
@@ -151,7 +153,8 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
     }
     VXDictionaryRef configuration = deeplyMutableDictionaryWithData(data);
     if (!configuration && !data.isEmpty())
-        qCWarning(lcPersistence).noquote() << QStringLiteral("cannot use the configuration <%1>: starting empty").arg(path);
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("cannot use the configuration <%1>: starting empty").arg(path);
     return configuration;
 }
 

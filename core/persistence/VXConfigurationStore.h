@@ -40,23 +40,24 @@ class VXUserDefaults;
 // Settings of the store.
 inline const QString VXDefaultConfigurationKey = QStringLiteral("Default Configuration");
 inline const QString VXDefaultConfigurationSandboxKey = QStringLiteral("Default Configuration (Sandbox)");
-inline const QString VXDefaultConfigurationSandboxConversionAttemptedKey =
-    QStringLiteral("Default Configuration (Sandbox): Conversion Attempted");
+inline const QString VXDefaultConfigurationSandboxConversionAttemptedKey
+    = QStringLiteral("Default Configuration (Sandbox): Conversion Attempted");
 
 // The one-time question of a sandboxed program that finds an older configuration outside its
 // container ("%@": the readable folder). Translation context "VXConfigurationStore".
 inline constexpr char VXConfigurationFoundMessage[] = QT_TRANSLATE_NOOP("VXConfigurationStore", "Configuration Found");
-inline constexpr char VXConfigurationFoundInformativeText[] = QT_TRANSLATE_NOOP("VXConfigurationStore",
+inline constexpr char VXConfigurationFoundInformativeText[] = QT_TRANSLATE_NOOP(
+    "VXConfigurationStore",
     "You have previously used a version of Wendle that stored its configuration in the following folder:\n\n%@\n\n"
     "If you want to continue using this configuration, please unlock the Configurations folder to give Wendle access.");
 inline constexpr char VXStartOverButtonTitle[] = QT_TRANSLATE_NOOP("VXConfigurationStore", "Start Over");
 
 // Debug-log lines ("%@": the path).
 inline const QString VXUsingSandboxConfigurationPathMessage = QStringLiteral("using sandbox configuration path: %@");
-inline const QString VXStoringSandboxConfigurationPathSilentlyMessage =
-    QStringLiteral("storing sandbox configuration path silently: %@");
-inline const QString VXStoringSandboxConfigurationPathAfterConfirmationMessage =
-    QStringLiteral("storing sandbox configuration path after user confirmation: %@");
+inline const QString VXStoringSandboxConfigurationPathSilentlyMessage
+    = QStringLiteral("storing sandbox configuration path silently: %@");
+inline const QString VXStoringSandboxConfigurationPathAfterConfirmationMessage
+    = QStringLiteral("storing sandbox configuration path after user confirmation: %@");
 
 class VXConfigurationStore
 {
@@ -68,7 +69,8 @@ public:
     // `configuration` answers the tree to save at the moment of the save (undo and "Clear all"
     // replace it). `folderAccess` is asked about the sandboxed configuration path; null means
     // VXFolderAccessDelegate::shared().
-    VXConfigurationStore(VXUserDefaults &defaults, VXScheduler &scheduler, std::function<VXDictionaryRef()> configuration,
+    VXConfigurationStore(VXUserDefaults &defaults, VXScheduler &scheduler,
+                         std::function<VXDictionaryRef()> configuration,
                          VXFolderAccessDelegate *folderAccess = nullptr);
     ~VXConfigurationStore();
 

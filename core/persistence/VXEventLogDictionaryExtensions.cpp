@@ -22,7 +22,7 @@ bool clipStream(const VXDictionary &item, VXDictionary &entry, const QString &lo
     return true;
 }
 
-} // namespace
+}   // namespace
 
 VXDictionaryRef eventLogClippedBetweenTimestamp(const VXDictionaryRef &self, double timestamp, double otherTimestamp,
                                                 bool *hasEvents)

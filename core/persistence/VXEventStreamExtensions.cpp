@@ -11,8 +11,8 @@ VXArrayRef eventStreamClippedBetweenTimestamp(const VXArray &self, double timest
 void recordEventStream(VXArray &self, const VXArray &eventStream, double timestamp, double otherTimestamp,
                        double *interval)
 {
-    const double covered = VXClipEventStream(eventStream, timestamp, otherTimestamp,
-                                             [&self](double value) { self.append(value); });
+    const double covered
+        = VXClipEventStream(eventStream, timestamp, otherTimestamp, [&self](double value) { self.append(value); });
     if (interval)
         *interval = covered;
 }

@@ -60,10 +60,10 @@ double VXClipEventStream(const VXArray &stream, double timestamp, double otherTi
     if (stream.isEmpty())
         return interval;
 
-    double lastUsed = -1.0;     // the last number walked over, before any was: -1
+    double lastUsed = -1.0;   // the last number walked over, before any was: -1
     double openTime = 0.0;
     bool isOpen = false;
-    bool entered = false;       // a number inside the range has been reached
+    bool entered = false;   // a number inside the range has been reached
     double lastOutput = 0.0;
     bool hasOutput = false;
     const auto output = [&](double value) {

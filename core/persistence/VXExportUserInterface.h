@@ -31,7 +31,8 @@ public:
     // `completion` once, on the main thread, with the chosen path or nothing when cancelled;
     // it may do so before this returns.
     virtual void runSavePanel(const QString &title, const QString &fileType,
-                              std::function<void(const std::optional<QString> &path)> completion) = 0;
+                              std::function<void(const std::optional<QString> &path)> completion)
+        = 0;
 
     // Shows the folder in the desktop's file manager. False when that fails.
     virtual bool revealFolderInFileManager(const QString &path) = 0;

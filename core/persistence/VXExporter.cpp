@@ -65,11 +65,12 @@ std::optional<VXListedItems> listedItems(const VXExportSource &source, const VXD
     return VXListedItems::fromConfiguration(configuration, defaults.boolForKey(VXDefaultsKey::kShowInactivePools));
 }
 
-} // namespace
+}   // namespace
 
 VXExporter::VXExporter(VXExportSource source, VXUserDefaults &defaults, const VXClock &clock,
-                       VXFolderAccessDelegate *folderAccess)
-    : m_source(std::move(source)), m_defaults(defaults), m_clock(clock), m_folderAccess(folderAccess)
+                       VXFolderAccessDelegate *folderAccess) :
+    m_source(std::move(source)),
+    m_defaults(defaults), m_clock(clock), m_folderAccess(folderAccess)
 {
 }
 

@@ -45,7 +45,7 @@ inline const QString kAutoExportRange = QStringLiteral("Auto-Export Range");
 inline const QString kAutoExportFolder = QStringLiteral("Auto-Export Folder");
 // Unix seconds of the last successful automatic export.
 inline const QString kLastAutoExport = QStringLiteral("Last Auto-Export");
-} // namespace VXAutoExportKey
+}   // namespace VXAutoExportKey
 
 // Log messages ("%@" is filled in).
 inline const QString VXCannotAutoExportMessage = QStringLiteral("cannot auto-export to <%@>");
@@ -71,11 +71,11 @@ struct VXExportSource {
 
 // What the daily export did.
 enum class VXAutoExportResult {
-    Off,               // "Auto-Export Reports" is off
-    NoAccess,          // the folder cannot be written (logged)
+    Off,   // "Auto-Export Reports" is off
+    NoAccess,   // the folder cannot be written (logged)
     AlreadyExported,   // today's file exists
-    Exported,          // written, "Last Auto-Export" set
-    Failed,            // the file could not be written (logged)
+    Exported,   // written, "Last Auto-Export" set
+    Failed,   // the file could not be written (logged)
 };
 
 // The first entry of the export-folder selector in the preferences: the folder's name, its

@@ -19,7 +19,7 @@ bool makePrivateFolder(const QString &path)
     return true;
 }
 
-} // namespace
+}   // namespace
 
 QString VXLibraryFolderPath()
 {

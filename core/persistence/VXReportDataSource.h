@@ -24,7 +24,7 @@ public:
     virtual VXDictionaryRef snapshotConfiguration() const = 0;
     // The report's window is going away: its view must stop asking (called by a data source
     // that forgets the report).
-    virtual void detachReportView() {}
+    virtual void detachReportView() { }
 };
 
 // A menu being filled: the report's View menu, or the context menu of a row.
@@ -50,12 +50,14 @@ public:
     // The earliest and the latest timestamp of the data (Unix seconds), each written only when
     // its pointer is given.
     virtual void getFirstTimestamp(double *firstTimestamp, double *lastTimestamp,
-                                   const VXReportClient &reportController) = 0;
+                                   const VXReportClient &reportController)
+        = 0;
 
     // The clipped entries (VXEventLogDictionaryExtensions.h) of every item the report shows,
     // cut to the range between the two times (in either order), in report order.
     virtual VXArrayRef eventLogsClippedBetweenTimestamp(double timestamp, double otherTimestamp,
-                                                        const VXReportClient &reportController) = 0;
+                                                        const VXReportClient &reportController)
+        = 0;
 
     // Appends the report's View menu entries.
     virtual void populateViewMenu(VXReportMenu &menu, const VXReportClient &reportController) = 0;

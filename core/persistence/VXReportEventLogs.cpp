@@ -117,7 +117,7 @@ void collectSnapshotNodes(const VXDictionary &node, double timestamp, double oth
     }
 }
 
-} // namespace
+}   // namespace
 
 VXReportContentSettings VXReportContentSettings::fromDefaults(const VXUserDefaults &defaults, int sortColumn)
 {
@@ -143,25 +143,24 @@ void getFirstTimestamp(const VXDictionary &configuration, double *first, double 
         *last = timeIntervalForKey(configuration, VXLastTimestampKey);
 }
 
-void collectEventLogsClippedBetweenTimestamp(const VXDictionary &configuration, double timestamp,
-                                             double otherTimestamp, const VXReportContentSettings &settings,
-                                             const VXListRows *rows, const Visit &visit)
+void collectEventLogsClippedBetweenTimestamp(const VXDictionary &configuration, double timestamp, double otherTimestamp,
+                                             const VXReportContentSettings &settings, const VXListRows *rows,
+                                             const Visit &visit)
 {
     if (settings.applications) {
-        const Collector collector{timestamp, otherTimestamp, settings, rows,
-                                  &VXListRows::applicationListHasRowForItem, visit};
+        const Collector collector {timestamp, otherTimestamp, settings, rows, &VXListRows::applicationListHasRowForItem,
+                                   visit};
         collector.collect(valuesOf(configuration.value(VXApplicationsKey).dictionary()), 0, 1, windowsOf);
     }
     if (settings.pools) {
-        const Collector collector{timestamp, otherTimestamp, settings, rows, &VXListRows::poolListHasRowForItem,
-                                  visit};
+        const Collector collector {timestamp, otherTimestamp, settings, rows, &VXListRows::poolListHasRowForItem,
+                                   visit};
         collector.collect(valuesOf(configuration.value(VXPoolsKey).array()), 0, 2, childrenOf);
     }
 }
 
-VXArrayRef eventLogsClippedBetweenTimestamp(const VXDictionary &configuration, double timestamp,
-                                            double otherTimestamp, const VXReportContentSettings &settings,
-                                            const VXListRows *rows)
+VXArrayRef eventLogsClippedBetweenTimestamp(const VXDictionary &configuration, double timestamp, double otherTimestamp,
+                                            const VXReportContentSettings &settings, const VXListRows *rows)
 {
     VXArrayRef list = VXMakeArray();
     collectEventLogsClippedBetweenTimestamp(configuration, timestamp, otherTimestamp, settings, rows,
@@ -169,8 +168,8 @@ VXArrayRef eventLogsClippedBetweenTimestamp(const VXDictionary &configuration, d
     return list;
 }
 
-VXArrayRef reportSnapshotEventLogsClippedBetweenTimestamp(const VXDictionary &snapshotConfiguration,
-                                                          double timestamp, double otherTimestamp)
+VXArrayRef reportSnapshotEventLogsClippedBetweenTimestamp(const VXDictionary &snapshotConfiguration, double timestamp,
+                                                          double otherTimestamp)
 {
     VXArrayRef list = VXMakeArray();
     const VXDictionary *groups = snapshotConfiguration.value(VXChildrenKey).dictionary();

@@ -48,20 +48,18 @@ void getFirstTimestamp(const VXDictionary &configuration, double *firstTimestamp
 // Hands each kept clipped entry with its depth (0 applications and pools, 1 windows and pool
 // members, 2 members' window entries) to `visit`, in report order. `rows` answers the list
 // filter of content 0; null means every item has a row.
-void collectEventLogsClippedBetweenTimestamp(const VXDictionary &configuration, double timestamp,
-                                             double otherTimestamp, const VXReportContentSettings &settings,
-                                             const VXListRows *rows,
+void collectEventLogsClippedBetweenTimestamp(const VXDictionary &configuration, double timestamp, double otherTimestamp,
+                                             const VXReportContentSettings &settings, const VXListRows *rows,
                                              const std::function<void(const VXDictionaryRef &entry, int depth)> &visit);
 
 // The same as one list: what the live report asks for.
-VXArrayRef eventLogsClippedBetweenTimestamp(const VXDictionary &configuration, double timestamp,
-                                            double otherTimestamp, const VXReportContentSettings &settings,
-                                            const VXListRows *rows);
+VXArrayRef eventLogsClippedBetweenTimestamp(const VXDictionary &configuration, double timestamp, double otherTimestamp,
+                                            const VXReportContentSettings &settings, const VXListRows *rows);
 
 // A snapshot report's list: every node of the snapshot configuration, with or without events,
 // each level in name order (VXSortReportSnapshotItems).
-VXArrayRef reportSnapshotEventLogsClippedBetweenTimestamp(const VXDictionary &snapshotConfiguration,
-                                                          double timestamp, double otherTimestamp);
+VXArrayRef reportSnapshotEventLogsClippedBetweenTimestamp(const VXDictionary &snapshotConfiguration, double timestamp,
+                                                          double otherTimestamp);
 
 // The organizer's item order by name (sort column 0).
 VXComparisonResult VXSortReportSnapshotItems(const VXValue &a, const VXValue &b);

@@ -26,15 +26,15 @@ VXDictionary &reportSnapshotChildWithName(VXDictionary &self, const QString &nam
 
 bool addReportSnapshotTimestampsAtBeginIndex(VXDictionary &self, std::size_t beginIndex, std::size_t endIndex,
                                              std::span<const std::string_view> stringCollection,
-                                             bool toForegroundActiveLog, double *firstTimestamp,
-                                             double *lastTimestamp, VXReportSnapshotTimestampFormatter &formatter,
-                                             bool resetFormatter)
+                                             bool toForegroundActiveLog, double *firstTimestamp, double *lastTimestamp,
+                                             VXReportSnapshotTimestampFormatter &formatter, bool resetFormatter)
 {
     if (beginIndex >= stringCollection.size() || endIndex >= stringCollection.size())
         return false;
     double begin = 0.0;
     double end = 0.0;
-    if (!formatter.intervalFromCells(stringCollection[beginIndex], stringCollection[endIndex], resetFormatter, &begin, &end))
+    if (!formatter.intervalFromCells(stringCollection[beginIndex], stringCollection[endIndex], resetFormatter, &begin,
+                                     &end))
         return false;
 
     if (firstTimestamp && (begin < *firstTimestamp || *firstTimestamp < 0))

@@ -38,6 +38,5 @@ VXDictionary &reportSnapshotChildWithName(VXDictionary &self, const QString &nam
 // yet) are widened to the interval.
 bool addReportSnapshotTimestampsAtBeginIndex(VXDictionary &self, std::size_t beginIndex, std::size_t endIndex,
                                              std::span<const std::string_view> stringCollection,
-                                             bool toForegroundActiveLog, double *firstTimestamp,
-                                             double *lastTimestamp, VXReportSnapshotTimestampFormatter &formatter,
-                                             bool resetFormatter);
+                                             bool toForegroundActiveLog, double *firstTimestamp, double *lastTimestamp,
+                                             VXReportSnapshotTimestampFormatter &formatter, bool resetFormatter);

@@ -21,8 +21,8 @@ namespace {
 class VXWindowlessSnapshotReport final : public VXReportClient
 {
 public:
-    VXWindowlessSnapshotReport(QString uniqueID, VXDictionaryRef configuration)
-        : m_uniqueID(std::move(uniqueID)), m_configuration(std::move(configuration))
+    VXWindowlessSnapshotReport(QString uniqueID, VXDictionaryRef configuration) :
+        m_uniqueID(std::move(uniqueID)), m_configuration(std::move(configuration))
     {
     }
     QString uniqueID() const override { return m_uniqueID; }
@@ -41,11 +41,9 @@ QString canonicalPath(const QString &path)
     return canonical.isEmpty() ? QDir::cleanPath(info.absoluteFilePath()) : canonical;
 }
 
-} // namespace
+}   // namespace
 
-VXReportSnapshotManager::VXReportSnapshotManager(QObject *parent) : QObject(parent)
-{
-}
+VXReportSnapshotManager::VXReportSnapshotManager(QObject *parent) : QObject(parent) { }
 
 VXReportSnapshotManager::~VXReportSnapshotManager()
 {
@@ -103,7 +101,8 @@ void VXReportSnapshotManager::showReportSnapshotFromCSVFile(const QString &path,
         const VXDictionaryRef configuration
             = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(file, separator);
         QMetaObject::invokeMethod(
-            this, [this, file, key, configuration] {
+            this,
+            [this, file, key, configuration] {
                 m_pending.remove(key);
                 finishReading(file, configuration);
             },
@@ -117,9 +116,9 @@ void VXReportSnapshotManager::finishReading(const QString &path, const VXDiction
         Q_EMIT reportSnapshotRefused(path);
         return;
     }
-    std::shared_ptr<VXReportClient> controller
-        = m_presenter ? m_presenter->makeReportController(path, configuration, *this)
-                      : std::make_shared<VXWindowlessSnapshotReport>(path, configuration);
+    std::shared_ptr<VXReportClient> controller = m_presenter
+        ? m_presenter->makeReportController(path, configuration, *this)
+        : std::make_shared<VXWindowlessSnapshotReport>(path, configuration);
     if (!controller) {
         Q_EMIT reportSnapshotRefused(path);
         return;
@@ -180,13 +179,15 @@ void VXReportSnapshotManager::populateViewMenu(VXReportMenu &menu, const VXRepor
 void VXReportSnapshotManager::reportWindowWillCloseForReportController(VXReportClient &reportController)
 {
     reportController.detachReportView();
-    const auto found = std::find_if(m_controllers.begin(), m_controllers.end(),
-                                    [&](const std::shared_ptr<VXReportClient> &c) { return c.get() == &reportController; });
+    const auto found
+        = std::find_if(m_controllers.begin(), m_controllers.end(),
+                       [&](const std::shared_ptr<VXReportClient> &c) { return c.get() == &reportController; });
     if (found == m_controllers.end())
         return;
     // The report is closing its window from inside its own code: let it go on the next turn
     // of the event loop, not under its feet.
     const std::shared_ptr<VXReportClient> keep = *found;
     m_controllers.erase(found);
-    QMetaObject::invokeMethod(this, [keep] {}, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [keep] {}, Qt::QueuedConnection);
 }

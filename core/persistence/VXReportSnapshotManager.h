@@ -70,7 +70,8 @@ public:
     std::shared_ptr<VXReportClient> controllerForPath(const QString &path) const;
 
     // VXReportDataSource, for snapshot reports.
-    void getFirstTimestamp(double *firstTimestamp, double *lastTimestamp, const VXReportClient &reportController) override;
+    void getFirstTimestamp(double *firstTimestamp, double *lastTimestamp,
+                           const VXReportClient &reportController) override;
     VXArrayRef eventLogsClippedBetweenTimestamp(double timestamp, double otherTimestamp,
                                                 const VXReportClient &reportController) override;
     void populateViewMenu(VXReportMenu &menu, const VXReportClient &reportController) override;

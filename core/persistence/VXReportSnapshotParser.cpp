@@ -26,13 +26,15 @@
 
 const QString VXReportSnapshotParser::kQuotedStringPlaceholder
     = QStringLiteral("[com.brasswing.VXReportSnapshotManager.QuotedStringPlaceholder]");
-const QString VXReportSnapshotParser::kClosingQuoteMissingMessage = QStringLiteral("closing quote missing in CSV string: %@");
+const QString VXReportSnapshotParser::kClosingQuoteMissingMessage
+    = QStringLiteral("closing quote missing in CSV string: %@");
 const QString VXReportSnapshotParser::kEmptyFileMessage = QStringLiteral("empty CSV file: %@");
 const QString VXReportSnapshotParser::kNoHeadersMessage = QStringLiteral("no headers in CSV file: %@");
 const QString VXReportSnapshotParser::kNoRelevantEventStreamTypesMessage
     = QStringLiteral("no relevant event stream types in CSV file: %@");
 const QString VXReportSnapshotParser::kNoEventStreamsMessage = QStringLiteral("no event streams in CSV file: %@");
-const QString VXReportSnapshotParser::kColumnCountMessage = QStringLiteral("number of columns is not %lu in CSV line: %@");
+const QString VXReportSnapshotParser::kColumnCountMessage
+    = QStringLiteral("number of columns is not %lu in CSV line: %@");
 const QString VXReportSnapshotParser::kNoSignificantTimestampsMessage
     = QStringLiteral("no significant timestamps in CSV file: %@");
 
@@ -50,8 +52,16 @@ const QString kPoolGroupName = VXPoolsKey;
 constexpr std::string_view kAnyApplicationName = "*";
 
 // The columns the reader uses, as slots of a line's kept cells.
-enum Slot : std::size_t { PoolSlot, ApplicationSlot, WindowSlot, ForegroundBeginSlot, ForegroundEndSlot,
-                          TotalBeginSlot, TotalEndSlot, SlotCount };
+enum Slot : std::size_t {
+    PoolSlot,
+    ApplicationSlot,
+    WindowSlot,
+    ForegroundBeginSlot,
+    ForegroundEndSlot,
+    TotalBeginSlot,
+    TotalEndSlot,
+    SlotCount
+};
 
 enum ByteClass : std::uint8_t { Plain, Separator, Quote, LineBreak, LineBreakLead };
 
@@ -299,9 +309,7 @@ Scanner::CellEnd Scanner::scanCell(Cell &cell)
             cell.hasQuote = true;
             m_p = afterClosingQuote(m_p, m_end);
             break;
-        case LineBreak:
-            cell.end = m_p;
-            return CellEnd::LineBreak;
+        case LineBreak: cell.end = m_p; return CellEnd::LineBreak;
         case LineBreakLead:
             if (lineBreakLength(m_p, m_end) > 0) {
                 cell.end = m_p;
@@ -624,7 +632,8 @@ struct Part {
     void growTable();
 };
 
-std::uint32_t Part::makeKey(std::string &key, std::string_view pool, std::string_view application, std::string_view window)
+std::uint32_t Part::makeKey(std::string &key, std::string_view pool, std::string_view application,
+                            std::string_view window)
 {
     key.resize(3 * sizeof(std::uint32_t) + pool.size() + application.size() + window.size());
     char *bytes = key.data();
@@ -736,7 +745,8 @@ bool finishLine(const Header &header, Part &part, const LineNames &line)
             return false;
         double begin = 0.0;
         double end = 0.0;
-        if (!part.formatter.intervalFromCells(line.cells[beginSlot], line.cells[endSlot], part.resetFormatter, &begin, &end))
+        if (!part.formatter.intervalFromCells(line.cells[beginSlot], line.cells[endSlot], part.resetFormatter, &begin,
+                                              &end))
             return false;
         if (begin < part.first || part.first < 0)
             part.first = begin;
@@ -803,9 +813,10 @@ void readLines(Scanner &scanner, const Header &header, Part &part, bool untilFir
             if (!finishPending())
                 return;
             if (++part.wrongLines <= kLoggedColumnCountLines) {
-                part.messages.push_back({true, VXFillFormat(VXReportSnapshotParser::kColumnCountMessage,
-                                                            {QString::number(header.columnCount),
-                                                             excerpt(lineBegin, scanner.position())})});
+                part.messages.push_back(
+                    {true,
+                     VXFillFormat(VXReportSnapshotParser::kColumnCountMessage,
+                                  {QString::number(header.columnCount), excerpt(lineBegin, scanner.position())})});
             }
             continue;
         }
@@ -859,7 +870,8 @@ Survey surveyRange(std::string_view text, std::size_t begin, std::size_t end, st
     const auto *s = reinterpret_cast<const unsigned char *>(text.data());
     const char first = placeholder.front();
     const auto placeholderAt = [&](std::size_t at) {
-        return text.size() - at >= placeholder.size() && std::memcmp(text.data() + at, placeholder.data(), placeholder.size()) == 0;
+        return text.size() - at >= placeholder.size()
+            && std::memcmp(text.data() + at, placeholder.data(), placeholder.size()) == 0;
     };
     // The byte at i, which is not a quote: a character to check, or "[" to look at.
     const auto special = [&](std::size_t &i) {
@@ -920,7 +932,7 @@ Survey surveyOf(std::string_view text, int parts)
 {
     const std::string placeholder = VXReportSnapshotParser::kQuotedStringPlaceholder.toStdString();
     const auto survey = [&](std::size_t begin, std::size_t end) { return surveyRange(text, begin, end, placeholder); };
-    std::vector<std::size_t> cuts{0};
+    std::vector<std::size_t> cuts {0};
     for (int k = 1; k < parts; ++k) {
         std::size_t cut = text.size() * static_cast<std::size_t>(k) / static_cast<std::size_t>(parts);
         while (cut < text.size() && static_cast<unsigned char>(text[cut]) >= 0x80)
@@ -953,9 +965,9 @@ QString textOf(std::string_view text)
 class Parser
 {
 public:
-    Parser(std::string_view text, const QString &path, char separator, int parts, const Survey &survey)
-        : m_begin(text.data()), m_end(text.data() + text.size()), m_path(path), m_separator(separator), m_parts(parts),
-          m_survey(survey)
+    Parser(std::string_view text, const QString &path, char separator, int parts, const Survey &survey) :
+        m_begin(text.data()), m_end(text.data() + text.size()), m_path(path), m_separator(separator), m_parts(parts),
+        m_survey(survey)
     {
     }
 
@@ -998,8 +1010,8 @@ bool Parser::checkQuotes(Scanner &scanner)
             open = p;
             p = afterClosingQuote(p, m_end);
         }
-        qCWarning(lcPersistence).noquote()
-            << VXFillFormat(VXReportSnapshotParser::kClosingQuoteMissingMessage, {excerpt(open ? open + 1 : m_end, m_end)});
+        qCWarning(lcPersistence).noquote() << VXFillFormat(VXReportSnapshotParser::kClosingQuoteMissingMessage,
+                                                           {excerpt(open ? open + 1 : m_end, m_end)});
         return false;
     }
     if (m_survey.placeholder) {
@@ -1051,7 +1063,7 @@ bool Parser::readHeader(Scanner &scanner)
 // even number of quotes before them), near equal sizes.
 std::vector<const char *> Parser::partBoundaries(const char *begin) const
 {
-    std::vector<const char *> boundaries{begin};
+    std::vector<const char *> boundaries {begin};
     const std::size_t size = static_cast<std::size_t>(m_end - begin);
     std::size_t quotes = 0;
     const char *counted = begin;
@@ -1095,7 +1107,8 @@ VXDictionary *Parser::nodeFor(std::string_view key)
     }
     if (!application.empty()) {
         const bool poolSide = node != nullptr;
-        VXDictionary &parent = poolSide ? *node : reportSnapshotChildWithName(*m_root, kApplicationGroupName, false, QString());
+        VXDictionary &parent
+            = poolSide ? *node : reportSnapshotChildWithName(*m_root, kApplicationGroupName, false, QString());
         const QString name = textOf(application);
         node = &reportSnapshotChildWithName(parent, name, poolSide, name);
         if (!window.empty())
@@ -1121,18 +1134,20 @@ bool Parser::merge(std::vector<Part> &parts)
         wrongLines += part.wrongLines - std::min<std::size_t>(part.wrongLines, kLoggedColumnCountLines);
     }
     if (wrongLines > kLoggedColumnCountLines) {
-        qCWarning(lcPersistence).noquote() << QStringLiteral("%1 more lines whose number of columns is not %2 in CSV file: %3")
-                                                  .arg(wrongLines - kLoggedColumnCountLines)
-                                                  .arg(m_header.columnCount)
-                                                  .arg(m_path);
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("%1 more lines whose number of columns is not %2 in CSV file: %3")
+                   .arg(wrongLines - kLoggedColumnCountLines)
+                   .arg(m_header.columnCount)
+                   .arg(m_path);
     }
 
     std::size_t intervals = 0;
     for (const Part &part : parts)
         intervals += part.periods.size();
     if (intervals > VXReportSnapshotParser::kMaximumIntervals) {
-        qCWarning(lcPersistence).noquote()
-            << QStringLiteral("more than %1 intervals in CSV file: %2").arg(VXReportSnapshotParser::kMaximumIntervals).arg(m_path);
+        qCWarning(lcPersistence).noquote() << QStringLiteral("more than %1 intervals in CSV file: %2")
+                                                  .arg(VXReportSnapshotParser::kMaximumIntervals)
+                                                  .arg(m_path);
         return false;
     }
 
@@ -1160,8 +1175,9 @@ bool Parser::merge(std::vector<Part> &parts)
                 m_targets.push_back({nodeFor(key), {0, 0}});
             targetOfItem[i].push_back(target);
             if (m_targets.size() > VXReportSnapshotParser::kMaximumItems) {
-                qCWarning(lcPersistence).noquote()
-                    << QStringLiteral("more than %1 items in CSV file: %2").arg(VXReportSnapshotParser::kMaximumItems).arg(m_path);
+                qCWarning(lcPersistence).noquote() << QStringLiteral("more than %1 items in CSV file: %2")
+                                                          .arg(VXReportSnapshotParser::kMaximumItems)
+                                                          .arg(m_path);
                 return false;
             }
         }
@@ -1339,7 +1355,8 @@ VXDictionaryRef Parser::parse()
 std::optional<QByteArray> readFile(QFile &file, QByteArrayView *text)
 {
     if (!file.open(QIODevice::ReadOnly)) {
-        qCWarning(lcPersistence).noquote() << QStringLiteral("cannot read CSV file <%1>: %2").arg(file.fileName(), file.errorString());
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("cannot read CSV file <%1>: %2").arg(file.fileName(), file.errorString());
         return std::nullopt;
     }
     const qint64 size = file.size();
@@ -1366,7 +1383,7 @@ std::optional<QByteArray> readFile(QFile &file, QByteArrayView *text)
     return data;
 }
 
-} // namespace
+}   // namespace
 
 char VXReportSnapshotParser::columnSeparatorForText(std::string_view text, char fallbackSeparator)
 {

@@ -47,15 +47,16 @@ class VXReportSnapshotParser
 public:
     // Stands for a quoted text while lines and cells are cut. The file's own text never needs
     // it; a file that holds it anyway gets it replaced like the real ones, in order.
-    static const QString kQuotedStringPlaceholder;   // "[com.brasswing.VXReportSnapshotManager.QuotedStringPlaceholder]"
+    static const QString
+        kQuotedStringPlaceholder;   // "[com.brasswing.VXReportSnapshotManager.QuotedStringPlaceholder]"
 
-    static const QString kClosingQuoteMissingMessage;          // "closing quote missing in CSV string: %@"
-    static const QString kEmptyFileMessage;                    // "empty CSV file: %@"
-    static const QString kNoHeadersMessage;                    // "no headers in CSV file: %@"
+    static const QString kClosingQuoteMissingMessage;   // "closing quote missing in CSV string: %@"
+    static const QString kEmptyFileMessage;   // "empty CSV file: %@"
+    static const QString kNoHeadersMessage;   // "no headers in CSV file: %@"
     static const QString kNoRelevantEventStreamTypesMessage;   // "no relevant event stream types in CSV file: %@"
-    static const QString kNoEventStreamsMessage;               // "no event streams in CSV file: %@"
-    static const QString kColumnCountMessage;                  // "number of columns is not %lu in CSV line: %@"
-    static const QString kNoSignificantTimestampsMessage;      // "no significant timestamps in CSV file: %@"
+    static const QString kNoEventStreamsMessage;   // "no event streams in CSV file: %@"
+    static const QString kColumnCountMessage;   // "number of columns is not %lu in CSV line: %@"
+    static const QString kNoSignificantTimestampsMessage;   // "no significant timestamps in CSV file: %@"
 
     // Limits against hostile files: the size read, the intervals kept, and the items (different
     // pool, application and window triples) made.

@@ -22,7 +22,8 @@ public:
     // owns the answer; its deleter may defer the destruction to the event loop.
     virtual std::shared_ptr<VXReportClient> makeReportController(const QString &uniqueID,
                                                                  const VXDictionaryRef &snapshotConfiguration,
-                                                                 VXReportDataSource &dataSource) = 0;
+                                                                 VXReportDataSource &dataSource)
+        = 0;
 
     // Loads the controller's window (false when it cannot be loaded), updates the report
     // whatever its state, brings the window to the front and activates the program without

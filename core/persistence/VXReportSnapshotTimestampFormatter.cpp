@@ -6,9 +6,9 @@
 
 #include <bit>
 #include <charconv>
-#include <cstring>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 
 const QString VXReportSnapshotTimestampFormatter::kInferredMessage
     = QStringLiteral("decimal separator: <%@> (inferred grouping separator: <%@>)");
@@ -160,7 +160,7 @@ double decimalNumber(std::string_view cell, char decimal, char grouping)
     return negative ? -value : value;
 }
 
-} // namespace
+}   // namespace
 
 bool VXReportSnapshotTimestampFormatter::intervalFromCells(std::string_view beginCell, std::string_view endCell,
                                                            bool resetFormatter, double *begin, double *end)
@@ -211,8 +211,7 @@ bool VXReportSnapshotTimestampFormatter::rebuildWithCell(std::string_view cell)
 double VXReportSnapshotTimestampFormatter::numberFromCell(std::string_view cell) const
 {
     switch (m_kind) {
-    case Kind::None:
-        return 0.0;
+    case Kind::None: return 0.0;
     case Kind::Decimal:
         // The form every export writes, whole seconds and two fraction digits, read directly.
         if (cell.size() >= 4 && cell.size() <= 18 && cell[cell.size() - 3] == static_cast<char>(m_decimal.unicode())) {
@@ -235,8 +234,8 @@ double VXReportSnapshotTimestampFormatter::numberFromCell(std::string_view cell)
         if (cell.size() > kLongestNumber)
             return 0.0;
         bool ok = false;
-        const double value = m_locale.toDouble(
-            QString::fromUtf8(cell.data(), static_cast<qsizetype>(cell.size())).trimmed(), &ok);
+        const double value
+            = m_locale.toDouble(QString::fromUtf8(cell.data(), static_cast<qsizetype>(cell.size())).trimmed(), &ok);
         return ok ? value : 0.0;
     }
     }

@@ -23,7 +23,7 @@ public:
 
     // Messages logged when the formatter is built ("%@" filled with the separators).
     static const QString kInferredMessage;   // "decimal separator: <%@> (inferred grouping separator: <%@>)"
-    static const QString kLocalizedMessage;  // "decimal separator: <%@> (falling back to localized formatting)"
+    static const QString kLocalizedMessage;   // "decimal separator: <%@> (falling back to localized formatting)"
 
     // Where the lines saying how the formatter was built go; without a sink, to the log.
     void setMessageSink(std::function<void(const QString &)> sink) { m_messageSink = std::move(sink); }

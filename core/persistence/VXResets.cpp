@@ -5,13 +5,13 @@
 #include "VXConfigurationKeys.h"
 #include "VXDictionaryExtensions.h"
 #include "VXExporter.h"
+#include "VXFolderAccessUserInterface.h"
 #include "VXPatternExtensions.h"
 #include "VXResetsDelegate.h"
 #include "VXScheduler.h"
 #include "VXSorting.h"
 #include "VXStringExtensions.h"
 #include "VXUserDefaults.h"
-#include "VXFolderAccessUserInterface.h"
 
 #include <QCoreApplication>
 #include <QStringList>
@@ -27,10 +27,10 @@ QString tr(const char *text)
     return QCoreApplication::translate("VXResets", text);
 }
 
-} // namespace
+}   // namespace
 
-VXResets::VXResets(VXUserDefaults &defaults, const VXClock &clock, VXScheduler &scheduler, VXResetsDelegate &delegate)
-    : m_defaults(defaults), m_clock(clock), m_scheduler(scheduler), m_delegate(delegate)
+VXResets::VXResets(VXUserDefaults &defaults, const VXClock &clock, VXScheduler &scheduler, VXResetsDelegate &delegate) :
+    m_defaults(defaults), m_clock(clock), m_scheduler(scheduler), m_delegate(delegate)
 {
 }
 
@@ -93,7 +93,8 @@ void VXResets::resetApplicationTimers(bool resetApplications, bool resetPools, b
     }
     if (afterPushingUndoState) {
         // One confirmation and one undo state cover both halves.
-        if (withConfirmation && !confirmed && !confirm(VXResetTimersMessage, VXResetTimersInformativeText, VXResetButtonTitle))
+        if (withConfirmation && !confirmed
+            && !confirm(VXResetTimersMessage, VXResetTimersInformativeText, VXResetButtonTitle))
             return;
         if (!applicationsChanged)
             m_delegate.pushUndoStateAndClearRedoStatesAfterDelay();
@@ -238,7 +239,8 @@ bool VXResets::deleteItem(const VXDictionaryRef &item, bool forceBlacklisting)
                 addToBlacklist(*configuration, VXApplicationBlacklistKey, name, name, QString());
             else
                 addToBlacklist(*configuration, VXWindowBlacklistKey,
-                               applicationName + u' ' + rightTriangleArrowString() + u' ' + name, name, applicationName);
+                               applicationName + u' ' + rightTriangleArrowString() + u' ' + name, name,
+                               applicationName);
         }
         m_delegate.updateListsAfterChange();
         return true;
@@ -360,5 +362,6 @@ void VXResets::doAutoTasksIfNecessary(const void *sender)
         }
         resetApplicationTimers(resetApplications, resetPools, true, false);
     }
-    m_scheduler.performAfterDelay(this, kDoAutoTasksOperation, kAutoTasksInterval, [this] { doAutoTasksIfNecessary(nullptr); });
+    m_scheduler.performAfterDelay(this, kDoAutoTasksOperation, kAutoTasksInterval,
+                                  [this] { doAutoTasksIfNecessary(nullptr); });
 }

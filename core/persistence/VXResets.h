@@ -37,11 +37,12 @@ inline const QString VXAutoResetPoolsLastDateKey = QStringLiteral("Auto-Reset Po
 
 // The confirmations. Translation context "VXResets".
 inline constexpr char VXResetTimersMessage[] = QT_TRANSLATE_NOOP("VXResets", "Reset timers?");
-inline constexpr char VXResetTimersInformativeText[] = QT_TRANSLATE_NOOP("VXResets",
-    "Are you sure you want to reset?\n\nIf you change your mind after the fact, this action is undoable.");
+inline constexpr char VXResetTimersInformativeText[] = QT_TRANSLATE_NOOP(
+    "VXResets", "Are you sure you want to reset?\n\nIf you change your mind after the fact, this action is undoable.");
 inline constexpr char VXResetButtonTitle[] = QT_TRANSLATE_NOOP("VXResets", "Reset");
 inline constexpr char VXClearAllMessage[] = QT_TRANSLATE_NOOP("VXResets", "Clear all?");
-inline constexpr char VXClearAllInformativeText[] = QT_TRANSLATE_NOOP("VXResets",
+inline constexpr char VXClearAllInformativeText[] = QT_TRANSLATE_NOOP(
+    "VXResets",
     "Are you sure you want to clear all your applications and pools?\n\nIf you change your mind after the fact, this action is undoable.");
 inline constexpr char VXClearAllButtonTitle[] = QT_TRANSLATE_NOOP("VXResets", "Clear All");
 

@@ -28,7 +28,8 @@ public:
 
     // Brings the program to the front and runs a modal alert with the buttons in this order.
     // Answers the index of the button chosen (0 for the first), or -1 when nobody answered.
-    virtual int runAlert(const QString &messageText, const QString &informativeText, const QStringList &buttonTitles) = 0;
+    virtual int runAlert(const QString &messageText, const QString &informativeText, const QStringList &buttonTitles)
+        = 0;
     virtual void beep() = 0;
 
     // The item selected in the pool list, else in the application list; null when none.

@@ -34,13 +34,14 @@ QString urlText(const QUrl &url)
     return url.toString(QUrl::FullyEncoded);
 }
 
-} // namespace
+}   // namespace
 
 QString VXPathByResolvingSymlinks(const QString &path)
 {
     if (path.isEmpty())
         return QString();
-    const QString absolute = QDir::cleanPath(QDir::isAbsolutePath(path) ? path : QDir::current().absoluteFilePath(path));
+    const QString absolute
+        = QDir::cleanPath(QDir::isAbsolutePath(path) ? path : QDir::current().absoluteFilePath(path));
     // Resolve the longest part that exists; what lies below it cannot hold a link yet.
     QString existing = absolute;
     QString rest;
@@ -69,8 +70,9 @@ bool VXBookmarkPathCoversPath(const QString &bookmarkPath, const QString &path)
 }
 
 VXSecurityScopedBookmarkManager::VXSecurityScopedBookmarkManager(VXUserDefaults &defaults,
-                                                                 VXFolderAccessUserInterface *userInterface)
-    : m_defaults(defaults), m_userInterface(userInterface)
+                                                                 VXFolderAccessUserInterface *userInterface) :
+    m_defaults(defaults),
+    m_userInterface(userInterface)
 {
 }
 

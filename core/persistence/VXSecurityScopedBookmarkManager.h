@@ -32,19 +32,21 @@ class VXUserDefaults;
 inline const QString VXSecurityScopedBookmarksKey = QStringLiteral("Security-Scoped Bookmarks");
 
 // The unlock panel. Translation context "VXSecurityScopedBookmarkManager".
-inline constexpr char VXUnlockFolderPanelTitle[] = QT_TRANSLATE_NOOP("VXSecurityScopedBookmarkManager", "Unlock Folder");
+inline constexpr char VXUnlockFolderPanelTitle[]
+    = QT_TRANSLATE_NOOP("VXSecurityScopedBookmarkManager", "Unlock Folder");
 inline constexpr char VXUnlockPanelTitle[] = QT_TRANSLATE_NOOP("VXSecurityScopedBookmarkManager", "Unlock");
 
 // Debug-log lines ("%@" is filled in).
-inline const QString VXBookmarkUsingMessage =
-    QStringLiteral("[Security-Scoped Bookmark Manager] using bookmark for path: %@ (requested path: %@)");
-inline const QString VXBookmarkUselessMessage =
-    QStringLiteral("[Security-Scoped Bookmark Manager] confused by useless bookmark for URL: %@ (requested URL: %@)");
-inline const QString VXBookmarkCannotCreateMessage =
-    QStringLiteral("[Security-Scoped Bookmark Manager] cannot create bookmark for URL: %@");
+inline const QString VXBookmarkUsingMessage
+    = QStringLiteral("[Security-Scoped Bookmark Manager] using bookmark for path: %@ (requested path: %@)");
+inline const QString VXBookmarkUselessMessage
+    = QStringLiteral("[Security-Scoped Bookmark Manager] confused by useless bookmark for URL: %@ (requested URL: %@)");
+inline const QString VXBookmarkCannotCreateMessage
+    = QStringLiteral("[Security-Scoped Bookmark Manager] cannot create bookmark for URL: %@");
 inline const QString VXBookmarkRedundantMessage = QStringLiteral(
     "[Security-Scoped Bookmark Manager] ignoring redundant request for bookmark with URL: %@ (existing bookmark covers URL: %@)");
-inline const QString VXBookmarkCreatedMessage = QStringLiteral("[Security-Scoped Bookmark Manager] created bookmark for URL: %@");
+inline const QString VXBookmarkCreatedMessage
+    = QStringLiteral("[Security-Scoped Bookmark Manager] created bookmark for URL: %@");
 
 // The path with the symbolic links of its existing part resolved; the part that does not exist
 // yet is appended as it stands. Relative paths are taken from the current folder.
@@ -58,7 +60,8 @@ class VXSecurityScopedBookmarkManager final : public VXFolderAccessDelegate
 public:
     // `userInterface` shows the unlock panel and the alerts of the folder-path helpers; null:
     // nobody answers.
-    explicit VXSecurityScopedBookmarkManager(VXUserDefaults &defaults, VXFolderAccessUserInterface *userInterface = nullptr);
+    explicit VXSecurityScopedBookmarkManager(VXUserDefaults &defaults,
+                                             VXFolderAccessUserInterface *userInterface = nullptr);
     ~VXSecurityScopedBookmarkManager() override;
 
     VXSecurityScopedBookmarkManager(const VXSecurityScopedBookmarkManager &) = delete;
@@ -77,7 +80,8 @@ public:
                        const SandboxExplanation &sandboxExplanation);
     bool confirmReadAccessForPath(const QString &path, bool *cancel, QString *accessedBookmarkPath,
                                   const SandboxExplanation &sandboxExplanation);
-    bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel, QString *accessedBookmarkPath,
+    bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel,
+                                   QString *accessedBookmarkPath,
                                    const SandboxExplanation &sandboxExplanation) override;
 
     // Stores a bookmark for the folder unless a stored one covers it already; bookmarks of

@@ -33,7 +33,7 @@ VXComparisonResult compare(double a, double b)
     return VXOrderedSame;
 }
 
-} // namespace
+}   // namespace
 
 std::optional<double> VXSnapshotLine::foregroundBegin() const
 {
@@ -59,9 +59,9 @@ std::size_t addEventStream(VXSnapshotLines &self, const VXDictionary &item, VXSn
                            double timestamp, double otherTimestamp, const QString &pool, const QString &poolNotes,
                            const QString &application, const QString &window)
 {
-    const VXArray *stream = item.value(asColumnsWithPrefix == VXSnapshotStream::Foreground ? VXFrontActiveLogKey
-                                                                                          : VXActiveLogKey)
-                                .array();
+    const VXArray *stream
+        = item.value(asColumnsWithPrefix == VXSnapshotStream::Foreground ? VXFrontActiveLogKey : VXActiveLogKey)
+              .array();
     if (!stream)
         return 0;
 

@@ -39,7 +39,7 @@ struct VXSnapshotLineLabels {
 struct VXSnapshotLine {
     std::uint32_t labels = 0;   // index into VXSnapshotLines::labels
     VXSnapshotStream stream = VXSnapshotStream::Foreground;
-    double begin = 0.0;         // Unix seconds
+    double begin = 0.0;   // Unix seconds
     double end = 0.0;
 
     // "Foreground Begin", "Foreground End", "Total Begin" and "Total End": the line's own pair,

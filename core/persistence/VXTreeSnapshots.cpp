@@ -41,7 +41,7 @@ bool samePlainValue(const VXValue &a, const VXValue &b)
 class AddressMap
 {
 public:
-    explicit AddressMap(std::size_t expected) : m_slots(capacityFor(expected)) {}
+    explicit AddressMap(std::size_t expected) : m_slots(capacityFor(expected)) { }
 
     const void *find(const void *key) const
     {
@@ -160,7 +160,7 @@ private:
 class Freezer
 {
 public:
-    explicit Freezer(std::size_t expectedContainers) : m_map(expectedContainers * 2) {}
+    explicit Freezer(std::size_t expectedContainers) : m_map(expectedContainers * 2) { }
 
     bool failed() const { return m_failed; }
 
@@ -182,7 +182,8 @@ public:
             if (claimant && claimant != key)
                 candidate = nullptr;
         }
-        VXValue frozen = isArray ? freezeArray(*live.array(), candidate) : freezeDictionary(*live.dictionary(), candidate);
+        VXValue frozen
+            = isArray ? freezeArray(*live.array(), candidate) : freezeDictionary(*live.dictionary(), candidate);
         m_map.insert(key, containerOf(frozen));
         m_map.insert(containerOf(frozen), key);
         return frozen;
@@ -263,7 +264,8 @@ private:
         copy->reserve(live.size());
         std::size_t next = mark;
         for (const VXDictionary::Entry &entry : live)
-            copy->insertNew(m_texts.key(entry.key), entry.value.isContainer() ? std::move(m_stack[next++]) : m_texts.value(entry.value));
+            copy->insertNew(m_texts.key(entry.key),
+                            entry.value.isContainer() ? std::move(m_stack[next++]) : m_texts.value(entry.value));
         m_stack.resize(mark);
         return VXValue(std::move(copy));
     }
@@ -277,7 +279,7 @@ private:
 class Thawer
 {
 public:
-    explicit Thawer(std::size_t expectedContainers) : m_map(expectedContainers) {}
+    explicit Thawer(std::size_t expectedContainers) : m_map(expectedContainers) { }
 
     VXValue thaw(const VXValue &frozen)
     {
@@ -309,7 +311,7 @@ private:
     AddressMap m_map;
 };
 
-} // namespace
+}   // namespace
 
 VXDictionaryRef VXTreeSnapshot(const VXDictionaryRef &live, const VXDictionaryRef &previous)
 {

@@ -16,13 +16,13 @@ VXDictionaryRef stateFromData(const QByteArray &data)
     return deeplyMutableDictionaryWithData(data);
 }
 
-} // namespace
+}   // namespace
 
 VXUndoHistory::VXUndoHistory(VXScheduler &scheduler, VXConfigurationStore &store,
                              std::function<VXDictionaryRef()> configuration,
-                             std::function<void(VXDictionaryRef)> setConfiguration)
-    : m_scheduler(scheduler), m_store(store), m_configuration(std::move(configuration)),
-      m_setConfiguration(std::move(setConfiguration))
+                             std::function<void(VXDictionaryRef)> setConfiguration) :
+    m_scheduler(scheduler),
+    m_store(store), m_configuration(std::move(configuration)), m_setConfiguration(std::move(setConfiguration))
 {
 }
 

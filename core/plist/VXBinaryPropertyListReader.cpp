@@ -19,8 +19,8 @@ constexpr std::size_t kTrailerSize = 32;
 class Reader
 {
 public:
-    explicit Reader(const QByteArray &data)
-        : m_bytes(reinterpret_cast<const std::uint8_t *>(data.constData())), m_size(static_cast<std::size_t>(data.size()))
+    explicit Reader(const QByteArray &data) :
+        m_bytes(reinterpret_cast<const std::uint8_t *>(data.constData())), m_size(static_cast<std::size_t>(data.size()))
     {
     }
 
@@ -91,8 +91,7 @@ private:
         return value;
     }
 
-    template <class T>
-    static std::uint64_t load(const std::uint8_t *at)
+    template <class T> static std::uint64_t load(const std::uint8_t *at)
     {
         T value;
         std::memcpy(&value, at, sizeof value);
@@ -179,7 +178,8 @@ private:
             if (!fits(position, width))
                 return fail("a real runs past the end of the objects");
             if (width == 4)
-                return VXValue(static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(bigEndian(m_bytes + position, 4)))));
+                return VXValue(static_cast<double>(
+                    std::bit_cast<float>(static_cast<std::uint32_t>(bigEndian(m_bytes + position, 4)))));
             return VXValue(std::bit_cast<double>(bigEndian(m_bytes + position, 8)));
         }
         case 0x3:
@@ -189,8 +189,7 @@ private:
         case 0x4:
         case 0x5:
         case 0x6:
-        case 0x7:
-            return cacheLeaf(index, leaf(marker, position));
+        case 0x7: return cacheLeaf(index, leaf(marker, position));
         case 0x8: {
             // A keyed archiver's UID, kept in the form XML gives it.
             const unsigned width = low + 1;
@@ -203,10 +202,8 @@ private:
         case 0xA:
         case 0xB:
         case 0xC:
-        case 0xD:
-            return container(index, marker, position, depth);
-        default:
-            return fail("it holds an object of unknown type");
+        case 0xD: return container(index, marker, position, depth);
+        default: return fail("it holds an object of unknown type");
         }
     }
 
@@ -264,7 +261,8 @@ private:
             if (!fits(position, length))
                 return fail("a string runs past the end of the objects");
             // A leading U+FEFF is a character of the string, not a byte-order mark to drop.
-            QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
+            QStringDecoder decoder(QStringDecoder::Utf8,
+                                   QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
             QString string = decoder.decode(QByteArrayView(at, static_cast<qsizetype>(length)));
             if (decoder.hasError())
                 return fail("a string is not valid UTF-8");
@@ -398,7 +396,7 @@ private:
     bool m_failed = false;
 };
 
-} // namespace
+}   // namespace
 
 bool VXBinaryPropertyListReader::hasBinaryMagic(const QByteArray &data)
 {

@@ -57,7 +57,7 @@ public:
             const std::uint64_t slot = m_slots[i];
             if (slot == 0) {
                 m_slots[i] = (fingerprint << 32) | m_entries.size();
-                m_entries.push_back(Entry{bits, number, kind});
+                m_entries.push_back(Entry {bits, number, kind});
                 return kMissing;
             }
             if ((slot >> 32) == fingerprint) {
@@ -117,7 +117,8 @@ public:
     char *reserve(std::size_t count)
     {
         if (m_used + count > static_cast<std::size_t>(m_bytes.size())) {
-            m_bytes.resize(static_cast<qsizetype>(std::max((m_used + count) * 2, static_cast<std::size_t>(m_bytes.size()) * 2)));
+            m_bytes.resize(
+                static_cast<qsizetype>(std::max((m_used + count) * 2, static_cast<std::size_t>(m_bytes.size()) * 2)));
             adviseHugePages();
         }
         char *at = m_bytes.data() + m_used;
@@ -408,14 +409,11 @@ private:
     {
         const auto next = static_cast<std::uint32_t>(m_objects.size());
         switch (value.type()) {
-        case VXValue::Type::Null:
-            return fail("cannot write a null value in a binary property list");
+        case VXValue::Type::Null: return fail("cannot write a null value in a binary property list");
         case VXValue::Type::Boolean:
         case VXValue::Type::Integer:
         case VXValue::Type::Real:
-        case VXValue::Type::Date:
-            appendNumber(value);
-            return next;
+        case VXValue::Type::Date: appendNumber(value); return next;
         case VXValue::Type::String:
             return stringNumber(value.stringRef(), reinterpret_cast<std::uintptr_t>(&value) | kTagValue);
         case VXValue::Type::Data: {
@@ -503,14 +501,11 @@ private:
         const std::uint8_t kind = numberKind(value);
         const auto bucket = static_cast<std::uint16_t>(hashKey(kind, bits) >> (64 - kBucketBits));
         ++m_bucketSizes[bucket];
-        m_numbers.push_back(NumberRecord{bits, static_cast<std::uint32_t>(m_objects.size()), kind, bucket});
+        m_numbers.push_back(NumberRecord {bits, static_cast<std::uint32_t>(m_objects.size()), kind, bucket});
         append(reinterpret_cast<std::uintptr_t>(&value) | kTagNumber);
     }
 
-    void append(std::uintptr_t tagged)
-    {
-        m_objects.push_back(tagged);
-    }
+    void append(std::uintptr_t tagged) { m_objects.push_back(tagged); }
 
     // Gives each object its final number: a number equal to an earlier one is dropped (its place
     // in m_objects cleared) and takes that one's number; references are renumbered to match.
@@ -611,7 +606,8 @@ private:
                 // is written as the replacement character rather than lose the configuration.
                 char16_t unit = units[i];
                 if (unit >= 0xD800 && unit <= 0xDFFF) {
-                    const bool pairedHigh = unit <= 0xDBFF && i + 1 < length && units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF;
+                    const bool pairedHigh
+                        = unit <= 0xDBFF && i + 1 < length && units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF;
                     const bool pairedLow = unit >= 0xDC00 && i > 0 && units[i - 1] >= 0xD800 && units[i - 1] <= 0xDBFF;
                     if (!pairedHigh && !pairedLow)
                         unit = 0xFFFD;
@@ -624,17 +620,17 @@ private:
 
     VXMappedTable<std::uintptr_t> m_objects;   // tagged objects in layout order; offsets once written
     VXMappedTable<std::uint8_t> m_finished;   // per container's index: 0 while its contents are laid out
-    VXMappedTable<std::uint32_t> m_refs;        // every container's references, in layout order
+    VXMappedTable<std::uint32_t> m_refs;   // every container's references, in layout order
     VXMappedTable<NumberRecord> m_numbers;   // every number's place, in layout order
     std::vector<std::uint32_t> m_bucketSizes = std::vector<std::uint32_t>(std::size_t(1) << kBucketBits);
-    std::size_t m_objectCount = 0;      // objects once equal numbers are merged
-    ObjectNumberMap m_containers;       // containers laid out, by address
+    std::size_t m_objectCount = 0;   // objects once equal numbers are merged
+    ObjectNumberMap m_containers;   // containers laid out, by address
     QHash<QString, std::uint32_t> m_strings;   // layout index + 1
     QHash<QByteArray, std::uint32_t> m_data;   // layout index + 1
     bool m_ok = true;
 };
 
-} // namespace
+}   // namespace
 
 std::optional<QByteArray> VXBinaryPropertyListWriter::write(const VXValue &value)
 {

@@ -15,8 +15,7 @@
 // page faults instead of thousands, and grown by remapping, so that growing neither copies nor
 // touches fresh pages for the old contents. Small tables are ordinary heap blocks. New elements
 // read as zero.
-template <class T>
-class VXMappedTable
+template <class T> class VXMappedTable
 {
     static_assert(std::is_trivially_copyable_v<T>);
 
@@ -25,9 +24,9 @@ public:
     explicit VXMappedTable(std::size_t size) { resize(size); }
     VXMappedTable(const VXMappedTable &) = delete;
     VXMappedTable &operator=(const VXMappedTable &) = delete;
-    VXMappedTable(VXMappedTable &&other) noexcept
-        : m_data(std::exchange(other.m_data, nullptr)), m_size(std::exchange(other.m_size, 0)),
-          m_bytes(std::exchange(other.m_bytes, 0))
+    VXMappedTable(VXMappedTable &&other) noexcept :
+        m_data(std::exchange(other.m_data, nullptr)), m_size(std::exchange(other.m_size, 0)),
+        m_bytes(std::exchange(other.m_bytes, 0))
     {
     }
     VXMappedTable &operator=(VXMappedTable &&other) noexcept

@@ -13,14 +13,16 @@ namespace {
 // Octal escapes above 0177 name characters of the NeXTSTEP character set (0x80-0xFF), which
 // map onto Unicode as follows (the two unassigned codes read as U+FFFD).
 constexpr char16_t kNextStepUpperHalf[128] = {
-    0x00A0, 0x00C0, 0x00C1, 0x00C2, 0x00C3, 0x00C4, 0x00C5, 0x00C7, 0x00C8, 0x00C9, 0x00CA, 0x00CB, 0x00CC, 0x00CD, 0x00CE, 0x00CF,
-    0x00D0, 0x00D1, 0x00D2, 0x00D3, 0x00D4, 0x00D5, 0x00D6, 0x00D9, 0x00DA, 0x00DB, 0x00DC, 0x00DD, 0x00DE, 0x00B5, 0x00D7, 0x00F7,
-    0x00A9, 0x00A1, 0x00A2, 0x00A3, 0x2044, 0x00A5, 0x0192, 0x00A7, 0x00A4, 0x2019, 0x201C, 0x00AB, 0x2039, 0x203A, 0xFB01, 0xFB02,
-    0x00AE, 0x2013, 0x2020, 0x2021, 0x00B7, 0x00A6, 0x00B6, 0x2022, 0x201A, 0x201E, 0x201D, 0x00BB, 0x2026, 0x2030, 0x00AC, 0x00BF,
-    0x00B9, 0x02CB, 0x00B4, 0x02C6, 0x02DC, 0x00AF, 0x02D8, 0x02D9, 0x00A8, 0x00B2, 0x02DA, 0x00B8, 0x00B3, 0x02DD, 0x02DB, 0x02C7,
-    0x2014, 0x00B1, 0x00BC, 0x00BD, 0x00BE, 0x00E0, 0x00E1, 0x00E2, 0x00E3, 0x00E4, 0x00E5, 0x00E7, 0x00E8, 0x00E9, 0x00EA, 0x00EB,
-    0x00EC, 0x00C6, 0x00ED, 0x00AA, 0x00EE, 0x00EF, 0x00F0, 0x00F1, 0x0141, 0x00D8, 0x0152, 0x00BA, 0x00F2, 0x00F3, 0x00F4, 0x00F5,
-    0x00F6, 0x00E6, 0x00F9, 0x00FA, 0x00FB, 0x0131, 0x00FC, 0x00FD, 0x0142, 0x00F8, 0x0153, 0x00DF, 0x00FE, 0x00FF, 0xFFFD, 0xFFFD,
+    0x00A0, 0x00C0, 0x00C1, 0x00C2, 0x00C3, 0x00C4, 0x00C5, 0x00C7, 0x00C8, 0x00C9, 0x00CA, 0x00CB, 0x00CC,
+    0x00CD, 0x00CE, 0x00CF, 0x00D0, 0x00D1, 0x00D2, 0x00D3, 0x00D4, 0x00D5, 0x00D6, 0x00D9, 0x00DA, 0x00DB,
+    0x00DC, 0x00DD, 0x00DE, 0x00B5, 0x00D7, 0x00F7, 0x00A9, 0x00A1, 0x00A2, 0x00A3, 0x2044, 0x00A5, 0x0192,
+    0x00A7, 0x00A4, 0x2019, 0x201C, 0x00AB, 0x2039, 0x203A, 0xFB01, 0xFB02, 0x00AE, 0x2013, 0x2020, 0x2021,
+    0x00B7, 0x00A6, 0x00B6, 0x2022, 0x201A, 0x201E, 0x201D, 0x00BB, 0x2026, 0x2030, 0x00AC, 0x00BF, 0x00B9,
+    0x02CB, 0x00B4, 0x02C6, 0x02DC, 0x00AF, 0x02D8, 0x02D9, 0x00A8, 0x00B2, 0x02DA, 0x00B8, 0x00B3, 0x02DD,
+    0x02DB, 0x02C7, 0x2014, 0x00B1, 0x00BC, 0x00BD, 0x00BE, 0x00E0, 0x00E1, 0x00E2, 0x00E3, 0x00E4, 0x00E5,
+    0x00E7, 0x00E8, 0x00E9, 0x00EA, 0x00EB, 0x00EC, 0x00C6, 0x00ED, 0x00AA, 0x00EE, 0x00EF, 0x00F0, 0x00F1,
+    0x0141, 0x00D8, 0x0152, 0x00BA, 0x00F2, 0x00F3, 0x00F4, 0x00F5, 0x00F6, 0x00E6, 0x00F9, 0x00FA, 0x00FB,
+    0x0131, 0x00FC, 0x00FD, 0x0142, 0x00F8, 0x0153, 0x00DF, 0x00FE, 0x00FF, 0xFFFD, 0xFFFD,
 };
 
 inline bool isUnquotedCharacter(char16_t c)
@@ -58,7 +60,9 @@ bool parseGNUstepDate(const std::string &text, double &since2001)
         return false;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
-        const bool ok = kPattern[i] == 'd' ? (c >= '0' && c <= '9') : kPattern[i] == 's' ? (c == '+' || c == '-') : c == kPattern[i];
+        const bool ok = kPattern[i] == 'd' ? (c >= '0' && c <= '9')
+            : kPattern[i] == 's'           ? (c == '+' || c == '-')
+                                           : c == kPattern[i];
         if (!ok)
             return false;
     }
@@ -73,7 +77,8 @@ bool parseGNUstepDate(const std::string &text, double &since2001)
     const int zoneHours = field(21, 2), zoneMinutes = field(23, 2);
     static constexpr int kDaysInMonth[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     const bool leapYear = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-    if (month < 1 || month > 12 || day < 1 || day > kDaysInMonth[month - 1] || (month == 2 && day == 29 && !leapYear) || hour > 23 || minute > 59 || second > 59 || zoneMinutes > 59)
+    if (month < 1 || month > 12 || day < 1 || day > kDaysInMonth[month - 1] || (month == 2 && day == 29 && !leapYear)
+        || hour > 23 || minute > 59 || second > 59 || zoneMinutes > 59)
         return false;
     const int offset = (zoneHours * 3600 + zoneMinutes * 60) * (text[20] == '-' ? -1 : 1);
     const std::int64_t local = daysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 + second;
@@ -84,8 +89,8 @@ bool parseGNUstepDate(const std::string &text, double &since2001)
 class Parser
 {
 public:
-    explicit Parser(const QString &text)
-        : m_begin(reinterpret_cast<const char16_t *>(text.utf16())), m_p(m_begin), m_end(m_begin + text.size())
+    explicit Parser(const QString &text) :
+        m_begin(reinterpret_cast<const char16_t *>(text.utf16())), m_p(m_begin), m_end(m_begin + text.size())
     {
     }
 
@@ -131,7 +136,8 @@ private:
                 ++line;
             }
         }
-        qCWarning(lcPlist).noquote() << QStringLiteral("cannot read old-style property list: %1 at line %2").arg(message).arg(line);
+        qCWarning(lcPlist).noquote()
+            << QStringLiteral("cannot read old-style property list: %1 at line %2").arg(message).arg(line);
         return false;
     }
     VXValue failed(const char16_t *at, const QString &message)
@@ -267,7 +273,14 @@ private:
     {
         const char16_t c = *m_p++;
         switch (c) {
-        case u'0': case u'1': case u'2': case u'3': case u'4': case u'5': case u'6': case u'7': {
+        case u'0':
+        case u'1':
+        case u'2':
+        case u'3':
+        case u'4':
+        case u'5':
+        case u'6':
+        case u'7': {
             // At most three digits, the value kept to one byte as the format has always done.
             auto byte = static_cast<std::uint8_t>(c - u'0');
             for (int i = 0; i < 2 && m_p < m_end && *m_p >= u'0' && *m_p <= u'7'; ++i)
@@ -287,14 +300,15 @@ private:
         case u'r': return u'\r';
         case u't': return u'\t';
         case u'v': return u'\v';
-        default: return c; // \" \' \\ and any other character stand for themselves
+        default: return c;   // \" \' \\ and any other character stand for themselves
         }
     }
 
     bool enterContainer(int depth)
     {
         if (depth > VXPropertyListSerialization::kMaximumDepth)
-            return fail(m_p, QStringLiteral("nesting deeper than %1 levels").arg(VXPropertyListSerialization::kMaximumDepth));
+            return fail(
+                m_p, QStringLiteral("nesting deeper than %1 levels").arg(VXPropertyListSerialization::kMaximumDepth));
         return true;
     }
 
@@ -421,10 +435,12 @@ private:
         case u'I': {
             std::int64_t value = 0;
             std::uint64_t large = 0;
-            if (std::from_chars_result r = std::from_chars(begin, end, value); !text.empty() && r.ec == std::errc() && r.ptr == end) {
+            if (std::from_chars_result r = std::from_chars(begin, end, value);
+                !text.empty() && r.ec == std::errc() && r.ptr == end) {
                 out = VXValue(static_cast<long long>(value));
                 ok = true;
-            } else if (std::from_chars_result u = std::from_chars(begin, end, large); !text.empty() && u.ec == std::errc() && u.ptr == end) {
+            } else if (std::from_chars_result u = std::from_chars(begin, end, large);
+                       !text.empty() && u.ec == std::errc() && u.ptr == end) {
                 out = VXValue::unsignedInteger(large);
                 ok = true;
             }
@@ -451,8 +467,7 @@ private:
                 out = VXValue::dateSince2001(since2001);
             break;
         }
-        default:
-            return fail(start, QStringLiteral("unknown typed value <*%1").arg(QChar(type)));
+        default: return fail(start, QStringLiteral("unknown typed value <*%1").arg(QChar(type)));
         }
         if (!ok)
             return fail(start, QStringLiteral("invalid typed value <*%1%2>").arg(QChar(type)).arg(body.left(40)));
@@ -465,13 +480,14 @@ private:
     const char16_t *const m_end;
 };
 
-} // namespace
+}   // namespace
 
 VXValue VXOpenStepPropertyListReader::read(const QByteArray &data)
 {
     const bool littleEndian = data.startsWith("\xFF\xFE");
     const bool utf16 = littleEndian || data.startsWith("\xFE\xFF");
-    QStringDecoder decoder(utf16 ? (littleEndian ? QStringConverter::Utf16LE : QStringConverter::Utf16BE) : QStringConverter::Utf8,
+    QStringDecoder decoder(utf16 ? (littleEndian ? QStringConverter::Utf16LE : QStringConverter::Utf16BE)
+                                 : QStringConverter::Utf8,
                            QStringConverter::Flag::Stateless);
     const QString text = decoder.decode(data);
     if (decoder.hasError()) {

@@ -36,7 +36,7 @@ bool looksLikeXML(const QByteArray &data)
     return next == '?' || next == '!' || (next >= 'a' && next <= 'z') || (next >= 'A' && next <= 'Z');
 }
 
-} // namespace
+}   // namespace
 
 VXValue valueFromData(const QByteArray &data, Format *format)
 {
@@ -82,7 +82,7 @@ std::optional<QByteArray> dataFromValue(const VXValue &value, Format format)
     return std::nullopt;
 }
 
-} // namespace VXPropertyListSerialization
+}   // namespace VXPropertyListSerialization
 
 std::optional<QByteArray> propertyListData(const VXValue &value)
 {
@@ -108,7 +108,7 @@ bool writeAll(int fd, const QByteArray &data)
     return true;
 }
 
-} // namespace
+}   // namespace
 
 bool writeDataToFile(const QByteArray &data, const QString &path, bool atomically)
 {

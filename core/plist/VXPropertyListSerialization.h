@@ -31,7 +31,7 @@ VXValue valueFromOpenStepData(const QByteArray &data);
 // Encodes any value except null (and, in XML, except a tree holding a null anywhere).
 std::optional<QByteArray> dataFromValue(const VXValue &value, Format format);
 
-} // namespace VXPropertyListSerialization
+}   // namespace VXPropertyListSerialization
 
 // The helpers the rest of the program uses for property-list data.
 

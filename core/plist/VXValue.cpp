@@ -9,24 +9,23 @@
 namespace vx_detail {
 
 struct VXStringBox final : VXHeapObject {
-    explicit VXStringBox(const QString &s) : string(s) {}
+    explicit VXStringBox(const QString &s) : string(s) { }
     QString string;
 };
 
 struct VXDataBox final : VXHeapObject {
-    explicit VXDataBox(const QByteArray &d) : data(d) {}
+    explicit VXDataBox(const QByteArray &d) : data(d) { }
     QByteArray data;
 };
 
-} // namespace vx_detail
+}   // namespace vx_detail
 
 using vx_detail::VXDataBox;
 using vx_detail::VXStringBox;
 
 namespace {
 
-template <class T>
-void releaseObject(T *object) noexcept
+template <class T> void releaseObject(T *object) noexcept
 {
     if (object && object->release())
         delete object;
@@ -55,7 +54,7 @@ bool sameReal(double a, double b) noexcept
     return a == b ? std::signbit(a) == std::signbit(b) : (std::isnan(a) && std::isnan(b));
 }
 
-} // namespace
+}   // namespace
 
 VXArrayRef VXMakeArray()
 {
@@ -166,8 +165,7 @@ std::int64_t VXValue::toInteger() const noexcept
 {
     switch (m_type) {
     case Type::Boolean: return m_payload.integer ? 1 : 0;
-    case Type::Integer:
-        return m_unsigned ? std::numeric_limits<std::int64_t>::max() : m_payload.integer;
+    case Type::Integer: return m_unsigned ? std::numeric_limits<std::int64_t>::max() : m_payload.integer;
     case Type::Real: {
         const double r = m_payload.real;
         if (std::isnan(r))
@@ -240,8 +238,7 @@ VXValue VXValue::deepCopy() const
             copy->insertNew(entry.key, entry.value.deepCopy());
         return VXValue(std::move(copy));
     }
-    default:
-        return *this;
+    default: return *this;
     }
 }
 
@@ -337,7 +334,7 @@ std::size_t hashKey(const QString &key) noexcept
     return qHash(key, 0x9e3779b9u);
 }
 
-} // namespace
+}   // namespace
 
 VXDictionary::~VXDictionary() = default;
 
@@ -423,7 +420,7 @@ void VXDictionary::insert(const QString &key, VXValue value)
     if ((m_entries.size() + 1) * 2 > m_table.size())
         rehash(std::max<std::size_t>(m_entries.size() + 1, m_entries.size() * 2));
     const auto newIndex = static_cast<std::uint32_t>(m_entries.size());
-    m_entries.push_back(Entry{key, std::move(value)});
+    m_entries.push_back(Entry {key, std::move(value)});
     m_hashes.push_back(static_cast<std::uint32_t>(hash));
     placeInTable(newIndex, m_hashes.back());
 }
@@ -440,7 +437,7 @@ void VXDictionary::insertNew(QString key, VXValue value)
     if ((m_entries.size() + 1) * 2 > m_table.size())
         rehash(std::max<std::size_t>(m_entries.size() + 1, m_entries.size() * 2));
     const auto newIndex = static_cast<std::uint32_t>(m_entries.size());
-    m_entries.push_back(Entry{std::move(key), std::move(value)});
+    m_entries.push_back(Entry {std::move(key), std::move(value)});
     m_hashes.push_back(static_cast<std::uint32_t>(hash));
     placeInTable(newIndex, m_hashes.back());
 }
@@ -523,7 +520,8 @@ int VXCompareCodePoints(const QString &a, const QString &b) noexcept
         // In UTF-16, surrogates (U+D800-U+DFFF) stand for code points above U+FFFF, so they
         // must sort after U+E000-U+FFFF: lift them above the rest before comparing.
         auto rank = [](char16_t c) -> std::uint32_t {
-            return (c >= 0xD800 && c <= 0xDFFF) ? std::uint32_t(c) + 0x2000 : (c >= 0xE000 ? std::uint32_t(c) - 0x800 : c);
+            return (c >= 0xD800 && c <= 0xDFFF) ? std::uint32_t(c) + 0x2000
+                                                : (c >= 0xE000 ? std::uint32_t(c) - 0x800 : c);
         };
         return rank(cx) < rank(cy) ? -1 : 1;
     }

@@ -40,25 +40,36 @@ protected:
     ~VXHeapObject() = default;
 
 private:
-    mutable std::atomic<std::int32_t> m_refs{0};
+    mutable std::atomic<std::int32_t> m_refs {0};
 };
 
 struct VXStringBox;
 struct VXDataBox;
 
-} // namespace vx_detail
+}   // namespace vx_detail
 
 // An owning reference to a heap object (an array or a dictionary).
-template <class T>
-class VXRef
+template <class T> class VXRef
 {
 public:
     VXRef() noexcept = default;
-    explicit VXRef(T *object) noexcept : m_ptr(object) { if (m_ptr) m_ptr->retain(); }
-    VXRef(const VXRef &other) noexcept : m_ptr(other.m_ptr) { if (m_ptr) m_ptr->retain(); }
-    VXRef(VXRef &&other) noexcept : m_ptr(std::exchange(other.m_ptr, nullptr)) {}
+    explicit VXRef(T *object) noexcept : m_ptr(object)
+    {
+        if (m_ptr)
+            m_ptr->retain();
+    }
+    VXRef(const VXRef &other) noexcept : m_ptr(other.m_ptr)
+    {
+        if (m_ptr)
+            m_ptr->retain();
+    }
+    VXRef(VXRef &&other) noexcept : m_ptr(std::exchange(other.m_ptr, nullptr)) { }
     ~VXRef() { reset(); }
-    VXRef &operator=(VXRef other) noexcept { std::swap(m_ptr, other.m_ptr); return *this; }
+    VXRef &operator=(VXRef other) noexcept
+    {
+        std::swap(m_ptr, other.m_ptr);
+        return *this;
+    }
 
     void reset() noexcept
     {
@@ -94,15 +105,15 @@ public:
 
     VXValue() noexcept : m_type(Type::Null) { m_payload.integer = 0; }
     VXValue(bool value) noexcept : m_type(Type::Boolean) { m_payload.integer = value ? 1 : 0; }
-    VXValue(int value) noexcept : VXValue(static_cast<long long>(value)) {}
-    VXValue(long value) noexcept : VXValue(static_cast<long long>(value)) {}
+    VXValue(int value) noexcept : VXValue(static_cast<long long>(value)) { }
+    VXValue(long value) noexcept : VXValue(static_cast<long long>(value)) { }
     VXValue(long long value) noexcept : m_type(Type::Integer) { m_payload.integer = value; }
-    VXValue(unsigned value) noexcept : VXValue(static_cast<long long>(value)) {}
-    VXValue(unsigned long value) noexcept : VXValue(unsignedInteger(value)) {}
-    VXValue(unsigned long long value) noexcept : VXValue(unsignedInteger(value)) {}
+    VXValue(unsigned value) noexcept : VXValue(static_cast<long long>(value)) { }
+    VXValue(unsigned long value) noexcept : VXValue(unsignedInteger(value)) { }
+    VXValue(unsigned long long value) noexcept : VXValue(unsignedInteger(value)) { }
     VXValue(double value) noexcept : m_type(Type::Real) { m_payload.real = value; }
     VXValue(const QString &value);
-    VXValue(const char *utf8) : VXValue(QString::fromUtf8(utf8)) {}
+    VXValue(const char *utf8) : VXValue(QString::fromUtf8(utf8)) { }
     VXValue(const QByteArray &value);
     VXValue(VXArrayRef array) noexcept;
     VXValue(VXDictionaryRef dictionary) noexcept;
@@ -155,15 +166,18 @@ public:
     bool isArray() const noexcept { return m_type == Type::Array; }
     bool isDictionary() const noexcept { return m_type == Type::Dictionary; }
     // Booleans, integers and reals are numbers, as they are to the tree's readers.
-    bool isNumber() const noexcept { return m_type == Type::Boolean || m_type == Type::Integer || m_type == Type::Real; }
+    bool isNumber() const noexcept
+    {
+        return m_type == Type::Boolean || m_type == Type::Integer || m_type == Type::Real;
+    }
     bool isContainer() const noexcept { return m_type == Type::Array || m_type == Type::Dictionary; }
 
     // Lenient readers: a value of another type reads as 0, false, an empty string or nothing.
     double toDouble() const noexcept;
     std::int64_t toInteger() const noexcept;   // reals truncate toward zero, clamped to the range
-    bool toBool() const noexcept;              // a number that is not zero
-    QString toString() const;                  // the string, or empty
-    QByteArray toData() const;                 // the data, or empty
+    bool toBool() const noexcept;   // a number that is not zero
+    QString toString() const;   // the string, or empty
+    QByteArray toData() const;   // the data, or empty
 
     // Exact access to integers: whether the value is an integer stored as unsigned 64 bits because
     // it exceeds the signed range, and its raw bits.
@@ -233,7 +247,11 @@ public:
     void append(VXValue value) { m_items.push_back(std::move(value)); }
     void insert(std::size_t index, VXValue value);
     void removeAt(std::size_t index);
-    void removeLast() { if (!m_items.empty()) m_items.pop_back(); }
+    void removeLast()
+    {
+        if (!m_items.empty())
+            m_items.pop_back();
+    }
     void clear() noexcept { m_items.clear(); }
     void reserve(std::size_t count) { m_items.reserve(count); }
     // The index of the first element that is the same object, or -1.

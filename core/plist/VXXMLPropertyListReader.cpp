@@ -21,10 +21,10 @@ namespace {
 // U+FEFF as if it were a byte-order mark; inside a document it is a character of the string.
 QString decodeText(const char *data, qsizetype size)
 {
-    QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom);
+    QStringDecoder decoder(QStringConverter::Utf8,
+                           QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom);
     return decoder.decode(QByteArrayView(data, size));
 }
-
 
 enum class Element : std::uint8_t { Unknown, Plist, Dict, Array, Key, String, Integer, Real, True, False, Date, Data };
 
@@ -35,38 +35,48 @@ Element classify(const char *name, std::size_t length)
     };
     switch (length) {
     case 3:
-        if (is("key")) return Element::Key;
+        if (is("key"))
+            return Element::Key;
         break;
     case 4:
-        if (is("dict")) return Element::Dict;
-        if (is("real")) return Element::Real;
-        if (is("true")) return Element::True;
-        if (is("date")) return Element::Date;
-        if (is("data")) return Element::Data;
+        if (is("dict"))
+            return Element::Dict;
+        if (is("real"))
+            return Element::Real;
+        if (is("true"))
+            return Element::True;
+        if (is("date"))
+            return Element::Date;
+        if (is("data"))
+            return Element::Data;
         break;
     case 5:
-        if (is("array")) return Element::Array;
-        if (is("false")) return Element::False;
-        if (is("plist")) return Element::Plist;
+        if (is("array"))
+            return Element::Array;
+        if (is("false"))
+            return Element::False;
+        if (is("plist"))
+            return Element::Plist;
         break;
     case 6:
-        if (is("string")) return Element::String;
+        if (is("string"))
+            return Element::String;
         break;
     case 7:
-        if (is("integer")) return Element::Integer;
+        if (is("integer"))
+            return Element::Integer;
         break;
-    default:
-        break;
+    default: break;
     }
     return Element::Unknown;
 }
 
 struct StartTag {
-    const char *at = nullptr; // the '<'
+    const char *at = nullptr;   // the '<'
     const char *name = nullptr;
     std::size_t nameLength = 0;
     Element element = Element::Unknown;
-    bool empty = false; // <name/>
+    bool empty = false;   // <name/>
 };
 
 inline bool isSpace(char c)
@@ -316,10 +326,11 @@ bool parseDate(std::string_view text, double &since2001)
 bool decodeBase64(std::string_view text, QByteArray &out)
 {
     static const std::array<std::int8_t, 256> kTable = [] {
-        std::array<std::int8_t, 256> table{};
+        std::array<std::int8_t, 256> table {};
         table.fill(-1);
         for (int i = 0; i < 64; ++i)
-            table[static_cast<unsigned char>("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"[i])] = static_cast<std::int8_t>(i);
+            table[static_cast<unsigned char>("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"[i])]
+                = static_cast<std::int8_t>(i);
         for (char c : {' ', '\t', '\n', '\r'})
             table[static_cast<unsigned char>(c)] = -2;
         return table;
@@ -366,7 +377,7 @@ bool decodeBase64(std::string_view text, QByteArray &out)
 class Parser
 {
 public:
-    Parser(const char *begin, const char *end) : m_begin(begin), m_p(begin), m_end(end) {}
+    Parser(const char *begin, const char *end) : m_begin(begin), m_p(begin), m_end(end) { }
 
     VXValue readDocument()
     {
@@ -412,7 +423,8 @@ private:
         int line = 1;
         for (const char *p = m_begin; p < at && p < m_end; ++p)
             line += *p == '\n' ? 1 : 0;
-        qCWarning(lcPlist).noquote() << QStringLiteral("cannot read XML property list: %1 at line %2").arg(message).arg(line);
+        qCWarning(lcPlist).noquote()
+            << QStringLiteral("cannot read XML property list: %1 at line %2").arg(message).arg(line);
         return false;
     }
     VXValue failed(const char *at, const QString &message)
@@ -486,7 +498,8 @@ private:
                         break;
                     p = static_cast<const char *>(close);
                 } else if (*p == '[') {
-                    return fail(p, QStringLiteral("document type declarations with an internal subset are not supported"));
+                    return fail(p,
+                                QStringLiteral("document type declarations with an internal subset are not supported"));
                 }
                 ++p;
             }
@@ -665,13 +678,18 @@ private:
             const bool hex = name[1] == 'x';
             const std::string_view digits = name.substr(hex ? 2 : 1);
             std::uint32_t value = 0;
-            const std::from_chars_result result = std::from_chars(digits.data(), digits.data() + digits.size(), value, hex ? 16 : 10);
+            const std::from_chars_result result
+                = std::from_chars(digits.data(), digits.data() + digits.size(), value, hex ? 16 : 10);
             if (digits.empty() || result.ec != std::errc() || result.ptr != digits.data() + digits.size()
                 || digits.front() == '-' || value == 0 || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF))
-                return fail(p, QStringLiteral("invalid character reference &%1;").arg(QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()))));
+                return fail(p,
+                            QStringLiteral("invalid character reference &%1;")
+                                .arg(QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()))));
             code = value;
         } else {
-            return fail(p, QStringLiteral("unknown entity &%1;").arg(QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()))));
+            return fail(p,
+                        QStringLiteral("unknown entity &%1;")
+                            .arg(QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()))));
         }
         appendUtf8(m_scratch, code);
         p = semicolon + 1;
@@ -701,10 +719,8 @@ private:
     {
         std::string_view text;
         switch (tag.element) {
-        case Element::Dict:
-            return parseDictionary(tag, depth, out);
-        case Element::Array:
-            return parseArray(tag, depth, out);
+        case Element::Dict: return parseDictionary(tag, depth, out);
+        case Element::Array: return parseArray(tag, depth, out);
         case Element::String:
             if (!readText(tag, text))
                 return false;
@@ -751,12 +767,9 @@ private:
             out = VXValue(bytes);
             return true;
         }
-        case Element::Key:
-            return fail(tag.at, QStringLiteral("unexpected <key> outside a dictionary"));
-        case Element::Plist:
-            return fail(tag.at, QStringLiteral("unexpected <plist> inside the document"));
-        case Element::Unknown:
-            break;
+        case Element::Key: return fail(tag.at, QStringLiteral("unexpected <key> outside a dictionary"));
+        case Element::Plist: return fail(tag.at, QStringLiteral("unexpected <plist> inside the document"));
+        case Element::Unknown: break;
         }
         return fail(tag.at, QStringLiteral("unexpected element <%1>").arg(nameOf(tag)));
     }
@@ -770,7 +783,9 @@ private:
     bool enterContainer(const StartTag &tag, int depth)
     {
         if (depth > VXPropertyListSerialization::kMaximumDepth)
-            return fail(tag.at, QStringLiteral("nesting deeper than %1 levels").arg(VXPropertyListSerialization::kMaximumDepth));
+            return fail(
+                tag.at,
+                QStringLiteral("nesting deeper than %1 levels").arg(VXPropertyListSerialization::kMaximumDepth));
         return true;
     }
 
@@ -829,7 +844,8 @@ private:
                 if (atEnd)
                     break;
                 if (keyTag.element != Element::Key)
-                    return fail(keyTag.at, QStringLiteral("expected <key> inside <dict>, found <%1>").arg(nameOf(keyTag)));
+                    return fail(keyTag.at,
+                                QStringLiteral("expected <key> inside <dict>, found <%1>").arg(nameOf(keyTag)));
                 std::string_view keyText;
                 if (!readText(keyTag, keyText))
                     return false;
@@ -864,17 +880,19 @@ private:
     std::vector<CacheEntry> m_cache = std::vector<CacheEntry>(kCacheSize);
 };
 
-} // namespace
+}   // namespace
 
 VXValue VXXMLPropertyListReader::read(const QByteArray &data)
 {
     // UTF-16 documents (with their byte-order mark) are read through a UTF-8 copy.
     const bool littleEndian = data.startsWith("\xFF\xFE");
     if (littleEndian || data.startsWith("\xFE\xFF")) {
-        QStringDecoder decoder(littleEndian ? QStringConverter::Utf16LE : QStringConverter::Utf16BE, QStringConverter::Flag::Stateless);
+        QStringDecoder decoder(littleEndian ? QStringConverter::Utf16LE : QStringConverter::Utf16BE,
+                               QStringConverter::Flag::Stateless);
         const QString text = decoder.decode(data);
         if (decoder.hasError()) {
-            qCWarning(lcPlist).noquote() << QStringLiteral("cannot read XML property list: the text is not valid UTF-16");
+            qCWarning(lcPlist).noquote() << QStringLiteral(
+                "cannot read XML property list: the text is not valid UTF-16");
             return {};
         }
         const QByteArray utf8 = text.toUtf8();

@@ -14,10 +14,10 @@
 
 namespace {
 
-constexpr char kHeader[] =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-    "<plist version=\"1.0\">\n";
+constexpr char kHeader[]
+    = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+      "<plist version=\"1.0\">\n";
 constexpr char kFooter[] = "</plist>\n";
 
 constexpr char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -54,8 +54,7 @@ public:
         std::memcpy(p, text, static_cast<std::size_t>(length));
         m_used += length;
     }
-    template <std::size_t N>
-    void append(const char (&literal)[N]) { append(literal, N - 1); }
+    template <std::size_t N> void append(const char (&literal)[N]) { append(literal, N - 1); }
 
     QByteArray take()
     {
@@ -111,12 +110,12 @@ public:
 
 private:
     // Indentation plus the longest element text of each kind.
-    static constexpr std::size_t kBoolean = 9;    // <false/>\n
+    static constexpr std::size_t kBoolean = 9;   // <false/>\n
     static constexpr std::size_t kInteger = 40;   // <integer>, 20 digits and a sign, </integer>\n
-    static constexpr std::size_t kReal = 40;      // <real>, 24 characters, </real>\n
-    static constexpr std::size_t kDate = 64;      // <date>, a year of up to 20 digits, </date>\n
-    static constexpr std::size_t kMarkup = 20;    // <string></string>\n, <key></key>\n
-    static constexpr std::size_t kUnitBytes = 5;  // "&amp;" or "&#13;" for one UTF-16 unit
+    static constexpr std::size_t kReal = 40;   // <real>, 24 characters, </real>\n
+    static constexpr std::size_t kDate = 64;   // <date>, a year of up to 20 digits, </date>\n
+    static constexpr std::size_t kMarkup = 20;   // <string></string>\n, <key></key>\n
+    static constexpr std::size_t kUnitBytes = 5;   // "&amp;" or "&#13;" for one UTF-16 unit
 
     void add(const VXValue &value, int level)
     {
@@ -166,7 +165,7 @@ private:
 class Writer
 {
 public:
-    explicit Writer(std::size_t expected) : m_out(expected) {}
+    explicit Writer(std::size_t expected) : m_out(expected) { }
 
     bool writeDocument(const VXValue &root)
     {
@@ -193,8 +192,7 @@ private:
         m_out.commit(p + level);
     }
 
-    template <std::size_t N>
-    void line(int level, const char (&literal)[N])
+    template <std::size_t N> void line(int level, const char (&literal)[N])
     {
         indent(level);
         m_out.append(literal);
@@ -203,31 +201,20 @@ private:
     bool writeValue(const VXValue &value, int level)
     {
         switch (value.type()) {
-        case VXValue::Type::Null:
-            return fail(QStringLiteral("the tree holds a null value"));
+        case VXValue::Type::Null: return fail(QStringLiteral("the tree holds a null value"));
         case VXValue::Type::Boolean:
             if (value.toBool())
                 line(level, "<true/>\n");
             else
                 line(level, "<false/>\n");
             return true;
-        case VXValue::Type::Integer:
-            writeInteger(value, level);
-            return true;
-        case VXValue::Type::Real:
-            writeReal(value.realValue(), level);
-            return true;
-        case VXValue::Type::Date:
-            return writeDate(value.dateAsUnixTime(), level);
-        case VXValue::Type::String:
-            return writeString("<string>", "</string>\n", value.stringRef(), level);
-        case VXValue::Type::Data:
-            writeData(value.dataRef(), level);
-            return true;
-        case VXValue::Type::Array:
-            return writeArray(*value.array(), level);
-        case VXValue::Type::Dictionary:
-            return writeDictionary(*value.dictionary(), level);
+        case VXValue::Type::Integer: writeInteger(value, level); return true;
+        case VXValue::Type::Real: writeReal(value.realValue(), level); return true;
+        case VXValue::Type::Date: return writeDate(value.dateAsUnixTime(), level);
+        case VXValue::Type::String: return writeString("<string>", "</string>\n", value.stringRef(), level);
+        case VXValue::Type::Data: writeData(value.dataRef(), level); return true;
+        case VXValue::Type::Array: return writeArray(*value.array(), level);
+        case VXValue::Type::Dictionary: return writeDictionary(*value.dictionary(), level);
         }
         return fail(QStringLiteral("the tree holds a value of unknown type"));
     }
@@ -237,7 +224,8 @@ private:
     bool enterContainer(int level)
     {
         if (level >= VXPropertyListSerialization::kMaximumDepth)
-            return fail(QStringLiteral("the tree is nested deeper than %1 levels").arg(VXPropertyListSerialization::kMaximumDepth));
+            return fail(QStringLiteral("the tree is nested deeper than %1 levels")
+                            .arg(VXPropertyListSerialization::kMaximumDepth));
         return true;
     }
 
@@ -365,7 +353,8 @@ private:
             return out + 3;
         }
         char scientific[32];
-        const std::to_chars_result result = std::to_chars(scientific, scientific + sizeof scientific, real, std::chars_format::scientific);
+        const std::to_chars_result result
+            = std::to_chars(scientific, scientific + sizeof scientific, real, std::chars_format::scientific);
         const char *p = scientific;
         if (*p == '-') {
             *out++ = '-';
@@ -382,7 +371,7 @@ private:
         std::from_chars(*p == '+' ? p + 1 : p, result.ptr, exponent);
 
         if (exponent >= -4 && exponent < 16) {
-            const int point = exponent + 1; // digits before the decimal point
+            const int point = exponent + 1;   // digits before the decimal point
             if (point <= 0) {
                 *out++ = '0';
                 *out++ = '.';
@@ -451,7 +440,8 @@ private:
         if (year < 0)
             *p++ = '-';
         char yearDigits[24];
-        const int yearLength = static_cast<int>(std::to_chars(yearDigits, yearDigits + sizeof yearDigits, yearMagnitude).ptr - yearDigits);
+        const int yearLength = static_cast<int>(
+            std::to_chars(yearDigits, yearDigits + sizeof yearDigits, yearMagnitude).ptr - yearDigits);
         for (int i = yearLength; i < 4; ++i)
             *p++ = '0';
         std::memcpy(p, yearDigits, static_cast<std::size_t>(yearLength));
@@ -528,9 +518,18 @@ private:
             if (c < 0x80) {
                 if (c >= 0x20) {
                     switch (c) {
-                    case u'&': std::memcpy(p, "&amp;", 5); p += 5; break;
-                    case u'<': std::memcpy(p, "&lt;", 4); p += 4; break;
-                    case u'>': std::memcpy(p, "&gt;", 4); p += 4; break;
+                    case u'&':
+                        std::memcpy(p, "&amp;", 5);
+                        p += 5;
+                        break;
+                    case u'<':
+                        std::memcpy(p, "&lt;", 4);
+                        p += 4;
+                        break;
+                    case u'>':
+                        std::memcpy(p, "&gt;", 4);
+                        p += 4;
+                        break;
                     default: *p++ = static_cast<char>(c); break;
                     }
                 } else if (c == u'\t' || c == u'\n') {
@@ -539,15 +538,18 @@ private:
                     std::memcpy(p, "&#13;", 5);
                     p += 5;
                 } else {
-                    return fail(QStringLiteral("the string \"%1\" holds the control character U+%2, which XML cannot carry")
-                                    .arg(text.left(40)).arg(unsigned(c), 4, 16, QLatin1Char('0')));
+                    return fail(
+                        QStringLiteral("the string \"%1\" holds the control character U+%2, which XML cannot carry")
+                            .arg(text.left(40))
+                            .arg(unsigned(c), 4, 16, QLatin1Char('0')));
                 }
             } else if (c < 0x800) {
                 *p++ = static_cast<char>(0xC0 | (c >> 6));
                 *p++ = static_cast<char>(0x80 | (c & 0x3F));
             } else if (c >= 0xD800 && c <= 0xDFFF) {
                 if (c > 0xDBFF || i + 1 == length || units[i + 1] < 0xDC00 || units[i + 1] > 0xDFFF)
-                    return fail(QStringLiteral("a string holds an unpaired surrogate U+%1").arg(unsigned(c), 4, 16, QLatin1Char('0')));
+                    return fail(QStringLiteral("a string holds an unpaired surrogate U+%1")
+                                    .arg(unsigned(c), 4, 16, QLatin1Char('0')));
                 const char32_t code = 0x10000 + ((char32_t(c) - 0xD800) << 10) + (char32_t(units[i + 1]) - 0xDC00);
                 ++i;
                 *p++ = static_cast<char>(0xF0 | (code >> 18));
@@ -555,7 +557,8 @@ private:
                 *p++ = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
                 *p++ = static_cast<char>(0x80 | (code & 0x3F));
             } else if (c >= 0xFFFE) {
-                return fail(QStringLiteral("a string holds the non-character U+%1, which XML cannot carry").arg(unsigned(c), 4, 16));
+                return fail(QStringLiteral("a string holds the non-character U+%1, which XML cannot carry")
+                                .arg(unsigned(c), 4, 16));
             } else {
                 *p++ = static_cast<char>(0xE0 | (c >> 12));
                 *p++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
@@ -570,7 +573,7 @@ private:
     Output m_out;
 };
 
-} // namespace
+}   // namespace
 
 std::optional<QByteArray> VXXMLPropertyListWriter::write(const VXValue &value)
 {

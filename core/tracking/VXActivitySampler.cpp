@@ -26,8 +26,7 @@ const char *const kSecondsFormat = QT_TRANSLATE_NOOP("VXActivitySampler", "%1 se
 // list never depends on the order in which a table happens to store its entries. Input that is
 // already in order (the usual case from tick to tick) is left as it is, which is what a stable
 // sort would leave.
-template <class Keyed>
-void sortKeyedItems(std::vector<Keyed> &items, int sortColumn)
+template <class Keyed> void sortKeyedItems(std::vector<Keyed> &items, int sortColumn)
 {
     const auto before = [sortColumn](const Keyed &a, const Keyed &b) {
         const VXComparisonResult result = VXSortItemsWithSortColumn(VXValue(a.item), VXValue(b.item), sortColumn);
@@ -40,8 +39,7 @@ void sortKeyedItems(std::vector<Keyed> &items, int sortColumn)
 }
 
 // Puts the item where the order wants it in an ordered list (the order of sortKeyedItems).
-template <class Keyed>
-void insertKeyedItem(std::vector<Keyed> &items, const Keyed &item, int sortColumn)
+template <class Keyed> void insertKeyedItem(std::vector<Keyed> &items, const Keyed &item, int sortColumn)
 {
     const auto place = std::lower_bound(items.begin(), items.end(), item, [sortColumn](const Keyed &a, const Keyed &b) {
         const VXComparisonResult result = VXSortItemsWithSortColumn(VXValue(a.item), VXValue(b.item), sortColumn);
@@ -52,8 +50,7 @@ void insertKeyedItem(std::vector<Keyed> &items, const Keyed &item, int sortColum
     items.insert(place, item);
 }
 
-template <class Keyed>
-VXArrayRef arrayOf(const std::vector<Keyed> &items)
+template <class Keyed> VXArrayRef arrayOf(const std::vector<Keyed> &items)
 {
     VXArrayRef array = VXMakeArray();
     array->reserve(items.size());
@@ -64,8 +61,7 @@ VXArrayRef arrayOf(const std::vector<Keyed> &items)
 
 // Keeps the first of each item (by identity), in order: the items seen at the previous tick
 // come in the order that tick sorted them, so that the sort finds them in order again.
-template <class Keyed>
-void removeDuplicates(std::vector<Keyed> &items)
+template <class Keyed> void removeDuplicates(std::vector<Keyed> &items)
 {
     if (items.size() <= 64) {
         // Lists this short (the windows of one application) are cheaper to scan than to hash.
@@ -85,7 +81,8 @@ void removeDuplicates(std::vector<Keyed> &items)
     }
     std::unordered_set<const void *> kept;
     kept.reserve(items.size());
-    items.erase(std::remove_if(items.begin(), items.end(), [&](const Keyed &item) { return !kept.insert(item.item.get()).second; }),
+    items.erase(std::remove_if(items.begin(), items.end(),
+                               [&](const Keyed &item) { return !kept.insert(item.item.get()).second; }),
                 items.end());
 }
 
@@ -134,7 +131,7 @@ void credit(VXDictionary &item, bool gap, double elapsed, bool front)
         addTimeInterval(item, elapsed, VXFrontTimeKey);
 }
 
-} // namespace
+}   // namespace
 
 // ---- Settings
 
@@ -169,14 +166,14 @@ void VXSamplerSettings::readTickSettings(const VXUserDefaults &defaults)
 // ---- The tick
 
 struct VXActivitySampler::WindowRecord {
-    VXDictionaryRef application;       // keeps the map's key alive, so that it is never reused
-    bool recorded = false;             // consolidated since the record was last forgotten
-    VXDictionaryRef windowsByName;     // the window table when it was last consolidated
-    std::size_t size = 0;              // its size then
-    std::vector<KeyedItem> seen;       // its windows seen then
-    std::vector<KeyedItem> touched;    // its windows seen so far in the tick in progress
-    std::size_t filed = 0;             // windows the tick in progress added to the table
-    std::uint64_t generation = 0;      // the tick that consolidated it last
+    VXDictionaryRef application;   // keeps the map's key alive, so that it is never reused
+    bool recorded = false;   // consolidated since the record was last forgotten
+    VXDictionaryRef windowsByName;   // the window table when it was last consolidated
+    std::size_t size = 0;   // its size then
+    std::vector<KeyedItem> seen;   // its windows seen then
+    std::vector<KeyedItem> touched;   // its windows seen so far in the tick in progress
+    std::size_t filed = 0;   // windows the tick in progress added to the table
+    std::uint64_t generation = 0;   // the tick that consolidated it last
     // While inactive windows are listed: all its windows, sorted by that tick.
     std::vector<KeyedItem> children;
     bool hasChildren = false;
@@ -184,8 +181,8 @@ struct VXActivitySampler::WindowRecord {
 };
 
 struct VXActivitySampler::Tick {
-    Tick(const VXDesktopSnapshot &desktopState, const VXSamplerSettings &tickSettings, VXDictionary &root)
-        : desktop(desktopState), settings(tickSettings), configuration(root)
+    Tick(const VXDesktopSnapshot &desktopState, const VXSamplerSettings &tickSettings, VXDictionary &root) :
+        desktop(desktopState), settings(tickSettings), configuration(root)
     {
     }
 
@@ -246,7 +243,8 @@ struct VXActivitySampler::Rules {
     }
 
     template <class Key, class Compute>
-    static std::optional<QString> remembered(QHash<Key, std::optional<QString>> &answers, const Key &key, Compute compute)
+    static std::optional<QString> remembered(QHash<Key, std::optional<QString>> &answers, const Key &key,
+                                             Compute compute)
     {
         const auto found = answers.constFind(key);
         if (found != answers.constEnd())
@@ -266,12 +264,14 @@ struct VXActivitySampler::Rules {
     // The window's title, trimmed, or nothing when blank or blacklisted by a plain pattern.
     std::optional<QString> windowTitle(const QString &title)
     {
-        return remembered(windowTitles, title, [&] { return validItemNameCheckedAgainstBlacklist(title, windowPatterns); });
+        return remembered(windowTitles, title,
+                          [&] { return validItemNameCheckedAgainstBlacklist(title, windowPatterns); });
     }
 
     // The key of a window of the named application: its title cut, or nothing when a line of the
     // window blacklist that names the application covers it.
-    std::optional<QString> windowKey(const QString &applicationName, const QString &title, const VXDictionary *cutoffTable)
+    std::optional<QString> windowKey(const QString &applicationName, const QString &title,
+                                     const VXDictionary *cutoffTable)
     {
         return remembered(windowKeys, std::pair(applicationName, title), [&]() -> std::optional<QString> {
             if (!qualifiedWindowPatterns.empty()) {
@@ -287,8 +287,8 @@ struct VXActivitySampler::Rules {
     }
 };
 
-VXActivitySampler::VXActivitySampler()
-    : m_applicationArray(VXMakeArray()), m_poolArray(VXMakeArray()), m_rules(std::make_unique<Rules>())
+VXActivitySampler::VXActivitySampler() :
+    m_applicationArray(VXMakeArray()), m_poolArray(VXMakeArray()), m_rules(std::make_unique<Rules>())
 {
 }
 
@@ -341,7 +341,8 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     tick.applications = root.value(VXApplicationsKey).dictionary();
     if (!tick.applications) {
         if (root.contains(VXApplicationsKey))
-            qCWarning(lcTracking).noquote() << QStringLiteral("<%1> is not a dictionary; starting it anew").arg(VXApplicationsKey);
+            qCWarning(lcTracking).noquote()
+                << QStringLiteral("<%1> is not a dictionary; starting it anew").arg(VXApplicationsKey);
         VXDictionaryRef created = VXMakeDictionary();
         tick.applications = created.get();
         root.insert(VXApplicationsKey, std::move(created));
@@ -395,7 +396,8 @@ void VXActivitySampler::creditApplications(Tick &tick)
         const std::optional<QString> name = m_rules->applicationName(process.localizedName);
         if (!name || process.bundlePath.isEmpty())
             continue;
-        const QString &applicationID = process.bundleIdentifier.isEmpty() ? process.bundlePath : process.bundleIdentifier;
+        const QString &applicationID
+            = process.bundleIdentifier.isEmpty() ? process.bundlePath : process.bundleIdentifier;
         const bool front = tick.desktop.frontmostApplicationPath == process.bundlePath;
 
         // No once-per-tick guard here: two processes of one application credit its item twice.
@@ -647,7 +649,8 @@ void VXActivitySampler::sortPoolArray(int sortColumn)
         previousPlace.emplace_back(m_previousPoolOrder[i].get(), i);
     std::sort(previousPlace.begin(), previousPlace.end());
     auto placeOf = [&](const VXDictionary *pool) -> std::ptrdiff_t {
-        const auto found = std::lower_bound(previousPlace.begin(), previousPlace.end(), std::pair(pool, std::size_t(0)));
+        const auto found
+            = std::lower_bound(previousPlace.begin(), previousPlace.end(), std::pair(pool, std::size_t(0)));
         return found != previousPlace.end() && found->first == pool ? std::ptrdiff_t(found->second) : -1;
     };
     bool samePools = previousPlace.size() == pools.size();
@@ -710,7 +713,7 @@ void VXActivitySampler::consolidatePools(Tick &tick)
     // Sorts the array unless the previous tick left it sorted and none of its items was
     // credited since.
     auto sortArray = [&](VXArray &array) {
-        auto [place, added] = m_sortedPoolArrays.try_emplace(&array, SortedArray{VXArrayRef(&array), 0});
+        auto [place, added] = m_sortedPoolArrays.try_emplace(&array, SortedArray {VXArrayRef(&array), 0});
         bool unchanged = useRecord && !added && place->second.generation + 1 == generation;
         for (std::size_t i = 0; unchanged && i < array.size(); ++i)
             unchanged = !touched.contains(array.at(i).dictionary());

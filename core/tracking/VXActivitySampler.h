@@ -46,7 +46,8 @@ class VXUserDefaults;
 // Settings the sampler reads (the registered ones are in VXRegisteredDefaults.h).
 inline const QString VXUpdateIntervalKey = QStringLiteral("Update Interval");
 inline const QString VXIncludeFloatingWindowsKey = QStringLiteral("Include Floating Windows");
-inline const QString VXQualifiedBlacklistEatsFrontmostWindowKey = QStringLiteral("Qualified Blacklist Eats Frontmost Window");
+inline const QString VXQualifiedBlacklistEatsFrontmostWindowKey
+    = QStringLiteral("Qualified Blacklist Eats Frontmost Window");
 inline const QString VXShowInactiveApplicationItemsKey = QStringLiteral("Show Inactive Application Items");
 
 // The shortest delay between two ticks: any "Update Interval" not above it is read as it.
@@ -146,7 +147,8 @@ private:
     void creditWindows(Tick &tick, VXDictionary &application, const QString &applicationID, const QString &name,
                        std::int64_t processIdentifier, bool front);
     void consolidateApplications(Tick &tick);
-    bool consolidateApplication(Tick &tick, const QString &key, VXDictionary &application, std::vector<KeyedItem> &listed);
+    bool consolidateApplication(Tick &tick, const QString &key, VXDictionary &application,
+                                std::vector<KeyedItem> &listed);
     void consolidatePools(Tick &tick);
     void sortPoolArray(int sortColumn);
 
@@ -171,9 +173,9 @@ private:
     bool m_hasRecord = false;
     bool m_previousTickHidInactive = false;
     std::size_t m_recordedApplicationCount = 0;
-    std::size_t m_filedApplications = 0;          // applications the tick in progress added
-    std::vector<KeyedItem> m_seenApplications;     // seen at the previous tick
-    std::vector<KeyedItem> m_touchedApplications;  // seen so far in the tick in progress
+    std::size_t m_filedApplications = 0;   // applications the tick in progress added
+    std::vector<KeyedItem> m_seenApplications;   // seen at the previous tick
+    std::vector<KeyedItem> m_touchedApplications;   // seen so far in the tick in progress
     std::unordered_map<const VXDictionary *, WindowRecord> m_windowRecords;
     std::uint64_t m_generation = 0;
     // The same for pools, their members and entries: those seen at the previous tick, and the
@@ -183,8 +185,8 @@ private:
     int m_poolRecordSortColumn = 0;
     std::vector<VXDictionaryRef> m_seenPoolItems;
     struct SortedArray {
-        VXArrayRef array;                  // keeps the map's key alive
-        std::uint64_t generation = 0;      // the tick that last left it sorted
+        VXArrayRef array;   // keeps the map's key alive
+        std::uint64_t generation = 0;   // the tick that last left it sorted
     };
     std::unordered_map<const VXArray *, SortedArray> m_sortedPoolArrays;
     // Scratch lists of the pool step, kept for their capacity.

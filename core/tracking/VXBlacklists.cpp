@@ -2,8 +2,8 @@
 
 #include "VXConfigurationKeys.h"
 #include "VXSorting.h"
-#include "VXTrackingLogging.h"
 #include "VXStringExtensions.h"
+#include "VXTrackingLogging.h"
 
 #include <algorithm>
 
@@ -20,7 +20,7 @@ QStringList stringsOf(const VXArray &array)
     return strings;
 }
 
-} // namespace
+}   // namespace
 
 VXArray &blacklistWithName(VXDictionary &configuration, const QString &name)
 {

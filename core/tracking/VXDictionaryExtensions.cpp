@@ -32,7 +32,7 @@ bool isBlank(QStringView text)
     return true;
 }
 
-} // namespace
+}   // namespace
 
 double timeIntervalForKey(const VXDictionary &item, const QString &key)
 {
@@ -177,8 +177,8 @@ bool consolidateStates(VXDictionary &item, bool gap, double timestamp, double pr
 
 void resetTimersRecursively(VXDictionary &item)
 {
-    for (const QString *key : {&VXActiveKey, &VXActiveLogKey, &VXTimeKey, &VXFrontActiveKey, &VXFrontActiveLogKey,
-                               &VXFrontTimeKey})
+    for (const QString *key :
+         {&VXActiveKey, &VXActiveLogKey, &VXTimeKey, &VXFrontActiveKey, &VXFrontActiveLogKey, &VXFrontTimeKey})
         item.remove(*key);
 
     if (VXDictionary *windows = item.value(VXWindowsByNameKey).dictionary()) {

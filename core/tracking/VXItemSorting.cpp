@@ -43,7 +43,7 @@ QString nameOf(const VXValue &item)
     return dictionary ? itemName(*dictionary) : QString();
 }
 
-} // namespace
+}   // namespace
 
 int VXCurrentSortColumn()
 {

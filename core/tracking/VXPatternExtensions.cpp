@@ -29,7 +29,7 @@ QString folded(const QString &text)
     return text.toLower().normalized(QString::NormalizationForm_C);
 }
 
-} // namespace
+}   // namespace
 
 // ---- VXPatternSubject
 
@@ -70,12 +70,9 @@ VXPattern::VXPattern(const QString &query, bool allowInversion)
 bool VXPattern::matches(const VXPatternSubject &subject) const
 {
     switch (m_kind) {
-    case Kind::Missing:
-        return m_invert;
-    case Kind::Exact:
-        return (QString::compare(subject.text(), m_exact, Qt::CaseInsensitive) == 0) != m_invert;
-    case Kind::Wildcard:
-        break;
+    case Kind::Missing: return m_invert;
+    case Kind::Exact: return (QString::compare(subject.text(), m_exact, Qt::CaseInsensitive) == 0) != m_invert;
+    case Kind::Wildcard: break;
     }
 
     QStringView rest(subject.folded());
@@ -140,7 +137,8 @@ std::optional<QString> validItemNameCheckedAgainstBlacklist(const QString &self,
     return name;
 }
 
-std::optional<QString> validItemNameCheckedAgainstBlacklist(const QString &self, const std::vector<VXPattern> &blacklist)
+std::optional<QString> validItemNameCheckedAgainstBlacklist(const QString &self,
+                                                            const std::vector<VXPattern> &blacklist)
 {
     const QString name = trimmedString(self);
     if (name.isEmpty())

@@ -33,7 +33,7 @@ bool matchesQuery(const QString &self, const QString &query);
 class VXPatternSubject
 {
 public:
-    explicit VXPatternSubject(const QString &text) : m_text(text) {}
+    explicit VXPatternSubject(const QString &text) : m_text(text) { }
     const QString &text() const { return m_text; }
     // Lower-cased and precomposed.
     const QString &folded() const;
@@ -59,8 +59,8 @@ private:
     enum class Kind : unsigned char { Missing, Exact, Wildcard };
     Kind m_kind = Kind::Missing;
     bool m_invert = false;
-    QString m_exact;                  // Exact: compared ignoring case
-    std::vector<QString> m_parts;     // Wildcard: folded and trimmed, at least two
+    QString m_exact;   // Exact: compared ignoring case
+    std::vector<QString> m_parts;   // Wildcard: folded and trimmed, at least two
 };
 
 // ---- Names checked against blacklists
@@ -68,12 +68,13 @@ private:
 // The trimmed name, or nothing when it is empty or matches any pattern of the list (inversion
 // allowed).
 std::optional<QString> validItemNameCheckedAgainstBlacklist(const QString &self, const QStringList &blacklist);
-std::optional<QString> validItemNameCheckedAgainstBlacklist(const QString &self, const std::vector<VXPattern> &blacklist);
+std::optional<QString> validItemNameCheckedAgainstBlacklist(const QString &self,
+                                                            const std::vector<VXPattern> &blacklist);
 
 // One line of the window blacklist that names an application.
 struct VXQualifiedBlacklistEntry {
     QString qualifier;   // the application pattern
-    QString value;       // the window pattern; "*" for every window
+    QString value;   // the window pattern; "*" for every window
 };
 
 // The same entry prepared for testing.

@@ -14,8 +14,8 @@ const char *const kTranslationContext = "VXPools";
 const char *const kTrackOnlyFormat = QT_TRANSLATE_NOOP("VXPools", "Track %1 Only");
 const char *const kTrackAllApplicationsText = QT_TRANSLATE_NOOP("VXPools", "Track All Applications");
 const char *const kTrackAcrossAllApplicationsText = QT_TRANSLATE_NOOP("VXPools", "Track Across All Applications");
-const char *const kTrackWindowTitlesAcrossAllApplicationsText =
-    QT_TRANSLATE_NOOP("VXPools", "Track Window Titles Across All Applications");
+const char *const kTrackWindowTitlesAcrossAllApplicationsText
+    = QT_TRANSLATE_NOOP("VXPools", "Track Window Titles Across All Applications");
 
 // One entry, member or pool gains the interval once per tick: the first credit sets the working
 // mark, later ones in the same tick find it set. Answers whether this was the first.
@@ -41,7 +41,7 @@ const VXArray *nonEmptyChildren(const VXDictionary &item)
     return children && !children->isEmpty() ? children : nullptr;
 }
 
-} // namespace
+}   // namespace
 
 void checkPools(const VXArray *pools, VXDictionary &item, bool gap, double interval, bool isFrontmost)
 {
@@ -109,7 +109,7 @@ namespace {
 // Remembered outcomes are dropped when they grow past this (titles with running counters).
 constexpr qsizetype kMaximumRememberedNames = 8192;
 
-} // namespace
+}   // namespace
 
 struct VXPoolMatcher::Matches {
     struct Hash {
@@ -121,7 +121,7 @@ struct VXPoolMatcher::Matches {
     std::unordered_map<MatchKey, std::vector<VXDictionary *>, Hash> byName;
 };
 
-VXPoolMatcher::VXPoolMatcher() : m_matches(std::make_unique<Matches>()) {}
+VXPoolMatcher::VXPoolMatcher() : m_matches(std::make_unique<Matches>()) { }
 
 VXPoolMatcher::~VXPoolMatcher() = default;
 
@@ -176,7 +176,8 @@ void VXPoolMatcher::build(const VXArray *pools)
             for (const VXValue &entryValue : *entries) {
                 if (VXDictionary *entry = entryValue.dictionary()) {
                     const VXValue &entryName = entry->value(VXNameKey);
-                    preparedMember.entries.push_back({VXDictionaryRef(entry), entryName, VXPattern(entryName.toString(), false)});
+                    preparedMember.entries.push_back(
+                        {VXDictionaryRef(entry), entryName, VXPattern(entryName.toString(), false)});
                 }
             }
         }
@@ -214,7 +215,7 @@ bool sameValue(const VXValue *found, const VXValue &prepared)
     return found ? *found == prepared : prepared.isNull();
 }
 
-} // namespace
+}   // namespace
 
 // The same objects holding the same values: comparing values that were not replaced costs a
 // pointer comparison each.
@@ -326,7 +327,7 @@ void VXPoolMatcher::checkPools(VXDictionary &item, bool gap, double interval, bo
     if (m_prepared.empty() || !nameValue.isString())
         return;
     const bool isWindow = item.value(VXPathKey).stringRef() == VXWindowPathMarker;
-    MatchKey key{isWindow, isWindow ? item.value(VXApplicationIDKey).stringRef() : QString(), nameValue.stringRef()};
+    MatchKey key {isWindow, isWindow ? item.value(VXApplicationIDKey).stringRef() : QString(), nameValue.stringRef()};
     auto &byName = m_matches->byName;
     auto found = byName.find(key);
     if (found == byName.end()) {
@@ -372,7 +373,8 @@ VXDictionary *VXPoolMemberForItem(const VXArray *pools, const VXDictionary *item
 QString VXMatchAnyApplicationMenuTitle(const VXDictionary &member, bool openedOnWindowEntry)
 {
     if (boolForKey(member, VXMatchAnyApplicationKey))
-        return QCoreApplication::translate(kTranslationContext, kTrackOnlyFormat).arg(member.value(VXNameKey).stringRef());
+        return QCoreApplication::translate(kTranslationContext, kTrackOnlyFormat)
+            .arg(member.value(VXNameKey).stringRef());
     const VXArray *entries = member.value(VXChildrenKey).array();
     const std::size_t count = entries ? entries->size() : 0;
     const char *text = kTrackWindowTitlesAcrossAllApplicationsText;

@@ -84,7 +84,8 @@ private:
 
     bool isCurrent(const VXArray *pools) const;
     // The entries, members and pools a name credits, in the order of the plain function.
-    std::vector<VXDictionary *> matchesFor(bool isWindow, const QString &applicationID, const VXPatternSubject &name) const;
+    std::vector<VXDictionary *> matchesFor(bool isWindow, const QString &applicationID,
+                                           const VXPatternSubject &name) const;
 
     VXArrayRef m_pools;
     std::size_t m_poolCount = 0;

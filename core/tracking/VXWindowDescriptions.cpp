@@ -34,7 +34,7 @@ void processWindow(const VXWindowListEntry &window, int levelLimit,
     into.push_back({window.ownerPID, *title, window.number});
 }
 
-} // namespace
+}   // namespace
 
 std::span<const VXWindowDescription> VXWindowDescriptions::windowsOfProcess(std::int64_t processIdentifier) const
 {

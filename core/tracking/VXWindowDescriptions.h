@@ -19,7 +19,7 @@
 
 struct VXWindowDescription {
     std::int64_t processIdentifier = -1;
-    QString name;                 // the title, trimmed
+    QString name;   // the title, trimmed
     std::uint64_t windowNumber = 0;
 };
 
@@ -32,8 +32,9 @@ public:
     void clear() { m_descriptions.clear(); }
 
 private:
-    friend void VXWindowDescriptionsByPID(const VXDesktopSnapshot &, const std::function<std::optional<QString>(const QString &)> &,
-                                          bool, bool, VXWindowDescriptions &);
+    friend void VXWindowDescriptionsByPID(const VXDesktopSnapshot &,
+                                          const std::function<std::optional<QString>(const QString &)> &, bool, bool,
+                                          VXWindowDescriptions &);
     // Sorted by process identifier, stably, so that each group keeps the list's order.
     std::vector<VXWindowDescription> m_descriptions;
 };

@@ -84,7 +84,8 @@ bool VXFakeDesktop::setWindowTitle(std::uint64_t number, const QString &title)
 bool VXFakeDesktop::raiseWindow(std::uint64_t number)
 {
     auto &windows = m_state.windows;
-    const auto found = std::find_if(windows.begin(), windows.end(), [&](const VXWindowListEntry &w) { return w.number == number; });
+    const auto found
+        = std::find_if(windows.begin(), windows.end(), [&](const VXWindowListEntry &w) { return w.number == number; });
     if (found == windows.end())
         return false;
     std::rotate(windows.begin(), found, found + 1);

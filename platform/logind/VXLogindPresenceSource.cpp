@@ -29,15 +29,15 @@ QVariant unwrapped(QVariant value)
     return value;
 }
 
-} // namespace
+}   // namespace
 
-VXLogindPresenceSource::VXLogindPresenceSource(QObject *parent)
-    : VXLogindPresenceSource(QDBusConnection::systemBus(), qEnvironmentVariable("XDG_SESSION_ID"), parent)
+VXLogindPresenceSource::VXLogindPresenceSource(QObject *parent) :
+    VXLogindPresenceSource(QDBusConnection::systemBus(), qEnvironmentVariable("XDG_SESSION_ID"), parent)
 {
 }
 
-VXLogindPresenceSource::VXLogindPresenceSource(const QDBusConnection &bus, const QString &sessionId, QObject *parent)
-    : QObject(parent), m_bus(bus), m_sessionId(sessionId)
+VXLogindPresenceSource::VXLogindPresenceSource(const QDBusConnection &bus, const QString &sessionId, QObject *parent) :
+    QObject(parent), m_bus(bus), m_sessionId(sessionId)
 {
 }
 
@@ -58,10 +58,12 @@ QString VXLogindPresenceSource::findSessionPath()
         const QDBusReply<QDBusObjectPath> reply = manager.call(QStringLiteral("GetSession"), m_sessionId);
         if (reply.isValid())
             return reply.value().path();
-        qCWarning(lcLogind, "logind does not know session %s: %s", qPrintable(m_sessionId), qPrintable(reply.error().message()));
+        qCWarning(lcLogind, "logind does not know session %s: %s", qPrintable(m_sessionId),
+                  qPrintable(reply.error().message()));
         return QString();
     }
-    const QDBusReply<QDBusObjectPath> reply = manager.call(QStringLiteral("GetSessionByPID"), static_cast<quint32>(::getpid()));
+    const QDBusReply<QDBusObjectPath> reply
+        = manager.call(QStringLiteral("GetSessionByPID"), static_cast<quint32>(::getpid()));
     if (reply.isValid())
         return reply.value().path();
     qCWarning(lcLogind, "logind gives no session for this process: %s", qPrintable(reply.error().message()));
@@ -76,15 +78,16 @@ bool VXLogindPresenceSource::start(VXPresenceObserver &observer)
         return false;
     }
     m_sessionPath = findSessionPath();
-    const bool sleepWatched = m_bus.connect(kService, kManagerPath, kManagerInterface, QStringLiteral("PrepareForSleep"),
-                                            this, SLOT(prepareForSleep(bool)));
+    const bool sleepWatched = m_bus.connect(kService, kManagerPath, kManagerInterface,
+                                            QStringLiteral("PrepareForSleep"), this, SLOT(prepareForSleep(bool)));
     m_bus.connect(kService, kManagerPath, kManagerInterface, QStringLiteral("PrepareForShutdown"), this,
                   SLOT(prepareForShutdown(bool)));
     if (!m_sessionPath.isEmpty()) {
         m_bus.connect(kService, m_sessionPath, kPropertiesInterface, QStringLiteral("PropertiesChanged"), this,
                       SLOT(sessionPropertiesChanged(QString, QVariantMap, QStringList)));
         m_bus.connect(kService, m_sessionPath, kSessionInterface, QStringLiteral("Lock"), this, SLOT(sessionLocked()));
-        m_bus.connect(kService, m_sessionPath, kSessionInterface, QStringLiteral("Unlock"), this, SLOT(sessionUnlocked()));
+        m_bus.connect(kService, m_sessionPath, kSessionInterface, QStringLiteral("Unlock"), this,
+                      SLOT(sessionUnlocked()));
     }
     if (!sleepWatched) {
         qCWarning(lcLogind, "cannot watch logind's sleep signal: %s", qPrintable(m_bus.lastError().message()));
@@ -100,14 +103,17 @@ void VXLogindPresenceSource::stop()
 {
     if (!m_observer)
         return;
-    m_bus.disconnect(kService, kManagerPath, kManagerInterface, QStringLiteral("PrepareForSleep"), this, SLOT(prepareForSleep(bool)));
+    m_bus.disconnect(kService, kManagerPath, kManagerInterface, QStringLiteral("PrepareForSleep"), this,
+                     SLOT(prepareForSleep(bool)));
     m_bus.disconnect(kService, kManagerPath, kManagerInterface, QStringLiteral("PrepareForShutdown"), this,
                      SLOT(prepareForShutdown(bool)));
     if (!m_sessionPath.isEmpty()) {
         m_bus.disconnect(kService, m_sessionPath, kPropertiesInterface, QStringLiteral("PropertiesChanged"), this,
                          SLOT(sessionPropertiesChanged(QString, QVariantMap, QStringList)));
-        m_bus.disconnect(kService, m_sessionPath, kSessionInterface, QStringLiteral("Lock"), this, SLOT(sessionLocked()));
-        m_bus.disconnect(kService, m_sessionPath, kSessionInterface, QStringLiteral("Unlock"), this, SLOT(sessionUnlocked()));
+        m_bus.disconnect(kService, m_sessionPath, kSessionInterface, QStringLiteral("Lock"), this,
+                         SLOT(sessionLocked()));
+        m_bus.disconnect(kService, m_sessionPath, kSessionInterface, QStringLiteral("Unlock"), this,
+                         SLOT(sessionUnlocked()));
     }
     m_observer = nullptr;
 }
@@ -118,11 +124,13 @@ void VXLogindPresenceSource::readSessionState(bool announce)
 {
     if (m_sessionPath.isEmpty())
         return;
-    QDBusMessage call = QDBusMessage::createMethodCall(kService, m_sessionPath, kPropertiesInterface, QStringLiteral("GetAll"));
+    QDBusMessage call
+        = QDBusMessage::createMethodCall(kService, m_sessionPath, kPropertiesInterface, QStringLiteral("GetAll"));
     call << kSessionInterface;
     const QDBusReply<QVariantMap> reply = m_bus.call(call, QDBus::Block, 2000);
     if (!reply.isValid()) {
-        qCWarning(lcLogind, "cannot read the state of session %s: %s", qPrintable(m_sessionPath), qPrintable(reply.error().message()));
+        qCWarning(lcLogind, "cannot read the state of session %s: %s", qPrintable(m_sessionPath),
+                  qPrintable(reply.error().message()));
         return;
     }
     const QVariantMap properties = reply.value();

@@ -5,9 +5,8 @@
 
 #include <algorithm>
 
-VXApplicationResolver::VXApplicationResolver(VXDesktopEntryIndex &index, QStringList localeForms)
-    : m_index(index)
-    , m_localeForms(std::move(localeForms))
+VXApplicationResolver::VXApplicationResolver(VXDesktopEntryIndex &index, QStringList localeForms) :
+    m_index(index), m_localeForms(std::move(localeForms))
 {
 }
 
@@ -43,8 +42,8 @@ QString VXApplicationResolver::processExecutable(std::int64_t pid)
     return target;
 }
 
-VXApplicationResolver::Resolved VXApplicationResolver::resolveHints(
-    const VXApplicationHints &hints, const QString &executable)
+VXApplicationResolver::Resolved VXApplicationResolver::resolveHints(const VXApplicationHints &hints,
+                                                                    const QString &executable)
 {
     const VXDesktopEntry *entry = nullptr;
     if (!hints.desktopFileID.isEmpty())
@@ -69,8 +68,8 @@ VXApplicationResolver::Resolved VXApplicationResolver::resolveHints(
     return resolved;
 }
 
-void VXApplicationResolver::resolve(
-    std::int64_t pid, const VXApplicationHints &hints, bool checkProcess, VXRunningApplication &application)
+void VXApplicationResolver::resolve(std::int64_t pid, const VXApplicationHints &hints, bool checkProcess,
+                                    VXRunningApplication &application)
 {
     application.processIdentifier = pid < 0 ? -1 : pid;
     Resolved resolved;

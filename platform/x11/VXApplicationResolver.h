@@ -38,7 +38,7 @@ public:
     // (negative when unknown) with these hints. With `checkProcess`, the process's start time is
     // read again to tell whether the identifier now belongs to another process.
     void resolve(std::int64_t pid, const VXApplicationHints &hints, bool checkProcess,
-        VXRunningApplication &application);
+                 VXRunningApplication &application);
     // Drops the cached processes that are not in `alive` (sorted ascending).
     void retainProcesses(const std::vector<std::int64_t> &alive);
 

@@ -36,30 +36,18 @@ QString unescapedValue(QByteArrayView value)
             continue;
         }
         switch (value[++i]) {
-        case 's':
-            plain.append(' ');
-            break;
-        case 'n':
-            plain.append('\n');
-            break;
-        case 't':
-            plain.append('\t');
-            break;
-        case 'r':
-            plain.append('\r');
-            break;
-        case '\\':
-            plain.append('\\');
-            break;
-        default:
-            plain.append('\\');
-            plain.append(value[i]);
+        case 's': plain.append(' '); break;
+        case 'n': plain.append('\n'); break;
+        case 't': plain.append('\t'); break;
+        case 'r': plain.append('\r'); break;
+        case '\\': plain.append('\\'); break;
+        default: plain.append('\\'); plain.append(value[i]);
         }
     }
     return QString::fromUtf8(plain);
 }
 
-} // namespace
+}   // namespace
 
 QString VXDesktopEntry::localizedName(const QStringList &localeForms) const
 {
@@ -93,7 +81,7 @@ bool VXDesktopEntry::parse(QByteArrayView data, VXDesktopEntry &entry)
             continue;
         if (line.front() == '[') {
             if (inGroup)
-                break; // the group we read has ended; nothing after it matters
+                break;   // the group we read has ended; nothing after it matters
             if (line.back() == ']' && line.sliced(1, line.size() - 2) == QByteArrayView("Desktop Entry")) {
                 inGroup = true;
                 sawGroup = true;
@@ -120,8 +108,7 @@ bool VXDesktopEntry::parse(QByteArrayView data, VXDesktopEntry &entry)
             }
         } else if (key.startsWith("Name[") && key.endsWith(']') && key.size() > 6) {
             const QString locale = QString::fromUtf8(key.sliced(5, key.size() - 6));
-            if (entry.localizedNames.size() < kMaximumLocalizedNames
-                && !entry.localizedNames.contains(locale))
+            if (entry.localizedNames.size() < kMaximumLocalizedNames && !entry.localizedNames.contains(locale))
                 entry.localizedNames.insert(locale, unescapedValue(value));
         }
     }

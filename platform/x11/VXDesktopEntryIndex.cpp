@@ -27,7 +27,7 @@ qint64 modificationTime(const QString &path)
     return qint64(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec;
 }
 
-} // namespace
+}   // namespace
 
 QStringList VXDesktopEntryIndex::applicationFolders()
 {
@@ -52,9 +52,8 @@ QStringList VXDesktopEntryIndex::applicationFolders()
     return folders;
 }
 
-VXDesktopEntryIndex::VXDesktopEntryIndex(QStringList folders, int checkIntervalMs)
-    : m_folders(std::move(folders))
-    , m_checkIntervalMs(checkIntervalMs)
+VXDesktopEntryIndex::VXDesktopEntryIndex(QStringList folders, int checkIntervalMs) :
+    m_folders(std::move(folders)), m_checkIntervalMs(checkIntervalMs)
 {
 }
 
@@ -96,7 +95,7 @@ void VXDesktopEntryIndex::build()
     m_byStartupWMClass.clear();
     for (const QString &folder : std::as_const(m_folders)) {
         // The stamp is taken before the scan, so that a change during the scan is seen next time.
-        m_stamps.push_back({ folder, modificationTime(folder) });
+        m_stamps.push_back({folder, modificationTime(folder)});
         if (m_stamps.back().modified >= 0)
             scanFolder(folder, folder, 0);
     }
@@ -117,7 +116,7 @@ void VXDesktopEntryIndex::build()
 void VXDesktopEntryIndex::scanFolder(const QString &root, const QString &folder, int depth)
 {
     if (depth > 0)
-        m_stamps.push_back({ folder, modificationTime(folder) });
+        m_stamps.push_back({folder, modificationTime(folder)});
     const QDir dir(folder);
     const QFileInfoList items
         = dir.entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Readable, QDir::Name);
@@ -133,7 +132,7 @@ void VXDesktopEntryIndex::scanFolder(const QString &root, const QString &folder,
         }
         const QString id = VXDesktopEntry::idForRelativePath(item.filePath().mid(root.size() + 1));
         if (id.isEmpty() || m_byID.contains(id))
-            continue; // an entry of the same ID in an earlier folder hides this one
+            continue;   // an entry of the same ID in an earlier folder hides this one
         VXDesktopEntry entry;
         if (!VXDesktopEntry::read(item.filePath(), entry)) {
             qCDebug(lcX11) << "cannot read desktop entry" << item.filePath();

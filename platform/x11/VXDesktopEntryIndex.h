@@ -48,7 +48,7 @@ public:
 private:
     struct FolderStamp {
         QString path;
-        qint64 modified = -1; // -1: the folder did not exist
+        qint64 modified = -1;   // -1: the folder did not exist
     };
 
     void build();
@@ -63,8 +63,8 @@ private:
     QElapsedTimer m_lastCheck;
     std::vector<FolderStamp> m_stamps;
     std::vector<VXDesktopEntry> m_entries;
-    QHash<QString, int> m_byID; // exact ID
-    QHash<QString, int> m_byLowerID; // lower-case ID
-    QHash<QString, int> m_byShortName; // lower-case ID without its reverse-DNS prefix
-    QHash<QString, int> m_byStartupWMClass; // lower-case StartupWMClass
+    QHash<QString, int> m_byID;   // exact ID
+    QHash<QString, int> m_byLowerID;   // lower-case ID
+    QHash<QString, int> m_byShortName;   // lower-case ID without its reverse-DNS prefix
+    QHash<QString, int> m_byStartupWMClass;   // lower-case StartupWMClass
 };

@@ -108,12 +108,11 @@ enum Slot : int {
 };
 constexpr std::uint16_t kAllSlots = (1u << SlotCount) - 1;
 // Slots whose change can alter the applications (not only the window list).
-constexpr std::uint16_t kApplicationSlots = (1u << SlotNetWmPid) | (1u << SlotClientMachine)
-    | (1u << SlotWindowType) | (1u << SlotState) | (1u << SlotWmClass) | (1u << SlotGtkApplicationId)
-    | (1u << SlotKdeDesktopFile);
+constexpr std::uint16_t kApplicationSlots = (1u << SlotNetWmPid) | (1u << SlotClientMachine) | (1u << SlotWindowType)
+    | (1u << SlotState) | (1u << SlotWmClass) | (1u << SlotGtkApplicationId) | (1u << SlotKdeDesktopFile);
 
 // Longest value read per slot, in 32-bit units: a longer title is cut, a longer list ignored past it.
-constexpr std::array<std::uint32_t, SlotCount> kSlotLength = { 1024, 1024, 1, 64, 32, 64, 1, 256, 256, 256 };
+constexpr std::array<std::uint32_t, SlotCount> kSlotLength = {1024, 1024, 1, 64, 32, 64, 1, 256, 256, 256};
 
 enum RootSlot : int { RootWmCheck, RootStacking, RootActive, RootCurrentDesktop, RootSlotCount };
 constexpr std::uint8_t kAllRootSlots = (1u << RootSlotCount) - 1;
@@ -194,9 +193,9 @@ QByteArrayView textBytes(const xcb_get_property_reply_t *reply)
 std::pair<const std::uint32_t *, int> values32(const xcb_get_property_reply_t *reply)
 {
     if (!reply || reply->format != 32 || reply->type == XCB_ATOM_NONE)
-        return { nullptr, 0 };
+        return {nullptr, 0};
     const int length = xcb_get_property_value_length(reply) / 4;
-    return { static_cast<const std::uint32_t *>(xcb_get_property_value(reply)), std::max(length, 0) };
+    return {static_cast<const std::uint32_t *>(xcb_get_property_value(reply)), std::max(length, 0)};
 }
 
 std::optional<std::uint32_t> cardinal(const xcb_get_property_reply_t *reply)
@@ -215,7 +214,7 @@ QByteArray localHostName()
     return QByteArray(name).toLower();
 }
 
-} // namespace
+}   // namespace
 
 // -------------------------------------------------------------------------------------------------
 
@@ -238,9 +237,9 @@ struct VXX11Desktop::Private {
     // The mirror.
     std::uint8_t rootDirty = kAllRootSlots;
     bool treeDirty = false;
-    bool windowsDirty = false; // some record has dirty slots
-    bool haveNewWindows = false; // some record was never read
-    std::vector<xcb_window_t> stacking; // bottom to top
+    bool windowsDirty = false;   // some record has dirty slots
+    bool haveNewWindows = false;   // some record was never read
+    std::vector<xcb_window_t> stacking;   // bottom to top
     std::unordered_map<xcb_window_t, WindowRecord> windows;
     xcb_window_t activeWindow = XCB_NONE;
     std::optional<std::uint32_t> currentDesktop;
@@ -250,7 +249,7 @@ struct VXX11Desktop::Private {
     bool applicationsChanged = true;
     bool frontChanged = true;
     VXDesktopSnapshot cache;
-    std::map<OwnerKey, int> applicationOfOwner; // index into cache.runningApplications
+    std::map<OwnerKey, int> applicationOfOwner;   // index into cache.runningApplications
     std::unordered_set<std::int64_t> processesToCheck;
 
     VXDesktopEntryIndex index;
@@ -259,10 +258,8 @@ struct VXX11Desktop::Private {
     std::uint64_t requests = 0;
     std::uint64_t roundTrips = 0;
 
-    Private(VXXcbConnection c, const QStringList &folders, const QStringList &localeForms)
-        : connection(std::move(c))
-        , index(folders)
-        , resolver(index, localeForms)
+    Private(VXXcbConnection c, const QStringList &folders, const QStringList &localeForms) :
+        connection(std::move(c)), index(folders), resolver(index, localeForms)
     {
     }
 
@@ -291,8 +288,7 @@ struct VXX11Desktop::Private {
     void selectInput(xcb_window_t window, std::uint32_t mask)
     {
         ++requests;
-        xcb_discard_reply(
-            c(), xcb_change_window_attributes_checked(c(), window, XCB_CW_EVENT_MASK, &mask).sequence);
+        xcb_discard_reply(c(), xcb_change_window_attributes_checked(c(), window, XCB_CW_EVENT_MASK, &mask).sequence);
     }
 
     void applySlot(xcb_window_t id, WindowRecord &record, int slot, const xcb_get_property_reply_t *reply);
@@ -302,13 +298,10 @@ struct VXX11Desktop::Private {
     OwnerKey ownerOf(xcb_window_t id, const WindowRecord &record) const
     {
         if (record.ownerPid >= 0)
-            return { record.ownerPid, 0 };
-        return { -1, id & ~resourceIdMask };
+            return {record.ownerPid, 0};
+        return {-1, id & ~resourceIdMask};
     }
-    bool isListed(const WindowRecord &record) const
-    {
-        return record.kind != Kind::DesktopElement && record.viewable;
-    }
+    bool isListed(const WindowRecord &record) const { return record.kind != Kind::DesktopElement && record.viewable; }
 
     void rebuild();
     void rebuildApplications();
@@ -335,16 +328,15 @@ bool VXX11Desktop::Private::initialize(int screenNumber, QString *whyNot)
     std::array<xcb_intern_atom_cookie_t, AtomCount> cookies {};
     for (int i = 0; i < AtomCount; ++i) {
         ++requests;
-        cookies[std::size_t(i)] = xcb_intern_atom(
-            c(), 0, std::uint16_t(std::strlen(kAtomNames[std::size_t(i)])), kAtomNames[std::size_t(i)]);
+        cookies[std::size_t(i)] = xcb_intern_atom(c(), 0, std::uint16_t(std::strlen(kAtomNames[std::size_t(i)])),
+                                                  kAtomNames[std::size_t(i)]);
     }
     // Property changes on the root tell of the window manager, the stacking list, the active
     // window and the current desktop.
     selectInput(root, XCB_EVENT_MASK_PROPERTY_CHANGE);
     ++roundTrips;
     for (int i = 0; i < AtomCount; ++i) {
-        VXXcbReply<xcb_intern_atom_reply_t> reply(
-            xcb_intern_atom_reply(c(), cookies[std::size_t(i)], nullptr));
+        VXXcbReply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(c(), cookies[std::size_t(i)], nullptr));
         atoms[std::size_t(i)] = reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
     }
     if (!checkConnection()) {
@@ -352,9 +344,11 @@ bool VXX11Desktop::Private::initialize(int screenNumber, QString *whyNot)
             *whyNot = QStringLiteral("the X server closed the connection");
         return false;
     }
-    slotAtoms = { atoms[NET_WM_NAME], XCB_ATOM_WM_NAME, atoms[NET_WM_PID], XCB_ATOM_WM_CLIENT_MACHINE,
-        atoms[NET_WM_WINDOW_TYPE], atoms[NET_WM_STATE], atoms[NET_WM_DESKTOP], XCB_ATOM_WM_CLASS,
-        atoms[GTK_APPLICATION_ID], atoms[KDE_NET_WM_DESKTOP_FILE] };
+    slotAtoms = {atoms[NET_WM_NAME],        XCB_ATOM_WM_NAME,
+                 atoms[NET_WM_PID],         XCB_ATOM_WM_CLIENT_MACHINE,
+                 atoms[NET_WM_WINDOW_TYPE], atoms[NET_WM_STATE],
+                 atoms[NET_WM_DESKTOP],     XCB_ATOM_WM_CLASS,
+                 atoms[GTK_APPLICATION_ID], atoms[KDE_NET_WM_DESKTOP_FILE]};
 
     const xcb_query_extension_reply_t *resource = xcb_get_extension_data(c(), &xcb_res_id);
     if (resource && resource->present) {
@@ -363,12 +357,11 @@ bool VXX11Desktop::Private::initialize(int screenNumber, QString *whyNot)
         VXXcbReply<xcb_res_query_version_reply_t> version(
             xcb_res_query_version_reply(c(), xcb_res_query_version(c(), 1, 2), nullptr));
         // Client ids (and with them process identifiers) came with version 1.2.
-        hasResourceExtension = version
-            && (version->server_major > 1 || (version->server_major == 1 && version->server_minor >= 2));
+        hasResourceExtension
+            = version && (version->server_major > 1 || (version->server_major == 1 && version->server_minor >= 2));
     }
     if (!hasResourceExtension)
-        qCInfo(lcX11)
-            << "the X server has no X-Resource extension 1.2: windows without _NET_WM_PID have no process";
+        qCInfo(lcX11) << "the X server has no X-Resource extension 1.2: windows without _NET_WM_PID have no process";
     update();
     return !lost;
 }
@@ -407,9 +400,7 @@ void VXX11Desktop::Private::drainEvents()
 void VXX11Desktop::Private::handleEvent(const xcb_generic_event_t *event)
 {
     switch (event->response_type & 0x7f) {
-    case 0:
-        qCDebug(lcX11) << "X error" << reinterpret_cast<const xcb_generic_error_t *>(event)->error_code;
-        break;
+    case 0: qCDebug(lcX11) << "X error" << reinterpret_cast<const xcb_generic_error_t *>(event)->error_code; break;
     case XCB_PROPERTY_NOTIFY: {
         const auto *notify = reinterpret_cast<const xcb_property_notify_event_t *>(event);
         if (notify->window == root) {
@@ -474,8 +465,7 @@ void VXX11Desktop::Private::handleEvent(const xcb_generic_event_t *event)
         if (!ewmh)
             treeDirty = true;
         break;
-    default:
-        break;
+    default: break;
     }
 }
 
@@ -555,8 +545,8 @@ bool VXX11Desktop::Private::confirmWindowManager(xcb_window_t candidate)
     // The check window must name itself; a stale root property (the manager died) does not.
     ++roundTrips;
     VXXcbError error;
-    VXXcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-        c(), requestProperty(candidate, atoms[NET_SUPPORTING_WM_CHECK], 1), error.out()));
+    VXXcbReply<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(c(), requestProperty(candidate, atoms[NET_SUPPORTING_WM_CHECK], 1), error.out()));
     const std::optional<std::uint32_t> self = cardinal(reply.get());
     return !error.get() && self && *self == candidate;
 }
@@ -573,15 +563,14 @@ void VXX11Desktop::Private::fetch()
     std::array<std::optional<xcb_get_property_cookie_t>, RootSlotCount> rootCookies {};
     std::optional<xcb_query_tree_cookie_t> treeCookie;
 
-    const std::uint8_t rootWanted
-        = ewmh || !modeKnown ? rootDirty : std::uint8_t(rootDirty & (1u << RootWmCheck));
+    const std::uint8_t rootWanted = ewmh || !modeKnown ? rootDirty : std::uint8_t(rootDirty & (1u << RootWmCheck));
     rootDirty = 0;
     constexpr std::array<AtomIndex, RootSlotCount> rootAtoms
-        = { NET_SUPPORTING_WM_CHECK, NET_CLIENT_LIST_STACKING, NET_ACTIVE_WINDOW, NET_CURRENT_DESKTOP };
+        = {NET_SUPPORTING_WM_CHECK, NET_CLIENT_LIST_STACKING, NET_ACTIVE_WINDOW, NET_CURRENT_DESKTOP};
     for (int slot = 0; slot < RootSlotCount; ++slot) {
         if (rootWanted & (1u << slot))
-            rootCookies[std::size_t(slot)] = requestProperty(
-                root, atoms[rootAtoms[std::size_t(slot)]], slot == RootStacking ? kStackingLength : 1);
+            rootCookies[std::size_t(slot)] = requestProperty(root, atoms[rootAtoms[std::size_t(slot)]],
+                                                             slot == RootStacking ? kStackingLength : 1);
     }
     if (!ewmh && modeKnown && treeDirty) {
         treeDirty = false;
@@ -595,15 +584,14 @@ void VXX11Desktop::Private::fetch()
                 continue;
             for (int slot = 0; slot < SlotCount; ++slot) {
                 if (record.dirty & (1u << slot))
-                    pendingSlots.push_back({ id, slot,
-                        requestProperty(id, slotAtoms[std::size_t(slot)], kSlotLength[std::size_t(slot)]) });
+                    pendingSlots.push_back(
+                        {id, slot, requestProperty(id, slotAtoms[std::size_t(slot)], kSlotLength[std::size_t(slot)])});
             }
             record.dirty = 0;
         }
     }
     const bool waited = !pendingSlots.empty() || treeCookie
-        || std::any_of(
-            rootCookies.begin(), rootCookies.end(), [](const auto &cookie) { return cookie.has_value(); });
+        || std::any_of(rootCookies.begin(), rootCookies.end(), [](const auto &cookie) { return cookie.has_value(); });
     if (waited)
         ++roundTrips;
 
@@ -622,8 +610,7 @@ void VXX11Desktop::Private::fetch()
     std::array<VXXcbReply<xcb_get_property_reply_t>, RootSlotCount> rootReplies;
     for (int slot = 0; slot < RootSlotCount; ++slot) {
         if (rootCookies[std::size_t(slot)])
-            rootReplies[std::size_t(slot)].reset(
-                xcb_get_property_reply(c(), *rootCookies[std::size_t(slot)], nullptr));
+            rootReplies[std::size_t(slot)].reset(xcb_get_property_reply(c(), *rootCookies[std::size_t(slot)], nullptr));
     }
     VXXcbReply<xcb_query_tree_reply_t> tree;
     if (treeCookie)
@@ -637,14 +624,14 @@ void VXX11Desktop::Private::fetch()
         if (candidate && *candidate != XCB_NONE && confirmWindowManager(*candidate)) {
             if (!ewmh || !modeKnown || wmCheckWindow != *candidate) {
                 enterEwmhMode(*candidate);
-                return; // the stacking list and friends are read in the next pass
+                return;   // the stacking list and friends are read in the next pass
             }
         } else {
             const bool wasKnown = modeKnown;
             const bool wasEwmh = ewmh;
             enterFallbackMode();
             if (!wasKnown || wasEwmh)
-                return; // the tree is read in the next pass
+                return;   // the tree is read in the next pass
         }
     }
     if (ewmh) {
@@ -668,8 +655,7 @@ void VXX11Desktop::Private::fetch()
         }
     } else if (tree) {
         const xcb_window_t *children = xcb_query_tree_children(tree.get());
-        setStacking(
-            std::vector<xcb_window_t>(children, children + xcb_query_tree_children_length(tree.get())));
+        setStacking(std::vector<xcb_window_t>(children, children + xcb_query_tree_children_length(tree.get())));
     }
 
     // ---- Second batch: the windows seen for the first time. Input is selected before the
@@ -687,14 +673,14 @@ void VXX11Desktop::Private::fetch()
     for (auto &[id, record] : windows) {
         if (!record.isNew)
             continue;
-        PendingNew pending { id, {}, std::nullopt, std::nullopt };
+        PendingNew pending {id, {}, std::nullopt, std::nullopt};
         selectInput(id, kClientEventMask);
         for (int slot = 0; slot < SlotCount; ++slot)
             pending.slots[std::size_t(slot)]
                 = requestProperty(id, slotAtoms[std::size_t(slot)], kSlotLength[std::size_t(slot)]);
         if (hasResourceExtension) {
             // Asked for every new window, so that a window without _NET_WM_PID costs no extra trip.
-            xcb_res_client_id_spec_t wanted { id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID };
+            xcb_res_client_id_spec_t wanted {id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
             ++requests;
             pending.client = xcb_res_query_client_ids(c(), 1, &wanted);
         }
@@ -788,8 +774,7 @@ bool VXX11Desktop::Private::isLocalMachine(const QByteArray &machine) const
         return true;
     // "host" and "host.example.org" are the same machine.
     const QByteArray shortMachine = lower.left(lower.indexOf('.') < 0 ? lower.size() : lower.indexOf('.'));
-    const QByteArray shortHost
-        = hostName.left(hostName.indexOf('.') < 0 ? hostName.size() : hostName.indexOf('.'));
+    const QByteArray shortHost = hostName.left(hostName.indexOf('.') < 0 ? hostName.size() : hostName.indexOf('.'));
     return shortMachine == shortHost;
 }
 
@@ -808,8 +793,8 @@ void VXX11Desktop::Private::updateOwner(WindowRecord &record)
     }
 }
 
-void VXX11Desktop::Private::applySlot(
-    xcb_window_t id, WindowRecord &record, int slot, const xcb_get_property_reply_t *reply)
+void VXX11Desktop::Private::applySlot(xcb_window_t id, WindowRecord &record, int slot,
+                                      const xcb_get_property_reply_t *reply)
 {
     Q_UNUSED(id);
     if (kApplicationSlots & (1u << slot))
@@ -825,8 +810,8 @@ void VXX11Desktop::Private::applySlot(
         const QByteArrayView bytes = textBytes(reply);
         // STRING is Latin-1; COMPOUND_TEXT is read as Latin-1 too (its ASCII part is what
         // matters for a title); some clients write UTF8_STRING here.
-        record.wmName = reply && reply->type == atoms[UTF8_STRING] ? QString::fromUtf8(bytes)
-                                                                   : QString::fromLatin1(bytes);
+        record.wmName
+            = reply && reply->type == atoms[UTF8_STRING] ? QString::fromUtf8(bytes) : QString::fromLatin1(bytes);
         break;
     }
     case SlotNetWmPid: {
@@ -839,9 +824,7 @@ void VXX11Desktop::Private::applySlot(
         record.clientMachine = textBytes(reply).toByteArray();
         updateOwner(record);
         break;
-    case SlotWindowType:
-        record.kind = kindOf(reply);
-        break;
+    case SlotWindowType: record.kind = kindOf(reply); break;
     case SlotState: {
         record.hidden = record.above = record.skipTaskbar = record.sticky = false;
         const auto [values, count] = values32(reply);
@@ -870,18 +853,12 @@ void VXX11Desktop::Private::applySlot(
         record.wmClass = QString::fromLatin1(rest);
         break;
     }
-    case SlotGtkApplicationId:
-        record.gtkApplicationId = QString::fromUtf8(textBytes(reply)).trimmed();
-        break;
-    case SlotKdeDesktopFile:
-        record.kdeDesktopFile = QString::fromUtf8(textBytes(reply)).trimmed();
-        break;
-    default:
-        break;
+    case SlotGtkApplicationId: record.gtkApplicationId = QString::fromUtf8(textBytes(reply)).trimmed(); break;
+    case SlotKdeDesktopFile: record.kdeDesktopFile = QString::fromUtf8(textBytes(reply)).trimmed(); break;
+    default: break;
     }
     if (slot == SlotNetWmName || slot == SlotWmName) {
-        QString title
-            = record.netWmNameValid && !record.netWmName.isEmpty() ? record.netWmName : record.wmName;
+        QString title = record.netWmNameValid && !record.netWmName.isEmpty() ? record.netWmName : record.wmName;
         if (title != record.title)
             record.title = std::move(title);
     }
@@ -962,15 +939,14 @@ void VXX11Desktop::Private::rebuildApplications()
     for (const auto &[owner, group] : groups) {
         VXRunningApplication &application = applications[position];
         resolver.resolve(owner.pid, group.hints, processesToCheck.count(owner.pid) != 0, application);
-        application.activationPolicy
-            = group.regular ? VXActivationPolicy::Regular : VXActivationPolicy::Accessory;
+        application.activationPolicy = group.regular ? VXActivationPolicy::Regular : VXActivationPolicy::Accessory;
         applicationOfOwner.emplace(owner, int(position));
         if (owner.pid >= 0)
             alive.push_back(owner.pid);
         ++position;
     }
     processesToCheck.clear();
-    resolver.retainProcesses(alive); // sorted: known processes come first, ascending
+    resolver.retainProcesses(alive);   // sorted: known processes come first, ascending
 }
 
 void VXX11Desktop::Private::rebuildWindowList()
@@ -986,7 +962,7 @@ void VXX11Desktop::Private::rebuildWindowList()
         return record.desktop == *currentDesktop;
     };
     // On-screen windows first, then the rest, each front to back.
-    for (const bool wantOnScreen : { true, false }) {
+    for (const bool wantOnScreen : {true, false}) {
         for (auto it = stacking.rbegin(); it != stacking.rend(); ++it) {
             const auto found = windows.find(*it);
             if (found == windows.end() || found->second.isNew || !isListed(found->second))
@@ -1002,7 +978,7 @@ void VXX11Desktop::Private::rebuildWindowList()
             entry.onScreen = visible;
             entry.orderedIn = ewmh ? !record.hidden : true;
             if (!ewmh)
-                entry.layer = 0; // no stacking information: one layer
+                entry.layer = 0;   // no stacking information: one layer
             else if (record.kind == Kind::PopUp)
                 entry.layer = kPopUpMenuWindowLevel;
             else if (record.kind == Kind::Floating || record.above)
@@ -1026,16 +1002,12 @@ void VXX11Desktop::Private::rebuildFront()
         return;
     const auto application = applicationOfOwner.find(ownerOf(activeWindow, found->second));
     if (application != applicationOfOwner.end())
-        cache.frontmostApplicationPath
-            = cache.runningApplications[std::size_t(application->second)].bundlePath;
+        cache.frontmostApplicationPath = cache.runningApplications[std::size_t(application->second)].bundlePath;
 }
 
 // -------------------------------------------------------------------------------------------------
 
-VXX11Desktop::VXX11Desktop(std::unique_ptr<Private> p)
-    : d(std::move(p))
-{
-}
+VXX11Desktop::VXX11Desktop(std::unique_ptr<Private> p) : d(std::move(p)) { }
 
 VXX11Desktop::~VXX11Desktop() = default;
 
@@ -1056,10 +1028,8 @@ std::unique_ptr<VXX11Desktop> VXX11Desktop::connect(const Options &options, QStr
                           .arg(error);
         return nullptr;
     }
-    const QStringList folders
-        = options.applicationFolders.value_or(VXDesktopEntryIndex::applicationFolders());
-    const QStringList localeForms
-        = VXDesktopEntry::localeForms(options.localeName.value_or(QLocale::system().name()));
+    const QStringList folders = options.applicationFolders.value_or(VXDesktopEntryIndex::applicationFolders());
+    const QStringList localeForms = VXDesktopEntry::localeForms(options.localeName.value_or(QLocale::system().name()));
     auto d = std::make_unique<Private>(std::move(connection), folders, localeForms);
     if (!d->initialize(screenNumber, whyNot))
         return nullptr;

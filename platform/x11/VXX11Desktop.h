@@ -13,7 +13,8 @@
 // The facts, as the tracker wants them:
 //   window list, front to back   _NET_CLIENT_LIST_STACKING reversed; dock and desktop windows left out
 //   title                        _NET_WM_NAME (UTF8_STRING), else WM_NAME (STRING or COMPOUND_TEXT as
-//   Latin-1) process                      _NET_WM_PID (when WM_CLIENT_MACHINE is this host), else the
+//                                Latin-1)
+//   process                      _NET_WM_PID (when WM_CLIENT_MACHINE is this host), else the
 //                                X-Resource extension's client process; -1 when unknown
 //   layer                        0; 3 (floating) for _NET_WM_STATE_ABOVE and utility, toolbar and menu
 //                                windows; 101 (pop-up menu) for pop-up, drop-down, tooltip, notification,
@@ -59,10 +60,10 @@ public:
 
     // What the adapter cost so far, for tests and benchmarks.
     struct Statistics {
-        std::uint64_t requests = 0; // requests sent to the X server
-        std::uint64_t roundTrips = 0; // batches whose replies were waited for
+        std::uint64_t requests = 0;   // requests sent to the X server
+        std::uint64_t roundTrips = 0;   // batches whose replies were waited for
         int desktopEntryIndexBuilds = 0;
-        int processReads = 0; // reads of /proc for a process
+        int processReads = 0;   // reads of /proc for a process
     };
     Statistics statistics() const;
     // Whether an EWMH window manager manages the screen.

@@ -39,8 +39,7 @@ std::int64_t fromSyncValue(const xcb_sync_int64_t &value)
 // The counter named `name` among the server's system counters, or XCB_NONE. The reply is walked
 // by hand: libxcb 1.15 iterates it with a 16-byte stride while each entry on the wire is a 14-byte
 // header (counter, resolution, name length), the name, and padding to 4 bytes.
-xcb_sync_counter_t findSystemCounter(
-    const xcb_sync_list_system_counters_reply_t *reply, QLatin1StringView name)
+xcb_sync_counter_t findSystemCounter(const xcb_sync_list_system_counters_reply_t *reply, QLatin1StringView name)
 {
     const auto *begin = reinterpret_cast<const std::uint8_t *>(reply);
     const std::uint8_t *end = begin + sizeof(*reply) + std::size_t(reply->length) * 4;
@@ -62,7 +61,7 @@ xcb_sync_counter_t findSystemCounter(
     return XCB_NONE;
 }
 
-} // namespace
+}   // namespace
 
 struct VXX11IdleSource::Private {
     VXXcbConnection connection;
@@ -102,9 +101,9 @@ struct VXX11IdleSource::Private {
         values.delta = syncValue(0);
         values.events = 1;
         xcb_sync_change_alarm_aux(c(), alarm,
-            XCB_SYNC_CA_VALUE_TYPE | XCB_SYNC_CA_VALUE | XCB_SYNC_CA_TEST_TYPE | XCB_SYNC_CA_DELTA
-                | XCB_SYNC_CA_EVENTS,
-            &values);
+                                  XCB_SYNC_CA_VALUE_TYPE | XCB_SYNC_CA_VALUE | XCB_SYNC_CA_TEST_TYPE | XCB_SYNC_CA_DELTA
+                                      | XCB_SYNC_CA_EVENTS,
+                                  &values);
     }
 
     bool startSync()
@@ -132,11 +131,12 @@ struct VXX11IdleSource::Private {
         values.testType = XCB_SYNC_TESTTYPE_POSITIVE_COMPARISON;
         values.delta = syncValue(0);
         values.events = 1;
-        VXXcbReply<xcb_generic_error_t> error(xcb_request_check(c(),
+        VXXcbReply<xcb_generic_error_t> error(xcb_request_check(
+            c(),
             xcb_sync_create_alarm_aux_checked(c(), alarm,
-                XCB_SYNC_CA_COUNTER | XCB_SYNC_CA_VALUE_TYPE | XCB_SYNC_CA_VALUE | XCB_SYNC_CA_TEST_TYPE
-                    | XCB_SYNC_CA_DELTA | XCB_SYNC_CA_EVENTS,
-                &values)));
+                                              XCB_SYNC_CA_COUNTER | XCB_SYNC_CA_VALUE_TYPE | XCB_SYNC_CA_VALUE
+                                                  | XCB_SYNC_CA_TEST_TYPE | XCB_SYNC_CA_DELTA | XCB_SYNC_CA_EVENTS,
+                                              &values)));
         if (error) {
             alarm = XCB_NONE;
             return false;
@@ -156,10 +156,8 @@ struct VXX11IdleSource::Private {
     }
 };
 
-VXX11IdleSource::VXX11IdleSource(const QString &display, Method method, QObject *parent)
-    : QObject(parent)
-    , m_display(display)
-    , m_method(method)
+VXX11IdleSource::VXX11IdleSource(const QString &display, Method method, QObject *parent) :
+    QObject(parent), m_display(display), m_method(method)
 {
     m_coolingTimer.setSingleShot(true);
     m_coolingTimer.setInterval(kCoolingMs);
@@ -196,8 +194,7 @@ bool VXX11IdleSource::start(VXPresenceObserver &observer)
     int screenNumber = 0;
     p->connection.reset(xcb_connect(display.constData(), &screenNumber));
     if (xcb_connection_has_error(p->c())) {
-        qCWarning(lcX11) << "cannot connect to the X display" << QString::fromLocal8Bit(display)
-                         << "for the idle time";
+        qCWarning(lcX11) << "cannot connect to the X display" << QString::fromLocal8Bit(display) << "for the idle time";
         return false;
     }
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(p->c()));
@@ -213,8 +210,7 @@ bool VXX11IdleSource::start(VXPresenceObserver &observer)
     if (!started)
         started = p->startScreenSaver();
     if (!started) {
-        qCWarning(lcX11)
-            << "the X server offers no idle time (neither SYNC's IDLETIME counter nor MIT-SCREEN-SAVER)";
+        qCWarning(lcX11) << "the X server offers no idle time (neither SYNC's IDLETIME counter nor MIT-SCREEN-SAVER)";
         return false;
     }
     d = std::move(p);
@@ -298,8 +294,7 @@ void VXX11IdleSource::drainEvents()
             if (notify->alarm == d->alarm && m_state == State::Quiet)
                 report();
         } else if (event->response_type == 0) {
-            qCDebug(lcX11) << "X error"
-                           << reinterpret_cast<const xcb_generic_error_t *>(event.get())->error_code
+            qCDebug(lcX11) << "X error" << reinterpret_cast<const xcb_generic_error_t *>(event.get())->error_code
                            << "while watching the idle time";
         }
     }
@@ -325,7 +320,7 @@ void VXX11IdleSource::settle(bool afterReport)
     if (!idle || !checkConnection())
         return;
     if (afterReport && *idle < m_sinceReport.elapsed()) {
-        report(); // input since the last report
+        report();   // input since the last report
         return;
     }
     if (*idle < 1) {

@@ -35,13 +35,13 @@ class VXX11IdleSource final : public QObject, public VXPresenceSource
 
 public:
     enum class Method {
-        Automatic, // SYNC when the server has it, else MIT-SCREEN-SAVER
-        ScreenSaver, // MIT-SCREEN-SAVER only (tests of the fallback)
+        Automatic,   // SYNC when the server has it, else MIT-SCREEN-SAVER
+        ScreenSaver,   // MIT-SCREEN-SAVER only (tests of the fallback)
     };
 
     // `display` empty: $DISPLAY.
-    explicit VXX11IdleSource(
-        const QString &display = QString(), Method method = Method::Automatic, QObject *parent = nullptr);
+    explicit VXX11IdleSource(const QString &display = QString(), Method method = Method::Automatic,
+                             QObject *parent = nullptr);
     ~VXX11IdleSource() override;
 
     bool start(VXPresenceObserver &observer) override;

@@ -31,7 +31,8 @@ struct Result {
 
 unsigned modeOf(const QString &path)
 {
-    struct stat status {};
+    struct stat status {
+    };
     return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
@@ -80,7 +81,9 @@ protected:
         const QString python = VXTestPython();
         if (python.isEmpty())
             return std::nullopt;
-        const VXProcessResult run = VXRunProcess(python, {u"-c"_s, u"import plistlib, sys; print(repr(plistlib.loads(sys.stdin.buffer.read())))"_s}, 60000, data);
+        const VXProcessResult run = VXRunProcess(
+            python, {u"-c"_s, u"import plistlib, sys; print(repr(plistlib.loads(sys.stdin.buffer.read())))"_s}, 60000,
+            data);
         if (!run.started || run.exitCode != 0)
             return std::nullopt;
         return QString::fromUtf8(run.standardOutput).trimmed();
@@ -107,7 +110,7 @@ VXDictionaryRef sampleTree(double time)
     return tree;
 }
 
-} // namespace
+}   // namespace
 
 TEST_F(ConfigCommandTest, ShowPrintsTheSavedFileOrTheSettingsCopyAsXML)
 {
@@ -150,14 +153,16 @@ TEST_F(ConfigCommandTest, ShowPrintsTheSavedFileOrTheSettingsCopyAsXML)
 
 TEST_F(ConfigCommandTest, ImportKeepsThePreviousFileAndWritesTheProgramsForm)
 {
-    const std::optional<QByteArray> xml = VXPropertyListSerialization::dataFromValue(VXValue(sampleTree(30.0)), VXPropertyListSerialization::Format::XML);
+    const std::optional<QByteArray> xml = VXPropertyListSerialization::dataFromValue(
+        VXValue(sampleTree(30.0)), VXPropertyListSerialization::Format::XML);
     ASSERT_TRUE(xml);
     ASSERT_TRUE(writeAll(scratch(u"week.plist"_s), *xml));
 
     // Nothing there yet: nothing to keep.
     Result imported = config({u"import"_s, scratch(u"week.plist"_s)});
     ASSERT_EQ(imported.exitCode, VXConfigCommand::Success) << imported.err.toStdString();
-    EXPECT_TRUE(imported.out.startsWith(u"imported <%1> into <%2>\n"_s.arg(scratch(u"week.plist"_s), configurationFile())));
+    EXPECT_TRUE(
+        imported.out.startsWith(u"imported <%1> into <%2>\n"_s.arg(scratch(u"week.plist"_s), configurationFile())));
     EXPECT_FALSE(imported.out.contains(u"kept as"_s));
     const QByteArray first = readAll(configurationFile());
     EXPECT_TRUE(first.startsWith("bplist00"));
@@ -167,15 +172,20 @@ TEST_F(ConfigCommandTest, ImportKeepsThePreviousFileAndWritesTheProgramsForm)
     EXPECT_EQ(modeOf(dataHome() + u"/Wendle"_s), 0700u);
 
     // Old-style text over it: the binary file is kept beside it, named with the time.
-    ASSERT_TRUE(writeAll(scratch(u"hand.txt"_s), "{ Applications = {}; \"Application Blacklist\" = ( Wendle, Terminal ); }"));
+    ASSERT_TRUE(
+        writeAll(scratch(u"hand.txt"_s), "{ Applications = {}; \"Application Blacklist\" = ( Wendle, Terminal ); }"));
     imported = config({u"import"_s, scratch(u"hand.txt"_s)});
     ASSERT_EQ(imported.exitCode, VXConfigCommand::Success) << imported.err.toStdString();
     QStringList kept = QDir(configurationFolder()).entryList({u"Default *.plist"_s}, QDir::Files);
     ASSERT_EQ(kept.size(), 1);
-    EXPECT_TRUE(QRegularExpression(u"^Default \\d{4}-\\d\\d-\\d\\d \\d\\d\\.\\d\\d\\.\\d\\d\\.plist$"_s).match(kept.at(0)).hasMatch()) << kept.at(0).toStdString();
+    EXPECT_TRUE(QRegularExpression(u"^Default \\d{4}-\\d\\d-\\d\\d \\d\\d\\.\\d\\d\\.\\d\\d\\.plist$"_s)
+                    .match(kept.at(0))
+                    .hasMatch())
+        << kept.at(0).toStdString();
     EXPECT_EQ(readAll(configurationFolder() + u'/' + kept.at(0)), first);
     EXPECT_EQ(modeOf(configurationFolder() + u'/' + kept.at(0)), 0600u);
-    EXPECT_TRUE(imported.out.contains(u"the previous configuration is kept as <%1/%2>"_s.arg(configurationFolder(), kept.at(0))));
+    EXPECT_TRUE(imported.out.contains(
+        u"the previous configuration is kept as <%1/%2>"_s.arg(configurationFolder(), kept.at(0))));
     const VXValue now = VXPropertyListSerialization::valueFromData(readAll(configurationFile()));
     ASSERT_TRUE(now.isDictionary());
     EXPECT_EQ(now.dictionary()->value(u"Application Blacklist"_s).array()->at(1).toString(), u"Terminal"_s);
@@ -198,7 +208,8 @@ TEST_F(ConfigCommandTest, ImportRefusesWhatIsNoConfigurationAndTouchesNothing)
     ASSERT_TRUE(writeToBinaryFile(VXValue(list), scratch(u"array.plist"_s), false));
     Result refused = config({u"import"_s, scratch(u"array.plist"_s)});
     EXPECT_EQ(refused.exitCode, VXConfigCommand::Failure);
-    EXPECT_TRUE(refused.err.startsWith(u"cannot import <%1>: its root is an array, not a dictionary"_s.arg(scratch(u"array.plist"_s))))
+    EXPECT_TRUE(refused.err.startsWith(
+        u"cannot import <%1>: its root is an array, not a dictionary"_s.arg(scratch(u"array.plist"_s))))
         << refused.err.toStdString();
 
     ASSERT_TRUE(writeAll(scratch(u"string.plist"_s), "\"just text\""));
@@ -230,7 +241,8 @@ TEST_F(ConfigCommandTest, TheBuiltProgramRunsBoth)
 {
     if (!QFileInfo(QStringLiteral(WENDLE_BINARY)).isExecutable())
         GTEST_SKIP() << "the wendle program has not been built";
-    const std::optional<QByteArray> xml = VXPropertyListSerialization::dataFromValue(VXValue(sampleTree(44.0)), VXPropertyListSerialization::Format::XML);
+    const std::optional<QByteArray> xml = VXPropertyListSerialization::dataFromValue(
+        VXValue(sampleTree(44.0)), VXPropertyListSerialization::Format::XML);
     ASSERT_TRUE(xml);
     ASSERT_TRUE(writeAll(scratch(u"in.plist"_s), *xml));
     auto run = [&](const QStringList &arguments) {
@@ -239,7 +251,7 @@ TEST_F(ConfigCommandTest, TheBuiltProgramRunsBoth)
         environment.insert(u"XDG_DATA_HOME"_s, dataHome());
         environment.insert(u"XDG_CONFIG_HOME"_s, m_folder.path() + u"/config"_s);
         process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(WENDLE_BINARY), QStringList{u"config"_s} + arguments);
+        process.start(QStringLiteral(WENDLE_BINARY), QStringList {u"config"_s} + arguments);
         Result result;
         if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit)
             return result;

@@ -42,7 +42,7 @@ protected:
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.path());
         process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(WENDLE_BINARY), QStringList{QStringLiteral("defaults")} + arguments);
+        process.start(QStringLiteral(WENDLE_BINARY), QStringList {QStringLiteral("defaults")} + arguments);
         CommandResult run;
         if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit) {
             ADD_FAILURE() << "wendle defaults did not finish";
@@ -74,7 +74,7 @@ VXValue array(std::initializer_list<VXValue> values)
     return VXValue(result);
 }
 
-} // namespace
+}   // namespace
 
 TEST_F(VXDefaultsCommandTest, EveryTypeFlagWritesItsTypeAndReadsBack)
 {
@@ -91,31 +91,51 @@ TEST_F(VXDefaultsCommandTest, EveryTypeFlagWritesItsTypeAndReadsBack)
         QString printed;   // by `read KEY`
     };
     const std::vector<std::pair<QString, Case>> cases = {
-        {QStringLiteral("Plain"), {{QStringLiteral("hello world")}, VXValue(QStringLiteral("hello world")), QStringLiteral("hello world")}},
-        {QStringLiteral("String"), {{QStringLiteral("-string"), QStringLiteral("42")}, VXValue(QStringLiteral("42")), QStringLiteral("42")}},
-        {QStringLiteral("Hibernation Interval"), {{QStringLiteral("-int"), QStringLiteral("300")}, VXValue(300), QStringLiteral("300")}},
-        {QStringLiteral("Negative"), {{QStringLiteral("-integer"), QStringLiteral("-7")}, VXValue(-7), QStringLiteral("-7")}},
-        {QStringLiteral("Update Interval"), {{QStringLiteral("-float"), QStringLiteral("1.5")}, VXValue(1.5), QStringLiteral("1.5")}},
-        {QStringLiteral("Alpha"), {{QStringLiteral("-real"), QStringLiteral("0.25")}, VXValue(0.25), QStringLiteral("0.25")}},
-        {QStringLiteral("VXDebugLog"), {{QStringLiteral("-bool"), QStringLiteral("YES")}, VXValue(true), QStringLiteral("1")}},
-        {QStringLiteral("False"), {{QStringLiteral("-boolean"), QStringLiteral("false")}, VXValue(false), QStringLiteral("0")}},
+        {QStringLiteral("Plain"),
+         {{QStringLiteral("hello world")}, VXValue(QStringLiteral("hello world")), QStringLiteral("hello world")}},
+        {QStringLiteral("String"),
+         {{QStringLiteral("-string"), QStringLiteral("42")}, VXValue(QStringLiteral("42")), QStringLiteral("42")}},
+        {QStringLiteral("Hibernation Interval"),
+         {{QStringLiteral("-int"), QStringLiteral("300")}, VXValue(300), QStringLiteral("300")}},
+        {QStringLiteral("Negative"),
+         {{QStringLiteral("-integer"), QStringLiteral("-7")}, VXValue(-7), QStringLiteral("-7")}},
+        {QStringLiteral("Update Interval"),
+         {{QStringLiteral("-float"), QStringLiteral("1.5")}, VXValue(1.5), QStringLiteral("1.5")}},
+        {QStringLiteral("Alpha"),
+         {{QStringLiteral("-real"), QStringLiteral("0.25")}, VXValue(0.25), QStringLiteral("0.25")}},
+        {QStringLiteral("VXDebugLog"),
+         {{QStringLiteral("-bool"), QStringLiteral("YES")}, VXValue(true), QStringLiteral("1")}},
+        {QStringLiteral("False"),
+         {{QStringLiteral("-boolean"), QStringLiteral("false")}, VXValue(false), QStringLiteral("0")}},
         {QStringLiteral("Zero"), {{QStringLiteral("-bool"), QStringLiteral("0")}, VXValue(false), QStringLiteral("0")}},
-        {QStringLiteral("Date"), {{QStringLiteral("-date"), QStringLiteral("2024-05-01T11:30:00+02:00")},
-                                  VXValue::dateFromUnixTime(date), QStringLiteral("2024-05-01 09:30:00 +0000")}},
-        {QStringLiteral("Data"), {{QStringLiteral("-data"), QStringLiteral("0aff00")}, VXValue(QByteArray("\x0a\xff\x00", 3)), QStringLiteral("<0aff00>")}},
-        {QStringLiteral("Array"), {{QStringLiteral("-array"), QStringLiteral("a b"), QStringLiteral("-int"), QStringLiteral("2"), QStringLiteral("3")},
-                                   array({QStringLiteral("a b"), 2, QStringLiteral("3")}),
-                                   QStringLiteral("(\n    \"a b\",\n    2,\n    \"3\"\n)")}},
-        {QStringLiteral("Dict"), {{QStringLiteral("-dict"), QStringLiteral("Name"), QStringLiteral("Mail"), QStringLiteral("Count"),
-                                   QStringLiteral("-int"), QStringLiteral("3")},
-                                  VXValue(dictionary), QStringLiteral("{\n    Count = 3;\n    Name = Mail;\n}")}},
-        {QStringLiteral("Pie Color Components"), {{QStringLiteral("(0.2, 0.4, 0.6)")}, array({0.2, 0.4, 0.6}),
-                                                  QStringLiteral("(\n    0.2,\n    0.4,\n    0.6\n)")}},
-        {QStringLiteral("Old-Style"), {{QStringLiteral("{ Name = \"Inbox 2\"; Sizes = (1, -2.5e1, x1); }")}, VXValue(), QString()}},
+        {QStringLiteral("Date"),
+         {{QStringLiteral("-date"), QStringLiteral("2024-05-01T11:30:00+02:00")},
+          VXValue::dateFromUnixTime(date),
+          QStringLiteral("2024-05-01 09:30:00 +0000")}},
+        {QStringLiteral("Data"),
+         {{QStringLiteral("-data"), QStringLiteral("0aff00")},
+          VXValue(QByteArray("\x0a\xff\x00", 3)),
+          QStringLiteral("<0aff00>")}},
+        {QStringLiteral("Array"),
+         {{QStringLiteral("-array"), QStringLiteral("a b"), QStringLiteral("-int"), QStringLiteral("2"),
+           QStringLiteral("3")},
+          array({QStringLiteral("a b"), 2, QStringLiteral("3")}),
+          QStringLiteral("(\n    \"a b\",\n    2,\n    \"3\"\n)")}},
+        {QStringLiteral("Dict"),
+         {{QStringLiteral("-dict"), QStringLiteral("Name"), QStringLiteral("Mail"), QStringLiteral("Count"),
+           QStringLiteral("-int"), QStringLiteral("3")},
+          VXValue(dictionary),
+          QStringLiteral("{\n    Count = 3;\n    Name = Mail;\n}")}},
+        {QStringLiteral("Pie Color Components"),
+         {{QStringLiteral("(0.2, 0.4, 0.6)")},
+          array({0.2, 0.4, 0.6}),
+          QStringLiteral("(\n    0.2,\n    0.4,\n    0.6\n)")}},
+        {QStringLiteral("Old-Style"),
+         {{QStringLiteral("{ Name = \"Inbox 2\"; Sizes = (1, -2.5e1, x1); }")}, VXValue(), QString()}},
     };
     for (const auto &[key, c] : cases) {
         SCOPED_TRACE(key.toStdString());
-        const CommandResult run = defaults(QStringList{QStringLiteral("write"), key} + c.arguments);
+        const CommandResult run = defaults(QStringList {QStringLiteral("write"), key} + c.arguments);
         EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
         EXPECT_TRUE(run.out.isEmpty());
         if (c.expected.isNull())
@@ -160,7 +180,9 @@ TEST_F(VXDefaultsCommandTest, DeleteAndMissingKeys)
     EXPECT_EQ(none.exitCode, 1);
     EXPECT_EQ(none.err, QStringLiteral("Domain com.brasswing.WendleClient does not exist\n"));
 
-    ASSERT_EQ(defaults({QStringLiteral("write"), QStringLiteral("Sort"), QStringLiteral("-int"), QStringLiteral("2")}).exitCode, 0);
+    ASSERT_EQ(defaults({QStringLiteral("write"), QStringLiteral("Sort"), QStringLiteral("-int"), QStringLiteral("2")})
+                  .exitCode,
+              0);
     ASSERT_EQ(defaults({QStringLiteral("write"), QStringLiteral("Keep"), QStringLiteral("yes")}).exitCode, 0);
     const CommandResult removed = defaults({QStringLiteral("delete"), QStringLiteral("Sort")});
     EXPECT_EQ(removed.exitCode, 0) << removed.err.toStdString();
@@ -168,7 +190,8 @@ TEST_F(VXDefaultsCommandTest, DeleteAndMissingKeys)
     const CommandResult missing = defaults({QStringLiteral("read"), QStringLiteral("Sort")});
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_TRUE(missing.out.isEmpty());
-    EXPECT_EQ(missing.err, QStringLiteral("The domain/default pair of (com.brasswing.WendleClient, Sort) does not exist\n"));
+    EXPECT_EQ(missing.err,
+              QStringLiteral("The domain/default pair of (com.brasswing.WendleClient, Sort) does not exist\n"));
 
     const CommandResult again = defaults({QStringLiteral("delete"), QStringLiteral("Sort")});
     EXPECT_EQ(again.exitCode, 1);
@@ -181,7 +204,9 @@ TEST_F(VXDefaultsCommandTest, DeleteAndMissingKeys)
 
 TEST_F(VXDefaultsCommandTest, UsageErrorsExitWithTwoAndChangeNothing)
 {
-    ASSERT_EQ(defaults({QStringLiteral("write"), QStringLiteral("Sort"), QStringLiteral("-int"), QStringLiteral("2")}).exitCode, 0);
+    ASSERT_EQ(defaults({QStringLiteral("write"), QStringLiteral("Sort"), QStringLiteral("-int"), QStringLiteral("2")})
+                  .exitCode,
+              0);
     QFile file(filePath());
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QByteArray before = file.readAll();
@@ -201,7 +226,8 @@ TEST_F(VXDefaultsCommandTest, UsageErrorsExitWithTwoAndChangeNothing)
         {QStringLiteral("write"), QStringLiteral("Sort"), QStringLiteral("-date"), QStringLiteral("yesterday")},
         {QStringLiteral("write"), QStringLiteral("Sort"), QStringLiteral("-data"), QStringLiteral("abc")},
         {QStringLiteral("write"), QStringLiteral("Sort"), QStringLiteral("-dict"), QStringLiteral("lonely")},
-        {QStringLiteral("write"), QStringLiteral("Sort"), QStringLiteral("-array"), QStringLiteral("-array"), QStringLiteral("x")},
+        {QStringLiteral("write"), QStringLiteral("Sort"), QStringLiteral("-array"), QStringLiteral("-array"),
+         QStringLiteral("x")},
         {QStringLiteral("write"), QStringLiteral("Sort"), QStringLiteral("(1, 2")},
         {QStringLiteral("delete")},
     };
@@ -225,9 +251,13 @@ TEST_F(VXDefaultsCommandTest, ARunningStoreAnnouncesWhatTheCommandWrote)
     running.setInteger(600, QStringLiteral("Hibernation Interval"));
     ASSERT_TRUE(running.synchronize());
     QStringList announced;
-    QObject::connect(&running, &VXUserDefaults::valueChanged, &running, [&](const QString &key) { announced.append(key); });
+    QObject::connect(&running, &VXUserDefaults::valueChanged, &running,
+                     [&](const QString &key) { announced.append(key); });
 
-    ASSERT_EQ(defaults({QStringLiteral("write"), QStringLiteral("VXDebugLog"), QStringLiteral("-bool"), QStringLiteral("YES")}).exitCode, 0);
+    ASSERT_EQ(defaults({QStringLiteral("write"), QStringLiteral("VXDebugLog"), QStringLiteral("-bool"),
+                        QStringLiteral("YES")})
+                  .exitCode,
+              0);
     ASSERT_TRUE(VXWaitUntil([&] { return !announced.isEmpty(); }));
     VXSpinEventLoop(200);
     EXPECT_EQ(announced, QStringList({QStringLiteral("VXDebugLog")}));

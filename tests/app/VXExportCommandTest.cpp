@@ -3,8 +3,8 @@
 // CSV read back by Python's csv module.
 
 #include "VXExportCommand.h"
-#include "VXConfigurationKeys.h"
 #include "VXCSVExport.h"
+#include "VXConfigurationKeys.h"
 #include "VXPropertyListSerialization.h"
 #include "VXSettingsTestSupport.h"
 #include "VXTestProcess.h"
@@ -63,17 +63,20 @@ VXDictionaryRef morning()
     configuration->insert(VXFirstPoolTimestampKey, nine);
     configuration->insert(VXLastTimestampKey, nine + 3 * 3600);
     VXDictionaryRef applications = VXMakeDictionary();
-    VXDictionaryRef mail = named(QStringLiteral("Mail"), QStringLiteral("/mail"), log({nine, -(nine + 3600)}), log({nine, -(nine + 3 * 3600)}));
-    VXDictionaryRef inbox = named(QStringLiteral("Inbox, 3 unread"), VXWindowPathMarker, log({nine, -(nine + 1800)}), log({nine, -(nine + 3600)}));
+    VXDictionaryRef mail = named(QStringLiteral("Mail"), QStringLiteral("/mail"), log({nine, -(nine + 3600)}),
+                                 log({nine, -(nine + 3 * 3600)}));
+    VXDictionaryRef inbox = named(QStringLiteral("Inbox, 3 unread"), VXWindowPathMarker, log({nine, -(nine + 1800)}),
+                                  log({nine, -(nine + 3600)}));
     VXDictionaryRef windows = VXMakeDictionary();
     windows->insert(QStringLiteral("Inbox, 3 unread"), inbox);
     mail->insert(VXWindowsByNameKey, windows);
-    VXDictionaryRef editor = named(QStringLiteral("Editor"), QStringLiteral("/editor"), log({nine + 3600, -(nine + 9000)}),
-                                   log({nine, -(nine + 3 * 3600)}));
+    VXDictionaryRef editor = named(QStringLiteral("Editor"), QStringLiteral("/editor"),
+                                   log({nine + 3600, -(nine + 9000)}), log({nine, -(nine + 3 * 3600)}));
     applications->insert(QStringLiteral("org.example.Mail"), mail);
     applications->insert(QStringLiteral("org.example.Editor"), editor);
     configuration->insert(VXApplicationsKey, applications);
-    VXDictionaryRef pool = named(QStringLiteral("Writing"), VXPoolPathMarker, log({nine + 3600, -(nine + 9000)}), VXArrayRef());
+    VXDictionaryRef pool
+        = named(QStringLiteral("Writing"), VXPoolPathMarker, log({nine + 3600, -(nine + 9000)}), VXArrayRef());
     pool->insert(VXTypeKey, VXPoolItemType);
     pool->insert(VXPoolNotesKey, QStringLiteral("book"));
     VXArrayRef pools = VXMakeArray();
@@ -103,15 +106,19 @@ protected:
         m_environment.configurationPath = configurationPath();
     }
 
-    QString configurationPath() const { return m_dir.filePath(QStringLiteral("data/Wendle/Configurations/Default.plist")); }
+    QString configurationPath() const
+    {
+        return m_dir.filePath(QStringLiteral("data/Wendle/Configurations/Default.plist"));
+    }
 
     CommandRun run(const QString &command, const QStringList &arguments)
     {
         CommandRun result;
         QTextStream out(&result.out);
         QTextStream err(&result.err);
-        result.status = command == VXExportCommand::kExportName ? VXExportCommand::runExport(arguments, out, err, m_environment)
-                                                                : VXExportCommand::runSummary(arguments, out, err, m_environment);
+        result.status = command == VXExportCommand::kExportName
+            ? VXExportCommand::runExport(arguments, out, err, m_environment)
+            : VXExportCommand::runSummary(arguments, out, err, m_environment);
         return result;
     }
 
@@ -123,11 +130,11 @@ protected:
     }
 
     QTemporaryDir m_dir;
-    VXVirtualScheduler m_clock{berlin(2026, 11, 21, 8, 30), kBerlin};
+    VXVirtualScheduler m_clock {berlin(2026, 11, 21, 8, 30), kBerlin};
     VXExportCommand::Environment m_environment;
 };
 
-} // namespace
+}   // namespace
 
 TEST(VXWhenParser, DatesTimesAndWordsAreReadInTheClocksLocalTime)
 {
@@ -165,24 +172,28 @@ TEST_F(VXExportCommandTest, ExportWritesTheUsersColumnsForTheRangeToStandardOutp
     EXPECT_TRUE(all.err.isEmpty());
     const double nine = berlin(2026, 11, 20, 9);
     const auto t = [&](double offset) { return QString::number(nine + offset, 'f', 2); };
-    EXPECT_EQ(all.out, QStringLiteral("Pool,Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
-                                      ",Mail,,%1,%2\n"
-                                      ",Mail,\"Inbox, 3 unread\",%1,%3\n"
-                                      ",Editor,,%2,%4\n"
-                                      "Writing,,,%2,%4\n")
-                           .arg(t(0), t(3600), t(1800), t(9000)));
+    EXPECT_EQ(all.out,
+              QStringLiteral("Pool,Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
+                             ",Mail,,%1,%2\n"
+                             ",Mail,\"Inbox, 3 unread\",%1,%3\n"
+                             ",Editor,,%2,%4\n"
+                             "Writing,,,%2,%4\n")
+                  .arg(t(0), t(3600), t(1800), t(9000)));
 
     // A range given in words and dates, clipping the periods.
-    const CommandRun range = run(VXExportCommand::kExportName, {QStringLiteral("--from"), QStringLiteral("2026-11-20 09:45"),
-                                                         QStringLiteral("--to=2026-11-20 10:15")});
+    const CommandRun range
+        = run(VXExportCommand::kExportName,
+              {QStringLiteral("--from"), QStringLiteral("2026-11-20 09:45"), QStringLiteral("--to=2026-11-20 10:15")});
     EXPECT_EQ(range.status, VXExportCommand::Success);
     EXPECT_EQ(range.out.count(u'\n'), 4);
     EXPECT_TRUE(range.out.contains(QStringLiteral(",Mail,,%1,%2\n").arg(t(2700), t(3600))));
     EXPECT_TRUE(range.out.contains(QStringLiteral(",Editor,,%1,%2\n").arg(t(3600), t(4500))));
     // Yesterday (for the clock: 2026-11-20) until today holds the whole morning.
-    EXPECT_EQ(run(VXExportCommand::kExportName, {QStringLiteral("--from"), QStringLiteral("yesterday"), QStringLiteral("--to"),
-                                                 QStringLiteral("today")}).out,
-              all.out);
+    EXPECT_EQ(
+        run(VXExportCommand::kExportName,
+            {QStringLiteral("--from"), QStringLiteral("yesterday"), QStringLiteral("--to"), QStringLiteral("today")})
+            .out,
+        all.out);
 }
 
 TEST_F(VXExportCommandTest, ExportTakesTheSettingsAndTheCommandLineOverridesThem)
@@ -191,13 +202,15 @@ TEST_F(VXExportCommandTest, ExportTakesTheSettingsAndTheCommandLineOverridesThem
     setSetting(VXExportKey::kExportColumnTotal, VXValue(true));
     const CommandRun tabbed = run(VXExportCommand::kExportName, {});
     ASSERT_EQ(tabbed.status, VXExportCommand::Success);
-    EXPECT_TRUE(tabbed.out.startsWith(QStringLiteral("Pool\tApplication\tWindow\tForeground Begin (Unix Time)\tForeground End "
-                                                     "(Unix Time)\tTotal Begin (Unix Time)\tTotal End (Unix Time)\n")));
+    EXPECT_TRUE(
+        tabbed.out.startsWith(QStringLiteral("Pool\tApplication\tWindow\tForeground Begin (Unix Time)\tForeground End "
+                                             "(Unix Time)\tTotal Begin (Unix Time)\tTotal End (Unix Time)\n")));
     EXPECT_TRUE(tabbed.out.contains(QStringLiteral("\tMail\tInbox, 3 unread\t")));
 
-    const CommandRun chosen = run(VXExportCommand::kExportName, {QStringLiteral("--columns"), QStringLiteral("application, total"),
-                                                          QStringLiteral("--column-separator"), QStringLiteral("semicolon"),
-                                                          QStringLiteral("--row-separator"), QStringLiteral("crlf")});
+    const CommandRun chosen
+        = run(VXExportCommand::kExportName,
+              {QStringLiteral("--columns"), QStringLiteral("application, total"), QStringLiteral("--column-separator"),
+               QStringLiteral("semicolon"), QStringLiteral("--row-separator"), QStringLiteral("crlf")});
     ASSERT_EQ(chosen.status, VXExportCommand::Success) << chosen.err.toStdString();
     const QStringList rows = chosen.out.split(QStringLiteral("\r\n"));
     EXPECT_EQ(rows.size(), 4);   // the header, Mail, Editor (no window column, no window lines), the empty rest
@@ -206,7 +219,8 @@ TEST_F(VXExportCommandTest, ExportTakesTheSettingsAndTheCommandLineOverridesThem
 
     // Written to a file: nothing on standard output, the file for its owner alone.
     const QString file = m_dir.filePath(QStringLiteral("out.csv"));
-    const CommandRun written = run(VXExportCommand::kExportName, {QStringLiteral("-o"), file, QStringLiteral("--column-separator=,")});
+    const CommandRun written
+        = run(VXExportCommand::kExportName, {QStringLiteral("-o"), file, QStringLiteral("--column-separator=,")});
     EXPECT_EQ(written.status, VXExportCommand::Success);
     EXPECT_TRUE(written.out.isEmpty());
     QFile csv(file);
@@ -222,16 +236,26 @@ TEST_F(VXExportCommandTest, MistakesOnTheCommandLineAndAMissingConfigurationSayW
         int status;
         const char *message;
     } cases[] = {
-        {{QStringLiteral("--from"), QStringLiteral("next week")}, VXExportCommand::UsageError, "--from: \"next week\" is not a time"},
+        {{QStringLiteral("--from"), QStringLiteral("next week")},
+         VXExportCommand::UsageError,
+         "--from: \"next week\" is not a time"},
         {{QStringLiteral("--from"), QStringLiteral("today"), QStringLiteral("--to"), QStringLiteral("yesterday")},
-         VXExportCommand::UsageError, "ends (--to) before it begins"},
-        {{QStringLiteral("--columns"), QStringLiteral("application,colour")}, VXExportCommand::UsageError, "unknown column \"colour\""},
-        {{QStringLiteral("--columns"), QStringLiteral("window,front")}, VXExportCommand::UsageError, "need application or pool"},
-        {{QStringLiteral("--row-separator"), QStringLiteral("nl")}, VXExportCommand::UsageError, "unknown separator \"nl\""},
+         VXExportCommand::UsageError,
+         "ends (--to) before it begins"},
+        {{QStringLiteral("--columns"), QStringLiteral("application,colour")},
+         VXExportCommand::UsageError,
+         "unknown column \"colour\""},
+        {{QStringLiteral("--columns"), QStringLiteral("window,front")},
+         VXExportCommand::UsageError,
+         "need application or pool"},
+        {{QStringLiteral("--row-separator"), QStringLiteral("nl")},
+         VXExportCommand::UsageError,
+         "unknown separator \"nl\""},
         {{QStringLiteral("--frm"), QStringLiteral("today")}, VXExportCommand::UsageError, "Unknown option 'frm'"},
         {{QStringLiteral("extra")}, VXExportCommand::UsageError, "unexpected argument \"extra\""},
         {{QStringLiteral("-o"), m_dir.filePath(QStringLiteral("data/Wendle/Configurations/Default.plist/x.csv"))},
-         VXExportCommand::Failure, "cannot write"},
+         VXExportCommand::Failure,
+         "cannot write"},
     };
     for (const auto &mistake : cases) {
         const CommandRun result = run(VXExportCommand::kExportName, mistake.arguments);
@@ -258,8 +282,9 @@ TEST_F(VXExportCommandTest, MistakesOnTheCommandLineAndAMissingConfigurationSayW
 
 TEST_F(VXExportCommandTest, SummaryTabulatesForegroundAndOpenTimeWithTheirSharesOfTheRange)
 {
-    const CommandRun summary = run(VXExportCommand::kSummaryName, {QStringLiteral("--from"), QStringLiteral("2026-11-20 09:00"),
-                                                            QStringLiteral("--to"), QStringLiteral("2026-11-20 13:00")});
+    const CommandRun summary = run(VXExportCommand::kSummaryName,
+                                   {QStringLiteral("--from"), QStringLiteral("2026-11-20 09:00"),
+                                    QStringLiteral("--to"), QStringLiteral("2026-11-20 13:00")});
     ASSERT_EQ(summary.status, VXExportCommand::Success) << summary.err.toStdString();
     // By foreground time (the registered sort column), the range of four hours the whole.
     EXPECT_EQ(summary.out,
@@ -274,13 +299,19 @@ TEST_F(VXExportCommandTest, SummaryTabulatesForegroundAndOpenTimeWithTheirShares
                              "Writing               1:30:00   37        -    0\n"));
 
     // A range with nothing in it.
-    const CommandRun quiet = run(VXExportCommand::kSummaryName, {QStringLiteral("--from"), QStringLiteral("2026-11-20 13:00"),
-                                                          QStringLiteral("--to"), QStringLiteral("2026-11-20 14:00")});
+    const CommandRun quiet = run(VXExportCommand::kSummaryName,
+                                 {QStringLiteral("--from"), QStringLiteral("2026-11-20 13:00"), QStringLiteral("--to"),
+                                  QStringLiteral("2026-11-20 14:00")});
     EXPECT_TRUE(quiet.out.endsWith(QStringLiteral("Nothing was tracked in this range.\n")));
     // Names that would break the table are kept on one line and cut.
     VXDictionaryRef configuration = morning();
-    configuration->value(VXPoolsKey).array()->at(0).dictionary()->insert(VXNameKey, QStringLiteral("two\nlines") + QString(100, u'x'));
-    const QString table = VXExportCommand::summaryTable(*configuration, berlin(2026, 11, 20, 9), berlin(2026, 11, 20, 13), 0);
+    configuration->value(VXPoolsKey)
+        .array()
+        ->at(0)
+        .dictionary()
+        ->insert(VXNameKey, QStringLiteral("two\nlines") + QString(100, u'x'));
+    const QString table
+        = VXExportCommand::summaryTable(*configuration, berlin(2026, 11, 20, 9), berlin(2026, 11, 20, 13), 0);
     const QStringList lines = table.split(u'\n', Qt::SkipEmptyParts);
     EXPECT_EQ(lines.size(), 6);
     for (const QString &line : lines)
@@ -307,13 +338,16 @@ TEST_F(VXExportCommandTest, TheBuiltProgramReadsItsOwnFoldersAndWritesCSVThatPyt
         process.setProcessEnvironment(environment);
         process.start(QStringLiteral(WENDLE_BINARY), arguments);
         EXPECT_TRUE(process.waitForFinished(30000));
-        return std::pair{process.exitCode(), process.readAllStandardOutput()};
+        return std::pair {process.exitCode(), process.readAllStandardOutput()};
     };
-    const auto [status, csv] = wendle({QStringLiteral("export"), QStringLiteral("--from"), QStringLiteral("2026-11-20")});
+    const auto [status, csv]
+        = wendle({QStringLiteral("export"), QStringLiteral("--from"), QStringLiteral("2026-11-20")});
     ASSERT_EQ(status, 0);
     // Python's csv module as an independent reader.
     QProcess reader;
-    reader.start(python, {QStringLiteral("-c"), QStringLiteral("import csv, json, sys; print(json.dumps(list(csv.reader(sys.stdin))))")});
+    reader.start(python,
+                 {QStringLiteral("-c"),
+                  QStringLiteral("import csv, json, sys; print(json.dumps(list(csv.reader(sys.stdin))))")});
     reader.write(csv);
     reader.closeWriteChannel();
     ASSERT_TRUE(reader.waitForFinished(30000));
@@ -325,8 +359,9 @@ TEST_F(VXExportCommandTest, TheBuiltProgramReadsItsOwnFoldersAndWritesCSVThatPyt
     // In a German locale the times have decimal commas (and so are quoted).
     EXPECT_EQ(rows[1].toArray()[4].toString(), QString::number(berlin(2026, 11, 20, 9), 'f', 2).replace(u'.', u','));
 
-    const auto [summaryStatus, summary] = wendle({QStringLiteral("summary"), QStringLiteral("--from"),
-                                                  QStringLiteral("2026-11-20 09:00"), QStringLiteral("--to"), QStringLiteral("2026-11-20 13:00")});
+    const auto [summaryStatus, summary]
+        = wendle({QStringLiteral("summary"), QStringLiteral("--from"), QStringLiteral("2026-11-20 09:00"),
+                  QStringLiteral("--to"), QStringLiteral("2026-11-20 13:00")});
     EXPECT_EQ(summaryStatus, 0);
     EXPECT_TRUE(summary.startsWith("From 2026-11-20 09:00:00 to 2026-11-20 13:00:00 (4:00:00)\n"));
     EXPECT_TRUE(summary.contains("Editor                1:30:00   37  3:00:00   75\n")) << summary.toStdString();

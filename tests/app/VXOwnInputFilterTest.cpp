@@ -14,15 +14,15 @@ namespace {
 struct CountingObserver final : VXPresenceObserver {
     int inputs = 0;
     void inputHappened() override { ++inputs; }
-    void systemWillSleep() override {}
-    void systemDidWake() override {}
-    void sessionDidResignActive() override {}
-    void sessionDidBecomeActive() override {}
-    void screenDidLock() override {}
-    void screenDidUnlock() override {}
+    void systemWillSleep() override { }
+    void systemDidWake() override { }
+    void sessionDidResignActive() override { }
+    void sessionDidBecomeActive() override { }
+    void screenDidLock() override { }
+    void screenDidUnlock() override { }
 };
 
-} // namespace
+}   // namespace
 
 TEST(VXOwnInputFilter, ReportsTypingInOwnWindowsAtMostOncePerSecond)
 {

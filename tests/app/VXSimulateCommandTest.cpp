@@ -49,7 +49,7 @@ struct Record {
     {
         const VXArray *level = configuration->value(u"Pools"_s).array();
         const VXDictionary *found = nullptr;
-        std::vector<QString> names{name};
+        std::vector<QString> names {name};
         names.insert(names.end(), below.begin(), below.end());
         for (const QString &step : names) {
             found = nullptr;
@@ -108,13 +108,14 @@ Record simulate(const QString &scenarioFile)
 {
     QTemporaryDir folder;
     const QString output = folder.filePath(u"out.plist"_s);
-    const VXProcessResult result = VXRunProcess(QStringLiteral(WENDLE_BINARY), {u"simulate"_s, scenarioFile, u"-o"_s, output});
+    const VXProcessResult result
+        = VXRunProcess(QStringLiteral(WENDLE_BINARY), {u"simulate"_s, scenarioFile, u"-o"_s, output});
     EXPECT_TRUE(result.started);
     EXPECT_EQ(result.exitCode, 0) << result.standardError.constData();
     QFile file(output);
     EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(output);
     EXPECT_EQ(file.permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther), QFileDevice::Permissions());
-    Record record{deeplyMutableDictionaryWithData(file.readAll())};
+    Record record {deeplyMutableDictionaryWithData(file.readAll())};
     EXPECT_TRUE(record.configuration) << "no binary property list in " << qPrintable(output);
     if (!record.configuration)
         record.configuration = VXMakeDictionary();
@@ -129,12 +130,12 @@ Record simulateInProcess(const QByteArray &json)
     const std::optional<VXScenario> scenario = VXScenario::fromJson(json, &error);
     EXPECT_TRUE(scenario) << qPrintable(error);
     if (!scenario)
-        return Record{VXMakeDictionary()};
+        return Record {VXMakeDictionary()};
     VXScenarioRunner runner(*scenario);
     const QByteArray saved = runner.run(&error);
     EXPECT_FALSE(saved.isEmpty()) << qPrintable(error);
     VXDictionaryRef configuration = deeplyMutableDictionaryWithData(saved);
-    return Record{configuration ? configuration : VXMakeDictionary()};
+    return Record {configuration ? configuration : VXMakeDictionary()};
 }
 
 // One editor with one window in front from the start; `rest` goes after "desktop" (events, ...).
@@ -150,7 +151,7 @@ QByteArray editorDay(double end, const char *defaults, const char *rest)
         .toUtf8();
 }
 
-} // namespace
+}   // namespace
 
 TEST(SimulateStories, AMorningOfEditingAndBrowsing)
 {
@@ -160,9 +161,9 @@ TEST(SimulateStories, AMorningOfEditingAndBrowsing)
 
     // Editor in front 0-3599 and 5400-10799; the switches at 3600 and 5400 credit nobody.
     EXPECT_EQ(frontTimeOf(record.application(u"editor"_s)), 3599 + 5399);
-    EXPECT_EQ(frontLog(record.application(u"editor"_s), kMonday), (std::vector<double>{0, -3599, 5400}));
+    EXPECT_EQ(frontLog(record.application(u"editor"_s), kMonday), (std::vector<double> {0, -3599, 5400}));
     EXPECT_EQ(frontTimeOf(record.application(u"browser"_s)), 1799);
-    EXPECT_EQ(frontLog(record.application(u"browser"_s), kMonday), (std::vector<double>{3600, -5399}));
+    EXPECT_EQ(frontLog(record.application(u"browser"_s), kMonday), (std::vector<double> {3600, -5399}));
     // Both run all morning.
     EXPECT_EQ(timeOf(record.application(u"editor"_s)), 10799);
     EXPECT_EQ(timeOf(record.application(u"browser"_s)), 10799);
@@ -171,7 +172,7 @@ TEST(SimulateStories, AMorningOfEditingAndBrowsing)
     EXPECT_EQ(frontTimeOf(record.window(u"editor"_s, u"Report.odt"_s)), 3599);
     EXPECT_EQ(timeOf(record.window(u"editor"_s, u"Report.odt"_s)), 10799);
     EXPECT_EQ(frontTimeOf(record.window(u"editor"_s, u"Letter.odt"_s)), 5399);
-    EXPECT_EQ(activeLog(record.window(u"editor"_s, u"Letter.odt"_s), kMonday), (std::vector<double>{5400}));
+    EXPECT_EQ(activeLog(record.window(u"editor"_s, u"Letter.odt"_s), kMonday), (std::vector<double> {5400}));
     // Mail is in front only while the browser is.
     EXPECT_EQ(frontTimeOf(record.window(u"browser"_s, u"Mail"_s)), 1799);
 
@@ -193,8 +194,8 @@ TEST(SimulateStories, ALunchBreakCaughtByHibernation)
     EXPECT_EQ(frontTimeOf(editor), 3899 + 1799);
     EXPECT_EQ(timeOf(editor), 3899 + 1799);
     // The open periods close at the last tick before the break and reopen at the return.
-    EXPECT_EQ(frontLog(editor, start), (std::vector<double>{0, -3899, 7200}));
-    EXPECT_EQ(activeLog(record.window(u"editor"_s, u"Report.odt"_s), start), (std::vector<double>{0, -3899, 7200}));
+    EXPECT_EQ(frontLog(editor, start), (std::vector<double> {0, -3899, 7200}));
+    EXPECT_EQ(activeLog(record.window(u"editor"_s, u"Report.odt"_s), start), (std::vector<double> {0, -3899, 7200}));
     EXPECT_EQ(record.timestamp(u"Last Timestamp"_s), start + 8999);
 }
 
@@ -207,7 +208,7 @@ TEST(SimulateStories, ALaptopLidClosedOvernight)
     const VXDictionary *editor = record.application(u"editor"_s);
 
     EXPECT_EQ(frontTimeOf(editor), 3599 + 3599);
-    EXPECT_EQ(frontLog(editor, start), (std::vector<double>{0, -3599, 54000}));
+    EXPECT_EQ(frontLog(editor, start), (std::vector<double> {0, -3599, 54000}));
     EXPECT_EQ(record.timestamp(u"Overall Time"_s), 7198);
     EXPECT_EQ(record.timestamp(u"Last Timestamp"_s), start + 57599);
 }
@@ -225,7 +226,7 @@ TEST(SimulateStories, APoolBuiltFromTwoApplicationsAndAWindowTitle)
     const VXDictionary *pool = record.pool(u"Thesis"_s);
     ASSERT_NE(pool, nullptr);
     EXPECT_EQ(frontTimeOf(pool), 1799 + 599);
-    EXPECT_EQ(frontLog(pool, kMonday), (std::vector<double>{0, -1799, 2400}));
+    EXPECT_EQ(frontLog(pool, kMonday), (std::vector<double> {0, -1799, 2400}));
     // The editor runs all along, so the pool is active all along.
     EXPECT_EQ(timeOf(pool), 2999);
 
@@ -233,10 +234,11 @@ TEST(SimulateStories, APoolBuiltFromTwoApplicationsAndAWindowTitle)
     EXPECT_EQ(timeOf(record.pool(u"Thesis"_s, {u"Notes"_s})), 599);
     // The browser member counts only through its matching window: open 1200-2999, in front
     // 1200-1799. Mail never counts.
-    for (const VXDictionary *item : {record.pool(u"Thesis"_s, {u"Browser"_s}), record.pool(u"Thesis"_s, {u"Browser"_s, u"Thesis*"_s})}) {
+    for (const VXDictionary *item :
+         {record.pool(u"Thesis"_s, {u"Browser"_s}), record.pool(u"Thesis"_s, {u"Browser"_s, u"Thesis*"_s})}) {
         EXPECT_EQ(timeOf(item), 1799);
         EXPECT_EQ(frontTimeOf(item), 599);
-        EXPECT_EQ(activeLog(item, kMonday), (std::vector<double>{1200}));
+        EXPECT_EQ(activeLog(item, kMonday), (std::vector<double> {1200}));
     }
     // The browser itself is in front 1200-2399 with either window.
     EXPECT_EQ(frontTimeOf(record.application(u"browser"_s)), 1199);
@@ -253,7 +255,7 @@ TEST(SimulateStories, AnUndoAfterAReset)
     const VXDictionary *editor = record.application(u"editor"_s);
 
     EXPECT_EQ(frontTimeOf(editor), 599 + 1 + 899);
-    EXPECT_EQ(frontLog(editor, kMonday), (std::vector<double>{0}));
+    EXPECT_EQ(frontLog(editor, kMonday), (std::vector<double> {0}));
     EXPECT_EQ(record.timestamp(u"First Timestamp"_s), kMonday);
     EXPECT_EQ(record.timestamp(u"Overall Time"_s), 599 + 1 + 899);
 }
@@ -262,17 +264,19 @@ TEST(SimulateRunner, OrderAtOneInstantAndTheEnd)
 {
     // Without events the last tick runs one interval before the end: the tick due at the end
     // does not.
-    EXPECT_EQ(simulateInProcess(editorDay(60, R"("Update Interval": 1)", "")).timestamp(u"Last Timestamp"_s), kMonday + 59);
+    EXPECT_EQ(simulateInProcess(editorDay(60, R"("Update Interval": 1)", "")).timestamp(u"Last Timestamp"_s),
+              kMonday + 59);
     // An event at the end is delivered before the program quits.
-    EXPECT_EQ(simulateInProcess(editorDay(60, R"("Update Interval": 1)", R"(, "events": [{"at": 60, "type": "forceTick"}])"))
-                  .timestamp(u"Last Timestamp"_s),
-              kMonday + 60);
+    EXPECT_EQ(
+        simulateInProcess(editorDay(60, R"("Update Interval": 1)", R"(, "events": [{"at": 60, "type": "forceTick"}])"))
+            .timestamp(u"Last Timestamp"_s),
+        kMonday + 60);
 
     // A new interval set at 600 comes before the tick due at 600, which already schedules the
     // next one 2 seconds later: ticks at 600, 602, ..., 1200.
-    const Record slower = simulateInProcess(editorDay(
-        1201, R"("Update Interval": 1, "Hibernation Interval": 0)",
-        R"(, "events": [{"at": 600, "type": "setDefault", "key": "Update Interval", "value": 2}])"));
+    const Record slower = simulateInProcess(
+        editorDay(1201, R"("Update Interval": 1, "Hibernation Interval": 0)",
+                  R"(, "events": [{"at": 600, "type": "setDefault", "key": "Update Interval", "value": 2}])"));
     EXPECT_EQ(slower.timestamp(u"Last Timestamp"_s), kMonday + 1200);
     EXPECT_EQ(frontTimeOf(slower.application(u"editor"_s)), 1200);
 
@@ -289,10 +293,11 @@ TEST(SimulateRunner, SuspendingByHandAndWakingUp)
     const Record manual = simulateInProcess(editorDay(1800, R"("Update Interval": 1, "Hibernation Interval": 0)", R"(,
         "events": [{"at": 600, "type": "suspendManual"}, {"at": 900, "type": "input"}, {"at": 1200, "type": "wakeUp"}])"));
     EXPECT_EQ(frontTimeOf(manual.application(u"editor"_s)), 599 + 599);
-    EXPECT_EQ(frontLog(manual.application(u"editor"_s), kMonday), (std::vector<double>{0, -599, 1200}));
+    EXPECT_EQ(frontLog(manual.application(u"editor"_s), kMonday), (std::vector<double> {0, -599, 1200}));
 
     // "Wake Up Automatically": the program hibernates shortly after and the next input wakes it.
-    const Record automatic = simulateInProcess(editorDay(1800, R"("Update Interval": 1, "Hibernation Interval": 0)", R"(,
+    const Record automatic
+        = simulateInProcess(editorDay(1800, R"("Update Interval": 1, "Hibernation Interval": 0)", R"(,
         "events": [{"at": 600, "type": "suspendAutomatic"}, {"at": 1200, "type": "input"}])"));
     const std::vector<double> log = frontLog(automatic.application(u"editor"_s), kMonday);
     ASSERT_EQ(log.size(), 3u);
@@ -302,7 +307,8 @@ TEST(SimulateRunner, SuspendingByHandAndWakingUp)
     EXPECT_EQ(frontTimeOf(automatic.application(u"editor"_s)), -log[1] + 599);
 
     // "wakeUp" while awake answers the alert with "Cancel": nothing changes.
-    const Record cancelled = simulateInProcess(editorDay(1800, R"("Update Interval": 1, "Hibernation Interval": 0)", R"(,
+    const Record cancelled
+        = simulateInProcess(editorDay(1800, R"("Update Interval": 1, "Hibernation Interval": 0)", R"(,
         "events": [{"at": 600, "type": "wakeUp"}])"));
     EXPECT_EQ(frontTimeOf(cancelled.application(u"editor"_s)), 1799);
 }
@@ -323,19 +329,28 @@ TEST(SimulateCommand, RefusesMalformedScenariosNamingTheField)
         {R"({"start": 0, "end": 10.3})", "end"},
         {R"({"start": 0, "end": 10, "events": [{"at": 11, "type": "input"}]})", "events[0].at"},
         {R"({"start": 0, "end": 10, "events": [{"at": 2.0625, "type": "input"}]})", "events[0].at"},
-        {R"({"start": 0, "end": 10, "events": [{"at": 5, "type": "input"}, {"at": 4, "type": "sleep"}]})", "events[1].at"},
+        {R"({"start": 0, "end": 10, "events": [{"at": 5, "type": "input"}, {"at": 4, "type": "sleep"}]})",
+         "events[1].at"},
         {R"({"start": 0, "end": 10, "events": [{"at": 5, "type": "dance"}]})", "events[0].type"},
         {R"({"start": 0, "end": 10, "events": [{"at": 5}]})", "events[0].type"},
         {R"({"start": 0, "end": 10, "events": [{"at": 5, "type": "input", "key": "x"}]})", "events[0].key"},
-        {R"({"start": 0, "end": 10, "events": [{"at": 5, "type": "setDefault", "key": "Color Scheme", "value": 1}]})", "events[0].key"},
-        {R"({"start": 0, "end": 10, "events": [{"at": 5, "type": "setDefault", "key": "Update Interval"}]})", "events[0].value"},
-        {R"({"start": 0, "end": 10, "events": [{"at": 5, "type": "setDefault", "key": "Update Interval", "value": 0.7}]})", "events[0].value"},
-        {R"({"start": 0, "end": 10, "events": [{"at": 5, "type": "setDefault", "key": "Include Floating Windows", "value": 1}]})", "events[0].value"},
+        {R"({"start": 0, "end": 10, "events": [{"at": 5, "type": "setDefault", "key": "Color Scheme", "value": 1}]})",
+         "events[0].key"},
+        {R"({"start": 0, "end": 10, "events": [{"at": 5, "type": "setDefault", "key": "Update Interval"}]})",
+         "events[0].value"},
+        {R"({"start": 0, "end": 10, "events": [{"at": 5, "type": "setDefault", "key": "Update Interval", "value": 0.7}]})",
+         "events[0].value"},
+        {R"({"start": 0, "end": 10, "events": [{"at": 5, "type": "setDefault", "key": "Include Floating Windows", "value": 1}]})",
+         "events[0].value"},
         {R"({"start": 0, "end": 10, "desktop": [{"at": 0}, {"at": 0}]})", "desktop[1].at"},
-        {R"({"start": 0, "end": 10, "desktop": [{"at": 0, "windows": [{"title": "x"}]}]})", "desktop[0].windows[0].pid"},
-        {R"({"start": 0, "end": 10, "desktop": [{"at": 0, "windows": [{"pid": 1, "shape": "round"}]}]})", "desktop[0].windows[0].shape"},
-        {R"({"start": 0, "end": 10, "desktop": [{"at": 0, "applications": [{"name": "A", "path": "/a"}]}]})", "desktop[0].applications[0].pid"},
-        {R"({"start": 0, "end": 10, "desktop": [{"at": 0, "applications": [{"name": "A", "path": "/a", "pid": 1.5}]}]})", "desktop[0].applications[0].pid"},
+        {R"({"start": 0, "end": 10, "desktop": [{"at": 0, "windows": [{"title": "x"}]}]})",
+         "desktop[0].windows[0].pid"},
+        {R"({"start": 0, "end": 10, "desktop": [{"at": 0, "windows": [{"pid": 1, "shape": "round"}]}]})",
+         "desktop[0].windows[0].shape"},
+        {R"({"start": 0, "end": 10, "desktop": [{"at": 0, "applications": [{"name": "A", "path": "/a"}]}]})",
+         "desktop[0].applications[0].pid"},
+        {R"({"start": 0, "end": 10, "desktop": [{"at": 0, "applications": [{"name": "A", "path": "/a", "pid": 1.5}]}]})",
+         "desktop[0].applications[0].pid"},
         {R"({"start": 0, "end": 10, "desktop": [{"at": 0, "front": 7}]})", "desktop[0].front"},
         {R"({"start": 0, "end": 10, "defaults": {"Auto-Export Reports": true}})", "defaults.Auto-Export Reports"},
         {R"({"start": 0, "end": 10, "defaults": {"Auto-Reset Pools": false}})", "defaults.Auto-Reset Pools"},
@@ -351,12 +366,13 @@ TEST(SimulateCommand, RefusesMalformedScenariosNamingTheField)
     // What the formats allows: an empty path (no bundle, skipped), intervals up to 0.5 off the
     // grid (they read as 0.5), null to remove a setting, free contents of the configuration.
     QString error;
-    const auto accepted = VXScenario::fromJson(R"({"start": 0, "end": 10, "defaults": {"Update Interval": 0.3, "x": [1, {"y": null}]},
+    const auto accepted
+        = VXScenario::fromJson(R"({"start": 0, "end": 10, "defaults": {"Update Interval": 0.3, "x": [1, {"y": null}]},
         "configuration": {"Anything": {"goes": true}},
         "desktop": [{"at": 0, "front": null, "applications": [{"name": "A", "path": null, "pid": 1, "regular": false}],
                      "windows": [{"pid": 1, "layer": 3, "onScreen": false, "orderedIn": false}]}],
         "events": [{"at": 10, "type": "setDefault", "key": "Hibernation Interval", "value": null}]})",
-                                               &error);
+                               &error);
     ASSERT_TRUE(accepted) << qPrintable(error);
     EXPECT_TRUE(accepted->desktop[0].desktop.runningApplications[0].bundlePath.isEmpty());
     EXPECT_EQ(accepted->desktop[0].desktop.runningApplications[0].activationPolicy, VXActivationPolicy::Accessory);
@@ -372,11 +388,15 @@ TEST(SimulateCommand, RefusesMalformedScenariosNamingTheField)
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(R"({"start": 0, "end": 10, "desktop": [{"at": 0, "windows": [{"title": "x"}]}]})");
     file.close();
-    const VXProcessResult refused = VXRunProcess(QStringLiteral(WENDLE_BINARY), {u"simulate"_s, bad, u"-o"_s, folder.filePath(u"o.plist"_s)});
+    const VXProcessResult refused
+        = VXRunProcess(QStringLiteral(WENDLE_BINARY), {u"simulate"_s, bad, u"-o"_s, folder.filePath(u"o.plist"_s)});
     EXPECT_EQ(refused.exitCode, 2);
-    EXPECT_TRUE(refused.standardError.contains("desktop[0].windows[0].pid: missing")) << refused.standardError.constData();
+    EXPECT_TRUE(refused.standardError.contains("desktop[0].windows[0].pid: missing"))
+        << refused.standardError.constData();
     EXPECT_FALSE(QFile::exists(folder.filePath(u"o.plist"_s)));
-    const VXProcessResult missing = VXRunProcess(QStringLiteral(WENDLE_BINARY), {u"simulate"_s, folder.filePath(u"none.json"_s), u"-o"_s, folder.filePath(u"o.plist"_s)});
+    const VXProcessResult missing
+        = VXRunProcess(QStringLiteral(WENDLE_BINARY),
+                       {u"simulate"_s, folder.filePath(u"none.json"_s), u"-o"_s, folder.filePath(u"o.plist"_s)});
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_EQ(VXRunProcess(QStringLiteral(WENDLE_BINARY), {u"simulate"_s, bad}).exitCode, 2);
 }
@@ -412,7 +432,8 @@ TEST(SimulateCommand, LeavesTheUsersOwnFilesAlone)
     environment.insert(u"XDG_CONFIG_HOME"_s, config);
     process.setProcessEnvironment(environment);
     QTemporaryDir outside;
-    process.start(QStringLiteral(WENDLE_BINARY), {u"simulate"_s, scenarioPath(u"undo.json"_s), u"-o"_s, outside.filePath(u"out.plist"_s)});
+    process.start(QStringLiteral(WENDLE_BINARY),
+                  {u"simulate"_s, scenarioPath(u"undo.json"_s), u"-o"_s, outside.filePath(u"out.plist"_s)});
     ASSERT_TRUE(process.waitForFinished(120000));
     EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().constData();
 

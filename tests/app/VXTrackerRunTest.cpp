@@ -15,8 +15,8 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <cmath>
+#include <csignal>
 
 namespace {
 
@@ -61,7 +61,8 @@ protected:
         environment.remove(s("XDG_SESSION_TYPE"));
         environment.remove(s("WAYLAND_DISPLAY"));
         QDir().mkpath(home.filePath(s("run")));
-        QFile::setPermissions(home.filePath(s("run")), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        QFile::setPermissions(home.filePath(s("run")),
+                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     }
 
     QByteArray wendle(const QStringList &arguments, int *exitCode = nullptr)
@@ -75,7 +76,10 @@ protected:
         return process.readAllStandardOutput() + process.readAllStandardError();
     }
 
-    bool activate(const VXX11TestClient &client) { return rig.run(s("xdotool"), {s("windowactivate"), s("--sync"), client.windowText(0)}); }
+    bool activate(const VXX11TestClient &client)
+    {
+        return rig.run(s("xdotool"), {s("windowactivate"), s("--sync"), client.windowText(0)});
+    }
 
     // Waits until `wendle status` shows the application in front.
     bool waitForFront(const QString &name)
@@ -97,7 +101,7 @@ protected:
     QProcessEnvironment environment;
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(TrackerRun, TracksTwoApplicationsAndSavesOnSigterm)
 {

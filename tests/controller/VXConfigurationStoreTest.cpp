@@ -4,8 +4,8 @@
 // one-time question. Real files in a temporary library folder; plistlib as the independent
 // reader and writer.
 
-#include "VXConfigurationKeys.h"
 #include "VXConfigurationStore.h"
+#include "VXConfigurationKeys.h"
 #include "VXControllerTestSupport.h"
 #include "VXFakeDesktop.h"
 #include "VXItemSorting.h"
@@ -55,7 +55,7 @@ public:
     bool isActive() const { return m_active; }
 
 private:
-    rlimit m_previous{};
+    rlimit m_previous {};
     void (*m_previousHandler)(int) = nullptr;
     bool m_active = false;
 };
@@ -93,7 +93,7 @@ protected:
 
     Settings settings;
     ScopedDataHome dataHome;
-    VXVirtualScheduler time{kStart};
+    VXVirtualScheduler time {kStart};
     VXFakeDesktop desktop;
     ScriptedUserInterface ui;
     ManualPresenceSource input;
@@ -102,7 +102,8 @@ protected:
 
 unsigned modeOf(const QString &path)
 {
-    struct stat status {};
+    struct stat status {
+    };
     return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
@@ -118,7 +119,7 @@ std::optional<QByteArray> plistlib(const QString &code)
     return result.standardOutput;
 }
 
-} // namespace
+}   // namespace
 
 TEST_F(StoreTest, TheSavePointsKeepOnePeriodicSavePendingAndWriteAPrivateBinaryFile)
 {
@@ -164,9 +165,9 @@ TEST_F(StoreTest, TheSavePointsKeepOnePeriodicSavePendingAndWriteAPrivateBinaryF
     EXPECT_TRUE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
 
     // plistlib reads the file as the program wrote it.
-    const std::optional<QByteArray> read = plistlib(
-        u"p = plistlib.load(open(sys.argv[1] if len(sys.argv) > 1 else %1, 'rb'))\n"
-        "print(p['Applications']['org.example.Editor']['Time'])"_s.arg(u"'"_s + file + u"'"_s));
+    const std::optional<QByteArray> read
+        = plistlib(u"p = plistlib.load(open(sys.argv[1] if len(sys.argv) > 1 else %1, 'rb'))\n"
+                   "print(p['Applications']['org.example.Editor']['Time'])"_s.arg(u"'"_s + file + u"'"_s));
     if (!read)
         GTEST_SKIP() << "no python3 with plistlib";
     EXPECT_EQ(read->trimmed(), "4500.5");
@@ -198,7 +199,8 @@ TEST_F(StoreTest, AnyFormIsReadAndTheNextSaveWritesBinary)
     const std::optional<QByteArray> written = plistlib(
         u"plistlib.dump({'Applications': {'org.example.Editor': {'Name': 'Editor', 'Application ID': 'org.example.Editor',"
         " 'Time': 100.0, 'Front Time': 40.0, 'Active Log': [1749990000.0, -1749990100.0]}},"
-        " 'Last Timestamp': 1749990100.0, 'Window Blacklist': ['Mail \u25b8 *Draft*']}, open('%1', 'wb'), fmt=plistlib.FMT_XML)"_s.arg(file));
+        " 'Last Timestamp': 1749990100.0, 'Window Blacklist': ['Mail \u25b8 *Draft*']}, open('%1', 'wb'), fmt=plistlib.FMT_XML)"_s
+            .arg(file));
     if (!written)
         GTEST_SKIP() << "no python3 with plistlib";
     ASSERT_TRUE(readFile(file).startsWith("<?xml"));
@@ -207,12 +209,14 @@ TEST_F(StoreTest, AnyFormIsReadAndTheNextSaveWritesBinary)
     EXPECT_EQ(timeOf(*editor()), 100.0);   // the first tick is a gap
     EXPECT_EQ(frontTimeOf(*editor()), 40.0);
     EXPECT_EQ(activeLog(*editor()), std::vector<double>({1749990000.0, -1749990100.0, kStart}));
-    EXPECT_EQ(controller->configuration()->value(VXWindowBlacklistKey).array()->at(0).toString(), u"Mail \u25B8 *Draft*"_s);
+    EXPECT_EQ(controller->configuration()->value(VXWindowBlacklistKey).array()->at(0).toString(),
+              u"Mail \u25B8 *Draft*"_s);
 
     time.advanceTo(kStart + 1800);
     ASSERT_TRUE(readFile(file).startsWith("bplist00"));
     const std::optional<QByteArray> read = plistlib(
-        u"p = plistlib.load(open('%1', 'rb'))\nprint(p['Applications']['org.example.Editor']['Time'], p['Window Blacklist'][0] == 'Mail \u25b8 *Draft*')"_s.arg(file));
+        u"p = plistlib.load(open('%1', 'rb'))\nprint(p['Applications']['org.example.Editor']['Time'], p['Window Blacklist'][0] == 'Mail \u25b8 *Draft*')"_s
+            .arg(file));
     ASSERT_TRUE(read);
     EXPECT_EQ(read->trimmed(), "1899.5 True");   // 100 + the ticks up to 1799.5
     quit();
@@ -242,7 +246,8 @@ TEST_F(StoreTest, AFileWhoseRootIsAnArrayGivesAnEmptyConfiguration)
 TEST_F(StoreTest, WithoutAFileTheSettingsCopyIsLoadedAndDroppedAfterTheNextSaveAtQuit)
 {
     VXDictionaryRef applications = VXMakeDictionary();
-    applications->insert(kEditorID, dictionary({{VXNameKey, u"Editor"_s}, {VXApplicationIDKey, kEditorID}, {VXTimeKey, 300.0}}));
+    applications->insert(kEditorID,
+                         dictionary({{VXNameKey, u"Editor"_s}, {VXApplicationIDKey, kEditorID}, {VXTimeKey, 300.0}}));
     settings.defaults->setObject(VXValue(dictionary({{VXApplicationsKey, applications}})), u"Default Configuration"_s);
     launch();
     ASSERT_NE(editor(), nullptr);
@@ -283,7 +288,8 @@ TEST_F(StoreTest, AnInterruptedWriteLeavesThePreviousFileAndTheQuitPutsTheTreeIn
         EXPECT_EQ(readFile(dataHome.configurationFile()), previous);
     }
     // No temporary file is left beside it.
-    EXPECT_EQ(QDir(dataHome.configurationFolder()).entryList(QDir::Files | QDir::Hidden), QStringList({u"Default.plist"_s}));
+    EXPECT_EQ(QDir(dataHome.configurationFolder()).entryList(QDir::Files | QDir::Hidden),
+              QStringList({u"Default.plist"_s}));
     const VXValue fallback = settings.defaults->objectForKey(u"Default Configuration"_s);
     EXPECT_EQ(firstDifference(fallback, tree), "");
     controller.reset();
@@ -296,7 +302,9 @@ TEST_F(StoreTest, AnInterruptedWriteLeavesThePreviousFileAndTheQuitPutsTheTreeIn
     settings.defaults->setObject(fallback, u"Default Configuration"_s);
     launch();
     EXPECT_EQ(timeOf(*editor()), 120.0);
-    EXPECT_EQ(windowItem(*controller->configuration(), kEditorID, u"A report with a long title, number 199 of many"_s) != nullptr, true);
+    EXPECT_EQ(windowItem(*controller->configuration(), kEditorID, u"A report with a long title, number 199 of many"_s)
+                  != nullptr,
+              true);
 }
 
 TEST_F(StoreTest, WhenTheLibraryFolderCannotBeMadeOnlyTheQuitKeepsTheTree)
@@ -324,8 +332,8 @@ namespace {
 class ScriptedFolderAccess : public VXFolderAccessDelegate
 {
 public:
-    bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel, QString *accessedBookmarkPath,
-                                   const SandboxExplanation &) override
+    bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel,
+                                   QString *accessedBookmarkPath, const SandboxExplanation &) override
     {
         requests.push_back({path, viaParentFolder, cancel != nullptr});
         const bool granted = cancel ? grantedAfterAsking : grantedSilently;
@@ -375,14 +383,15 @@ protected:
     ScopedDataHome dataHome;
     QString home;
     // The library folder inside the container, and the file an earlier version kept outside it.
-    ScopedDataHome containerDataHome{dataHome.path() + u"/Library/Containers/com.brasswing.WendleClient/Data/Library"_s};
+    ScopedDataHome containerDataHome {dataHome.path()
+                                      + u"/Library/Containers/com.brasswing.WendleClient/Data/Library"_s};
     QString earlierFile;
-    VXVirtualScheduler time{kStart};
+    VXVirtualScheduler time {kStart};
     ScriptedFolderAccess access;
-    VXConfigurationStore store{*settings.defaults, time, [] { return VXMakeDictionary(); }, &access};
+    VXConfigurationStore store {*settings.defaults, time, [] { return VXMakeDictionary(); }, &access};
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(SandboxedStoreTest, TheConfigurationFoundQuestionIsAskedOnceAndUnlockingKeepsTheEarlierFile)
 {

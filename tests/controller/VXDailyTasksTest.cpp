@@ -69,7 +69,7 @@ protected:
     std::unique_ptr<VXMainController> controller;
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(DailyTasksTest, NothingBeforeTheHourThenOneExportAndOneResetPerDay)
 {

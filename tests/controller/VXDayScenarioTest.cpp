@@ -53,7 +53,7 @@ const QString kEditor = u"org.example.Editor"_s;
 const QString kMail = u"org.example.Mail"_s;
 const QString kBrowser = u"org.example.Browser"_s;
 
-} // namespace
+}   // namespace
 
 TEST(VXDayScenario, AWorkingDayIsCreditedSecondBySecond)
 {
@@ -141,8 +141,8 @@ TEST(VXDayScenario, AWorkingDayIsCreditedSecondBySecond)
     const VXDictionary &editor = *applicationItem(configuration, kEditor);
     EXPECT_EQ(timeOf(editor), 32399.0);
     EXPECT_EQ(frontTimeOf(editor), 7200.0 + 19799.0);
-    EXPECT_EQ(activeLog(editor), (Log{S, -(S + 10800), S + 14401}));
-    EXPECT_EQ(frontLog(editor), (Log{S, -(S + 7200), S + 16201}));
+    EXPECT_EQ(activeLog(editor), (Log {S, -(S + 10800), S + 14401}));
+    EXPECT_EQ(frontLog(editor), (Log {S, -(S + 7200), S + 16201}));
 
     // "Report" (both drafts cut to it) until renamed "Summary" after 30000:
     //   10800 + (30000 - 14401) = 26399; its front time is the editor's first stretch, 7200.
@@ -150,31 +150,32 @@ TEST(VXDayScenario, AWorkingDayIsCreditedSecondBySecond)
     EXPECT_EQ(reportItem.value(VXNameKey), VXValue(u"Report"_s));
     EXPECT_EQ(timeOf(reportItem), 26399.0);
     EXPECT_EQ(frontTimeOf(reportItem), 7200.0);
-    EXPECT_EQ(activeLog(reportItem), (Log{S, -(S + 10800), S + 14401, -(S + 30000)}));
-    EXPECT_EQ(frontLog(reportItem), (Log{S, -(S + 7200)}));
+    EXPECT_EQ(activeLog(reportItem), (Log {S, -(S + 10800), S + 14401, -(S + 30000)}));
+    EXPECT_EQ(frontLog(reportItem), (Log {S, -(S + 7200)}));
     EXPECT_EQ(windowItem(configuration, kEditor, u"Report - Draft 1"_s), nullptr);
 
     // "Notes" from 16201, on top, so in front while the editor is: 36000 - 16201 = 19799 both.
     const VXDictionary &notesItem = *windowItem(configuration, kEditor, u"Notes"_s);
     EXPECT_EQ(timeOf(notesItem), 19799.0);
     EXPECT_EQ(frontTimeOf(notesItem), 19799.0);
-    EXPECT_EQ(activeLog(notesItem), (Log{S + 16201}));
-    EXPECT_EQ(frontLog(notesItem), (Log{S + 16201}));
+    EXPECT_EQ(activeLog(notesItem), (Log {S + 16201}));
+    EXPECT_EQ(frontLog(notesItem), (Log {S + 16201}));
 
     // "Summary" from 30001: 36000 - 30001 = 5999, never in front.
     const VXDictionary &summary = *windowItem(configuration, kEditor, u"Summary"_s);
     EXPECT_EQ(timeOf(summary), 5999.0);
     EXPECT_FALSE(summary.contains(VXFrontTimeKey));
-    EXPECT_EQ(activeLog(summary), (Log{S + 30001}));
+    EXPECT_EQ(activeLog(summary), (Log {S + 30001}));
 
     // Mail from 3601 to 18000: (10800 - 3601) + (18000 - 14401) = 7199 + 3599 = 10798; in front
     // 7201..9000: 9000 - 7201 = 1799. Its one window the same.
-    for (const VXDictionary *item : {applicationItem(configuration, kMail), windowItem(configuration, kMail, u"Inbox (12)"_s)}) {
+    for (const VXDictionary *item :
+         {applicationItem(configuration, kMail), windowItem(configuration, kMail, u"Inbox (12)"_s)}) {
         ASSERT_NE(item, nullptr);
         EXPECT_EQ(timeOf(*item), 10798.0);
         EXPECT_EQ(frontTimeOf(*item), 1799.0);
-        EXPECT_EQ(activeLog(*item), (Log{S + 3601, -(S + 10800), S + 14401, -(S + 18000)}));
-        EXPECT_EQ(frontLog(*item), (Log{S + 7201, -(S + 9000)}));
+        EXPECT_EQ(activeLog(*item), (Log {S + 3601, -(S + 10800), S + 14401, -(S + 18000)}));
+        EXPECT_EQ(frontLog(*item), (Log {S + 7201, -(S + 9000)}));
     }
 
     // Browser from 9001: (10800 - 9001) + 21599 = 1799 + 21599 = 23398; in front 9001..10800 and
@@ -182,15 +183,15 @@ TEST(VXDayScenario, AWorkingDayIsCreditedSecondBySecond)
     const VXDictionary &browser = *applicationItem(configuration, kBrowser);
     EXPECT_EQ(timeOf(browser), 23398.0);
     EXPECT_EQ(frontTimeOf(browser), 3598.0);
-    EXPECT_EQ(activeLog(browser), (Log{S + 9001, -(S + 10800), S + 14401}));
-    EXPECT_EQ(frontLog(browser), (Log{S + 9001, -(S + 10800), S + 14401, -(S + 16200)}));
+    EXPECT_EQ(activeLog(browser), (Log {S + 9001, -(S + 10800), S + 14401}));
+    EXPECT_EQ(frontLog(browser), (Log {S + 9001, -(S + 10800), S + 14401, -(S + 16200)}));
 
     // "Team Docs", the browser's front window while "Bank login" (blacklisted) is on top, until
     // it closes: 1799 + 1799 = 3598, all of it in front.
     const VXDictionary &teamDocs = *windowItem(configuration, kBrowser, u"Team Docs"_s);
     EXPECT_EQ(timeOf(teamDocs), 3598.0);
     EXPECT_EQ(frontTimeOf(teamDocs), 3598.0);
-    EXPECT_EQ(activeLog(teamDocs), (Log{S + 9001, -(S + 10800), S + 14401, -(S + 16200)}));
+    EXPECT_EQ(activeLog(teamDocs), (Log {S + 9001, -(S + 10800), S + 14401, -(S + 16200)}));
     EXPECT_EQ(frontLog(teamDocs), activeLog(teamDocs));
     EXPECT_EQ(windowItem(configuration, kBrowser, u"Bank login"_s), nullptr);
 
@@ -200,8 +201,8 @@ TEST(VXDayScenario, AWorkingDayIsCreditedSecondBySecond)
     // on to 36000: 7200 + 1799 + 1799 + (36000 - 16200) = 30598.
     EXPECT_EQ(timeOf(*writing), 32399.0);
     EXPECT_EQ(frontTimeOf(*writing), 30598.0);
-    EXPECT_EQ(activeLog(*writing), (Log{S, -(S + 10800), S + 14401}));
-    EXPECT_EQ(frontLog(*writing), (Log{S, -(S + 7200), S + 9001, -(S + 10800), S + 14401}));
+    EXPECT_EQ(activeLog(*writing), (Log {S, -(S + 10800), S + 14401}));
+    EXPECT_EQ(frontLog(*writing), (Log {S, -(S + 7200), S + 9001, -(S + 10800), S + 14401}));
     EXPECT_EQ(timeOf(*writingEditor), 32399.0);
     EXPECT_EQ(frontTimeOf(*writingEditor), 26999.0);
     EXPECT_EQ(timeOf(*writingBrowser), 3598.0);
@@ -217,15 +218,16 @@ TEST(VXDayScenario, AWorkingDayIsCreditedSecondBySecond)
     for (const VXDictionaryRef &item : {reports, anyReports, reportsEntry}) {
         EXPECT_EQ(timeOf(*item), 26399.0);
         EXPECT_EQ(frontTimeOf(*item), 7200.0);
-        EXPECT_EQ(activeLog(*item), (Log{S, -(S + 10800), S + 14401, -(S + 30000)}));
-        EXPECT_EQ(frontLog(*item), (Log{S, -(S + 7200)}));
+        EXPECT_EQ(activeLog(*item), (Log {S, -(S + 10800), S + 14401, -(S + 30000)}));
+        EXPECT_EQ(frontLog(*item), (Log {S, -(S + 7200)}));
     }
 
     // The lists at 18:00, by front time: the applications that run, with their open windows;
     // every pool (inactive ones are shown).
-    EXPECT_EQ(namesOf(*controller.applicationArray()), (QStringList{u"Editor"_s, u"Browser"_s}));
-    EXPECT_EQ(namesOf(*editor.value(VXChildrenKey).array()), (QStringList{u"Notes"_s, u"Summary"_s}));
+    EXPECT_EQ(namesOf(*controller.applicationArray()), (QStringList {u"Editor"_s, u"Browser"_s}));
+    EXPECT_EQ(namesOf(*editor.value(VXChildrenKey).array()), (QStringList {u"Notes"_s, u"Summary"_s}));
     EXPECT_TRUE(browser.value(VXChildrenKey).array()->isEmpty());
     EXPECT_FALSE(applicationItem(configuration, kMail)->contains(VXChildrenKey));
-    EXPECT_EQ(namesOf(*controller.poolArray()), (QStringList{u"Writing"_s, u"Reports anywhere"_s, u"Correspondence"_s}));
+    EXPECT_EQ(namesOf(*controller.poolArray()),
+              (QStringList {u"Writing"_s, u"Reports anywhere"_s, u"Correspondence"_s}));
 }

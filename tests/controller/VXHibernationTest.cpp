@@ -3,10 +3,10 @@
 // pause does to the timers and event logs. Presence arrives as the desktop adapters deliver
 // it, through the observer the controller starts its sources with; time is virtual.
 
+#include "VXHibernation.h"
 #include "VXConfigurationKeys.h"
 #include "VXControllerTestSupport.h"
 #include "VXFakeDesktop.h"
-#include "VXHibernation.h"
 #include "VXItemSorting.h"
 #include "VXMainController.h"
 #include "VXRegisteredDefaults.h"
@@ -62,7 +62,7 @@ protected:
 
     Settings settings;
     ScopedDataHome dataHome;
-    VXVirtualScheduler time{kStart};
+    VXVirtualScheduler time {kStart};
     VXFakeDesktop desktop;
     ScriptedUserInterface ui;
     std::unique_ptr<ManualPresenceSource> input;
@@ -70,7 +70,7 @@ protected:
     std::unique_ptr<VXMainController> controller;
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(HibernationTest, AnIdleUserIsHibernatedOneIntervalAfterTheLastInputAndWokenByTheNext)
 {
@@ -236,8 +236,9 @@ TEST_F(HibernationTest, TheMenuCommandAsksHowToSuspend)
     hibernation().toggleHibernation();
     ASSERT_EQ(ui.alerts.size(), 1u);
     EXPECT_EQ(ui.alerts[0].message, u"Suspend Timers..."_s);
-    EXPECT_EQ(ui.alerts[0].informative,
-              u"Wendle can wake up automatically next time you do something, or it can remain in deep suspension until you wake it up manually."_s);
+    EXPECT_EQ(
+        ui.alerts[0].informative,
+        u"Wendle can wake up automatically next time you do something, or it can remain in deep suspension until you wake it up manually."_s);
     EXPECT_EQ(ui.alerts[0].buttons, QStringList({u"Wake Up Automatically"_s, u"Wake Up Manually"_s, u"Cancel"_s}));
     time.advanceBy(1);
     EXPECT_FALSE(hibernation().isHibernating());
@@ -321,10 +322,11 @@ TEST_F(HibernationTest, WithoutAnInputMonitorTheProgramNeverHibernatesByItself)
     std::vector<QString> warnings;
     static std::vector<QString> *capture = nullptr;
     capture = &warnings;
-    const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
-        if (type == QtWarningMsg && capture)
-            capture->push_back(text);
-    });
+    const QtMessageHandler previous
+        = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
+              if (type == QtWarningMsg && capture)
+                  capture->push_back(text);
+          });
     launch(false);
     qInstallMessageHandler(previous);
     capture = nullptr;

@@ -1,10 +1,10 @@
 // The controller's tracking half: the chain of ticks on the scheduler, the pause and editing
 // gate, what the user interface is told after a tick, and the commands on blacklists and pools.
 
+#include "VXMainController.h"
 #include "VXConfigurationKeys.h"
 #include "VXFakeDesktop.h"
 #include "VXItemSorting.h"
-#include "VXMainController.h"
 #include "VXMainControllerDelegate.h"
 #include "VXTrackingTestSupport.h"
 #include "VXVirtualScheduler.h"
@@ -77,13 +77,13 @@ protected:
     VXDictionary &editor() { return *applicationItem(*controller.configuration(), kEditorID); }
 
     Settings settings;
-    VXVirtualScheduler time{kStart};
+    VXVirtualScheduler time {kStart};
     VXFakeDesktop desktop;
     RecordingDelegate delegate;
-    UndoRecordingController controller{desktop, time, time, *settings.defaults, &delegate};
+    UndoRecordingController controller {desktop, time, time, *settings.defaults, &delegate};
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(ControllerTest, SettingTheSortColumnStartsAChainOfTicksOneIntervalApart)
 {
@@ -154,7 +154,7 @@ TEST_F(ControllerTest, PausedOrEditingTheScheduledTickOnlyRefreshesTheReportAndK
     EXPECT_EQ(timeOf(editor()), 11.0);   // the first tick after the pause is a gap
     time.advanceBy(0.5);
     EXPECT_EQ(timeOf(editor()), 11.5);
-    EXPECT_EQ(activeLog(editor()), (Log{kStart, -(kStart + 11.0), kStart + 11.5}));
+    EXPECT_EQ(activeLog(editor()), (Log {kStart, -(kStart + 11.0), kStart + 11.5}));
 
     delegate.editing = true;
     const int snapshots = desktop.snapshotCount();
@@ -195,7 +195,8 @@ TEST_F(ControllerTest, FullTicksReloadTheListsAndRestoreExpansionWhenSomethingSh
     time.advanceBy(0.5);
     EXPECT_EQ(delegate.expansionRestores, 5);
 
-    EXPECT_TRUE(VXShouldRestoreExpansionStates({.firstFullTick = false, .runsAsStatusItem = true, .listWindowVisible = true}));
+    EXPECT_TRUE(
+        VXShouldRestoreExpansionStates({.firstFullTick = false, .runsAsStatusItem = true, .listWindowVisible = true}));
     EXPECT_FALSE(VXShouldRestoreExpansionStates({.firstFullTick = false, .runsAsStatusItem = true}));
 }
 
@@ -212,7 +213,7 @@ TEST_F(ControllerTest, TheStartUpSettingsAreReadOnce)
     later.updateLists(this);
     desktop.quit(10);
     later.updateLists(this);
-    EXPECT_EQ(namesOf(*later.applicationArray()), QStringList{u"Editor"_s});   // inactive, still listed
+    EXPECT_EQ(namesOf(*later.applicationArray()), QStringList {u"Editor"_s});   // inactive, still listed
 }
 
 TEST_F(ControllerTest, BlacklistsAreSortedShownAndEditedAndTheNextTickHonoursThem)
@@ -249,7 +250,8 @@ TEST_F(ControllerTest, MatchAnyApplicationPushesAnUndoStateThenTogglesAndForcesA
     ASSERT_EQ(controller.pushedStates.size(), 1u);
     // The state pushed is the tree before the change.
     const VXDictionary &pushed = *controller.pushedStates[0].dictionary();
-    const VXDictionary &pushedMember = *pushed.value(VXPoolsKey).array()->at(0).dictionary()->value(VXChildrenKey).array()->at(0).dictionary();
+    const VXDictionary &pushedMember
+        = *pushed.value(VXPoolsKey).array()->at(0).dictionary()->value(VXChildrenKey).array()->at(0).dictionary();
     EXPECT_FALSE(pushedMember.contains(VXMatchAnyApplicationKey));
     EXPECT_TRUE(boolForKey(*web, VXMatchAnyApplicationKey));
     EXPECT_EQ(desktop.snapshotCount(), snapshots + 1);   // forced tick
@@ -280,7 +282,7 @@ TEST_F(ControllerTest, ReplacingTheTreeStartsFromItAndDestroyingTheControllerEnd
     controller.updateLists(this);
     ASSERT_NE(controller.configuration(), VXDictionaryRef());
     EXPECT_EQ(timeOf(editor()), 0.0);
-    EXPECT_EQ(activeLog(editor()), (Log{kStart + 1.0}));
+    EXPECT_EQ(activeLog(editor()), (Log {kStart + 1.0}));
 
     {
         VXMainController shortLived(desktop, time, time, *settings.defaults);

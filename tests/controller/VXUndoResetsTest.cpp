@@ -68,7 +68,8 @@ protected:
         time.runDue();
 
         VXArrayRef pools = VXMakeArray();
-        pools->append(pool(u"Writing"_s, {member(u"Editor"_s, kEditorID, {windowEntry(u"Report*"_s)}), member(u"Mail"_s, kMailID)}));
+        pools->append(pool(u"Writing"_s,
+                           {member(u"Editor"_s, kEditorID, {windowEntry(u"Report*"_s)}), member(u"Mail"_s, kMailID)}));
         controller->configuration()->insert(VXPoolsKey, pools);
         controller->updateLists(this);
         // Mail comes to the front for a while.
@@ -82,7 +83,10 @@ protected:
 
     VXDictionary &tree() { return *controller->configuration(); }
     VXValue snapshot() { return VXValue(controller->configuration()).deepCopy(); }
-    std::string differenceFrom(const VXValue &expected) { return firstDifference(VXValue(controller->configuration()), expected); }
+    std::string differenceFrom(const VXValue &expected)
+    {
+        return firstDifference(VXValue(controller->configuration()), expected);
+    }
     VXDictionary *editor() { return applicationItem(tree(), kEditorID); }
     VXDictionary *mail() { return applicationItem(tree(), kMailID); }
     VXDictionary &writing() { return *tree().value(VXPoolsKey).array()->at(0).dictionary(); }
@@ -107,7 +111,7 @@ protected:
 
     Settings settings;
     ScopedDataHome dataHome;
-    VXVirtualScheduler time{kStart};
+    VXVirtualScheduler time {kStart};
     VXFakeDesktop desktop;
     std::uint64_t reportWindow = 0;
     ScriptedUserInterface ui;
@@ -115,7 +119,7 @@ protected:
     std::unique_ptr<VXMainController> controller;
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(UndoTest, UndoAfterAResetRestoresEveryTimerAndLogAndRedoEmptiesThemAgain)
 {
@@ -315,8 +319,9 @@ TEST_F(UndoTest, ClearAllAsksAndStartsANewTree)
     controller->resets().clearAll(this);
     ASSERT_EQ(ui.alerts.size(), 1u);
     EXPECT_EQ(ui.alerts[0].message, u"Clear all?"_s);
-    EXPECT_EQ(ui.alerts[0].informative,
-              u"Are you sure you want to clear all your applications and pools?\n\nIf you change your mind after the fact, this action is undoable."_s);
+    EXPECT_EQ(
+        ui.alerts[0].informative,
+        u"Are you sure you want to clear all your applications and pools?\n\nIf you change your mind after the fact, this action is undoable."_s);
     EXPECT_EQ(ui.alerts[0].buttons, QStringList({u"Clear All"_s, u"Cancel"_s}));
     EXPECT_EQ(differenceFrom(before), "");
 
@@ -364,7 +369,8 @@ TEST_F(UndoTest, RemovingItemsBlacklistsWhatIsStillOpen)
     time.advanceBy(1);
     VXDictionaryRef notes(windowItem(tree(), kEditorID, u"Notes.txt"_s));
     ASSERT_TRUE(notes);
-    controller->blacklistTextDidChange(VXWindowBlacklistKey, u"http*://*\nEditor \u25B8 Report.odt\nEditor \u25B8 Notes*"_s);
+    controller->blacklistTextDidChange(VXWindowBlacklistKey,
+                                       u"http*://*\nEditor \u25B8 Report.odt\nEditor \u25B8 Notes*"_s);
     EXPECT_TRUE(controller->resets().deleteItemViaMenuItem(notes, -1));
     EXPECT_EQ(tree().value(VXWindowBlacklistKey).array()->size(), 3u);
     EXPECT_EQ(history().undoCount(), 3u);
@@ -387,9 +393,14 @@ TEST_F(UndoTest, RemovingItemsBlacklistsWhatIsStillOpen)
     for (int i = 0; i < 4; ++i)
         controller->undo(this);
     const VXValue restored = snapshot();
-    EXPECT_EQ(firstDifference(restored.dictionary()->value(VXApplicationBlacklistKey), before.dictionary()->value(VXApplicationBlacklistKey)), "");
-    EXPECT_EQ(firstDifference(restored.dictionary()->value(VXWindowBlacklistKey), before.dictionary()->value(VXWindowBlacklistKey)), "");
-    EXPECT_EQ(activeLog(*windowItem(tree(), kEditorID, u"Report.odt"_s)), activeLog(*windowItem(*before.dictionary(), kEditorID, u"Report.odt"_s)));
+    EXPECT_EQ(firstDifference(restored.dictionary()->value(VXApplicationBlacklistKey),
+                              before.dictionary()->value(VXApplicationBlacklistKey)),
+              "");
+    EXPECT_EQ(firstDifference(restored.dictionary()->value(VXWindowBlacklistKey),
+                              before.dictionary()->value(VXWindowBlacklistKey)),
+              "");
+    EXPECT_EQ(activeLog(*windowItem(tree(), kEditorID, u"Report.odt"_s)),
+              activeLog(*windowItem(*before.dictionary(), kEditorID, u"Report.odt"_s)));
 }
 
 TEST_F(UndoTest, RemovingPoolItemsSearchesTwoLevelsBelowThePools)
@@ -462,5 +473,7 @@ TEST_F(UndoTest, TheFileEndsWithTheNewestTreeHoweverManyPushesAreStillBeingWritt
         controller->pushUndoStateAndClearRedoStatesAfterDelay();
     time.advanceBy(3);
     controller->applicationShouldTerminate();
-    EXPECT_EQ(firstDifference(VXValue(deeplyMutableDictionaryWithData(readFile(dataHome.configurationFile()))), snapshot()), "");
+    EXPECT_EQ(
+        firstDifference(VXValue(deeplyMutableDictionaryWithData(readFile(dataHome.configurationFile()))), snapshot()),
+        "");
 }

@@ -1,9 +1,9 @@
 // The scheduler on Qt's real event loop: real delays (kept short), nested loops as a modal dialog
 // runs them, and a wall clock that jumps as it does across a suspension.
 
+#include "VXEventLoopScheduler.h"
 #include "VXClock.h"
 #include "VXTestSupport.h"
-#include "VXEventLoopScheduler.h"
 
 #include <gtest/gtest.h>
 
@@ -62,8 +62,7 @@ protected:
     int other = 0;
 };
 
-
-} // namespace
+}   // namespace
 
 TEST_F(VXEventLoopSchedulerTest, ZeroDelayRunsOnTheNextTurnInOrder)
 {
@@ -72,7 +71,7 @@ TEST_F(VXEventLoopSchedulerTest, ZeroDelayRunsOnTheNextTurnInOrder)
     scheduler.performAfterDelay(&owner, QStringLiteral("a"), 0, [&] {
         order.append(QStringLiteral("a"));
         scheduler.performAfterDelay(&owner, QStringLiteral("c"), 0, [&] { order.append(QStringLiteral("c")); });
-        EXPECT_EQ(order, QStringList{QStringLiteral("a")});   // "c" does not run inside "a"
+        EXPECT_EQ(order, QStringList {QStringLiteral("a")});   // "c" does not run inside "a"
     });
     scheduler.performAfterDelay(&owner, QStringLiteral("b"), 0, [&] { order.append(QStringLiteral("b")); });
     EXPECT_TRUE(order.isEmpty());
@@ -80,7 +79,7 @@ TEST_F(VXEventLoopSchedulerTest, ZeroDelayRunsOnTheNextTurnInOrder)
 
     // One turn of the loop runs one call.
     QCoreApplication::processEvents();
-    EXPECT_EQ(order, QStringList{QStringLiteral("a")});
+    EXPECT_EQ(order, QStringList {QStringLiteral("a")});
 
     ASSERT_TRUE(spinUntil([&] { return order.size() == 3; }));
     EXPECT_EQ(order.join(u' '), QStringLiteral("a b c"));
@@ -104,7 +103,7 @@ TEST_F(VXEventLoopSchedulerTest, ShortDelaysFireInDueOrderNotBeforeTheirTime)
         EXPECT_GE(at, qint64(ms) * 1'000'000) << ms << " ms call fired early";
         EXPECT_LT(at, qint64(ms + 1000) * 1'000'000) << ms << " ms call fired a second late";
     }
-    EXPECT_EQ(order, (std::vector<int>{10, 10, 20, 30}));
+    EXPECT_EQ(order, (std::vector<int> {10, 10, 20, 30}));
 }
 
 TEST_F(VXEventLoopSchedulerTest, CancelDropsOnlyThatTargetAndOperation)
@@ -112,8 +111,7 @@ TEST_F(VXEventLoopSchedulerTest, CancelDropsOnlyThatTargetAndOperation)
     VXEventLoopScheduler scheduler;
     QStringList fired;
     auto schedule = [&](const void *target, const QString &operation, double delay) {
-        scheduler.performAfterDelay(target, operation, delay,
-                                    [&fired, operation] { fired.append(operation); });
+        scheduler.performAfterDelay(target, operation, delay, [&fired, operation] { fired.append(operation); });
     };
     schedule(&owner, QStringLiteral("tick"), 0.01);
     schedule(&owner, QStringLiteral("save"), 0.01);
@@ -135,7 +133,7 @@ TEST_F(VXEventLoopSchedulerTest, CancelDropsOnlyThatTargetAndOperation)
     schedule(&other, QStringLiteral("victim"), 0.02);
 
     spinFor(80);
-    EXPECT_EQ(fired, (QStringList{QStringLiteral("save"), QStringLiteral("canceller")}));
+    EXPECT_EQ(fired, (QStringList {QStringLiteral("save"), QStringLiteral("canceller")}));
     EXPECT_EQ(scheduler.pendingCount(), 0);
 
     // Cancelling everything stops the timer for good.
@@ -206,7 +204,10 @@ TEST_F(VXEventLoopSchedulerTest, CallsFireInsideNestedEventLoops)
     scheduler.performAfterDelay(&other, QStringLiteral("save"), 0.01, [&] { fired = nesting > 0; });
     ++nesting;
     QEventLoop modal;
-    QTimer::singleShot(0, &modal, [&] { spinUntil([&] { return fired; }); modal.quit(); });
+    QTimer::singleShot(0, &modal, [&] {
+        spinUntil([&] { return fired; });
+        modal.quit();
+    });
     modal.exec();
     --nesting;
     EXPECT_TRUE(fired);
@@ -249,8 +250,9 @@ TEST_F(VXEventLoopSchedulerTest, SurvivesItsOwnDestructionAndThrowingCalls)
         fired.append(QStringLiteral("destroyer"));
         delete scheduler.data();
     });
-    scheduler->performAfterDelay(&owner, QStringLiteral("orphan"), 0.005, [&] { fired.append(QStringLiteral("orphan")); });
+    scheduler->performAfterDelay(&owner, QStringLiteral("orphan"), 0.005,
+                                 [&] { fired.append(QStringLiteral("orphan")); });
     ASSERT_TRUE(spinUntil([&] { return scheduler.isNull(); }));
     spinFor(30);
-    EXPECT_EQ(fired, QStringList{QStringLiteral("destroyer")});
+    EXPECT_EQ(fired, QStringList {QStringLiteral("destroyer")});
 }

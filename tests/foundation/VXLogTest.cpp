@@ -29,8 +29,8 @@ namespace {
 class ScopedEnvironment
 {
 public:
-    ScopedEnvironment(const char *name, const std::optional<QByteArray> &value)
-        : m_name(name), m_wasSet(qEnvironmentVariableIsSet(name)), m_previous(qgetenv(name))
+    ScopedEnvironment(const char *name, const std::optional<QByteArray> &value) :
+        m_name(name), m_wasSet(qEnvironmentVariableIsSet(name)), m_previous(qgetenv(name))
     {
         if (value)
             qputenv(name, *value);
@@ -52,8 +52,7 @@ private:
 };
 
 // A type whose text form counts how often it is made, to see whether a debug line was formatted.
-struct FormatProbe
-{
+struct FormatProbe {
     static inline int formatted = 0;
 };
 
@@ -98,12 +97,11 @@ protected:
     QTemporaryDir m_folder;
     QString m_logPath;
     std::FILE *m_stream = nullptr;
-    ScopedEnvironment m_noPattern{"QT_MESSAGE_PATTERN", std::nullopt};
-    ScopedEnvironment m_noJournal{"JOURNAL_STREAM", std::nullopt};
+    ScopedEnvironment m_noPattern {"QT_MESSAGE_PATTERN", std::nullopt};
+    ScopedEnvironment m_noJournal {"JOURNAL_STREAM", std::nullopt};
 };
 
-
-} // namespace
+}   // namespace
 
 TEST_F(VXLogTest, HandlerWritesWholePlainLinesFromManyThreads)
 {
@@ -147,7 +145,8 @@ TEST_F(VXLogTest, JournalLinesCarryTheirPriority)
     {
         // systemd names its journal socket in JOURNAL_STREAM; here the log file plays the socket.
         ScopedEnvironment journal("JOURNAL_STREAM",
-                                  QByteArray::number(qulonglong(status.st_dev)) + ':' + QByteArray::number(qulonglong(status.st_ino)));
+                                  QByteArray::number(qulonglong(status.st_dev)) + ':'
+                                      + QByteArray::number(qulonglong(status.st_ino)));
         VXInstallMessageHandler(m_stream);
         qCWarning(lcFoundation).noquote() << QStringLiteral("cannot install event monitor");
         qCInfo(lcFoundation).noquote() << QStringLiteral("first\nsecond");
@@ -159,7 +158,8 @@ TEST_F(VXLogTest, JournalLinesCarryTheirPriority)
     ASSERT_NE(other, nullptr);
     {
         ScopedEnvironment journal("JOURNAL_STREAM",
-                                  QByteArray::number(qulonglong(status.st_dev)) + ':' + QByteArray::number(qulonglong(status.st_ino)));
+                                  QByteArray::number(qulonglong(status.st_dev)) + ':'
+                                      + QByteArray::number(qulonglong(status.st_ino)));
         VXInstallMessageHandler(other);   // replaces the stream of the handler already installed
         qCWarning(lcFoundation).noquote() << QStringLiteral("plain");
     }
@@ -170,8 +170,9 @@ TEST_F(VXLogTest, JournalLinesCarryTheirPriority)
     std::fclose(other);
     EXPECT_EQ(QByteArray(buffer, qsizetype(read)), QByteArray("plain\n"));
 
-    EXPECT_EQ(loggedLines(), (QStringList{QStringLiteral("<4>cannot install event monitor"), QStringLiteral("<6>first"),
-                                          QStringLiteral("<6>second"), QStringLiteral("<3>critical")}));
+    EXPECT_EQ(loggedLines(),
+              (QStringList {QStringLiteral("<4>cannot install event monitor"), QStringLiteral("<6>first"),
+                            QStringLiteral("<6>second"), QStringLiteral("<3>critical")}));
 }
 
 TEST_F(VXLogTest, DebugLogFollowsTheSettingAtOnce)
@@ -189,12 +190,12 @@ TEST_F(VXLogTest, DebugLogFollowsTheSettingAtOnce)
     VXUserDefaults defaults(VXUserDefaults::kDomain, settingsFolder.path());
     VXUserDefaults::setStandard(&defaults);
     EXPECT_FALSE(VXDebugLog(QStringLiteral("setting missing")));
-    EXPECT_FALSE(VXDebugLog(QStringLiteral("probe %1"), FormatProbe{}));
+    EXPECT_FALSE(VXDebugLog(QStringLiteral("probe %1"), FormatProbe {}));
     EXPECT_EQ(FormatProbe::formatted, 0) << "a debug line was formatted while debug output was off";
 
     defaults.setBool(true, VXDebugLogKey);
     EXPECT_TRUE(VXDebugLog(QStringLiteral("not ordered in: %1"), QStringLiteral("Untitled 3")));
-    EXPECT_TRUE(VXDebugLog(QStringLiteral("probe %1"), FormatProbe{}));
+    EXPECT_TRUE(VXDebugLog(QStringLiteral("probe %1"), FormatProbe {}));
     EXPECT_EQ(FormatProbe::formatted, 1);
     defaults.setBool(false, VXDebugLogKey);
     EXPECT_FALSE(VXDebugLog(QStringLiteral("switched off")));
@@ -214,9 +215,10 @@ TEST_F(VXLogTest, DebugLogFollowsTheSettingAtOnce)
     // That store is gone (and was the standard one).
     EXPECT_FALSE(VXDebugLog(QStringLiteral("store destroyed")));
 
-    EXPECT_EQ(loggedLines(), (QStringList{QStringLiteral("[Wendle Debug Log] not ordered in: Untitled 3"),
-                                          QStringLiteral("[Wendle Debug Log] probe probe"),
-                                          QStringLiteral("[Wendle Debug Log] other store")}));
+    EXPECT_EQ(loggedLines(),
+              (QStringList {QStringLiteral("[Wendle Debug Log] not ordered in: Untitled 3"),
+                            QStringLiteral("[Wendle Debug Log] probe probe"),
+                            QStringLiteral("[Wendle Debug Log] other store")}));
 }
 
 TEST_F(VXLogTest, DebugLogSeesAChangeWrittenByAnotherProcess)
@@ -250,16 +252,16 @@ TEST_F(VXLogTest, DebugArgumentsKeepTheirFullText)
     VXUserDefaults::setStandard(&defaults);
     VXInstallMessageHandler(m_stream);
 
-    EXPECT_TRUE(VXDebugLog(QStringLiteral("at %1 after %2 s, %3 windows, paused %4"), 1774747800.25, 0.5,
-                           qint64(12), false));
+    EXPECT_TRUE(
+        VXDebugLog(QStringLiteral("at %1 after %2 s, %3 windows, paused %4"), 1774747800.25, 0.5, qint64(12), false));
     // Arguments are not searched for placeholders again.
     EXPECT_TRUE(VXDebugLog(QStringLiteral("%1|%2|%3"), QStringLiteral("50%2"), QLatin1StringView("latin"), u"utf16"));
-    EXPECT_TRUE(VXDebugLog(QStringLiteral("list %1"), QStringList{QStringLiteral("a"), QStringLiteral("b")}));
+    EXPECT_TRUE(VXDebugLog(QStringLiteral("list %1"), QStringList {QStringLiteral("a"), QStringLiteral("b")}));
     EXPECT_TRUE(VXDebugLog(QStringLiteral("100% literal, no arguments")));
 
     EXPECT_EQ(loggedLines(),
-              (QStringList{QStringLiteral("[Wendle Debug Log] at 1774747800.25 after 0.5 s, 12 windows, paused false"),
-                           QStringLiteral("[Wendle Debug Log] 50%2|latin|utf16"),
-                           QStringLiteral("[Wendle Debug Log] list QList(a, b)"),
-                           QStringLiteral("[Wendle Debug Log] 100% literal, no arguments")}));
+              (QStringList {QStringLiteral("[Wendle Debug Log] at 1774747800.25 after 0.5 s, 12 windows, paused false"),
+                            QStringLiteral("[Wendle Debug Log] 50%2|latin|utf16"),
+                            QStringLiteral("[Wendle Debug Log] list QList(a, b)"),
+                            QStringLiteral("[Wendle Debug Log] 100% literal, no arguments")}));
 }

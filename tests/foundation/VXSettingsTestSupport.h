@@ -70,7 +70,8 @@ inline VXValue VXValueFromTaggedJSON(const QJsonObject &object)
 // The file as plistlib reads it (XML form required), or nothing when it cannot.
 inline std::optional<VXValue> VXReadWithPlistlib(const QString &path, QString *failure = nullptr)
 {
-    const VXProcessResult result = VXRunProcess(VXTestPython(), {QStringLiteral("-c"), QString::fromUtf8(kPlistlibToJSON), path});
+    const VXProcessResult result
+        = VXRunProcess(VXTestPython(), {QStringLiteral("-c"), QString::fromUtf8(kPlistlibToJSON), path});
     if (!result.started || result.exitCode != 0) {
         if (failure)
             *failure = QString::fromUtf8(result.standardError);
@@ -83,15 +84,14 @@ inline std::optional<VXValue> VXReadWithPlistlib(const QString &path, QString *f
 // renaming a finished file over it (`atomically`) or by rewriting it in place.
 inline bool VXWriteWithPlistlib(const QString &path, const QString &pythonDictionary, bool atomically)
 {
-    const QString script = QStringLiteral(
-        "import os, plistlib, sys, datetime\n"
-        "value = %1\n"
-        "target = sys.argv[1]\n"
-        "name = target + '.tmp' if %2 else target\n"
-        "with open(name, 'wb') as f:\n"
-        "    plistlib.dump(value, f, fmt=plistlib.FMT_XML)\n"
-        "if name != target:\n"
-        "    os.replace(name, target)\n")
+    const QString script = QStringLiteral("import os, plistlib, sys, datetime\n"
+                                          "value = %1\n"
+                                          "target = sys.argv[1]\n"
+                                          "name = target + '.tmp' if %2 else target\n"
+                                          "with open(name, 'wb') as f:\n"
+                                          "    plistlib.dump(value, f, fmt=plistlib.FMT_XML)\n"
+                                          "if name != target:\n"
+                                          "    os.replace(name, target)\n")
                                .arg(pythonDictionary, atomically ? QStringLiteral("True") : QStringLiteral("False"));
     const VXProcessResult result = VXRunProcess(VXTestPython(), {QStringLiteral("-c"), script, path});
     return result.started && result.exitCode == 0;

@@ -1,5 +1,5 @@
-#include "VXNumberExtensions.h"
 #include "VXSorting.h"
+#include "VXNumberExtensions.h"
 
 #include <QLocale>
 #include <QStringList>
@@ -33,10 +33,20 @@ QStringList sorted(QStringList list)
 std::vector<QString> randomNames(std::mt19937 &random, int count)
 {
     const std::vector<QString> pieces = {
-        u"a"_s, u"A"_s, u"b"_s, u"B"_s, u"z"_s, u" "_s, u"-"_s, u"_"_s, u"."_s,
-        u"0"_s, u"00"_s, u"1"_s, u"01"_s, u"9"_s, u"10"_s, u"007"_s, u"42"_s,
-        u16(u"\u00e4"), u16(u"\u00c4"), u16(u"\u00e9"), u16(u"\u03c3"), u16(u"\u03a3"), u16(u"\u03c2"),
-        u16(u"\u212a"), u"k"_s, u16(u"\U0001F600"), u16(u"\uFFFD"), u16(u"\u0661"),
+        u"a"_s,         u"A"_s,
+        u"b"_s,         u"B"_s,
+        u"z"_s,         u" "_s,
+        u"-"_s,         u"_"_s,
+        u"."_s,         u"0"_s,
+        u"00"_s,        u"1"_s,
+        u"01"_s,        u"9"_s,
+        u"10"_s,        u"007"_s,
+        u"42"_s,        u16(u"\u00e4"),
+        u16(u"\u00c4"), u16(u"\u00e9"),
+        u16(u"\u03c3"), u16(u"\u03a3"),
+        u16(u"\u03c2"), u16(u"\u212a"),
+        u"k"_s,         u16(u"\U0001F600"),
+        u16(u"\uFFFD"), u16(u"\u0661"),
     };
     std::uniform_int_distribution<int> length(0, 5);
     std::uniform_int_distribution<std::size_t> piece(0, pieces.size() - 1);
@@ -50,7 +60,7 @@ std::vector<QString> randomNames(std::mt19937 &random, int count)
     return names;
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXSortStrings, EmptyTextSortsLast)
 {
@@ -59,7 +69,7 @@ TEST(VXSortStrings, EmptyTextSortsLast)
     EXPECT_EQ(VXSortStrings(u"", u""), VXOrderedSame);
     EXPECT_EQ(VXSortStrings(QString(), u""), VXOrderedSame);
     EXPECT_EQ(VXSortStrings(u"", u" "), VXOrderedDescending);   // a blank is text
-    EXPECT_EQ(sorted({u""_s, u"b"_s, QString(), u"a"_s}), (QStringList{u"a"_s, u"b"_s, u""_s, QString()}));
+    EXPECT_EQ(sorted({u""_s, u"b"_s, QString(), u"a"_s}), (QStringList {u"a"_s, u"b"_s, u""_s, QString()}));
 }
 
 TEST(VXSortStrings, DigitRunsCompareByValue)
@@ -70,11 +80,12 @@ TEST(VXSortStrings, DigitRunsCompareByValue)
     EXPECT_EQ(VXSortStrings(u"v1.9.2", u"v1.10.0"), VXOrderedAscending);
     EXPECT_EQ(VXSortStrings(u"a1b10", u"a1b2"), VXOrderedDescending);
     // Longer than any machine integer: compared digit by digit, no overflow.
-    EXPECT_EQ(VXSortStrings(u"n123456789012345678901234567891", u"n123456789012345678901234567890"), VXOrderedDescending);
+    EXPECT_EQ(VXSortStrings(u"n123456789012345678901234567891", u"n123456789012345678901234567890"),
+              VXOrderedDescending);
     EXPECT_EQ(VXSortStrings(u"n99999999999999999999", u"n100000000000000000000"), VXOrderedAscending);
     // Leading zeros do not change the value: "08" sits between 7 and 9.
     EXPECT_EQ(sorted({u"Take 9"_s, u"Take 08"_s, u"Take 7"_s, u"Take 10"_s}),
-              (QStringList{u"Take 7"_s, u"Take 08"_s, u"Take 9"_s, u"Take 10"_s}));
+              (QStringList {u"Take 7"_s, u"Take 08"_s, u"Take 9"_s, u"Take 10"_s}));
     // A digit run against a non-digit compares as its first digit would (digits lie between "/" and ":").
     EXPECT_EQ(VXSortStrings(u"a10", u"ab"), VXOrderedAscending);
     EXPECT_EQ(VXSortStrings(u"a10", u"a-"), VXOrderedDescending);
@@ -113,9 +124,11 @@ TEST(VXSortStrings, CaseFoldsAndTiesBreakDeterministically)
 TEST(VXSortStrings, NonAsciiInCodePointOrderInEveryLocale)
 {
     const QLocale saved;
-    const QStringList names = {u16(u"\u00e9cole"), u"zebra"_s, u16(u"\u00c5ngstr\u00f6m"), u"Zulu"_s, u16(u"\u00e4pfel"), u"apfel"_s};
+    const QStringList names
+        = {u16(u"\u00e9cole"), u"zebra"_s, u16(u"\u00c5ngstr\u00f6m"), u"Zulu"_s, u16(u"\u00e4pfel"), u"apfel"_s};
     // é (U+00E9) and å after z, whatever a dictionary would say.
-    const QStringList expected = {u"apfel"_s, u"zebra"_s, u"Zulu"_s, u16(u"\u00e4pfel"), u16(u"\u00c5ngstr\u00f6m"), u16(u"\u00e9cole")};
+    const QStringList expected
+        = {u"apfel"_s, u"zebra"_s, u"Zulu"_s, u16(u"\u00e4pfel"), u16(u"\u00c5ngstr\u00f6m"), u16(u"\u00e9cole")};
     for (const auto language : {QLocale::English, QLocale::German, QLocale::Swedish, QLocale::Turkish}) {
         QLocale::setDefault(QLocale(language));
         EXPECT_EQ(sorted(names), expected) << QLocale().name().toStdString();
@@ -152,7 +165,8 @@ TEST(VXSortStrings, IsATotalOrder)
     std::sort(names.begin(), names.end(), VXStringOrder());
     for (std::size_t i = 0; i < names.size(); ++i) {
         for (std::size_t j = i + 1; j < names.size(); ++j)
-            ASSERT_LE(VXSortStrings(names[i], names[j]), 0) << names[i].toStdString() << " / " << names[j].toStdString();
+            ASSERT_LE(VXSortStrings(names[i], names[j]), 0)
+                << names[i].toStdString() << " / " << names[j].toStdString();
     }
     // And the result does not depend on where the sort started.
     std::vector<QString> shuffled = names;
@@ -167,7 +181,8 @@ TEST(VXSortStrings, IsATotalOrder)
         const QString &b = names[pick(random)];
         const QString &c = names[pick(random)];
         if (VXSortStrings(a, b) <= 0 && VXSortStrings(b, c) <= 0) {
-            ASSERT_LE(VXSortStrings(a, c), 0) << a.toStdString() << " / " << b.toStdString() << " / " << c.toStdString();
+            ASSERT_LE(VXSortStrings(a, c), 0)
+                << a.toStdString() << " / " << b.toStdString() << " / " << c.toStdString();
         }
     }
 }
@@ -192,7 +207,7 @@ TEST(VXSortAbsoluteDoubleNumbers, AscendingByMagnitude)
     std::vector<double> log = {-30.0, nan, 10.0, -20.0, 25.0, 5.0};
     std::sort(log.begin(), log.end(), [](double a, double b) { return VXSortAbsoluteDoubleNumbers(a, b) < 0; });
     const std::vector<double> firstFive(log.begin(), log.begin() + 5);
-    EXPECT_EQ(firstFive, (std::vector<double>{5.0, 10.0, -20.0, 25.0, -30.0}));
+    EXPECT_EQ(firstFive, (std::vector<double> {5.0, 10.0, -20.0, 25.0, -30.0}));
     EXPECT_TRUE(std::isnan(log.back()));
 }
 
@@ -210,7 +225,7 @@ TEST(VXSimilarAbsoluteTimeIntervals, StrictlyBelowOneMillisecond)
 
     // Exactly representable differences on either side of the threshold.
     EXPECT_TRUE(VXSimilarAbsoluteTimeIntervals(0.5, -(0.5 + 0.0009765625)));   // 2^-10
-    EXPECT_FALSE(VXSimilarAbsoluteTimeIntervals(0.5, 0.5 + 0.001953125));      // 2^-9
+    EXPECT_FALSE(VXSimilarAbsoluteTimeIntervals(0.5, 0.5 + 0.001953125));   // 2^-9
 
     // At the size of today's timestamps.
     const double now = 1709814896.0;

@@ -1,5 +1,5 @@
-#include "VXClock.h"
 #include "VXStringExtensions.h"
+#include "VXClock.h"
 #include "VXUserDefaults.h"
 
 #include <QCoreApplication>
@@ -35,7 +35,10 @@ class LocaleTest : public ::testing::Test
 {
 protected:
     void TearDown() override { QLocale::setDefault(m_saved); }
-    void use(QLocale::Language language, QLocale::Territory territory) { QLocale::setDefault(QLocale(language, territory)); }
+    void use(QLocale::Language language, QLocale::Territory territory)
+    {
+        QLocale::setDefault(QLocale(language, territory));
+    }
 
 private:
     QLocale m_saved;
@@ -44,7 +47,7 @@ private:
 class FixedClock final : public VXClock
 {
 public:
-    FixedClock(double now, QTimeZone zone) : m_now(now), m_zone(std::move(zone)) {}
+    FixedClock(double now, QTimeZone zone) : m_now(now), m_zone(std::move(zone)) { }
     double now() const override { return m_now; }
     QTimeZone timeZone() const override { return m_zone; }
 
@@ -53,7 +56,7 @@ private:
     QTimeZone m_zone;
 };
 
-} // namespace
+}   // namespace
 
 // ---- Durations
 
@@ -62,27 +65,22 @@ using Durations = LocaleTest;
 TEST_F(Durations, ClockFormBelowADay)
 {
     use(QLocale::English, QLocale::UnitedStates);
-    struct Case { double interval; const char16_t *text; };
+    struct Case {
+        double interval;
+        const char16_t *text;
+    };
     const Case cases[] = {
-        {0.999, u"-"},       // fractions are dropped, never rounded
-        {1, u"0:01"},
-        {5, u"0:05"},
-        {59.9, u"0:59"},
-        {60, u"1:00"},
-        {-65, u"1:05"},       // the sign carries no meaning
-        {599, u"9:59"},
-        {3599, u"59:59"},
-        {3599.99, u"59:59"},
-        {3600, u"1:00:00"},
-        {3661.5, u"1:01:01"},
-        {-3600, u"1:00:00"},
-        {36000, u"10:00:00"},
-        {86399, u"23:59:59"},
-        {86399.999, u"23:59:59"},
+        {0.999, u"-"},   // fractions are dropped, never rounded
+        {1, u"0:01"},         {5, u"0:05"},         {59.9, u"0:59"},
+        {60, u"1:00"},        {-65, u"1:05"},   // the sign carries no meaning
+        {599, u"9:59"},       {3599, u"59:59"},     {3599.99, u"59:59"},
+        {3600, u"1:00:00"},   {3661.5, u"1:01:01"}, {-3600, u"1:00:00"},
+        {36000, u"10:00:00"}, {86399, u"23:59:59"}, {86399.999, u"23:59:59"},
     };
     for (const Case &c : cases) {
         for (const bool days : {true, false})
-            EXPECT_EQ(stringWithTimeInterval(c.interval, false, days), u16(c.text)) << c.interval << (days ? " days" : "");
+            EXPECT_EQ(stringWithTimeInterval(c.interval, false, days), u16(c.text))
+                << c.interval << (days ? " days" : "");
     }
     // Zero: empty with eatZero, a dash without. eatZero changes nothing else.
     EXPECT_EQ(stringWithTimeInterval(0, true, true), u""_s);
@@ -104,12 +102,12 @@ TEST_F(Durations, DaysOnAndOff)
     // Days on: one trimmed fraction digit.
     EXPECT_EQ(stringWithTimeInterval(86400, false, true), u"1 day"_s);
     EXPECT_EQ(stringWithTimeInterval(86400, true, true), u"1 day"_s);
-    EXPECT_EQ(stringWithTimeInterval(90000, false, true), u"1 day"_s);        // 1.04 prints 1.0
+    EXPECT_EQ(stringWithTimeInterval(90000, false, true), u"1 day"_s);   // 1.04 prints 1.0
     EXPECT_EQ(stringWithTimeInterval(129600, false, true), u"1.5 days"_s);
     EXPECT_EQ(stringWithTimeInterval(-129600, false, true), u"1.5 days"_s);
     EXPECT_EQ(stringWithTimeInterval(172800, false, true), u"2 days"_s);
-    EXPECT_EQ(stringWithTimeInterval(169344, false, true), u"2 days"_s);       // 1.96 prints 2.0
-    EXPECT_EQ(stringWithTimeInterval(864000, false, true), u"10 days"_s);      // not "1 days"
+    EXPECT_EQ(stringWithTimeInterval(169344, false, true), u"2 days"_s);   // 1.96 prints 2.0
+    EXPECT_EQ(stringWithTimeInterval(864000, false, true), u"10 days"_s);   // not "1 days"
     EXPECT_EQ(stringWithTimeInterval(8640000, false, true), u"100 days"_s);
     EXPECT_EQ(stringWithTimeInterval(95040, false, true), u"1.1 days"_s);
 }
@@ -181,20 +179,20 @@ TEST_F(LocalizedDecimals, EnglishFixedPointAndTrim)
     EXPECT_EQ(localizedStringWithDouble(10.0, 1, true), u"10"_s);
     EXPECT_EQ(localizedStringWithDouble(0.5, 2, true), u"0.5"_s);
     EXPECT_EQ(localizedStringWithDouble(2.0, 1, true), u"2"_s);
-    EXPECT_EQ(localizedStringWithDouble(0.04, 1, true), u"0"_s);         // "0.0": the leading zero stays
+    EXPECT_EQ(localizedStringWithDouble(0.04, 1, true), u"0"_s);   // "0.0": the leading zero stays
     EXPECT_EQ(localizedStringWithDouble(-2.5, 1, true), u"-2.5"_s);
-    EXPECT_EQ(localizedStringWithDouble(0.75, 1, true), u"0.8"_s);       // no trailing zero: untouched
-    EXPECT_EQ(localizedStringWithDouble(100.0, 0, true), u"1"_s);        // the routine's own behaviour
+    EXPECT_EQ(localizedStringWithDouble(0.75, 1, true), u"0.8"_s);   // no trailing zero: untouched
+    EXPECT_EQ(localizedStringWithDouble(100.0, 0, true), u"1"_s);   // the routine's own behaviour
     EXPECT_EQ(localizedStringWithDouble(0.0, 0, true), u""_s);
     // Without trim: the fixed-point text, no grouping, rounded from the exact binary value.
     EXPECT_EQ(localizedStringWithDouble(1709814896.5, 2, false), u"1709814896.50"_s);
     EXPECT_EQ(localizedStringWithDouble(0.0, 2, false), u"0.00"_s);
     EXPECT_EQ(localizedStringWithDouble(10.0, 1, false), u"10.0"_s);
-    EXPECT_EQ(localizedStringWithDouble(1.05, 1, false), u"1.1"_s);      // 1.05000000000000004441
-    EXPECT_EQ(localizedStringWithDouble(0.25, 1, false), u"0.2"_s);      // an exact tie goes to even
-    EXPECT_EQ(localizedStringWithDouble(2.675, 2, false), u"2.67"_s);    // 2.67499999999999982236
-    EXPECT_EQ(localizedStringWithDouble(1.5, -1, false), u"1.500000"_s); // printf's negative precision
-    EXPECT_EQ(localizedStringWithDouble(1.0, 32000, false).size(), 102);  // capped at 100 digits
+    EXPECT_EQ(localizedStringWithDouble(1.05, 1, false), u"1.1"_s);   // 1.05000000000000004441
+    EXPECT_EQ(localizedStringWithDouble(0.25, 1, false), u"0.2"_s);   // an exact tie goes to even
+    EXPECT_EQ(localizedStringWithDouble(2.675, 2, false), u"2.67"_s);   // 2.67499999999999982236
+    EXPECT_EQ(localizedStringWithDouble(1.5, -1, false), u"1.500000"_s);   // printf's negative precision
+    EXPECT_EQ(localizedStringWithDouble(1.0, 32000, false).size(), 102);   // capped at 100 digits
     // Non-finite values print as the C library would.
     EXPECT_EQ(localizedStringWithDouble(kNaN, 1, true), u"nan"_s);
     EXPECT_EQ(localizedStringWithDouble(-kInfinity, 2, false), u"-inf"_s);
@@ -281,7 +279,8 @@ TEST(DayStamp, FollowsTheClockAndItsZone)
     const QDate before = QDate::currentDate();
     const QString today = currentYearMonthDayStringWithHour(&hour);
     const QDate after = QDate::currentDate();
-    EXPECT_TRUE(today == before.toString(u"yyyy-MM-dd"_s) || today == after.toString(u"yyyy-MM-dd"_s)) << today.toStdString();
+    EXPECT_TRUE(today == before.toString(u"yyyy-MM-dd"_s) || today == after.toString(u"yyyy-MM-dd"_s))
+        << today.toStdString();
     EXPECT_GE(hour, 0);
     EXPECT_LE(hour, 23);
 }
@@ -419,7 +418,7 @@ protected:
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     }
     // The components of the temporary folder itself: "/", then its names.
-    QStringList rootComponents() const { return QStringList{u"/"_s} + root().split(u'/', Qt::SkipEmptyParts); }
+    QStringList rootComponents() const { return QStringList {u"/"_s} + root().split(u'/', Qt::SkipEmptyParts); }
 
 private:
     QTemporaryDir m_folder;
@@ -482,20 +481,22 @@ TEST_F(Paths, DisplayComponents)
 {
     makeFile(u"Reports/2024/day.csv"_s);
     const QString file = path(u"Reports/2024/day.csv"_s);
-    const QStringList all = rootComponents() + QStringList{u"Reports"_s, u"2024"_s, u"day.csv"_s};
+    const QStringList all = rootComponents() + QStringList {u"Reports"_s, u"2024"_s, u"day.csv"_s};
 
     EXPECT_EQ(pathComponentsToDisplayRelativeToPath(file, QString(), true), all);
     EXPECT_EQ(pathComponentsToDisplayRelativeToPath(file, QString(), false), all.mid(0, all.size() - 1));
-    EXPECT_EQ(pathComponentsToDisplayRelativeToPath(file, root(), true), (QStringList{u"Reports"_s, u"2024"_s, u"day.csv"_s}));
-    EXPECT_EQ(pathComponentsToDisplayRelativeToPath(file, root(), false), (QStringList{u"Reports"_s, u"2024"_s}));
+    EXPECT_EQ(pathComponentsToDisplayRelativeToPath(file, root(), true),
+              (QStringList {u"Reports"_s, u"2024"_s, u"day.csv"_s}));
+    EXPECT_EQ(pathComponentsToDisplayRelativeToPath(file, root(), false), (QStringList {u"Reports"_s, u"2024"_s}));
     EXPECT_EQ(pathComponentsToDisplayRelativeToPath(file, path(u"Reports/2024"_s), false), QStringList());
     // A trailing slash or "." in the path changes nothing.
-    EXPECT_EQ(pathComponentsToDisplayRelativeToPath(path(u"Reports/./2024/"_s), root(), true), (QStringList{u"Reports"_s, u"2024"_s}));
+    EXPECT_EQ(pathComponentsToDisplayRelativeToPath(path(u"Reports/./2024/"_s), root(), true),
+              (QStringList {u"Reports"_s, u"2024"_s}));
     // A base that is missing, or not shorter than the path, counts as none.
     EXPECT_EQ(pathComponentsToDisplayRelativeToPath(file, path(u"missing"_s), true), all);
     EXPECT_EQ(pathComponentsToDisplayRelativeToPath(file, file, false), all.mid(0, all.size() - 1));
     // The root alone keeps its one component.
-    EXPECT_EQ(pathComponentsToDisplayRelativeToPath(u"/"_s, QString(), false), QStringList{u"/"_s});
+    EXPECT_EQ(pathComponentsToDisplayRelativeToPath(u"/"_s, QString(), false), QStringList {u"/"_s});
     // A missing path has none.
     EXPECT_EQ(pathComponentsToDisplayRelativeToPath(path(u"missing/x"_s), root(), true), std::nullopt);
     EXPECT_EQ(pathComponentsToDisplayRelativeToPath(QString(), QString(), true), std::nullopt);
@@ -510,7 +511,7 @@ TEST_F(Paths, ReadableRepresentation)
     EXPECT_EQ(readablePathRepresentationRelativeToPath(path(u"Reports/2024/day.csv"_s), root(), false),
               u"Reports"_s + arrow + u"2024"_s);
     EXPECT_EQ(readablePathRepresentation(path(u"Reports"_s)),
-              (rootComponents() + QStringList{u"Reports"_s}).join(arrow));
+              (rootComponents() + QStringList {u"Reports"_s}).join(arrow));
     EXPECT_TRUE(readablePathRepresentation(u"/"_s) == u"/"_s);
 
     // Missing paths: the path, a spaced em dash and the reason.
@@ -519,7 +520,8 @@ TEST_F(Paths, ReadableRepresentation)
     EXPECT_EQ(readablePathRepresentationRelativeToPath(missing, root(), false), missing + u16(u" \u2014 Not found"));
     EXPECT_EQ(readablePathRepresentation(u"/Volumes/NoSuchDisk/Reports"_s),
               u16(u"/Volumes/NoSuchDisk/Reports \u2014 Currently not available"));
-    EXPECT_EQ(readablePathRepresentation(u"/Volumes//Reports"_s), u16(u"/Volumes//Reports \u2014 Currently not available"));
+    EXPECT_EQ(readablePathRepresentation(u"/Volumes//Reports"_s),
+              u16(u"/Volumes//Reports \u2014 Currently not available"));
 
     // The volume test is made on the bare volume name, as it stands: with a folder of that name
     // in the current folder, the missing path reads as not found.
@@ -535,14 +537,17 @@ TEST_F(Paths, ReadableRepresentation)
 
 TEST_F(Paths, ContainerPathsAndDisplayNames)
 {
-    EXPECT_EQ(stringByDeletingWendleCountainerPathComponents(
-                  u"/home/joe/Library/Containers/com.brasswing.WendleClient/Data/Library/Wendle/Configurations/Default.plist"_s),
-              u"/home/joe/Library/Wendle/Configurations/Default.plist"_s);
+    EXPECT_EQ(
+        stringByDeletingWendleCountainerPathComponents(
+            u"/home/joe/Library/Containers/com.brasswing.WendleClient/Data/Library/Wendle/Configurations/Default.plist"_s),
+        u"/home/joe/Library/Wendle/Configurations/Default.plist"_s);
     // Only the first occurrence.
-    EXPECT_EQ(stringByDeletingWendleCountainerPathComponents(
-                  u"/a/Library/Containers/com.brasswing.WendleClient/Data/Library/b/Library/Containers/com.brasswing.WendleClient/Data/Library/c"_s),
-              u"/a/Library/b/Library/Containers/com.brasswing.WendleClient/Data/Library/c"_s);
-    EXPECT_EQ(stringByDeletingWendleCountainerPathComponents(u"/home/joe/.local/share/Wendle"_s), u"/home/joe/.local/share/Wendle"_s);
+    EXPECT_EQ(
+        stringByDeletingWendleCountainerPathComponents(
+            u"/a/Library/Containers/com.brasswing.WendleClient/Data/Library/b/Library/Containers/com.brasswing.WendleClient/Data/Library/c"_s),
+        u"/a/Library/b/Library/Containers/com.brasswing.WendleClient/Data/Library/c"_s);
+    EXPECT_EQ(stringByDeletingWendleCountainerPathComponents(u"/home/joe/.local/share/Wendle"_s),
+              u"/home/joe/.local/share/Wendle"_s);
     EXPECT_EQ(stringByDeletingWendleCountainerPathComponents(
                   u"/home/joe/Library/Containers/com.brasswing.Wendle/Data/Library/Wendle"_s),
               u"/home/joe/Library/Containers/com.brasswing.Wendle/Data/Library/Wendle"_s);

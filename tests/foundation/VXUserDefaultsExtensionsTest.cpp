@@ -1,8 +1,8 @@
+#include "VXUserDefaultsExtensions.h"
 #include "VXFolderAccessDelegate.h"
 #include "VXSettingsTestSupport.h"
 #include "VXStringExtensions.h"
 #include "VXUserDefaults.h"
-#include "VXUserDefaultsExtensions.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -29,10 +29,13 @@ public:
         QString bookmarkPath;
     };
 
-    bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel, QString *accessedBookmarkPath,
-                                   const SandboxExplanation &) override
+    bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel,
+                                   QString *accessedBookmarkPath, const SandboxExplanation &) override
     {
-        calls.append(QStringLiteral("confirm %1 via-parent=%2 may-ask=%3").arg(path).arg(viaParentFolder).arg(cancel != nullptr));
+        calls.append(QStringLiteral("confirm %1 via-parent=%2 may-ask=%3")
+                         .arg(path)
+                         .arg(viaParentFolder)
+                         .arg(cancel != nullptr));
         if (confirmations.empty()) {
             ADD_FAILURE() << "unexpected access request for " << path.toStdString();
             return false;
@@ -74,7 +77,8 @@ protected:
         ASSERT_TRUE(m_dir.isValid());
         m_savedHome = qgetenv("HOME");
         m_savedSandbox = qgetenv(kSandboxContainerIDVariable);
-        m_defaults = std::make_unique<VXUserDefaults>(VXUserDefaults::kDomain, m_dir.path() + QStringLiteral("/Wendle"));
+        m_defaults
+            = std::make_unique<VXUserDefaults>(VXUserDefaults::kDomain, m_dir.path() + QStringLiteral("/Wendle"));
         setSandboxed(false);
     }
 
@@ -123,7 +127,7 @@ protected:
     QByteArray m_savedSandbox;
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(VXUserDefaultsExtensionsTest, SandboxIsTheContainerVariableReadOnce)
 {
@@ -208,7 +212,8 @@ TEST_F(VXUserDefaultsExtensionsTest, SandboxedReadAfterTheConversionAnswersTheSt
     RecordingDelegate delegate;
     EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), defaultPath());
     m_defaults->setString(QStringLiteral("~/Library/Reports"), kExportFolderKey);
-    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), QStringLiteral("~/Library/Reports"));
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate),
+              QStringLiteral("~/Library/Reports"));
     EXPECT_TRUE(delegate.calls.isEmpty());
 }
 
@@ -221,8 +226,9 @@ TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionKeepsAFolderThatIsAlread
 
     // "~" is the container: the path that comes back is the folder in the real home.
     EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), reports);
-    EXPECT_EQ(delegate.calls, QStringList({QStringLiteral("confirm %1 via-parent=0 may-ask=0").arg(reports),
-                                           QStringLiteral("stop /bookmarked")}));
+    EXPECT_EQ(delegate.calls,
+              QStringList({QStringLiteral("confirm %1 via-parent=0 may-ask=0").arg(reports),
+                           QStringLiteral("stop /bookmarked")}));
     EXPECT_EQ(m_defaults->stringForKey(kSandboxKey), reports);
     EXPECT_TRUE(m_defaults->boolForKey(kConversionFlagKey));
     EXPECT_EQ(m_defaults->stringForKey(kExportFolderKey), QStringLiteral("~/Library/Reports")) << "kept: not declined";
@@ -248,10 +254,17 @@ TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionAsksOnceWhenTheFolderIsL
         QStringList calls;
     };
     const Case cases[] = {
-        {"unlocked in the panel", 0, {{false, false, {}}, {true, false, QStringLiteral("/granted")}}, true,
+        {"unlocked in the panel",
+         0,
+         {{false, false, {}}, {true, false, QStringLiteral("/granted")}},
+         true,
          {silent, alert, panel, QStringLiteral("stop /granted")}},
         {"panel cancelled", 0, {{false, false, {}}, {false, true, {}}}, false, {silent, alert, panel}},
-        {"panel confirmed but still no access", 0, {{false, false, {}}, {false, false, {}}}, false, {silent, alert, panel}},
+        {"panel confirmed but still no access",
+         0,
+         {{false, false, {}}, {false, false, {}}},
+         false,
+         {silent, alert, panel}},
         {"switched to the sandbox default", 1, {{false, false, {}}}, false, {silent, alert}},
     };
     for (const Case &c : cases) {
@@ -263,7 +276,8 @@ TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionAsksOnceWhenTheFolderIsL
         delegate.confirmations = c.confirmations;
         delegate.alertChoice = c.choice;
 
-        EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), c.kept ? reports : defaultPath());
+        EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate),
+                  c.kept ? reports : defaultPath());
         EXPECT_EQ(delegate.calls, c.calls);
         ASSERT_EQ(delegate.alertTexts.size(), 1);
         EXPECT_TRUE(delegate.alertTexts.first().startsWith(QStringLiteral(
@@ -277,7 +291,8 @@ TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionAsksOnceWhenTheFolderIsL
 
         // The alert is shown once per key, whatever was chosen.
         delegate.calls.clear();
-        EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), c.kept ? reports : defaultPath());
+        EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate),
+                  c.kept ? reports : defaultPath());
         EXPECT_TRUE(delegate.calls.isEmpty());
     }
 }

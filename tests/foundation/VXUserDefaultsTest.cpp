@@ -1,7 +1,7 @@
+#include "VXUserDefaults.h"
 #include "VXRegisteredDefaults.h"
 #include "VXSettingsTestSupport.h"
 #include "VXStringExtensions.h"
-#include "VXUserDefaults.h"
 
 #include <QDir>
 #include <QFile>
@@ -57,11 +57,11 @@ protected:
 };
 
 // Records the keys a store announces.
-struct Announcements
-{
+struct Announcements {
     explicit Announcements(VXUserDefaults &defaults)
     {
-        QObject::connect(&defaults, &VXUserDefaults::valueChanged, &defaults, [this](const QString &key) { keys.append(key); });
+        QObject::connect(&defaults, &VXUserDefaults::valueChanged, &defaults,
+                         [this](const QString &key) { keys.append(key); });
     }
     QStringList sorted() const
     {
@@ -80,7 +80,7 @@ VXValue array(std::initializer_list<VXValue> values)
     return VXValue(result);
 }
 
-} // namespace
+}   // namespace
 
 TEST_F(VXUserDefaultsTest, TypedGettersReadEachTypeAndMistypedValuesAsNothing)
 {
@@ -161,7 +161,8 @@ TEST_F(VXUserDefaultsTest, ContainersAreStoredAndHandedOutAsCopies)
     EXPECT_EQ(defaults->arrayForKey(QStringLiteral("Pie Color Components"))->at(0), VXValue(0.2));
     defaults->setObject(copy, QStringLiteral("Pie Color Components"));
     EXPECT_EQ(defaults->arrayForKey(QStringLiteral("Pie Color Components"))->at(0), VXValue(0.9));
-    EXPECT_EQ(announced.keys, QStringList({QStringLiteral("Pie Color Components"), QStringLiteral("Pie Color Components")}));
+    EXPECT_EQ(announced.keys,
+              QStringList({QStringLiteral("Pie Color Components"), QStringLiteral("Pie Color Components")}));
 
     // A tree with an empty element is no property list: refused, nothing changes.
     defaults->setObject(array({1, VXValue()}), QStringLiteral("Pie Color Components"));
@@ -179,14 +180,14 @@ TEST_F(VXUserDefaultsTest, RegisteredDefaultsLieUnderThePersistentValues)
     EXPECT_EQ(defaults->integerForKey(VXDefaultsKey::kStatusItemIcon), 11);
     EXPECT_EQ(defaults->integerForKey(VXDefaultsKey::kExportedReportContent), 1);
     EXPECT_EQ(defaults->objectForKey(VXDefaultsKey::kShowActivityReportOnDesktopAlpha), VXValue(1.0));
-    for (const QString &key : {kExpressTimeIntervalsAsDaysKey, VXDefaultsKey::kIncludeWindowsFromAllSpaces,
-                               VXDefaultsKey::kShowInactivePools, VXDefaultsKey::kLiveReportApplications,
-                               VXDefaultsKey::kLiveReportPools, VXDefaultsKey::kReportDefaultFront,
-                               VXDefaultsKey::kReportDefaultTotal, VXDefaultsKey::kExportColumnPool,
-                               VXDefaultsKey::kExportColumnApplication, VXDefaultsKey::kExportColumnWindow,
-                               VXDefaultsKey::kExportColumnFront, VXDefaultsKey::kHeaderTranslucency,
-                               VXDefaultsKey::kEnableLoginItemAutomatically,
-                               VXDefaultsKey::kDisableLoginItemAutomatically, VXDefaultsKey::kScreenLockCountsAsAway})
+    for (const QString &key :
+         {kExpressTimeIntervalsAsDaysKey, VXDefaultsKey::kIncludeWindowsFromAllSpaces,
+          VXDefaultsKey::kShowInactivePools, VXDefaultsKey::kLiveReportApplications, VXDefaultsKey::kLiveReportPools,
+          VXDefaultsKey::kReportDefaultFront, VXDefaultsKey::kReportDefaultTotal, VXDefaultsKey::kExportColumnPool,
+          VXDefaultsKey::kExportColumnApplication, VXDefaultsKey::kExportColumnWindow,
+          VXDefaultsKey::kExportColumnFront, VXDefaultsKey::kHeaderTranslucency,
+          VXDefaultsKey::kEnableLoginItemAutomatically, VXDefaultsKey::kDisableLoginItemAutomatically,
+          VXDefaultsKey::kScreenLockCountsAsAway})
         EXPECT_EQ(defaults->objectForKey(key), VXValue(true)) << key.toStdString();
     // Settings without a default of their own are not registered.
     for (const char *key : {"Status Item", "Update Interval", "Export Column: Total", "Auto-Export Hour", "VXDebugLog"})
@@ -250,7 +251,8 @@ TEST_F(VXUserDefaultsTest, ChangesAreWrittenOnceAsAPrivateXMLFileThatPlistlibRea
     close(inotify);
     EXPECT_EQ(writes, 1);
 
-    EXPECT_EQ(QFileInfo(filePath()).permissions() & 0x7777, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser);
+    EXPECT_EQ(QFileInfo(filePath()).permissions() & 0x7777,
+              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser);
     EXPECT_EQ(QFileInfo(folder()).permissions() & 0x7777,
               QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner | QFileDevice::ReadUser
                   | QFileDevice::WriteUser | QFileDevice::ExeUser);
@@ -294,22 +296,24 @@ TEST_F(VXUserDefaultsTest, AnotherWriterIsAnnouncedKeyByKeyAndOwnWritesAreNot)
     running->setInteger(4, QStringLiteral("e"));
     VXSpinEventLoop(300);
     // Its own write came back through the file watch and was recognised.
-    EXPECT_EQ(announced.keys, QStringList({QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c"), QStringLiteral("e")}));
+    EXPECT_EQ(announced.keys,
+              QStringList({QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c"), QStringLiteral("e")}));
     announced.keys.clear();
 
     {
         auto other = makeStore();
         EXPECT_EQ(other->integerForKey(QStringLiteral("b")), 2);
-        other->setInteger(1, QStringLiteral("a"));                 // unchanged
-        other->setInteger(20, QStringLiteral("b"));                // changed
-        other->removeObjectForKey(QStringLiteral("c"));            // the registered 3 shows again
+        other->setInteger(1, QStringLiteral("a"));   // unchanged
+        other->setInteger(20, QStringLiteral("b"));   // changed
+        other->removeObjectForKey(QStringLiteral("c"));   // the registered 3 shows again
         other->setString(QStringLiteral("new"), QStringLiteral("d"));
-        other->setDouble(4.0, QStringLiteral("e"));                // same number, other type
+        other->setDouble(4.0, QStringLiteral("e"));   // same number, other type
         ASSERT_TRUE(other->synchronize());
     }
     ASSERT_TRUE(VXWaitUntil([&] { return announced.keys.size() >= 4; }));
     VXSpinEventLoop(200);
-    EXPECT_EQ(announced.sorted(), QStringList({QStringLiteral("b"), QStringLiteral("c"), QStringLiteral("d"), QStringLiteral("e")}));
+    EXPECT_EQ(announced.sorted(),
+              QStringList({QStringLiteral("b"), QStringLiteral("c"), QStringLiteral("d"), QStringLiteral("e")}));
     EXPECT_EQ(running->integerForKey(QStringLiteral("b")), 20);
     EXPECT_EQ(running->integerForKey(QStringLiteral("c")), 3);
     EXPECT_EQ(running->stringForKey(QStringLiteral("d")), QStringLiteral("new"));
@@ -319,7 +323,8 @@ TEST_F(VXUserDefaultsTest, AnotherWriterIsAnnouncedKeyByKeyAndOwnWritesAreNot)
     ASSERT_TRUE(QFile::remove(filePath()));
     ASSERT_TRUE(VXWaitUntil([&] { return announced.keys.size() >= 4; }));
     VXSpinEventLoop(100);
-    EXPECT_EQ(announced.sorted(), QStringList({QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("d"), QStringLiteral("e")}));
+    EXPECT_EQ(announced.sorted(),
+              QStringList({QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("d"), QStringLiteral("e")}));
     EXPECT_EQ(running->integerForKey(QStringLiteral("c")), 3);
     EXPECT_EQ(running->persistentDictionary()->size(), 0u);
 }
@@ -380,7 +385,8 @@ TEST_F(VXUserDefaultsTest, UnwrittenLocalChangesSurviveAnotherWriter)
 TEST_F(VXUserDefaultsTest, DamagedFileIsSetAsideAndTheStoreStartsFromItsDefaults)
 {
     const QByteArray damaged = "<?xml version=\"1.0\"?><plist><dict><key>Sort</key><integer>2";
-    for (const QByteArray &contents : {damaged, QByteArray("<?xml version=\"1.0\"?><plist><array/></plist>"), QByteArray()}) {
+    for (const QByteArray &contents :
+         {damaged, QByteArray("<?xml version=\"1.0\"?><plist><array/></plist>"), QByteArray()}) {
         SCOPED_TRACE(contents.toStdString());
         QDir(folder()).removeRecursively();
         writeAll(filePath(), contents);

@@ -2,8 +2,8 @@
 // cancellation must be exact. The chains below are built the way the program builds its own: a
 // call that schedules its successor, a forced call that cancels the pending one first.
 
-#include "VXTestSupport.h"
 #include "VXVirtualScheduler.h"
+#include "VXTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -24,17 +24,15 @@ const QString kSave = QStringLiteral("save:");
 // 2026-01-01 00:00:00 UTC: a realistic Unix time, so that rounding at this magnitude is covered.
 constexpr double kStart = 1767225600.0;
 
-struct Fired
-{
+struct Fired {
     QString name;
     double time;
 };
 
 // The sampler's chain: a scheduled tick schedules the next one interval later; a forced tick
 // cancels the pending one, runs, and schedules anew.
-struct Sampler
-{
-    explicit Sampler(VXVirtualScheduler &s) : scheduler(s) {}
+struct Sampler {
+    explicit Sampler(VXVirtualScheduler &s) : scheduler(s) { }
     VXVirtualScheduler &scheduler;
     double interval = 0.5;
     std::vector<double> ticks;
@@ -48,7 +46,7 @@ struct Sampler
     }
 };
 
-} // namespace
+}   // namespace
 
 TEST(VXVirtualScheduler, FiresByDueTimeThenInTheOrderScheduled)
 {
@@ -117,7 +115,8 @@ TEST(VXVirtualScheduler, CallsScheduledWhileFiringJoinTheSameAdvanceInOrder)
     EXPECT_EQ(scheduler.advanceTo(kStart + 20), 6);
     // Those scheduled for "now" come after "second", which was already due, and before anything later.
     EXPECT_EQ(order.join(u' '), QStringLiteral("first second now past eleven later"));
-    EXPECT_EQ(times, (std::vector<double>{kStart + 10, kStart + 10, kStart + 10, kStart + 10, kStart + 11, kStart + 13}));
+    EXPECT_EQ(times,
+              (std::vector<double> {kStart + 10, kStart + 10, kStart + 10, kStart + 10, kStart + 11, kStart + 13}));
     EXPECT_EQ(scheduler.now(), kStart + 20);
     EXPECT_TRUE(scheduler.isPending(&owner, QStringLiteral("beyond")));
     EXPECT_EQ(scheduler.nextDueTime(&owner, QStringLiteral("beyond")), kStart + 33);
@@ -151,7 +150,7 @@ TEST(VXVirtualScheduler, CancelDropsOnlyThatTargetAndOperation)
     EXPECT_EQ(scheduler.pendingCount(), 1);
 
     scheduler.advanceBy(5);
-    EXPECT_EQ(fired, QStringList{QStringLiteral("save")});
+    EXPECT_EQ(fired, QStringList {QStringLiteral("save")});
 
     // A call may cancel another one that is due at the very same instant: it must not fire.
     fired.clear();
@@ -162,7 +161,7 @@ TEST(VXVirtualScheduler, CancelDropsOnlyThatTargetAndOperation)
     schedule(&reportView, kTick, 1, QStringLiteral("cancelled"));
     schedule(&controller, kSave, 1, QStringLiteral("kept"));
     scheduler.advanceBy(1);
-    EXPECT_EQ(fired, (QStringList{QStringLiteral("canceller"), QStringLiteral("kept")}));
+    EXPECT_EQ(fired, (QStringList {QStringLiteral("canceller"), QStringLiteral("kept")}));
 }
 
 TEST(VXVirtualScheduler, ADayOfTicksRunsWithoutDriftAndFast)
@@ -200,28 +199,28 @@ TEST(VXVirtualScheduler, ADayOfTicksRunsWithoutDriftAndFast)
     sampler.updateLists(true);
     EXPECT_EQ(scheduler.pendingCount(&sampler, kTick), 1);
     scheduler.advanceBy(1.0);
-    EXPECT_EQ(sampler.ticks, (std::vector<double>{kStart + 86400.25, kStart + 86400.75, kStart + 86401.25}));
+    EXPECT_EQ(sampler.ticks, (std::vector<double> {kStart + 86400.25, kStart + 86400.75, kStart + 86401.25}));
 
     // A longer interval takes effect when the next tick is scheduled.
     sampler.interval = 2.0;
     sampler.ticks.clear();
     scheduler.advanceBy(5.0);
-    EXPECT_EQ(sampler.ticks, (std::vector<double>{kStart + 86401.75, kStart + 86403.75, kStart + 86405.75}));
+    EXPECT_EQ(sampler.ticks, (std::vector<double> {kStart + 86401.75, kStart + 86403.75, kStart + 86405.75}));
 }
 
 TEST(VXVirtualScheduler, IdleCountdownExpiresExactlyAfterTheLastInput)
 {
     VXVirtualScheduler scheduler(kStart);
-    struct Hibernation
-    {
-        explicit Hibernation(VXVirtualScheduler &s) : scheduler(s) {}
+    struct Hibernation {
+        explicit Hibernation(VXVirtualScheduler &s) : scheduler(s) { }
         VXVirtualScheduler &scheduler;
         double interval = 600;
         std::vector<double> hibernatedAt;
         void deferHibernation()
         {
             scheduler.cancel(this, kHibernate);
-            scheduler.performAfterDelay(this, kHibernate, interval, [this] { hibernatedAt.push_back(scheduler.now()); });
+            scheduler.performAfterDelay(this, kHibernate, interval,
+                                        [this] { hibernatedAt.push_back(scheduler.now()); });
         }
     } hibernation(scheduler);
 
@@ -240,16 +239,15 @@ TEST(VXVirtualScheduler, IdleCountdownExpiresExactlyAfterTheLastInput)
     scheduler.advanceTo(input + 599.999);
     EXPECT_TRUE(hibernation.hibernatedAt.empty());
     scheduler.advanceTo(input + 3600);
-    EXPECT_EQ(hibernation.hibernatedAt, std::vector<double>{input + 600});
+    EXPECT_EQ(hibernation.hibernatedAt, std::vector<double> {input + 600});
     EXPECT_FALSE(scheduler.isPending(&hibernation, kHibernate));
 }
 
 TEST(VXVirtualScheduler, OnDemandSaveRestartsThePeriodicSave)
 {
     VXVirtualScheduler scheduler(kStart);
-    struct Store
-    {
-        explicit Store(VXVirtualScheduler &s) : scheduler(s) {}
+    struct Store {
+        explicit Store(VXVirtualScheduler &s) : scheduler(s) { }
         VXVirtualScheduler &scheduler;
         std::vector<double> savedAt;
         void scheduleNextSave()
@@ -267,7 +265,7 @@ TEST(VXVirtualScheduler, OnDemandSaveRestartsThePeriodicSave)
 
     store.scheduleNextSave();   // end of launch: no save, only the schedule
     scheduler.advanceTo(kStart + 5400);
-    EXPECT_EQ(store.savedAt, (std::vector<double>{kStart + 1800, kStart + 3600, kStart + 5400}));
+    EXPECT_EQ(store.savedAt, (std::vector<double> {kStart + 1800, kStart + 3600, kStart + 5400}));
 
     // Two on-demand saves ten minutes apart leave exactly one pending periodic save, due 1800 s
     // after the second.
@@ -279,7 +277,7 @@ TEST(VXVirtualScheduler, OnDemandSaveRestartsThePeriodicSave)
     EXPECT_EQ(scheduler.pendingCount(&store, kSave), 1);
     EXPECT_EQ(scheduler.nextDueTime(&store, kSave), kStart + 6600 + 1800);
     scheduler.advanceTo(kStart + 10200);
-    EXPECT_EQ(store.savedAt, (std::vector<double>{kStart + 6000, kStart + 6600, kStart + 8400, kStart + 10200}));
+    EXPECT_EQ(store.savedAt, (std::vector<double> {kStart + 6000, kStart + 6600, kStart + 8400, kStart + 10200}));
 }
 
 TEST(VXVirtualScheduler, LocalDaysFollowTheZoneAcrossDaylightSavingChanges)
@@ -330,12 +328,12 @@ TEST(VXVirtualScheduler, LocalDaysFollowTheZoneAcrossDaylightSavingChanges)
     QList<int> hours;
     for (int i = 0; i < 4; ++i, night.advanceBy(3600))
         hours.append(night.localDateTime().time().hour());
-    EXPECT_EQ(hours, (QList<int>{0, 1, 3, 4}));
+    EXPECT_EQ(hours, (QList<int> {0, 1, 3, 4}));
     night.advanceTo(VXVirtualScheduler::unixTime(QDate(2026, 10, 25), QTime(0, 0), berlin));
     hours.clear();
     for (int i = 0; i < 5; ++i, night.advanceBy(3600))
         hours.append(night.localDateTime().time().hour());
-    EXPECT_EQ(hours, (QList<int>{0, 1, 2, 2, 3}));
+    EXPECT_EQ(hours, (QList<int> {0, 1, 2, 2, 3}));
 
     // Changing the zone moves local time, not Unix time.
     const double before = night.now();
@@ -400,7 +398,7 @@ TEST(VXVirtualScheduler, RefusesToAdvanceFromInsideACallAndSurvivesAThrowingCall
     scheduler.performAfterDelay(&owner, QStringLiteral("later"), 3, [&] { fired.append(QStringLiteral("later")); });
 
     EXPECT_EQ(scheduler.advanceBy(5), 3);
-    EXPECT_EQ(fired, (QStringList{QStringLiteral("outer"), QStringLiteral("later")}));
+    EXPECT_EQ(fired, (QStringList {QStringLiteral("outer"), QStringLiteral("later")}));
     EXPECT_TRUE(log.peek().join(u'\n').contains(QStringLiteral("\"thrower\" failed: disk on fire")));
     EXPECT_TRUE(log.peek().join(u'\n').contains(QStringLiteral("cannot be advanced from inside")));
 }
@@ -418,7 +416,8 @@ TEST(VXVirtualScheduler, ClockJumpsLeavePendingDelaysAlone)
     EXPECT_EQ(scheduler.now(), kStart + 1.0 - 3600);
     EXPECT_EQ(scheduler.nextDueTime(&sampler, kTick), kStart + 1.5 - 3600);
     scheduler.advanceBy(1.0);
-    EXPECT_EQ(sampler.ticks, (std::vector<double>{kStart, kStart + 0.5, kStart + 1.0, kStart + 1.5 - 3600, kStart + 2.0 - 3600}));
+    EXPECT_EQ(sampler.ticks,
+              (std::vector<double> {kStart, kStart + 0.5, kStart + 1.0, kStart + 1.5 - 3600, kStart + 2.0 - 3600}));
 }
 
 TEST(VXVirtualScheduler, AdvanceUpToLeavesTheCallsOfThatInstantForLater)
@@ -428,12 +427,13 @@ TEST(VXVirtualScheduler, AdvanceUpToLeavesTheCallsOfThatInstantForLater)
     sampler.updateLists(true);
     QStringList order;
     int owner = 0;
-    scheduler.performAfterDelay(&owner, QStringLiteral("hibernate:"), 1.0, [&] { order.append(QStringLiteral("hibernate")); });
+    scheduler.performAfterDelay(&owner, QStringLiteral("hibernate:"), 1.0,
+                                [&] { order.append(QStringLiteral("hibernate")); });
 
     // Ticks at +0.5 fire; the tick and the hibernation due at +1 wait, with the clock already there.
     EXPECT_EQ(scheduler.advanceUpTo(kStart + 1.0), 1);
     EXPECT_EQ(scheduler.now(), kStart + 1.0);
-    EXPECT_EQ(sampler.ticks, (std::vector<double>{kStart, kStart + 0.5}));
+    EXPECT_EQ(sampler.ticks, (std::vector<double> {kStart, kStart + 0.5}));
     EXPECT_TRUE(order.isEmpty());
 
     // Something else happens at that instant first; a call it schedules with no delay comes after

@@ -18,7 +18,8 @@ VXExportSettings settingsWith(std::initializer_list<const char *> columns, const
                               const char *rowSeparator = "\n")
 {
     VXExportSettings settings;
-    settings.pool = settings.poolNotes = settings.application = settings.window = settings.front = settings.total = false;
+    settings.pool = settings.poolNotes = settings.application = settings.window = settings.front = settings.total
+        = false;
     for (const char *column : columns) {
         const std::string name(column);
         settings.pool |= name == "pool";
@@ -40,7 +41,7 @@ std::string csv(const VXDictionary &configuration, double begin, double end, con
     return data ? data->toStdString() : std::string("<nothing>");
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXCSVExport, TheHeaderNamesTheChosenColumnsInTheirFixedOrder)
 {
@@ -48,11 +49,13 @@ TEST(VXCSVExport, TheHeaderNamesTheChosenColumnsInTheirFixedOrder)
     const VXDictionaryRef empty = VXMakeDictionary();
     EXPECT_EQ(csv(*empty, 0, 1, settingsWith({"application", "total"})),
               "Application,Total Begin (Unix Time),Total End (Unix Time)\n");
-    EXPECT_EQ(csv(*empty, 0, 1, settingsWith({"total", "window", "front", "notes", "application", "pool"}, "\t", "\r\n")),
-              "Pool\tPool Notes\tApplication\tWindow\tForeground Begin (Unix Time)\tForeground End (Unix Time)\t"
-              "Total Begin (Unix Time)\tTotal End (Unix Time)\r\n");
-    EXPECT_EQ(CSVDataWithBeginTimestamp(nullptr, 0, 1, settingsWith({"pool", "front"}, ";", "\r"), nullptr)->toStdString(),
-              "Pool;Foreground Begin (Unix Time);Foreground End (Unix Time)\r");
+    EXPECT_EQ(
+        csv(*empty, 0, 1, settingsWith({"total", "window", "front", "notes", "application", "pool"}, "\t", "\r\n")),
+        "Pool\tPool Notes\tApplication\tWindow\tForeground Begin (Unix Time)\tForeground End (Unix Time)\t"
+        "Total Begin (Unix Time)\tTotal End (Unix Time)\r\n");
+    EXPECT_EQ(
+        CSVDataWithBeginTimestamp(nullptr, 0, 1, settingsWith({"pool", "front"}, ";", "\r"), nullptr)->toStdString(),
+        "Pool;Foreground Begin (Unix Time);Foreground End (Unix Time)\r");
 }
 
 TEST(VXCSVExport, ColumnsThatLeaveNothingToWriteAreRefusedWithTheirLogLine)
@@ -61,10 +64,11 @@ TEST(VXCSVExport, ColumnsThatLeaveNothingToWriteAreRefusedWithTheirLogLine)
     QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("out.csv"));
     const VXDictionaryRef configuration = VXMakeDictionary();
-    for (const auto &columns : {settingsWith({"window", "front", "total", "notes"}), settingsWith({"pool", "application", "window"})}) {
+    for (const auto &columns :
+         {settingsWith({"window", "front", "total", "notes"}), settingsWith({"pool", "application", "window"})}) {
         LogCapture log;
         EXPECT_FALSE(exportCSVWithBeginTimestamp(configuration.get(), 0, 1, path, columns, nullptr));
-        EXPECT_EQ(log.take(), QStringList{VXNothingToExportMessage});
+        EXPECT_EQ(log.take(), QStringList {VXNothingToExportMessage});
         EXPECT_FALSE(QFileInfo::exists(path));
     }
 }
@@ -74,11 +78,16 @@ TEST(VXCSVExport, CellsAreQuotedWhenTheyHoldTheSeparatorAQuoteOrALineBreak)
     VXEnsureCoreApplication();
     ScopedLocale english(QLocale(QLocale::English, QLocale::UnitedStates));
     const VXDictionaryRef configuration = VXMakeDictionary();
-    const VXDictionaryRef application = addApplication(*configuration, QStringLiteral("id"), item(QStringLiteral("Editor")));
-    addWindow(*application, withLogs(item(QStringLiteral("a, b"), VXWindowPathMarker), numbers({100, -200}), VXArrayRef()));
-    addWindow(*application, withLogs(item(QStringLiteral("say \"hi\""), VXWindowPathMarker), numbers({300, -400}), VXArrayRef()));
-    addWindow(*application, withLogs(item(QStringLiteral("two\nlines"), VXWindowPathMarker), numbers({500, -600}), VXArrayRef()));
-    addWindow(*application, withLogs(item(QStringLiteral(" blanks "), VXWindowPathMarker), numbers({700, -800}), VXArrayRef()));
+    const VXDictionaryRef application
+        = addApplication(*configuration, QStringLiteral("id"), item(QStringLiteral("Editor")));
+    addWindow(*application,
+              withLogs(item(QStringLiteral("a, b"), VXWindowPathMarker), numbers({100, -200}), VXArrayRef()));
+    addWindow(*application,
+              withLogs(item(QStringLiteral("say \"hi\""), VXWindowPathMarker), numbers({300, -400}), VXArrayRef()));
+    addWindow(*application,
+              withLogs(item(QStringLiteral("two\nlines"), VXWindowPathMarker), numbers({500, -600}), VXArrayRef()));
+    addWindow(*application,
+              withLogs(item(QStringLiteral(" blanks "), VXWindowPathMarker), numbers({700, -800}), VXArrayRef()));
 
     EXPECT_EQ(csv(*configuration, 0, 1000, settingsWith({"application", "window", "front"})),
               "Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
@@ -97,47 +106,68 @@ TEST(VXCSVExport, TimesHaveTwoFractionDigitsInTheUsersLocaleAndAreQuotedWhenThei
     VXEnsureCoreApplication();
     const VXDictionaryRef configuration = VXMakeDictionary();
     addApplication(*configuration, QStringLiteral("id"),
-                   withLogs(item(QStringLiteral("Mail")), numbers({1700000000.125, -1700000300.999}), numbers({1700000000.5, -1700000400})));
+                   withLogs(item(QStringLiteral("Mail")), numbers({1700000000.125, -1700000300.999}),
+                            numbers({1700000000.5, -1700000400})));
     const VXExportSettings both = settingsWith({"application", "front", "total"});
     {
         ScopedLocale german(QLocale(QLocale::German, QLocale::Germany));
         // Every time cell, the other stream's zeros too, holds the comma: all quoted.
-        EXPECT_EQ(csv(*configuration, 0, 2e9, both),
-                  "Application,Foreground Begin (Unix Time),Foreground End (Unix Time),Total Begin (Unix Time),Total End (Unix Time)\n"
-                  "Mail,\"1700000000,12\",\"1700000301,00\",\"0,00\",\"0,00\"\n"
-                  "Mail,\"0,00\",\"0,00\",\"1700000000,50\",\"1700000400,00\"\n");
+        EXPECT_EQ(
+            csv(*configuration, 0, 2e9, both),
+            "Application,Foreground Begin (Unix Time),Foreground End (Unix Time),Total Begin (Unix Time),Total End (Unix Time)\n"
+            "Mail,\"1700000000,12\",\"1700000301,00\",\"0,00\",\"0,00\"\n"
+            "Mail,\"0,00\",\"0,00\",\"1700000000,50\",\"1700000400,00\"\n");
         // Not with the semicolon.
         const VXExportSettings semicolon = settingsWith({"application", "front"}, ";");
-        EXPECT_EQ(csv(*configuration, 0, 2e9, semicolon),
-                  "Application;Foreground Begin (Unix Time);Foreground End (Unix Time)\nMail;1700000000,12;1700000301,00\n");
+        EXPECT_EQ(
+            csv(*configuration, 0, 2e9, semicolon),
+            "Application;Foreground Begin (Unix Time);Foreground End (Unix Time)\nMail;1700000000,12;1700000301,00\n");
     }
     // The cells are what the formatting helper writes, in any locale, for any value.
     Random random(7);
-    for (const QLocale &locale : {QLocale(QLocale::English), QLocale(QLocale::German), QLocale(QLocale::Arabic, QLocale::Egypt),
-                                  QLocale(QLocale::French, QLocale::Switzerland)}) {
+    for (const QLocale &locale :
+         {QLocale(QLocale::English), QLocale(QLocale::German), QLocale(QLocale::Arabic, QLocale::Egypt),
+          QLocale(QLocale::French, QLocale::Switzerland)}) {
         ScopedLocale scoped(locale);
         for (const char *separator : {",", ";", "\t"}) {
             VXSnapshotLines lines;
             lines.labels.push_back({});
             std::vector<double> values;
             // Exact ties round to even, near-ties by their exact binary value; the range's edges.
-            const std::vector<double> awkward = {0.005, 0.015, 0.125, 0.375, 1.005, 2.675, 1e15 + 0.125, 0.0, 1e-300,
-                                                 1699999999.995, 1699999999.985, 4503599627370495.5, 4503599627370496.0,
-                                                 9007199254740993.0, 1e20, 1e300, 0.994999999, 99.995, 1.0 / 3};
+            const std::vector<double> awkward = {0.005,
+                                                 0.015,
+                                                 0.125,
+                                                 0.375,
+                                                 1.005,
+                                                 2.675,
+                                                 1e15 + 0.125,
+                                                 0.0,
+                                                 1e-300,
+                                                 1699999999.995,
+                                                 1699999999.985,
+                                                 4503599627370495.5,
+                                                 4503599627370496.0,
+                                                 9007199254740993.0,
+                                                 1e20,
+                                                 1e300,
+                                                 0.994999999,
+                                                 99.995,
+                                                 1.0 / 3};
             for (int i = 0; i < 200; ++i) {
                 const double value = i < static_cast<int>(awkward.size()) ? awkward[static_cast<std::size_t>(i)]
-                    : i % 2 ? random.uniform() * 2e9
+                    : i % 2                                               ? random.uniform() * 2e9
                             : std::round(random.uniform() * 2e11) / 100.0 + (random.below(3) - 1) * 0.005;
                 values.push_back(value);
                 lines.lines.push_back({0, VXSnapshotStream::Foreground, value, value + 1});
             }
             const VXExportSettings settings = settingsWith({"application", "front"}, separator);
-            const QStringList rows = QString::fromUtf8(CSVDataWithSnapshotLines(lines, settings)).split(u'\n', Qt::SkipEmptyParts);
+            const QStringList rows
+                = QString::fromUtf8(CSVDataWithSnapshotLines(lines, settings)).split(u'\n', Qt::SkipEmptyParts);
             ASSERT_EQ(rows.size(), 201);
             for (int i = 0; i < 200; ++i) {
                 const QString sep = QString::fromUtf8(separator);
-                const QString expected = sep + CSVStringWithString(localizedStringWithDouble(values[i], 2, false), sep) + sep
-                    + CSVStringWithString(localizedStringWithDouble(values[i] + 1, 2, false), sep);
+                const QString expected = sep + CSVStringWithString(localizedStringWithDouble(values[i], 2, false), sep)
+                    + sep + CSVStringWithString(localizedStringWithDouble(values[i] + 1, 2, false), sep);
                 ASSERT_EQ(rows[i + 1], expected) << locale.name().toStdString() << " " << values[i];
             }
         }
@@ -154,15 +184,16 @@ TEST(VXCSVExport, EachStreamGivesOneLinePerPeriodInsideTheRangeAndTheLinesAreSor
                    withLogs(item(QStringLiteral("A")), numbers({100, 200, -300, -400, 500}), numbers({50, -450})));
     addApplication(*configuration, QStringLiteral("b"),
                    withLogs(item(QStringLiteral("B")), numbers({150, -160, 310, -320}), numbers({50, -60, 440})));
-    EXPECT_EQ(csv(*configuration, 0, 450, settingsWith({"application", "front", "total"})),
-              "Application,Foreground Begin (Unix Time),Foreground End (Unix Time),Total Begin (Unix Time),Total End (Unix Time)\n"
-              "A,100.00,300.00,0.00,0.00\n"
-              "B,150.00,160.00,0.00,0.00\n"
-              "B,310.00,320.00,0.00,0.00\n"
-              // Total lines after all foreground lines; equal begins keep the order of the tree.
-              "A,0.00,0.00,50.00,450.00\n"
-              "B,0.00,0.00,50.00,60.00\n"
-              "B,0.00,0.00,440.00,450.00\n");
+    EXPECT_EQ(
+        csv(*configuration, 0, 450, settingsWith({"application", "front", "total"})),
+        "Application,Foreground Begin (Unix Time),Foreground End (Unix Time),Total Begin (Unix Time),Total End (Unix Time)\n"
+        "A,100.00,300.00,0.00,0.00\n"
+        "B,150.00,160.00,0.00,0.00\n"
+        "B,310.00,320.00,0.00,0.00\n"
+        // Total lines after all foreground lines; equal begins keep the order of the tree.
+        "A,0.00,0.00,50.00,450.00\n"
+        "B,0.00,0.00,50.00,60.00\n"
+        "B,0.00,0.00,440.00,450.00\n");
     // Clipped to the range: the open total period of B ends with the range.
     EXPECT_EQ(csv(*configuration, 305, 445, settingsWith({"application", "total"})),
               "Application,Total Begin (Unix Time),Total End (Unix Time)\nA,305.00,445.00\nB,440.00,445.00\n");
@@ -196,15 +227,20 @@ TEST(VXCSVExport, ThePoolHalfLabelsEveryLineWithThePoolItsNotesTheMemberAndTheEn
     VXEnsureCoreApplication();
     ScopedLocale english(QLocale(QLocale::English));
     const VXDictionaryRef configuration = VXMakeDictionary();
-    const VXDictionaryRef application = addApplication(*configuration, QStringLiteral("id"),
-                                                       withLogs(item(QStringLiteral("Editor")), numbers({10, -20}), VXArrayRef()));
-    addWindow(*application, withLogs(item(QStringLiteral("notes"), VXWindowPathMarker), numbers({11, -12}), VXArrayRef()));
-    const VXDictionaryRef pool = addPool(*configuration, withLogs(makePool(QStringLiteral("Writing"), QStringLiteral("book; ch. 1")),
-                                                                 numbers({30, -40}), VXArrayRef()));
-    const VXDictionaryRef member = addChild(*pool, withLogs(makeMember(QStringLiteral("Editor")), numbers({31, -32}), VXArrayRef()));
+    const VXDictionaryRef application
+        = addApplication(*configuration, QStringLiteral("id"),
+                         withLogs(item(QStringLiteral("Editor")), numbers({10, -20}), VXArrayRef()));
+    addWindow(*application,
+              withLogs(item(QStringLiteral("notes"), VXWindowPathMarker), numbers({11, -12}), VXArrayRef()));
+    const VXDictionaryRef pool = addPool(
+        *configuration,
+        withLogs(makePool(QStringLiteral("Writing"), QStringLiteral("book; ch. 1")), numbers({30, -40}), VXArrayRef()));
+    const VXDictionaryRef member
+        = addChild(*pool, withLogs(makeMember(QStringLiteral("Editor")), numbers({31, -32}), VXArrayRef()));
     member->insert(VXMatchAnyApplicationKey, true);
     addChild(*member, withLogs(item(QStringLiteral("chapter*")), numbers({33, -34}), VXArrayRef()));
-    const VXDictionaryRef quiet = addPool(*configuration, withLogs(makePool(QStringLiteral("Quiet")), numbers({50, -60}), VXArrayRef()));
+    const VXDictionaryRef quiet
+        = addPool(*configuration, withLogs(makePool(QStringLiteral("Quiet")), numbers({50, -60}), VXArrayRef()));
 
     EXPECT_EQ(csv(*configuration, 0, 100, settingsWith({"pool", "notes", "application", "window", "front"}, ";")),
               "Pool;Pool Notes;Application;Window;Foreground Begin (Unix Time);Foreground End (Unix Time)\n"
@@ -215,13 +251,15 @@ TEST(VXCSVExport, ThePoolHalfLabelsEveryLineWithThePoolItsNotesTheMemberAndTheEn
               "Writing;\"book; ch. 1\";Any Application;chapter*;33.00;34.00\n"
               "Quiet;;;;50.00;60.00\n");
     // Without the application column there are no member or window lines in either half.
-    EXPECT_EQ(csv(*configuration, 0, 100, settingsWith({"pool", "window", "front"})),
-              "Pool,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\nWriting,,30.00,40.00\nQuiet,,50.00,60.00\n");
+    EXPECT_EQ(
+        csv(*configuration, 0, 100, settingsWith({"pool", "window", "front"})),
+        "Pool,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\nWriting,,30.00,40.00\nQuiet,,50.00,60.00\n");
 
     // Only listed items ("Exported Report Content" other than 1): a window is checked by itself,
     // also when its application is not listed; an unlisted member takes its entries along.
     ListRows rows;
-    rows.listed = {application->value(VXWindowsByNameKey).dictionary()->value(QStringLiteral("notes")).dictionary(), pool.get()};
+    rows.listed = {application->value(VXWindowsByNameKey).dictionary()->value(QStringLiteral("notes")).dictionary(),
+                   pool.get()};
     VXExportSettings listed = settingsWith({"pool", "application", "window", "front"});
     listed.exportedReportContent = 0;
     EXPECT_EQ(csv(*configuration, 0, 100, listed, &rows),
@@ -239,7 +277,8 @@ TEST(VXCSVExport, TheFileIsWrittenAtomicallyForItsOwnerAloneAndAFailureIsReporte
     VXEnsureCoreApplication();
     QTemporaryDir folder;
     const VXDictionaryRef configuration = VXMakeDictionary();
-    addApplication(*configuration, QStringLiteral("id"), withLogs(item(QStringLiteral("Mail")), numbers({10, -20}), VXArrayRef()));
+    addApplication(*configuration, QStringLiteral("id"),
+                   withLogs(item(QStringLiteral("Mail")), numbers({10, -20}), VXArrayRef()));
     const QString path = folder.filePath(QStringLiteral("export.csv"));
     QFile old(path);
     ASSERT_TRUE(old.open(QIODevice::WriteOnly));
@@ -252,9 +291,12 @@ TEST(VXCSVExport, TheFileIsWrittenAtomicallyForItsOwnerAloneAndAFailureIsReporte
     QFile written(path);
     ASSERT_TRUE(written.open(QIODevice::ReadOnly));
     EXPECT_EQ(written.readAll(), *CSVDataWithBeginTimestamp(configuration.get(), 0, 100, settings, nullptr));
-    EXPECT_EQ(QFileInfo(path).permissions() & (QFile::ReadGroup | QFile::ReadOther | QFile::WriteGroup | QFile::WriteOther), 0);
-    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("export.csv")});
+    EXPECT_EQ(QFileInfo(path).permissions()
+                  & (QFile::ReadGroup | QFile::ReadOther | QFile::WriteGroup | QFile::WriteOther),
+              0);
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList {QStringLiteral("export.csv")});
 
     // A folder that is a regular file cannot hold the export (whoever runs the test).
-    EXPECT_FALSE(exportCSVWithBeginTimestamp(configuration.get(), 0, 100, path + QStringLiteral("/inside.csv"), settings, nullptr));
+    EXPECT_FALSE(exportCSVWithBeginTimestamp(configuration.get(), 0, 100, path + QStringLiteral("/inside.csv"),
+                                             settings, nullptr));
 }

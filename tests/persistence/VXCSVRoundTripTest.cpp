@@ -30,7 +30,8 @@ Periods periodsInside(const VXValue &log, double lo, double hi)
     const std::vector<double> values = doublesOf(log);
     for (std::size_t i = 0; i < values.size(); i += 2) {
         const double begin = std::max(values[i], lo);
-        const double end = std::min(i + 1 < values.size() ? -values[i + 1] : std::numeric_limits<double>::infinity(), hi);
+        const double end
+            = std::min(i + 1 < values.size() ? -values[i + 1] : std::numeric_limits<double>::infinity(), hi);
         if (begin < end)
             periods.emplace_back(begin, end);
     }
@@ -70,8 +71,8 @@ struct RandomTree {
             const QString name = awkwardName(random, QStringLiteral("App"), ++index);
             VXArrayRef front = log(random.below(8));
             VXArrayRef total = log(random.below(8));
-            const VXDictionaryRef application
-                = addApplication(*configuration, QStringLiteral("org.example.app%1").arg(a), withLogs(item(name), front, total));
+            const VXDictionaryRef application = addApplication(
+                *configuration, QStringLiteral("org.example.app%1").arg(a), withLogs(item(name), front, total));
             for (int w = random.below(5); w > 0; --w) {
                 const QString windowName = awkwardName(random, QStringLiteral("Window"), ++index);
                 VXArrayRef windowFront = log(random.below(6));
@@ -85,12 +86,14 @@ struct RandomTree {
             const QString notes = random.chance(0.5) ? awkwardName(random, QStringLiteral("note"), ++index) : QString();
             VXArrayRef poolFront = log(random.below(6));
             VXArrayRef poolTotal = log(random.below(6));
-            const VXDictionaryRef pool = addPool(*configuration, withLogs(makePool(poolName, notes), poolFront, poolTotal));
+            const VXDictionaryRef pool
+                = addPool(*configuration, withLogs(makePool(poolName, notes), poolFront, poolTotal));
             for (int m = random.below(3); m > 0; --m) {
                 const QString memberName = awkwardName(random, QStringLiteral("Member"), ++index);
                 VXArrayRef memberFront = log(random.below(5));
                 VXArrayRef memberTotal = log(random.below(5));
-                const VXDictionaryRef member = addChild(*pool, withLogs(makeMember(memberName), memberFront, memberTotal));
+                const VXDictionaryRef member
+                    = addChild(*pool, withLogs(makeMember(memberName), memberFront, memberTotal));
                 for (int e = random.below(3); e > 0; --e) {
                     const QString entryName = awkwardName(random, QStringLiteral("Entry"), ++index);
                     VXArrayRef entryFront = log(random.below(4));
@@ -133,7 +136,8 @@ struct RandomTree {
 };
 
 // Every log of the snapshot, by path of names.
-void readBack(const VXDictionary &node, QStringList path, std::map<QStringList, Periods> &front, std::map<QStringList, Periods> &total)
+void readBack(const VXDictionary &node, QStringList path, std::map<QStringList, Periods> &front,
+              std::map<QStringList, Periods> &total)
 {
     const auto periods = [](const VXValue &log) {
         Periods result;
@@ -150,11 +154,12 @@ void readBack(const VXDictionary &node, QStringList path, std::map<QStringList, 
     }
     if (const VXDictionary *children = node.value(VXChildrenKey).dictionary()) {
         for (const VXDictionary::Entry &child : *children)
-            readBack(*child.value.dictionary(), path + QStringList{child.key}, front, total);
+            readBack(*child.value.dictionary(), path + QStringList {child.key}, front, total);
     }
 }
 
-void compare(const std::map<QStringList, Periods> &expected, const std::map<QStringList, Periods> &read, const char *stream)
+void compare(const std::map<QStringList, Periods> &expected, const std::map<QStringList, Periods> &read,
+             const char *stream)
 {
     ASSERT_EQ(expected.size(), read.size()) << stream;
     for (const auto &[path, periods] : expected) {
@@ -169,7 +174,7 @@ void compare(const std::map<QStringList, Periods> &expected, const std::map<QStr
     }
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXCSVRoundTrip, RandomTreesComeBackWithTheSameIntervalsToTheHundredthWithEverySeparatorInBothLocales)
 {
@@ -197,13 +202,15 @@ TEST(VXCSVRoundTrip, RandomTreesComeBackWithTheSameIntervalsToTheHundredthWithEv
                 periods += list.size();
         ASSERT_GT(periods, 60u);
 
-        for (const QLocale &locale : {QLocale(QLocale::English, QLocale::UnitedStates), QLocale(QLocale::German, QLocale::Germany)}) {
+        for (const QLocale &locale :
+             {QLocale(QLocale::English, QLocale::UnitedStates), QLocale(QLocale::German, QLocale::Germany)}) {
             for (int column = 0; column < 3; ++column) {
                 for (int row = 0; row < 3; ++row) {
                     SCOPED_TRACE(::testing::Message() << "seed " << seed << " " << locale.name().toStdString()
                                                       << " column separator " << column << " row separator " << row);
                     VXExportSettings settings;
-                    settings.pool = settings.poolNotes = settings.application = settings.window = settings.front = settings.total = true;
+                    settings.pool = settings.poolNotes = settings.application = settings.window = settings.front
+                        = settings.total = true;
                     settings.columnSeparator = VXColumnSeparatorForValue(column);
                     settings.rowSeparator = VXRowSeparatorForValue(row);
                     QByteArray data;

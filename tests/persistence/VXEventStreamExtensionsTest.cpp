@@ -19,21 +19,22 @@ struct Clipped {
 Clipped clip(std::initializer_list<double> values, double timestamp, double otherTimestamp)
 {
     Clipped result;
-    result.stream = doublesOf(eventStreamClippedBetweenTimestamp(*numbers(values), timestamp, otherTimestamp, &result.interval));
+    result.stream
+        = doublesOf(eventStreamClippedBetweenTimestamp(*numbers(values), timestamp, otherTimestamp, &result.interval));
     return result;
 }
 
 void expectClip(std::initializer_list<double> values, double lo, double hi, std::vector<double> stream, double interval)
 {
     SCOPED_TRACE(::testing::Message() << "range " << lo << " to " << hi);
-    for (const auto &[a, b] : {std::pair{lo, hi}, std::pair{hi, lo}}) {
+    for (const auto &[a, b] : {std::pair {lo, hi}, std::pair {hi, lo}}) {
         const Clipped clipped = clip(values, a, b);
         EXPECT_EQ(clipped.stream, stream);
         EXPECT_DOUBLE_EQ(clipped.interval, interval);
     }
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXEventStreamExtensions, PeriodsCrossingTheEndsOfTheRangeAreCutThere)
 {
@@ -45,7 +46,8 @@ TEST(VXEventStreamExtensions, PeriodsCrossingTheEndsOfTheRangeAreCutThere)
     expectClip({300, -400}, 200, 250, {}, 0);
     expectClip({100, -150}, 200, 250, {}, 0);
     // Several periods, the middle ones kept as they are.
-    expectClip({100, -205, 210, -220, 230, -240, 245, -300}, 200, 250, {200, -205, 210, -220, 230, -240, 245, -250}, 30);
+    expectClip({100, -205, 210, -220, 230, -240, 245, -300}, 200, 250, {200, -205, 210, -220, 230, -240, 245, -250},
+               30);
     expectClip({}, 200, 250, {}, 0);
 }
 
@@ -93,7 +95,8 @@ TEST(VXEventStreamExtensions, DamagedStreamsAreKeptAsTheyAreWithoutBreakingTheWa
     VXArrayRef log = numbers({std::numeric_limits<double>::quiet_NaN(), 210});
     log->insert(0, QStringLiteral("garbage"));
     double interval = 0;
-    EXPECT_EQ(doublesOf(eventStreamClippedBetweenTimestamp(*log, 200, 250, &interval)), (std::vector<double>{210, -250}));
+    EXPECT_EQ(doublesOf(eventStreamClippedBetweenTimestamp(*log, 200, 250, &interval)),
+              (std::vector<double> {210, -250}));
     EXPECT_DOUBLE_EQ(interval, 40);
 }
 
@@ -101,7 +104,7 @@ TEST(VXEventStreamExtensions, RecordingAppendsToTheRecordAndTheIntervalIsOptiona
 {
     VXArrayRef record = numbers({1, -2});
     recordEventStream(*record, *numbers({100, -300}), 250, 200);
-    EXPECT_EQ(doublesOf(record), (std::vector<double>{1, -2, 200, -250}));
+    EXPECT_EQ(doublesOf(record), (std::vector<double> {1, -2, 200, -250}));
     EXPECT_TRUE(eventStreamClippedBetweenTimestamp(*numbers({100}), 200, 250)->size() == 2);
 }
 
@@ -119,7 +122,8 @@ TEST(VXEventStreamExtensions, WellFormedLogsClipToTheIntersectionOfEveryPeriodWi
             hi = std::round((lo + random.uniform() * 3000.0) * 100.0) / 100.0;
             bool clear = true;
             for (const VXValue &value : *log)
-                clear = clear && std::fabs(std::fabs(value.toDouble()) - lo) > 0.01 && std::fabs(std::fabs(value.toDouble()) - hi) > 0.01;
+                clear = clear && std::fabs(std::fabs(value.toDouble()) - lo) > 0.01
+                    && std::fabs(std::fabs(value.toDouble()) - hi) > 0.01;
             if (clear)
                 break;
         }

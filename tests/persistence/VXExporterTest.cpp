@@ -28,7 +28,8 @@ const QTimeZone kBerlin(QByteArrayLiteral("Europe/Berlin"));
 class ScopedEnvironment
 {
 public:
-    ScopedEnvironment(const char *name, const QByteArray &value) : m_name(name), m_had(qEnvironmentVariableIsSet(name)), m_old(qgetenv(name))
+    ScopedEnvironment(const char *name, const QByteArray &value) :
+        m_name(name), m_had(qEnvironmentVariableIsSet(name)), m_old(qgetenv(name))
     {
         qputenv(name, value);
     }
@@ -70,8 +71,8 @@ public:
     QStringList asked;
     QStringList released;
 
-    bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel, QString *accessedBookmarkPath,
-                                   const SandboxExplanation &) override
+    bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel,
+                                   QString *accessedBookmarkPath, const SandboxExplanation &) override
     {
         asked << path;
         EXPECT_FALSE(viaParentFolder);
@@ -106,7 +107,10 @@ public:
         *beginTimestamp = begin;
         *endTimestamp = end;
     }
-    void setExportPanelModal(bool modal) override { calls << (modal ? QStringLiteral("modal") : QStringLiteral("modeless")); }
+    void setExportPanelModal(bool modal) override
+    {
+        calls << (modal ? QStringLiteral("modal") : QStringLiteral("modeless"));
+    }
     void runSavePanel(const QString &title, const QString &fileType,
                       std::function<void(const std::optional<QString> &)> completion) override
     {
@@ -148,7 +152,7 @@ struct Tracker {
     }
 };
 
-} // namespace
+}   // namespace
 
 // The daily tasks' check as the controller runs it: every 59 seconds, the export half from the
 // hour on.
@@ -170,7 +174,8 @@ TEST(VXExporter, TheDailyExportWritesOneFilePerDayFromTheHourOnAcrossMidnight)
         int hour = 0;
         const QString day = currentYearMonthDayStringWithHour(time, &hour);
         if (hour >= 6)
-            results.emplace_back(time.localDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")), exporter.autoExportIfNecessary());
+            results.emplace_back(time.localDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")),
+                                 exporter.autoExportIfNecessary());
         time.performAfterDelay(&exporter, QStringLiteral("doAutoTasksIfNecessary:"), 59, check);
     };
     std::function<void()> tick = [&] {
@@ -183,7 +188,8 @@ TEST(VXExporter, TheDailyExportWritesOneFilePerDayFromTheHourOnAcrossMidnight)
     // Before six nothing is exported; the first check from six on (05:58:00 + 3 x 59 s) writes
     // today's file.
     std::size_t periodsAtExport = 0;
-    time.performAfterDelay(&periodsAtExport, QStringLiteral("count"), 3 * 59 - 0.5, [&] { periodsAtExport = tracker.periods.size(); });
+    time.performAfterDelay(&periodsAtExport, QStringLiteral("count"), 3 * 59 - 0.5,
+                           [&] { periodsAtExport = tracker.periods.size(); });
     time.advanceTo(VXVirtualScheduler::unixTime(QDate(2026, 11, 20), QTime(6, 5), kBerlin));
     ASSERT_FALSE(results.empty());
     EXPECT_EQ(results.front().first, QStringLiteral("2026-11-20 06:00:57"));
@@ -195,7 +201,10 @@ TEST(VXExporter, TheDailyExportWritesOneFilePerDayFromTheHourOnAcrossMidnight)
     // Everything since the first timestamp, up to the last sample before the export.
     const QStringList firstRows = rowsOf(first);
     EXPECT_EQ(static_cast<std::size_t>(firstRows.size()), periodsAtExport);
-    EXPECT_EQ(firstRows.front(), QStringLiteral(",Mail,,%1,%2").arg(tracker.periods.front().first, 0, 'f', 2).arg(tracker.periods.front().second, 0, 'f', 2));
+    EXPECT_EQ(firstRows.front(),
+              QStringLiteral(",Mail,,%1,%2")
+                  .arg(tracker.periods.front().first, 0, 'f', 2)
+                  .arg(tracker.periods.front().second, 0, 'f', 2));
 
     // The rest of the day and the night: the file is there, nothing more is written, and the
     // setting is left alone; after midnight, nothing before six.
@@ -205,7 +214,7 @@ TEST(VXExporter, TheDailyExportWritesOneFilePerDayFromTheHourOnAcrossMidnight)
     EXPECT_EQ(rowsOf(first), firstRows);
     EXPECT_DOUBLE_EQ(settings.defaults->doubleForKey(VXAutoExportKey::kLastAutoExport), firstExport);
     EXPECT_EQ(results.back().first, QStringLiteral("2026-11-20 23:59:") + results.back().first.right(2));
-    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("2026-11-20.csv")});
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList {QStringLiteral("2026-11-20.csv")});
 
     // From six on the second day, with "Auto-Export Range" 1: only what came since the first
     // export, a period that crossed it cut there.
@@ -286,7 +295,7 @@ TEST(VXExporter, AFolderThatCannotBeWrittenOrAFileThatCannotBeWrittenIsLoggedAnd
     {
         LogCapture log;
         EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::NoAccess);
-        EXPECT_EQ(log.take(), QStringList{QStringLiteral("cannot auto-export to <%1>").arg(impossible)});
+        EXPECT_EQ(log.take(), QStringList {QStringLiteral("cannot auto-export to <%1>").arg(impossible)});
         EXPECT_FALSE(settings.defaults->persistentObjectForKey(VXAutoExportKey::kLastAutoExport).isNumber());
     }
 
@@ -295,7 +304,8 @@ TEST(VXExporter, AFolderThatCannotBeWrittenOrAFileThatCannotBeWrittenIsLoggedAnd
     const QString target = folder.filePath(QStringLiteral("2026-11-20.csv"));
     {
         LogCapture log;
-        struct rlimit old {};
+        struct rlimit old {
+        };
         ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
         const auto previous = std::signal(SIGXFSZ, SIG_IGN);
         struct rlimit small = old;
@@ -305,9 +315,9 @@ TEST(VXExporter, AFolderThatCannotBeWrittenOrAFileThatCannotBeWrittenIsLoggedAnd
         setrlimit(RLIMIT_FSIZE, &old);
         std::signal(SIGXFSZ, previous);
         EXPECT_EQ(result, VXAutoExportResult::Failed);
-        EXPECT_EQ(log.take(), QStringList{QStringLiteral("cannot auto-export to <%1>").arg(target)});
+        EXPECT_EQ(log.take(), QStringList {QStringLiteral("cannot auto-export to <%1>").arg(target)});
         EXPECT_FALSE(QFileInfo::exists(target));
-        EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList{QStringLiteral("plain-file")});
+        EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList {QStringLiteral("plain-file")});
         EXPECT_FALSE(settings.defaults->persistentObjectForKey(VXAutoExportKey::kLastAutoExport).isNumber());
     }
     // The next check, with room again, succeeds.
@@ -330,19 +340,19 @@ TEST(VXExporter, TheBookmarkManagerIsAskedForTheFolderAndItsAccessAlwaysReleased
     access.grant = false;
     LogCapture log;
     EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::NoAccess);
-    EXPECT_EQ(access.asked, QStringList{folder.path()});
+    EXPECT_EQ(access.asked, QStringList {folder.path()});
     EXPECT_TRUE(access.released.isEmpty());
     EXPECT_EQ(log.take().size(), 1);
 
     access.grant = true;
     EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::Exported);
     EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::AlreadyExported);
-    EXPECT_EQ(access.released, (QStringList{access.bookmark, access.bookmark}));
+    EXPECT_EQ(access.released, (QStringList {access.bookmark, access.bookmark}));
 
     // Choosing a folder asks the same way and keeps no access.
     access.released.clear();
     EXPECT_TRUE(exporter.setExportFolderPath(folder.path()));
-    EXPECT_EQ(access.released, QStringList{access.bookmark});
+    EXPECT_EQ(access.released, QStringList {access.bookmark});
     access.grant = false;
     EXPECT_FALSE(exporter.setExportFolderPath(QStringLiteral("/elsewhere")));
     EXPECT_EQ(exporter.autoExportFolderPath(), folder.path());
@@ -364,7 +374,8 @@ TEST(VXExporter, TheExportFolderDefaultsToReportsInTheLibraryAndIsStoredWithATil
     EXPECT_EQ(QFileInfo(reports).permissions() & (QFile::ReadGroup | QFile::ReadOther | QFile::ExeOther), 0);
     EXPECT_EQ(QFileInfo(home.filePath(QStringLiteral("data/Wendle"))).permissions() & QFile::ReadOther, 0);
     EXPECT_EQ(exporter.autoExportFolderPath(), reports);
-    EXPECT_EQ(VXDefaultConfigurationFilePath(), home.filePath(QStringLiteral("data/Wendle/Configurations/Default.plist")));
+    EXPECT_EQ(VXDefaultConfigurationFilePath(),
+              home.filePath(QStringLiteral("data/Wendle/Configurations/Default.plist")));
 
     // "Other...": a folder in the home is stored with "~", and read back expanded.
     ASSERT_TRUE(QDir(home.path()).mkpath(QStringLiteral("Exports/2026")));
@@ -408,22 +419,23 @@ TEST(VXExporter, ExportSnapshotRunsTheSavePanelOnTheReportAndBeepsWhenItCannot)
     // No report window: a log line and a beep, no panel.
     ui.hasReportWindow = false;
     exporter.exportCSV(ui);
-    EXPECT_EQ(ui.calls, QStringList{QStringLiteral("prepare")});
+    EXPECT_EQ(ui.calls, QStringList {QStringLiteral("prepare")});
     EXPECT_EQ(ui.beeps, 1);
-    EXPECT_EQ(log.take(), QStringList{VXNoReportWindowMessage});
+    EXPECT_EQ(log.take(), QStringList {VXNoReportWindowMessage});
 
     // Cancelled: modal while the panel runs, nothing written.
     ui.hasReportWindow = true;
     ui.calls.clear();
     exporter.exportCSV(ui);
-    EXPECT_EQ(ui.calls, (QStringList{QStringLiteral("prepare"), QStringLiteral("modal"), QStringLiteral("panel Export Snapshot csv"),
-                                     QStringLiteral("modeless")}));
+    EXPECT_EQ(ui.calls,
+              (QStringList {QStringLiteral("prepare"), QStringLiteral("modal"),
+                            QStringLiteral("panel Export Snapshot csv"), QStringLiteral("modeless")}));
     EXPECT_EQ(ui.beeps, 1);
 
     // Chosen: the report's range goes to the file.
     ui.answer = folder.filePath(QStringLiteral("chosen.csv"));
     exporter.exportCSV(ui);
-    EXPECT_EQ(rowsOf(*ui.answer), QStringList{QStringLiteral(",Mail,,1200.00,1250.00")});
+    EXPECT_EQ(rowsOf(*ui.answer), QStringList {QStringLiteral(",Mail,,1200.00,1250.00")});
     EXPECT_EQ(ui.beeps, 1);
     EXPECT_EQ(ui.calls.last(), QStringLiteral("modeless"));
 
@@ -439,7 +451,7 @@ TEST(VXExporter, ExportSnapshotRunsTheSavePanelOnTheReportAndBeepsWhenItCannot)
     log.take();
     exporter.exportCSV(ui);
     EXPECT_EQ(ui.beeps, 3);
-    EXPECT_EQ(log.take(), QStringList{VXNothingToExportMessage});
+    EXPECT_EQ(log.take(), QStringList {VXNothingToExportMessage});
     EXPECT_FALSE(QFileInfo::exists(*ui.answer));
 }
 
@@ -455,13 +467,13 @@ TEST(VXExporter, RevealingTheExportFolderNeedsAFolderThatIsThereAndAFileManager)
 
     settings.defaults->setString(folder.path(), VXAutoExportKey::kAutoExportFolder);
     exporter.revealExportFolder(ui);
-    EXPECT_EQ(ui.calls, QStringList{QStringLiteral("reveal ") + folder.path()});
+    EXPECT_EQ(ui.calls, QStringList {QStringLiteral("reveal ") + folder.path()});
     EXPECT_EQ(ui.beeps, 0);
 
     ui.revealWorks = false;
     exporter.revealExportFolder(ui);
     EXPECT_EQ(ui.beeps, 1);
-    EXPECT_EQ(log.take(), QStringList{QStringLiteral("cannot reveal export folder: ") + folder.path()});
+    EXPECT_EQ(log.take(), QStringList {QStringLiteral("cannot reveal export folder: ") + folder.path()});
 
     const QString missing = folder.filePath(QStringLiteral("gone"));
     settings.defaults->setString(missing, VXAutoExportKey::kAutoExportFolder);
@@ -469,7 +481,7 @@ TEST(VXExporter, RevealingTheExportFolderNeedsAFolderThatIsThereAndAFileManager)
     exporter.revealExportFolder(ui);
     EXPECT_TRUE(ui.calls.isEmpty());
     EXPECT_EQ(ui.beeps, 2);
-    EXPECT_EQ(log.take(), QStringList{QStringLiteral("cannot reveal export folder: ") + missing});
+    EXPECT_EQ(log.take(), QStringList {QStringLiteral("cannot reveal export folder: ") + missing});
 }
 
 TEST(VXExporter, TheLiveReportsDataComesFromTheSourceWithTheReportSettings)
@@ -478,8 +490,9 @@ TEST(VXExporter, TheLiveReportsDataComesFromTheSourceWithTheReportSettings)
     VXVirtualScheduler time(0);
     Tracker tracker(1000);
     tracker.mail->value(VXFrontActiveLogKey).array()->append(1100);
-    const VXDictionaryRef editor = addApplication(*tracker.configuration, QStringLiteral("org.example.Editor"),
-                                                  withLogs(item(QStringLiteral("Editor")), numbers({1000, -1050}), VXArrayRef()));
+    const VXDictionaryRef editor
+        = addApplication(*tracker.configuration, QStringLiteral("org.example.Editor"),
+                         withLogs(item(QStringLiteral("Editor")), numbers({1000, -1050}), VXArrayRef()));
     tracker.configuration->insert(VXLastTimestampKey, 2000.0);
     VXArrayRef listed = VXMakeArray();
     listed->append(tracker.mail);
@@ -499,7 +512,7 @@ TEST(VXExporter, TheLiveReportsDataComesFromTheSourceWithTheReportSettings)
     const VXArrayRef shown = exporter.eventLogsClippedBetweenTimestamp(1000, 2000);
     ASSERT_EQ(shown->size(), 1u);
     EXPECT_EQ(shown->at(0).dictionary()->value(VXNameKey).toString(), QStringLiteral("Mail"));
-    EXPECT_EQ(doublesOf(shown->at(0).dictionary()->value(VXFrontActiveLogKey)), (std::vector<double>{1100, -2000}));
+    EXPECT_EQ(doublesOf(shown->at(0).dictionary()->value(VXFrontActiveLogKey)), (std::vector<double> {1100, -2000}));
     // Without a tree: nothing, and zeros.
     VXExporter empty({[] { return VXDictionaryRef(); }, {}, {}, {}}, *settings.defaults, time);
     EXPECT_EQ(empty.eventLogsClippedBetweenTimestamp(0, 1)->size(), 0u);

@@ -27,18 +27,26 @@ struct Tree {
                               withLogs(item(QStringLiteral("Mail"), QStringLiteral("/apps/mail.desktop")),
                                        numbers({1000, -1900, 2000, -2100}), numbers({1000, -9000})));
         mail->insert(VXFrontTimeKey, 1000.0);
-        inbox = addWindow(*mail, withLogs(item(QStringLiteral("Inbox"), VXWindowPathMarker), numbers({2000, -2050}), numbers({2000, -2500})));
-        drafts = addWindow(*mail, withLogs(item(QStringLiteral("Drafts"), VXWindowPathMarker), VXArrayRef(), numbers({5000, -5100})));
+        inbox = addWindow(*mail,
+                          withLogs(item(QStringLiteral("Inbox"), VXWindowPathMarker), numbers({2000, -2050}),
+                                   numbers({2000, -2500})));
+        drafts = addWindow(
+            *mail, withLogs(item(QStringLiteral("Drafts"), VXWindowPathMarker), VXArrayRef(), numbers({5000, -5100})));
         editor = addApplication(*configuration, QStringLiteral("org.example.Editor"),
                                 withLogs(item(QStringLiteral("Editor"), QStringLiteral("/apps/editor.desktop")),
                                          numbers({2200, -2900}), numbers({2200, -2950})));
         editor->insert(VXFrontTimeKey, 700.0);
-        notes = addWindow(*editor, withLogs(item(QStringLiteral("notes.txt"), VXWindowPathMarker), numbers({2200, -2300}), VXArrayRef()));
+        notes = addWindow(
+            *editor,
+            withLogs(item(QStringLiteral("notes.txt"), VXWindowPathMarker), numbers({2200, -2300}), VXArrayRef()));
         // An unnamed pool: shown by its members' names.
         pool = addPool(*configuration, withLogs(makePool(QString()), numbers({2000, -2900}), VXArrayRef()));
-        mailMember = addChild(*pool, withLogs(makeMember(QStringLiteral("Mail")), numbers({2000, -2100}), VXArrayRef()));
-        editorMember = addChild(*pool, withLogs(makeMember(QStringLiteral("Editor")), numbers({2200, -2900}), VXArrayRef()));
-        draftsEntry = addChild(*mailMember, withLogs(item(QStringLiteral("Draft*"), VXWindowPathMarker), VXArrayRef(), VXArrayRef()));
+        mailMember
+            = addChild(*pool, withLogs(makeMember(QStringLiteral("Mail")), numbers({2000, -2100}), VXArrayRef()));
+        editorMember
+            = addChild(*pool, withLogs(makeMember(QStringLiteral("Editor")), numbers({2200, -2900}), VXArrayRef()));
+        draftsEntry = addChild(
+            *mailMember, withLogs(item(QStringLiteral("Draft*"), VXWindowPathMarker), VXArrayRef(), VXArrayRef()));
     }
 };
 
@@ -48,14 +56,14 @@ struct Row {
     bool operator==(const Row &) const = default;
 };
 
-std::vector<Row> rowsOf(const VXDictionary &configuration, const VXReportContentSettings &settings, const VXListRows *rows,
-                        double lo = 2000, double hi = 3000)
+std::vector<Row> rowsOf(const VXDictionary &configuration, const VXReportContentSettings &settings,
+                        const VXListRows *rows, double lo = 2000, double hi = 3000)
 {
     std::vector<Row> result;
-    collectEventLogsClippedBetweenTimestamp(configuration, lo, hi, settings, rows,
-                                            [&](const VXDictionaryRef &entry, int depth) {
-                                                result.push_back({entry->value(VXNameKey).toString().toStdString(), depth});
-                                            });
+    collectEventLogsClippedBetweenTimestamp(
+        configuration, lo, hi, settings, rows, [&](const VXDictionaryRef &entry, int depth) {
+            result.push_back({entry->value(VXNameKey).toString().toStdString(), depth});
+        });
     return result;
 }
 
@@ -64,7 +72,7 @@ std::ostream &operator<<(std::ostream &out, const Row &row)
     return out << std::string(static_cast<std::size_t>(row.depth) * 2, ' ') << row.name;
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXReportEventLogs, AClippedEntryCarriesTheItemsNamePathAndStreamsInsideTheRange)
 {
@@ -76,9 +84,9 @@ TEST(VXReportEventLogs, AClippedEntryCarriesTheItemsNamePathAndStreamsInsideTheR
     EXPECT_EQ(entry->value(VXNameKey).toString(), QStringLiteral("Mail"));
     EXPECT_EQ(entry->value(VXPathKey).toString(), QStringLiteral("/apps/mail.desktop"));
     EXPECT_FALSE(entry->contains(VXTypeKey));
-    EXPECT_EQ(doublesOf(entry->value(VXFrontActiveLogKey)), (std::vector<double>{2050, -2100}));
+    EXPECT_EQ(doublesOf(entry->value(VXFrontActiveLogKey)), (std::vector<double> {2050, -2100}));
     EXPECT_DOUBLE_EQ(entry->value(VXFrontTimeKey).toDouble(), 50);
-    EXPECT_EQ(doublesOf(entry->value(VXActiveLogKey)), (std::vector<double>{2050, -3000}));
+    EXPECT_EQ(doublesOf(entry->value(VXActiveLogKey)), (std::vector<double> {2050, -3000}));
     EXPECT_DOUBLE_EQ(entry->value(VXTimeKey).toDouble(), 950);
     EXPECT_TRUE(entry->value(VXSourceKey).isSameObject(VXValue(tree.mail)));
 
@@ -104,22 +112,36 @@ TEST(VXReportEventLogs, TheLiveReportListsEveryLevelDepthFirstInTheOrganizersOrd
     settings.liveReportContent = 1;
     settings.sortColumn = 0;
     EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr),
-              (std::vector<Row>{{"Editor", 0}, {"notes.txt", 1}, {"Mail", 0}, {"Drafts", 1}, {"Inbox", 1},
-                                {"Mail (1) | Editor", 0}, {"Editor", 1}, {"Mail", 1}, {"Draft*", 2}}));
+              (std::vector<Row> {{"Editor", 0},
+                                 {"notes.txt", 1},
+                                 {"Mail", 0},
+                                 {"Drafts", 1},
+                                 {"Inbox", 1},
+                                 {"Mail (1) | Editor", 0},
+                                 {"Editor", 1},
+                                 {"Mail", 1},
+                                 {"Draft*", 2}}));
 
     // By foreground time inside the range (not the item's overall "Front Time"): Editor has
     // 700 s of it, Mail 100 s; an item without any comes after those with some.
     settings.sortColumn = 1;
     EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr),
-              (std::vector<Row>{{"Editor", 0}, {"notes.txt", 1}, {"Mail", 0}, {"Inbox", 1}, {"Drafts", 1},
-                                {"Mail (1) | Editor", 0}, {"Editor", 1}, {"Mail", 1}, {"Draft*", 2}}));
+              (std::vector<Row> {{"Editor", 0},
+                                 {"notes.txt", 1},
+                                 {"Mail", 0},
+                                 {"Inbox", 1},
+                                 {"Drafts", 1},
+                                 {"Mail (1) | Editor", 0},
+                                 {"Editor", 1},
+                                 {"Mail", 1},
+                                 {"Draft*", 2}}));
 
     // Only the halves asked for.
     settings.pools = false;
     EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr).size(), 5u);
     settings.pools = true;
     settings.applications = false;
-    EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr).front(), (Row{"Mail (1) | Editor", 0}));
+    EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr).front(), (Row {"Mail (1) | Editor", 0}));
 
     // The list form holds the same entries.
     settings.applications = true;
@@ -138,11 +160,17 @@ TEST(VXReportEventLogs, ContentSettingsFilterByEventsOrByTheOrganizersRows)
     // Only items with events in the range: Drafts (running at 5000) and the empty entry go.
     settings.liveReportContent = 2;
     EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr),
-              (std::vector<Row>{{"Editor", 0}, {"notes.txt", 1}, {"Mail", 0}, {"Inbox", 1},
-                                {"Mail (1) | Editor", 0}, {"Editor", 1}, {"Mail", 1}}));
+              (std::vector<Row> {{"Editor", 0},
+                                 {"notes.txt", 1},
+                                 {"Mail", 0},
+                                 {"Inbox", 1},
+                                 {"Mail (1) | Editor", 0},
+                                 {"Editor", 1},
+                                 {"Mail", 1}}));
     // An application without events takes its windows along, even one that has events.
     tree.notes->insert(VXActiveLogKey, numbers({5000, -5050}));
-    EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr, 5000, 5100), (std::vector<Row>{{"Mail", 0}, {"Drafts", 1}}));
+    EXPECT_EQ(rowsOf(*tree.configuration, settings, nullptr, 5000, 5100),
+              (std::vector<Row> {{"Mail", 0}, {"Drafts", 1}}));
 
     // Only items with a row: the lists as the organizer shows them. Mail is expanded, Editor
     // not; the pool is expanded, its Mail member not.
@@ -160,7 +188,8 @@ TEST(VXReportEventLogs, ContentSettingsFilterByEventsOrByTheOrganizersRows)
     pools->append(tree.pool);
     const VXListedItems listed(applications.get(), pools.get());
     EXPECT_EQ(rowsOf(*tree.configuration, settings, &listed),
-              (std::vector<Row>{{"Editor", 0}, {"Mail", 0}, {"Inbox", 1}, {"Mail (1) | Editor", 0}, {"Editor", 1}, {"Mail", 1}}));
+              (std::vector<Row> {
+                  {"Editor", 0}, {"Mail", 0}, {"Inbox", 1}, {"Mail (1) | Editor", 0}, {"Editor", 1}, {"Mail", 1}}));
 
     // The same rows worked out from the saved tree: "Children" marks the listed applications,
     // a pool is listed when it is active or inactive pools are shown.
@@ -201,7 +230,8 @@ TEST(VXReportEventLogs, ASnapshotListsEveryNodeInNameOrderWithOrWithoutEvents)
     VXDictionary &applications = reportSnapshotChildWithName(*root, VXApplicationsKey, false, QString());
     VXDictionary &pools = reportSnapshotChildWithName(*root, VXPoolsKey, true, QString());
     VXDictionary &zed = reportSnapshotChildWithName(applications, QStringLiteral("zed"), false, QStringLiteral("zed"));
-    reportSnapshotChildWithName(zed, QStringLiteral("w10"), false, VXWindowPathMarker).insert(VXActiveLogKey, numbers({100, -200}));
+    reportSnapshotChildWithName(zed, QStringLiteral("w10"), false, VXWindowPathMarker)
+        .insert(VXActiveLogKey, numbers({100, -200}));
     reportSnapshotChildWithName(zed, QStringLiteral("w9"), false, VXWindowPathMarker);
     reportSnapshotChildWithName(applications, QStringLiteral("Alpha"), false, QStringLiteral("Alpha"));
     VXDictionary &pool = reportSnapshotChildWithName(pools, QStringLiteral("Work"), true, VXPoolPathMarker);
@@ -214,8 +244,8 @@ TEST(VXReportEventLogs, ASnapshotListsEveryNodeInNameOrderWithOrWithoutEvents)
     std::vector<std::string> names;
     for (const VXValue &entry : *list)
         names.push_back(entry.dictionary()->value(VXNameKey).toString().toStdString());
-    EXPECT_EQ(names, (std::vector<std::string>{"Alpha", "zed", "w9", "w10", "Work", "*", "Report"}));
-    EXPECT_EQ(doublesOf(list->at(3).dictionary()->value(VXActiveLogKey)), (std::vector<double>{100, -150}));
+    EXPECT_EQ(names, (std::vector<std::string> {"Alpha", "zed", "w9", "w10", "Work", "*", "Report"}));
+    EXPECT_EQ(doublesOf(list->at(3).dictionary()->value(VXActiveLogKey)), (std::vector<double> {100, -150}));
     EXPECT_EQ(list->at(4).dictionary()->value(VXTypeKey).toString(), VXPoolItemType);
     EXPECT_EQ(list->at(6).dictionary()->value(VXPathKey).toString(), VXWindowPathMarker);
 }

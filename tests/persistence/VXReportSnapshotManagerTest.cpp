@@ -20,7 +20,9 @@ namespace {
 class Report final : public VXReportClient
 {
 public:
-    Report(QString id, VXDictionaryRef configuration) : m_id(std::move(id)), m_configuration(std::move(configuration)) {}
+    Report(QString id, VXDictionaryRef configuration) : m_id(std::move(id)), m_configuration(std::move(configuration))
+    {
+    }
     QString uniqueID() const override { return m_id; }
     VXDictionaryRef snapshotConfiguration() const override { return m_configuration; }
     void detachReportView() override { detached = true; }
@@ -75,8 +77,11 @@ public:
 class Delegate final : public VXReportDataSource
 {
 public:
-    void getFirstTimestamp(double *, double *, const VXReportClient &) override {}
-    VXArrayRef eventLogsClippedBetweenTimestamp(double, double, const VXReportClient &) override { return VXMakeArray(); }
+    void getFirstTimestamp(double *, double *, const VXReportClient &) override { }
+    VXArrayRef eventLogsClippedBetweenTimestamp(double, double, const VXReportClient &) override
+    {
+        return VXMakeArray();
+    }
     void populateViewMenu(VXReportMenu &menu, const VXReportClient &report) override
     {
         menu.addItem(QStringLiteral("as Time Lapse for ") + report.uniqueID(), 0, {});
@@ -96,7 +101,7 @@ const QByteArray kSnapshot = "Application,Window,Foreground Begin (Unix Time),Fo
                              "Mail,Inbox,1700000000.00,1700000100.00\n"
                              "Mail,,1700000200.00,1700000300.00\n";
 
-} // namespace
+}   // namespace
 
 TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
 {
@@ -106,7 +111,8 @@ TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
     VXReportSnapshotManager manager;
     manager.setPresenter(&presenter);
     QStringList shown;
-    QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotShown, [&](const QString &path) { shown << path; });
+    QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotShown,
+                     [&](const QString &path) { shown << path; });
 
     const QString path = writeFile(folder.filePath(QStringLiteral("a.csv")), kSnapshot);
     manager.showReportSnapshotFromCSVFile(path);
@@ -114,8 +120,8 @@ TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
     EXPECT_EQ(manager.pendingCount(), 1);
     EXPECT_TRUE(presenter.made.isEmpty());
     ASSERT_TRUE(VXWaitUntil([&] { return !shown.isEmpty(); }));
-    EXPECT_EQ(shown, QStringList{path});
-    EXPECT_EQ(presenter.made, QStringList{path});
+    EXPECT_EQ(shown, QStringList {path});
+    EXPECT_EQ(presenter.made, QStringList {path});
     EXPECT_EQ(presenter.shown, 1);
     EXPECT_TRUE(presenter.onMainThread);
     ASSERT_EQ(manager.controllers().size(), 1u);
@@ -131,8 +137,10 @@ TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
     const VXArrayRef entries = manager.eventLogsClippedBetweenTimestamp(1700000050, 1700000250, report);
     ASSERT_EQ(entries->size(), 2u);
     EXPECT_EQ(entries->at(0).dictionary()->value(VXNameKey).toString(), QStringLiteral("Mail"));
-    EXPECT_EQ(doublesOf(entries->at(0).dictionary()->value(VXFrontActiveLogKey)), (std::vector<double>{1700000200, -1700000250}));
-    EXPECT_EQ(doublesOf(entries->at(1).dictionary()->value(VXFrontActiveLogKey)), (std::vector<double>{1700000050, -1700000100}));
+    EXPECT_EQ(doublesOf(entries->at(0).dictionary()->value(VXFrontActiveLogKey)),
+              (std::vector<double> {1700000200, -1700000250}));
+    EXPECT_EQ(doublesOf(entries->at(1).dictionary()->value(VXFrontActiveLogKey)),
+              (std::vector<double> {1700000050, -1700000100}));
 
     // The View menu comes from the delegate; there is no context menu.
     Menu menu;
@@ -141,7 +149,7 @@ TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
     Delegate delegate;
     manager.setDelegate(&delegate);
     manager.populateViewMenu(menu, report);
-    EXPECT_EQ(menu.titles, QStringList{QStringLiteral("as Time Lapse for ") + path});
+    EXPECT_EQ(menu.titles, QStringList {QStringLiteral("as Time Lapse for ") + path});
     EXPECT_FALSE(manager.contextMenuForEventLog(*entries->at(0).dictionary(), report, menu));
 }
 
@@ -168,7 +176,8 @@ TEST(VXReportSnapshotManager, OneFileOpensOneReportHoweverItIsNamedOrHowOftenItI
     EXPECT_EQ(presenter.shown, 2);
     EXPECT_EQ(presenter.made.size(), 1);
     EXPECT_EQ(manager.controllers().size(), 1u);
-    EXPECT_EQ(manager.controllerForPath(folder.filePath(QStringLiteral("sub/../b.csv"))), manager.controllers().front());
+    EXPECT_EQ(manager.controllerForPath(folder.filePath(QStringLiteral("sub/../b.csv"))),
+              manager.controllers().front());
     EXPECT_EQ(manager.controllerForPath(folder.filePath(QStringLiteral("other.csv"))), nullptr);
 
     // Nothing for no path.
@@ -185,14 +194,15 @@ TEST(VXReportSnapshotManager, AFileThatCannotBeUsedOpensNothing)
     VXReportSnapshotManager manager;
     manager.setPresenter(&presenter);
     QStringList refused;
-    QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotRefused, [&](const QString &path) { refused << path; });
+    QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotRefused,
+                     [&](const QString &path) { refused << path; });
 
     const QString empty = writeFile(folder.filePath(QStringLiteral("empty.csv")), "Application\n");
     manager.showReportSnapshotFromCSVFile(empty);
     ASSERT_TRUE(VXWaitUntil([&] { return !refused.isEmpty(); }));
     EXPECT_TRUE(presenter.made.isEmpty());
     EXPECT_TRUE(manager.controllers().empty());
-    EXPECT_EQ(log.take(), QStringList{QStringLiteral("empty CSV file: ") + empty});
+    EXPECT_EQ(log.take(), QStringList {QStringLiteral("empty CSV file: ") + empty});
 
     // The reports layer cannot make a report: nothing kept either.
     presenter.makes = false;
@@ -273,7 +283,8 @@ TEST(VXReportSnapshotManager, TheEventLoopKeepsTurningWhileABigFileIsRead)
     EXPECT_GE(ticks, took / 10 / 4);
     EXPECT_LT(longestGap, 250) << "ticks " << ticks << " over " << took << " ms";
     ASSERT_EQ(manager.controllers().size(), 1u);
-    EXPECT_EQ(manager.controllers().front()->snapshotConfiguration()->value(VXLastTimestampKey).toDouble(), 1700000000 + 399'999 * 10 + 5.5);
+    EXPECT_EQ(manager.controllers().front()->snapshotConfiguration()->value(VXLastTimestampKey).toDouble(),
+              1700000000 + 399'999 * 10 + 5.5);
 }
 
 TEST(VXReportSnapshotManager, AManagerGoingAwayWhileAFileIsReadDropsTheResult)
@@ -297,8 +308,9 @@ TEST(VXReportSnapshotManager, AManagerGoingAwayWhileAFileIsReadDropsTheResult)
     EXPECT_EQ(VXReportSnapshotManager::reportSnapshotColumnSeparator(), QStringLiteral(","));
     settings.defaults->setInteger(2, VXExportKey::kExportedReportColumnSeparator);
     EXPECT_EQ(VXReportSnapshotManager::reportSnapshotColumnSeparator(), QStringLiteral("\t"));
-    const QString tabbed = writeFile(folder.filePath(QStringLiteral("e.csv")),
-                                     "\"Application\"\tForeground Begin (Unix Time)\tForeground End (Unix Time)\nA\t1.00\t2.00\n");
+    const QString tabbed
+        = writeFile(folder.filePath(QStringLiteral("e.csv")),
+                    "\"Application\"\tForeground Begin (Unix Time)\tForeground End (Unix Time)\nA\t1.00\t2.00\n");
     EXPECT_TRUE(VXReportSnapshotManager::reportSnapshotConfigurationFromCSVFile(tabbed));
     settings.defaults->setInteger(1, VXExportKey::kExportedReportColumnSeparator);
     LogCapture quiet;

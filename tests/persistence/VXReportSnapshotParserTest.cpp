@@ -36,7 +36,7 @@ const VXDictionary *node(const VXDictionaryRef &root, std::initializer_list<cons
 
 std::vector<double> log(const VXDictionary *item, const QString &key)
 {
-    return item ? doublesOf(item->value(key)) : std::vector<double>{-1};
+    return item ? doublesOf(item->value(key)) : std::vector<double> {-1};
 }
 
 std::vector<std::string> childNames(const VXDictionary *item)
@@ -55,7 +55,7 @@ QString message(const QString &format, const QString &argument = kPath)
     return QString(format).replace(QStringLiteral("%@"), argument);
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXReportSnapshotParser, AnExportWithSemicolonsAndDecimalCommasIsReadIntoTheSnapshotTree)
 {
@@ -71,22 +71,24 @@ TEST(VXReportSnapshotParser, AnExportWithSemicolonsAndDecimalCommasIsReadIntoThe
         ";;Mail;;0,00;0,00;1699999000,00;1700001000,00\n"
         ";;Mail;;1700000400,00;1700000500,00;0,00;0,00\n");
     ASSERT_TRUE(root);
-    EXPECT_EQ(captured.take(), QStringList{QStringLiteral("decimal separator: <,> (inferred grouping separator: <.>)")});
+    EXPECT_EQ(captured.take(),
+              QStringList {QStringLiteral("decimal separator: <,> (inferred grouping separator: <.>)")});
 
     EXPECT_EQ(root->value(VXPathKey).toString(), kPath);
     EXPECT_DOUBLE_EQ(root->value(VXFirstTimestampKey).toDouble(), 1699999000);
     EXPECT_DOUBLE_EQ(root->value(VXLastTimestampKey).toDouble(), 1700001000);
     EXPECT_TRUE(boolForKey(*root, VXForegroundActivityKey));
     EXPECT_TRUE(boolForKey(*root, VXTotalActivityKey));
-    EXPECT_EQ(childNames(root.get()), (std::vector<std::string>{"Applications", "Pools"}));
+    EXPECT_EQ(childNames(root.get()), (std::vector<std::string> {"Applications", "Pools"}));
 
     const VXDictionary *mail = node(root, {"Applications", "Mail"});
-    EXPECT_EQ(log(mail, VXFrontActiveLogKey), (std::vector<double>{1700000000.25, -1700000300.5, 1700000400, -1700000500}));
-    EXPECT_EQ(log(mail, VXActiveLogKey), (std::vector<double>{1699999000, -1700001000}));
+    EXPECT_EQ(log(mail, VXFrontActiveLogKey),
+              (std::vector<double> {1700000000.25, -1700000300.5, 1700000400, -1700000500}));
+    EXPECT_EQ(log(mail, VXActiveLogKey), (std::vector<double> {1699999000, -1700001000}));
     EXPECT_EQ(mail->value(VXPathKey).toString(), QStringLiteral("Mail"));
     EXPECT_FALSE(mail->contains(VXTypeKey));
     const VXDictionary *inbox = node(root, {"Applications", "Mail", "Inbox"});
-    EXPECT_EQ(log(inbox, VXFrontActiveLogKey), (std::vector<double>{1700000010, -1700000020}));
+    EXPECT_EQ(log(inbox, VXFrontActiveLogKey), (std::vector<double> {1700000010, -1700000020}));
     EXPECT_EQ(inbox->value(VXPathKey).toString(), VXWindowPathMarker);
     EXPECT_FALSE(inbox->contains(VXActiveLogKey));
 
@@ -94,11 +96,11 @@ TEST(VXReportSnapshotParser, AnExportWithSemicolonsAndDecimalCommasIsReadIntoThe
     EXPECT_EQ(pools->value(VXTypeKey).toString(), VXPoolItemType);
     const VXDictionary *writing = node(root, {"Pools", "Writing"});
     EXPECT_EQ(writing->value(VXPathKey).toString(), VXPoolPathMarker);
-    EXPECT_EQ(log(writing, VXFrontActiveLogKey), (std::vector<double>{1700000100, -1700000200}));
+    EXPECT_EQ(log(writing, VXFrontActiveLogKey), (std::vector<double> {1700000100, -1700000200}));
     const VXDictionary *chapter = node(root, {"Pools", "Writing", "Editor", "chapter 1"});
     EXPECT_EQ(chapter->value(VXTypeKey).toString(), VXPoolItemType);
     EXPECT_EQ(node(root, {"Pools", "Writing", "Editor"})->value(VXTypeKey).toString(), VXPoolItemType);
-    EXPECT_EQ(log(chapter, VXFrontActiveLogKey), (std::vector<double>{1700000100, -1700000110}));
+    EXPECT_EQ(log(chapter, VXFrontActiveLogKey), (std::vector<double> {1700000100, -1700000110}));
 }
 
 TEST(VXReportSnapshotParser, AFileASpreadsheetSavedIsReadAsWell)
@@ -114,8 +116,9 @@ TEST(VXReportSnapshotParser, AFileASpreadsheetSavedIsReadAsWell)
         "\r\n\r\n");
     ASSERT_TRUE(root);
     EXPECT_EQ(log(node(root, {"Applications", "Calc", "Budget, 2026.ods"}), VXFrontActiveLogKey),
-              (std::vector<double>{1700000000, -1700000300}));
-    EXPECT_EQ(log(node(root, {"Applications", "Calc"}), VXFrontActiveLogKey), (std::vector<double>{1700000500, -1700000600}));
+              (std::vector<double> {1700000000, -1700000300}));
+    EXPECT_EQ(log(node(root, {"Applications", "Calc"}), VXFrontActiveLogKey),
+              (std::vector<double> {1700000500, -1700000600}));
     EXPECT_FALSE(boolForKey(*root, VXTotalActivityKey));
     EXPECT_TRUE(captured.take().contains(QStringLiteral("decimal separator: <.> (inferred grouping separator: <,>)")));
 }
@@ -124,22 +127,23 @@ TEST(VXReportSnapshotParser, QuotedTextHoldsSeparatorsQuotesAndLineBreaksAnywher
 {
     VXEnsureCoreApplication();
     LogCapture captured;
-    const VXDictionaryRef root = parse(
-        "Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
-        "Editor,\"two\nlines, \"\"quoted\"\"\",100.00,200.00\n"
-        "Editor,part \"one,\" and \"two\",300.00,400.00\n"
-        "Editor,\"\u2028\",500.00,600.00\n");
+    const VXDictionaryRef root = parse("Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
+                                       "Editor,\"two\nlines, \"\"quoted\"\"\",100.00,200.00\n"
+                                       "Editor,part \"one,\" and \"two\",300.00,400.00\n"
+                                       "Editor,\"\u2028\",500.00,600.00\n");
     ASSERT_TRUE(root);
     EXPECT_EQ(childNames(node(root, {"Applications", "Editor"})),
-              (std::vector<std::string>{"part one, and two", "two\nlines, \"quoted\"", "\u2028"}));
+              (std::vector<std::string> {"part one, and two", "two\nlines, \"quoted\"", "\u2028"}));
     EXPECT_TRUE(captured.take().filter(QStringLiteral("number of columns")).isEmpty());
 
     // Lines end at any line-break character, also the Unicode ones outside quotes.
-    const VXDictionaryRef unicode = parse("Application;Total Begin (Unix Time);Total End (Unix Time)\u2028Mail;100.00;200.00\u2029"
-                                          "Web;300.00;400.00\x0B" "Chat;500.00;600.00\xC2\x85",
-                                          u';');
+    const VXDictionaryRef unicode
+        = parse("Application;Total Begin (Unix Time);Total End (Unix Time)\u2028Mail;100.00;200.00\u2029"
+                "Web;300.00;400.00\x0B"
+                "Chat;500.00;600.00\xC2\x85",
+                u';');
     ASSERT_TRUE(unicode);
-    EXPECT_EQ(childNames(node(unicode, {"Applications"})), (std::vector<std::string>{"Chat", "Mail", "Web"}));
+    EXPECT_EQ(childNames(node(unicode, {"Applications"})), (std::vector<std::string> {"Chat", "Mail", "Web"}));
 }
 
 TEST(VXReportSnapshotParser, AWindowWithoutAnApplicationGoesUnderTheWildcardAndLinesWithoutEitherAreSkipped)
@@ -151,8 +155,8 @@ TEST(VXReportSnapshotParser, AWindowWithoutAnApplicationGoesUnderTheWildcardAndL
                                        ",,,300.00,400.00\n"
                                        "Home,,Untitled,500.00,600.00\n");
     ASSERT_TRUE(root);
-    EXPECT_EQ(log(node(root, {"Applications", "*", "Untitled"}), VXActiveLogKey), (std::vector<double>{100, -200}));
-    EXPECT_EQ(log(node(root, {"Pools", "Home", "*", "Untitled"}), VXActiveLogKey), (std::vector<double>{500, -600}));
+    EXPECT_EQ(log(node(root, {"Applications", "*", "Untitled"}), VXActiveLogKey), (std::vector<double> {100, -200}));
+    EXPECT_EQ(log(node(root, {"Pools", "Home", "*", "Untitled"}), VXActiveLogKey), (std::vector<double> {500, -600}));
     EXPECT_EQ(node(root, {"Pools", "Home", "*"})->value(VXPathKey).toString(), QStringLiteral("*"));
     // The skipped line's interval counts nowhere, not even in the range.
     EXPECT_DOUBLE_EQ(root->value(VXFirstTimestampKey).toDouble(), 100);
@@ -182,12 +186,14 @@ TEST(VXReportSnapshotParser, TheSeparatorIsGuessedFromTheHeaderAndOtherwiseTaken
     ASSERT_EQ(cut.size(), 4095u);
     EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText(cut + "Pool\tWindow", ','), '\t');
     // Left-overs of a word are text like any other.
-    EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText(words.substr(0, 4093) + "PoolApplication\tWindow", ','), ',');
+    EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText(words.substr(0, 4093) + "PoolApplication\tWindow", ','),
+              ',');
 
     VXEnsureCoreApplication();
     LogCapture captured;
-    const QByteArray notesFirst = "Pool Notes;Pool;Application;Foreground Begin (Unix Time);Foreground End (Unix Time)\n"
-                                  ";Home;Web;100.00;200.00\n";
+    const QByteArray notesFirst
+        = "Pool Notes;Pool;Application;Foreground Begin (Unix Time);Foreground End (Unix Time)\n"
+          ";Home;Web;100.00;200.00\n";
     EXPECT_TRUE(parse(notesFirst, u';'));
     EXPECT_FALSE(parse(notesFirst, u','));
     EXPECT_TRUE(captured.take().contains(message(VXReportSnapshotParser::kNoRelevantEventStreamTypesMessage)));
@@ -209,17 +215,22 @@ TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
          message(VXReportSnapshotParser::kNoEventStreamsMessage)},
         {"Pool Notes,Foreground Begin (Unix Time),Foreground End (Unix Time)\nx,1.00,2.00\n",
          message(VXReportSnapshotParser::kNoRelevantEventStreamTypesMessage)},
-        {header.toUtf8() + "Mail,1700000000.0000,1700000000.0005\n", message(VXReportSnapshotParser::kNoSignificantTimestampsMessage)},
-        {header.toUtf8() + "Mail,0.00,0.00\nMail,abc,def\n,1.00,2.00\n", message(VXReportSnapshotParser::kNoSignificantTimestampsMessage)},
-        {header.toUtf8() + "Mail,\"1.00,2.00\n", message(VXReportSnapshotParser::kClosingQuoteMissingMessage, QStringLiteral("1.00,2.00\n"))},
-        {header.toUtf8() + "\"Mail\"\"\n", message(VXReportSnapshotParser::kClosingQuoteMissingMessage, QStringLiteral("Mail\"\"\n"))},
+        {header.toUtf8() + "Mail,1700000000.0000,1700000000.0005\n",
+         message(VXReportSnapshotParser::kNoSignificantTimestampsMessage)},
+        {header.toUtf8() + "Mail,0.00,0.00\nMail,abc,def\n,1.00,2.00\n",
+         message(VXReportSnapshotParser::kNoSignificantTimestampsMessage)},
+        {header.toUtf8() + "Mail,\"1.00,2.00\n",
+         message(VXReportSnapshotParser::kClosingQuoteMissingMessage, QStringLiteral("1.00,2.00\n"))},
+        {header.toUtf8() + "\"Mail\"\"\n",
+         message(VXReportSnapshotParser::kClosingQuoteMissingMessage, QStringLiteral("Mail\"\"\n"))},
     };
     for (const auto &refused : cases) {
         SCOPED_TRACE(refused.text.toStdString());
         // Read whole and in parts (the survey of the text is then made in parts too).
         for (int parts = 1; parts <= 4; ++parts) {
             LogCapture captured;
-            EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(refused.text, kPath, u',', parts));
+            EXPECT_FALSE(
+                VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(refused.text, kPath, u',', parts));
             const QStringList lines = captured.take();
             ASSERT_FALSE(lines.isEmpty());
             EXPECT_EQ(lines.last(), refused.message);
@@ -232,7 +243,7 @@ TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
     LogCapture captured;
     EXPECT_FALSE(parse(header.toUtf8() + "Caf\xE9,1.00,2.00\n"));
     EXPECT_FALSE(parse(header.toUtf8() + "\xED\xA0\x80,1.00,2.00\n"));   // a surrogate
-    EXPECT_FALSE(parse(header.toUtf8() + "\xC0\xAF,1.00,2.00\n"));       // an overlong "/"
+    EXPECT_FALSE(parse(header.toUtf8() + "\xC0\xAF,1.00,2.00\n"));   // an overlong "/"
     const QStringList lines = captured.take();
     EXPECT_EQ(lines.count(message(VXReportSnapshotParser::kEmptyFileMessage)), 3);
     // Also when the text is looked over in parts: a character cut at the end, or inside the text.
@@ -245,8 +256,10 @@ TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
     EXPECT_EQ(captured.take().count(message(VXReportSnapshotParser::kEmptyFileMessage)), 8);
 
     // A file that is not there.
-    EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(QStringLiteral("/nonexistent/x.csv"), u','));
-    EXPECT_TRUE(captured.take().contains(message(VXReportSnapshotParser::kEmptyFileMessage, QStringLiteral("/nonexistent/x.csv"))));
+    EXPECT_FALSE(
+        VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(QStringLiteral("/nonexistent/x.csv"), u','));
+    EXPECT_TRUE(captured.take().contains(
+        message(VXReportSnapshotParser::kEmptyFileMessage, QStringLiteral("/nonexistent/x.csv"))));
 }
 
 TEST(VXReportSnapshotParser, TheTextIsLookedOverWhereverItsBytesFall)
@@ -263,22 +276,25 @@ TEST(VXReportSnapshotParser, TheTextIsLookedOverWhereverItsBytesFall)
         const QByteArray plain(pad, 'x');
         for (int parts : {1, 3}) {
             const auto read = [&](const QByteArray &lines) {
-                return VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(header + lines, kPath, u',', parts);
+                return VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(header + lines, kPath, u',',
+                                                                                      parts);
             };
             for (const char *bad : {"\xE9", "\xED\xA0\x80", "\xC0\xAF", "\xF4\x90\x80\x80", "\xE6\x97", "\x80"})
                 EXPECT_FALSE(read("Mail," + plain + bad + ",1.00,2.00\n"));
             const VXDictionaryRef good = read("Mail," + plain + "\xE6\x97\xA5\xF0\x9F\x98\x80,1.00,2.00\n");
             EXPECT_EQ(childNames(node(good, {"Applications", "Mail"})),
-                      (std::vector<std::string>{plain.toStdString() + "\xE6\x97\xA5\xF0\x9F\x98\x80"}));
+                      (std::vector<std::string> {plain.toStdString() + "\xE6\x97\xA5\xF0\x9F\x98\x80"}));
 
             EXPECT_FALSE(read("Mail," + plain + "\"a\"\"b,1.00,2.00\n"));
             const VXDictionaryRef quoted = read("Mail," + plain + "\"a\"\"b\",1.00,2.00\n");
-            EXPECT_EQ(childNames(node(quoted, {"Applications", "Mail"})), (std::vector<std::string>{plain.toStdString() + "a\"b"}));
+            EXPECT_EQ(childNames(node(quoted, {"Applications", "Mail"})),
+                      (std::vector<std::string> {plain.toStdString() + "a\"b"}));
 
             // The placeholder's own text takes the first quoted text; that one, with none left
             // for it, keeps the placeholder's text.
-            const VXDictionaryRef replaced = read("Mail," + plain + placeholder + ",1.00,2.00\nMail,\"Web\",3.00,4.00\n");
-            std::vector<std::string> expected{plain.toStdString() + "Web", placeholder.toStdString()};
+            const VXDictionaryRef replaced
+                = read("Mail," + plain + placeholder + ",1.00,2.00\nMail,\"Web\",3.00,4.00\n");
+            std::vector<std::string> expected {plain.toStdString() + "Web", placeholder.toStdString()};
             std::sort(expected.begin(), expected.end());
             EXPECT_EQ(childNames(node(replaced, {"Applications", "Mail"})), expected);
         }
@@ -303,14 +319,16 @@ TEST(VXReportSnapshotParser, LongNamesThatStartAlikeAreEachTheirOwnItem)
         }
     }
     for (int parts : {1, 2}) {
-        const VXDictionaryRef root = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(text, kPath, u',', parts);
+        const VXDictionaryRef root
+            = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(text, kPath, u',', parts);
         std::vector<std::string> expected = windows;
         std::sort(expected.begin(), expected.end());
         EXPECT_EQ(childNames(node(root, {"Applications", "Mail"})), expected);
         for (std::size_t i = 0; i < windows.size(); ++i) {
             const double first = 100.0 * static_cast<double>(i + 1);
             EXPECT_EQ(log(node(root, {"Applications", "Mail", windows[i].c_str()}), VXFrontActiveLogKey),
-                      (std::vector<double>{first, -(first + 50), first + 1000, -(first + 1050), first + 2000, -(first + 2050)}));
+                      (std::vector<double> {first, -(first + 50), first + 1000, -(first + 1050), first + 2000,
+                                            -(first + 2050)}));
         }
     }
 }
@@ -325,10 +343,10 @@ TEST(VXReportSnapshotParser, LinesWithAnotherNumberOfCellsAreSkippedAndNamedInTh
                       "Mail,300.00,400.00\n";
     const VXDictionaryRef root = parse(text);
     ASSERT_TRUE(root);
-    EXPECT_EQ(log(node(root, {"Applications", "Mail"}), VXFrontActiveLogKey), (std::vector<double>{300, -400}));
+    EXPECT_EQ(log(node(root, {"Applications", "Mail"}), VXFrontActiveLogKey), (std::vector<double> {300, -400}));
     EXPECT_EQ(captured.take().filter(QStringLiteral("number of columns")),
-              (QStringList{QStringLiteral("number of columns is not 3 in CSV line: Mail,100.00"),
-                           QStringLiteral("number of columns is not 3 in CSV line: Mail,100.00,200.00,extra")}));
+              (QStringList {QStringLiteral("number of columns is not 3 in CSV line: Mail,100.00"),
+                            QStringLiteral("number of columns is not 3 in CSV line: Mail,100.00,200.00,extra")}));
 
     // Thousands of bad lines: twenty are named, the rest counted in one line.
     for (int i = 0; i < 5000; ++i)
@@ -336,7 +354,8 @@ TEST(VXReportSnapshotParser, LinesWithAnotherNumberOfCellsAreSkippedAndNamedInTh
     ASSERT_TRUE(parse(text));
     const QStringList lines = captured.take();
     EXPECT_EQ(lines.filter(QStringLiteral("number of columns is not 3 in CSV line")).size(), 20);
-    EXPECT_TRUE(lines.contains(QStringLiteral("4982 more lines whose number of columns is not 3 in CSV file: ") + kPath));
+    EXPECT_TRUE(
+        lines.contains(QStringLiteral("4982 more lines whose number of columns is not 3 in CSV file: ") + kPath));
 }
 
 TEST(VXReportSnapshotParser, TheDecimalSeparatorIsInferredOncePerFileAndFallsBackToTheLocale)
@@ -351,8 +370,10 @@ TEST(VXReportSnapshotParser, TheDecimalSeparatorIsInferredOncePerFileAndFallsBac
                                            "Mail;1.700.000.100;1.700.000.200\n",
                                            u';');
         ASSERT_TRUE(root);
-        EXPECT_EQ(log(node(root, {"Applications", "Mail"}), VXActiveLogKey), (std::vector<double>{1700000100, -1700000200}));
-        EXPECT_EQ(captured.take(), QStringList{QStringLiteral("decimal separator: <1> (falling back to localized formatting)")});
+        EXPECT_EQ(log(node(root, {"Applications", "Mail"}), VXActiveLogKey),
+                  (std::vector<double> {1700000100, -1700000200}));
+        EXPECT_EQ(captured.take(),
+                  QStringList {QStringLiteral("decimal separator: <1> (falling back to localized formatting)")});
     }
     // Cells too short to tell leave the formatter unbuilt until a cell can build it (the line's
     // item is made all the same); after the first interval read, it stays.
@@ -364,10 +385,11 @@ TEST(VXReportSnapshotParser, TheDecimalSeparatorIsInferredOncePerFileAndFallsBac
     ASSERT_TRUE(root);
     ASSERT_TRUE(node(root, {"Applications", "A"}));
     EXPECT_FALSE(node(root, {"Applications", "A"})->contains(VXFrontActiveLogKey));
-    EXPECT_EQ(log(node(root, {"Applications", "B"}), VXFrontActiveLogKey), (std::vector<double>{100, -200}));
+    EXPECT_EQ(log(node(root, {"Applications", "B"}), VXFrontActiveLogKey), (std::vector<double> {100, -200}));
     // "300,00" under "." decimals and "," grouping reads as 30000.
-    EXPECT_EQ(log(node(root, {"Applications", "C"}), VXFrontActiveLogKey), (std::vector<double>{30000, -40000}));
-    EXPECT_EQ(captured.take(), QStringList{QStringLiteral("decimal separator: <.> (inferred grouping separator: <,>)")});
+    EXPECT_EQ(log(node(root, {"Applications", "C"}), VXFrontActiveLogKey), (std::vector<double> {30000, -40000}));
+    EXPECT_EQ(captured.take(),
+              QStringList {QStringLiteral("decimal separator: <.> (inferred grouping separator: <,>)")});
 
     VXReportSnapshotTimestampFormatter formatter;
     EXPECT_FALSE(formatter.rebuildWithCell("1,5"));
@@ -413,12 +435,14 @@ TEST(VXReportSnapshotParser, ThePlaceholdersOwnTextIsReplacedLikeTheQuotedTextsI
     // last placeholder, with no quoted text left, stays as it is.
     const QByteArray placeholder = VXReportSnapshotParser::kQuotedStringPlaceholder.toUtf8();
     const VXDictionaryRef root = parse("Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
-                                       "Mail," + placeholder + ",100.00,200.00\n"
-                                       "\"Web\",\"Page\",300.00,400.00\n");
+                                       "Mail,"
+                                       + placeholder
+                                       + ",100.00,200.00\n"
+                                         "\"Web\",\"Page\",300.00,400.00\n");
     ASSERT_TRUE(root);
-    EXPECT_EQ(childNames(node(root, {"Applications"})), (std::vector<std::string>{"Mail", "Page"}));
-    EXPECT_EQ(childNames(node(root, {"Applications", "Mail"})), (std::vector<std::string>{"Web"}));
-    EXPECT_EQ(childNames(node(root, {"Applications", "Page"})), (std::vector<std::string>{placeholder.toStdString()}));
+    EXPECT_EQ(childNames(node(root, {"Applications"})), (std::vector<std::string> {"Mail", "Page"}));
+    EXPECT_EQ(childNames(node(root, {"Applications", "Mail"})), (std::vector<std::string> {"Web"}));
+    EXPECT_EQ(childNames(node(root, {"Applications", "Page"})), (std::vector<std::string> {placeholder.toStdString()}));
 }
 
 TEST(VXReportSnapshotParser, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrowingWithoutBound)
@@ -432,9 +456,11 @@ TEST(VXReportSnapshotParser, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrow
     wide += "\nMail,100.00,200.00\n";
     ASSERT_TRUE(parse(wide));
     // A header of a hundred thousand cells, and lines that match it.
-    QByteArray manyColumns = "Application" + QByteArray(99'997, ',') + ",Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
+    QByteArray manyColumns
+        = "Application" + QByteArray(99'997, ',') + ",Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
     for (int i = 0; i < 10; ++i)
-        manyColumns += "Mail" + QByteArray(99'997, ',') + "," + QByteArray::number(100 + i * 10) + ".00," + QByteArray::number(105 + i * 10) + ".00\n";
+        manyColumns += "Mail" + QByteArray(99'997, ',') + "," + QByteArray::number(100 + i * 10) + ".00,"
+            + QByteArray::number(105 + i * 10) + ".00\n";
     const VXDictionaryRef many = parse(manyColumns);
     ASSERT_TRUE(many);
     EXPECT_EQ(log(node(many, {"Applications", "Mail"}), VXFrontActiveLogKey).size(), 20u);
@@ -444,15 +470,36 @@ TEST(VXReportSnapshotParser, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrow
     EXPECT_FALSE(parse(header + QByteArray(300'000, '"') + "\n"));
     const VXDictionaryRef nul = parse(header + QByteArray("Ma\0il,1.00,2.00\n", 17));
     ASSERT_TRUE(nul);
-    EXPECT_TRUE(node(nul, {"Applications"})->value(VXChildrenKey).dictionary()->contains(QString(QStringLiteral("Ma")) + QChar(0) + QStringLiteral("il")));
+    EXPECT_TRUE(node(nul, {"Applications"})
+                    ->value(VXChildrenKey)
+                    .dictionary()
+                    ->contains(QString(QStringLiteral("Ma")) + QChar(0) + QStringLiteral("il")));
     EXPECT_TRUE(parse(header + "Mail," + QByteArray(5000, '9') + ".00,1.00\nMail,1.00,2.00\n"));
     captured.take();
 
     // Random text made of what matters to the reader.
     Random random(99);
-    const char *const pieces[] = {",", ";", "\t", "\"", "\"\"", "\n", "\r\n", "\xE2\x80\xA8", "Pool", "Application", "Window",
-                                  "Foreground Begin (Unix Time)", "Foreground End (Unix Time)", "Total Begin (Unix Time)",
-                                  "Total End (Unix Time)", "1700000000.25", "0,00", "x", " ", "\xC3\xA9", "*"};
+    const char *const pieces[] = {",",
+                                  ";",
+                                  "\t",
+                                  "\"",
+                                  "\"\"",
+                                  "\n",
+                                  "\r\n",
+                                  "\xE2\x80\xA8",
+                                  "Pool",
+                                  "Application",
+                                  "Window",
+                                  "Foreground Begin (Unix Time)",
+                                  "Foreground End (Unix Time)",
+                                  "Total Begin (Unix Time)",
+                                  "Total End (Unix Time)",
+                                  "1700000000.25",
+                                  "0,00",
+                                  "x",
+                                  " ",
+                                  "\xC3\xA9",
+                                  "*"};
     for (int round = 0; round < 3000; ++round) {
         QByteArray text;
         const int count = random.below(60);
@@ -477,7 +524,7 @@ TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
     const VXDictionaryRef root = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(path, u',');
     ASSERT_TRUE(root);
     EXPECT_EQ(root->value(VXPathKey).toString(), path);
-    EXPECT_EQ(log(node(root, {"Pools", "Home", "Web"}), VXActiveLogKey), (std::vector<double>{100, -200}));
+    EXPECT_EQ(log(node(root, {"Pools", "Home", "Web"}), VXActiveLogKey), (std::vector<double> {100, -200}));
 
     // Larger than the reader takes: refused before anything is read (the file is sparse).
     const QString huge = folder.filePath(QStringLiteral("huge.csv"));
@@ -487,8 +534,11 @@ TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
     big.close();
     LogCapture captured;
     EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(huge, u','));
-    EXPECT_EQ(captured.take(), (QStringList{QStringLiteral("CSV file <%1> is larger than %2 bytes").arg(huge).arg(VXReportSnapshotParser::kMaximumFileSize),
-                                            QStringLiteral("empty CSV file: ") + huge}));
+    EXPECT_EQ(captured.take(),
+              (QStringList {QStringLiteral("CSV file <%1> is larger than %2 bytes")
+                                .arg(huge)
+                                .arg(VXReportSnapshotParser::kMaximumFileSize),
+                            QStringLiteral("empty CSV file: ") + huge}));
     // Empty, and not a regular file.
     const QString empty = folder.filePath(QStringLiteral("empty.csv"));
     QFile(empty).open(QIODevice::WriteOnly);
@@ -538,15 +588,19 @@ TEST(VXReportSnapshotParser, AFileReadInPartsSideBySideGivesTheTreeAndLogOfOneRe
                 + quoted(names[random.below(7)]) + separator + quoted(names[random.below(7)]) + separator
                 + (total ? time(0) + separator + time(0) : time(begin) + separator + time(begin + 30)) + separator
                 + (total ? time(begin) + separator + time(begin + 30) : time(0) + separator + time(0))
-                + (random.chance(0.5) ? "\r\n" : random.chance(0.5) ? "\n" : "\xE2\x80\xA8");
+                + (random.chance(0.5)       ? "\r\n"
+                       : random.chance(0.5) ? "\n"
+                                            : "\xE2\x80\xA8");
         }
         const QByteArray data = QByteArray::fromStdString(text);
         LogCapture captured;
-        const VXDictionaryRef whole = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', 1);
+        const VXDictionaryRef whole
+            = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', 1);
         const QStringList wholeLog = captured.take();
         ASSERT_TRUE(whole) << round;
         for (int parts = 2; parts <= 5; ++parts) {
-            const VXDictionaryRef inParts = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', parts);
+            const VXDictionaryRef inParts
+                = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', parts);
             ASSERT_TRUE(inParts);
             EXPECT_TRUE(VXValue(whole) == VXValue(inParts)) << "round " << round << ", " << parts << " parts";
             EXPECT_EQ(captured.take(), wholeLog) << "round " << round << ", " << parts << " parts";

@@ -3,8 +3,8 @@
 // lies inside them, wider bookmarks replace narrower ones, and the unlock panel is asked only
 // when the caller allows it. Real folders and links in a temporary home.
 
-#include "VXPersistenceTestSupport.h"
 #include "VXSecurityScopedBookmarkManager.h"
+#include "VXPersistenceTestSupport.h"
 #include "VXUserDefaults.h"
 #include "VXUserDefaultsExtensions.h"
 
@@ -59,10 +59,10 @@ protected:
     QString home;
     QString reports;
     PanelScript panel;
-    VXSecurityScopedBookmarkManager manager{*settings.defaults, &panel};
+    VXSecurityScopedBookmarkManager manager {*settings.defaults, &panel};
 };
 
-} // namespace
+}   // namespace
 
 TEST(BookmarkCoverage, AFolderCoversItselfAndWhatIsInsideItOnly)
 {
@@ -109,8 +109,9 @@ TEST_F(BookmarkTest, SandboxedAStoredBookmarkCoversItsFolderButNotASiblingWithAL
     setSandboxed(true);
     VXLogCapture log;
     ASSERT_TRUE(manager.createBookmarkForURL(QUrl::fromLocalFile(reports)));
-    EXPECT_TRUE(log.peek().contains(u"[Wendle Debug Log] [Security-Scoped Bookmark Manager] created bookmark for URL: %1"_s
-                                         .arg(QUrl::fromLocalFile(reports).toString())));
+    EXPECT_TRUE(
+        log.peek().contains(u"[Wendle Debug Log] [Security-Scoped Bookmark Manager] created bookmark for URL: %1"_s.arg(
+            QUrl::fromLocalFile(reports).toString())));
     ASSERT_EQ(manager.bookmarksByPath().size(), 1u);
     EXPECT_TRUE(manager.bookmarksByPath().contains(reports));
 
@@ -211,7 +212,8 @@ TEST_F(BookmarkTest, TheUnlockPanelIsShownOnlyWhenTheCallerMayAskAndItsChoiceBec
     EXPECT_EQ(panel.requests.size(), 3u);
 
     // Through the parent folder the panel is titled for a folder.
-    EXPECT_FALSE(manager.confirmWriteAccessForPath(u"/nonexistent-wendle/Configurations/Default.plist"_s, true, &cancel, nullptr, {}));
+    EXPECT_FALSE(manager.confirmWriteAccessForPath(u"/nonexistent-wendle/Configurations/Default.plist"_s, true, &cancel,
+                                                   nullptr, {}));
     ASSERT_EQ(panel.requests.size(), 4u);
     EXPECT_EQ(panel.requests.back().title, u"Unlock Folder"_s);
     EXPECT_EQ(panel.requests.back().directoryPath, u"/nonexistent-wendle"_s);

@@ -2,9 +2,9 @@
 // changes, sharing exactly what did not change, keeping shared containers shared (and distinct
 // ones distinct), and written to a file as the live tree would be.
 
+#include "VXTreeSnapshots.h"
 #include "VXPersistenceTestSupport.h"
 #include "VXPropertyListSerialization.h"
-#include "VXTreeSnapshots.h"
 
 #include <gtest/gtest.h>
 
@@ -57,10 +57,14 @@ VXDictionary &application(const VXDictionary &tree, const QString &name)
 
 VXDictionary &window(const VXDictionary &tree, const QString &name, int index)
 {
-    return *application(tree, name).value(VXWindowsByNameKey).dictionary()->value(name + u" window "_s + QString::number(index)).dictionary();
+    return *application(tree, name)
+                .value(VXWindowsByNameKey)
+                .dictionary()
+                ->value(name + u" window "_s + QString::number(index))
+                .dictionary();
 }
 
-} // namespace
+}   // namespace
 
 TEST(TreeSnapshots, ASnapshotEqualsTheTreeAndIgnoresLaterChanges)
 {
@@ -101,7 +105,8 @@ TEST(TreeSnapshots, ANewSnapshotSharesExactlyWhatDidNotChange)
     EXPECT_NE(&window(*second, u"Editor"_s, 1), &window(*first, u"Editor"_s, 1));
     EXPECT_NE(&application(*second, u"Editor"_s), &application(*first, u"Editor"_s));
     EXPECT_EQ(&window(*second, u"Editor"_s, 0), &window(*first, u"Editor"_s, 0));
-    EXPECT_EQ(window(*second, u"Editor"_s, 2).value(VXActiveLogKey).array(), window(*first, u"Editor"_s, 2).value(VXActiveLogKey).array());
+    EXPECT_EQ(window(*second, u"Editor"_s, 2).value(VXActiveLogKey).array(),
+              window(*first, u"Editor"_s, 2).value(VXActiveLogKey).array());
     EXPECT_EQ(&application(*second, u"Mail"_s), &application(*first, u"Mail"_s));
     EXPECT_EQ(second->value(VXPoolsKey).array(), first->value(VXPoolsKey).array());
     // The first is as it was.
@@ -124,7 +129,8 @@ TEST(TreeSnapshots, SharedContainersStaySharedAndDistinctOnesDistinct)
     ASSERT_TRUE(copy);
     EXPECT_EQ(VXValue(copy), VXValue(snapshot));
     EXPECT_NE(&window(*copy, u"Editor"_s, 0), &window(*snapshot, u"Editor"_s, 0));
-    EXPECT_EQ(application(*copy, u"Editor"_s).value(VXChildrenKey).array()->at(0).dictionary(), &window(*copy, u"Editor"_s, 0));
+    EXPECT_EQ(application(*copy, u"Editor"_s).value(VXChildrenKey).array()->at(0).dictionary(),
+              &window(*copy, u"Editor"_s, 0));
     // The copy is the program's to change; the snapshot stays.
     window(*copy, u"Editor"_s, 0).insert(VXTimeKey, 5.0);
     EXPECT_FALSE(window(*snapshot, u"Editor"_s, 0).contains(VXTimeKey));
@@ -135,12 +141,15 @@ TEST(TreeSnapshots, SharedContainersStaySharedAndDistinctOnesDistinct)
     liveChildren[0] = VXValue(liveChildren.at(0)).deepCopy();
     const VXDictionaryRef apart = VXTreeSnapshot(live, snapshot);
     EXPECT_EQ(VXValue(apart), VXValue(live));
-    EXPECT_NE(application(*apart, u"Editor"_s).value(VXChildrenKey).array()->at(0).dictionary(), &window(*apart, u"Editor"_s, 0));
+    EXPECT_NE(application(*apart, u"Editor"_s).value(VXChildrenKey).array()->at(0).dictionary(),
+              &window(*apart, u"Editor"_s, 0));
     const VXDictionaryRef apartCopy = VXMutableCopyOfSnapshot(apart);
-    EXPECT_NE(application(*apartCopy, u"Editor"_s).value(VXChildrenKey).array()->at(0).dictionary(), &window(*apartCopy, u"Editor"_s, 0));
+    EXPECT_NE(application(*apartCopy, u"Editor"_s).value(VXChildrenKey).array()->at(0).dictionary(),
+              &window(*apartCopy, u"Editor"_s, 0));
     // And the binary property list agrees: two objects written, two read back.
     const VXDictionaryRef read = deeplyMutableDictionaryWithData(*propertyListData(VXValue(apart)));
-    EXPECT_NE(application(*read, u"Editor"_s).value(VXChildrenKey).array()->at(0).dictionary(), &window(*read, u"Editor"_s, 0));
+    EXPECT_NE(application(*read, u"Editor"_s).value(VXChildrenKey).array()->at(0).dictionary(),
+              &window(*read, u"Editor"_s, 0));
 }
 
 TEST(TreeSnapshots, EverySnapshotOfARandomlyEditedTreeStaysWhatItWas)

@@ -33,10 +33,8 @@ QByteArray entryText(const QByteArray &name, const QByteArray &extra = QByteArra
 class ScopedEnvironment
 {
 public:
-    ScopedEnvironment(const char *name, const QByteArray &value)
-        : m_name(name)
-        , m_wasSet(qEnvironmentVariableIsSet(name))
-        , m_old(qgetenv(name))
+    ScopedEnvironment(const char *name, const QByteArray &value) :
+        m_name(name), m_wasSet(qEnvironmentVariableIsSet(name)), m_old(qgetenv(name))
     {
         if (value.isNull())
             qunsetenv(name);
@@ -57,7 +55,7 @@ private:
     QByteArray m_old;
 };
 
-} // namespace
+}   // namespace
 
 TEST(VXDesktopEntry, ReadsOnlyTheDesktopEntryGroupWithItsLocalizedNames)
 {
@@ -85,15 +83,14 @@ TEST(VXDesktopEntry, ReadsOnlyTheDesktopEntryGroupWithItsLocalizedNames)
     EXPECT_EQ(entry.localizedNames.value(QStringLiteral("sr@latin")), QStringLiteral("Uređivač"));
 
     EXPECT_EQ(entry.localizedName(VXDesktopEntry::localeForms(QStringLiteral("pt_BR.UTF-8"))),
-        QStringLiteral("Editor de texto"));
-    EXPECT_EQ(entry.localizedName(VXDesktopEntry::localeForms(QStringLiteral("de_AT"))),
-        QStringLiteral("Texteditor"));
+              QStringLiteral("Editor de texto"));
+    EXPECT_EQ(entry.localizedName(VXDesktopEntry::localeForms(QStringLiteral("de_AT"))), QStringLiteral("Texteditor"));
     EXPECT_EQ(entry.localizedName(VXDesktopEntry::localeForms(QStringLiteral("fr_FR"))),
-        QStringLiteral("Text Editor\\One"));
+              QStringLiteral("Text Editor\\One"));
     EXPECT_EQ(entry.localizedName(VXDesktopEntry::localeForms(QStringLiteral("sr_RS@latin"))),
-        QStringLiteral("Uređivač"));
+              QStringLiteral("Uređivač"));
     EXPECT_EQ(entry.localizedName(VXDesktopEntry::localeForms(QStringLiteral("C"))),
-        QStringLiteral("Text Editor\\One"));
+              QStringLiteral("Text Editor\\One"));
 
     VXDesktopEntry none;
     EXPECT_FALSE(VXDesktopEntry::parse("[Desktop Action x]\nName=Only an action\n", none));
@@ -104,17 +101,17 @@ TEST(VXDesktopEntry, ReadsOnlyTheDesktopEntryGroupWithItsLocalizedNames)
 TEST(VXDesktopEntry, LocaleFormsAndIDs)
 {
     EXPECT_EQ(VXDesktopEntry::localeForms(QStringLiteral("pt_BR.UTF-8@euro")),
-        QStringList({ QStringLiteral("pt_BR@euro"), QStringLiteral("pt_BR"), QStringLiteral("pt@euro"),
-            QStringLiteral("pt") }));
+              QStringList({QStringLiteral("pt_BR@euro"), QStringLiteral("pt_BR"), QStringLiteral("pt@euro"),
+                           QStringLiteral("pt")}));
     EXPECT_EQ(VXDesktopEntry::localeForms(QStringLiteral("de_DE")),
-        QStringList({ QStringLiteral("de_DE"), QStringLiteral("de") }));
-    EXPECT_EQ(VXDesktopEntry::localeForms(QStringLiteral("de")), QStringList({ QStringLiteral("de") }));
+              QStringList({QStringLiteral("de_DE"), QStringLiteral("de")}));
+    EXPECT_EQ(VXDesktopEntry::localeForms(QStringLiteral("de")), QStringList({QStringLiteral("de")}));
     EXPECT_TRUE(VXDesktopEntry::localeForms(QStringLiteral("POSIX")).isEmpty());
 
     EXPECT_EQ(VXDesktopEntry::idForRelativePath(QStringLiteral("kde4/konsole.desktop")),
-        QStringLiteral("kde4-konsole"));
+              QStringLiteral("kde4-konsole"));
     EXPECT_EQ(VXDesktopEntry::idForRelativePath(QStringLiteral("org.gnome.TextEditor.desktop")),
-        QStringLiteral("org.gnome.TextEditor"));
+              QStringLiteral("org.gnome.TextEditor"));
     EXPECT_TRUE(VXDesktopEntry::idForRelativePath(QStringLiteral("readme.txt")).isEmpty());
     EXPECT_TRUE(VXDesktopEntry::idForRelativePath(QStringLiteral(".desktop")).isEmpty());
 }
@@ -123,8 +120,7 @@ TEST(VXDesktopEntry, SurvivesHostileFiles)
 {
     // Invalid UTF-8 is replaced, not fatal.
     VXDesktopEntry broken;
-    ASSERT_TRUE(
-        VXDesktopEntry::parse("[Desktop Entry]\nName=Bad \xff\xfe bytes\xc3\nStartupWMClass=ok\n", broken));
+    ASSERT_TRUE(VXDesktopEntry::parse("[Desktop Entry]\nName=Bad \xff\xfe bytes\xc3\nStartupWMClass=ok\n", broken));
     EXPECT_TRUE(broken.name.startsWith(QStringLiteral("Bad ")));
     EXPECT_EQ(broken.startupWMClass, QStringLiteral("ok"));
 
@@ -177,14 +173,15 @@ TEST(VXDesktopEntryIndex, FoldersComeFromTheEnvironment)
         ScopedEnvironment home("XDG_DATA_HOME", "/tmp/wendle-home-data");
         ScopedEnvironment dirs("XDG_DATA_DIRS", "/opt/one:relative/ignored::/opt/two/");
         EXPECT_EQ(VXDesktopEntryIndex::applicationFolders(),
-            QStringList({ QStringLiteral("/tmp/wendle-home-data/applications"),
-                QStringLiteral("/opt/one/applications"), QStringLiteral("/opt/two/applications") }));
+                  QStringList({QStringLiteral("/tmp/wendle-home-data/applications"),
+                               QStringLiteral("/opt/one/applications"), QStringLiteral("/opt/two/applications")}));
     }
     ScopedEnvironment home("XDG_DATA_HOME", QByteArray());
     ScopedEnvironment dirs("XDG_DATA_DIRS", QByteArray());
-    EXPECT_EQ(VXDesktopEntryIndex::applicationFolders(),
-        QStringList({ QDir::homePath() + QStringLiteral("/.local/share/applications"),
-            QStringLiteral("/usr/local/share/applications"), QStringLiteral("/usr/share/applications") }));
+    EXPECT_EQ(
+        VXDesktopEntryIndex::applicationFolders(),
+        QStringList({QDir::homePath() + QStringLiteral("/.local/share/applications"),
+                     QStringLiteral("/usr/local/share/applications"), QStringLiteral("/usr/share/applications")}));
 }
 
 TEST(VXDesktopEntryIndex, MatchesIDsAndWindowClassesInPrecedenceOrder)
@@ -193,19 +190,18 @@ TEST(VXDesktopEntryIndex, MatchesIDsAndWindowClassesInPrecedenceOrder)
     const QString home = temporary.filePath(QStringLiteral("home/applications"));
     const QString system = temporary.filePath(QStringLiteral("system/applications"));
     ASSERT_TRUE(writeFile(home + QStringLiteral("/org.example.Viewer.desktop"), entryText("Home Viewer")));
-    ASSERT_TRUE(
-        writeFile(system + QStringLiteral("/org.example.Viewer.desktop"), entryText("System Viewer")));
+    ASSERT_TRUE(writeFile(system + QStringLiteral("/org.example.Viewer.desktop"), entryText("System Viewer")));
     ASSERT_TRUE(writeFile(system + QStringLiteral("/sampleterm.desktop"), entryText("Matched By File Name")));
     ASSERT_TRUE(writeFile(system + QStringLiteral("/tools/other.desktop"),
-        entryText("Matched By Class", "StartupWMClass=SampleTerm\n")));
+                          entryText("Matched By Class", "StartupWMClass=SampleTerm\n")));
     ASSERT_TRUE(writeFile(system + QStringLiteral("/gimp.desktop"), entryText("GIMP")));
     ASSERT_TRUE(writeFile(system + QStringLiteral("/notes.txt"), entryText("Not an entry")));
     ASSERT_TRUE(writeFile(system + QStringLiteral("/broken.desktop"), "garbage without a group"));
 
-    VXDesktopEntryIndex index({ home, system, temporary.filePath(QStringLiteral("missing/applications")) });
+    VXDesktopEntryIndex index({home, system, temporary.filePath(QStringLiteral("missing/applications"))});
     const VXDesktopEntry *viewer = index.entryForID(QStringLiteral("org.example.Viewer"));
     ASSERT_NE(viewer, nullptr);
-    EXPECT_EQ(viewer->name, QStringLiteral("Home Viewer")); // the earlier folder hides the later
+    EXPECT_EQ(viewer->name, QStringLiteral("Home Viewer"));   // the earlier folder hides the later
     EXPECT_EQ(viewer->path, home + QStringLiteral("/org.example.Viewer.desktop"));
     EXPECT_EQ(index.entryForID(QStringLiteral("org.example.Viewer.desktop")), viewer);
     EXPECT_EQ(index.entryForID(QStringLiteral("/usr/share/applications/org.example.Viewer.desktop")), viewer);
@@ -233,7 +229,7 @@ TEST(VXDesktopEntryIndex, LooksAtTheFoldersAgainOnlyAfterTheInterval)
     ASSERT_TRUE(writeFile(folder + QStringLiteral("/first.desktop"), entryText("First")));
 
     // Within the interval nothing is looked at: a new entry stays unseen.
-    VXDesktopEntryIndex patient({ folder }, 60 * 60 * 1000);
+    VXDesktopEntryIndex patient({folder}, 60 * 60 * 1000);
     ASSERT_NE(patient.entryForID(QStringLiteral("first")), nullptr);
     ASSERT_TRUE(writeFile(folder + QStringLiteral("/second.desktop"), entryText("Second")));
     EXPECT_EQ(patient.entryForID(QStringLiteral("second")), nullptr);
@@ -241,7 +237,7 @@ TEST(VXDesktopEntryIndex, LooksAtTheFoldersAgainOnlyAfterTheInterval)
 
     // With no interval, an unchanged folder is not reread, a changed one is, and so is a
     // folder that did not exist before (and a new subfolder).
-    VXDesktopEntryIndex eager({ folder, later }, 0);
+    VXDesktopEntryIndex eager({folder, later}, 0);
     ASSERT_NE(eager.entryForID(QStringLiteral("second")), nullptr);
     for (int i = 0; i < 5; ++i)
         EXPECT_NE(eager.entryForID(QStringLiteral("first")), nullptr);
@@ -261,8 +257,8 @@ TEST(VXApplicationResolver, NamesProcessesThroughEntriesElseTheirExecutable)
     QTemporaryDir temporary;
     const QString folder = temporary.filePath(QStringLiteral("applications"));
     ASSERT_TRUE(writeFile(folder + QStringLiteral("/org.example.Editor.desktop"),
-        entryText("Editor", "Name[de]=Bearbeiter\nName[de_CH]=Bearbeiter (CH)\n")));
-    VXDesktopEntryIndex index({ folder }, 60 * 60 * 1000);
+                          entryText("Editor", "Name[de]=Bearbeiter\nName[de_CH]=Bearbeiter (CH)\n")));
+    VXDesktopEntryIndex index({folder}, 60 * 60 * 1000);
     VXApplicationResolver resolver(index, VXDesktopEntry::localeForms(QStringLiteral("de_DE")));
 
     const std::int64_t self = ::getpid();
@@ -272,8 +268,7 @@ TEST(VXApplicationResolver, NamesProcessesThroughEntriesElseTheirExecutable)
 
     // Matched by WM_CLASS: the entry is the bundle, its German name the name.
     VXRunningApplication application;
-    resolver.resolve(
-        self, { QString(), QStringLiteral("editor"), QStringLiteral("Editor") }, false, application);
+    resolver.resolve(self, {QString(), QStringLiteral("editor"), QStringLiteral("Editor")}, false, application);
     EXPECT_EQ(application.processIdentifier, self);
     EXPECT_EQ(application.bundleIdentifier, QStringLiteral("org.example.Editor"));
     EXPECT_EQ(application.bundlePath, folder + QStringLiteral("/org.example.Editor.desktop"));
@@ -281,17 +276,14 @@ TEST(VXApplicationResolver, NamesProcessesThroughEntriesElseTheirExecutable)
     EXPECT_EQ(resolver.processReads(), 1);
 
     // The same process again costs nothing; a check reads its start time once more.
-    resolver.resolve(
-        self, { QString(), QStringLiteral("editor"), QStringLiteral("Editor") }, false, application);
+    resolver.resolve(self, {QString(), QStringLiteral("editor"), QStringLiteral("Editor")}, false, application);
     EXPECT_EQ(resolver.processReads(), 1);
-    resolver.resolve(
-        self, { QString(), QStringLiteral("editor"), QStringLiteral("Editor") }, true, application);
+    resolver.resolve(self, {QString(), QStringLiteral("editor"), QStringLiteral("Editor")}, true, application);
     EXPECT_EQ(resolver.processReads(), 2);
     EXPECT_EQ(application.bundleIdentifier, QStringLiteral("org.example.Editor"));
 
     // No entry: the executable is the bundle, the class the name; without a class, the file name.
-    resolver.resolve(
-        self, { QString(), QStringLiteral("nothing"), QStringLiteral("Nothing") }, false, application);
+    resolver.resolve(self, {QString(), QStringLiteral("nothing"), QStringLiteral("Nothing")}, false, application);
     EXPECT_TRUE(application.bundleIdentifier.isEmpty());
     EXPECT_EQ(application.bundlePath, executable);
     EXPECT_EQ(application.localizedName, QStringLiteral("Nothing"));
@@ -300,8 +292,8 @@ TEST(VXApplicationResolver, NamesProcessesThroughEntriesElseTheirExecutable)
     EXPECT_EQ(resolver.processReads(), 2);
 
     // A desktop-file ID from the window wins over the class.
-    resolver.resolve(self, { QStringLiteral("org.example.Editor"), QStringLiteral("x"), QStringLiteral("X") },
-        false, application);
+    resolver.resolve(self, {QStringLiteral("org.example.Editor"), QStringLiteral("x"), QStringLiteral("X")}, false,
+                     application);
     EXPECT_EQ(application.bundleIdentifier, QStringLiteral("org.example.Editor"));
 
     // A forgotten process is read again; an unknown one has neither executable nor start time.
@@ -315,8 +307,7 @@ TEST(VXApplicationResolver, NamesProcessesThroughEntriesElseTheirExecutable)
     EXPECT_TRUE(application.localizedName.isEmpty());
 
     // An unknown process (-1) is named by its hints alone.
-    resolver.resolve(
-        -1, { QString(), QStringLiteral("editor"), QStringLiteral("Editor") }, false, application);
+    resolver.resolve(-1, {QString(), QStringLiteral("editor"), QStringLiteral("Editor")}, false, application);
     EXPECT_EQ(application.processIdentifier, -1);
     EXPECT_EQ(application.bundleIdentifier, QStringLiteral("org.example.Editor"));
 }

@@ -100,12 +100,13 @@ public:
 
     QStringList logind(const QString &path, const QString &method, const QStringList &arguments) const
     {
-        return QStringList{s("-d"), s("org.freedesktop.login1"), s("-o"), path, s("-m"), method} + arguments;
+        return QStringList {s("-d"), s("org.freedesktop.login1"), s("-o"), path, s("-m"), method} + arguments;
     }
 
     QByteArray call(const QStringList &arguments) const
     {
-        const VXProcessResult result = VXRunProcess(s("gdbus"), QStringList{s("call"), s("--address"), address} + arguments, 10000);
+        const VXProcessResult result
+            = VXRunProcess(s("gdbus"), QStringList {s("call"), s("--address"), address} + arguments, 10000);
         return result.exitCode == 0 ? result.standardOutput : QByteArray();
     }
 
@@ -176,7 +177,7 @@ protected:
     RecordingObserver observer;
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(LogindPresence, SleepAndWakeAreReportedOncePerTransition)
 {
@@ -187,7 +188,7 @@ TEST_F(LogindPresence, SleepAndWakeAreReportedOncePerTransition)
     emitSleep(false);
     ASSERT_TRUE(waitForEvents(observer, 2));
     QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
-    EXPECT_EQ(observer.events, (QStringList{s("sleep"), s("wake")}));
+    EXPECT_EQ(observer.events, (QStringList {s("sleep"), s("wake")}));
 }
 
 TEST_F(LogindPresence, LockAndUnlockThroughSignalsAndTheHint)
@@ -203,7 +204,7 @@ TEST_F(LogindPresence, LockAndUnlockThroughSignalsAndTheHint)
     session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("true")});
     ASSERT_TRUE(waitForEvents(observer, 3));
     QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
-    EXPECT_EQ(observer.events, (QStringList{s("lock"), s("unlock"), s("lock")}));
+    EXPECT_EQ(observer.events, (QStringList {s("lock"), s("unlock"), s("lock")}));
 }
 
 TEST_F(LogindPresence, SessionSwitchesFollowTheActiveProperty)
@@ -212,9 +213,10 @@ TEST_F(LogindPresence, SessionSwitchesFollowTheActiveProperty)
                          {s("org.freedesktop.login1.Session"), s("{'Active': <false>}")})
                      .isEmpty());
     ASSERT_TRUE(waitForEvents(observer, 1));
-    session(s("org.freedesktop.DBus.Mock.UpdateProperties"), {s("org.freedesktop.login1.Session"), s("{'Active': <true>}")});
+    session(s("org.freedesktop.DBus.Mock.UpdateProperties"),
+            {s("org.freedesktop.login1.Session"), s("{'Active': <true>}")});
     ASSERT_TRUE(waitForEvents(observer, 2));
-    EXPECT_EQ(observer.events, (QStringList{s("resign"), s("active")}));
+    EXPECT_EQ(observer.events, (QStringList {s("resign"), s("active")}));
 
     // Once stopped, nothing more is reported.
     source->stop();
@@ -232,7 +234,8 @@ TEST(LogindPresenceWithoutBus, AnUnreachableBusStartsNothing)
         static QCoreApplication app(argc, argv);
     }
     QTemporaryDir dir;
-    const QDBusConnection nowhere = QDBusConnection::connectToBus(s("unix:path=") + dir.filePath(s("none")), s("nowhere"));
+    const QDBusConnection nowhere
+        = QDBusConnection::connectToBus(s("unix:path=") + dir.filePath(s("none")), s("nowhere"));
     VXLogindPresenceSource source(nowhere, s("c1"));
     RecordingObserver observer;
     EXPECT_FALSE(source.start(observer));

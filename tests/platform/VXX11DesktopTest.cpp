@@ -23,8 +23,7 @@ namespace {
 using Predicate = std::function<bool(const VXDesktopSnapshot &)>;
 
 // Takes snapshots until the predicate holds (as a tracker would, tick after tick), at most timeoutMs.
-bool waitUntil(
-    VXX11Desktop &desktop, VXDesktopSnapshot &snapshot, const Predicate &predicate, int timeoutMs = 5000)
+bool waitUntil(VXX11Desktop &desktop, VXDesktopSnapshot &snapshot, const Predicate &predicate, int timeoutMs = 5000)
 {
     QElapsedTimer timer;
     timer.start();
@@ -83,11 +82,10 @@ void setWindowList(VXX11TestRig &rig, const char *name, const std::vector<std::u
 {
     xcb_connection_t *c = rig.connection();
     std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
-        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr),
-        &std::free);
+        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr), &std::free);
     ASSERT_TRUE(atom);
     xcb_change_property(c, XCB_PROP_MODE_REPLACE, rig.rootWindow(), atom->atom, XCB_ATOM_WINDOW, 32,
-        uint32_t(windows.size()), windows.data());
+                        uint32_t(windows.size()), windows.data());
     std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
 }
 
@@ -98,8 +96,7 @@ protected:
     {
         s_rig = new VXX11TestRig;
         QString whyNot;
-        if (const QString missing
-            = VXX11TestRig::missingProgram({ QStringLiteral("xdotool"), QStringLiteral("wmctrl") });
+        if (const QString missing = VXX11TestRig::missingProgram({QStringLiteral("xdotool"), QStringLiteral("wmctrl")});
             !missing.isEmpty())
             s_skip = missing + QStringLiteral(" is not installed");
         else if (!s_rig->start({}, &whyNot))
@@ -123,7 +120,7 @@ protected:
     {
         VXX11Desktop::Options options;
         options.display = s_rig->display();
-        options.applicationFolders = QStringList { m_applications };
+        options.applicationFolders = QStringList {m_applications};
         options.localeName = QStringLiteral("de_DE");
         QString whyNot;
         auto desktop = VXX11Desktop::connect(options, &whyNot);
@@ -138,10 +135,7 @@ protected:
         return started;
     }
 
-    bool xdotool(const QStringList &arguments)
-    {
-        return s_rig->run(QStringLiteral("xdotool"), arguments, 5000);
-    }
+    bool xdotool(const QStringList &arguments) { return s_rig->run(QStringLiteral("xdotool"), arguments, 5000); }
 
     static VXX11TestRig *s_rig;
     static QString s_skip;
@@ -152,42 +146,40 @@ protected:
 VXX11TestRig *VXX11DesktopTest::s_rig = nullptr;
 QString VXX11DesktopTest::s_skip;
 
-} // namespace
+}   // namespace
 
 TEST_F(VXX11DesktopTest, FrontmostApplicationFollowsTheActiveWindow)
 {
     ASSERT_TRUE(writeFile(m_applications + QStringLiteral("/wendle-alpha.desktop"),
-        "[Desktop Entry]\nType=Application\nName=Alpha\nExec=alpha\n"));
+                          "[Desktop Entry]\nType=Application\nName=Alpha\nExec=alpha\n"));
     ASSERT_TRUE(writeFile(m_applications + QStringLiteral("/wendle-beta.desktop"),
-        "[Desktop Entry]\nType=Application\nName=Beta\nExec=beta\n"));
+                          "[Desktop Entry]\nType=Application\nName=Beta\nExec=beta\n"));
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
     EXPECT_TRUE(desktop->hasWindowManager());
-    auto alpha = client({ QStringLiteral("--title"), QStringLiteral("Alpha document"),
-        QStringLiteral("--class"), QStringLiteral("wendle-alpha,Wendle-alpha") });
-    auto beta = client({ QStringLiteral("--title"), QStringLiteral("Beta document"),
-        QStringLiteral("--class"), QStringLiteral("wendle-beta,Wendle-beta") });
+    auto alpha = client({QStringLiteral("--title"), QStringLiteral("Alpha document"), QStringLiteral("--class"),
+                         QStringLiteral("wendle-alpha,Wendle-alpha")});
+    auto beta = client({QStringLiteral("--title"), QStringLiteral("Beta document"), QStringLiteral("--class"),
+                        QStringLiteral("wendle-beta,Wendle-beta")});
     ASSERT_TRUE(alpha && beta);
     const QString alphaPath = m_applications + QStringLiteral("/wendle-alpha.desktop");
     const QString betaPath = m_applications + QStringLiteral("/wendle-beta.desktop");
 
     VXDesktopSnapshot snapshot;
     for (int round = 0; round < 2; ++round) {
-        ASSERT_TRUE(
-            xdotool({ QStringLiteral("windowactivate"), QStringLiteral("--sync"), alpha->windowText(0) }));
+        ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), alpha->windowText(0)}));
         ASSERT_TRUE(waitUntil(*desktop, snapshot,
-            [&](const VXDesktopSnapshot &s) {
-                return s.frontmostApplicationPath == alphaPath && !s.windows.empty()
-                    && s.windows.front().number == alpha->windows()[0];
-            }))
+                              [&](const VXDesktopSnapshot &s) {
+                                  return s.frontmostApplicationPath == alphaPath && !s.windows.empty()
+                                      && s.windows.front().number == alpha->windows()[0];
+                              }))
             << "front: " << snapshot.frontmostApplicationPath.toStdString();
-        ASSERT_TRUE(
-            xdotool({ QStringLiteral("windowactivate"), QStringLiteral("--sync"), beta->windowText(0) }));
+        ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), beta->windowText(0)}));
         ASSERT_TRUE(waitUntil(*desktop, snapshot,
-            [&](const VXDesktopSnapshot &s) {
-                return s.frontmostApplicationPath == betaPath && !s.windows.empty()
-                    && s.windows.front().number == beta->windows()[0];
-            }))
+                              [&](const VXDesktopSnapshot &s) {
+                                  return s.frontmostApplicationPath == betaPath && !s.windows.empty()
+                                      && s.windows.front().number == beta->windows()[0];
+                              }))
             << "front: " << snapshot.frontmostApplicationPath.toStdString();
     }
     const VXRunningApplication *alphaApplication = findApplication(snapshot, alpha->pid());
@@ -197,31 +189,30 @@ TEST_F(VXX11DesktopTest, FrontmostApplicationFollowsTheActiveWindow)
     EXPECT_EQ(alphaApplication->activationPolicy, VXActivationPolicy::Regular);
     // Windows front to back: beta in front, alpha behind it.
     const auto betaAt = std::find_if(snapshot.windows.begin(), snapshot.windows.end(),
-        [&](const VXWindowListEntry &e) { return e.number == beta->windows()[0]; });
+                                     [&](const VXWindowListEntry &e) { return e.number == beta->windows()[0]; });
     const auto alphaAt = std::find_if(snapshot.windows.begin(), snapshot.windows.end(),
-        [&](const VXWindowListEntry &e) { return e.number == alpha->windows()[0]; });
+                                      [&](const VXWindowListEntry &e) { return e.number == alpha->windows()[0]; });
     EXPECT_LT(betaAt, alphaAt);
 
     // A real client without a desktop entry: xterm sets _NET_WM_PID and WM_NAME only.
-    if (!VXX11TestRig::missingProgram({ QStringLiteral("xterm") }).isEmpty())
+    if (!VXX11TestRig::missingProgram({QStringLiteral("xterm")}).isEmpty())
         return;
     QProcess *xterm = s_rig->startProgram(QStringLiteral("xterm"),
-        { QStringLiteral("-T"), QStringLiteral("Terminal ümlaut"), QStringLiteral("-e"),
-            QStringLiteral("sleep"), QStringLiteral("60") });
+                                          {QStringLiteral("-T"), QStringLiteral("Terminal ümlaut"),
+                                           QStringLiteral("-e"), QStringLiteral("sleep"), QStringLiteral("60")});
     const std::int64_t xtermPid = xterm->processId();
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         return std::any_of(s.windows.begin(), s.windows.end(),
-            [&](const VXWindowListEntry &e) { return e.ownerPID == xtermPid; });
+                           [&](const VXWindowListEntry &e) { return e.ownerPID == xtermPid; });
     }));
     const auto xtermWindow = std::find_if(snapshot.windows.begin(), snapshot.windows.end(),
-        [&](const VXWindowListEntry &e) { return e.ownerPID == xtermPid; });
+                                          [&](const VXWindowListEntry &e) { return e.ownerPID == xtermPid; });
     EXPECT_EQ(xtermWindow->title, QStringLiteral("Terminal ümlaut"));
-    ASSERT_TRUE(xdotool({ QStringLiteral("windowactivate"), QStringLiteral("--sync"),
-        QString::number(xtermWindow->number) }));
-    const QString xtermExecutable
-        = QFileInfo(QStringLiteral("/proc/%1/exe").arg(xtermPid)).canonicalFilePath();
+    ASSERT_TRUE(
+        xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(xtermWindow->number)}));
+    const QString xtermExecutable = QFileInfo(QStringLiteral("/proc/%1/exe").arg(xtermPid)).canonicalFilePath();
     ASSERT_TRUE(waitUntil(*desktop, snapshot,
-        [&](const VXDesktopSnapshot &s) { return s.frontmostApplicationPath == xtermExecutable; }))
+                          [&](const VXDesktopSnapshot &s) { return s.frontmostApplicationPath == xtermExecutable; }))
         << "front: " << snapshot.frontmostApplicationPath.toStdString();
     const VXRunningApplication *xtermApplication = findApplication(snapshot, xtermPid);
     ASSERT_NE(xtermApplication, nullptr);
@@ -235,10 +226,9 @@ TEST_F(VXX11DesktopTest, TitleChangesCostOneBatchAndASteadyDesktopNone)
 {
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto editor = client({ QStringLiteral("--title"), QStringLiteral("First title"),
-        QStringLiteral("--count"), QStringLiteral("3") });
-    auto latin = client(
-        { QStringLiteral("--title"), QStringLiteral("Café Straße"), QStringLiteral("--no-net-wm-name") });
+    auto editor = client(
+        {QStringLiteral("--title"), QStringLiteral("First title"), QStringLiteral("--count"), QStringLiteral("3")});
+    auto latin = client({QStringLiteral("--title"), QStringLiteral("Café Straße"), QStringLiteral("--no-net-wm-name")});
     ASSERT_TRUE(editor && latin);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
@@ -285,8 +275,8 @@ TEST_F(VXX11DesktopTest, MinimisedAndOtherDesktopWindowsAreOffScreen)
 {
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto editor = client({ QStringLiteral("--title"), QStringLiteral("Page"), QStringLiteral("--count"),
-        QStringLiteral("3") });
+    auto editor
+        = client({QStringLiteral("--title"), QStringLiteral("Page"), QStringLiteral("--count"), QStringLiteral("3")});
     ASSERT_TRUE(editor);
     const std::uint32_t minimised = editor->windows()[0];
     const std::uint32_t elsewhere = editor->windows()[1];
@@ -294,10 +284,8 @@ TEST_F(VXX11DesktopTest, MinimisedAndOtherDesktopWindowsAreOffScreen)
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(visible)));
 
-    ASSERT_TRUE(
-        xdotool({ QStringLiteral("windowminimize"), QStringLiteral("--sync"), QString::number(minimised) }));
-    ASSERT_TRUE(xdotool(
-        { QStringLiteral("set_desktop_for_window"), QString::number(elsewhere), QStringLiteral("1") }));
+    ASSERT_TRUE(xdotool({QStringLiteral("windowminimize"), QStringLiteral("--sync"), QString::number(minimised)}));
+    ASSERT_TRUE(xdotool({QStringLiteral("set_desktop_for_window"), QString::number(elsewhere), QStringLiteral("1")}));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         const VXWindowListEntry *a = findWindow(s, minimised);
         const VXWindowListEntry *b = findWindow(s, elsewhere);
@@ -307,8 +295,8 @@ TEST_F(VXX11DesktopTest, MinimisedAndOtherDesktopWindowsAreOffScreen)
     const VXWindowListEntry *b = findWindow(snapshot, elsewhere);
     const VXWindowListEntry *c = findWindow(snapshot, visible);
     ASSERT_TRUE(c);
-    EXPECT_FALSE(a->orderedIn); // minimised: not ordered in
-    EXPECT_TRUE(b->orderedIn); // on another desktop: ordered in
+    EXPECT_FALSE(a->orderedIn);   // minimised: not ordered in
+    EXPECT_TRUE(b->orderedIn);   // on another desktop: ordered in
     EXPECT_TRUE(c->onScreen);
     EXPECT_TRUE(c->orderedIn);
     // On-screen windows come before the others.
@@ -316,13 +304,13 @@ TEST_F(VXX11DesktopTest, MinimisedAndOtherDesktopWindowsAreOffScreen)
     EXPECT_LT(c, b);
 
     // Going to the other desktop brings that window on screen and takes the visible one off.
-    ASSERT_TRUE(xdotool({ QStringLiteral("set_desktop"), QStringLiteral("1") }));
+    ASSERT_TRUE(xdotool({QStringLiteral("set_desktop"), QStringLiteral("1")}));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         const VXWindowListEntry *x = findWindow(s, elsewhere);
         const VXWindowListEntry *y = findWindow(s, visible);
         return x && y && x->onScreen && !y->onScreen && y->orderedIn;
     }));
-    ASSERT_TRUE(xdotool({ QStringLiteral("set_desktop"), QStringLiteral("0") }));
+    ASSERT_TRUE(xdotool({QStringLiteral("set_desktop"), QStringLiteral("0")}));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         const VXWindowListEntry *y = findWindow(s, visible);
         return y && y->onScreen;
@@ -333,19 +321,19 @@ TEST_F(VXX11DesktopTest, LayersAndDesktopElements)
 {
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto normal = client({ QStringLiteral("--title"), QStringLiteral("Normal") });
-    auto above = client({ QStringLiteral("--title"), QStringLiteral("Above"), QStringLiteral("--state"),
-        QStringLiteral("above") });
-    auto dialog = client({ QStringLiteral("--title"), QStringLiteral("Dialog"), QStringLiteral("--type"),
-        QStringLiteral("dialog") });
-    auto utility = client({ QStringLiteral("--title"), QStringLiteral("Palette"), QStringLiteral("--type"),
-        QStringLiteral("utility") });
-    auto popup = client({ QStringLiteral("--title"), QStringLiteral("Menu"), QStringLiteral("--type"),
-        QStringLiteral("popup_menu") });
-    auto dock = client({ QStringLiteral("--title"), QStringLiteral("Panel"), QStringLiteral("--type"),
-        QStringLiteral("dock") });
-    auto helper = client({ QStringLiteral("--title"), QStringLiteral("Helper"), QStringLiteral("--state"),
-        QStringLiteral("skip_taskbar") });
+    auto normal = client({QStringLiteral("--title"), QStringLiteral("Normal")});
+    auto above = client(
+        {QStringLiteral("--title"), QStringLiteral("Above"), QStringLiteral("--state"), QStringLiteral("above")});
+    auto dialog = client(
+        {QStringLiteral("--title"), QStringLiteral("Dialog"), QStringLiteral("--type"), QStringLiteral("dialog")});
+    auto utility = client(
+        {QStringLiteral("--title"), QStringLiteral("Palette"), QStringLiteral("--type"), QStringLiteral("utility")});
+    auto popup = client(
+        {QStringLiteral("--title"), QStringLiteral("Menu"), QStringLiteral("--type"), QStringLiteral("popup_menu")});
+    auto dock = client(
+        {QStringLiteral("--title"), QStringLiteral("Panel"), QStringLiteral("--type"), QStringLiteral("dock")});
+    auto helper = client({QStringLiteral("--title"), QStringLiteral("Helper"), QStringLiteral("--state"),
+                          QStringLiteral("skip_taskbar")});
     ASSERT_TRUE(normal && above && dialog && utility && popup && dock && helper);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
@@ -370,15 +358,15 @@ TEST_F(VXX11DesktopTest, LayersAndDesktopElements)
 
     // Kept above later, by the window manager on request.
     ASSERT_TRUE(s_rig->run(QStringLiteral("wmctrl"),
-        { QStringLiteral("-i"), QStringLiteral("-r"), normal->windowText(0), QStringLiteral("-b"),
-            QStringLiteral("add,above") }));
+                           {QStringLiteral("-i"), QStringLiteral("-r"), normal->windowText(0), QStringLiteral("-b"),
+                            QStringLiteral("add,above")}));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         const VXWindowListEntry *entry = findWindow(s, normal->windows()[0]);
         return entry && entry->layer == s.floatingWindowLevel;
     }));
     ASSERT_TRUE(s_rig->run(QStringLiteral("wmctrl"),
-        { QStringLiteral("-i"), QStringLiteral("-r"), normal->windowText(0), QStringLiteral("-b"),
-            QStringLiteral("remove,above") }));
+                           {QStringLiteral("-i"), QStringLiteral("-r"), normal->windowText(0), QStringLiteral("-b"),
+                            QStringLiteral("remove,above")}));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         const VXWindowListEntry *entry = findWindow(s, normal->windows()[0]);
         return entry && entry->layer == 0;
@@ -389,13 +377,13 @@ TEST_F(VXX11DesktopTest, ProcessesWithoutNetWmPidComeFromTheXResourceExtension)
 {
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto anonymous
-        = client({ QStringLiteral("--title"), QStringLiteral("No pid"), QStringLiteral("--no-pid") });
+    auto anonymous = client({QStringLiteral("--title"), QStringLiteral("No pid"), QStringLiteral("--no-pid")});
     // A _NET_WM_PID is believed for this host, not for another one.
-    auto local = client({ QStringLiteral("--title"), QStringLiteral("Local pid"), QStringLiteral("--pid"),
-        QStringLiteral("999999") });
-    auto remote = client({ QStringLiteral("--title"), QStringLiteral("Remote pid"), QStringLiteral("--pid"),
-        QStringLiteral("999999"), QStringLiteral("--client-machine"), QStringLiteral("elsewhere.invalid") });
+    auto local = client(
+        {QStringLiteral("--title"), QStringLiteral("Local pid"), QStringLiteral("--pid"), QStringLiteral("999999")});
+    auto remote
+        = client({QStringLiteral("--title"), QStringLiteral("Remote pid"), QStringLiteral("--pid"),
+                  QStringLiteral("999999"), QStringLiteral("--client-machine"), QStringLiteral("elsewhere.invalid")});
     ASSERT_TRUE(anonymous && local && remote);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(remote->windows()[0])));
@@ -407,29 +395,29 @@ TEST_F(VXX11DesktopTest, ProcessesWithoutNetWmPidComeFromTheXResourceExtension)
     EXPECT_EQ(findApplication(snapshot, anonymous->pid())->bundlePath, testClientPath());
 
     // xmessage, a real client that sets neither _NET_WM_PID nor _NET_WM_NAME.
-    if (!VXX11TestRig::missingProgram({ QStringLiteral("xmessage") }).isEmpty())
+    if (!VXX11TestRig::missingProgram({QStringLiteral("xmessage")}).isEmpty())
         return;
-    QProcess *xmessage = s_rig->startProgram(QStringLiteral("xmessage"),
-        { QStringLiteral("-name"), QStringLiteral("wendle-xmessage"), QStringLiteral("hello") });
+    QProcess *xmessage
+        = s_rig->startProgram(QStringLiteral("xmessage"),
+                              {QStringLiteral("-name"), QStringLiteral("wendle-xmessage"), QStringLiteral("hello")});
     const std::int64_t pid = xmessage->processId();
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         return std::any_of(s.windows.begin(), s.windows.end(),
-            [&](const VXWindowListEntry &e) { return e.ownerPID == pid; });
+                           [&](const VXWindowListEntry &e) { return e.ownerPID == pid; });
     }));
     EXPECT_EQ(findApplication(snapshot, pid)->localizedName, QStringLiteral("Xmessage"));
     xmessage->kill();
     xmessage->waitForFinished(3000);
-    ASSERT_TRUE(
-        waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) { return !findApplication(s, pid); }));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) { return !findApplication(s, pid); }));
 }
 
 TEST_F(VXX11DesktopTest, WindowsThatVanishAreDropped)
 {
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto editor = client({ QStringLiteral("--title"), QStringLiteral("Doomed"), QStringLiteral("--count"),
-        QStringLiteral("2") });
-    auto other = client({ QStringLiteral("--title"), QStringLiteral("Survivor") });
+    auto editor
+        = client({QStringLiteral("--title"), QStringLiteral("Doomed"), QStringLiteral("--count"), QStringLiteral("2")});
+    auto other = client({QStringLiteral("--title"), QStringLiteral("Survivor")});
     ASSERT_TRUE(editor && other);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(editor->windows()[1])));
@@ -451,15 +439,14 @@ TEST_F(VXX11DesktopTest, WindowsThatVanishAreDropped)
     // read): the window is dropped, everything else is listed, and the adapter keeps working.
     const std::uint32_t gone = editor->windows()[0];
     const std::uint32_t survivor = other->windows()[0];
-    setWindowList(*s_rig, "_NET_CLIENT_LIST_STACKING", { gone, survivor });
+    setWindowList(*s_rig, "_NET_CLIENT_LIST_STACKING", {gone, survivor});
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         return s.windows.size() == 1 && s.windows[0].number == survivor;
     }));
     EXPECT_TRUE(desktop->isConnected());
     // The window manager puts its own list back at the next change.
-    ASSERT_TRUE(
-        xdotool({ QStringLiteral("windowactivate"), QStringLiteral("--sync"), other->windowText(0) }));
-    auto fresh = client({ QStringLiteral("--title"), QStringLiteral("Fresh") });
+    ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), other->windowText(0)}));
+    auto fresh = client({QStringLiteral("--title"), QStringLiteral("Fresh")});
     ASSERT_TRUE(fresh);
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(fresh->windows()[0])));
     EXPECT_EQ(findWindow(snapshot, fresh->windows()[0])->title, QStringLiteral("Fresh"));
@@ -471,12 +458,12 @@ TEST_F(VXX11DesktopTest, ApplicationsAreNamedThroughTheirDesktopEntries)
     const QString dataHome = m_temporary.filePath(QStringLiteral("data-home"));
     const QString dataDir = m_temporary.filePath(QStringLiteral("data-dir"));
     ASSERT_TRUE(writeFile(dataDir + QStringLiteral("/applications/wendle-sample-editor.desktop"),
-        "[Desktop Entry]\nType=Application\nName=Sample Editor\nName[de]=Beispieleditor\nExec=x\n"));
+                          "[Desktop Entry]\nType=Application\nName=Sample Editor\nName[de]=Beispieleditor\nExec=x\n"));
     ASSERT_TRUE(writeFile(dataDir + QStringLiteral("/applications/tools/sample-terminal.desktop"),
-        "[Desktop Entry]\nType=Application\nName=Sample Terminal\nName[de_DE]=Beispielterminal\n"
-        "StartupWMClass=SampleTerm\nExec=y\n"));
+                          "[Desktop Entry]\nType=Application\nName=Sample Terminal\nName[de_DE]=Beispielterminal\n"
+                          "StartupWMClass=SampleTerm\nExec=y\n"));
     ASSERT_TRUE(writeFile(dataHome + QStringLiteral("/applications/org.example.Viewer.desktop"),
-        "[Desktop Entry]\nType=Application\nName=Viewer\nExec=z\n"));
+                          "[Desktop Entry]\nType=Application\nName=Viewer\nExec=z\n"));
     const QByteArray oldHome = qgetenv("XDG_DATA_HOME");
     const QByteArray oldDirs = qgetenv("XDG_DATA_DIRS");
     qputenv("XDG_DATA_HOME", dataHome.toLocal8Bit());
@@ -489,13 +476,12 @@ TEST_F(VXX11DesktopTest, ApplicationsAreNamedThroughTheirDesktopEntries)
     qputenv("XDG_DATA_DIRS", oldDirs);
     ASSERT_TRUE(desktop);
 
-    auto editor
-        = client({ QStringLiteral("--class"), QStringLiteral("wendle-sample-editor,Wendle-sample-editor") });
-    auto terminal = client({ QStringLiteral("--class"), QStringLiteral("sampleterm,SampleTerm") });
-    auto viewer = client({ QStringLiteral("--class"), QStringLiteral("viewer,Viewer") });
-    auto gtk = client({ QStringLiteral("--class"), QStringLiteral("zzz,Zzz"), QStringLiteral("--gtk-app-id"),
-        QStringLiteral("org.example.Viewer") });
-    auto unknown = client({ QStringLiteral("--class"), QStringLiteral("nothing,Nothing") });
+    auto editor = client({QStringLiteral("--class"), QStringLiteral("wendle-sample-editor,Wendle-sample-editor")});
+    auto terminal = client({QStringLiteral("--class"), QStringLiteral("sampleterm,SampleTerm")});
+    auto viewer = client({QStringLiteral("--class"), QStringLiteral("viewer,Viewer")});
+    auto gtk = client({QStringLiteral("--class"), QStringLiteral("zzz,Zzz"), QStringLiteral("--gtk-app-id"),
+                       QStringLiteral("org.example.Viewer")});
+    auto unknown = client({QStringLiteral("--class"), QStringLiteral("nothing,Nothing")});
     ASSERT_TRUE(editor && terminal && viewer && gtk && unknown);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
@@ -546,13 +532,13 @@ void collectMessages(QtMsgType, const QMessageLogContext &context, const QString
         s_messages << message;
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXX11DesktopWithoutWindowManager, ListsMappedTopLevelWindowsAndFollowsAManagerThatStarts)
 {
     VXX11TestRig rig;
     QString whyNot;
-    if (!rig.start({ false }, &whyNot))
+    if (!rig.start({false}, &whyNot))
         GTEST_SKIP() << whyNot.toStdString();
     VXX11Desktop::Options options;
     options.display = rig.display();
@@ -563,9 +549,9 @@ TEST(VXX11DesktopWithoutWindowManager, ListsMappedTopLevelWindowsAndFollowsAMana
     ASSERT_TRUE(desktop) << whyNot.toStdString();
     EXPECT_FALSE(desktop->hasWindowManager());
 
-    auto first = rig.startTestClient({ QStringLiteral("--title"), QStringLiteral("Bare one") });
-    auto second = rig.startTestClient({ QStringLiteral("--title"), QStringLiteral("Bare two"),
-        QStringLiteral("--count"), QStringLiteral("2") });
+    auto first = rig.startTestClient({QStringLiteral("--title"), QStringLiteral("Bare one")});
+    auto second = rig.startTestClient(
+        {QStringLiteral("--title"), QStringLiteral("Bare two"), QStringLiteral("--count"), QStringLiteral("2")});
     ASSERT_TRUE(first && second);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
@@ -587,8 +573,8 @@ TEST(VXX11DesktopWithoutWindowManager, ListsMappedTopLevelWindowsAndFollowsAMana
     }));
 
     // A window manager arrives: the adapter follows it, with stacking and a front window.
-    if (VXX11TestRig::missingProgram({ QStringLiteral("openbox") }).isEmpty()) {
-        rig.startProgram(QStringLiteral("openbox"), { QStringLiteral("--sm-disable") });
+    if (VXX11TestRig::missingProgram({QStringLiteral("openbox")}).isEmpty()) {
+        rig.startProgram(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
         ASSERT_TRUE(waitUntil(
             *desktop, snapshot,
             [&](const VXDesktopSnapshot &s) {
@@ -597,9 +583,10 @@ TEST(VXX11DesktopWithoutWindowManager, ListsMappedTopLevelWindowsAndFollowsAMana
             },
             10000));
         ASSERT_TRUE(rig.run(QStringLiteral("xdotool"),
-            { QStringLiteral("windowactivate"), QStringLiteral("--sync"), first->windowText(0) }));
-        ASSERT_TRUE(waitUntil(*desktop, snapshot,
-            [&](const VXDesktopSnapshot &s) { return s.frontmostApplicationPath == testClientPath(); }));
+                            {QStringLiteral("windowactivate"), QStringLiteral("--sync"), first->windowText(0)}));
+        ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+            return s.frontmostApplicationPath == testClientPath();
+        }));
     }
     qInstallMessageHandler(previous);
     EXPECT_EQ(s_messages.filter(QStringLiteral("no EWMH window manager")).size(), 1)
@@ -610,14 +597,14 @@ TEST(VXX11DesktopServerLoss, AnswersEmptySnapshotsAfterSayingSoOnce)
 {
     VXX11TestRig rig;
     QString whyNot;
-    if (!rig.start({ true }, &whyNot))
+    if (!rig.start({true}, &whyNot))
         GTEST_SKIP() << whyNot.toStdString();
     VXX11Desktop::Options options;
     options.display = rig.display();
     options.applicationFolders = QStringList();
     auto desktop = VXX11Desktop::connect(options, &whyNot);
     ASSERT_TRUE(desktop) << whyNot.toStdString();
-    auto window = rig.startTestClient({ QStringLiteral("--title"), QStringLiteral("Before the crash") });
+    auto window = rig.startTestClient({QStringLiteral("--title"), QStringLiteral("Before the crash")});
     ASSERT_TRUE(window);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(window->windows()[0])));

@@ -65,10 +65,9 @@ protected:
     {
         s_rig = new VXX11TestRig;
         QString whyNot;
-        if (const QString missing = VXX11TestRig::missingProgram({ QStringLiteral("xdotool") });
-            !missing.isEmpty())
+        if (const QString missing = VXX11TestRig::missingProgram({QStringLiteral("xdotool")}); !missing.isEmpty())
             s_skip = missing + QStringLiteral(" is not installed");
-        else if (!s_rig->start({ false }, &whyNot))
+        else if (!s_rig->start({false}, &whyNot))
             s_skip = whyNot;
     }
     static void TearDownTestSuite()
@@ -82,10 +81,7 @@ protected:
             GTEST_SKIP() << s_skip.toStdString();
     }
 
-    bool input(const QStringList &arguments)
-    {
-        return s_rig->run(QStringLiteral("xdotool"), arguments, 5000);
-    }
+    bool input(const QStringList &arguments) { return s_rig->run(QStringLiteral("xdotool"), arguments, 5000); }
 
     // Input from inside the event loop: xdotool started without waiting, as a person's input
     // arrives while the program runs.
@@ -114,7 +110,7 @@ protected:
 VXX11TestRig *VXX11IdleSourceTest::s_rig = nullptr;
 QString VXX11IdleSourceTest::s_skip;
 
-} // namespace
+}   // namespace
 
 TEST_P(VXX11IdleSourceTest, ReportsInputWithinASecondAndNothingWhileIdle)
 {
@@ -122,8 +118,8 @@ TEST_P(VXX11IdleSourceTest, ReportsInputWithinASecondAndNothingWhileIdle)
     RecordingObserver observer;
     ASSERT_TRUE(source.start(observer));
     EXPECT_EQ(source.name(),
-        GetParam() == VXX11IdleSource::Method::Automatic ? QStringLiteral("X11 SYNC idle counter")
-                                                         : QStringLiteral("X11 screen-saver idle time"));
+              GetParam() == VXX11IdleSource::Method::Automatic ? QStringLiteral("X11 SYNC idle counter")
+                                                               : QStringLiteral("X11 screen-saver idle time"));
     // Whatever input came before the start has been dealt with after a moment.
     spin(1500);
 
@@ -138,13 +134,13 @@ TEST_P(VXX11IdleSourceTest, ReportsInputWithinASecondAndNothingWhileIdle)
 
     // A mouse movement, then a key press, each reported within a second.
     for (const QStringList &arguments :
-        { QStringList { QStringLiteral("mousemove"), QStringLiteral("200"), QStringLiteral("150") },
-            QStringList { QStringLiteral("key"), QStringLiteral("shift") } }) {
+         {QStringList {QStringLiteral("mousemove"), QStringLiteral("200"), QStringLiteral("150")},
+          QStringList {QStringLiteral("key"), QStringLiteral("shift")}}) {
         ASSERT_TRUE(input(arguments));
         const qint64 inputAt = observer.clock.elapsed();
         ASSERT_TRUE(spinUntilReport(observer, inputAt - 50, 2000)) << arguments.join(u' ').toStdString();
-        const qint64 reportedAt = *std::find_if(
-            observer.reports.begin(), observer.reports.end(), [&](qint64 t) { return t >= inputAt - 50; });
+        const qint64 reportedAt = *std::find_if(observer.reports.begin(), observer.reports.end(),
+                                                [&](qint64 t) { return t >= inputAt - 50; });
         EXPECT_LE(reportedAt - inputAt, 1000) << arguments.join(u' ').toStdString();
         if (GetParam() == VXX11IdleSource::Method::Automatic) {
             EXPECT_LE(reportedAt - inputAt, 250) << "the reset alarm should fire at once";
@@ -159,7 +155,7 @@ TEST_P(VXX11IdleSourceTest, ReportsInputWithinASecondAndNothingWhileIdle)
     // Stopped: input is no longer reported.
     source.stop();
     const qint64 stoppedAt = observer.clock.elapsed();
-    ASSERT_TRUE(input({ QStringLiteral("mousemove"), QStringLiteral("10"), QStringLiteral("10") }));
+    ASSERT_TRUE(input({QStringLiteral("mousemove"), QStringLiteral("10"), QStringLiteral("10")}));
     spin(1200);
     EXPECT_EQ(observer.reportsSince(stoppedAt), 0);
 }
@@ -183,8 +179,7 @@ TEST_P(VXX11IdleSourceTest, ContinuousInputIsReportedAboutOnceASecond)
             return;
         }
         ++moves;
-        inputLater({ QStringLiteral("mousemove"), QString::number(300 + 7 * moves),
-            QString::number(200 + 3 * moves) });
+        inputLater({QStringLiteral("mousemove"), QString::number(300 + 7 * moves), QString::number(200 + 3 * moves)});
     });
     mover.start();
     spin(2000 + 1800);
@@ -203,11 +198,11 @@ TEST_P(VXX11IdleSourceTest, ContinuousInputIsReportedAboutOnceASecond)
 }
 
 INSTANTIATE_TEST_SUITE_P(Methods, VXX11IdleSourceTest,
-    ::testing::Values(VXX11IdleSource::Method::Automatic, VXX11IdleSource::Method::ScreenSaver),
-    [](const ::testing::TestParamInfo<VXX11IdleSource::Method> &method) {
-        return method.param == VXX11IdleSource::Method::Automatic ? std::string("Sync")
-                                                                  : std::string("ScreenSaver");
-    });
+                         ::testing::Values(VXX11IdleSource::Method::Automatic, VXX11IdleSource::Method::ScreenSaver),
+                         [](const ::testing::TestParamInfo<VXX11IdleSource::Method> &method) {
+                             return method.param == VXX11IdleSource::Method::Automatic ? std::string("Sync")
+                                                                                       : std::string("ScreenSaver");
+                         });
 
 TEST(VXX11IdleSourceAvailability, CannotStartWithoutADisplayAndStopsWhenTheServerGoes)
 {
@@ -218,7 +213,7 @@ TEST(VXX11IdleSourceAvailability, CannotStartWithoutADisplayAndStopsWhenTheServe
 
     VXX11TestRig rig;
     QString whyNot;
-    if (!rig.start({ false }, &whyNot))
+    if (!rig.start({false}, &whyNot))
         GTEST_SKIP() << whyNot.toStdString();
     VXX11IdleSource source(rig.display());
     ASSERT_TRUE(source.start(observer));

@@ -35,7 +35,7 @@ struct Options {
     int count = 1;
     bool netWmName = true;
     bool pid = true;
-    long pidValue = 0; // 0: the client's own
+    long pidValue = 0;   // 0: the client's own
     std::string type;
     std::vector<std::string> states;
     std::string wmClass;
@@ -48,16 +48,15 @@ xcb_connection_t *connection = nullptr;
 xcb_atom_t atom(const std::string &name)
 {
     std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
-        xcb_intern_atom_reply(
-            connection, xcb_intern_atom(connection, 0, uint16_t(name.size()), name.c_str()), nullptr),
+        xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, uint16_t(name.size()), name.c_str()), nullptr),
         &std::free);
     return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
 }
 
 void setText(xcb_window_t window, xcb_atom_t property, xcb_atom_t type, const std::string &bytes)
 {
-    xcb_change_property(
-        connection, XCB_PROP_MODE_REPLACE, window, property, type, 8, uint32_t(bytes.size()), bytes.data());
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, property, type, 8, uint32_t(bytes.size()),
+                        bytes.data());
 }
 
 // UTF-8 to Latin-1, for WM_NAME as a STRING (characters past U+00FF become '?').
@@ -142,7 +141,7 @@ std::string upper(std::string text)
     return text;
 }
 
-} // namespace
+}   // namespace
 
 int main(int argc, char **argv)
 {
@@ -163,31 +162,30 @@ int main(int argc, char **argv)
     std::vector<xcb_window_t> windows;
     for (int n = 0; n < options.count; ++n) {
         const xcb_window_t window = xcb_generate_id(connection);
-        const uint32_t values[] = { screen->white_pixel, XCB_EVENT_MASK_STRUCTURE_NOTIFY };
+        const uint32_t values[] = {screen->white_pixel, XCB_EVENT_MASK_STRUCTURE_NOTIFY};
         xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, screen->root, int16_t(20 + 10 * n),
-            int16_t(20 + 10 * n), 200, 100, 1, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
-            XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
-        const std::string title
-            = options.count > 1 ? options.title + " " + std::to_string(n + 1) : options.title;
+                          int16_t(20 + 10 * n), 200, 100, 1, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
+                          XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+        const std::string title = options.count > 1 ? options.title + " " + std::to_string(n + 1) : options.title;
         setTitle(window, options, title);
         if (options.pid) {
             const uint32_t pid = options.pidValue > 0 ? uint32_t(options.pidValue) : uint32_t(getpid());
-            xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_PID"),
-                XCB_ATOM_CARDINAL, 32, 1, &pid);
+            xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32,
+                                1, &pid);
         }
         if (!options.clientMachine.empty())
             setText(window, XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING, options.clientMachine);
         if (!options.type.empty()) {
             const xcb_atom_t type = atom("_NET_WM_WINDOW_TYPE_" + upper(options.type));
-            xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_WINDOW_TYPE"),
-                XCB_ATOM_ATOM, 32, 1, &type);
+            xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM,
+                                32, 1, &type);
         }
         if (!options.states.empty()) {
             std::vector<xcb_atom_t> states;
             for (const std::string &state : options.states)
                 states.push_back(atom("_NET_WM_STATE_" + upper(state)));
-            xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_STATE"),
-                XCB_ATOM_ATOM, 32, uint32_t(states.size()), states.data());
+            xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_STATE"), XCB_ATOM_ATOM, 32,
+                                uint32_t(states.size()), states.data());
         }
         if (!options.wmClass.empty()) {
             std::string wmClass = options.wmClass;
@@ -208,7 +206,7 @@ int main(int argc, char **argv)
     std::size_t mapped = 0;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (mapped < windows.size() && std::chrono::steady_clock::now() < deadline) {
-        pollfd fd { xcb_get_file_descriptor(connection), POLLIN, 0 };
+        pollfd fd {xcb_get_file_descriptor(connection), POLLIN, 0};
         poll(&fd, 1, 100);
         while (xcb_generic_event_t *event = xcb_poll_for_event(connection)) {
             if ((event->response_type & 0x7f) == XCB_MAP_NOTIFY)
@@ -227,7 +225,7 @@ int main(int argc, char **argv)
 
     std::string line;
     while (true) {
-        pollfd fds[2] = { { STDIN_FILENO, POLLIN, 0 }, { xcb_get_file_descriptor(connection), POLLIN, 0 } };
+        pollfd fds[2] = {{STDIN_FILENO, POLLIN, 0}, {xcb_get_file_descriptor(connection), POLLIN, 0}};
         if (poll(fds, 2, -1) < 0)
             break;
         while (xcb_generic_event_t *event = xcb_poll_for_event(connection))

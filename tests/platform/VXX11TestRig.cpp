@@ -32,14 +32,11 @@ QByteArray readLine(QProcess &process, QByteArray &pending, const QDeadlineTimer
     }
 }
 
-} // namespace
+}   // namespace
 
 // ---- Test client
 
-VXX11TestClient::VXX11TestClient(std::unique_ptr<QProcess> process)
-    : m_process(std::move(process))
-{
-}
+VXX11TestClient::VXX11TestClient(std::unique_ptr<QProcess> process) : m_process(std::move(process)) { }
 
 VXX11TestClient::~VXX11TestClient()
 {
@@ -74,7 +71,7 @@ void VXX11TestClient::quit()
 {
     if (!m_process || m_process->state() == QProcess::NotRunning)
         return;
-    m_process->closeWriteChannel(); // the client ends at the end of its input
+    m_process->closeWriteChannel();   // the client ends at the end of its input
     if (!m_process->waitForFinished(3000)) {
         m_process->kill();
         m_process->waitForFinished(3000);
@@ -95,7 +92,7 @@ QCoreApplication *VXX11TestRig::application()
     if (!QCoreApplication::instance()) {
         static int argc = 1;
         static char name[] = "wendle-x11-test";
-        static char *argv[] = { name, nullptr };
+        static char *argv[] = {name, nullptr};
         static QCoreApplication app(argc, argv);
     }
     return QCoreApplication::instance();
@@ -138,7 +135,7 @@ bool VXX11TestRig::start(const Options &options, QString *whyNot)
 {
     application();
     stop();
-    QStringList needed = { QStringLiteral("Xvfb"), QStringLiteral("dbus-daemon") };
+    QStringList needed = {QStringLiteral("Xvfb"), QStringLiteral("dbus-daemon")};
     if (options.windowManager)
         needed << QStringLiteral("openbox");
     if (const QString missing = missingProgram(needed); !missing.isEmpty()) {
@@ -154,7 +151,7 @@ bool VXX11TestRig::start(const Options &options, QString *whyNot)
     // A session bus of our own, so that nothing started on the display autolaunches one.
     m_bus = makeProcess();
     m_bus->start(QStringLiteral("dbus-daemon"),
-        { QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1") });
+                 {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
     QByteArray pending;
     const QByteArray address = readLine(*m_bus, pending, QDeadlineTimer(10000)).trimmed();
     if (address.isEmpty()) {
@@ -167,9 +164,9 @@ bool VXX11TestRig::start(const Options &options, QString *whyNot)
     // Xvfb picks a free display and writes its number to the descriptor given (its output).
     m_server = makeProcess();
     m_server->start(QStringLiteral("Xvfb"),
-        { QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"), QStringLiteral("0"),
-            QStringLiteral("1280x1024x24"), QStringLiteral("-nolisten"), QStringLiteral("tcp"),
-            QStringLiteral("-noreset") });
+                    {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"), QStringLiteral("0"),
+                     QStringLiteral("1280x1024x24"), QStringLiteral("-nolisten"), QStringLiteral("tcp"),
+                     QStringLiteral("-noreset")});
     pending.clear();
     const QByteArray number = readLine(*m_server, pending, QDeadlineTimer(15000)).trimmed();
     if (number.isEmpty()) {
@@ -194,7 +191,7 @@ bool VXX11TestRig::start(const Options &options, QString *whyNot)
 
     if (options.windowManager) {
         m_windowManager = makeProcess();
-        m_windowManager->start(QStringLiteral("openbox"), { QStringLiteral("--sm-disable") });
+        m_windowManager->start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
         if (!waitForWindowManager(10000)) {
             *whyNot = QStringLiteral("openbox did not take the screen in time");
             stop();
@@ -211,15 +208,15 @@ bool VXX11TestRig::waitForWindowManager(int timeoutMs)
     const QByteArray name("_NET_CLIENT_LIST");
     const QDeadlineTimer deadline(timeoutMs);
     std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
-        xcb_intern_atom_reply(
-            m_connection, xcb_intern_atom(m_connection, 0, uint16_t(name.size()), name.constData()), nullptr),
+        xcb_intern_atom_reply(m_connection, xcb_intern_atom(m_connection, 0, uint16_t(name.size()), name.constData()),
+                              nullptr),
         &std::free);
     if (!atom)
         return false;
     while (!deadline.hasExpired()) {
         std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)> reply(
-            xcb_get_property_reply(m_connection,
-                xcb_get_property(m_connection, 0, m_root, atom->atom, XCB_ATOM_WINDOW, 0, 1), nullptr),
+            xcb_get_property_reply(
+                m_connection, xcb_get_property(m_connection, 0, m_root, atom->atom, XCB_ATOM_WINDOW, 0, 1), nullptr),
             &std::free);
         if (reply && reply->type == XCB_ATOM_WINDOW)
             return true;
@@ -279,8 +276,7 @@ std::unique_ptr<VXX11TestClient> VXX11TestRig::startTestClient(const QStringList
     return client;
 }
 
-bool VXX11TestRig::run(
-    const QString &program, const QStringList &arguments, int timeoutMs, QByteArray *output)
+bool VXX11TestRig::run(const QString &program, const QStringList &arguments, int timeoutMs, QByteArray *output)
 {
     auto process = makeProcess();
     process->start(program, arguments);

@@ -87,8 +87,7 @@ public:
     // Starts the test client and waits until its windows are mapped; null when it failed.
     std::unique_ptr<VXX11TestClient> startTestClient(const QStringList &arguments, int timeoutMs = 10000);
     // Runs a tool (xdotool, wmctrl, xprop) on the display and waits at most timeoutMs for it.
-    bool run(const QString &program, const QStringList &arguments, int timeoutMs = 5000,
-        QByteArray *output = nullptr);
+    bool run(const QString &program, const QStringList &arguments, int timeoutMs = 5000, QByteArray *output = nullptr);
     // Kills the X server, as when it crashes or the session ends.
     void killServer();
 

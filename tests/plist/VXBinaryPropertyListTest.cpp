@@ -12,9 +12,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <csignal>
 #include <limits>
 #include <map>
-#include <csignal>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -60,16 +60,33 @@ Cases peerCases()
     for (int i = 0; i < 256; ++i)
         bytes.append(static_cast<char>(i));
     cases[s("scalars")] = dict({
-        {"int0", 0}, {"int255", 255}, {"int256", 256}, {"int65535", 65535}, {"int65536", 65536},
-        {"int2p32", 4294967296LL}, {"neg1", -1}, {"min64", std::numeric_limits<long long>::min()},
-        {"max64", std::numeric_limits<long long>::max()}, {"umax64", VXValue::unsignedInteger(~0ull)},
-        {"real", 0.1}, {"negzero", -0.0}, {"big", 1e300}, {"tiny", 5e-324},
-        {"inf", std::numeric_limits<double>::infinity()}, {"neginf", -std::numeric_limits<double>::infinity()},
-        {"yes", true}, {"no", false}, {"date", utcDate(2026, 11, 21, 10, 30, 15)},
-        {"olddate", utcDate(1970, 1, 1, 0, 0, 0)}, {"data", VXValue(bytes)}, {"emptydata", VXValue(QByteArray())},
-        {"emptystring", VXValue(QString())}, {"ascii", "Front Time"},
+        {"int0", 0},
+        {"int255", 255},
+        {"int256", 256},
+        {"int65535", 65535},
+        {"int65536", 65536},
+        {"int2p32", 4294967296LL},
+        {"neg1", -1},
+        {"min64", std::numeric_limits<long long>::min()},
+        {"max64", std::numeric_limits<long long>::max()},
+        {"umax64", VXValue::unsignedInteger(~0ull)},
+        {"real", 0.1},
+        {"negzero", -0.0},
+        {"big", 1e300},
+        {"tiny", 5e-324},
+        {"inf", std::numeric_limits<double>::infinity()},
+        {"neginf", -std::numeric_limits<double>::infinity()},
+        {"yes", true},
+        {"no", false},
+        {"date", utcDate(2026, 11, 21, 10, 30, 15)},
+        {"olddate", utcDate(1970, 1, 1, 0, 0, 0)},
+        {"data", VXValue(bytes)},
+        {"emptydata", VXValue(QByteArray())},
+        {"emptystring", VXValue(QString())},
+        {"ascii", "Front Time"},
         {"bmp", VXValue(s("Gr\u00fc\u00dfe \u2013 \u2603 \u25b8"))},
-        {"astral", VXValue(s("\U0001F600 \U0001D11E"))}, {"long", VXValue(QString(1000, QLatin1Char('x')))},
+        {"astral", VXValue(s("\U0001F600 \U0001D11E"))},
+        {"long", VXValue(QString(1000, QLatin1Char('x')))},
         {"markup", "a < b & c > d \"quoted\" 'single'"},
     });
     VXValue window = dict({{"Name", "Inbox"}, {"Path", "_Window"}, {"Time", 12.5}});
@@ -141,7 +158,8 @@ protected:
         if (python.isEmpty())
             GTEST_SKIP() << "python3 is not installed, so plistlib cannot act as the peer";
         ASSERT_TRUE(dir.isValid());
-        const VXProcessResult result = VXRunProcess(python, {VXTestDataPath(s("plist/plist_peer.py")), s("write"), dir.path()});
+        const VXProcessResult result
+            = VXRunProcess(python, {VXTestDataPath(s("plist/plist_peer.py")), s("write"), dir.path()});
         ASSERT_EQ(result.exitCode, 0) << result.standardError.constData();
     }
 
@@ -149,7 +167,7 @@ protected:
     QTemporaryDir dir;
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(PeerFiles, ReadsWhatPlistlibWritesAndWritesTheSameBytes)
 {
@@ -165,7 +183,8 @@ TEST_F(PeerFiles, ReadsWhatPlistlibWritesAndWritesTheSameBytes)
         EXPECT_EQ(ours->toHex().toStdString(), theirs.toHex().toStdString());
         EXPECT_TRUE(writeDataToFile(*ours, dir.filePath(name + s(".wendle.binary.plist")), true));
     }
-    const VXProcessResult check = VXRunProcess(python, {VXTestDataPath(s("plist/plist_peer.py")), s("check"), dir.path()});
+    const VXProcessResult check
+        = VXRunProcess(python, {VXTestDataPath(s("plist/plist_peer.py")), s("check"), dir.path()});
     EXPECT_EQ(check.exitCode, 0) << check.standardOutput.constData() << check.standardError.constData();
 }
 
@@ -183,10 +202,27 @@ TEST(VXBinaryPropertyList, ReadsEveryWidthAndObjectType)
     // [int8 200, int16, int32, int64 -5, int128 2^64-1, float32 1.5, real, date, data, ascii,
     //  utf-16 "é", utf-8 "ü", set {true}, uid 7, dict {"k": false}] with 3-byte offsets and refs.
     std::vector<QByteArray> objects = {
-        QByteArray(), hex("10c8"), hex("110102"), hex("1201020304"), hex("13fffffffffffffffb"),
-        hex("14" "0000000000000000" "ffffffffffffffff"), hex("223fc00000"), hex("23400921fb54442d18"),
-        hex("3341d2c4e4b3000000"), hex("43010203"), hex("53686921"), hex("6100e9"), hex("72c3bc"),
-        hex("c1") + ref(17, 3), hex("8007"), hex("d1") + ref(16, 3) + ref(18, 3), hex("516b"), hex("09"), hex("08"),
+        QByteArray(),
+        hex("10c8"),
+        hex("110102"),
+        hex("1201020304"),
+        hex("13fffffffffffffffb"),
+        hex("14"
+            "0000000000000000"
+            "ffffffffffffffff"),
+        hex("223fc00000"),
+        hex("23400921fb54442d18"),
+        hex("3341d2c4e4b3000000"),
+        hex("43010203"),
+        hex("53686921"),
+        hex("6100e9"),
+        hex("72c3bc"),
+        hex("c1") + ref(17, 3),
+        hex("8007"),
+        hex("d1") + ref(16, 3) + ref(18, 3),
+        hex("516b"),
+        hex("09"),
+        hex("08"),
     };
     QByteArray root = hex("af10") + QByteArray(1, char(15));
     for (int i = 1; i <= 15; ++i)
@@ -213,7 +249,9 @@ TEST(VXBinaryPropertyList, ReadsEveryWidthAndObjectType)
     EXPECT_EQ(a.at(14), dict({{"k", false}}));
 
     // The same objects with 8-byte offsets and references, and a negative 16-byte integer.
-    objects[5] = hex("14" "ffffffffffffffff" "fffffffffffffffe");
+    objects[5] = hex("14"
+                     "ffffffffffffffff"
+                     "fffffffffffffffe");
     objects[13] = hex("c1") + ref(17, 8);
     objects[15] = hex("d1") + ref(16, 8) + ref(18, 8);
     root = hex("af10") + QByteArray(1, char(15));
@@ -233,7 +271,8 @@ TEST(VXBinaryPropertyList, ReadsEveryWidthAndObjectType)
 TEST(VXBinaryPropertyList, RefusesDamagedAndHostileData)
 {
     const std::optional<QByteArray> good = VXBinaryPropertyListWriter::write(
-        dict({{"Applications", dict({{"org.example.Mail", dict({{"Active Log", array({1.5, -2.5, 3.0})}, {"Name", "Mail"}})}})},
+        dict({{"Applications",
+               dict({{"org.example.Mail", dict({{"Active Log", array({1.5, -2.5, 3.0})}, {"Name", "Mail"}})}})},
               {"Pools", array({dict({{"Name", s("P\u00f6\u00f6l")}, {"Type", "Pool Item"}})})}}));
     ASSERT_TRUE(good.has_value());
     ASSERT_FALSE(VXBinaryPropertyListReader::read(*good).isNull());
@@ -269,7 +308,11 @@ TEST(VXBinaryPropertyList, RefusesDamagedAndHostileData)
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("00")}, 1, 1)).isNull());
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("90")}, 1, 1)).isNull());
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("d10101"), hex("1001")}, 1, 1)).isNull());
-    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("14" "0000000000000001" "0000000000000000")}, 1, 1)).isNull());
+    EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("14"
+                                                               "0000000000000001"
+                                                               "0000000000000000")},
+                                                          1, 1))
+                    .isNull());
     // Widths outside 1 to 8.
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("09")}, 0, 1)).isNull());
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("09")}, 1, 9)).isNull());
@@ -297,7 +340,8 @@ TEST(VXBinaryPropertyList, BoundsNestingAndExpansion)
     // so this reads in linear time and space.
     std::vector<QByteArray> laughs;
     for (int i = 0; i < 60; ++i)
-        laughs.push_back(hex("a2") + ref(static_cast<std::uint64_t>(i + 1), 1) + ref(static_cast<std::uint64_t>(i + 1), 1));
+        laughs.push_back(hex("a2") + ref(static_cast<std::uint64_t>(i + 1), 1)
+                         + ref(static_cast<std::uint64_t>(i + 1), 1));
     laughs.push_back(hex("5161"));
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble(laughs, 1, 1)).isArray());
 
@@ -316,8 +360,8 @@ TEST(VXBinaryPropertyList, BoundsNestingAndExpansion)
     file += ref(static_cast<std::uint64_t>(arrayAt), 4);
     for (int i = 0; i < copies; ++i)
         file += ref(static_cast<std::uint64_t>(stringAt), 4);
-    file += QByteArray(6, '\0') + QByteArray(1, char(4)) + QByteArray(1, char(2)) + ref(copies + 1, 8) + ref(0, 8) +
-            ref(static_cast<std::uint64_t>(tableAt), 8);
+    file += QByteArray(6, '\0') + QByteArray(1, char(4)) + QByteArray(1, char(2)) + ref(copies + 1, 8) + ref(0, 8)
+        + ref(static_cast<std::uint64_t>(tableAt), 8);
     // Every offset here names the same object; cached by index, each is still read anew,
     // which the expansion budget stops.
     EXPECT_TRUE(VXBinaryPropertyListReader::read(file).isNull());
@@ -352,7 +396,8 @@ TEST(VXBinaryPropertyList, FilesAreWrittenAtomicallyAndPrivately)
     const QString path = dir.filePath(s("Default.plist"));
     const VXValue first = dict({{"Overall Time", 10.0}});
     ASSERT_TRUE(writeToBinaryFile(first, path, true));
-    struct stat info {};
+    struct stat info {
+    };
     ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0600u);
 
@@ -361,7 +406,7 @@ TEST(VXBinaryPropertyList, FilesAreWrittenAtomicallyAndPrivately)
     ASSERT_TRUE(writeToBinaryFile(dict({{"Overall Time", 20.0}}), path, true));
     ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0600u);
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList{s("Default.plist")});
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList {s("Default.plist")});
     ASSERT_TRUE(writeToBinaryFile(first, path, false));
     EXPECT_EQ(VXPropertyListSerialization::valueFromData(readFile(path)), first);
 
@@ -370,7 +415,8 @@ TEST(VXBinaryPropertyList, FilesAreWrittenAtomicallyAndPrivately)
     VXArrayRef big = VXMakeArray();
     for (int i = 0; i < 100000; ++i)
         big->append(i * 0.5);
-    struct rlimit saved {};
+    struct rlimit saved {
+    };
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
     const auto previousHandler = ::signal(SIGXFSZ, SIG_IGN);
     struct rlimit limited = saved;
@@ -381,7 +427,7 @@ TEST(VXBinaryPropertyList, FilesAreWrittenAtomicallyAndPrivately)
     ::signal(SIGXFSZ, previousHandler);
     EXPECT_FALSE(written);
     EXPECT_EQ(VXPropertyListSerialization::valueFromData(readFile(path)), first);
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList{s("Default.plist")});
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList {s("Default.plist")});
 
     // A folder that does not exist.
     EXPECT_FALSE(writeToBinaryFile(first, dir.filePath(s("missing/Default.plist")), true));

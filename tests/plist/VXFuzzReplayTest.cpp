@@ -61,7 +61,9 @@ void replay(Target target, const QString &path, Expect expect)
         },
         exitedWith, "")
         << qPrintable(path)
-        << (expect == Expect::Accepted ? ": must be read" : expect == Expect::Refused ? ": must be refused" : ": must not crash");
+        << (expect == Expect::Accepted      ? ": must be read"
+                : expect == Expect::Refused ? ": must be refused"
+                                            : ": must not crash");
 }
 
 void replayReader(const QString &reader, Target target)
@@ -101,8 +103,17 @@ protected:
     static void TearDownTestSuite() { qInstallMessageHandler(nullptr); }
 };
 
-TEST_F(VXFuzzReplayTest, BinaryReader) { replayReader(QStringLiteral("binary"), VXFuzzBinary); }
-TEST_F(VXFuzzReplayTest, XMLReader) { replayReader(QStringLiteral("xml"), VXFuzzXML); }
-TEST_F(VXFuzzReplayTest, OpenStepReader) { replayReader(QStringLiteral("openstep"), VXFuzzOpenStep); }
+TEST_F(VXFuzzReplayTest, BinaryReader)
+{
+    replayReader(QStringLiteral("binary"), VXFuzzBinary);
+}
+TEST_F(VXFuzzReplayTest, XMLReader)
+{
+    replayReader(QStringLiteral("xml"), VXFuzzXML);
+}
+TEST_F(VXFuzzReplayTest, OpenStepReader)
+{
+    replayReader(QStringLiteral("openstep"), VXFuzzOpenStep);
+}
 
-} // namespace
+}   // namespace

@@ -41,7 +41,8 @@ std::int64_t checkLogs(const VXDictionary &item, const VXHeavyConfigurationParam
 {
     std::int64_t numbers = 0;
     const double now = parameters.firstTimestamp + parameters.span;
-    for (const auto &[logKey, timeKey, flagKey] : {std::tuple{kActiveLog, kTime, kActive}, std::tuple{kFrontActiveLog, kFrontTime, kFrontActive}}) {
+    for (const auto &[logKey, timeKey, flagKey] :
+         {std::tuple {kActiveLog, kTime, kActive}, std::tuple {kFrontActiveLog, kFrontTime, kFrontActive}}) {
         const VXArray *log = item.value(logKey).array();
         if (!log) {
             EXPECT_FALSE(item.contains(timeKey));
@@ -138,7 +139,8 @@ TEST(VXHeavyConfigurationTest, HasTheTrackersShapeAndTheAskedSize)
     for (const QString &key : {QStringLiteral("Application Blacklist"), QStringLiteral("Window Blacklist")})
         EXPECT_FALSE(root->value(key).array()->isEmpty()) << qPrintable(key);
     EXPECT_TRUE(root->value(QStringLiteral("Cutoffs")).isDictionary());
-    EXPECT_DOUBLE_EQ(root->value(QStringLiteral("Last Timestamp")).toDouble(), parameters.firstTimestamp + parameters.span);
+    EXPECT_DOUBLE_EQ(root->value(QStringLiteral("Last Timestamp")).toDouble(),
+                     parameters.firstTimestamp + parameters.span);
     EXPECT_GT(root->value(QStringLiteral("Overall Time")).toDouble(), 0.0);
 }
 
@@ -171,8 +173,9 @@ TEST(VXHeavyConfigurationTest, SurvivesTheBinaryFileWithWindowsStillShared)
     for (const VXDictionary::Entry &entry : *back.dictionary()->value(kApplications).dictionary()) {
         const VXDictionary &app = *entry.value.dictionary();
         for (const VXValue &child : *app.value(kChildren).array())
-            ASSERT_TRUE(child.isSameObject(app.value(kWindowsByName).dictionary()->value(child.dictionary()->value(kName).toString())));
+            ASSERT_TRUE(child.isSameObject(
+                app.value(kWindowsByName).dictionary()->value(child.dictionary()->value(kName).toString())));
     }
 }
 
-} // namespace
+}   // namespace

@@ -55,16 +55,18 @@ VXValue settingsTree()
 {
     return VXDictionaryOf({
         {u"Name"_s, u"Mail"_s},
-        {u"Quoted key"_s, u"Tab\tNew line\nQuote\" Apostrophe' Backslash\\ OctalA\u00d8\ufffd Unicode\u00e9\u2603 Bell\a\b\f\r\vz \ncontinued"_s
-                              + QChar(0) + u"end"_s},
+        {u"Quoted key"_s,
+         u"Tab\tNew line\nQuote\" Apostrophe' Backslash\\ OctalA\u00d8\ufffd Unicode\u00e9\u2603 Bell\a\b\f\r\vz \ncontinued"_s
+             + QChar(0) + u"end"_s},
         {u"single"_s, u"it's \"fine\""_s},
         {u"Unquoted"_s, u"some_word.with-dots/and:colons$+1"_s},
         {u"Numbers"_s, VXArrayOf({u"1672531200.5"_s, u"-3"_s, u"0x1F"_s})},
         {u"Bytes"_s, QByteArray("\x0f\xbd\x77\x1c\x27\x35\xae\xff\x00", 9)},
         {u"Empty data"_s, QByteArray()},
         {u"Empty string"_s, QString()},
-        {u"Nested"_s, VXDictionaryOf({{u"Inner"_s, VXArrayOf({u"a"_s, VXArrayOf({u"b"_s, u"c"_s}), VXValue(VXMakeDictionary())})},
-                                      {u"Empty"_s, VXValue(VXMakeDictionary())}})},
+        {u"Nested"_s,
+         VXDictionaryOf({{u"Inner"_s, VXArrayOf({u"a"_s, VXArrayOf({u"b"_s, u"c"_s}), VXValue(VXMakeDictionary())})},
+                         {u"Empty"_s, VXValue(VXMakeDictionary())}})},
         {u"Shorthand"_s, u"Shorthand"_s},
         {u"Unicode"_s, u"Résumé — 日本 😀"_s},
         {u"Count"_s, 42},
@@ -88,7 +90,7 @@ VXValue nested(int depth)
     return value;
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXOpenStepPropertyList, ReadsTheFormsOfCoreFoundationAndGNUstep)
 {
@@ -105,8 +107,9 @@ TEST(VXOpenStepPropertyList, ReadsTheFormsOfCoreFoundationAndGNUstep)
     // Any value may be the root.
     EXPECT_EQ(read("\"just a string\""), VXValue(u"just a string"_s));
     EXPECT_EQ(read("  word  // trailing comment"), VXValue(u"word"_s));
-    EXPECT_EQ(read("( one, \"two\", <>, ( three ), { four = 4; } )"),
-              VXArrayOf({u"one"_s, u"two"_s, QByteArray(), VXArrayOf({u"three"_s}), VXDictionaryOf({{u"four"_s, u"4"_s}})}));
+    EXPECT_EQ(
+        read("( one, \"two\", <>, ( three ), { four = 4; } )"),
+        VXArrayOf({u"one"_s, u"two"_s, QByteArray(), VXArrayOf({u"three"_s}), VXDictionaryOf({{u"four"_s, u"4"_s}})}));
     EXPECT_EQ(read("()"), VXValue(VXMakeArray()));
     EXPECT_EQ(read("{}"), VXValue(VXMakeDictionary()));
     EXPECT_EQ(read("<0001 02>"), VXValue(QByteArray("\x00\x01\x02", 3)));
@@ -197,12 +200,14 @@ TEST(VXOpenStepPropertyList, RefusesMalformedTextWithOneLogLine)
         const QStringList lines = log.take();
         EXPECT_EQ(lines.size(), 1) << text.toStdString() << "\n" << lines.join(u'\n').toStdString();
         if (!lines.isEmpty()) {
-            EXPECT_TRUE(lines.first().startsWith(u"cannot read old-style property list: "_s)) << lines.first().toStdString();
+            EXPECT_TRUE(lines.first().startsWith(u"cannot read old-style property list: "_s))
+                << lines.first().toStdString();
         }
     }
     // Lines are counted as the format counts them (\r\n, \r and \n each end one).
     read("{\r\n a = b;\r c = d;\n e = <zz>; }");
-    EXPECT_EQ(log.take(), QStringList{u"cannot read old-style property list: invalid character 'z' in data at line 4"_s});
+    EXPECT_EQ(log.take(),
+              QStringList {u"cannot read old-style property list: invalid character 'z' in data at line 4"_s});
 }
 
 TEST(VXOpenStepPropertyList, SurvivesTruncationAndBoundsNesting)
@@ -239,7 +244,10 @@ TEST(VXOpenStepPropertyList, SurvivesRandomDamage)
             switch (random() % 4) {
             case 0: text[at] = pieces[random() % (sizeof pieces - 1)]; break;
             case 1: text.remove(at, 1 + static_cast<qsizetype>(random() % 16)); break;
-            case 2: text.insert(at, text.mid(static_cast<qsizetype>(random() % static_cast<std::uint32_t>(text.size())), 12)); break;
+            case 2:
+                text.insert(at,
+                            text.mid(static_cast<qsizetype>(random() % static_cast<std::uint32_t>(text.size())), 12));
+                break;
             default: text.insert(at, pieces[random() % (sizeof pieces - 1)]); break;
             }
         }

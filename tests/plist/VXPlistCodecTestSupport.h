@@ -3,8 +3,8 @@
 // Helpers shared by the XML and old-style property-list tests: building trees tersely and
 // catching the codec's log lines.
 
-#include "VXValue.h"
 #include "VXTestSupport.h"
+#include "VXValue.h"
 
 #include <QByteArrayView>
 #include <QStringList>
@@ -34,5 +34,5 @@ inline VXValue VXDictionaryOf(std::initializer_list<std::pair<QString, VXValue>>
 class VXPlistLogCapture : public VXLogCapture
 {
 public:
-    VXPlistLogCapture() : VXLogCapture("wendle.plist") {}
+    VXPlistLogCapture() : VXLogCapture("wendle.plist") { }
 };

@@ -12,7 +12,7 @@ QString key(int i)
     return QStringLiteral("window %1").arg(i);
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXValue, ContainersAreSharedAndDeepCopiesAreNot)
 {
@@ -87,9 +87,7 @@ TEST(VXValue, DictionaryAgreesWithAReferenceMapUnderRandomEdits)
             dictionary->insert(key(k), step);
             reference[k] = step;
             break;
-        case 2:
-            EXPECT_EQ(dictionary->remove(key(k)), reference.erase(k) == 1);
-            break;
+        case 2: EXPECT_EQ(dictionary->remove(key(k)), reference.erase(k) == 1); break;
         }
     }
     ASSERT_EQ(dictionary->size(), reference.size());
@@ -127,5 +125,5 @@ TEST(VXValue, CodePointOrderPutsAstralCharactersAfterThePrivateUseArea)
     std::vector<QString> order;
     for (std::size_t i : d->sortedEntryIndexes())
         order.push_back(d->entries()[i].key);
-    EXPECT_EQ(order, (std::vector<QString>{QStringLiteral("A"), QStringLiteral("b"), privateUse, astral}));
+    EXPECT_EQ(order, (std::vector<QString> {QStringLiteral("A"), QStringLiteral("b"), privateUse, astral}));
 }

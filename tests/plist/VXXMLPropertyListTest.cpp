@@ -92,7 +92,8 @@ VXValue edgeTree(bool fractions)
 {
     VXValue deep = VXDictionaryOf({{u"bottom"_s, pattern(50)}});
     for (int level = 0; level < 14; ++level)
-        deep = VXDictionaryOf({{u"level"_s, level}, {u"data"_s, pattern(level * 9 + 1)}, {u"next"_s, VXArrayOf({deep})}});
+        deep = VXDictionaryOf(
+            {{u"level"_s, level}, {u"data"_s, pattern(level * 9 + 1)}, {u"next"_s, VXArrayOf({deep})}});
     VXArrayRef data = VXMakeArray();
     for (int n : {1, 2, 3, 56, 57, 58, 100, 1000})
         data->append(pattern(n));
@@ -103,18 +104,36 @@ VXValue edgeTree(bool fractions)
         {u"empty data"_s, QByteArray()},
         {u"unicode"_s, u"h\u00e9llo \u4e16\u754c \U0001F600 \U00010000 \u00a0\u2028"_s},
         {u"specials"_s, u"a & b < c > d \"q\" 's' ]]> &amp; \t tab\nnewline"_s},
-        {u"integers"_s, VXArrayOf({0, 1, -1, 2147483648LL, std::numeric_limits<long long>::max(),
-                                   VXValue::unsignedInteger(1ULL << 63), std::numeric_limits<unsigned long long>::max(),
-                                   std::numeric_limits<long long>::min(), 255})},
-        {u"reals"_s, VXArrayOf({0.0, -0.0, 0.1, 1e16, 1e-05, 1.5e-05, 123456789.0, 1e15, 0.0001, 1.0 / 3.0, 2.5e-300,
-                                1.7976931348623157e308, 5e-324, std::numeric_limits<double>::infinity(),
-                                -std::numeric_limits<double>::infinity(), 9007199254740993.0, 100.0, -273.15, 1e22,
-                                1.2345678901234567e-07})},
+        {u"integers"_s,
+         VXArrayOf({0, 1, -1, 2147483648LL, std::numeric_limits<long long>::max(), VXValue::unsignedInteger(1ULL << 63),
+                    std::numeric_limits<unsigned long long>::max(), std::numeric_limits<long long>::min(), 255})},
+        {u"reals"_s,
+         VXArrayOf({0.0,
+                    -0.0,
+                    0.1,
+                    1e16,
+                    1e-05,
+                    1.5e-05,
+                    123456789.0,
+                    1e15,
+                    0.0001,
+                    1.0 / 3.0,
+                    2.5e-300,
+                    1.7976931348623157e308,
+                    5e-324,
+                    std::numeric_limits<double>::infinity(),
+                    -std::numeric_limits<double>::infinity(),
+                    9007199254740993.0,
+                    100.0,
+                    -273.15,
+                    1e22,
+                    1.2345678901234567e-07})},
         {u"booleans"_s, VXArrayOf({true, false})},
-        {u"dates"_s, VXArrayOf({VXValue::dateFromUnixTime(978307200.0), VXValue::dateFromUnixTime(0.0),
-                                VXValue::dateFromUnixTime(fractions ? -0.5 : -1.0),
-                                VXValue::dateFromUnixTime(fractions ? 1709210096.999999 : 1709210096.0),
-                                VXValue::dateFromUnixTime(-62135596800.0), VXValue::dateFromUnixTime(253402300799.0)})},
+        {u"dates"_s,
+         VXArrayOf({VXValue::dateFromUnixTime(978307200.0), VXValue::dateFromUnixTime(0.0),
+                    VXValue::dateFromUnixTime(fractions ? -0.5 : -1.0),
+                    VXValue::dateFromUnixTime(fractions ? 1709210096.999999 : 1709210096.0),
+                    VXValue::dateFromUnixTime(-62135596800.0), VXValue::dateFromUnixTime(253402300799.0)})},
         {u"data"_s, VXValue(data)},
         {u"deep"_s, deep},
         {u"Zebra"_s, 1},
@@ -127,7 +146,8 @@ VXValue edgeTree(bool fractions)
 
 VXProcessResult runPeer(const QStringList &arguments, const QByteArray &input = QByteArray())
 {
-    return VXRunProcess(VXTestPython(), QStringList{u"-c"_s, QString::fromUtf8(kPeerScript)} + arguments, 120000, input);
+    return VXRunProcess(VXTestPython(), QStringList {u"-c"_s, QString::fromUtf8(kPeerScript)} + arguments, 120000,
+                        input);
 }
 
 QByteArray readFile(const QString &path)
@@ -151,7 +171,8 @@ std::string firstDifference(const QByteArray &a, const QByteArray &b)
         const QByteArray left = x.value(i, "<none>");
         const QByteArray right = y.value(i, "<none>");
         if (left != right)
-            return "line " + std::to_string(i + 1) + ": ours \"" + left.toStdString() + "\", theirs \"" + right.toStdString() + "\"";
+            return "line " + std::to_string(i + 1) + ": ours \"" + left.toStdString() + "\", theirs \""
+                + right.toStdString() + "\"";
     }
     return "no difference";
 }
@@ -187,7 +208,7 @@ QByteArray nestedDocument(int depth)
     if (VXTestPython().isEmpty())                                                                                      \
     GTEST_SKIP() << "no Python interpreter with plistlib at /usr/bin/python3"
 
-} // namespace
+}   // namespace
 
 TEST(VXXMLPropertyList, AgreesWithPlistlibOnEdgeValues)
 {
@@ -234,7 +255,8 @@ TEST(VXXMLPropertyList, WritesRealsAsPythonReprDoes)
         reals->append(static_cast<double>(random() % 100000) / std::pow(10.0, static_cast<double>(random() % 8)));
     for (int exponent = -325; exponent <= 309; ++exponent) {
         const double power = std::pow(10.0, exponent);
-        for (double real : {power, std::nextafter(power, 0.0), std::nextafter(power, HUGE_VAL), 9.5 * power, -1.25 * power})
+        for (double real :
+             {power, std::nextafter(power, 0.0), std::nextafter(power, HUGE_VAL), 9.5 * power, -1.25 * power})
             reals->append(real);
     }
     // Few decimals are written by a shortcut that holds up to 2^48 scaled by 10^decimals: its
@@ -253,7 +275,7 @@ TEST(VXXMLPropertyList, WritesRealsAsPythonReprDoes)
     }
     reals->append(std::numeric_limits<double>::quiet_NaN());
     reals->append(std::numeric_limits<double>::denorm_min());
-    const VXValue tree{reals};
+    const VXValue tree {reals};
 
     const QByteArray ours = written(tree);
     ASSERT_FALSE(ours.isEmpty());
@@ -293,7 +315,8 @@ TEST(VXXMLPropertyList, KeepsWhatPlistlibWouldChangeAndRefusesWhatXMLCannotHold)
     if (!VXTestPython().isEmpty()) {
         const VXProcessResult result = VXRunProcess(
             VXTestPython(),
-            {u"-c"_s, u"import plistlib,sys; d=plistlib.loads(sys.stdin.buffer.read()); sys.exit(d != {'dos\\r\\nkey': 'one\\r\\ntwo\\rthree\\n'})"_s},
+            {u"-c"_s,
+             u"import plistlib,sys; d=plistlib.loads(sys.stdin.buffer.read()); sys.exit(d != {'dos\\r\\nkey': 'one\\r\\ntwo\\rthree\\n'})"_s},
             60000, bytes);
         EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
     }
@@ -333,9 +356,9 @@ TEST(VXXMLPropertyList, KeepsWhatPlistlibWouldChangeAndRefusesWhatXMLCannotHold)
     EXPECT_EQ(VXXMLPropertyListReader::read(written(allowed)), allowed);
 
     // Dates outside the years 0-9999 keep their year in full and read back.
-    const VXValue farDates = VXArrayOf({VXValue::dateFromUnixTime(-62167219200.0 - 86400.0 * 365), // 2 BC: -0001
-                                        VXValue::dateFromUnixTime(253402300800.0),                  // 10000-01-01
-                                        VXValue::dateFromUnixTime(-62167219200.0)});                // 1 BC: 0000
+    const VXValue farDates = VXArrayOf({VXValue::dateFromUnixTime(-62167219200.0 - 86400.0 * 365),   // 2 BC: -0001
+                                        VXValue::dateFromUnixTime(253402300800.0),   // 10000-01-01
+                                        VXValue::dateFromUnixTime(-62167219200.0)});   // 1 BC: 0000
     const QByteArray far = written(farDates);
     EXPECT_TRUE(far.contains("<date>-0001-01-01T00:00:00Z</date>")) << far.toStdString();
     EXPECT_TRUE(far.contains("<date>10000-01-01T00:00:00Z</date>")) << far.toStdString();
@@ -368,7 +391,8 @@ TEST(VXXMLPropertyList, ExchangesWithPlistutil)
     const QString oursPath = dir.filePath(u"ours.xml"_s);
     const QString convertedPath = dir.filePath(u"converted.bplist"_s);
     ASSERT_TRUE(writeFile(oursPath, written(edgeTree(false))));
-    const VXProcessResult converted = VXRunProcess(plistutil, {u"-i"_s, oursPath, u"-o"_s, convertedPath, u"-f"_s, u"bin"_s});
+    const VXProcessResult converted
+        = VXRunProcess(plistutil, {u"-i"_s, oursPath, u"-o"_s, convertedPath, u"-f"_s, u"bin"_s});
     ASSERT_EQ(converted.exitCode, 0) << converted.standardError.toStdString();
     const VXProcessResult checked = runPeer({u"check"_s, convertedPath});
     EXPECT_EQ(checked.exitCode, 0) << checked.standardError.toStdString();
@@ -380,35 +404,35 @@ TEST(VXXMLPropertyList, ReadsTheXMLOfOtherWriters)
     // and processing instructions, attributes in either quote, CDATA, references, line ends to
     // normalise, numbers in every spelling CoreFoundation and plistlib accept, loose base64,
     // empty elements, and a repeated key (the last one wins).
-    const QByteArray document =
-        "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-        "<!-- before the doctype -->\n"
-        "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-        "<?some-instruction with data?>\n"
-        "<plist version = '1.0' >\n"
-        "<dict>\r\n"
-        "  <key>entities</key><string>&amp;&lt;&gt;&quot;&apos;&#65;&#x42;&#x1F600;&#233;</string>\n"
-        "  <key>cdata</key><string><![CDATA[<not a tag> & raw\r\n]]> tail</string>\n"
-        "  <key>comment inside</key><string>be<!-- hidden --><?pi?>fore</string>\n"
-        "  <key>line ends</key><string>one\r\ntwo\rthree&#13;\n</string>\n"
-        "  <key>integers</key><array><integer> 0x1F </integer><integer>-0x10</integer><integer>+7</integer>"
-        "<integer>18446744073709551615</integer><integer>-9223372036854775808</integer><integer>-0</integer>"
-        "<integer>0XfF</integer></array>\n"
-        "  <key>reals</key><array><real>+infinity</real><real>-Infinity</real><real>inf</real><real>NaN</real>"
-        "<real> 2.5 </real><real>.5</real><real>5.</real><real>1e400</real><real>-1e-400</real><real>1E3</real></array>\n"
-        "  <key>dates</key><array><date>2001-01-01T00:00:00Z</date><date>2001-01-01T00:00:00.25Z</date>"
-        "<date>2001-02Z</date><date>1969-12-31T23:59:59Z</date><date>2000-02-29T12:00Z</date></array>\n"
-        "  <key>data</key><data>\n\t\tAAEC\n  AwQ=\n\t</data>\n"
-        "  <key>unpadded</key><data>AAECAw</data>\n"
-        "  <key>empty</key><array><string/><data/><dict/><array/><data></data><string></string><dict></dict></array>\n"
-        "  <key>booleans</key><array><true/><false /><true></true></array>\n"
-        "  <key>repeated</key><string>first</string>\n"
-        "  <key>repeated</key><string>second</string>\n"
-        "  <key/><string>empty key</string>\n"
-        "  <key>non-ASCII \xE2\x80\x94 key</key><string>\xC3\xA9\xF0\x9F\x98\x80</string>\n"
-        "</dict>\n"
-        "</plist>\n"
-        "<!-- trailing comment -->\n";
+    const QByteArray document
+        = "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+          "<!-- before the doctype -->\n"
+          "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+          "<?some-instruction with data?>\n"
+          "<plist version = '1.0' >\n"
+          "<dict>\r\n"
+          "  <key>entities</key><string>&amp;&lt;&gt;&quot;&apos;&#65;&#x42;&#x1F600;&#233;</string>\n"
+          "  <key>cdata</key><string><![CDATA[<not a tag> & raw\r\n]]> tail</string>\n"
+          "  <key>comment inside</key><string>be<!-- hidden --><?pi?>fore</string>\n"
+          "  <key>line ends</key><string>one\r\ntwo\rthree&#13;\n</string>\n"
+          "  <key>integers</key><array><integer> 0x1F </integer><integer>-0x10</integer><integer>+7</integer>"
+          "<integer>18446744073709551615</integer><integer>-9223372036854775808</integer><integer>-0</integer>"
+          "<integer>0XfF</integer></array>\n"
+          "  <key>reals</key><array><real>+infinity</real><real>-Infinity</real><real>inf</real><real>NaN</real>"
+          "<real> 2.5 </real><real>.5</real><real>5.</real><real>1e400</real><real>-1e-400</real><real>1E3</real></array>\n"
+          "  <key>dates</key><array><date>2001-01-01T00:00:00Z</date><date>2001-01-01T00:00:00.25Z</date>"
+          "<date>2001-02Z</date><date>1969-12-31T23:59:59Z</date><date>2000-02-29T12:00Z</date></array>\n"
+          "  <key>data</key><data>\n\t\tAAEC\n  AwQ=\n\t</data>\n"
+          "  <key>unpadded</key><data>AAECAw</data>\n"
+          "  <key>empty</key><array><string/><data/><dict/><array/><data></data><string></string><dict></dict></array>\n"
+          "  <key>booleans</key><array><true/><false /><true></true></array>\n"
+          "  <key>repeated</key><string>first</string>\n"
+          "  <key>repeated</key><string>second</string>\n"
+          "  <key/><string>empty key</string>\n"
+          "  <key>non-ASCII \xE2\x80\x94 key</key><string>\xC3\xA9\xF0\x9F\x98\x80</string>\n"
+          "</dict>\n"
+          "</plist>\n"
+          "<!-- trailing comment -->\n";
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double inf = std::numeric_limits<double>::infinity();
     const VXValue expected = VXDictionaryOf({
@@ -416,15 +440,18 @@ TEST(VXXMLPropertyList, ReadsTheXMLOfOtherWriters)
         {u"cdata"_s, u"<not a tag> & raw\n tail"_s},
         {u"comment inside"_s, u"before"_s},
         {u"line ends"_s, u"one\ntwo\nthree\r\n"_s},
-        {u"integers"_s, VXArrayOf({31, -16, 7, std::numeric_limits<unsigned long long>::max(),
-                                   std::numeric_limits<long long>::min(), 0, 255})},
+        {u"integers"_s,
+         VXArrayOf({31, -16, 7, std::numeric_limits<unsigned long long>::max(), std::numeric_limits<long long>::min(),
+                    0, 255})},
         {u"reals"_s, VXArrayOf({inf, -inf, inf, nan, 2.5, 0.5, 5.0, inf, -0.0, 1000.0})},
-        {u"dates"_s, VXArrayOf({VXValue::dateSince2001(0.0), VXValue::dateSince2001(0.25), VXValue::dateSince2001(31 * 86400.0),
-                                VXValue::dateFromUnixTime(-1.0), VXValue::dateFromUnixTime(951825600.0)})},
+        {u"dates"_s,
+         VXArrayOf({VXValue::dateSince2001(0.0), VXValue::dateSince2001(0.25), VXValue::dateSince2001(31 * 86400.0),
+                    VXValue::dateFromUnixTime(-1.0), VXValue::dateFromUnixTime(951825600.0)})},
         {u"data"_s, QByteArray("\x00\x01\x02\x03\x04", 5)},
         {u"unpadded"_s, QByteArray("\x00\x01\x02\x03", 4)},
-        {u"empty"_s, VXArrayOf({QString(), QByteArray(), VXValue(VXMakeDictionary()), VXValue(VXMakeArray()), QByteArray(),
-                                QString(), VXValue(VXMakeDictionary())})},
+        {u"empty"_s,
+         VXArrayOf({QString(), QByteArray(), VXValue(VXMakeDictionary()), VXValue(VXMakeArray()), QByteArray(),
+                    QString(), VXValue(VXMakeDictionary())})},
         {u"booleans"_s, VXArrayOf({true, false, true})},
         {u"repeated"_s, u"second"_s},
         {QString(), u"empty key"_s},
@@ -437,7 +464,8 @@ TEST(VXXMLPropertyList, ReadsTheXMLOfOtherWriters)
     // A root without the <plist> wrapper, and a UTF-16 document with its byte-order mark.
     EXPECT_EQ(VXXMLPropertyListReader::read("<array><integer>1</integer><string>x</string></array>"),
               VXArrayOf({1, u"x"_s}));
-    const QString text = u"<?xml version=\"1.0\" encoding=\"UTF-16\"?><plist><dict><key>\u00e9</key><string>\U0001F600</string></dict></plist>"_s;
+    const QString text
+        = u"<?xml version=\"1.0\" encoding=\"UTF-16\"?><plist><dict><key>\u00e9</key><string>\U0001F600</string></dict></plist>"_s;
     for (QStringConverter::Encoding encoding : {QStringConverter::Utf16LE, QStringConverter::Utf16BE}) {
         QStringEncoder encoder(encoding, QStringConverter::Flag::WriteBom);
         const QByteArray utf16 = encoder.encode(text);
@@ -544,7 +572,7 @@ TEST(VXXMLPropertyList, RefusesMalformedDocumentsWithOneLogLine)
     }
     // The failure says where.
     VXXMLPropertyListReader::read("<array>\n<string>a</string>\n<bogus/>\n</array>");
-    EXPECT_EQ(log.take(), QStringList{u"cannot read XML property list: unexpected element <bogus> at line 3"_s});
+    EXPECT_EQ(log.take(), QStringList {u"cannot read XML property list: unexpected element <bogus> at line 3"_s});
 }
 
 TEST(VXXMLPropertyList, SurvivesTruncationAtEveryOffset)
@@ -603,7 +631,8 @@ TEST(VXXMLPropertyList, SurvivesRandomDamage)
     // back; everything else must fail cleanly.
     const QByteArray original = written(VXDictionaryOf({
         {u"a & b"_s, VXArrayOf({1, -2.5, u"text <with> markup"_s, pattern(80), VXValue::dateFromUnixTime(0.0)})},
-        {u"b"_s, VXDictionaryOf({{u"c"_s, VXArrayOf({true, false, VXValue(VXMakeArray())})}, {u"d"_s, u"\u00e9\r\n"_s}})},
+        {u"b"_s,
+         VXDictionaryOf({{u"c"_s, VXArrayOf({true, false, VXValue(VXMakeArray())})}, {u"d"_s, u"\u00e9\r\n"_s}})},
     }));
     const char pieces[] = "<>/&;#x=\"'![]-?CDATA0123456789abcdef \n\r\t\xC3\xA9\xFF\x00";
     std::mt19937 random(7);
@@ -617,7 +646,11 @@ TEST(VXXMLPropertyList, SurvivesRandomDamage)
             switch (random() % 4) {
             case 0: document[at] = pieces[random() % (sizeof pieces - 1)]; break;
             case 1: document.remove(at, 1 + static_cast<qsizetype>(random() % 16)); break;
-            case 2: document.insert(at, document.mid(static_cast<qsizetype>(random() % static_cast<std::uint32_t>(document.size())), 12)); break;
+            case 2:
+                document.insert(
+                    at,
+                    document.mid(static_cast<qsizetype>(random() % static_cast<std::uint32_t>(document.size())), 12));
+                break;
             default: document.insert(at, pieces[random() % (sizeof pieces - 1)]); break;
             }
         }

@@ -36,4 +36,4 @@ public:
     std::unique_ptr<VXUserDefaults> defaults;
 };
 
-} // namespace vxtest
+}   // namespace vxtest

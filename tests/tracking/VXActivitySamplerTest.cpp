@@ -45,7 +45,7 @@ protected:
     VXDesktopSnapshot snapshot;
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(SamplerTest, TheFirstTickIsAGapThatClosesWhatTheLastRunLeftOpen)
 {
@@ -71,8 +71,8 @@ TEST_F(SamplerTest, TheFirstTickIsAGapThatClosesWhatTheLastRunLeftOpen)
     // output:  [T      -T+100]                      [T+1000 ...
     tick(T + 1000);
     EXPECT_EQ(timeOf(editor()), 100.0);   // the time the program did not run is never credited
-    EXPECT_EQ(activeLog(editor()), (Log{T, -(T + 100), T + 1000}));
-    EXPECT_EQ(frontLog(editor()), (Log{T, -(T + 100), T + 1000}));
+    EXPECT_EQ(activeLog(editor()), (Log {T, -(T + 100), T + 1000}));
+    EXPECT_EQ(frontLog(editor()), (Log {T, -(T + 100), T + 1000}));
     EXPECT_EQ(configuration->value(VXOverallTimeKey), VXValue(100.0));
     EXPECT_EQ(configuration->value(VXFirstTimestampKey), VXValue(T));   // kept
     EXPECT_EQ(configuration->value(VXFirstPoolTimestampKey), VXValue(T + 1000));   // set where missing
@@ -83,14 +83,14 @@ TEST_F(SamplerTest, TheFirstTickIsAGapThatClosesWhatTheLastRunLeftOpen)
     EXPECT_EQ(frontTimeOf(editor()), 102.0);
     EXPECT_EQ(sampler.overallApplicationTime(), 102.0);
     EXPECT_EQ(sampler.overallPoolTime(), 2.0);
-    EXPECT_EQ(activeLog(editor()), (Log{T, -(T + 100), T + 1000}));
+    EXPECT_EQ(activeLog(editor()), (Log {T, -(T + 100), T + 1000}));
 }
 
 TEST_F(SamplerTest, ApplicationsAreKeyedByIdentifierOrPathAndKeepTheirFirstName)
 {
     desktop.launch(u"Editor"_s, kEditorPath, kEditorID, 10);
     desktop.launch(u" Tool \n"_s, u"/opt/tool/bin/tool"_s, QString(), 11);
-    desktop.launch(u"Wendle"_s, u"/usr/share/applications/wendle.desktop"_s, u"wendle"_s, 12);      // itself
+    desktop.launch(u"Wendle"_s, u"/usr/share/applications/wendle.desktop"_s, u"wendle"_s, 12);   // itself
     desktop.launch(u"Tray Helper"_s, u"/usr/bin/helper"_s, u"helper"_s, 13, VXActivationPolicy::Accessory);
     desktop.launch(u"No Bundle"_s, QString(), u"nobundle"_s, 14);
     desktop.launch(u"   "_s, u"/usr/bin/blank"_s, u"blank"_s, 15);
@@ -104,7 +104,7 @@ TEST_F(SamplerTest, ApplicationsAreKeyedByIdentifierOrPathAndKeepTheirFirstName)
     EXPECT_EQ(applicationItem(*configuration, u"/opt/tool/bin/tool"_s)->value(VXNameKey), VXValue(u"Tool"_s));
     EXPECT_EQ(timeOf(editor()), 0.5);
     EXPECT_EQ(frontTimeOf(editor()), 0.0);   // nothing tracked was in front
-    EXPECT_EQ(namesOf(*sampler.applicationArray()), (QStringList{u"Editor"_s, u"Tool"_s}));
+    EXPECT_EQ(namesOf(*sampler.applicationArray()), (QStringList {u"Editor"_s, u"Tool"_s}));
 
     // Renamed and moved: the item keeps its name, takes the new path.
     desktop.state().runningApplications[0].localizedName = u"Editor Pro"_s;
@@ -138,12 +138,13 @@ TEST_F(SamplerTest, TwoProcessesOfOneApplicationCreditItOnceEach)
     EXPECT_EQ(timeOf(editor()), 3.0);
     EXPECT_EQ(frontTimeOf(editor()), 3.0);
     EXPECT_EQ(sampler.overallApplicationTime(), 1.5);
-    EXPECT_EQ(activeLog(editor()), (Log{T}));
+    EXPECT_EQ(activeLog(editor()), (Log {T}));
 }
 
 TEST_F(SamplerTest, WindowsWhoseTitlesCutToOneKeyCountOnceAndPassNoFrontStatus)
 {
-    configuration->insert(VXCutoffsKey, dictionary({{u"editor"_s, dictionary({{VXSeparatorsKey, strings({u" - "})}})}}));
+    configuration->insert(VXCutoffsKey,
+                          dictionary({{u"editor"_s, dictionary({{VXSeparatorsKey, strings({u" - "})}})}}));
     desktop.launch(u"Editor"_s, kEditorPath, kEditorID, 10);
     desktop.launch(u"Editor"_s, kEditorPath, kEditorID, 11);
     desktop.openWindow(11, u"Notes"_s);
@@ -202,7 +203,7 @@ TEST_F(SamplerTest, ABlacklistedFrontWindowPassesTheFrontOnOrTakesItAlong)
     tick(T + 3);
     EXPECT_EQ(frontTimeOf(*window(kEditorID, u"Report"_s)), 1.0);   // no front window any more
     EXPECT_EQ(timeOf(*window(kEditorID, u"Report"_s)), 3.0);
-    EXPECT_EQ(frontLog(*window(kEditorID, u"Report"_s)), (Log{T, -(T + 1)}));
+    EXPECT_EQ(frontLog(*window(kEditorID, u"Report"_s)), (Log {T, -(T + 1)}));
     EXPECT_EQ(frontTimeOf(editor()), 3.0);   // the application stays in front
 }
 
@@ -230,7 +231,7 @@ TEST_F(SamplerTest, WindowLevelsSpacesAndTheOrderedInTest)
         keys.sort();
         return keys;
     };
-    EXPECT_EQ(tracked(), (QStringList{u"Other Space"_s, u"Sheet"_s}));
+    EXPECT_EQ(tracked(), (QStringList {u"Other Space"_s, u"Sheet"_s}));
     // Windows on screen come first: the front window is the visible one.
     EXPECT_TRUE(boolForKey(*window(kEditorID, u"Sheet"_s), VXFrontActiveKey));
     EXPECT_FALSE(boolForKey(*window(kEditorID, u"Other Space"_s), VXFrontActiveKey));
@@ -238,7 +239,7 @@ TEST_F(SamplerTest, WindowLevelsSpacesAndTheOrderedInTest)
     settings.includeFloatingWindows = true;
     settings.includeWindowsFromAllSpaces = false;
     tick(T + 1);
-    EXPECT_EQ(tracked(), (QStringList{u"Palette"_s, u"Sheet"_s}));
+    EXPECT_EQ(tracked(), (QStringList {u"Palette"_s, u"Sheet"_s}));
 }
 
 TEST_F(SamplerTest, TheListsShowWhatIsActiveSortedAndHideTheRest)
@@ -258,26 +259,27 @@ TEST_F(SamplerTest, TheListsShowWhatIsActiveSortedAndHideTheRest)
     tick(T + 2);
 
     // Sorted by front time, then name.
-    EXPECT_EQ(namesOf(*sampler.applicationArray()), (QStringList{u"Editor"_s, u"Mail"_s}));
-    EXPECT_EQ(namesOf(*editor().value(VXChildrenKey).array()), (QStringList{u"Notes"_s, u"Draft"_s}));
-    EXPECT_EQ(namesOf(*sampler.poolArray()), (QStringList{u"Work"_s, u"Idle"_s}));
-    EXPECT_EQ(namesOf(*work->value(VXChildrenKey).array()), (QStringList{u"Editor"_s, u"Mail"_s}));   // sorted in place
+    EXPECT_EQ(namesOf(*sampler.applicationArray()), (QStringList {u"Editor"_s, u"Mail"_s}));
+    EXPECT_EQ(namesOf(*editor().value(VXChildrenKey).array()), (QStringList {u"Notes"_s, u"Draft"_s}));
+    EXPECT_EQ(namesOf(*sampler.poolArray()), (QStringList {u"Work"_s, u"Idle"_s}));
+    EXPECT_EQ(namesOf(*work->value(VXChildrenKey).array()),
+              (QStringList {u"Editor"_s, u"Mail"_s}));   // sorted in place
 
     desktop.closeWindow(draft);
     desktop.quit(20);
     tick(T + 3);
-    EXPECT_EQ(namesOf(*sampler.applicationArray()), (QStringList{u"Editor"_s}));
-    EXPECT_EQ(namesOf(*editor().value(VXChildrenKey).array()), (QStringList{u"Notes"_s}));
+    EXPECT_EQ(namesOf(*sampler.applicationArray()), (QStringList {u"Editor"_s}));
+    EXPECT_EQ(namesOf(*editor().value(VXChildrenKey).array()), (QStringList {u"Notes"_s}));
     EXPECT_FALSE(applicationItem(*configuration, kMailID)->contains(VXChildrenKey));
-    EXPECT_EQ(activeLog(*applicationItem(*configuration, kMailID)), (Log{T, -(T + 2)}));
-    EXPECT_EQ(namesOf(*sampler.poolArray()), (QStringList{u"Work"_s, u"Idle"_s}));   // inactive pools shown
+    EXPECT_EQ(activeLog(*applicationItem(*configuration, kMailID)), (Log {T, -(T + 2)}));
+    EXPECT_EQ(namesOf(*sampler.poolArray()), (QStringList {u"Work"_s, u"Idle"_s}));   // inactive pools shown
 
     settings.showInactivePools = false;
     settings.showInactiveApplicationItems = true;
     tick(T + 4);
-    EXPECT_EQ(namesOf(*sampler.poolArray()), (QStringList{u"Work"_s}));
-    EXPECT_EQ(namesOf(*sampler.applicationArray()), (QStringList{u"Editor"_s, u"Mail"_s}));
-    EXPECT_EQ(namesOf(*editor().value(VXChildrenKey).array()), (QStringList{u"Notes"_s, u"Draft"_s}));
+    EXPECT_EQ(namesOf(*sampler.poolArray()), (QStringList {u"Work"_s}));
+    EXPECT_EQ(namesOf(*sampler.applicationArray()), (QStringList {u"Editor"_s, u"Mail"_s}));
+    EXPECT_EQ(namesOf(*editor().value(VXChildrenKey).array()), (QStringList {u"Notes"_s, u"Draft"_s}));
 }
 
 TEST_F(SamplerTest, ARenamedWindowEndsOneItemAndStartsAnother)
@@ -292,8 +294,8 @@ TEST_F(SamplerTest, ARenamedWindowEndsOneItemAndStartsAnother)
     tick(T + 3);
     // input:   T  T+1 | T+2 T+3      (renamed between T+1 and T+2)
     // output:  [Untitled  ]  [Report  ]
-    EXPECT_EQ(activeLog(*window(kEditorID, u"Untitled"_s)), (Log{T, -(T + 1)}));
-    EXPECT_EQ(activeLog(*window(kEditorID, u"Report"_s)), (Log{T + 2}));
+    EXPECT_EQ(activeLog(*window(kEditorID, u"Untitled"_s)), (Log {T, -(T + 1)}));
+    EXPECT_EQ(activeLog(*window(kEditorID, u"Report"_s)), (Log {T + 2}));
     EXPECT_EQ(timeOf(*window(kEditorID, u"Untitled"_s)), 1.0);
     EXPECT_EQ(timeOf(*window(kEditorID, u"Report"_s)), 1.0);
     EXPECT_EQ(timeOf(editor()), 3.0);
@@ -321,7 +323,7 @@ TEST_F(SamplerTest, AGapAfterAPauseCreditsNothingAndSplitsThePeriods)
     // input:   T  T+1  (paused)  T+60  T+61
     // output:  [T  -T+1]         [T+60 ...
     EXPECT_EQ(timeOf(editor()), 2.0);
-    EXPECT_EQ(activeLog(editor()), (Log{T, -(T + 1), T + 60}));
+    EXPECT_EQ(activeLog(editor()), (Log {T, -(T + 1), T + 60}));
     EXPECT_EQ(sampler.overallApplicationTime(), 2.0);
 }
 
@@ -334,14 +336,15 @@ TEST_F(SamplerTest, TheRecordOfDormantWindowsNoticesATreeChangedBehindItsBack)
     tick(T + 1, false);
     desktop.closeWindow(report);
     tick(T + 2, false);
-    EXPECT_EQ(activeLog(*window(kEditorID, u"Report"_s)), (Log{T, -(T + 1)}));
+    EXPECT_EQ(activeLog(*window(kEditorID, u"Report"_s)), (Log {T, -(T + 1)}));
 
     // Someone files a live-looking window without a forced tick: the table changed size, so the
     // next tick walks it in full and closes the period.
-    VXDictionaryRef stray = dictionary({{VXNameKey, u"Stray"_s}, {VXActiveKey, true}, {VXActiveLogKey, numbers({T + 1})}});
+    VXDictionaryRef stray
+        = dictionary({{VXNameKey, u"Stray"_s}, {VXActiveKey, true}, {VXActiveLogKey, numbers({T + 1})}});
     editor().value(VXWindowsByNameKey).dictionary()->insert(u"Stray"_s, stray);
     tick(T + 3, false);
-    EXPECT_EQ(activeLog(*stray), (Log{T + 1, -(T + 2)}));
+    EXPECT_EQ(activeLog(*stray), (Log {T + 1, -(T + 2)}));
 
     // A whole new tree (undo, loading) is another object: walked in full too.
     VXDictionaryRef copy = VXValue(configuration).deepCopy().dictionaryRef();
@@ -350,7 +353,7 @@ TEST_F(SamplerTest, TheRecordOfDormantWindowsNoticesATreeChangedBehindItsBack)
     copiedReport->insert(VXActiveLogKey, numbers({T, -(T + 1), T + 3}));
     configuration = copy;
     tick(T + 4, false);
-    EXPECT_EQ(activeLog(*copiedReport), (Log{T, -(T + 1)}));   // began at the previous sample: dropped
+    EXPECT_EQ(activeLog(*copiedReport), (Log {T, -(T + 1)}));   // began at the previous sample: dropped
 }
 
 TEST_F(SamplerTest, ARootReplacedAroundTheSamePoolsStillClosesTheirPeriods)
@@ -373,7 +376,7 @@ TEST_F(SamplerTest, ARootReplacedAroundTheSamePoolsStillClosesTheirPeriods)
     configuration = shallow;
     desktop.quit(10);
     tick(T + 3, false);
-    EXPECT_EQ(activeLog(*aPool), (Log{T, -(T + 2)}));
-    EXPECT_EQ(activeLog(*editorMember), (Log{T, -(T + 2)}));
+    EXPECT_EQ(activeLog(*aPool), (Log {T, -(T + 2)}));
+    EXPECT_EQ(activeLog(*editorMember), (Log {T, -(T + 2)}));
     EXPECT_FALSE(aPool->contains(VXActiveKey));
 }

@@ -2,8 +2,8 @@
 // tree through these, and every second the program credits ends up in a log through
 // consolidateFrontState().
 
-#include "VXConfigurationKeys.h"
 #include "VXDictionaryExtensions.h"
+#include "VXConfigurationKeys.h"
 #include "VXSorting.h"
 #include "VXTrackingTestSupport.h"
 
@@ -23,11 +23,11 @@ TEST(VXItemAccessors, MissingAndMistypedValuesReadAsZeroAndBooleansAreStoredOnly
                                        {VXFrontTimeKey, 2.5},
                                        {VXActiveKey, QStringLiteral("YES")},
                                        {VXExpandedKey, 1}});
-    EXPECT_EQ(timeIntervalForKey(*item, VXTimeKey), 0.0);           // a string is no number
+    EXPECT_EQ(timeIntervalForKey(*item, VXTimeKey), 0.0);   // a string is no number
     EXPECT_EQ(timeIntervalForKey(*item, VXFrontTimeKey), 2.5);
-    EXPECT_EQ(timeIntervalForKey(*item, VXOverallTimeKey), 0.0);    // missing
-    EXPECT_FALSE(boolForKey(*item, VXActiveKey));                   // a string is no boolean
-    EXPECT_TRUE(boolForKey(*item, VXExpandedKey));                  // a non-zero number is true
+    EXPECT_EQ(timeIntervalForKey(*item, VXOverallTimeKey), 0.0);   // missing
+    EXPECT_FALSE(boolForKey(*item, VXActiveKey));   // a string is no boolean
+    EXPECT_TRUE(boolForKey(*item, VXExpandedKey));   // a non-zero number is true
     EXPECT_FALSE(boolForKey(*item, VXFrontActiveKey));
 
     addTimeInterval(*item, 1.25, VXTimeKey);   // the string reads as 0 and is replaced
@@ -47,11 +47,12 @@ TEST(VXItemAccessors, MissingAndMistypedValuesReadAsZeroAndBooleansAreStoredOnly
 
 TEST(VXItemAccessors, UnsignedIntegersSetOrRemoveAndTryToSet)
 {
-    VXDictionaryRef item = dictionary({{QStringLiteral("a"), 7},
-                                       {QStringLiteral("b"), -3},
-                                       {QStringLiteral("c"), 6.9},
-                                       {QStringLiteral("d"), VXValue::unsignedInteger(std::numeric_limits<std::uint64_t>::max())},
-                                       {QStringLiteral("e"), QStringLiteral("5")}});
+    VXDictionaryRef item
+        = dictionary({{QStringLiteral("a"), 7},
+                      {QStringLiteral("b"), -3},
+                      {QStringLiteral("c"), 6.9},
+                      {QStringLiteral("d"), VXValue::unsignedInteger(std::numeric_limits<std::uint64_t>::max())},
+                      {QStringLiteral("e"), QStringLiteral("5")}});
     EXPECT_EQ(unsignedIntegerForKey(*item, QStringLiteral("a")), 7u);
     EXPECT_EQ(unsignedIntegerForKey(*item, QStringLiteral("b")), 0u);
     EXPECT_EQ(unsignedIntegerForKey(*item, QStringLiteral("c")), 6u);
@@ -67,7 +68,7 @@ TEST(VXItemAccessors, UnsignedIntegersSetOrRemoveAndTryToSet)
     tryToSetObject(*item, VXValue(), QStringLiteral("b"));
     EXPECT_EQ(item->value(QStringLiteral("b")), VXValue(-3));   // no value: left alone
     tryToSetObject(*item, VXValue(1), QString());
-    EXPECT_EQ(item->size(), 4u);                                // no key: nothing stored
+    EXPECT_EQ(item->size(), 4u);   // no key: nothing stored
     tryToSetObject(*item, VXValue(1), QStringLiteral("b"));
     EXPECT_EQ(item->value(QStringLiteral("b")), VXValue(1));
 }
@@ -84,7 +85,7 @@ bool sample(VXDictionary &item, bool seen, double now, double previous, bool gap
     return consolidateFrontState(item, false, gap, now, previous);
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXConsolidation, PeriodsRunFromTheFirstToTheLastSampleThatSawTheItem)
 {
@@ -97,14 +98,14 @@ TEST(VXConsolidation, PeriodsRunFromTheFirstToTheLastSampleThatSawTheItem)
     EXPECT_FALSE(item->contains(VXActiveMarkKey));
     EXPECT_TRUE(sample(*item, true, 101, 100));
     EXPECT_TRUE(sample(*item, true, 102, 101));
-    EXPECT_EQ(activeLog(*item), (Log{100}));
+    EXPECT_EQ(activeLog(*item), (Log {100}));
     EXPECT_FALSE(sample(*item, false, 103, 102));
-    EXPECT_EQ(activeLog(*item), (Log{100, -102}));   // ends at the last sample that saw it
+    EXPECT_EQ(activeLog(*item), (Log {100, -102}));   // ends at the last sample that saw it
     EXPECT_FALSE(item->contains(VXActiveKey));
     EXPECT_FALSE(sample(*item, false, 104, 103));
-    EXPECT_EQ(activeLog(*item), (Log{100, -102}));   // closed stays closed
+    EXPECT_EQ(activeLog(*item), (Log {100, -102}));   // closed stays closed
     EXPECT_TRUE(sample(*item, true, 105, 104));
-    EXPECT_EQ(activeLog(*item), (Log{100, -102, 105}));
+    EXPECT_EQ(activeLog(*item), (Log {100, -102, 105}));
     EXPECT_TRUE(isWellFormedLog(activeLog(*item)));
 }
 
@@ -112,17 +113,17 @@ TEST(VXConsolidation, AnItemSeenInOneSampleOnlyLeavesNoTrace)
 {
     VXDictionaryRef item = dictionary({{VXActiveLogKey, numbers({50, -60})}});
     EXPECT_TRUE(sample(*item, true, 70, 69.5));
-    EXPECT_EQ(activeLog(*item), (Log{50, -60, 70}));
+    EXPECT_EQ(activeLog(*item), (Log {50, -60, 70}));
     EXPECT_FALSE(sample(*item, false, 70.5, 70));
-    EXPECT_EQ(activeLog(*item), (Log{50, -60}));
+    EXPECT_EQ(activeLog(*item), (Log {50, -60}));
 
     // "The same time" is a difference below a millisecond, no more.
     VXDictionaryRef near = dictionary({{VXActiveLogKey, numbers({70.0})}, {VXActiveKey, true}});
     sample(*near, false, 71, 70.0009);
-    EXPECT_EQ(activeLog(*near), Log{});
+    EXPECT_EQ(activeLog(*near), Log {});
     VXDictionaryRef apart = dictionary({{VXActiveLogKey, numbers({70.0})}, {VXActiveKey, true}});
     sample(*apart, false, 71, 70.002);
-    EXPECT_EQ(activeLog(*apart), (Log{70, -70.002}));
+    EXPECT_EQ(activeLog(*apart), (Log {70, -70.002}));
 }
 
 TEST(VXConsolidation, AGapClosesAnOpenPeriodAtThePreviousSampleOrDropsItWhenItBeganThere)
@@ -130,49 +131,49 @@ TEST(VXConsolidation, AGapClosesAnOpenPeriodAtThePreviousSampleOrDropsItWhenItBe
     // input:   [+100 ...  (gap)  seen at 200      output: [+100 -150][+200
     VXDictionaryRef closed = dictionary({{VXActiveLogKey, numbers({100})}, {VXActiveKey, true}});
     EXPECT_TRUE(sample(*closed, true, 200, 150, true));
-    EXPECT_EQ(activeLog(*closed), (Log{100, -150, 200}));
+    EXPECT_EQ(activeLog(*closed), (Log {100, -150, 200}));
 
     // Not seen after the gap: closed at the previous sample, nothing more.
     VXDictionaryRef gone = dictionary({{VXActiveLogKey, numbers({100})}, {VXActiveKey, true}});
     EXPECT_FALSE(sample(*gone, false, 200, 150, true));
-    EXPECT_EQ(activeLog(*gone), (Log{100, -150}));
+    EXPECT_EQ(activeLog(*gone), (Log {100, -150}));
 
     // The open period began at the previous sample: it had no length and goes.
     VXDictionaryRef oneSample = dictionary({{VXActiveLogKey, numbers({10, -20, 150.0004})}, {VXActiveKey, true}});
     EXPECT_TRUE(sample(*oneSample, true, 200, 150, true));
-    EXPECT_EQ(activeLog(*oneSample), (Log{10, -20, 200}));
+    EXPECT_EQ(activeLog(*oneSample), (Log {10, -20, 200}));
 
     // No previous sample at all (0): the open period goes too.
     VXDictionaryRef noPrevious = dictionary({{VXActiveLogKey, numbers({10, -20, 30})}});
     EXPECT_FALSE(sample(*noPrevious, false, 200, 0, true));
-    EXPECT_EQ(activeLog(*noPrevious), (Log{10, -20}));
+    EXPECT_EQ(activeLog(*noPrevious), (Log {10, -20}));
 
     // A closed log is left alone by a gap.
     VXDictionaryRef wasClosed = dictionary({{VXActiveLogKey, numbers({10, -20})}});
     EXPECT_TRUE(sample(*wasClosed, true, 200, 150, true));
-    EXPECT_EQ(activeLog(*wasClosed), (Log{10, -20, 200}));
+    EXPECT_EQ(activeLog(*wasClosed), (Log {10, -20, 200}));
 }
 
 TEST(VXConsolidation, WithoutAPreviousSampleAnOpenPeriodEndsNow)
 {
     VXDictionaryRef item = dictionary({{VXActiveLogKey, numbers({10})}});
     EXPECT_FALSE(sample(*item, false, 40, 0));
-    EXPECT_EQ(activeLog(*item), (Log{10, -40}));
+    EXPECT_EQ(activeLog(*item), (Log {10, -40}));
 }
 
 TEST(VXConsolidation, EmptyMissingAndMistypedLogsBehaveAsClosed)
 {
     VXDictionaryRef empty = dictionary({{VXActiveLogKey, VXMakeArray()}});
     EXPECT_FALSE(sample(*empty, false, 10, 9));
-    EXPECT_EQ(activeLog(*empty), Log{});
+    EXPECT_EQ(activeLog(*empty), Log {});
     EXPECT_TRUE(sample(*empty, true, 11, 10));
-    EXPECT_EQ(activeLog(*empty), (Log{11}));
+    EXPECT_EQ(activeLog(*empty), (Log {11}));
 
     VXDictionaryRef mistyped = dictionary({{VXActiveLogKey, QStringLiteral("damaged")}});
     EXPECT_FALSE(sample(*mistyped, false, 10, 9));
     EXPECT_EQ(mistyped->value(VXActiveLogKey), VXValue(QStringLiteral("damaged")));   // untouched when not needed
     EXPECT_TRUE(sample(*mistyped, true, 11, 10));
-    EXPECT_EQ(activeLog(*mistyped), (Log{11}));   // replaced by a log when a period opens
+    EXPECT_EQ(activeLog(*mistyped), (Log {11}));   // replaced by a log when a period opens
 
     VXDictionaryRef missing = VXMakeDictionary();
     EXPECT_FALSE(sample(*missing, false, 10, 9));
@@ -181,21 +182,20 @@ TEST(VXConsolidation, EmptyMissingAndMistypedLogsBehaveAsClosed)
 
 TEST(VXConsolidation, BothStatesUseTheirOwnKeysAndTheActiveResultIsAnswered)
 {
-    VXDictionaryRef item = dictionary({{VXFrontActiveMarkKey, true},
-                                       {VXActiveLogKey, numbers({5})},
-                                       {VXActiveKey, true}});
+    VXDictionaryRef item
+        = dictionary({{VXFrontActiveMarkKey, true}, {VXActiveLogKey, numbers({5})}, {VXActiveKey, true}});
     // Front seen, active not: the answer is the active state's.
     EXPECT_FALSE(consolidateStates(*item, false, 20, 10));
-    EXPECT_EQ(frontLog(*item), (Log{20}));
+    EXPECT_EQ(frontLog(*item), (Log {20}));
     EXPECT_TRUE(boolForKey(*item, VXFrontActiveKey));
-    EXPECT_EQ(activeLog(*item), (Log{5, -10}));
+    EXPECT_EQ(activeLog(*item), (Log {5, -10}));
     EXPECT_FALSE(item->contains(VXActiveKey));
     EXPECT_FALSE(item->contains(VXFrontActiveMarkKey));
 
     setBool(*item, true, VXActiveMarkKey);
     EXPECT_TRUE(consolidateStates(*item, false, 30, 20));
-    EXPECT_EQ(frontLog(*item), Log{});   // the front period of one sample went
-    EXPECT_EQ(activeLog(*item), (Log{5, -10, 30}));
+    EXPECT_EQ(frontLog(*item), Log {});   // the front period of one sample went
+    EXPECT_EQ(activeLog(*item), (Log {5, -10, 30}));
 }
 
 // The consolidation written out as its steps read, with one plain lookup per step: the
@@ -247,7 +247,7 @@ bool consolidateStepByStep(VXDictionary &item, bool front, bool gap, double now,
     return false;
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXConsolidation, AgreesWithTheStepsForAnyStateOfAnItem)
 {
@@ -267,8 +267,12 @@ TEST(VXConsolidation, AgreesWithTheStepsForAnyStateOfAnItem)
             entries.push_back({front ? VXFrontActiveMarkKey : VXActiveMarkKey, states[pick(5)]});
             entries.push_back({front ? VXFrontActiveKey : VXActiveKey, states[pick(5)]});
             const double begin = 990.0 + pick(3) * 4.9995;   // 990, 995.0 (near 994.9995), 1000
-            const VXValue logs[] = {VXValue(), VXValue(VXMakeArray()), VXValue(numbers({begin})),
-                                    VXValue(numbers({900, -begin})), VXValue(u"damaged"_s), VXValue(numbers({0.0}))};
+            const VXValue logs[] = {VXValue(),
+                                    VXValue(VXMakeArray()),
+                                    VXValue(numbers({begin})),
+                                    VXValue(numbers({900, -begin})),
+                                    VXValue(u"damaged"_s),
+                                    VXValue(numbers({0.0}))};
             entries.push_back({front ? VXFrontActiveLogKey : VXActiveLogKey, logs[pick(6)]});
         }
         std::shuffle(entries.begin(), entries.end(), random);
@@ -319,12 +323,12 @@ TEST(VXItemAccessors, ResetTimersRecursivelyClearsTheSixTimerKeysDownTheTree)
     resetTimersRecursively(*application);
     resetTimersRecursively(*aPool);
     for (const VXDictionaryRef &reset : {application, window, aPool, poolMember, entry}) {
-        for (const QString *key : {&VXActiveKey, &VXFrontActiveKey, &VXTimeKey, &VXFrontTimeKey, &VXActiveLogKey,
-                                   &VXFrontActiveLogKey})
+        for (const QString *key :
+             {&VXActiveKey, &VXFrontActiveKey, &VXTimeKey, &VXFrontTimeKey, &VXActiveLogKey, &VXFrontActiveLogKey})
             EXPECT_FALSE(reset->contains(*key)) << key->toStdString();
     }
     EXPECT_TRUE(boolForKey(*window, VXExpandedKey));   // other keys stay
-    EXPECT_TRUE(listedOnly->contains(VXTimeKey));       // reached only through "Children"
+    EXPECT_TRUE(listedOnly->contains(VXTimeKey));   // reached only through "Children"
 }
 
 TEST(VXItemAccessors, ItemNamesOfUnnamedPoolsMembersAndAnyApplication)
@@ -367,15 +371,16 @@ TEST(VXItemAccessors, TheRunningProcessOfAnItemIsFoundByIdentifierOrByPath)
     running[2].bundleIdentifier = QStringLiteral("org.example.Mail");
     running[2].processIdentifier = 12;
 
-    const VXRunningApplication *mail =
-        itemRunningApplication(*dictionary({{VXApplicationIDKey, QStringLiteral("org.example.Mail")}}), running);
+    const VXRunningApplication *mail
+        = itemRunningApplication(*dictionary({{VXApplicationIDKey, QStringLiteral("org.example.Mail")}}), running);
     ASSERT_NE(mail, nullptr);
     EXPECT_EQ(mail->processIdentifier, 10);   // the first one
-    const VXRunningApplication *tool =
-        itemRunningApplication(*dictionary({{VXApplicationIDKey, QStringLiteral("/OPT/Tool/bin/tool")}}), running);
+    const VXRunningApplication *tool
+        = itemRunningApplication(*dictionary({{VXApplicationIDKey, QStringLiteral("/OPT/Tool/bin/tool")}}), running);
     ASSERT_NE(tool, nullptr);
     EXPECT_EQ(tool->processIdentifier, 11);
-    EXPECT_EQ(itemRunningApplication(*dictionary({{VXApplicationIDKey, QStringLiteral("org.example.Web")}}), running), nullptr);
+    EXPECT_EQ(itemRunningApplication(*dictionary({{VXApplicationIDKey, QStringLiteral("org.example.Web")}}), running),
+              nullptr);
     // An item without an ID is never a process without one.
     EXPECT_EQ(itemRunningApplication(*VXMakeDictionary(), running), nullptr);
 }

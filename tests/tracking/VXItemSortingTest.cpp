@@ -1,8 +1,8 @@
 // The order of the organizer lists: by time (larger first, items with a time before items
 // without), then by display name, then by path.
 
-#include "VXConfigurationKeys.h"
 #include "VXItemSorting.h"
+#include "VXConfigurationKeys.h"
 #include "VXTrackingTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -32,7 +32,7 @@ QStringList sortedNames(std::initializer_list<VXDictionaryRef> items, int column
     return namesOf(*array);
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXItemSorting, EachColumnOrdersByItsTimesThenByName)
 {
@@ -42,11 +42,11 @@ TEST(VXItemSorting, EachColumnOrdersByItsTimesThenByName)
     const auto d = item(QStringLiteral("d"), 30.0, 5.0);
     const auto e = item(QStringLiteral("e"), 20.0, std::nullopt);
 
-    EXPECT_EQ(sortedNames({c, e, d, b, a}, 0), (QStringList{u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"e"_s}));
+    EXPECT_EQ(sortedNames({c, e, d, b, a}, 0), (QStringList {u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"e"_s}));
     // Front time: a zero front time still comes before none at all.
-    EXPECT_EQ(sortedNames({c, e, d, b, a}, 1), (QStringList{u"d"_s, u"a"_s, u"b"_s, u"c"_s, u"e"_s}));
+    EXPECT_EQ(sortedNames({c, e, d, b, a}, 1), (QStringList {u"d"_s, u"a"_s, u"b"_s, u"c"_s, u"e"_s}));
     // Total time, then front time between equal totals.
-    EXPECT_EQ(sortedNames({c, e, d, b, a}, 2), (QStringList{u"d"_s, u"b"_s, u"e"_s, u"a"_s, u"c"_s}));
+    EXPECT_EQ(sortedNames({c, e, d, b, a}, 2), (QStringList {u"d"_s, u"b"_s, u"e"_s, u"a"_s, u"c"_s}));
 }
 
 TEST(VXItemSorting, NamesUseTheProgramsStringOrderAndPathsBreakTies)
@@ -54,7 +54,7 @@ TEST(VXItemSorting, NamesUseTheProgramsStringOrderAndPathsBreakTies)
     const auto item10 = item(QStringLiteral("Item 10"), std::nullopt, std::nullopt);
     const auto item9 = item(QStringLiteral("item 9"), std::nullopt, std::nullopt);
     const auto unnamed = item(QString(), std::nullopt, std::nullopt);
-    EXPECT_EQ(sortedNames({unnamed, item10, item9}, 0), (QStringList{u"item 9"_s, u"Item 10"_s, QString()}));
+    EXPECT_EQ(sortedNames({unnamed, item10, item9}, 0), (QStringList {u"item 9"_s, u"Item 10"_s, QString()}));
 
     const auto first = item(QStringLiteral("Same"), std::nullopt, std::nullopt, QStringLiteral("/a/Same"));
     const auto second = item(QStringLiteral("Same"), std::nullopt, std::nullopt, QStringLiteral("/b/Same"));

@@ -1,8 +1,8 @@
 // Pool crediting: which pools, members and window entries an application or a window feeds, and
 // that each of them gains an interval at most once per tick.
 
-#include "VXConfigurationKeys.h"
 #include "VXPools.h"
+#include "VXConfigurationKeys.h"
 #include "VXTrackingTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +17,9 @@ namespace {
 // An item as the sampler hands it to the pools: marked for the tick in progress.
 VXDictionaryRef applicationItem(const QString &name, const QString &applicationID)
 {
-    return dictionary({{VXNameKey, name}, {VXPathKey, u"/usr/share/applications/"_s + applicationID}, {VXApplicationIDKey, applicationID}});
+    return dictionary({{VXNameKey, name},
+                       {VXPathKey, u"/usr/share/applications/"_s + applicationID},
+                       {VXApplicationIDKey, applicationID}});
 }
 
 VXDictionaryRef windowItem(const QString &title, const QString &applicationID)
@@ -47,7 +49,7 @@ VXArrayRef poolsOf(std::initializer_list<VXDictionaryRef> pools)
     return array;
 }
 
-} // namespace
+}   // namespace
 
 TEST(VXPoolCrediting, ApplicationsFeedMembersWithoutWindowEntriesByName)
 {
@@ -150,7 +152,8 @@ TEST(VXPoolCrediting, FrontTimeComesOnlyFromTheFrontItemAndAGapCreditsNothing)
 TEST(VXPoolCrediting, ThePreparedMatcherCreditsExactlyAsThePlainFunction)
 {
     const QString ids[] = {u"org.a"_s, u"org.b"_s, u"/opt/c"_s};
-    const QString names[] = {u"Alpha"_s, u"alpha beta"_s, u"Gamma"_s, u"*a*"_s, u"!Alpha"_s, u"G*"_s, u"a**b"_s, QString()};
+    const QString names[]
+        = {u"Alpha"_s, u"alpha beta"_s, u"Gamma"_s, u"*a*"_s, u"!Alpha"_s, u"G*"_s, u"a**b"_s, QString()};
     const QString titles[] = {u"Report 1"_s, u"report draft"_s, u"Notes"_s, u"R\u00E9sum\u00E9"_s, u"Inbox (3)"_s};
     const QString patterns[] = {u"Report*"_s, u"*draft*"_s, u"notes"_s, u"re\u0301sume\u0301"_s, u"*"_s, u"In*(*)"_s};
 

@@ -38,9 +38,19 @@ const ApplicationProfile kApplications[] = {
 };
 
 const QString kTitles[] = {
-    u"Report - Draft"_s, u"Report - Final"_s, u"Notes"_s, u"Inbox (3)"_s, u"Inbox (4)"_s,
-    u"https://example.org/news"_s, u"   "_s, u"Secret plan"_s, u"R\u00E9sum\u00E9"_s, u"Budget.key"_s,
-    u"Build 7 - Terminal"_s, u"Build 8 - Terminal"_s, u"Draft"_s,
+    u"Report - Draft"_s,
+    u"Report - Final"_s,
+    u"Notes"_s,
+    u"Inbox (3)"_s,
+    u"Inbox (4)"_s,
+    u"https://example.org/news"_s,
+    u"   "_s,
+    u"Secret plan"_s,
+    u"R\u00E9sum\u00E9"_s,
+    u"Budget.key"_s,
+    u"Build 7 - Terminal"_s,
+    u"Build 8 - Terminal"_s,
+    u"Draft"_s,
 };
 
 const double kSteps[] = {0.5, 0.5, 0.5, 0.5, 1.0, 1.0, 2.5, 7.0, 0.0};
@@ -50,8 +60,10 @@ constexpr double kStart = 1'750'000'000.0;
 VXDictionaryRef makeConfiguration()
 {
     VXArrayRef pools = VXMakeArray();
-    pools->append(pool(u"Writing"_s, {member(u"Editor"_s, u"org.example.Editor"_s, {windowEntry(u"Report*"_s), windowEntry(u"*draft*"_s)}),
-                                      member(u"Mail"_s, u"org.example.Mail"_s)}));
+    pools->append(
+        pool(u"Writing"_s,
+             {member(u"Editor"_s, u"org.example.Editor"_s, {windowEntry(u"Report*"_s), windowEntry(u"*draft*"_s)}),
+              member(u"Mail"_s, u"org.example.Mail"_s)}));
     VXDictionaryRef anyApplication = member(QString(), QString());
     setBool(*anyApplication, true, VXMatchAnyApplicationKey);
     pools->append(pool(u"Everything"_s, {anyApplication}));
@@ -64,9 +76,10 @@ VXDictionaryRef makeConfiguration()
     return dictionary({
         {VXPoolsKey, pools},
         {VXWindowBlacklistKey, strings({u"http*://*", u"Editor \u25B8 Secret*", u"*.key"})},
-        {VXCutoffsKey, dictionary({{u"editor"_s, dictionary({{VXSeparatorsKey, strings({u" - "})}})},
-                                   {u"mail"_s, dictionary({{VXSeparatorsKey, strings({u" ("})}})},
-                                   {u"terminal"_s, dictionary({{VXSeparatorsKey, strings({u" - "})}})}})},
+        {VXCutoffsKey,
+         dictionary({{u"editor"_s, dictionary({{VXSeparatorsKey, strings({u" - "})}})},
+                     {u"mail"_s, dictionary({{VXSeparatorsKey, strings({u" ("})}})},
+                     {u"terminal"_s, dictionary({{VXSeparatorsKey, strings({u" - "})}})}})},
     });
 }
 
@@ -97,7 +110,8 @@ TimesByItem timesOf(const VXDictionary &configuration)
 {
     TimesByItem times;
     forEachItem(configuration, [&](const VXDictionary &item, const QString &where) {
-        times[&item] = {where, timeOf(item), frontTimeOf(item), boolForKey(item, VXActiveKey), boolForKey(item, VXFrontActiveKey)};
+        times[&item] = {where, timeOf(item), frontTimeOf(item), boolForKey(item, VXActiveKey),
+                        boolForKey(item, VXFrontActiveKey)};
     });
     return times;
 }
@@ -105,11 +119,10 @@ TimesByItem timesOf(const VXDictionary &configuration)
 class Scenario
 {
 public:
-    explicit Scenario(std::uint32_t seed) : m_random(seed) {}
+    explicit Scenario(std::uint32_t seed) : m_random(seed) { }
 
     bool chance(double p) { return std::uniform_real_distribution<double>(0.0, 1.0)(m_random) < p; }
-    template <class C>
-    const auto &pick(const C &choices) { return choices[m_random() % std::size(choices)]; }
+    template <class C> const auto &pick(const C &choices) { return choices[m_random() % std::size(choices)]; }
 
     void run(int ticks)
     {
@@ -150,12 +163,14 @@ public:
 
             EXPECT_TRUE(treeKeepsItsInvariants(*skipping));
             if (VXValue(walked) != VXValue(skipping))
-                FAIL() << "skipping dormant items changed the tree: " << firstDifference(VXValue(walked), VXValue(skipping));
+                FAIL() << "skipping dormant items changed the tree: "
+                       << firstDifference(VXValue(walked), VXValue(skipping));
             if (VXValue(walking.applicationArray()) != VXValue(skipper.applicationArray()))
                 FAIL() << "application lists differ: "
                        << firstDifference(VXValue(walking.applicationArray()), VXValue(skipper.applicationArray()));
             if (VXValue(walking.poolArray()) != VXValue(skipper.poolArray()))
-                FAIL() << "pool lists differ: " << firstDifference(VXValue(walking.poolArray()), VXValue(skipper.poolArray()));
+                FAIL() << "pool lists differ: "
+                       << firstDifference(VXValue(walking.poolArray()), VXValue(skipper.poolArray()));
             ASSERT_EQ(timeIntervalForKey(*skipping, VXOverallTimeKey), overallBefore + elapsed);
 
             const TimesByItem after = timesOf(*skipping);
@@ -184,7 +199,6 @@ public:
     int duplicateTicks() const { return m_duplicateTicks; }
 
 private:
-
     // One change to the rules, chosen by `edit`, the same on every tree it is applied to.
     static void editRules(VXDictionary &configuration, std::uint32_t edit)
     {
@@ -214,9 +228,7 @@ private:
                 entries->append(windowEntry(pattern));
             }
             break;
-        case 3:
-            members.append(member(pattern, u"org.example.Mail"_s));
-            break;
+        case 3: members.append(member(pattern, u"org.example.Mail"_s)); break;
         case 4: {
             VXArray &blacklist = *configuration.value(VXWindowBlacklistKey).array();
             blacklist.append(lines[(edit / 13) % std::size(lines)]);
@@ -231,7 +243,9 @@ private:
             break;
         }
         default:
-            configuration.insert(VXCutoffsKey, dictionary({{u"editor"_s, dictionary({{VXSeparatorsKey, strings({edit % 2 ? u" - " : u" "})}})}}));
+            configuration.insert(
+                VXCutoffsKey,
+                dictionary({{u"editor"_s, dictionary({{VXSeparatorsKey, strings({edit % 2 ? u" - " : u" "})}})}}));
             break;
         }
     }
@@ -247,9 +261,11 @@ private:
             const unsigned kind = m_random() % 100;
             if (kind < 12 && running.size() < 8) {
                 const ApplicationProfile &profile = pick(kApplications);
-                const bool alreadyRuns = std::any_of(running.begin(), running.end(), [&](const auto &p) { return p.bundlePath == profile.path; });
+                const bool alreadyRuns = std::any_of(running.begin(), running.end(),
+                                                     [&](const auto &p) { return p.bundlePath == profile.path; });
                 if (!alreadyRuns || chance(0.2))
-                    m_desktop.launch(profile.name, profile.path, profile.identifier, chance(0.05) ? -1 : m_nextPID++, profile.policy);
+                    m_desktop.launch(profile.name, profile.path, profile.identifier, chance(0.05) ? -1 : m_nextPID++,
+                                     profile.policy);
             } else if (kind < 18 && !running.empty()) {
                 m_desktop.quit(running[m_random() % running.size()].processIdentifier);
             } else if (kind < 40 && !running.empty()) {
@@ -258,7 +274,8 @@ private:
                 else
                     m_desktop.activate(running[m_random() % running.size()].processIdentifier);
             } else if (kind < 58 && !running.empty()) {
-                m_desktop.openWindow(running[m_random() % running.size()].processIdentifier, pick(kTitles), chance(0.1) ? 3 : 0);
+                m_desktop.openWindow(running[m_random() % running.size()].processIdentifier, pick(kTitles),
+                                     chance(0.1) ? 3 : 0);
             } else if (kind < 66 && !windows.empty()) {
                 m_desktop.closeWindow(windows[m_random() % windows.size()].number);
             } else if (kind < 76 && !windows.empty()) {
@@ -273,15 +290,9 @@ private:
                 settings.showInactiveApplicationItems = !settings.showInactiveApplicationItems;
             } else if (kind < 98) {
                 switch (m_random() % 3) {
-                case 0:
-                    settings.includeFloatingWindows = !settings.includeFloatingWindows;
-                    break;
-                case 1:
-                    settings.showInactivePools = !settings.showInactivePools;
-                    break;
-                default:
-                    settings.sortColumn = int(m_random() % 3);
-                    break;
+                case 0: settings.includeFloatingWindows = !settings.includeFloatingWindows; break;
+                case 1: settings.showInactivePools = !settings.showInactivePools; break;
+                default: settings.sortColumn = int(m_random() % 3); break;
                 }
             } else {
                 return true;   // a user action: the program forces a tick
@@ -310,7 +321,7 @@ private:
                 }
             }
             const auto old = before.find(item);
-            const Times was = old != before.end() ? old->second : Times{where, 0, 0, false, false};
+            const Times was = old != before.end() ? old->second : Times {where, 0, 0, false, false};
             const double expectedTime = was.active ? elapsed * processes : 0.0;
             const double expectedFront = was.frontActive ? elapsed * frontProcesses : 0.0;
             ASSERT_NEAR(times.time - was.time, expectedTime, 1e-9) << where.toStdString();
@@ -350,7 +361,7 @@ private:
     int m_duplicateTicks = 0;
 };
 
-} // namespace
+}   // namespace
 
 TEST(VXRandomizedSampler, EveryTickKeepsTheInvariantsAndSkippingDormantWindowsChangesNothing)
 {

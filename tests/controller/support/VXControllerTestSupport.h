@@ -83,7 +83,7 @@ public:
 class ManualPresenceSource : public VXPresenceSource
 {
 public:
-    explicit ManualPresenceSource(bool works = true) : m_works(works) {}
+    explicit ManualPresenceSource(bool works = true) : m_works(works) { }
     bool start(VXPresenceObserver &reportTo) override
     {
         ++starts;
@@ -110,8 +110,8 @@ private:
 class ScopedDataHome
 {
 public:
-    explicit ScopedDataHome(const QString &path = QString())
-        : m_previous(qgetenv("XDG_DATA_HOME")), m_hadPrevious(qEnvironmentVariableIsSet("XDG_DATA_HOME"))
+    explicit ScopedDataHome(const QString &path = QString()) :
+        m_previous(qgetenv("XDG_DATA_HOME")), m_hadPrevious(qEnvironmentVariableIsSet("XDG_DATA_HOME"))
     {
         m_path = path.isEmpty() ? m_folder.path() : path;
         qputenv("XDG_DATA_HOME", QFile::encodeName(m_path));
@@ -149,4 +149,4 @@ inline bool writeFile(const QString &path, const QByteArray &data)
     return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(data) == data.size();
 }
 
-} // namespace vxtest
+}   // namespace vxtest

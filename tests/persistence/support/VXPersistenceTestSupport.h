@@ -5,11 +5,11 @@
 // seeded random tree with awkward names for round trips.
 
 #include "VXConfigurationKeys.h"
+#include "VXDictionaryExtensions.h"
 #include "VXListRows.h"
+#include "VXRegisteredDefaults.h"
 #include "VXTestSettings.h"
 #include "VXTestSupport.h"
-#include "VXDictionaryExtensions.h"
-#include "VXRegisteredDefaults.h"
 #include "VXUserDefaults.h"
 #include "VXValue.h"
 
@@ -34,7 +34,6 @@
 #include <utility>
 #include <vector>
 
-
 namespace vxtest {
 
 // The organizer's lists as the clipping sees them: the items with a row.
@@ -54,7 +53,7 @@ private:
 class LogCapture : public VXLogCapture
 {
 public:
-    LogCapture() : VXLogCapture("wendle.persistence") {}
+    LogCapture() : VXLogCapture("wendle.persistence") { }
 };
 
 // Sets the default locale for a test and puts the previous one back.
@@ -105,7 +104,8 @@ inline VXDictionaryRef withLogs(VXDictionaryRef dictionary, VXArrayRef front, VX
 }
 
 // An application with windows, filed in the tree as the tracker files them.
-inline VXDictionaryRef addApplication(VXDictionary &configuration, const QString &identifier, VXDictionaryRef application)
+inline VXDictionaryRef addApplication(VXDictionary &configuration, const QString &identifier,
+                                      VXDictionaryRef application)
 {
     VXValue *applications = configuration.valuePointer(VXApplicationsKey);
     if (!applications) {
@@ -169,7 +169,7 @@ inline VXDictionaryRef makeMember(const QString &name)
 class Random
 {
 public:
-    explicit Random(std::uint64_t seed) : m_state(seed) {}
+    explicit Random(std::uint64_t seed) : m_state(seed) { }
     std::uint64_t next()
     {
         std::uint64_t z = (m_state += 0x9E3779B97F4A7C15ULL);
@@ -190,8 +190,9 @@ private:
 inline QString awkwardName(Random &random, const QString &stem, int index)
 {
     static const char16_t *const pieces[] = {
-        u"", u"", u", draft", u"; v2", u"\tindented", u" \"quoted\"", u"\nsecond line", u"\r\nCRLF",
-        u" Pool", u"Window ", u"Application", u" Caf\u00e9", u" \u65e5\u672c", u" \U0001F642", u"  ", u"\"",
+        u"",         u"",      u", draft", u"; v2",        u"\tindented", u" \"quoted\"",   u"\nsecond line",
+        u"\r\nCRLF", u" Pool", u"Window ", u"Application", u" Caf\u00e9", u" \u65e5\u672c", u" \U0001F642",
+        u"  ",       u"\"",
     };
     QString name = stem + QString::number(index);
     const int count = random.below(3);
@@ -222,4 +223,4 @@ inline VXArrayRef randomLog(Random &random, double begin, double end, int period
     return log;
 }
 
-} // namespace vxtest
+}   // namespace vxtest

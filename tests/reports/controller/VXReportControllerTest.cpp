@@ -14,7 +14,6 @@
 #include "VXReportView.h"
 
 #include <QAction>
-#include <cstdlib>
 #include <QCheckBox>
 #include <QLineEdit>
 #include <QMenu>
@@ -22,6 +21,7 @@
 #include <QScreen>
 #include <QTest>
 #include <QToolButton>
+#include <cstdlib>
 
 #include <gtest/gtest.h>
 
@@ -42,7 +42,8 @@ protected:
         source.first = kFirst;
         source.last = kLast;
         VXArrayRef entries = VXMakeArray();
-        entries->append(applicationEntry(u"Editor"_s, {kFirst, -(kFirst + 3600)}, {kFirst, -(kFirst + 7200)}, kFirst, kLast));
+        entries->append(
+            applicationEntry(u"Editor"_s, {kFirst, -(kFirst + 3600)}, {kFirst, -(kFirst + 7200)}, kFirst, kLast));
         source.entries = entries;
     }
 
@@ -71,7 +72,7 @@ double pickerTime(const VXChameleonDatePicker *picker)
     return VXReportController::timestampForDate(picker->dateValue());
 }
 
-} // namespace
+}   // namespace
 
 TEST_F(ReportControllerTest, KeysAreFormedFromTheUniqueIDAndAMissingIDBecomesAUUID)
 {
@@ -593,7 +594,8 @@ TEST(ChameleonDatePickerTest, TheDisabledTextIsTheEnabledTextDarkened)
     VXChameleonDatePicker picker;
     picker.setEnabled(false);
     const QColor enabledText = QApplication::palette(&picker).color(QPalette::Active, QPalette::WindowText);
-    EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Text), VXChameleonDatePicker::disabledTextColor(enabledText));
+    EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Text),
+              VXChameleonDatePicker::disabledTextColor(enabledText));
     EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Base).alpha(), 0);
 }
 
@@ -616,7 +618,7 @@ public:
     int resets = 0;
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(ReportControllerTest, ContextMenusComeFromTheDataSourceWhenItOffersOne)
 {

@@ -46,8 +46,8 @@ inline QApplication &application()
 class PrivateSettings
 {
 public:
-    PrivateSettings()
-        : m_previous(qgetenv("XDG_CONFIG_HOME")), m_hadPrevious(qEnvironmentVariableIsSet("XDG_CONFIG_HOME"))
+    PrivateSettings() :
+        m_previous(qgetenv("XDG_CONFIG_HOME")), m_hadPrevious(qEnvironmentVariableIsSet("XDG_CONFIG_HOME"))
     {
         application();
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(folder.path()));
@@ -107,7 +107,8 @@ public:
         if (lastTimestamp)
             *lastTimestamp = last;
     }
-    VXArrayRef eventLogsClippedBetweenTimestamp(double timestamp, double otherTimestamp, const VXReportClient &) override
+    VXArrayRef eventLogsClippedBetweenTimestamp(double timestamp, double otherTimestamp,
+                                                const VXReportClient &) override
     {
         ++logsAsked;
         lastClip = {timestamp, otherTimestamp};
@@ -125,10 +126,10 @@ public:
     VXArrayRef entries;
     int boundsAsked = 0;
     int logsAsked = 0;
-    std::pair<double, double> lastClip{0.0, 0.0};
+    std::pair<double, double> lastClip {0.0, 0.0};
     int menusFilled = 0;
     int fakeEntryChosen = 0;
     int closeNotices = 0;
 };
 
-} // namespace vxreporttest
+}   // namespace vxreporttest

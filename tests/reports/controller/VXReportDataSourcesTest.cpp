@@ -34,7 +34,10 @@ constexpr double kStart = 1'750'000'000.0;
 class ActivityOverride : public VXReportViewDelegate
 {
 public:
-    ActivityOverride(VXReportViewDelegate &report, bool front, bool total) : m_report(report), m_front(front), m_total(total) {}
+    ActivityOverride(VXReportViewDelegate &report, bool front, bool total) :
+        m_report(report), m_front(front), m_total(total)
+    {
+    }
     void getBeginTimestamp(double *b, double *e, double *f, double *l, VXReportView *view) override
     {
         m_report.getBeginTimestamp(b, e, f, l, view);
@@ -128,12 +131,12 @@ protected:
     }
 
     PrivateSettings settings;
-    VXReportSnapshotWindows windows{settings.defaults.get()};
+    VXReportSnapshotWindows windows {settings.defaults.get()};
     VXReportSnapshotManager manager;
     QString path;
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(SnapshotReportTest, ANewSnapshotOpensAsTimeLapseAndDrawsBothActivities)
 {
@@ -226,7 +229,8 @@ protected:
     {
         // Every item, whether or not the organizer shows a row for it.
         settings.defaults->setInteger(1, u"Live Report Content"_s);
-        desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, u"org.example.Editor"_s, 10);
+        desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, u"org.example.Editor"_s,
+                       10);
         desktop.activate(10);
         desktop.openWindow(10, u"notes.txt"_s);
         controller.updateLists(&controller);
@@ -234,9 +238,9 @@ protected:
     }
     PrivateSettings settings;
     vxtest::ScopedDataHome dataHome;
-    VXVirtualScheduler time{kStart};
+    VXVirtualScheduler time {kStart};
     VXFakeDesktop desktop;
-    VXMainController controller{desktop, time, time, *settings.defaults};
+    VXMainController controller {desktop, time, time, *settings.defaults};
 };
 
 TEST_F(LiveReportTest, TheApplicationControllerAnswersTheRangeAndTheClippedEntries)
@@ -284,12 +288,14 @@ TEST_F(LiveReportTest, TheViewMenuActsOnTheReportAndOnTheProgram)
     report->toggleReportWindow(nullptr);
     QMenu *menu = report->viewMenu();
     ASSERT_NE(menu, nullptr);
-    EXPECT_EQ(titles(menu), QStringList({u"View"_s, u"as Time Lapse"_s, u"as Time Portions"_s, u"-"_s,
-                                         u"Foreground Activity"_s, u"Total Activity"_s, u"-"_s,
-                                         u"Display >24-Hour Intervals as Days"_s, u"-"_s, u"Color Scheme"_s}));
+    EXPECT_EQ(
+        titles(menu),
+        QStringList({u"View"_s, u"as Time Lapse"_s, u"as Time Portions"_s, u"-"_s, u"Foreground Activity"_s,
+                     u"Total Activity"_s, u"-"_s, u"Display >24-Hour Intervals as Days"_s, u"-"_s, u"Color Scheme"_s}));
     QMenu *schemes = actionTitled(menu, u"Color Scheme"_s)->menu();
     ASSERT_NE(schemes, nullptr);
-    EXPECT_EQ(titles(schemes), QStringList({u"Original"_s, u"-"_s, u"Standard Highlight Color"_s, u"Dark"_s, u"Light"_s}));
+    EXPECT_EQ(titles(schemes),
+              QStringList({u"Original"_s, u"-"_s, u"Standard Highlight Color"_s, u"Dark"_s, u"Light"_s}));
     EXPECT_FALSE(actionTitled(schemes, u"Standard Highlight Color"_s)->isEnabled());
     EXPECT_EQ(VXReportMenuAdapter::tagOfAction(actionTitled(schemes, u"Dark"_s)), 3);
     EXPECT_EQ(VXReportMenuAdapter::tagOfAction(actionTitled(schemes, u"Light"_s)), 2);

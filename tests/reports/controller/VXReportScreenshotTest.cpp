@@ -63,16 +63,16 @@ QStringList expectedFiles(const QString &folder)
     return files;
 }
 
-const QByteArray kSnapshotCSV =
-    "Pool,Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time),Total Begin (Unix Time),Total End (Unix Time)\n"
-    ",Editor,,1763712000.00,1763719200.00,1763712000.00,1763740800.00\n"
-    ",Editor,report.txt,1763712000.00,1763715600.00,1763712000.00,1763726400.00\n"
-    ",Editor,notes.txt,1763715600.00,1763719200.00,1763715600.00,1763740800.00\n"
-    ",Terminal,,1763719200.00,1763722800.00,1763712000.00,1763740800.00\n"
-    ",Browser,,1763722800.00,1763730000.00,1763722800.00,1763737200.00\n"
-    ",Browser,,1763733600.00,1763737200.00,1763737200.00,1763740000.00\n"
-    "Writing,Editor,,1763712000.00,1763719200.00,1763712000.00,1763740800.00\n"
-    "Research,Browser,,1763722800.00,1763730000.00,1763722800.00,1763737200.00\n";
+const QByteArray kSnapshotCSV
+    = "Pool,Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time),Total Begin (Unix Time),Total End (Unix Time)\n"
+      ",Editor,,1763712000.00,1763719200.00,1763712000.00,1763740800.00\n"
+      ",Editor,report.txt,1763712000.00,1763715600.00,1763712000.00,1763726400.00\n"
+      ",Editor,notes.txt,1763715600.00,1763719200.00,1763715600.00,1763740800.00\n"
+      ",Terminal,,1763719200.00,1763722800.00,1763712000.00,1763740800.00\n"
+      ",Browser,,1763722800.00,1763730000.00,1763722800.00,1763737200.00\n"
+      ",Browser,,1763733600.00,1763737200.00,1763737200.00,1763740000.00\n"
+      "Writing,Editor,,1763712000.00,1763719200.00,1763712000.00,1763740800.00\n"
+      "Research,Browser,,1763722800.00,1763730000.00,1763722800.00,1763737200.00\n";
 
 // A picture of the window as the X server shows it.
 bool saveWindow(QWidget *window, const QString &path)
@@ -88,7 +88,7 @@ bool saveWindow(QWidget *window, const QString &path)
     return true;
 }
 
-} // namespace
+}   // namespace
 
 // Run by the test below on its X server; skipped otherwise.
 TEST(ReportScreenshotWindows, DrawLiveAndSnapshotReports)
@@ -106,11 +106,13 @@ TEST(ReportScreenshotWindows, DrawLiveAndSnapshotReports)
     vxtest::ScopedDataHome dataHome;
 
     // A working day: three applications taking turns in front, with windows.
-    VXVirtualScheduler time{kMorning};
+    VXVirtualScheduler time {kMorning};
     VXFakeDesktop desktop;
     desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, u"org.example.Editor"_s, 10);
-    desktop.launch(u"Terminal"_s, u"/usr/share/applications/org.example.Terminal.desktop"_s, u"org.example.Terminal"_s, 11);
-    desktop.launch(u"Browser"_s, u"/usr/share/applications/org.example.Browser.desktop"_s, u"org.example.Browser"_s, 12);
+    desktop.launch(u"Terminal"_s, u"/usr/share/applications/org.example.Terminal.desktop"_s, u"org.example.Terminal"_s,
+                   11);
+    desktop.launch(u"Browser"_s, u"/usr/share/applications/org.example.Browser.desktop"_s, u"org.example.Browser"_s,
+                   12);
     desktop.openWindow(10, u"report.txt"_s);
     desktop.openWindow(10, u"notes.txt"_s);
     desktop.openWindow(11, u"make"_s);

@@ -23,7 +23,7 @@ std::vector<QRectF> channel(const VXArrayRef &log, const QRectF &r, bool emboss 
     return fills;
 }
 
-} // namespace
+}   // namespace
 
 TEST(ReportGeometry, TimeMappingIsLinearClampedAndRoundedDown)
 {
@@ -153,33 +153,33 @@ TEST(ReportGeometry, ChannelPixelsInNaturalTime)
     const QRectF r(10, 5, 999, 20);
 
     // A period of 200 seconds.
-    EXPECT_EQ(channel(eventLog({{100, 300}}), r), std::vector<QRectF>{rect(110, 5, 200, 20)});
+    EXPECT_EQ(channel(eventLog({{100, 300}}), r), std::vector<QRectF> {rect(110, 5, 200, 20)});
     // A period of 0.2 seconds still shows as a 1-point tick; one of 0.05 does not show.
-    EXPECT_EQ(channel(eventLog({{500, 500.2}}), r), std::vector<QRectF>{rect(510, 5, 1, 20)});
+    EXPECT_EQ(channel(eventLog({{500, 500.2}}), r), std::vector<QRectF> {rect(510, 5, 1, 20)});
     EXPECT_TRUE(channel(eventLog({{500, 500.05}}), r).empty());
     // Three periods of 0.05 in one pixel column add up to a tick (after the second).
     EXPECT_EQ(channel(eventLog({{600.0, 600.05}, {600.3, 600.35}, {600.6, 600.65}}), r),
-              std::vector<QRectF>{rect(610, 5, 1, 20)});
+              std::vector<QRectF> {rect(610, 5, 1, 20)});
     // The same three spread over three columns do not.
     EXPECT_TRUE(channel(eventLog({{600.0, 600.05}, {601.3, 601.35}, {602.6, 602.65}}), r).empty());
     // 3.5 points are drawn 3 wide; 1.05 points as a 1-point tick.
-    EXPECT_EQ(channel(eventLog({{700, 703.5}}), r), std::vector<QRectF>{rect(710, 5, 3, 20)});
-    EXPECT_EQ(channel(eventLog({{800, 801.05}}), r), std::vector<QRectF>{rect(810, 5, 1, 20)});
+    EXPECT_EQ(channel(eventLog({{700, 703.5}}), r), std::vector<QRectF> {rect(710, 5, 3, 20)});
+    EXPECT_EQ(channel(eventLog({{800, 801.05}}), r), std::vector<QRectF> {rect(810, 5, 1, 20)});
     // Periods that meet are filled as one; repeated openings and closings count once.
-    EXPECT_EQ(channel(eventLog({{100, 150}, {150, 200}}), r), std::vector<QRectF>{rect(110, 5, 100, 20)});
+    EXPECT_EQ(channel(eventLog({{100, 150}, {150, 200}}), r), std::vector<QRectF> {rect(110, 5, 100, 20)});
     VXArrayRef repeated = VXMakeArray();
     for (double v : {100.0, 150.0, -200.0, -250.0})
         repeated->append(v > 0 ? kBase + v : -(kBase - v));
-    EXPECT_EQ(channel(repeated, r), std::vector<QRectF>{rect(110, 5, 100, 20)});
+    EXPECT_EQ(channel(repeated, r), std::vector<QRectF> {rect(110, 5, 100, 20)});
     // A log that starts by closing draws nothing for it.
     VXArrayRef closingFirst = VXMakeArray();
     closingFirst->append(-(kBase + 50.0));
     closingFirst->append(kBase + 60.0);
     closingFirst->append(-(kBase + 70.0));
-    EXPECT_EQ(channel(closingFirst, r), std::vector<QRectF>{rect(70, 5, 10, 20)});
+    EXPECT_EQ(channel(closingFirst, r), std::vector<QRectF> {rect(70, 5, 10, 20)});
 
     // Emboss widens each fill by a point on both sides.
-    EXPECT_EQ(channel(eventLog({{100, 300}}), r, true), std::vector<QRectF>{rect(109, 5, 202, 20)});
+    EXPECT_EQ(channel(eventLog({{100, 300}}), r, true), std::vector<QRectF> {rect(109, 5, 202, 20)});
 
     // A year over 1600 points: one column holds 5.5 hours.
     const double year = 365.0 * 86400.0;
@@ -228,7 +228,8 @@ TEST(ReportGeometry, PercentagesAreTruncatedAndTextsFollowTheShownActivities)
     EXPECT_EQ(percentage(10.0, 0.0), 0u);
 
     defaults().setBool(false, kExpressTimeIntervalsAsDaysKey);
-    EXPECT_EQ(rowText(0.0, 3600.0, 7200.0, true, true, true), QStringLiteral("Foreground: - (0%) - Total: 1:00:00 (50%)"));
+    EXPECT_EQ(rowText(0.0, 3600.0, 7200.0, true, true, true),
+              QStringLiteral("Foreground: - (0%) - Total: 1:00:00 (50%)"));
     EXPECT_EQ(rowText(5.0, 3600.0, 7200.0, true, true, false), QStringLiteral("Foreground: 0:05 (Total: 1:00:00)"));
     EXPECT_EQ(rowText(5.0, 3600.0, 7200.0, false, true, true), QStringLiteral("Total: 1:00:00 (50%)"));
     EXPECT_EQ(rowText(5.0, 3600.0, 7200.0, false, true, false), QStringLiteral("Total: 1:00:00"));

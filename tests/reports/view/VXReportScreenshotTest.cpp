@@ -21,10 +21,10 @@
 namespace {
 
 struct Census {
-    int neutralDark = 0;    // grey at or below 0.25
+    int neutralDark = 0;   // grey at or below 0.25
     int neutralLight = 0;   // grey at or above 0.9
-    int purple = 0;         // the original pie colour's hue
-    int bluish = 0;         // a highlight colour's hue (blue above red)
+    int purple = 0;   // the original pie colour's hue
+    int bluish = 0;   // a highlight colour's hue (blue above red)
 };
 
 Census census(const QImage &image)
@@ -47,7 +47,7 @@ Census census(const QImage &image)
     return c;
 }
 
-} // namespace
+}   // namespace
 
 TEST(ReportViewScreenshots, EachColourSchemeOnARealDisplay)
 {
@@ -76,7 +76,8 @@ TEST(ReportViewScreenshots, EachColourSchemeOnARealDisplay)
 
     for (const char *name : {"original", "light", "dark"}) {
         for (const char *suffix : {"", "-portions"}) {
-            const QString path = QDir(folder).filePath(QStringLiteral("report-%1%2.png").arg(QLatin1String(name), QLatin1String(suffix)));
+            const QString path = QDir(folder).filePath(
+                QStringLiteral("report-%1%2.png").arg(QLatin1String(name), QLatin1String(suffix)));
             SCOPED_TRACE(path.toStdString());
             const QImage image(path);
             ASSERT_FALSE(image.isNull());

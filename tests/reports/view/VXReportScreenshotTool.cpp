@@ -49,7 +49,8 @@ void sampleDay(TestDelegate &delegate)
 {
     QRandomGenerator random(20240301);
     const auto add = [&](const QString &name, const QString &path, const QString &type, double share) {
-        delegate.items.push_back(item(name, dayLog(random, std::min(1.0, share * 2)), dayLog(random, share), path, type));
+        delegate.items.push_back(
+            item(name, dayLog(random, std::min(1.0, share * 2)), dayLog(random, share), path, type));
     };
     add(QStringLiteral("Editor"), QStringLiteral("/usr/bin/editor"), QString(), 0.6);
     add(QStringLiteral("notes.txt"), VXWindowPathMarker, QString(), 0.4);
@@ -100,7 +101,7 @@ bool save(const QImage &image, const QString &folder, const QString &name)
     return true;
 }
 
-} // namespace
+}   // namespace
 
 int main(int argc, char **argv)
 {
@@ -151,9 +152,10 @@ int main(int argc, char **argv)
             QApplication::sendEvent(view, &move);
             view->repaint();
             settle(150);
-            ok = save(capture(window), folder,
-                      QStringLiteral("report-%1%2%3.png")
-                          .arg(QLatin1String(scheme.name), format ? QStringLiteral("-portions") : QString(), nameSuffix))
+            ok = save(
+                     capture(window), folder,
+                     QStringLiteral("report-%1%2%3.png")
+                         .arg(QLatin1String(scheme.name), format ? QStringLiteral("-portions") : QString(), nameSuffix))
                 && ok;
         }
     }

@@ -67,7 +67,7 @@ protected:
     TestDelegate delegate;
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(ReportViewMouse, DraggingOverTheRowsSelectsARangeAndZoomsToIt)
 {

@@ -16,8 +16,8 @@ using namespace reportviewtest;
 
 namespace {
 
-[[maybe_unused]] ::testing::Environment *const environment =
-    ::testing::AddGlobalTestEnvironment(new ApplicationEnvironment);
+[[maybe_unused]] ::testing::Environment *const environment
+    = ::testing::AddGlobalTestEnvironment(new ApplicationEnvironment);
 
 class ReportViewRender : public ::testing::Test
 {
@@ -52,7 +52,7 @@ protected:
     VXReportView view;
 };
 
-} // namespace
+}   // namespace
 
 TEST_F(ReportViewRender, TimeLapseColoursAtThePlacesOfKnownPeriods)
 {
@@ -253,7 +253,8 @@ TEST_F(ReportViewRender, TheWidgetSizesItselfAndAnswersHitTestsForWhatItDrew)
 
     // Ten applications over all data: 460 points, no chooser strip.
     for (int i = 0; i < 10; ++i)
-        data.items.push_back(item(QStringLiteral("App %1").arg(i), eventLog({{0, 1000}}), eventLog({{i * 100.0, i * 100.0 + 50}})));
+        data.items.push_back(
+            item(QStringLiteral("App %1").arg(i), eventLog({{0, 1000}}), eventLog({{i * 100.0, i * 100.0 + 50}})));
     report->update(&scrollArea);
     const int contentWidth = scrollArea.viewport()->width();
     EXPECT_EQ(report->size(), QSize(contentWidth, 460));

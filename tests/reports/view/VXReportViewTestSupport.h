@@ -8,9 +8,9 @@
 #include "VXEventLogDictionaryExtensions.h"
 #include "VXMainController.h"
 #include "VXRegisteredDefaults.h"
-#include "VXStringExtensions.h"
 #include "VXReportView.h"
 #include "VXReportViewDelegate.h"
+#include "VXStringExtensions.h"
 #include "VXUserDefaults.h"
 #include "VXValue.h"
 
@@ -44,7 +44,8 @@ public:
         static char *argv[] = {name, nullptr};
         m_application = std::make_unique<QApplication>(argc, argv);
         m_folder = std::make_unique<QTemporaryDir>();
-        m_defaults = std::make_unique<VXUserDefaults>(QStringLiteral("com.brasswing.WendleClient.Test"), m_folder->path());
+        m_defaults
+            = std::make_unique<VXUserDefaults>(QStringLiteral("com.brasswing.WendleClient.Test"), m_folder->path());
         VXUserDefaults::setStandard(m_defaults.get());
     }
     void TearDown() override
@@ -118,8 +119,8 @@ public:
     int clippings = 0;
     VXReportView *view = nullptr;
 
-    void getBeginTimestamp(double *beginTimestamp, double *endTimestamp, double *firstTimestamp,
-                           double *lastTimestamp, VXReportView *) override
+    void getBeginTimestamp(double *beginTimestamp, double *endTimestamp, double *firstTimestamp, double *lastTimestamp,
+                           VXReportView *) override
     {
         if (beginTimestamp)
             *beginTimestamp = begin;
@@ -180,4 +181,4 @@ inline bool isNeutral(QRgb c)
     return qRed(c) == qGreen(c) && qGreen(c) == qBlue(c);
 }
 
-} // namespace reportviewtest
+}   // namespace reportviewtest

@@ -1,7 +1,7 @@
 // Labels fitted into rectangles and the items' small icons.
 
-#include "VXReportViewTestSupport.h"
 #include "VXStringDrawingExtensions.h"
+#include "VXReportViewTestSupport.h"
 
 #include <QFontMetricsF>
 #include <QPainter>
@@ -37,7 +37,7 @@ std::pair<int, int> inkRows(const QImage &image, int *inkColumns = nullptr)
     return {top, bottom};
 }
 
-} // namespace
+}   // namespace
 
 TEST(StringDrawing, FittedSizesFollowTheRectangle)
 {
@@ -102,7 +102,8 @@ TEST(StringDrawing, LabelsAreCentredCutAtTheirTailAndWhiteByDefault)
     // Nothing to draw: no size.
     QImage none(10, 10, QImage::Format_ARGB32_Premultiplied);
     QPainter nonePainter(&none);
-    EXPECT_EQ(scaleToFitAndDrawInRect(QString(), nonePainter, QRectF(0, 0, 10, 10), nullptr, QFont::Normal, nullptr, 0), 0);
+    EXPECT_EQ(scaleToFitAndDrawInRect(QString(), nonePainter, QRectF(0, 0, 10, 10), nullptr, QFont::Normal, nullptr, 0),
+              0);
 }
 
 TEST(StringDrawing, ItemIconsAreSixteenPointsCachedAndFadedWhenInactive)

@@ -5,10 +5,10 @@
 // keep.
 
 #include "VXConfigurationKeys.h"
-#include "VXTestSettings.h"
-#include "VXTestSupport.h"
 #include "VXDictionaryExtensions.h"
 #include "VXRegisteredDefaults.h"
+#include "VXTestSettings.h"
+#include "VXTestSupport.h"
 #include "VXUserDefaults.h"
 #include "VXValue.h"
 
@@ -54,10 +54,22 @@ inline std::vector<double> logOf(const VXDictionary &item, const QString &key)
     return values;
 }
 
-inline std::vector<double> activeLog(const VXDictionary &item) { return logOf(item, VXActiveLogKey); }
-inline std::vector<double> frontLog(const VXDictionary &item) { return logOf(item, VXFrontActiveLogKey); }
-inline double timeOf(const VXDictionary &item) { return timeIntervalForKey(item, VXTimeKey); }
-inline double frontTimeOf(const VXDictionary &item) { return timeIntervalForKey(item, VXFrontTimeKey); }
+inline std::vector<double> activeLog(const VXDictionary &item)
+{
+    return logOf(item, VXActiveLogKey);
+}
+inline std::vector<double> frontLog(const VXDictionary &item)
+{
+    return logOf(item, VXFrontActiveLogKey);
+}
+inline double timeOf(const VXDictionary &item)
+{
+    return timeIntervalForKey(item, VXTimeKey);
+}
+inline double frontTimeOf(const VXDictionary &item)
+{
+    return timeIntervalForKey(item, VXFrontTimeKey);
+}
 
 inline VXDictionaryRef dictionary(std::initializer_list<std::pair<QString, VXValue>> entries)
 {
@@ -73,16 +85,18 @@ inline VXDictionaryRef pool(const QString &name, std::initializer_list<VXDiction
     VXArrayRef children = VXMakeArray();
     for (const VXDictionaryRef &member : members)
         children->append(member);
-    return dictionary({{VXNameKey, name}, {VXPathKey, VXPoolPathMarker}, {VXTypeKey, VXPoolItemType}, {VXChildrenKey, children}});
+    return dictionary(
+        {{VXNameKey, name}, {VXPathKey, VXPoolPathMarker}, {VXTypeKey, VXPoolItemType}, {VXChildrenKey, children}});
 }
 
 inline VXDictionaryRef member(const QString &name, const QString &applicationID,
                               std::initializer_list<VXDictionaryRef> entries = {})
 {
-    VXDictionaryRef result = dictionary({{VXNameKey, name},
-                                         {VXPathKey, QStringLiteral("/usr/share/applications/") + applicationID + QStringLiteral(".desktop")},
-                                         {VXApplicationIDKey, applicationID},
-                                         {VXTypeKey, VXPoolItemType}});
+    VXDictionaryRef result = dictionary(
+        {{VXNameKey, name},
+         {VXPathKey, QStringLiteral("/usr/share/applications/") + applicationID + QStringLiteral(".desktop")},
+         {VXApplicationIDKey, applicationID},
+         {VXTypeKey, VXPoolItemType}});
     if (entries.size() > 0) {
         VXArrayRef children = VXMakeArray();
         for (const VXDictionaryRef &entry : entries)
@@ -164,8 +178,7 @@ inline std::string firstDifference(const VXValue &a, const VXValue &b, const std
 
 // Calls `visit` for every item of the tree: applications and their windows, pools, members and
 // window entries.
-template <class Visit>
-void forEachItem(const VXDictionary &configuration, Visit &&visit)
+template <class Visit> void forEachItem(const VXDictionary &configuration, Visit &&visit)
 {
     if (const VXDictionary *applications = configuration.value(VXApplicationsKey).dictionary()) {
         for (const VXDictionary::Entry &entry : *applications) {
@@ -240,7 +253,8 @@ inline ::testing::AssertionResult treeKeepsItsInvariants(const VXDictionary &con
         for (const QString *key : {&VXActiveLogKey, &VXFrontActiveLogKey}) {
             const std::vector<double> log = logOf(item, *key);
             if (::testing::AssertionResult wellFormed = isWellFormedLog(log); !wellFormed) {
-                result = ::testing::AssertionFailure() << place << ": " << key->toStdString() << ": " << wellFormed.message();
+                result = ::testing::AssertionFailure()
+                    << place << ": " << key->toStdString() << ": " << wellFormed.message();
                 return;
             }
             const bool open = !log.empty() && log.back() > 0;
@@ -252,10 +266,10 @@ inline ::testing::AssertionResult treeKeepsItsInvariants(const VXDictionary &con
             }
         }
         if (frontTimeOf(item) > timeOf(item) + 1e-9)
-            result = ::testing::AssertionFailure() << place << ": Front Time " << frontTimeOf(item) << " exceeds Time "
-                                                   << timeOf(item);
+            result = ::testing::AssertionFailure()
+                << place << ": Front Time " << frontTimeOf(item) << " exceeds Time " << timeOf(item);
     });
     return result;
 }
 
-} // namespace vxtest
+}   // namespace vxtest
