@@ -1,6 +1,6 @@
 #include "VXDesktopEntryIndex.h"
 
-#include "VXX11Logging.h"
+#include "VXXdgLogging.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -110,7 +110,7 @@ void VXDesktopEntryIndex::build()
         if (!entry.startupWMClass.isEmpty())
             m_byStartupWMClass.insert(entry.startupWMClass.toLower(), i);
     }
-    qCDebug(lcX11) << "indexed" << m_entries.size() << "desktop entries in" << m_folders;
+    qCDebug(lcXdg) << "indexed" << m_entries.size() << "desktop entries in" << m_folders;
 }
 
 void VXDesktopEntryIndex::scanFolder(const QString &root, const QString &folder, int depth)
@@ -122,7 +122,7 @@ void VXDesktopEntryIndex::scanFolder(const QString &root, const QString &folder,
         = dir.entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Readable, QDir::Name);
     for (const QFileInfo &item : items) {
         if (int(m_entries.size()) >= kMaximumEntries) {
-            qCWarning(lcX11) << "too many desktop entries below" << root << "- the rest is not indexed";
+            qCWarning(lcXdg) << "too many desktop entries below" << root << "- the rest is not indexed";
             return;
         }
         if (item.isDir()) {
@@ -135,7 +135,7 @@ void VXDesktopEntryIndex::scanFolder(const QString &root, const QString &folder,
             continue;   // an entry of the same ID in an earlier folder hides this one
         VXDesktopEntry entry;
         if (!VXDesktopEntry::read(item.filePath(), entry)) {
-            qCDebug(lcX11) << "cannot read desktop entry" << item.filePath();
+            qCDebug(lcXdg) << "cannot read desktop entry" << item.filePath();
             continue;
         }
         entry.id = id;

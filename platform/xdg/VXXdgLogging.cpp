@@ -1,0 +1,3 @@
+#include "VXXdgLogging.h"
+
+Q_LOGGING_CATEGORY(lcXdg, "wendle.xdg")
