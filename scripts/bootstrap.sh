@@ -16,6 +16,8 @@ packages=(
   xvfb openbox xdotool x11-utils wmctrl xterm x11-apps x11-xserver-utils python3-xlib dbus python3-dbusmock python3-dbus python3-gi libglib2.0-bin
   # fuzzing (libFuzzer comes with clang)
   clang libclang-rt-14-dev
+  # the format check of CI
+  clang-format
 )
 
 missing=()
