@@ -478,8 +478,11 @@ void VXReportView::drawEventLog(QPainter &painter, const VXDictionary &eventLog,
         const qreal inset = std::floor(r.height() / 7.0);
         QRectF textRect = r.adjusted(inset, inset, -inset, -inset);
         const qreal indent = std::floor(textRect.height() / 3.0);
-        const bool indented = eventLog.value(VXPathKey).toString() == VXWindowPathMarker
-            || eventLog.value(VXTypeKey).toString() == VXPoolItemType;
+        // Windows and pool members stand under their application or pool; pools carry the
+        // pool item type too, but head their group.
+        const QString &path = eventLog.value(VXPathKey).stringRef();
+        const bool indented = path == VXWindowPathMarker
+            || (eventLog.value(VXTypeKey).stringRef() == VXPoolItemType && path != VXPoolPathMarker);
         if (indented) {
             textRect.setLeft(textRect.left() + indent);
             drawOverlayMessage(painter, bulletString(), QString(), textRect.adjusted(-indent, 0.0, indent, 0.0),

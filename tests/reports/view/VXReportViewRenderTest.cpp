@@ -347,3 +347,20 @@ TEST_F(ReportViewRender, ASingleItemFillsTheViewLessTheChooserStrip)
     ASSERT_EQ(report->eventLogRects().size(), 1u);
     EXPECT_EQ(report->eventLogRects()[0].rect.height(), report->height() - 15.0);
 }
+
+TEST_F(ReportViewRender, WindowsAndPoolMembersAreIndentedButPoolsAreNot)
+{
+    // The same name in each kind of row: a row drawn like the application's has no bullet and
+    // no indent. Pools carry the pool item type as their members do.
+    const auto rowImage = [&](const QString &path, const QString &type) {
+        delegate.items = {item(QStringLiteral("Work"), eventLog({{0, 1000}}), VXArrayRef(), path, type)};
+        return render(300, 46, 1.0, true);
+    };
+    const QImage application = rowImage(QStringLiteral("/usr/bin/work"), QString());
+    const QImage window = rowImage(VXWindowPathMarker, QString());
+    EXPECT_NE(window, application) << "a window is indented";
+    EXPECT_EQ(rowImage(VXPoolPathMarker, VXPoolItemType), application) << "a pool heads its group";
+    EXPECT_EQ(rowImage(VXPoolPathMarker, QString()), application);
+    EXPECT_EQ(rowImage(QStringLiteral("/usr/bin/work"), VXPoolItemType), window) << "a pool member";
+    EXPECT_EQ(rowImage(VXWindowPathMarker, VXPoolItemType), window) << "a window of a pool member";
+}
