@@ -6,6 +6,26 @@
 #include <QGuiApplication>
 #include <QPalette>
 
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+double linearChannel(double channel)
+{
+    return channel <= 0.04045 ? channel / 12.92 : std::pow((channel + 0.055) / 1.055, 2.4);
+}
+
+// The colour as it shows through a white veil of that opacity.
+QColor underWhiteVeil(const QColor &color, double opacity)
+{
+    const auto veiled = [opacity](float channel) { return float(channel * (1.0 - opacity) + opacity); };
+    const QColor rgb = color.toRgb();
+    return QColor::fromRgbF(veiled(rgb.redF()), veiled(rgb.greenF()), veiled(rgb.blueF()));
+}
+
+}   // namespace
+
 int currentColorScheme()
 {
     const VXUserDefaults *defaults = VXUserDefaults::standard();
@@ -60,4 +80,47 @@ QColor activePieColor(int colorScheme)
 QColor activePieColor()
 {
     return activePieColor(currentColorScheme());
+}
+
+double relativeLuminance(const QColor &color)
+{
+    const QColor rgb = color.toRgb();
+    return 0.2126 * linearChannel(rgb.redF()) + 0.7152 * linearChannel(rgb.greenF())
+        + 0.0722 * linearChannel(rgb.blueF());
+}
+
+double contrastRatio(const QColor &a, const QColor &b)
+{
+    const double la = relativeLuminance(a);
+    const double lb = relativeLuminance(b);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+QColor darkenedForContrast(const QColor &color, const QColor &background, double ratio, double veilOpacity)
+{
+    const auto enough = [&](const QColor &candidate) {
+        return contrastRatio(underWhiteVeil(candidate, veilOpacity), background) >= ratio;
+    };
+    if (enough(color))
+        return color;
+    float hue = 0.0f, saturation = 0.0f, lightness = 0.0f, alpha = 1.0f;
+    color.toHsl().getHslF(&hue, &saturation, &lightness, &alpha);
+    // The lightest lightness that is dark enough: contrast with a light background only grows
+    // as the colour darkens. Halving the interval 16 times is finer than 8-bit channels.
+    float dark = 0.0f;
+    float light = lightness;
+    for (int i = 0; i < 16; ++i) {
+        const float middle = (dark + light) / 2.0f;
+        if (enough(QColor::fromHslF(hue, saturation, middle, alpha)))
+            dark = middle;
+        else
+            light = middle;
+    }
+    // 8-bit channels may round the found lightness up again: step down until it holds.
+    QColor result = QColor::fromHslF(hue, saturation, dark, alpha).toRgb();
+    for (float step = dark; step > 0.0f && !enough(result);) {
+        step = std::max(0.0f, step - 1.0f / 255.0f);
+        result = QColor::fromHslF(hue, saturation, step, alpha).toRgb();
+    }
+    return result;
 }

@@ -35,6 +35,15 @@ std::array<double, 3> activePieColorComponents();
 QColor activePieColor(int colorScheme);
 QColor activePieColor();
 
+// The relative luminance of an opaque colour (sRGB), from 0 for black to 1 for white.
+double relativeLuminance(const QColor &color);
+// The contrast ratio of two opaque colours: 1 for the same luminance, 21 for black on white.
+double contrastRatio(const QColor &a, const QColor &b);
+// `color` with its lightness lowered, hue and saturation kept, just enough that, seen through a
+// white veil of `veilOpacity` (as the light rows' shading lays over them), it stands out from the
+// light `background` by at least `ratio`; `color` itself when it already does.
+QColor darkenedForContrast(const QColor &color, const QColor &background, double ratio, double veilOpacity);
+
 // A grey level with opacity, as the report's colours are given.
 inline QColor whiteColor(double white, double alpha = 1.0)
 {

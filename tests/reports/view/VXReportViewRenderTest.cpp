@@ -83,19 +83,6 @@ TEST_F(ReportViewRender, SchemesColourTheBackgroundChannelsAndShading)
 {
     delegate.items = {item(QStringLiteral("Editor"), eventLog({{0, 500}}), eventLog({{0, 250}}))};
 
-    defaults().setInteger(VXColorSchemeLight, VXColorSchemeKey);
-    QImage light = render(999, 40);
-    // White background; the total channel at 0.95 under the light shading (white at 0.6..0.5).
-    EXPECT_EQ(light.pixel(800, 20), grey(1.0));
-    const QRgb lightTotal = light.pixel(400, 20);
-    EXPECT_TRUE(isNeutral(lightTotal));
-    EXPECT_GT(qRed(lightTotal), qRed(grey(0.95)));
-    EXPECT_LT(qRed(lightTotal), 255);
-    // Foreground in the selected-control tint of the theme's highlight, lightened by the shading.
-    const QRgb lightFront = light.pixel(100, 20);
-    EXPECT_NE(lightFront, lightTotal);
-    EXPECT_GE(qBlue(lightFront), qBlue(selectedControlColor().rgb()) - 1);
-
     defaults().setInteger(VXColorSchemeOriginal, VXColorSchemeKey);
     QImage original = render(999, 40);
     // Near-black background; black shading darkens the rows, more at the bottom than at the top.
@@ -110,6 +97,36 @@ TEST_F(ReportViewRender, SchemesColourTheBackgroundChannelsAndShading)
     const QColor highlight = alternateSelectedControlColor();
     const QColor darkFront = QColor::fromRgb(dark.pixel(100, 0));
     EXPECT_NEAR(darkFront.hueF(), highlight.hueF(), 0.02);
+}
+
+TEST_F(ReportViewRender, LightBarsStandOutFromTheWhiteBackgroundInTheirOwnHue)
+{
+    defaults().setInteger(VXColorSchemeLight, VXColorSchemeKey);
+    delegate.items = {item(QStringLiteral("Editor"), eventLog({{0, 500}}), eventLog({{0, 250}}))};
+    const QPalette saved = QApplication::palette();
+    // The theme's highlight colour decides the foreground's hue: a usual blue, a pale yellow that
+    // would vanish on white, a dark blue that needs no darkening.
+    for (const QColor highlight : {QColor(0x30, 0x8c, 0xc6), QColor(0xff, 0xf0, 0xa0), QColor(0x1a, 0x23, 0x7e)}) {
+        SCOPED_TRACE(highlight.name().toStdString());
+        QPalette palette = saved;
+        palette.setColor(QPalette::Highlight, highlight);
+        QApplication::setPalette(palette);
+        const QImage light = render(999, 40);
+        const QRgb background = light.pixel(800, 20);
+        EXPECT_EQ(background, grey(1.0));
+        // At the rows' top, where the shading is palest, and at their bottom.
+        for (int y : {0, 39}) {
+            const QRgb total = light.pixel(400, y);
+            const QRgb front = light.pixel(100, y);
+            EXPECT_TRUE(isNeutral(total));
+            EXPECT_GE(contrast(total, background), 3.0) << "y " << y;
+            EXPECT_GE(contrast(front, background), 3.0) << "y " << y;
+            EXPECT_GT(contrast(front, background), contrast(total, background)) << "foreground darker than total";
+            EXPECT_NEAR(QColor::fromRgb(front).hueF(), highlight.hueF(), 0.03) << "the highlight's hue";
+        }
+        EXPECT_GT(qRed(light.pixel(400, 0)), qRed(light.pixel(400, 39))) << "lighter towards the top";
+    }
+    QApplication::setPalette(saved);
 }
 
 TEST_F(ReportViewRender, TimePortionsAreNormalisedToTheLongestItem)
