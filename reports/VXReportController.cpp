@@ -141,6 +141,7 @@ QWidget *VXReportController::loadReportWindow()
     m_beginDatePicker->setEnablingSwitch(m_beginDateSwitch);
     m_endDatePicker->setEnablingSwitch(m_endDateSwitch);
     m_reportView->setDelegate(this);
+    setUpEmptyReportMessage();
 
     if (m_snapshotConfiguration) {
         const QString path = m_snapshotConfiguration->value(VXPathKey).toString();
@@ -167,6 +168,22 @@ QWidget *VXReportController::loadReportWindow()
 
     reportWindow->installEventFilter(this);
     return reportWindow;
+}
+
+void VXReportController::setSnapshotConfiguration(VXDictionaryRef configuration)
+{
+    m_snapshotConfiguration = std::move(configuration);
+    setUpEmptyReportMessage();
+}
+
+void VXReportController::setUpEmptyReportMessage()
+{
+    if (!m_reportView)
+        return;
+    if (m_snapshotConfiguration)
+        m_reportView->setOverlayMessage(tr(VXReportNoActivityTitle), tr(VXReportNoActivitySubtitle));
+    else
+        m_reportView->setOverlayMessage(tr(VXReportNothingTrackedTitle), tr(VXReportNothingTrackedSubtitle));
 }
 
 void VXReportController::setUpViewMenuButton()

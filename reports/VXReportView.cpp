@@ -202,6 +202,16 @@ void VXReportView::setOverlayMessage(const QString &message, const QString &subt
     QWidget::update();
 }
 
+QString VXReportView::overlayMessage() const
+{
+    return d->overlayMessage;
+}
+
+QString VXReportView::overlaySubtitle() const
+{
+    return d->overlaySubtitle;
+}
+
 void VXReportView::setDirectionIndicator(QWidget *directionIndicator)
 {
     d->directionIndicator = directionIndicator;
@@ -448,9 +458,7 @@ void VXReportView::drawReportInBounds(QPainter &painter, const QRectF &bounds, c
         scaleToFitAndDrawInRect(d->overlaySubtitle, painter,
                                 QRectF(area.left() + 20.0, top + lineHeight, area.width() - 40.0, lineHeight * 0.6),
                                 &centred, QFont::Normal, &color, 14.0);
-    } else if (count == 1) {
-        drawRow(m_eventLogs->at(0), rowsRect);
-    } else if (count > 1) {
+    } else if (count > 0) {
         std::size_t applicationCount = 0;
         while (applicationCount < count) {
             const VXDictionary *dictionary = m_eventLogs->at(applicationCount).dictionary();

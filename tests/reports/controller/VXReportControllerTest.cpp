@@ -458,6 +458,30 @@ TEST_F(ReportControllerTest, EachReportKeepsItsOwnWindowFrame)
     }
 }
 
+TEST_F(ReportControllerTest, AnEmptyReportSaysThatNothingWasTrackedInTheRange)
+{
+    source.entries = VXMakeArray();
+    auto live = makeController(VXReportKey::kDefaultUniqueID);
+    showActive(*live);
+    VXReportView *view = live->reportView();
+    EXPECT_EQ(view->overlayMessage(), u"Nothing Tracked Yet"_s);
+    EXPECT_EQ(view->overlaySubtitle(), u"No activity has been tracked in this range yet."_s);
+    // Drawn: the view is not one plain colour.
+    const QImage image = view->grab().toImage();
+    const QRgb background = image.pixel(0, 0);
+    int marked = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            marked += image.pixel(x, y) != background ? 1 : 0;
+    EXPECT_GT(marked, 200);
+
+    auto snapshot = makeController(u"/tmp/empty.csv"_s);
+    snapshot->setSnapshotConfiguration(VXMakeDictionary());
+    ASSERT_NE(snapshot->loadReportWindow(), nullptr);
+    EXPECT_EQ(snapshot->reportView()->overlayMessage(), u"No Activity"_s);
+    EXPECT_EQ(snapshot->reportView()->overlaySubtitle(), u"The file holds no activity in this range."_s);
+}
+
 TEST_F(ReportControllerTest, TheViewIsRebuiltOnlyWhenItCanBeSeenUnlessForced)
 {
     auto controller = makeController(u"Day"_s);

@@ -343,7 +343,7 @@ TEST_F(ReportViewRender, TheWidgetSizesItselfAndAnswersHitTestsForWhatItDrew)
     EXPECT_EQ(marked(), withoutMessage);
 }
 
-TEST_F(ReportViewRender, ASingleItemFillsTheViewLessTheChooserStrip)
+TEST_F(ReportViewRender, RowsWithTextGrowOnlyToASensibleHeight)
 {
     QScrollArea scrollArea;
     scrollArea.resize(400, 300);
@@ -352,17 +352,53 @@ TEST_F(ReportViewRender, ASingleItemFillsTheViewLessTheChooserStrip)
     TestDelegate data;
     report->setDelegate(&data);
     scrollArea.show();
-    data.items = {item(QStringLiteral("Editor"), eventLog({{0, 1000}}), VXArrayRef())};
-    report->update(&scrollArea);
-    report->grab();
-    ASSERT_EQ(report->eventLogRects().size(), 1u);
-    EXPECT_EQ(report->eventLogRects()[0].rect, QRectF(report->rect()));
+    const auto rowRects = [&] {
+        report->update(&scrollArea);
+        report->grab();
+        std::vector<QRectF> rects;
+        for (const VXEventLogRect &entry : report->eventLogRects())
+            rects.insert(rects.begin(), entry.rect);   // drawn from the bottom up
+        return rects;
+    };
 
+    // A single row stays at the top at its tallest, its name and read-out together; the rest
+    // of the view is empty.
+    data.items = {item(QStringLiteral("Editor"), eventLog({{0, 1000}}), VXArrayRef())};
+    std::vector<QRectF> rows = rowRects();
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0], QRectF(0, 0, report->width(), 69));
+    const QImage image = report->grab().toImage();
+    EXPECT_EQ(image.pixel(200, 150), grey(0.1)) << "below the row";
+
+    // Three rows at their tallest, stacked from the top; with a narrower range too.
+    data.items.push_back(item(QStringLiteral("Mail"), eventLog({{0, 1000}}), VXArrayRef()));
+    data.items.push_back(item(QStringLiteral("Browser"), eventLog({{0, 1000}}), VXArrayRef()));
     data.end = kBase + 500.0;
+    rows = rowRects();
+    ASSERT_EQ(rows.size(), 3u);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(rows[i].bottom(), 69.0 * double(i + 1));
+        EXPECT_LE(rows[i].height(), 69.0);
+    }
+
+    // Many rows share the view as before.
+    for (int i = 0; i < 7; ++i)
+        data.items.push_back(item(QStringLiteral("App %1").arg(i), eventLog({{0, 1000}}), VXArrayRef()));
+    data.end = kBase + 1000.0;
+    rows = rowRects();
+    ASSERT_FALSE(rows.empty());
+    EXPECT_EQ(rows[0].bottom(), 46.0);
+
+    // Drawings without text (the tray, the taskbar icon) spread a single row over all of it.
+    data.items.resize(1);
     report->update(&scrollArea);
-    report->grab();
-    ASSERT_EQ(report->eventLogRects().size(), 1u);
-    EXPECT_EQ(report->eventLogRects()[0].rect.height(), report->height() - 15.0);
+    QImage icon(32, 32, QImage::Format_ARGB32_Premultiplied);
+    icon.fill(Qt::magenta);
+    QPainter painter(&icon);
+    report->drawFlippedAndSimplifiedReportInRect(painter, QRectF(0, 0, 32, 32), false);
+    painter.end();
+    EXPECT_EQ(icon.pixel(16, 30), grey(0.2));
 }
 
 TEST_F(ReportViewRender, WindowsAndPoolMembersAreIndentedButPoolsAreNot)
