@@ -23,7 +23,9 @@
 #include <QStyle>
 #include <QToolButton>
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace {
 
@@ -49,6 +51,30 @@ bool redrawsReports(const QString &key)
 }
 
 bool applicationTerminating = false;
+
+// Report windows carry the name of their layout.
+const QString kReportWindowName = QStringLiteral("Report");
+
+// How far each new report window stands from one it would otherwise hide.
+constexpr int kCascadeStep = 28;
+
+// Where a new report window goes so that it does not open exactly over another one (they all
+// start centred): `place`, moved down and right a step at a time until no other report's top
+// left corner is within a step of it; a step that would leave the available area starts again
+// at its top left.
+QPoint cascadedPosition(QPoint place, const QSize &size, const QRect &available, const std::vector<QPoint> &taken)
+{
+    const auto isTaken = [&taken](QPoint point) {
+        return std::any_of(taken.begin(), taken.end(),
+                           [point](QPoint other) { return (other - point).manhattanLength() < kCascadeStep; });
+    };
+    for (std::size_t i = 0; i <= taken.size() && isTaken(place); ++i) {
+        place += QPoint(kCascadeStep, kCascadeStep);
+        if (!available.contains(QRect(place, size)))
+            place = available.topLeft();
+    }
+    return place;
+}
 
 }   // namespace
 
@@ -262,9 +288,15 @@ void VXReportController::presentReportWindow(bool activate)
     if (!m_hasBeenShown && !m_hasSavedFrame) {
         // Centred on its first showing only; later showings keep where the user left it.
         if (const QScreen *screen = window->screen()) {
+            const QRect available = screen->availableGeometry();
             QRect frame = window->frameGeometry();
-            frame.moveCenter(screen->availableGeometry().center());
-            window->move(frame.topLeft());
+            frame.moveCenter(available.center());
+            std::vector<QPoint> taken;
+            for (const QWidget *other : QApplication::topLevelWidgets()) {
+                if (other != window && other->isVisible() && other->objectName() == kReportWindowName)
+                    taken.push_back(other->pos());
+            }
+            window->move(cascadedPosition(frame.topLeft(), frame.size(), available, taken));
         }
     }
     m_hasBeenShown = true;
@@ -370,16 +402,24 @@ void VXReportController::toggleShownActivityFromMenuItem(int tag)
     update(this);
 }
 
+bool VXReportController::snapshotHolds(const QString &activityKey) const
+{
+    // A configuration that does not say holds everything.
+    return !m_snapshotConfiguration->contains(activityKey) || m_snapshotConfiguration->value(activityKey).toBool();
+}
+
 bool VXReportController::drawFrontActivity() const
 {
-    return m_snapshotConfiguration
-        || defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kFront));
+    if (m_snapshotConfiguration)
+        return snapshotHolds(VXForegroundActivityKey);
+    return defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kFront));
 }
 
 bool VXReportController::drawTotalActivity() const
 {
-    return m_snapshotConfiguration
-        || defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kTotal));
+    if (m_snapshotConfiguration)
+        return snapshotHolds(VXTotalActivityKey);
+    return defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kTotal));
 }
 
 void VXReportController::storeDateOfPicker(const QString &pattern, VXChameleonDatePicker *picker)

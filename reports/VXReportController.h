@@ -148,7 +148,8 @@ public:
     int timeFormat() const override;
     // Tag 0 flips "Front", tag 1 "Total".
     void toggleShownActivityFromMenuItem(int tag) override;
-    // A snapshot draws whatever its file holds; the live report what its settings say.
+    // A snapshot draws what its file holds (its configuration's "Foreground Activity" and "Total
+    // Activity"); the live report what its settings say.
     bool drawFrontActivity() const override;
     bool drawTotalActivity() const override;
     // The action of the four date controls.
@@ -196,6 +197,7 @@ private:
     // The window's close button: stores the closed state and allows the close.
     bool windowShouldClose();
     void windowWillClose();
+    bool snapshotHolds(const QString &activityKey) const;
     void setUpViewMenuButton();
     // The view's message for a report without rows, by the kind of report.
     void setUpEmptyReportMessage();

@@ -22,6 +22,7 @@
 #include <QTest>
 #include <QToolButton>
 #include <cstdlib>
+#include <optional>
 
 #include <gtest/gtest.h>
 
@@ -480,6 +481,58 @@ TEST_F(ReportControllerTest, AnEmptyReportSaysThatNothingWasTrackedInTheRange)
     ASSERT_NE(snapshot->loadReportWindow(), nullptr);
     EXPECT_EQ(snapshot->reportView()->overlayMessage(), u"No Activity"_s);
     EXPECT_EQ(snapshot->reportView()->overlaySubtitle(), u"The file holds no activity in this range."_s);
+}
+
+TEST_F(ReportControllerTest, ASnapshotShowsOnlyTheActivityItsFileHolds)
+{
+    const struct {
+        std::optional<bool> front, total;
+        bool drawsFront, drawsTotal;
+    } rows[] = {
+        {true, false, true, false},
+        {false, true, false, true},
+        {true, true, true, true},
+        {std::nullopt, std::nullopt, true, true},   // a configuration that does not say
+    };
+    for (const auto &row : rows) {
+        auto snapshot = makeController(u"/tmp/day.csv"_s);
+        VXDictionaryRef configuration = VXMakeDictionary();
+        if (row.front)
+            configuration->insert(VXForegroundActivityKey, *row.front);
+        if (row.total)
+            configuration->insert(VXTotalActivityKey, *row.total);
+        snapshot->setSnapshotConfiguration(configuration);
+        EXPECT_EQ(snapshot->drawFrontActivity(), row.drawsFront);
+        EXPECT_EQ(snapshot->drawTotalActivity(), row.drawsTotal);
+    }
+}
+
+TEST_F(ReportControllerTest, NewReportWindowsDoNotOpenOverEachOther)
+{
+    auto live = makeController(VXReportKey::kDefaultUniqueID);
+    auto first = makeController(u"/tmp/first.csv"_s);
+    auto second = makeController(u"/tmp/second.csv"_s);
+    showActive(*live);
+    showActive(*first);
+    showActive(*second);
+    const QPoint a = live->reportWindow()->pos();
+    const QPoint b = first->reportWindow()->pos();
+    const QPoint c = second->reportWindow()->pos();
+    EXPECT_GE((b - a).manhattanLength(), 28);
+    EXPECT_GE((c - a).manhattanLength(), 28);
+    EXPECT_GE((c - b).manhattanLength(), 28);
+    const QRect available = live->reportWindow()->screen()->availableGeometry();
+    for (auto *controller : {live.get(), first.get(), second.get()})
+        EXPECT_TRUE(available.contains(controller->reportWindow()->frameGeometry()));
+
+    // A window with a saved frame goes back where it was, whatever is there.
+    second->reportWindow()->close();
+    first->reportWindow()->move(a);
+    QCoreApplication::processEvents();
+    first->reportWindow()->close();
+    auto again = makeController(u"/tmp/first.csv"_s);
+    showActive(*again);
+    EXPECT_LE((again->reportWindow()->pos() - a).manhattanLength(), 4);
 }
 
 TEST_F(ReportControllerTest, TheViewIsRebuiltOnlyWhenItCanBeSeenUnlessForced)
