@@ -17,6 +17,7 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QMenu>
 #include <QScreen>
 #include <QSignalBlocker>
@@ -74,6 +75,28 @@ QPoint cascadedPosition(QPoint place, const QSize &size, const QRect &available,
             place = available.topLeft();
     }
     return place;
+}
+
+// A saved frame kept within the available area of the screen under its centre (else the
+// primary screen), no smaller than `minimum`: a frame saved at another scale, or on a screen that
+// is gone, would otherwise open mostly off screen.
+QRect clampedToScreen(QRect frame, const QSize &minimum)
+{
+    const QScreen *screen = QGuiApplication::screenAt(frame.center());
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    if (!screen)
+        return frame;
+    const QRect available = screen->availableGeometry();
+    const auto fit = [](int length, int least, int room) { return std::max(least, std::min(length, room)); };
+    frame.setSize(QSize(fit(frame.width(), minimum.width(), available.width()),
+                        fit(frame.height(), minimum.height(), available.height())));
+    const auto inside = [](int start, int length, int areaStart, int areaLength) {
+        return std::max(areaStart, std::min(start, areaStart + areaLength - length));
+    };
+    frame.moveTopLeft(QPoint(inside(frame.x(), frame.width(), available.x(), available.width()),
+                             inside(frame.y(), frame.height(), available.y(), available.height())));
+    return frame;
 }
 
 }   // namespace
@@ -375,8 +398,9 @@ bool VXReportController::restoreWindowFrame()
     }
     if (numbers[2] <= 0 || numbers[3] <= 0)
         return false;
+    const QSize minimum = m_reportWindow->minimumSize().expandedTo(m_reportWindow->minimumSizeHint());
     m_restoringFrame = true;
-    m_reportWindow->setGeometry(numbers[0], numbers[1], numbers[2], numbers[3]);
+    m_reportWindow->setGeometry(clampedToScreen(QRect(numbers[0], numbers[1], numbers[2], numbers[3]), minimum));
     m_restoringFrame = false;
     return true;
 }

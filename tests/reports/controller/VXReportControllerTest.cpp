@@ -535,6 +535,63 @@ TEST_F(ReportControllerTest, NewReportWindowsDoNotOpenOverEachOther)
     EXPECT_LE((again->reportWindow()->pos() - a).manhattanLength(), 4);
 }
 
+TEST_F(ReportControllerTest, AtItsNarrowestTheBottomBarsControlsDoNotOverlap)
+{
+    auto controller = makeController(u"Day"_s);
+    showActive(*controller);
+    QWidget *window = controller->reportWindow();
+    const auto narrowest = [&] {
+        QCoreApplication::processEvents();
+        window->resize(100, 100);
+        QCoreApplication::processEvents();
+        QList<QWidget *> controls;
+        for (QWidget *child : controller->bottomBar()->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
+            if (child->isVisible())
+                controls << child;
+        }
+        EXPECT_EQ(controls.size(), 5);
+        for (int i = 0; i < controls.size(); ++i) {
+            EXPECT_TRUE(controller->bottomBar()->rect().contains(controls[i]->geometry()))
+                << qPrintable(controls[i]->objectName());
+            for (int j = i + 1; j < controls.size(); ++j)
+                EXPECT_FALSE(controls[i]->geometry().intersects(controls[j]->geometry()))
+                    << qPrintable(controls[i]->objectName()) << " and " << qPrintable(controls[j]->objectName());
+        }
+        return window->width();
+    };
+    const int disabled = narrowest();
+    EXPECT_GE(disabled, 460);
+    // Enabled pickers are wider (a frame and a stepper): the narrowest window is wider too.
+    controller->beginDateSwitch()->click();
+    controller->endDateSwitch()->click();
+    ASSERT_TRUE(controller->beginDatePicker()->isEnabled());
+    EXPECT_GT(narrowest(), disabled);
+}
+
+TEST_F(ReportControllerTest, SavedFramesAreKeptOnTheScreen)
+{
+    // Saved on a larger screen or at another scale, and a frame larger than any screen.
+    settings.defaults->setString(u"3000 2000 700 400"_s, u"ReportWindow: Far"_s);
+    settings.defaults->setString(u"-80 -60 5000 4000"_s, u"ReportWindow: Huge"_s);
+    for (const QString &id : {u"Far"_s, u"Huge"_s}) {
+        SCOPED_TRACE(id.toStdString());
+        auto controller = makeController(id);
+        showActive(*controller);
+        QWidget *window = controller->reportWindow();
+        // On the screen (but for the few points that window decorations may add), and no
+        // larger than it.
+        const QRect available = window->screen()->availableGeometry();
+        const QRect frame = window->frameGeometry();
+        const QRect seen = frame.intersected(available);
+        EXPECT_GE(double(seen.width()) * seen.height(), 0.95 * frame.width() * frame.height());
+        EXPECT_LE(window->width(), available.width());
+        EXPECT_LE(window->height(), available.height());
+        EXPECT_GE(window->width(), window->minimumWidth());
+    }
+    EXPECT_EQ(makeController(u"Far"_s)->loadReportWindow()->size(), QSize(700, 400))
+        << "a frame that fits keeps its size";
+}
+
 TEST_F(ReportControllerTest, TheViewIsRebuiltOnlyWhenItCanBeSeenUnlessForced)
 {
     auto controller = makeController(u"Day"_s);
