@@ -3,8 +3,10 @@
 #include "VXMainController.h"
 #include "VXUserDefaults.h"
 
+#include <QApplication>
 #include <QGuiApplication>
 #include <QPalette>
+#include <QStyle>
 
 #include <algorithm>
 #include <cmath>
@@ -22,6 +24,42 @@ QColor underWhiteVeil(const QColor &color, double opacity)
     const auto veiled = [opacity](float channel) { return float(channel * (1.0 - opacity) + opacity); };
     const QColor rgb = color.toRgb();
     return QColor::fromRgbF(veiled(rgb.redF()), veiled(rgb.greenF()), veiled(rgb.blueF()));
+}
+
+QColor grey(int level)
+{
+    return QColor(level, level, level);
+}
+
+// Dark greys in the report's own tones (its background is white 0.1), light text.
+QPalette darkPalette(const QPalette &theme)
+{
+    QPalette palette;
+    const struct {
+        QPalette::ColorRole role;
+        QColor active;
+        QColor disabled;
+    } roles[] = {
+        {QPalette::Window, grey(0x1f), grey(0x1f)},         {QPalette::WindowText, grey(0xe8), grey(0x80)},
+        {QPalette::Base, grey(0x2a), grey(0x22)},           {QPalette::AlternateBase, grey(0x33), grey(0x2a)},
+        {QPalette::Text, grey(0xe8), grey(0x80)},           {QPalette::PlaceholderText, grey(0x90), grey(0x70)},
+        {QPalette::Button, grey(0x38), grey(0x2a)},         {QPalette::ButtonText, grey(0xe8), grey(0x80)},
+        {QPalette::BrightText, Qt::white, Qt::white},       {QPalette::Light, grey(0x55), grey(0x45)},
+        {QPalette::Midlight, grey(0x45), grey(0x38)},       {QPalette::Mid, grey(0x2d), grey(0x2d)},
+        {QPalette::Dark, grey(0x18), grey(0x18)},           {QPalette::Shadow, grey(0x05), grey(0x05)},
+        {QPalette::ToolTipBase, grey(0x38), grey(0x38)},    {QPalette::ToolTipText, grey(0xe8), grey(0xe8)},
+        {QPalette::HighlightedText, Qt::white, grey(0xc0)},
+    };
+    for (const auto &entry : roles) {
+        palette.setColor(QPalette::Active, entry.role, entry.active);
+        palette.setColor(QPalette::Inactive, entry.role, entry.active);
+        palette.setColor(QPalette::Disabled, entry.role, entry.disabled);
+    }
+    for (QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
+        palette.setColor(group, QPalette::Highlight, theme.color(group, QPalette::Highlight));
+        palette.setColor(group, QPalette::Link, theme.color(group, QPalette::Link).lighter(150));
+    }
+    return palette;
 }
 
 }   // namespace
@@ -123,4 +161,26 @@ QColor darkenedForContrast(const QColor &color, const QColor &background, double
         result = QColor::fromHslF(hue, saturation, step, alpha).toRgb();
     }
     return result;
+}
+
+bool isLightPalette(const QPalette &palette)
+{
+    return palette.color(QPalette::Window).lightnessF() > palette.color(QPalette::WindowText).lightnessF();
+}
+
+QPalette reportPalette(int colorScheme)
+{
+    const QPalette theme = QApplication::palette();
+    const bool light = colorScheme == VXColorSchemeLight;
+    if (isLightPalette(theme) == light)
+        return theme;
+    if (!light)
+        return darkPalette(theme);
+    // The style's own palette (a light one for the usual styles); the theme's highlight stays.
+    QPalette palette = QApplication::style() ? QApplication::style()->standardPalette() : QPalette();
+    if (!isLightPalette(palette))
+        palette = QPalette(grey(0xef));
+    for (QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled})
+        palette.setColor(group, QPalette::Highlight, theme.color(group, QPalette::Highlight));
+    return palette;
 }

@@ -4,6 +4,7 @@
 // "Color Scheme", the platform's highlight colours, and the active pie colour.
 
 #include <QColor>
+#include <QPalette>
 #include <QString>
 
 #include <array>
@@ -27,6 +28,14 @@ int currentColorScheme();
 QColor selectedControlColor();
 // The highlight of selected content: the desktop theme's highlight colour itself.
 QColor alternateSelectedControlColor();
+
+// The palette of a whole report window in a colour scheme, so that its bar, date pickers and
+// scroll bar match the report: light for "Light", dark for the others. The desktop theme's
+// palette when it already is light (or dark); otherwise one made to match, with the theme's
+// highlight colour.
+QPalette reportPalette(int colorScheme);
+// Whether a palette draws dark text on a light window.
+bool isLightPalette(const QPalette &palette);
 
 // "Pie Color Components" when that is an array of exactly three numbers, else (0.6, 0.4, 0.6).
 std::array<double, 3> activePieColorComponents();

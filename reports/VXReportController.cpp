@@ -1,6 +1,7 @@
 #include "VXReportController.h"
 
 #include "VXChameleonDatePicker.h"
+#include "VXColorExtensions.h"
 #include "VXConfigurationKeys.h"
 #include "VXMainController.h"
 #include "VXRegisteredDefaults.h"
@@ -191,6 +192,9 @@ QWidget *VXReportController::loadReportWindow()
     m_endDatePicker->setEnablingSwitch(m_endDateSwitch);
     m_reportView->setDelegate(this);
     setUpEmptyReportMessage();
+    // The whole window in the report's colours; the container carries them into the tray panel.
+    m_reportContainer->setAutoFillBackground(true);
+    applyColorScheme();
 
     if (m_snapshotConfiguration) {
         const QString path = m_snapshotConfiguration->value(VXPathKey).toString();
@@ -366,6 +370,10 @@ bool VXReportController::eventFilter(QObject *watched, QEvent *event)
         if (m_reportWindow->isVisible() && !m_restoringFrame)
             saveWindowFrame();
         break;
+    case QEvent::ApplicationPaletteChange:
+        // The desktop's theme changed: the scheme's palette is made from it.
+        applyColorScheme();
+        break;
     default: break;
     }
     return QObject::eventFilter(watched, event);
@@ -494,10 +502,18 @@ VXReportMenuItemState VXReportController::validateMenuItem(VXReportMenuAction ac
     return {};
 }
 
+void VXReportController::applyColorScheme()
+{
+    if (m_reportContainer)
+        m_reportContainer->setPalette(reportPalette(int(defaults().integerForKey(VXColorSchemeKey))));
+}
+
 void VXReportController::settingChanged(const QString &key)
 {
     if (!redrawsReports(key))
         return;
+    if (key == VXColorSchemeKey)
+        applyColorScheme();
     if (m_reportContainer)
         m_reportContainer->update();
     if (m_bottomBar)

@@ -198,6 +198,8 @@ private:
     bool windowShouldClose();
     void windowWillClose();
     bool snapshotHolds(const QString &activityKey) const;
+    // The window's palette for the colour scheme in the settings.
+    void applyColorScheme();
     void setUpViewMenuButton();
     // The view's message for a report without rows, by the kind of report.
     void setUpEmptyReportMessage();

@@ -19,6 +19,8 @@
 #include <QMenu>
 #include <QPainter>
 #include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTest>
 #include <QToolButton>
 #include <cstdlib>
@@ -592,6 +594,45 @@ TEST_F(ReportControllerTest, SavedFramesAreKeptOnTheScreen)
         << "a frame that fits keeps its size";
 }
 
+TEST_F(ReportControllerTest, TheWholeWindowFollowsTheColourScheme)
+{
+    auto controller = makeController(u"Day"_s);
+    showActive(*controller);
+    controller->beginDateSwitch()->click();   // one enabled picker (a field), one plain text
+    auto *scrollArea = qobject_cast<QScrollArea *>(controller->reportView()->parentWidget()->parentWidget());
+    ASSERT_NE(scrollArea, nullptr);
+    scrollArea->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    const auto brightness = [](QWidget *widget) {
+        const QImage image = widget->grab().toImage();
+        double sum = 0.0;
+        int brightest = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                sum += qGray(image.pixel(x, y));
+                brightest = std::max(brightest, qGray(image.pixel(x, y)));
+            }
+        }
+        return std::make_pair(sum / (image.width() * image.height()), brightest);
+    };
+    for (int scheme : {0, 3}) {
+        SCOPED_TRACE(scheme);
+        settings.defaults->setInteger(scheme, VXColorSchemeKey);
+        for (QWidget *part :
+             std::initializer_list<QWidget *> {controller->bottomBar(), controller->beginDatePicker(),
+                                               controller->endDatePicker(), scrollArea->verticalScrollBar()}) {
+            const auto [mean, brightest] = brightness(part);
+            EXPECT_LT(mean, 110.0) << qPrintable(part->objectName()) << " is dark";
+            if (part != scrollArea->verticalScrollBar()) {
+                EXPECT_GT(brightest, 180) << qPrintable(part->objectName()) << " has light text";
+            }
+        }
+    }
+    settings.defaults->setInteger(2, VXColorSchemeKey);
+    for (QWidget *part : std::initializer_list<QWidget *> {controller->bottomBar(), controller->endDatePicker(),
+                                                           scrollArea->verticalScrollBar()})
+        EXPECT_GT(brightness(part).first, 170.0) << qPrintable(part->objectName()) << " is light";
+}
+
 TEST_F(ReportControllerTest, TheViewIsRebuiltOnlyWhenItCanBeSeenUnlessForced)
 {
     auto controller = makeController(u"Day"_s);
@@ -717,20 +758,27 @@ TEST(ChameleonDatePickerTest, EnablingMovesThePickerOrItsCheckBoxOnlyOnAChange)
     EXPECT_EQ(right.size(), right.fittingSize());
 }
 
-TEST(ChameleonDatePickerTest, TheDisabledTextIsTheEnabledTextDarkened)
+TEST(ChameleonDatePickerTest, TheDisabledTextReadsAsPlainTextOnLightAndDarkWindows)
 {
-    EXPECT_EQ(VXChameleonDatePicker::disabledTextColor(Qt::white), QColor::fromRgbF(0.4f, 0.4f, 0.4f));
-    EXPECT_EQ(VXChameleonDatePicker::disabledTextColor(Qt::black), QColor(Qt::black));
-    EXPECT_EQ(VXChameleonDatePicker::disabledTextColor(QColor::fromRgbF(0.5f, 1.0f, 0.0f, 0.5f)),
+    using Picker = VXChameleonDatePicker;
+    EXPECT_EQ(Picker::disabledTextColor(Qt::black, Qt::white), QColor(Qt::black));
+    EXPECT_EQ(Picker::disabledTextColor(QColor::fromRgbF(0.5f, 1.0f, 0.0f, 0.5f), Qt::white),
               QColor::fromRgbF(0.2f, 0.4f, 0.0f, 0.5f));
+    EXPECT_EQ(Picker::disabledTextColor(Qt::white, QColor(0x1f, 0x1f, 0x1f)), QColor(Qt::white)) << "not darkened";
 
+    // The picker follows its window's palette, whichever it is.
     application();
-    VXChameleonDatePicker picker;
+    QWidget window;
+    VXChameleonDatePicker picker(&window);
     picker.setEnabled(false);
-    const QColor enabledText = QApplication::palette(&picker).color(QPalette::Active, QPalette::WindowText);
-    EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Text),
-              VXChameleonDatePicker::disabledTextColor(enabledText));
-    EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Base).alpha(), 0);
+    for (const QPalette &palette : {QPalette(QColor(0xee, 0xee, 0xee)), QPalette(QColor(0x30, 0x30, 0x30))}) {
+        window.setPalette(palette);
+        const QColor text = palette.color(QPalette::Active, QPalette::WindowText);
+        EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Text),
+                  Picker::disabledTextColor(text, palette.color(QPalette::Window)));
+        EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Base).alpha(), 0);
+        EXPECT_EQ(picker.palette().color(QPalette::Active, QPalette::Window), palette.color(QPalette::Window));
+    }
 }
 
 namespace {
