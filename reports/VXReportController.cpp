@@ -1,5 +1,6 @@
 #include "VXReportController.h"
 
+#include "VXApplicationIcon.h"
 #include "VXChameleonDatePicker.h"
 #include "VXColorExtensions.h"
 #include "VXConfigurationKeys.h"
@@ -205,6 +206,7 @@ QWidget *VXReportController::loadReportWindow()
     }
 
     setUpViewMenuButton();
+    reportWindow->setWindowIcon(applicationIcon());
 
     // The taskbar has no Windows menu to leave the live report out of; it floats on request.
     if (isLiveReport() && defaults().boolForKey(VXReportKey::kDefaultStayInFront))
