@@ -436,23 +436,17 @@ void VXReportController::toggleShownActivityFromMenuItem(int tag)
     update(this);
 }
 
-bool VXReportController::snapshotHolds(const QString &activityKey) const
-{
-    // A configuration that does not say holds everything.
-    return !m_snapshotConfiguration->contains(activityKey) || m_snapshotConfiguration->value(activityKey).toBool();
-}
-
 bool VXReportController::drawFrontActivity() const
 {
     if (m_snapshotConfiguration)
-        return snapshotHolds(VXForegroundActivityKey);
+        return m_snapshotConfiguration->value(VXForegroundActivityKey).toBool();
     return defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kFront));
 }
 
 bool VXReportController::drawTotalActivity() const
 {
     if (m_snapshotConfiguration)
-        return snapshotHolds(VXTotalActivityKey);
+        return m_snapshotConfiguration->value(VXTotalActivityKey).toBool();
     return defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kTotal));
 }
 

@@ -197,7 +197,6 @@ private:
     // The window's close button: stores the closed state and allows the close.
     bool windowShouldClose();
     void windowWillClose();
-    bool snapshotHolds(const QString &activityKey) const;
     // The window's palette for the colour scheme in the settings.
     void applyColorScheme();
     void setUpViewMenuButton();

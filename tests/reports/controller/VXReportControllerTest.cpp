@@ -24,7 +24,6 @@
 #include <QTest>
 #include <QToolButton>
 #include <cstdlib>
-#include <optional>
 
 #include <gtest/gtest.h>
 
@@ -483,30 +482,6 @@ TEST_F(ReportControllerTest, AnEmptyReportSaysThatNothingWasTrackedInTheRange)
     ASSERT_NE(snapshot->loadReportWindow(), nullptr);
     EXPECT_EQ(snapshot->reportView()->overlayMessage(), u"No Activity"_s);
     EXPECT_EQ(snapshot->reportView()->overlaySubtitle(), u"The file holds no activity in this range."_s);
-}
-
-TEST_F(ReportControllerTest, ASnapshotShowsOnlyTheActivityItsFileHolds)
-{
-    const struct {
-        std::optional<bool> front, total;
-        bool drawsFront, drawsTotal;
-    } rows[] = {
-        {true, false, true, false},
-        {false, true, false, true},
-        {true, true, true, true},
-        {std::nullopt, std::nullopt, true, true},   // a configuration that does not say
-    };
-    for (const auto &row : rows) {
-        auto snapshot = makeController(u"/tmp/day.csv"_s);
-        VXDictionaryRef configuration = VXMakeDictionary();
-        if (row.front)
-            configuration->insert(VXForegroundActivityKey, *row.front);
-        if (row.total)
-            configuration->insert(VXTotalActivityKey, *row.total);
-        snapshot->setSnapshotConfiguration(configuration);
-        EXPECT_EQ(snapshot->drawFrontActivity(), row.drawsFront);
-        EXPECT_EQ(snapshot->drawTotalActivity(), row.drawsTotal);
-    }
 }
 
 TEST_F(ReportControllerTest, NewReportWindowsDoNotOpenOverEachOther)
