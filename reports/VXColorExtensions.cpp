@@ -26,6 +26,28 @@ QColor underWhiteVeil(const QColor &color, double opacity)
     return QColor::fromRgbF(veiled(rgb.redF()), veiled(rgb.greenF()), veiled(rgb.blueF()));
 }
 
+// The relative luminance of an opaque colour (sRGB), from 0 for black to 1 for white.
+double relativeLuminance(const QColor &color)
+{
+    const QColor rgb = color.toRgb();
+    return 0.2126 * linearChannel(rgb.redF()) + 0.7152 * linearChannel(rgb.greenF())
+        + 0.0722 * linearChannel(rgb.blueF());
+}
+
+// The contrast ratio of two opaque colours: 1 for the same luminance, 21 for black on white.
+double contrastRatio(const QColor &a, const QColor &b)
+{
+    const double la = relativeLuminance(a);
+    const double lb = relativeLuminance(b);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+// Whether a palette draws dark text on a light window.
+bool isLightPalette(const QPalette &palette)
+{
+    return palette.color(QPalette::Window).lightnessF() > palette.color(QPalette::WindowText).lightnessF();
+}
+
 QColor grey(int level)
 {
     return QColor(level, level, level);
@@ -120,20 +142,6 @@ QColor activePieColor()
     return activePieColor(currentColorScheme());
 }
 
-double relativeLuminance(const QColor &color)
-{
-    const QColor rgb = color.toRgb();
-    return 0.2126 * linearChannel(rgb.redF()) + 0.7152 * linearChannel(rgb.greenF())
-        + 0.0722 * linearChannel(rgb.blueF());
-}
-
-double contrastRatio(const QColor &a, const QColor &b)
-{
-    const double la = relativeLuminance(a);
-    const double lb = relativeLuminance(b);
-    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
-}
-
 QColor darkenedForContrast(const QColor &color, const QColor &background, double ratio, double veilOpacity)
 {
     const auto enough = [&](const QColor &candidate) {
@@ -161,11 +169,6 @@ QColor darkenedForContrast(const QColor &color, const QColor &background, double
         result = QColor::fromHslF(hue, saturation, step, alpha).toRgb();
     }
     return result;
-}
-
-bool isLightPalette(const QPalette &palette)
-{
-    return palette.color(QPalette::Window).lightnessF() > palette.color(QPalette::WindowText).lightnessF();
 }
 
 QPalette reportPalette(int colorScheme)

@@ -34,8 +34,6 @@ QColor alternateSelectedControlColor();
 // palette when it already is light (or dark); otherwise one made to match, with the theme's
 // highlight colour.
 QPalette reportPalette(int colorScheme);
-// Whether a palette draws dark text on a light window.
-bool isLightPalette(const QPalette &palette);
 
 // "Pie Color Components" when that is an array of exactly three numbers, else (0.6, 0.4, 0.6).
 std::array<double, 3> activePieColorComponents();
@@ -44,13 +42,10 @@ std::array<double, 3> activePieColorComponents();
 QColor activePieColor(int colorScheme);
 QColor activePieColor();
 
-// The relative luminance of an opaque colour (sRGB), from 0 for black to 1 for white.
-double relativeLuminance(const QColor &color);
-// The contrast ratio of two opaque colours: 1 for the same luminance, 21 for black on white.
-double contrastRatio(const QColor &a, const QColor &b);
 // `color` with its lightness lowered, hue and saturation kept, just enough that, seen through a
 // white veil of `veilOpacity` (as the light rows' shading lays over them), it stands out from the
-// light `background` by at least `ratio`; `color` itself when it already does.
+// light `background` by at least `ratio` (the contrast ratio of relative luminances, 1 to 21);
+// `color` itself when it already does.
 QColor darkenedForContrast(const QColor &color, const QColor &background, double ratio, double veilOpacity);
 
 // A grey level with opacity, as the report's colours are given.

@@ -28,8 +28,7 @@ public:
     // Grey icon while hibernating, the colour one otherwise.
     void setHibernating(bool hibernating);
     bool isHibernating() const { return m_hibernating; }
-    // The tray icon, or the window when there is no tray (null before show()).
-    QSystemTrayIcon *trayIcon() const { return m_tray; }
+    // The window shown when there is no tray (null before show()).
     QWidget *window() const { return m_window; }
 
 Q_SIGNALS:
