@@ -196,6 +196,7 @@ void VXTrackerProgram::refreshIndicator()
     if (!d->indicator || !d->controller)
         return;
     QString state;
+    d->indicator->setHibernating(d->controller->hibernation().isHibernating());
     if (d->controller->hibernation().isHibernating())
         state = QCoreApplication::translate("VXTrackerProgram", "Wendle is hibernating");
     else if (d->controller->isPaused())
