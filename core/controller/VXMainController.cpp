@@ -52,6 +52,7 @@ VXMainController::VXMainController(VXDesktop &desktop, VXScheduler &scheduler, V
 
 VXMainController::~VXMainController()
 {
+    QObject::disconnect(m_settingsConnection);
     m_scheduler.cancelAll(this);
     if (VXFolderAccessDelegate::shared() == &m_bookmarkManager)
         VXFolderAccessDelegate::setShared(nullptr);
@@ -117,6 +118,10 @@ void VXMainController::applicationDidFinishLaunching(const std::vector<VXPresenc
     m_hibernation.restoreDeepHibernation();
     // The first tick.
     setSortColumn(int(m_defaults.integerForKey(VXDefaultsKey::kSort)));
+    // From here on a changed setting acts at once, wherever the change came from.
+    QObject::disconnect(m_settingsConnection);
+    m_settingsConnection = QObject::connect(&m_defaults, &VXUserDefaults::valueChanged,
+                                            [this](const QString &key) { settingDidChange(key); });
     m_scheduler.performAfterDelay(this, kCompleteUISetupOperation, 0.0, [this] { completeUISetup(); });
 }
 
@@ -134,6 +139,7 @@ void VXMainController::completeUISetup()
 
 void VXMainController::applicationShouldTerminate()
 {
+    QObject::disconnect(m_settingsConnection);
     for (VXPresenceSource *source : m_presenceSources)
         source->stop();
     m_presenceSources.clear();
@@ -142,6 +148,49 @@ void VXMainController::applicationShouldTerminate()
         m_delegate->tearDownUserInterface();
     m_store.saveConfiguration(true, true, false);
     m_defaults.synchronize();
+}
+
+// ---- Settings changed while running
+
+void VXMainController::settingDidChange(const QString &key)
+{
+    static const QStringList dailyTaskKeys {VXAutoResetApplicationsKey, VXAutoResetPoolsKey,
+                                            VXAutoExportKey::kAutoExportReports, VXAutoExportHourKey};
+    static const QStringList liveReportKeys {VXLiveReportContentKey, VXDefaultsKey::kLiveReportApplications,
+                                             VXDefaultsKey::kLiveReportPools, VXShowActivityReportInDockKey,
+                                             VXShowActivityReportOnDesktopKey};
+    // What the program keeps beside a setting is compared first: its own setters store the
+    // setting after they acted, and must not act twice.
+    if (key == VXDefaultsKey::kHibernationInterval) {
+        m_hibernation.hibernationIntervalDidChange();
+    } else if (key == VXShowInactiveApplicationItemsKey || key == VXDefaultsKey::kShowInactivePools) {
+        m_showInactiveApplicationItems = m_settings.showInactiveApplicationItems
+            = m_defaults.boolForKey(VXShowInactiveApplicationItemsKey);
+        m_showInactivePools = m_settings.showInactivePools = m_defaults.boolForKey(VXDefaultsKey::kShowInactivePools);
+    } else if (key == VXDefaultsKey::kSort) {
+        const int column = int(m_defaults.integerForKey(VXDefaultsKey::kSort));
+        if (column != VXCurrentSortColumn())
+            setSortColumn(column);
+    } else if (key == VXUpdateIntervalKey) {
+        // A shorter interval need not wait for a tick scheduled with the longer one.
+        const double interval = updateInterval();
+        if (m_scheduler.isPending(this, kUpdateListsOperation) && m_nextTickDue > m_clock.now() + interval)
+            scheduleNextTick(interval);
+    } else if (dailyTaskKeys.contains(key)) {
+        m_resets.doAutoTasksIfNecessary(this);
+    } else if (liveReportKeys.contains(key)) {
+        if (m_delegate) {
+            m_delegate->updateIcon();
+            m_delegate->updateReport();
+        }
+    } else if (key == VXColorSchemeKey || key == kExpressTimeIntervalsAsDaysKey) {
+        // Reports redraw by themselves; the lists are told.
+        if (m_delegate) {
+            m_delegate->reloadApplicationList();
+            m_delegate->reloadPoolList();
+            m_delegate->updateReport();
+        }
+    }
 }
 
 // ---- The sampler
@@ -175,7 +224,14 @@ void VXMainController::updateLists(const void *sender)
     }
 
     delegate.updateReport();
-    m_scheduler.performAfterDelay(this, kUpdateListsOperation, updateInterval(), [this] { updateLists(nullptr); });
+    scheduleNextTick(updateInterval());
+}
+
+void VXMainController::scheduleNextTick(double delay)
+{
+    m_scheduler.cancel(this, kUpdateListsOperation);
+    m_nextTickDue = m_clock.now() + delay;
+    m_scheduler.performAfterDelay(this, kUpdateListsOperation, delay, [this] { updateLists(nullptr); });
 }
 
 double VXMainController::updateInterval() const
@@ -400,22 +456,14 @@ void VXMainController::populateViewMenu(VXReportMenu &menu, const VXReportClient
     addScheme(VXLightColorSchemeTitle, 2);
 }
 
+// The lists and reports follow through settingDidChange(), as they do for a change made from
+// outside.
 void VXMainController::selectColorScheme(int tag)
 {
     m_defaults.setInteger(tag, VXColorSchemeKey);
-    if (m_delegate) {
-        m_delegate->reloadApplicationList();
-        m_delegate->reloadPoolList();
-        m_delegate->updateReport();
-    }
 }
 
 void VXMainController::toggleConversionToDaysFromMenuItem()
 {
     m_defaults.setBool(!m_defaults.boolForKey(kExpressTimeIntervalsAsDaysKey), kExpressTimeIntervalsAsDaysKey);
-    if (m_delegate) {
-        m_delegate->reloadApplicationList();
-        m_delegate->reloadPoolList();
-        m_delegate->updateReport();
-    }
 }

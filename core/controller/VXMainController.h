@@ -36,6 +36,7 @@
 #include "VXUndoHistory.h"
 #include "VXValue.h"
 
+#include <QMetaObject>
 #include <QString>
 
 #include <optional>
@@ -268,6 +269,11 @@ private:
     void showBlacklistText(const QString &blacklistName, const QString &text) override;
 
     void readStartUpSettings();
+    // A setting changed while the program runs, from the preferences or from outside (`wendle
+    // defaults write`, an edited settings file): it takes effect at once, as its control would
+    // make it.
+    void settingDidChange(const QString &key);
+    void scheduleNextTick(double delay);
 
     VXDesktop &m_desktop;
     VXScheduler &m_scheduler;
@@ -284,6 +290,9 @@ private:
     bool m_hasCompletedFullTick = false;
     bool m_isModal = false;
     std::vector<VXPresenceSource *> m_presenceSources;
+    // When the pending scheduled tick is due (clock time).
+    double m_nextTickDue = 0.0;
+    QMetaObject::Connection m_settingsConnection;
 
     VXHibernation m_hibernation;
     VXSecurityScopedBookmarkManager m_bookmarkManager;
