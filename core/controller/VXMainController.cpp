@@ -137,7 +137,7 @@ void VXMainController::completeUISetup()
     m_store.saveConfiguration(false, false, true);
 }
 
-void VXMainController::applicationShouldTerminate()
+bool VXMainController::applicationShouldTerminate()
 {
     QObject::disconnect(m_settingsConnection);
     for (VXPresenceSource *source : m_presenceSources)
@@ -146,8 +146,9 @@ void VXMainController::applicationShouldTerminate()
     m_hibernation.setEventMonitorInstalled(false);
     if (m_delegate)
         m_delegate->tearDownUserInterface();
-    m_store.saveConfiguration(true, true, false);
+    const bool saved = m_store.saveConfiguration(true, true, false);
     m_defaults.synchronize();
+    return saved;
 }
 
 // ---- Settings changed while running
@@ -371,6 +372,16 @@ QString VXMainController::matchAnyApplicationMenuTitle(const VXDictionary *item)
 void VXMainController::pushUndoStateAndClearRedoStatesAfterDelay()
 {
     m_undoHistory.pushUndoStateAndClearRedoStatesAfterDelay();
+}
+
+bool VXMainController::importConfiguration(VXDictionaryRef configuration)
+{
+    pushUndoStateAndClearRedoStatesAfterDelay();
+    m_configuration = std::move(configuration);
+    updateLists(this);
+    updateBlacklists();
+    // The save before the change restarted the periodic one.
+    return m_store.saveConfiguration(true, false, false);
 }
 
 void VXMainController::undo(const void *sender)

@@ -104,7 +104,8 @@ public:
     void completeUISetup();
     // The quit path (quit, logout, SIGTERM): the presence sources stop, the user interface is
     // torn down, the tree is saved with the settings as fallback, and the settings are written.
-    void applicationShouldTerminate();
+    // Answers whether the file was written (when not, the tree went to the settings if it could).
+    bool applicationShouldTerminate();
 
     // ---- The configuration
 
@@ -113,6 +114,11 @@ public:
     // Replaces the tree (loading, undo, clearing with null). Call updateLists() with a sender
     // afterwards, as every change does.
     void setConfiguration(VXDictionaryRef configuration) { m_configuration = std::move(configuration); }
+    // Replaces the tree with one brought in from elsewhere (`wendle config import`), as an
+    // undoable change: the tree as it was is saved and pushed on the undo stack first; then the
+    // lists and blacklists show the new one and it is saved. Answers whether that last save wrote
+    // the file.
+    bool importConfiguration(VXDictionaryRef configuration);
 
     // ---- The sampler
 
