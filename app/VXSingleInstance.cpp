@@ -260,24 +260,27 @@ void VXSingleInstance::serve(int descriptor)
             QTimer::singleShot(0, this, &VXSingleInstance::acceptConnections);
     });
     connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
+    const auto drop = [socket] {
+        socket->abort();
+        socket->deleteLater();
+    };
     // A client that says nothing, or does not take its reply, does not keep its connection.
     auto *deadline = new QTimer(socket);
     deadline->setSingleShot(true);
-    connect(deadline, &QTimer::timeout, socket, [socket] {
-        socket->abort();
-        socket->deleteLater();
-    });
+    connect(deadline, &QTimer::timeout, socket, drop);
     deadline->start(kRequestTimeout);
-    connect(socket, &QLocalSocket::readyRead, socket, [this, socket, deadline] {
+    connect(socket, &QLocalSocket::readyRead, socket, [this, socket, deadline, drop] {
         if (!socket->canReadLine()) {
-            if (socket->bytesAvailable() > kMaximumRequest) {
-                socket->abort();
-                socket->deleteLater();
-            }
+            if (socket->bytesAvailable() > kMaximumRequest)
+                drop();
             return;
         }
         deadline->stop();
-        QByteArray line = socket->readLine(kMaximumRequest + 1);
+        QByteArray line = socket->readLine(kMaximumRequest + 2);
+        if (!line.endsWith('\n')) {   // longer than any request
+            drop();
+            return;
+        }
         line.chop(1);
         // Nothing else is read from this connection.
         disconnect(socket, &QLocalSocket::readyRead, socket, nullptr);

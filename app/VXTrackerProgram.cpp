@@ -119,6 +119,14 @@ private:
     }
 };
 
+// A message of the running instance (one problem a line), as this program's own.
+void printProblems(const QString &message)
+{
+    QTextStream err(stderr);
+    for (const QString &line : message.split(u'\n', Qt::SkipEmptyParts))
+        err << "wendle: " << line << '\n';
+}
+
 // The files of one "open" request, until each is shown or refused.
 struct FileBatch {
     QSet<QString> waiting;
@@ -231,7 +239,7 @@ int VXTrackerProgram::run(const QStringList &files)
         openFiles(files, [](const QByteArray &reply) {
             QString problems;
             if (!VXSingleInstance::isOkReply(reply, &problems))
-                QTextStream(stderr) << problems << '\n';
+                printProblems(problems);
         });
     startUserInterface();
 
@@ -247,8 +255,11 @@ int VXTrackerProgram::run(const QStringList &files)
 
 int VXTrackerProgram::handOver(const QStringList &files)
 {
-    QTextStream err(stderr);
     const QString socket = VXSingleInstance::defaultSocketPath();
+    const auto noAnswer = [] {
+        printProblems(tr("another Wendle holds <%1> but does not answer").arg(VXSingleInstance::defaultLockPath()));
+        return 1;
+    };
     std::vector<VXInstanceRequest> requests;
     if (!files.isEmpty()) {
         VXInstanceRequest open {VXInstanceRequest::Kind::Open, {}};
@@ -259,26 +270,22 @@ int VXTrackerProgram::handOver(const QStringList &files)
     if (d->opensLiveReport)
         requests.push_back({VXInstanceRequest::Kind::Report, {}});
     if (requests.empty()) {
-        // Only to find out whether it answers.
-        if (VXSingleInstance::send(socket, {VXInstanceRequest::Kind::Status, {}})) {
-            err << tr("Wendle is already running.") << '\n';
-            return 0;
-        }
-        requests.push_back({VXInstanceRequest::Kind::Status, {}});
+        // Nothing to hand over: only whether it answers.
+        if (!VXSingleInstance::send(socket, {VXInstanceRequest::Kind::Status, {}}))
+            return noAnswer();
+        QTextStream(stderr) << tr("Wendle is already running.") << '\n';
+        return 0;
     }
     int status = 0;
     for (const VXInstanceRequest &request : requests) {
         // Reading a large file takes the running Wendle a while before it can answer.
         const std::optional<QByteArray> reply
             = VXSingleInstance::send(socket, request, VXSingleInstance::kReplyTimeout);
-        QString problem;
-        if (!reply) {
-            err << tr("wendle: another Wendle holds <%1> but does not answer.").arg(VXSingleInstance::defaultLockPath())
-                << '\n';
-            return 1;
-        }
-        if (!VXSingleInstance::isOkReply(*reply, &problem)) {
-            err << problem << '\n';
+        if (!reply)
+            return noAnswer();
+        QString problems;
+        if (!VXSingleInstance::isOkReply(*reply, &problems)) {
+            printProblems(problems);
             status = 1;
         }
     }
@@ -439,7 +446,7 @@ void VXTrackerProgram::setUpReports()
         QString reason = RefusalReasons::take(path);
         if (reason.isEmpty())
             reason = tr("it is not a CSV file exported by Wendle");
-        settleFile(path, tr("wendle: cannot open <%1> as a report: %2").arg(path, reason));
+        settleFile(path, tr("cannot open <%1> as a report: %2").arg(path, reason));
     });
 
     d->liveReport = VXReportController::reportControllerWithUniqueID(VXReportKey::kDefaultUniqueID, d->controller.get(),
@@ -466,8 +473,7 @@ bool VXTrackerProgram::openLiveReport()
 void VXTrackerProgram::openFiles(const QStringList &paths, const VXSingleInstance::Reply &reply)
 {
     if (!d->withIndicator) {
-        reply(VXSingleInstance::errorReply(
-            tr("wendle: the running Wendle has no display to show the reports on: %1").arg(paths.join(u", "))));
+        reply(VXSingleInstance::errorReply(tr("there is no display to show <%1> on").arg(paths.join(u">, <"))));
         return;
     }
     // CSV files open as snapshot reports; the request is answered once each is shown or refused.
@@ -478,7 +484,7 @@ void VXTrackerProgram::openFiles(const QStringList &paths, const VXSingleInstanc
         if (QFileInfo(file).suffix().toLower() == VXExportFileType)
             batch->waiting.insert(file);
         else
-            batch->problems.append(tr("wendle: cannot open <%1> as a report: it is not a CSV file").arg(file));
+            batch->problems.append(tr("cannot open <%1> as a report: it is not a CSV file").arg(file));
     }
     if (batch->waiting.isEmpty()) {
         reply(VXSingleInstance::errorReply(batch->problems.join(u'\n')));

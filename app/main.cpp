@@ -56,7 +56,21 @@ int main(int argc, char *argv[])
     // A closed standard error (a terminal gone, `wendle status | head`) must fail the write, not
     // end the program before it saves.
     std::signal(SIGPIPE, SIG_IGN);
+    QTextStream err(stderr);
+    const auto refuse = [&](const QString &problem) {
+        err << "wendle: " << problem << '\n'
+            << QCoreApplication::translate("VXCommandLine", "Run 'wendle --help' for the commands and options.")
+            << '\n';
+        return 2;
+    };
     const bool tracker = startsTheTracker(argc, argv);
+    // A word that is neither a command nor a CSV file is said to be so before anything starts,
+    // and before the options after it are looked at ("wendle exprot --from today").
+    if (tracker && argc > 1 && argv[1][0] != '-') {
+        if (const QString problem = VXCommandLine::fileArgumentProblem(QString::fromLocal8Bit(argv[1]));
+            !problem.isEmpty())
+            return refuse(problem);
+    }
     // A quit asked for while the program starts is taken up once it runs.
     if (tracker)
         VXSignalWatcher::installHandlers();
@@ -92,19 +106,6 @@ int main(int argc, char *argv[])
     if (!command.isEmpty())
         return runCommand(command, arguments.mid(2));
 
-    // A word that is neither a command nor a CSV file is said to be so before the options after
-    // it are looked at ("wendle exprot --from today").
-    QTextStream err(stderr);
-    const auto refuse = [&](const QString &problem) {
-        err << "wendle: " << problem << '\n'
-            << QCoreApplication::translate("VXCommandLine", "Run 'wendle --help' for the commands and options.")
-            << '\n';
-        return 2;
-    };
-    if (arguments.size() > 1 && !arguments.at(1).startsWith(u'-')) {
-        if (const QString problem = VXCommandLine::fileArgumentProblem(arguments.at(1)); !problem.isEmpty())
-            return refuse(problem);
-    }
     parser.process(app);
     for (const QString &file : parser.positionalArguments()) {
         if (const QString problem = VXCommandLine::fileArgumentProblem(file); !problem.isEmpty())

@@ -7,6 +7,7 @@
 #include "VXConfigurationKeys.h"
 #include "VXProgramTestSupport.h"
 #include "VXPropertyListSerialization.h"
+#include "VXSingleInstance.h"
 
 #include <QDateTime>
 #include <QDirIterator>
@@ -100,6 +101,38 @@ int idleConnection(const QString &socketPath)
 }
 
 }   // namespace
+
+TEST(VXSingleInstance, RequestsReadBackAsWrittenAndOtherLinesAreRefused)
+{
+    using Kind = VXInstanceRequest::Kind;
+    const VXInstanceRequest requests[] = {{Kind::Open, {u"/a b.csv"_s, u"/c\u00e9.csv"_s}},
+                                          {Kind::Report, {}},
+                                          {Kind::Import, {u"/r.plist"_s}},
+                                          {Kind::Status, {}},
+                                          {Kind::Configuration, {}}};
+    for (const VXInstanceRequest &request : requests) {
+        QByteArray line = VXSingleInstance::lineForRequest(request);
+        SCOPED_TRACE(line.toStdString());
+        ASSERT_TRUE(line.endsWith('\n'));
+        line.chop(1);
+        const std::optional<VXInstanceRequest> read = VXSingleInstance::requestFromLine(line);
+        ASSERT_TRUE(read);
+        EXPECT_EQ(read->kind, request.kind);
+        EXPECT_EQ(read->files, request.files);
+    }
+    for (const char *line : {"", "open", "import", "import\ta\tb", "status\tx", "report\t", "open\t\t/x.csv", "Status",
+                             "configuration ", "dance"}) {
+        SCOPED_TRACE(line);
+        EXPECT_FALSE(VXSingleInstance::requestFromLine(QByteArray(line)));
+    }
+    EXPECT_FALSE(VXSingleInstance::requestFromLine("open\t" + QByteArray(VXSingleInstance::kMaximumRequest, 'x')));
+
+    QString message;
+    EXPECT_TRUE(VXSingleInstance::isOkReply(VXSingleInstance::okReply() + "more", &message));
+    EXPECT_FALSE(VXSingleInstance::isOkReply(VXSingleInstance::errorReply(u"why"_s), &message));
+    EXPECT_EQ(message, u"why"_s);
+    EXPECT_FALSE(VXSingleInstance::isOkReply("bplist00", &message));
+}
 
 TEST_F(RunningProgram, TheCommandsAskTheRunningWendle)
 {
