@@ -175,8 +175,10 @@ void VXMainController::settingDidChange(const QString &key)
     } else if (key == VXUpdateIntervalKey) {
         // A shorter interval need not wait for a tick scheduled with the longer one.
         const double interval = updateInterval();
-        if (m_scheduler.isPending(this, kUpdateListsOperation) && m_nextTickDue > m_clock.now() + interval)
+        if (m_scheduler.isPending(this, kUpdateListsOperation) && m_nextTickDue > m_clock.now() + interval) {
+            m_scheduler.cancel(this, kUpdateListsOperation);
             scheduleNextTick(interval);
+        }
     } else if (dailyTaskKeys.contains(key)) {
         m_resets.doAutoTasksIfNecessary(this);
     } else if (liveReportKeys.contains(key)) {
@@ -228,9 +230,9 @@ void VXMainController::updateLists(const void *sender)
     scheduleNextTick(updateInterval());
 }
 
+// No tick is pending here: it has just fired, or was cancelled.
 void VXMainController::scheduleNextTick(double delay)
 {
-    m_scheduler.cancel(this, kUpdateListsOperation);
     m_nextTickDue = m_clock.now() + delay;
     m_scheduler.performAfterDelay(this, kUpdateListsOperation, delay, [this] { updateLists(nullptr); });
 }
