@@ -129,7 +129,11 @@ VXDictionaryRef currentConfiguration(const VXExportCommand::Environment &environ
     return configuration;
 }
 
-QString localText(double timestamp, const VXClock &clock);
+QString localText(double timestamp, const VXClock &clock)
+{
+    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(timestamp * 1000.0)), clock.timeZone())
+        .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+}
 
 // The range from --from and --to, each defaulting to the tracked data's own bounds. With one end
 // given beyond the record's other end, the range is empty at the given end (`clipped` says so).
@@ -166,12 +170,6 @@ std::optional<Range> rangeOf(const QCommandLineParser &parser, const VXDictionar
             *clipped = true;
     }
     return range;
-}
-
-QString localText(double timestamp, const VXClock &clock)
-{
-    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(timestamp * 1000.0)), clock.timeZone())
-        .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
 }
 
 std::optional<QString> separatorFromText(const QString &text, bool rows)
