@@ -1,6 +1,11 @@
 #include "VXCommandLine.h"
 
+#include "VXConfigCommand.h"
+#include "VXDefaultsCommand.h"
+#include "VXExportCommand.h"
 #include "VXLog.h"
+#include "VXSimulateCommand.h"
+#include "VXStatusCommand.h"
 #include "VXUserDefaults.h"
 
 #include <QCoreApplication>
@@ -49,12 +54,12 @@ void discardMessage(QtMsgType, const QMessageLogContext &, const QString &) { }
 
 const QStringList &VXCommandLine::commandNames()
 {
-    static const QStringList names {QStringLiteral("defaults"),
-                                    QStringLiteral("export"),
-                                    QStringLiteral("summary"),
-                                    QStringLiteral("status"),
-                                    QStringLiteral("config"),
-                                    QStringLiteral("simulate"),
+    static const QStringList names {VXDefaultsCommand::kName,
+                                    VXExportCommand::kExportName,
+                                    VXExportCommand::kSummaryName,
+                                    VXStatusCommand::kName,
+                                    VXConfigCommand::kName,
+                                    VXSimulateCommand::kName,
                                     kHelpCommand};
     return names;
 }
