@@ -104,9 +104,22 @@ void VXHibernation::deferHibernation()
         setPaused(false);
         m_delegate.hibernationDidChange();
     }
+    restartIdleCountdown();
+}
+
+void VXHibernation::restartIdleCountdown()
+{
     m_scheduler.cancel(this, kHibernateOperation);
     if (m_hibernationInterval > 0 && m_userAwayLevel == 0 && m_eventMonitorInstalled)
         scheduleHibernation(m_hibernationInterval);
+}
+
+void VXHibernation::hibernationIntervalDidChange()
+{
+    const int before = m_hibernationInterval;
+    readHibernationInterval();
+    if (m_hibernationInterval != before && !m_isHibernating)
+        restartIdleCountdown();
 }
 
 void VXHibernation::scheduleHibernation(double delay)

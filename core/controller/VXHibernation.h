@@ -88,6 +88,10 @@ public:
     int hibernationInterval() const { return m_hibernationInterval; }
     void setHibernationInterval(int seconds);
     void readHibernationInterval();
+    // "Hibernation Interval" changed in the settings while running: a new value is taken, and
+    // the idle countdown of a program that is awake starts again with it (as the input of the
+    // person who changed it would have started it).
+    void hibernationIntervalDidChange();
 
     // Whether some source reports input. Without one, no idle countdown is ever started.
     bool isEventMonitorInstalled() const { return m_eventMonitorInstalled; }
@@ -126,6 +130,9 @@ public:
 private:
     void enterHibernation(bool animated);
     void scheduleHibernation(double delay);
+    // Drops the pending countdown and, unless the interval is off, somebody is away or no input
+    // is watched, starts a new one of the whole interval.
+    void restartIdleCountdown();
 
     VXScheduler &m_scheduler;
     VXUserDefaults &m_defaults;
