@@ -5,7 +5,6 @@
 #include "VXExporter.h"
 #include "VXLiveReportNotification.h"
 #include "VXLog.h"
-#include "VXLogindPresenceSource.h"
 #include "VXMainController.h"
 #include "VXMainControllerDelegate.h"
 #include "VXOwnInputFilter.h"
@@ -56,6 +55,15 @@ public:
 private:
     std::function<void()> m_changed;
 };
+
+template <typename Source>
+std::vector<VXPresenceSource *> presenceSources(const std::vector<std::unique_ptr<Source>> &owned)
+{
+    std::vector<VXPresenceSource *> sources;
+    for (const auto &source : owned)
+        sources.push_back(source.get());
+    return sources;
+}
 
 }   // namespace
 
@@ -130,17 +138,10 @@ int VXTrackerProgram::run(const QStringList &files)
     d->controller = std::make_unique<VXMainController>(*d->backends.desktop, *d->scheduler, d->clock, *d->defaults,
                                                        d->delegate.get());
 
-    // Input monitors feed the idle countdown; the others report sleep, sessions and locks.
-    std::vector<VXPresenceSource *> inputMonitors;
-    std::vector<VXPresenceSource *> notificationSources;
-    for (const auto &source : d->backends.presenceSources) {
-        if (auto *logind = dynamic_cast<VXLogindPresenceSource *>(source.get())) {
-            logind->setShutdownHandler([this] { quit(QStringLiteral("shutdown")); });
-            notificationSources.push_back(source.get());
-        } else {
-            inputMonitors.push_back(source.get());
-        }
-    }
+    const std::vector<VXPresenceSource *> inputMonitors = presenceSources(d->backends.inputMonitors);
+    const std::vector<VXPresenceSource *> notificationSources = presenceSources(d->backends.sessionNotificationSources);
+    for (const auto &source : d->backends.sessionNotificationSources)
+        source->setBeforeShutdown([this] { quit(QStringLiteral("shutdown")); });
 
     d->controller->applicationWillFinishLaunching();
     d->controller->applicationDidFinishLaunching(inputMonitors, notificationSources);

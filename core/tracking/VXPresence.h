@@ -2,10 +2,14 @@
 
 // How the user's presence reaches the core: input happened, the machine goes to sleep or wakes,
 // the session is switched away or back, the screen is locked or unlocked. The desktop adapters
-// (an X11 idle counter, logind over D-Bus, a Wayland idle protocol, the fake of the tests) are
-// sources; the controller's hibernation logic is the observer.
+// are sources of two kinds: input monitors (an X11 idle counter, a Wayland idle protocol) feed the
+// idle countdown; session notification sources (logind over D-Bus) tell of sleep, sessions and
+// locks. The controller's hibernation logic is the observer of both.
 
 #include <QString>
+
+#include <functional>
+#include <utility>
 
 class VXPresenceObserver
 {
@@ -35,4 +39,21 @@ public:
     virtual void stop() = 0;
     // A short name for the log ("X11 SYNC idle counter", "logind").
     virtual QString name() const = 0;
+};
+
+// Reports input (inputHappened) and nothing else. The program hibernates by itself only when one
+// of these works.
+class VXInputMonitor : public VXPresenceSource
+{
+};
+
+// Reports sleep and wake, session switches and screen locks, and the machine shutting down.
+class VXSessionNotificationSource : public VXPresenceSource
+{
+public:
+    // Runs when the machine is about to shut down or reboot: the program's quit path.
+    void setBeforeShutdown(std::function<void()> work) { m_beforeShutdown = std::move(work); }
+
+protected:
+    std::function<void()> m_beforeShutdown;
 };

@@ -179,8 +179,8 @@ void VXLogindPresenceSource::prepareForSleep(bool start)
 
 void VXLogindPresenceSource::prepareForShutdown(bool start)
 {
-    if (start && m_observer && m_shutdownHandler)
-        m_shutdownHandler();
+    if (start && m_observer && m_beforeShutdown)
+        m_beforeShutdown();
 }
 
 void VXLogindPresenceSource::sessionPropertiesChanged(const QString &interface, const QVariantMap &changed,

@@ -13,11 +13,9 @@
 #include <QObject>
 #include <QString>
 
-#include <functional>
-
 class QDBusMessage;
 
-class VXLogindPresenceSource : public QObject, public VXPresenceSource
+class VXLogindPresenceSource : public QObject, public VXSessionNotificationSource
 {
     Q_OBJECT
 public:
@@ -30,10 +28,6 @@ public:
     bool start(VXPresenceObserver &observer) override;
     void stop() override;
     QString name() const override;
-
-    // Called when logind announces that the machine is about to shut down, so that the
-    // program runs its quit path while it still can.
-    void setShutdownHandler(std::function<void()> handler) { m_shutdownHandler = std::move(handler); }
 
     // The session's object path once started.
     QString sessionPath() const { return m_sessionPath; }
@@ -55,7 +49,6 @@ private:
     QString m_sessionId;
     QString m_sessionPath;
     VXPresenceObserver *m_observer = nullptr;
-    std::function<void()> m_shutdownHandler;
     bool m_sleeping = false;
     bool m_active = true;
     bool m_locked = false;

@@ -29,7 +29,7 @@
 
 class QSocketNotifier;
 
-class VXX11IdleSource final : public QObject, public VXPresenceSource
+class VXX11IdleSource final : public QObject, public VXInputMonitor
 {
     Q_OBJECT
 
