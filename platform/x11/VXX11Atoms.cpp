@@ -10,6 +10,7 @@ constexpr std::array<const char *, VXX11AtomCount> kAtomNames = {
     "_NET_SUPPORTING_WM_CHECK",
     "_NET_CLIENT_LIST_STACKING",
     "_NET_ACTIVE_WINDOW",
+    "_NET_CLOSE_WINDOW",
     "_NET_CURRENT_DESKTOP",
     "_NET_WM_NAME",
     "_NET_WM_PID",

@@ -7,7 +7,16 @@
 
 #include <xcb/res.h>
 
+#include <algorithm>
 #include <unordered_set>
+
+namespace {
+
+// Requests made on the user's behalf by a program other than the window's own carry the source
+// indication of a pager, which window managers honour without their focus-stealing rules.
+constexpr std::uint32_t kSourcePager = 2;
+
+}   // namespace
 
 bool VXX11Desktop::Private::initialize(int screenNumber, QString *whyNot)
 {
@@ -279,6 +288,36 @@ void VXX11Desktop::Private::update()
         rebuild();
 }
 
+std::vector<xcb_window_t> VXX11Desktop::Private::windowsOfApplication(const QString &bundlePath) const
+{
+    std::vector<xcb_window_t> result;
+    if (bundlePath.isEmpty())
+        return result;
+    for (const VXWindowListEntry &entry : cache.windows) {
+        const auto found = windows.find(xcb_window_t(entry.number));
+        if (found == windows.end())
+            continue;
+        const auto application = applicationOfOwner.find(ownerOf(found->first, found->second));
+        if (application != applicationOfOwner.end()
+            && cache.runningApplications[std::size_t(application->second)].bundlePath == bundlePath)
+            result.push_back(found->first);
+    }
+    return result;
+}
+
+void VXX11Desktop::Private::sendToWindowManager(xcb_window_t window, VXX11Atom type, std::array<std::uint32_t, 5> data)
+{
+    xcb_client_message_event_t event {};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = atoms[type];
+    std::copy(data.begin(), data.end(), event.data.data32);
+    ++requests;
+    xcb_send_event(c(), 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char *>(&event));
+}
+
 // ---- The adapter
 
 VXX11Desktop::VXX11Desktop(std::unique_ptr<Private> p) : d(std::move(p)) { }
@@ -327,6 +366,41 @@ void VXX11Desktop::takeSnapshot(VXDesktopSnapshot &snapshot)
     snapshot.windows = d->cache.windows;
     snapshot.floatingWindowLevel = d->cache.floatingWindowLevel;
     snapshot.popUpMenuWindowLevel = d->cache.popUpMenuWindowLevel;
+}
+
+bool VXX11Desktop::activateApplication(const QString &bundlePath)
+{
+    d->update();
+    if (d->lost || !d->ewmh) {
+        qCWarning(lcX11) << "cannot bring" << bundlePath << "to the front without an EWMH window manager";
+        return false;
+    }
+    const std::vector<xcb_window_t> windows = d->windowsOfApplication(bundlePath);
+    if (windows.empty()) {
+        qCInfo(lcX11) << "cannot bring" << bundlePath << "to the front: it has no window";
+        return false;
+    }
+    d->sendToWindowManager(windows.front(), NET_ACTIVE_WINDOW, {kSourcePager, XCB_CURRENT_TIME, XCB_NONE, 0, 0});
+    xcb_flush(d->c());
+    return d->checkConnection();
+}
+
+bool VXX11Desktop::quitApplication(const QString &bundlePath)
+{
+    d->update();
+    if (d->lost || !d->ewmh) {
+        qCWarning(lcX11) << "cannot quit" << bundlePath << "without an EWMH window manager";
+        return false;
+    }
+    const std::vector<xcb_window_t> windows = d->windowsOfApplication(bundlePath);
+    if (windows.empty()) {
+        qCInfo(lcX11) << "cannot quit" << bundlePath << ": it has no window";
+        return false;
+    }
+    for (const xcb_window_t window : windows)
+        d->sendToWindowManager(window, NET_CLOSE_WINDOW, {XCB_CURRENT_TIME, kSourcePager, 0, 0, 0});
+    xcb_flush(d->c());
+    return d->checkConnection();
 }
 
 VXX11Desktop::Statistics VXX11Desktop::statistics() const

@@ -16,6 +16,8 @@
 #include "VXX11WindowRecord.h"
 #include "VXXcbReply.h"
 
+#include <QHash>
+
 #include <xcb/xcb.h>
 
 #include <array>
@@ -45,6 +47,14 @@ struct VXX11OwnerKey {
             return a.pid < b.pid;
         return a.clientBase < b.clientBase;
     }
+};
+
+// A process (or client) on its way to becoming (part of) a running application.
+struct VXX11Process {
+    VXX11OwnerKey owner {-1, 0};
+    VXRunningApplication application;
+    QString executable;
+    bool regular = false;
 };
 
 struct VXX11Desktop::Private {
@@ -80,6 +90,8 @@ struct VXX11Desktop::Private {
     VXDesktopSnapshot cache;
     std::map<VXX11OwnerKey, int> applicationOfOwner;   // index into cache.runningApplications
     std::unordered_set<std::int64_t> processesToCheck;
+    // The desktop entry a process without one joins, by executable, kept while the executable runs.
+    QHash<QString, VXRunningApplication> entryOfExecutable;
 
     VXDesktopEntryIndex index;
     VXApplicationResolver resolver;
@@ -130,6 +142,12 @@ struct VXX11Desktop::Private {
         xcb_discard_reply(c(), xcb_change_window_attributes_checked(c(), window, XCB_CW_EVENT_MASK, &mask).sequence);
     }
 
+    // The windows of the application with this bundle path, as listed (on screen first, each
+    // group front to back).
+    std::vector<xcb_window_t> windowsOfApplication(const QString &bundlePath) const;
+    // A request to the window manager about a window (a client message to the root window).
+    void sendToWindowManager(xcb_window_t window, VXX11Atom type, std::array<std::uint32_t, 5> data);
+
     // ---- VXX11DesktopFetch.cpp: the requests
 
     // One pass: the changed root properties and window slots in one batch; then, when the
@@ -143,6 +161,8 @@ struct VXX11Desktop::Private {
 
     void rebuild();
     void rebuildApplications();
+    // Processes without a desktop entry take the one of the other processes of their executable.
+    void joinEntriesOfExecutables(std::vector<VXX11Process> &processes);
     void rebuildWindowList();
     void rebuildFront();
 };

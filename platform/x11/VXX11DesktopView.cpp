@@ -1,12 +1,20 @@
 // The tracker's view of the adapter's mirror, rebuilt only after a fetch changed something:
 //
-//   applications   one per process that owns managed windows (or per X client when the process
-//                  is unknown), named through its desktop entry; regular when it owns a window
-//                  that is not skip-taskbar, dock or desktop
-//   window list    on-screen windows first, then the others, each front to back, with their layer
+//   applications   one per bundle path: the processes that own managed windows (or the X clients
+//                  of unknown processes) named through their desktop entries, and those of one
+//                  entry, or of one executable without an entry, merged; regular when one of
+//                  them owns a window that is not skip-taskbar, dock or desktop
+//   window list    on-screen windows first, then the others, each front to back, with their layer,
+//                  each under the process its application is reported with
 //   front          the application that owns _NET_ACTIVE_WINDOW
+//
+// Merging is what makes an application of several processes (a terminal or a viewer per window)
+// count once: the sampler credits each running application it is given, and takes the windows
+// listed under its process identifier, front to back.
 
 #include "VXX11DesktopPrivate.h"
+
+#include <QHash>
 
 #include <algorithm>
 
@@ -31,7 +39,8 @@ void VXX11Desktop::Private::rebuild()
 void VXX11Desktop::Private::rebuildApplications()
 {
     applicationsChanged = false;
-    frontChanged = true;
+    // The front and the process each window is listed under follow the applications.
+    frontChanged = listChanged = true;
     struct Group {
         VXApplicationHints hints;
         bool haveDesktopFileID = false;
@@ -65,22 +74,97 @@ void VXX11Desktop::Private::rebuildApplications()
         group.regular = group.regular || (record.kind != VXX11WindowKind::DesktopElement && !record.skipTaskbar);
     }
 
-    std::vector<VXRunningApplication> &applications = cache.runningApplications;
-    applications.resize(groups.size());
-    applicationOfOwner.clear();
-    std::vector<std::int64_t> alive;
-    std::size_t position = 0;
+    // Each process (or client of an unknown process) as its desktop entry names it.
+    std::vector<VXX11Process> processes;
+    processes.reserve(groups.size());
     for (const auto &[owner, group] : groups) {
-        VXRunningApplication &application = applications[position];
-        resolver.resolve(owner.pid, group.hints, processesToCheck.count(owner.pid) != 0, application);
-        application.activationPolicy = group.regular ? VXActivationPolicy::Regular : VXActivationPolicy::Accessory;
-        applicationOfOwner.emplace(owner, int(position));
+        VXX11Process &process = processes.emplace_back();
+        process.owner = owner;
+        process.regular = group.regular;
+        resolver.resolve(owner.pid, group.hints, processesToCheck.count(owner.pid) != 0, process.application);
         if (owner.pid >= 0)
-            alive.push_back(owner.pid);
-        ++position;
+            process.executable = resolver.executable(owner.pid);
     }
     processesToCheck.clear();
+    joinEntriesOfExecutables(processes);
+
+    // One application per bundle path, reported under its first process: known processes come
+    // first, so that is the lowest known identifier while there is one. Regular when any of its
+    // processes is.
+    std::vector<VXRunningApplication> &applications = cache.runningApplications;
+    applications.clear();
+    applicationOfOwner.clear();
+    QHash<QString, int> applicationOfPath;
+    std::vector<std::int64_t> alive;
+    for (VXX11Process &process : processes) {
+        const QString path = process.application.bundlePath;
+        int position = path.isEmpty() ? -1 : applicationOfPath.value(path, -1);
+        if (position < 0) {
+            position = int(applications.size());
+            applications.push_back(std::move(process.application));
+            applications.back().activationPolicy = VXActivationPolicy::Accessory;
+            if (!path.isEmpty())
+                applicationOfPath.insert(path, position);
+        }
+        if (process.regular)
+            applications[std::size_t(position)].activationPolicy = VXActivationPolicy::Regular;
+        applicationOfOwner.emplace(process.owner, position);
+        if (process.owner.pid >= 0)
+            alive.push_back(process.owner.pid);
+    }
     resolver.retainProcesses(alive);   // sorted: known processes come first, ascending
+    for (const xcb_window_t id : ids) {
+        VXX11WindowRecord &record = windows.at(id);
+        record.listedPid = applications[std::size_t(applicationOfOwner.at(ownerOf(id, record)))].processIdentifier;
+    }
+}
+
+void VXX11Desktop::Private::joinEntriesOfExecutables(std::vector<VXX11Process> &processes)
+{
+    // The entries the processes of each executable have now.
+    struct Found {
+        const VXRunningApplication *entry = nullptr;
+        bool several = false;
+        bool rememberedOneRuns = false;
+    };
+    QHash<QString, Found> found;
+    for (const VXX11Process &process : processes) {
+        if (process.executable.isEmpty())
+            continue;
+        Found &here = found[process.executable];
+        const VXRunningApplication &application = process.application;
+        if (application.bundleIdentifier.isEmpty())
+            continue;
+        const auto remembered = entryOfExecutable.constFind(process.executable);
+        if (remembered != entryOfExecutable.constEnd() && remembered->bundlePath == application.bundlePath)
+            here.rememberedOneRuns = true;
+        if (!here.entry)
+            here.entry = &application;
+        else if (here.entry->bundlePath != application.bundlePath)
+            here.several = true;
+    }
+    // One entry is remembered; with none (its processes quit) the remembered one stays, and with
+    // several (an interpreter running different programs) it stays only when it is among them,
+    // as nothing tells which one a process without an entry belongs to.
+    for (auto it = entryOfExecutable.begin(); it != entryOfExecutable.end();) {
+        const auto now = found.constFind(it.key());
+        const bool keep = now != found.constEnd() && (!now->entry || now->rememberedOneRuns);
+        it = keep ? std::next(it) : entryOfExecutable.erase(it);
+    }
+    for (auto it = found.constBegin(); it != found.constEnd(); ++it) {
+        if (it->entry && !it->several)
+            entryOfExecutable.insert(it.key(), *it->entry);
+    }
+    for (VXX11Process &process : processes) {
+        if (!process.application.bundleIdentifier.isEmpty() || process.executable.isEmpty())
+            continue;
+        const auto entry = entryOfExecutable.constFind(process.executable);
+        if (entry == entryOfExecutable.constEnd())
+            continue;
+        process.application.localizedName = entry->localizedName;
+        process.application.bundlePath = entry->bundlePath;
+        process.application.bundleIdentifier = entry->bundleIdentifier;
+    }
 }
 
 void VXX11Desktop::Private::rebuildWindowList()
@@ -106,7 +190,7 @@ void VXX11Desktop::Private::rebuildWindowList()
             if (visible != wantOnScreen)
                 continue;
             VXWindowListEntry &entry = list.emplace_back();
-            entry.ownerPID = record.ownerPid;
+            entry.ownerPID = record.listedPid;
             entry.number = *it;
             entry.title = record.title;
             entry.onScreen = visible;

@@ -60,6 +60,8 @@ struct VXX11WindowRecord {
     std::int64_t netWmPid = -1;
     std::int64_t clientPid = -1;
     std::int64_t ownerPid = -1;
+    // The process the window is listed under: the one its application is reported with.
+    std::int64_t listedPid = -1;
     QString netWmName;
     QString wmName;
     QString title;
