@@ -19,6 +19,15 @@ public:
     // Some input happened since the last report. Sources report within a second of input and
     // never more than about once a second, whatever the rate of input.
     virtual void inputHappened() = 0;
+    // The same, for input that happened `seconds` before this report: a source that looks at the
+    // idle time only every so often learns of input late, and says so, so that input from before
+    // a moment that matters (the click that closed an alert) is told from input after it. Taken
+    // as input now unless the observer cares.
+    virtual void inputHappenedSecondsAgo(double seconds)
+    {
+        Q_UNUSED(seconds);
+        inputHappened();
+    }
     virtual void systemWillSleep() = 0;
     virtual void systemDidWake() = 0;
     // The session stopped or started being the active one (another user took the seat).
