@@ -140,8 +140,11 @@ int VXTrackerProgram::run(const QStringList &files)
 
     const std::vector<VXPresenceSource *> inputMonitors = presenceSources(d->backends.inputMonitors);
     const std::vector<VXPresenceSource *> notificationSources = presenceSources(d->backends.sessionNotificationSources);
-    for (const auto &source : d->backends.sessionNotificationSources)
+    for (const auto &source : d->backends.sessionNotificationSources) {
         source->setBeforeShutdown([this] { quit(QStringLiteral("shutdown")); });
+        // A battery that runs out while the machine sleeps loses nothing.
+        source->setBeforeSleep([this] { saveBeforeSleep(); });
+    }
 
     d->controller->applicationWillFinishLaunching();
     d->controller->applicationDidFinishLaunching(inputMonitors, notificationSources);
@@ -166,6 +169,13 @@ int VXTrackerProgram::run(const QStringList &files)
     connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
             [this] { quit(QStringLiteral("session end")); });
     return QCoreApplication::exec();
+}
+
+void VXTrackerProgram::saveBeforeSleep()
+{
+    qCInfo(lcInstance, "the machine is going to sleep: saving the record");
+    d->controller->saveConfiguration(true, true, false);
+    d->defaults->synchronize();
 }
 
 void VXTrackerProgram::quit(const QString &why)

@@ -28,6 +28,9 @@ public:
 
 private:
     void quit(const QString &why);
+    // Before the machine sleeps, as at quit: the record to disk, or to the settings when the
+    // disk refuses it.
+    void saveBeforeSleep();
     QByteArray statusReply() const;
     void refreshIndicator();
     void setUpReports();

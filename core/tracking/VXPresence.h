@@ -56,13 +56,19 @@ class VXInputMonitor : public VXPresenceSource
 {
 };
 
-// Reports sleep and wake, session switches and screen locks, and the machine shutting down.
+// Reports sleep and wake, session switches and screen locks, and the machine shutting down. The
+// system may also be asked to wait for the program: work given here runs while the source holds
+// the sleep or the shutdown back (where the system allows it), so that the record reaches the
+// disk first.
 class VXSessionNotificationSource : public VXPresenceSource
 {
 public:
+    // Runs when the machine is about to sleep, after the observer heard of it: saving the record.
+    void setBeforeSleep(std::function<void()> work) { m_beforeSleep = std::move(work); }
     // Runs when the machine is about to shut down or reboot: the program's quit path.
     void setBeforeShutdown(std::function<void()> work) { m_beforeShutdown = std::move(work); }
 
 protected:
+    std::function<void()> m_beforeSleep;
     std::function<void()> m_beforeShutdown;
 };

@@ -20,6 +20,13 @@ const QString kSessionInterface = QStringLiteral("org.freedesktop.login1.Session
 const QString kPropertiesInterface = QStringLiteral("org.freedesktop.DBus.Properties");
 const QString kActiveProperty = QStringLiteral("Active");
 const QString kLockedHintProperty = QStringLiteral("LockedHint");
+const QString kSleepLock = QStringLiteral("sleep");
+const QString kShutdownLock = QStringLiteral("shutdown");
+const QString kDelayMode = QStringLiteral("delay");
+const QString kLockHolder = QStringLiteral("Wendle");
+const QString kLockReason = QStringLiteral("Saving the time record");
+// How long an answer from logind is waited for.
+constexpr int kCallTimeoutMs = 3000;
 
 // Properties come back wrapped once more when a mock or a proxy passes them through.
 QVariant unwrapped(QVariant value)
@@ -95,12 +102,18 @@ bool VXLogindPresenceSource::start(VXPresenceObserver &observer)
     }
     m_observer = &observer;
     m_sleeping = false;
+    takeDelayLock(kSleepLock);
+    takeDelayLock(kShutdownLock);
     readSessionState(false);
     return true;
 }
 
 void VXLogindPresenceSource::stop()
 {
+    m_sleepLock = QDBusUnixFileDescriptor();
+    // Stopped by the quit path that a shutdown runs: the lock goes once its save is done.
+    if (!m_shuttingDown)
+        m_shutdownLock = QDBusUnixFileDescriptor();
     if (!m_observer)
         return;
     m_bus.disconnect(kService, kManagerPath, kManagerInterface, QStringLiteral("PrepareForSleep"), this,
@@ -166,21 +179,74 @@ void VXLogindPresenceSource::setLocked(bool locked, bool announce)
         m_observer->screenDidUnlock();
 }
 
+void VXLogindPresenceSource::takeDelayLock(const QString &what)
+{
+    QDBusMessage call
+        = QDBusMessage::createMethodCall(kService, kManagerPath, kManagerInterface, QStringLiteral("Inhibit"));
+    call << what << kLockHolder << kLockReason << kDelayMode;
+    // The answer goes to a slot that takes the descriptor, so that no other copy of it stays
+    // open once the lock is released.
+    m_bus.callWithCallback(call, this,
+                           what == kSleepLock ? SLOT(sleepLockGranted(QDBusUnixFileDescriptor))
+                                              : SLOT(shutdownLockGranted(QDBusUnixFileDescriptor)),
+                           SLOT(delayLockRefused(QDBusError)), kCallTimeoutMs);
+}
+
+void VXLogindPresenceSource::sleepLockGranted(const QDBusUnixFileDescriptor &lock)
+{
+    // Not wanted once stopped, nor while the machine sleeps (it would hold back the next sleep
+    // before the program is ready for it).
+    if (m_observer && !m_sleeping)
+        m_sleepLock = lock;
+}
+
+void VXLogindPresenceSource::shutdownLockGranted(const QDBusUnixFileDescriptor &lock)
+{
+    if (m_observer)
+        m_shutdownLock = lock;
+}
+
+void VXLogindPresenceSource::delayLockRefused(const QDBusError &error)
+{
+    if (!m_loggedRefusal)
+        qCWarning(lcLogind,
+                  "logind does not wait for Wendle before the machine sleeps or shuts down (%s): the record is "
+                  "saved as usual, at the last moment",
+                  qPrintable(error.message()));
+    m_loggedRefusal = true;
+}
+
 void VXLogindPresenceSource::prepareForSleep(bool start)
 {
     if (!m_observer || start == m_sleeping)
         return;
     m_sleeping = start;
-    if (start)
+    if (start) {
         m_observer->systemWillSleep();
-    else
+        if (m_beforeSleep)
+            m_beforeSleep();
+        // The record is on disk: logind may go on.
+        m_sleepLock = QDBusUnixFileDescriptor();
+    } else {
+        takeDelayLock(kSleepLock);
         m_observer->systemDidWake();
+    }
 }
 
 void VXLogindPresenceSource::prepareForShutdown(bool start)
 {
-    if (start && m_observer && m_beforeShutdown)
+    if (!m_observer)
+        return;
+    if (!start) {
+        // The shutdown was called off.
+        takeDelayLock(kShutdownLock);
+        return;
+    }
+    m_shuttingDown = true;
+    if (m_beforeShutdown)
         m_beforeShutdown();
+    m_shuttingDown = false;
+    m_shutdownLock = QDBusUnixFileDescriptor();
 }
 
 void VXLogindPresenceSource::sessionPropertiesChanged(const QString &interface, const QVariantMap &changed,

@@ -2,6 +2,7 @@
 
 #include "VXLogindPresenceSource.h"
 #include "VXTestProcess.h"
+#include "VXTestSupport.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -166,6 +167,26 @@ protected:
                                     start ? s("[<true>]") : s("[<false>]")}));
     }
 
+    QByteArray emitShutdown()
+    {
+        return rig.call(
+            rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.EmitSignal"),
+                       {s("org.freedesktop.login1.Manager"), s("PrepareForShutdown"), s("b"), s("[<true>]")}));
+    }
+
+    // The delay locks logind holds for Wendle now ("sleep", "shutdown").
+    QStringList locks()
+    {
+        const QByteArray listed = rig.call(
+            rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.login1.Manager.ListInhibitors"), {}));
+        QStringList held;
+        for (const QString &what : {s("sleep"), s("shutdown")}) {
+            if (listed.contains(QStringLiteral("('%1', 'Wendle'").arg(what).toUtf8()))
+                held << what;
+        }
+        return held;
+    }
+
     QByteArray session(const QString &method, const QStringList &arguments = {})
     {
         return rig.call(rig.logind(s("/org/freedesktop/login1/session/c1"), method, arguments));
@@ -189,6 +210,58 @@ TEST_F(LogindPresence, SleepAndWakeAreReportedOncePerTransition)
     ASSERT_TRUE(waitForEvents(observer, 2));
     QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
     EXPECT_EQ(observer.events, (QStringList {s("sleep"), s("wake")}));
+}
+
+TEST_F(LogindPresence, SleepAndShutdownWaitForTheSave)
+{
+    ASSERT_TRUE(VXWaitUntil([&] { return locks().size() == 2; })) << locks().join(u' ').toStdString();
+
+    // The record is saved after the observer heard of the sleep, while logind still waits.
+    QStringList locksWhileSaving;
+    source->setBeforeSleep([&] {
+        observer.events << s("save");
+        locksWhileSaving = locks();
+    });
+    ASSERT_FALSE(emitSleep(true).isEmpty());
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    EXPECT_EQ(observer.events, (QStringList {s("sleep"), s("save")}));
+    EXPECT_TRUE(locksWhileSaving.contains(s("sleep")));
+    ASSERT_TRUE(VXWaitUntil([&] { return !locks().contains(s("sleep")); })) << "released once saved";
+    // Taken again on waking, for the next sleep.
+    emitSleep(false);
+    ASSERT_TRUE(VXWaitUntil([&] { return locks().contains(s("sleep")); }));
+
+    // The quit path stops the source before it saves: the shutdown lock outlasts that save.
+    QStringList locksWhileQuitting;
+    source->setBeforeShutdown([&] {
+        source->stop();
+        locksWhileQuitting = locks();
+    });
+    ASSERT_FALSE(emitShutdown().isEmpty());
+    ASSERT_TRUE(VXWaitUntil([&] { return !locksWhileQuitting.isEmpty(); }));
+    EXPECT_TRUE(locksWhileQuitting.contains(s("shutdown")));
+    EXPECT_TRUE(VXWaitUntil([&] { return locks().isEmpty(); }));
+}
+
+TEST_F(LogindPresence, ALogindThatRefusesTheLocksIsToldOnceAndTrackingGoesOn)
+{
+    source.reset();
+    ASSERT_FALSE(rig.call(rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.AddMethod"),
+                                     {s("org.freedesktop.login1.Manager"), s("Inhibit"), s("ssss"), s("h"),
+                                      s("raise dbus.exceptions.DBusException('no', name='org.freedesktop.DBus."
+                                        "Error.AccessDenied')")}))
+                     .isEmpty());
+    VXLogCapture log("wendle.logind");
+    source = std::make_unique<VXLogindPresenceSource>(*bus, s("c1"));
+    ASSERT_TRUE(source->start(observer));
+    const auto refusals = [&] { return log.peek().filter(s("does not wait for Wendle")).size(); };
+    ASSERT_TRUE(VXWaitUntil([&] { return refusals() > 0; }));
+    emitSleep(true);
+    emitSleep(false);
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    EXPECT_EQ(observer.events, (QStringList {s("sleep"), s("wake")}));
+    VXSpinEventLoop(200);
+    EXPECT_EQ(refusals(), 1) << log.peek().join(u'\n').toStdString();
 }
 
 TEST_F(LogindPresence, LockAndUnlockThroughSignalsAndTheHint)
