@@ -15,6 +15,11 @@
 //
 // A logind that refuses the locks is logged once; everything else goes on as before.
 //
+// Nothing here waits for the bus: start() returns at once, the system bus is first asked whether
+// it answers at all (VXBusProbe, within kCallTimeoutMs), and every call to logind is answered
+// later, to a slot. A bus or a logind that does not answer leaves the program tracking, with a
+// line in the log.
+//
 // Whether a lock counts as the user leaving is the observer's decision, not this source's.
 
 #include "VXPresence.h"
@@ -23,25 +28,37 @@
 #include <QDBusUnixFileDescriptor>
 #include <QObject>
 #include <QString>
+#include <QVariantMap>
+
+#include <optional>
 
 class QDBusError;
-class QDBusMessage;
+class QDBusObjectPath;
+class VXBusProbe;
 
 class VXLogindPresenceSource : public QObject, public VXSessionNotificationSource
 {
     Q_OBJECT
 public:
+    // How long the bus and logind are given to answer.
+    static constexpr int kCallTimeoutMs = 3000;
+
     // By default the system bus (DBUS_SYSTEM_BUS_ADDRESS when set) and this process's session
     // (XDG_SESSION_ID, else the session logind gives this process).
     explicit VXLogindPresenceSource(QObject *parent = nullptr);
     VXLogindPresenceSource(const QDBusConnection &bus, const QString &sessionId, QObject *parent = nullptr);
     ~VXLogindPresenceSource() override;
 
+    // Answers false when no bus can be reached at all (nothing listens, or the given connection
+    // is closed); otherwise true at once, and the rest follows as the bus answers.
     bool start(VXPresenceObserver &observer) override;
     void stop() override;
     QString name() const override;
 
-    // The session's object path once started.
+    // Started, logind's signals connected and the session's state read: what happens from now
+    // on is reported.
+    bool isWatching() const { return m_watching; }
+    // The session's object path once known.
     QString sessionPath() const { return m_sessionPath; }
 
 private Q_SLOTS:
@@ -50,22 +67,35 @@ private Q_SLOTS:
     void sessionPropertiesChanged(const QString &interface, const QVariantMap &changed, const QStringList &invalidated);
     void sessionLocked();
     void sessionUnlocked();
+    void sessionFound(const QDBusObjectPath &path);
+    void sessionNotFound(const QDBusError &error);
+    void sessionStateRead(const QVariantMap &properties);
+    void sessionStateNotRead(const QDBusError &error);
     void sleepLockGranted(const QDBusUnixFileDescriptor &lock);
     void shutdownLockGranted(const QDBusUnixFileDescriptor &lock);
     void delayLockRefused(const QDBusError &error);
 
 private:
-    QString findSessionPath();
-    void readSessionState(bool announce);
+    void busProbed(bool answered, const QString &whyNot);
+    void dropProbe();
+    // Connects logind's signals and asks for the locks and the session.
+    void watch();
+    void readSessionState();
     void setActive(bool active, bool announce);
     void setLocked(bool locked, bool announce);
-    // Asks logind for a delay lock ("sleep" or "shutdown"); the answer comes later.
+    // Asks logind for a delay lock ("sleep" or "shutdown").
     void takeDelayLock(const QString &what);
+    // Connects (or disconnects) the signals of logind's manager, or of the session.
+    void connectManager(bool on);
+    void connectSession(bool on);
 
-    QDBusConnection m_bus;
+    std::optional<QDBusConnection> m_bus;   // none until the system bus answered
     QString m_sessionId;
     QString m_sessionPath;
     VXPresenceObserver *m_observer = nullptr;
+    VXBusProbe *m_probe = nullptr;
+    bool m_managerConnected = false;
+    bool m_watching = false;
     bool m_sleeping = false;
     bool m_active = true;
     bool m_locked = false;
