@@ -13,7 +13,7 @@
 // The facts, as the tracker wants them:
 //   window list, front to back   _NET_CLIENT_LIST_STACKING reversed; dock and desktop windows left out
 //   title                        _NET_WM_NAME (UTF8_STRING), else WM_NAME (STRING or COMPOUND_TEXT as
-//                                Latin-1)
+//                                Latin-1), cleaned (VXCleanWindowTitle) and cut at 4096 bytes
 //   process                      _NET_WM_PID (when WM_CLIENT_MACHINE is this host), else the
 //                                X-Resource extension's client process; -1 when unknown
 //   layer                        0; 3 (floating) for _NET_WM_STATE_ABOVE and utility, toolbar and menu

@@ -57,13 +57,17 @@ void VXX11WindowRecord::apply(VXX11Slot slot, const xcb_get_property_reply_t *re
     case SlotNetWmName:
         // Only UTF8_STRING is the EWMH name; another type (some tools write STRING) is ignored.
         netWmNameValid = reply && reply->type == atoms[UTF8_STRING] && reply->format == 8;
-        netWmName = netWmNameValid ? QString::fromUtf8(VXX11TextBytes(reply)) : QString();
+        netWmName = netWmNameValid ? VXWindowTitleFromUtf8(VXX11TextBytes(reply), reply->bytes_after > 0) : QString();
         break;
     case SlotWmName: {
         const QByteArrayView bytes = VXX11TextBytes(reply);
         // STRING is Latin-1; COMPOUND_TEXT is read as Latin-1 too (its ASCII part is what
-        // matters for a title); some clients write UTF8_STRING here.
-        wmName = reply && reply->type == atoms[UTF8_STRING] ? QString::fromUtf8(bytes) : QString::fromLatin1(bytes);
+        // matters for a title); some clients write UTF8_STRING here. Titles come from other
+        // programs: cleaned either way.
+        if (reply && reply->type == atoms[UTF8_STRING])
+            wmName = VXWindowTitleFromUtf8(bytes, reply->bytes_after > 0);
+        else
+            wmName = VXCleanWindowTitle(QString::fromLatin1(bytes));
         break;
     }
     case SlotNetWmPid: {

@@ -4,6 +4,7 @@
 // an event names it, and the facts the tracker wants derived from them (title, owning process,
 // kind, state, desktop).
 
+#include "VXWindowTitles.h"
 #include "VXX11Atoms.h"
 
 #include <QByteArray>
@@ -35,8 +36,11 @@ inline constexpr std::uint16_t kVXX11AllSlots = (1u << SlotCount) - 1;
 inline constexpr std::uint16_t kVXX11ApplicationSlots = (1u << SlotNetWmPid) | (1u << SlotClientMachine)
     | (1u << SlotWindowType) | (1u << SlotState) | (1u << SlotWmClass) | (1u << SlotGtkApplicationId)
     | (1u << SlotKdeDesktopFile);
-// Longest value read per slot, in 32-bit units: a longer title is cut, a longer list ignored past it.
-inline constexpr std::array<std::uint32_t, SlotCount> kVXX11SlotLength = {1024, 1024, 1, 64, 32, 64, 1, 256, 256, 256};
+// Longest value read per slot, in 32-bit units: a longer title is cut (at the 4096 bytes a title
+// keeps), a longer list ignored past it.
+inline constexpr std::uint32_t kVXX11TitleLength = std::uint32_t(kVXMaxWindowTitleBytes / 4);
+inline constexpr std::array<std::uint32_t, SlotCount> kVXX11SlotLength
+    = {kVXX11TitleLength, kVXX11TitleLength, 1, 64, 32, 64, 1, 256, 256, 256};
 
 // The property each slot reads.
 std::array<xcb_atom_t, SlotCount> VXX11SlotAtoms(const VXX11Atoms &atoms);

@@ -5,6 +5,7 @@
 #include "VXActivitySampler.h"
 #include "VXConfigurationKeys.h"
 #include "VXDictionaryExtensions.h"
+#include "VXWindowTitles.h"
 #include "VXX11TestRig.h"
 
 #include <QDateTime>
@@ -101,6 +102,21 @@ void setWindowList(VXX11TestRig &rig, const char *name, const std::vector<std::u
     ASSERT_TRUE(atom);
     xcb_change_property(c, XCB_PROP_MODE_REPLACE, rig.rootWindow(), atom->atom, XCB_ATOM_WINDOW, 32,
                         uint32_t(windows.size()), windows.data());
+    std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+}
+
+// Sets a text property of a window to raw bytes, and waits until the server has it.
+void setText(VXX11TestRig &rig, std::uint32_t window, const char *name, const char *type, const QByteArray &bytes)
+{
+    xcb_connection_t *c = rig.connection();
+    const auto intern = [&](const char *atomName) {
+        std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
+            xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(atomName)), atomName), nullptr),
+            &std::free);
+        return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+    };
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, intern(name), intern(type), 8, uint32_t(bytes.size()),
+                        bytes.constData());
     std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
 }
 
@@ -293,6 +309,43 @@ TEST_F(VXX11DesktopTest, TitleChangesCostOneBatchAndASteadyDesktopNone)
     EXPECT_LE(changed.roundTrips - steady.roundTrips, 2u);
     EXPECT_EQ(changed.processReads, steady.processReads);
     EXPECT_EQ(findWindow(snapshot, editor->windows()[0])->title, QStringLiteral("First title 1"));
+}
+
+TEST_F(VXX11DesktopTest, HostileTitlesComeOutClean)
+{
+    auto desktop = connectDesktop();
+    ASSERT_TRUE(desktop);
+    auto editor
+        = client({QStringLiteral("--title"), QStringLiteral("Plain"), QStringLiteral("--count"), QStringLiteral("3")});
+    ASSERT_TRUE(editor);
+    const std::uint32_t broken = editor->windows()[0];
+    const std::uint32_t latin = editor->windows()[1];
+    const std::uint32_t longest = editor->windows()[2];
+    // A NUL byte, invalid UTF-8 and a line break in the EWMH name; control characters in a
+    // Latin-1 WM_NAME; a name of 9000 bytes of three-byte characters, read up to 4096 bytes,
+    // which ends inside one.
+    setText(*s_rig, broken, "_NET_WM_NAME", "UTF8_STRING", QByteArray("Report") + '\0' + " draft \xff\xfe\nend");
+    setText(*s_rig, latin, "_NET_WM_NAME", "STRING", "ignored: not UTF8_STRING");
+    setText(*s_rig, latin, "WM_NAME", "STRING", "Caf\xe9\x07\x1b[2J menu");
+    QByteArray euros;
+    for (int i = 0; i < 3000; ++i)
+        euros += "\xe2\x82\xac";
+    setText(*s_rig, longest, "_NET_WM_NAME", "UTF8_STRING", euros);
+
+    VXDesktopSnapshot snapshot;
+    const QString expectedBroken = QStringLiteral("Report draft \uFFFD\uFFFD end");
+    const QString expectedLongest(kVXMaxWindowTitleBytes / 3, QChar(0x20AC));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot,
+                          [&](const VXDesktopSnapshot &s) {
+                              const VXWindowListEntry *a = findWindow(s, broken);
+                              const VXWindowListEntry *b = findWindow(s, latin);
+                              const VXWindowListEntry *c = findWindow(s, longest);
+                              return a && b && c && a->title == expectedBroken
+                                  && b->title == QStringLiteral("Café[2J menu") && c->title == expectedLongest;
+                          }))
+        << findWindow(snapshot, broken)->title.toStdString() << " / "
+        << findWindow(snapshot, latin)->title.toStdString() << " / " << findWindow(snapshot, longest)->title.size()
+        << " characters";
 }
 
 TEST_F(VXX11DesktopTest, MinimisedAndOtherDesktopWindowsAreOffScreen)
