@@ -288,6 +288,19 @@ void VXX11Desktop::Private::update()
         rebuild();
 }
 
+std::vector<xcb_window_t> VXX11Desktop::Private::windowsToActOn(const QString &bundlePath, const char *action)
+{
+    update();
+    if (lost || !ewmh) {
+        qCWarning(lcX11).nospace() << "cannot " << action << " " << bundlePath << ": no EWMH window manager to ask";
+        return {};
+    }
+    std::vector<xcb_window_t> found = windowsOfApplication(bundlePath);
+    if (found.empty())
+        qCInfo(lcX11).nospace() << "cannot " << action << " " << bundlePath << ": it has no window";
+    return found;
+}
+
 std::vector<xcb_window_t> VXX11Desktop::Private::windowsOfApplication(const QString &bundlePath) const
 {
     std::vector<xcb_window_t> result;
@@ -370,16 +383,9 @@ void VXX11Desktop::takeSnapshot(VXDesktopSnapshot &snapshot)
 
 bool VXX11Desktop::activateApplication(const QString &bundlePath)
 {
-    d->update();
-    if (d->lost || !d->ewmh) {
-        qCWarning(lcX11) << "cannot bring" << bundlePath << "to the front without an EWMH window manager";
+    const std::vector<xcb_window_t> windows = d->windowsToActOn(bundlePath, "bring to the front");
+    if (windows.empty())
         return false;
-    }
-    const std::vector<xcb_window_t> windows = d->windowsOfApplication(bundlePath);
-    if (windows.empty()) {
-        qCInfo(lcX11) << "cannot bring" << bundlePath << "to the front: it has no window";
-        return false;
-    }
     d->sendToWindowManager(windows.front(), NET_ACTIVE_WINDOW, {kSourcePager, XCB_CURRENT_TIME, XCB_NONE, 0, 0});
     xcb_flush(d->c());
     return d->checkConnection();
@@ -387,20 +393,11 @@ bool VXX11Desktop::activateApplication(const QString &bundlePath)
 
 bool VXX11Desktop::quitApplication(const QString &bundlePath)
 {
-    d->update();
-    if (d->lost || !d->ewmh) {
-        qCWarning(lcX11) << "cannot quit" << bundlePath << "without an EWMH window manager";
-        return false;
-    }
-    const std::vector<xcb_window_t> windows = d->windowsOfApplication(bundlePath);
-    if (windows.empty()) {
-        qCInfo(lcX11) << "cannot quit" << bundlePath << ": it has no window";
-        return false;
-    }
+    const std::vector<xcb_window_t> windows = d->windowsToActOn(bundlePath, "quit");
     for (const xcb_window_t window : windows)
         d->sendToWindowManager(window, NET_CLOSE_WINDOW, {XCB_CURRENT_TIME, kSourcePager, 0, 0, 0});
     xcb_flush(d->c());
-    return d->checkConnection();
+    return !windows.empty() && d->checkConnection();
 }
 
 VXX11Desktop::Statistics VXX11Desktop::statistics() const

@@ -123,15 +123,18 @@ void VXDesktopEntryIndex::scanFolder(const QString &root, const QString &folder,
     if (depth > 0)
         m_stamps.push_back({folder, modificationTime(folder)});
     // The names first, without looking at each, and no more of them than the budget allows: a
-    // folder of a million names costs no more than one at the bound. Then in name order, so that
-    // the index does not depend on the order the file system lists them in.
+    // folder of a million names costs no more than one at the bound (a budget gone below 0 says
+    // that some were left out). Then in name order, so that the index does not depend on the
+    // order the file system lists them in.
     QStringList names;
-    for (QDirIterator it(folder, QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot); it.hasNext();) {
-        if (--budget < 0)
-            return;
-        const QString name = it.nextFileInfo().fileName();
-        if (!name.startsWith(u'.'))
-            names << name;
+    for (QDirIterator it(folder, QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot); it.hasNext(); --budget) {
+        if (budget <= 0) {
+            budget = -1;
+            break;
+        }
+        it.next();
+        if (!it.fileName().startsWith(u'.'))
+            names << it.fileName();
     }
     names.sort();
     for (const QString &name : std::as_const(names)) {
@@ -141,10 +144,8 @@ void VXDesktopEntryIndex::scanFolder(const QString &root, const QString &folder,
         if (::stat(QFile::encodeName(path).constData(), &status) != 0)
             continue;
         if (S_ISDIR(status.st_mode)) {
-            if (depth < kMaximumDepth)
+            if (depth < kMaximumDepth && budget > 0)
                 scanFolder(root, path, depth + 1, budget);
-            if (budget < 0)
-                return;
             continue;
         }
         const QString id = VXDesktopEntry::idForRelativePath(path.mid(root.size() + 1));

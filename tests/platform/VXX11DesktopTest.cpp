@@ -93,20 +93,10 @@ QString testClientPath()
     return QFileInfo(QStringLiteral(WENDLE_X11_TEST_CLIENT)).canonicalFilePath();
 }
 
-// Sets a property on a window through the rig's own connection and waits until the server has it.
-void setWindowList(VXX11TestRig &rig, const char *name, const std::vector<std::uint32_t> &windows)
-{
-    xcb_connection_t *c = rig.connection();
-    std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
-        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr), &std::free);
-    ASSERT_TRUE(atom);
-    xcb_change_property(c, XCB_PROP_MODE_REPLACE, rig.rootWindow(), atom->atom, XCB_ATOM_WINDOW, 32,
-                        uint32_t(windows.size()), windows.data());
-    std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
-}
-
-// Sets a text property of a window to raw bytes, and waits until the server has it.
-void setText(VXX11TestRig &rig, std::uint32_t window, const char *name, const char *type, const QByteArray &bytes)
+// Sets a property of a window (or of the root) through the rig's own connection, and waits until
+// the server has it.
+void setProperty(VXX11TestRig &rig, std::uint32_t window, const char *name, const char *type, std::uint8_t format,
+                 const void *data, std::size_t count)
 {
     xcb_connection_t *c = rig.connection();
     const auto intern = [&](const char *atomName) {
@@ -115,9 +105,13 @@ void setText(VXX11TestRig &rig, std::uint32_t window, const char *name, const ch
             &std::free);
         return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
     };
-    xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, intern(name), intern(type), 8, uint32_t(bytes.size()),
-                        bytes.constData());
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, intern(name), intern(type), format, uint32_t(count), data);
     std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+}
+
+void setText(VXX11TestRig &rig, std::uint32_t window, const char *name, const char *type, const QByteArray &bytes)
+{
+    setProperty(rig, window, name, type, 8, bytes.constData(), std::size_t(bytes.size()));
 }
 
 class VXX11DesktopTest : public ::testing::Test
@@ -523,7 +517,8 @@ TEST_F(VXX11DesktopTest, WindowsThatVanishAreDropped)
     // read): the window is dropped, everything else is listed, and the adapter keeps working.
     const std::uint32_t gone = editor->windows()[0];
     const std::uint32_t survivor = other->windows()[0];
-    setWindowList(*s_rig, "_NET_CLIENT_LIST_STACKING", {gone, survivor});
+    const std::uint32_t stacking[] = {gone, survivor};
+    setProperty(*s_rig, s_rig->rootWindow(), "_NET_CLIENT_LIST_STACKING", "WINDOW", 32, stacking, 2);
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         return s.windows.size() == 1 && s.windows[0].number == survivor;
     }));
