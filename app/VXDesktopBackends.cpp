@@ -29,7 +29,7 @@ VXDesktopBackends VXMakeDesktopBackends()
         if (backends.desktop) {
             backends.description
                 = QStringLiteral("Tracking the X11 desktop on %1.").arg(qEnvironmentVariable("DISPLAY"));
-            backends.presenceSources.push_back(std::make_unique<VXX11IdleSource>());
+            backends.inputMonitors.push_back(std::make_unique<VXX11IdleSource>());
         } else {
             backends.description = QStringLiteral("Cannot track windows: %1").arg(whyNot);
         }
@@ -40,6 +40,6 @@ VXDesktopBackends VXMakeDesktopBackends()
     }
     if (!backends.desktop)
         backends.desktop = std::make_unique<VXNullDesktop>();
-    backends.presenceSources.push_back(std::make_unique<VXLogindPresenceSource>());
+    backends.sessionNotificationSources.push_back(std::make_unique<VXLogindPresenceSource>());
     return backends;
 }

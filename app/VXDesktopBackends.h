@@ -16,8 +16,10 @@
 
 struct VXDesktopBackends {
     std::unique_ptr<VXDesktop> desktop;
-    // Started by the caller; those that fail to start cost nothing.
-    std::vector<std::unique_ptr<VXPresenceSource>> presenceSources;
+    // Started by the caller; those that fail to start cost nothing. Input monitors feed the idle
+    // countdown; session notification sources tell of sleep, session switches and locks.
+    std::vector<std::unique_ptr<VXInputMonitor>> inputMonitors;
+    std::vector<std::unique_ptr<VXSessionNotificationSource>> sessionNotificationSources;
     // A sentence for the log and for `wendle status`.
     QString description;
 };

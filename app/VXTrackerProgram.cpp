@@ -7,7 +7,6 @@
 #include "VXExporter.h"
 #include "VXLiveReportNotification.h"
 #include "VXLog.h"
-#include "VXLogindPresenceSource.h"
 #include "VXMainController.h"
 #include "VXMainControllerDelegate.h"
 #include "VXOwnInputFilter.h"
@@ -145,6 +144,15 @@ struct FileBatch {
     }
 };
 
+template <typename Source>
+std::vector<VXPresenceSource *> presenceSources(const std::vector<std::unique_ptr<Source>> &owned)
+{
+    std::vector<VXPresenceSource *> sources;
+    for (const auto &source : owned)
+        sources.push_back(source.get());
+    return sources;
+}
+
 }   // namespace
 
 struct VXTrackerProgram::Private {
@@ -215,16 +223,12 @@ int VXTrackerProgram::run(const QStringList &files)
     d->controller = std::make_unique<VXMainController>(*d->backends.desktop, *d->scheduler, d->clock, *d->defaults,
                                                        d->delegate.get());
 
-    // Input monitors feed the idle countdown; the others report sleep, sessions and locks.
-    std::vector<VXPresenceSource *> inputMonitors;
-    std::vector<VXPresenceSource *> notificationSources;
-    for (const auto &source : d->backends.presenceSources) {
-        if (auto *logind = dynamic_cast<VXLogindPresenceSource *>(source.get())) {
-            logind->setShutdownHandler([this] { quit(QStringLiteral("shutdown")); });
-            notificationSources.push_back(source.get());
-        } else {
-            inputMonitors.push_back(source.get());
-        }
+    const std::vector<VXPresenceSource *> inputMonitors = presenceSources(d->backends.inputMonitors);
+    const std::vector<VXPresenceSource *> notificationSources = presenceSources(d->backends.sessionNotificationSources);
+    for (const auto &source : d->backends.sessionNotificationSources) {
+        source->setBeforeShutdown([this] { quit(QStringLiteral("shutdown")); });
+        // A battery that runs out while the machine sleeps loses nothing.
+        source->setBeforeSleep([this] { saveBeforeSleep(); });
     }
 
     d->controller->applicationWillFinishLaunching();
@@ -290,6 +294,13 @@ int VXTrackerProgram::handOver(const QStringList &files)
         }
     }
     return status;
+}
+
+void VXTrackerProgram::saveBeforeSleep()
+{
+    qCInfo(lcInstance, "the machine is going to sleep: saving the record");
+    d->controller->saveConfiguration(true, true, false);
+    d->defaults->synchronize();
 }
 
 void VXTrackerProgram::quit(const QString &why)

@@ -42,6 +42,9 @@ private:
     void quit(const QString &why);
     int reportSaveAtQuit();
     void answer(const VXInstanceRequest &request, const VXSingleInstance::Reply &reply);
+    // Before the machine sleeps, as at quit: the record to disk, or to the settings when the
+    // disk refuses it.
+    void saveBeforeSleep();
     QByteArray statusReply() const;
     QByteArray configurationReply() const;
     QByteArray importReply(const QString &path);

@@ -27,6 +27,9 @@
 #include <QString>
 #include <QtGlobal>
 
+#include <limits>
+
+class VXClock;
 class VXHibernationDelegate;
 class VXScheduler;
 class VXUserDefaults;
@@ -53,11 +56,14 @@ public:
     static const QString kHibernateOperation;   // "hibernate:"
     static const QString kEndTransitoryPauseOperation;   // "endTransitoryPause"
     // How long a transitory pause lasts, and how long after "Wake Up Automatically" the program
-    // hibernates (so that the click closing the alert does not wake it again).
+    // hibernates (so that the events of the click closing the alert do not wake it again; a
+    // source that reports that click later still is not believed either, see
+    // inputHappenedSecondsAgo()).
     static constexpr double kTransitoryPauseDuration = 0.5;
     static constexpr double kAutomaticHibernationDelay = 0.5;
 
-    VXHibernation(VXScheduler &scheduler, VXUserDefaults &defaults, VXHibernationDelegate &delegate);
+    VXHibernation(VXScheduler &scheduler, const VXClock &clock, VXUserDefaults &defaults,
+                  VXHibernationDelegate &delegate);
     ~VXHibernation() override;
 
     VXHibernation(const VXHibernation &) = delete;
@@ -117,6 +123,9 @@ public:
     // ---- VXPresenceObserver
 
     void inputHappened() override;
+    // Input from before "Wake Up Automatically" closed the alert is not a return, however late
+    // a source reports it.
+    void inputHappenedSecondsAgo(double seconds) override;
     void systemWillSleep() override;
     void systemDidWake() override;
     void sessionDidResignActive() override;
@@ -135,6 +144,7 @@ private:
     void restartIdleCountdown();
 
     VXScheduler &m_scheduler;
+    const VXClock &m_clock;
     VXUserDefaults &m_defaults;
     VXHibernationDelegate &m_delegate;
     int m_pauseLevel = 0;
@@ -143,4 +153,6 @@ private:
     bool m_isHibernating = false;
     bool m_eventMonitorInstalled = false;
     bool m_screenLockCounted = false;
+    // When the user last chose "Wake Up Automatically": input before it was the choosing.
+    double m_automaticWakeUpChosenAt = -std::numeric_limits<double>::infinity();
 };

@@ -35,7 +35,7 @@ VXMainController::VXMainController(VXDesktop &desktop, VXScheduler &scheduler, V
                                    VXMainControllerDelegate *delegate) :
     m_desktop(desktop),
     m_scheduler(scheduler), m_clock(clock), m_defaults(defaults), m_delegate(delegate),
-    m_hibernation(scheduler, defaults, *this), m_bookmarkManager(defaults, this),
+    m_hibernation(scheduler, clock, defaults, *this), m_bookmarkManager(defaults, this),
     m_store(
         defaults, scheduler, [this] { return m_configuration; }, &m_bookmarkManager),
     m_undoHistory(
