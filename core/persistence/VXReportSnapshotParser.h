@@ -33,6 +33,10 @@
 // once its first interval has settled how times are written; the parts are joined in file
 // order, so the tree and the log lines are those of one reading from start to end. Safe to run
 // on any thread.
+//
+//     VXReportSnapshotScanner   cells and lines, the quoting rules, the survey of the text
+//     VXReportSnapshotPart      one range of lines: its items, periods and log lines
+//     VXReportSnapshotParser    the header, the parts side by side, their merge into the tree
 
 #include "VXValue.h"
 

@@ -303,36 +303,6 @@ TEST(VXReportSnapshotParser, TheTextIsLookedOverWhereverItsBytesFall)
     EXPECT_EQ(lines.count(message(VXReportSnapshotParser::kEmptyFileMessage)), 48 * 2 * 6);
 }
 
-TEST(VXReportSnapshotParser, LongNamesThatStartAlikeAreEachTheirOwnItem)
-{
-    VXEnsureCoreApplication();
-    // Items are found by their names; long names that share their start (longer than what an
-    // item's table entry holds of them) differ after it, or in length only.
-    const std::string start(70, 'w');
-    const std::vector<std::string> windows = {start + "x", start + "y", start, start + "xx", "w"};
-    QByteArray text = "Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
-    for (int round = 0; round < 3; ++round) {
-        for (std::size_t i = 0; i < windows.size(); ++i) {
-            const int begin = 100 * (round * 10 + static_cast<int>(i) + 1);
-            text += "Mail," + QByteArray::fromStdString(windows[i]) + "," + QByteArray::number(begin) + ".00,"
-                + QByteArray::number(begin + 50) + ".00\n";
-        }
-    }
-    for (int parts : {1, 2}) {
-        const VXDictionaryRef root
-            = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(text, kPath, u',', parts);
-        std::vector<std::string> expected = windows;
-        std::sort(expected.begin(), expected.end());
-        EXPECT_EQ(childNames(node(root, {"Applications", "Mail"})), expected);
-        for (std::size_t i = 0; i < windows.size(); ++i) {
-            const double first = 100.0 * static_cast<double>(i + 1);
-            EXPECT_EQ(log(node(root, {"Applications", "Mail", windows[i].c_str()}), VXFrontActiveLogKey),
-                      (std::vector<double> {first, -(first + 50), first + 1000, -(first + 1050), first + 2000,
-                                            -(first + 2050)}));
-        }
-    }
-}
-
 TEST(VXReportSnapshotParser, LinesWithAnotherNumberOfCellsAreSkippedAndNamedInTheLog)
 {
     VXEnsureCoreApplication();
