@@ -192,6 +192,8 @@ public:
     VXConfigurationStore &store() { return m_store; }
     // Replaces the tree with the stored one (start-up).
     void loadConfiguration() { m_configuration = m_store.loadConfiguration(); }
+    // Where the record that could not be read at start-up was set aside; empty when it read well.
+    const QString &damagedConfigurationPath() const { return m_store.damagedConfigurationPath(); }
     bool saveConfiguration(bool save, bool withUserDefaultsFallback, bool scheduleNextSave)
     {
         return m_store.saveConfiguration(save, withUserDefaultsFallback, scheduleNextSave);

@@ -4,6 +4,7 @@
 #include "VXLibraryFolders.h"
 #include "VXLog.h"
 #include "VXPersistenceLogging.h"
+#include "VXPrivateFiles.h"
 #include "VXPropertyListSerialization.h"
 #include "VXScheduler.h"
 #include "VXStringExtensions.h"
@@ -132,30 +133,49 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
 {
     QString accessed;
     const QString path = configurationPath(&accessed);
-    QByteArray data;
+    VXDictionaryRef fromFile;
+    bool damaged = false;
     if (!path.isEmpty()) {
         QFile file(path);
-        if (file.open(QIODevice::ReadOnly))
-            data = file.readAll();
-        else if (file.exists())
+        if (file.open(QIODevice::ReadOnly)) {
+            const QByteArray data = file.readAll();
+            fromFile = deeplyMutableDictionaryWithData(data);
+            damaged = !fromFile && !data.isEmpty();
+        } else if (file.exists()) {
             qCWarning(lcPersistence).noquote()
                 << QStringLiteral("cannot read the configuration <%1>: %2").arg(path, file.errorString());
+            damaged = true;
+        }
+    }
+    if (damaged) {
+        // Kept for a person (or a tool) to recover: never overwritten by the next save.
+        m_damagedPath = VXSetDamagedFileAside(path);
+        m_damagedInPlace = m_damagedPath.isEmpty();
+        if (m_damagedInPlace) {
+            m_damagedPath = path;
+            qCWarning(lcPersistence).noquote()
+                << QStringLiteral("the configuration <%1> is damaged and cannot be set aside: it is left as it is, "
+                                  "and the record is not saved over it")
+                       .arg(path);
+        } else {
+            qCWarning(lcPersistence).noquote()
+                << QStringLiteral("the configuration <%1> is damaged: set aside as <%2>").arg(path, m_damagedPath);
+        }
     }
     if (!accessed.isEmpty() && folderAccess())
         folderAccess()->stopAccessingBookmarkForPath(accessed);
 
-    if (data.isEmpty()) {
-        const VXValue fallback = m_defaults.objectForKey(VXDefaultConfigurationKey);
-        if (fallback.isDictionary()) {
-            if (std::optional<QByteArray> encoded = propertyListData(fallback))
-                data = *encoded;
-        }
+    // The copy a failed save at quit left in the settings.
+    VXDictionaryRef fromSettings;
+    const VXValue fallback = fromFile ? VXValue() : m_defaults.objectForKey(VXDefaultConfigurationKey);
+    if (fallback.isDictionary()) {
+        if (std::optional<QByteArray> encoded = propertyListData(fallback))
+            fromSettings = deeplyMutableDictionaryWithData(*encoded);
     }
-    VXDictionaryRef configuration = deeplyMutableDictionaryWithData(data);
-    if (!configuration && !data.isEmpty())
-        qCWarning(lcPersistence).noquote()
-            << QStringLiteral("cannot use the configuration <%1>: starting empty").arg(path);
-    return configuration;
+    if (damaged)
+        qCWarning(lcPersistence).noquote() << (fromSettings ? QStringLiteral("starting from the copy in the settings")
+                                                            : QStringLiteral("starting with an empty record"));
+    return fromFile ? fromFile : fromSettings;
 }
 
 // ---- Saving
@@ -188,7 +208,7 @@ void VXConfigurationStore::save(const void *sender, const VXDictionaryRef &snaps
         const QString path = configurationPath(&accessed);
         if (!accessed.isEmpty() && folderAccess())
             folderAccess()->stopAccessingBookmarkForPath(accessed);
-        if (!path.isEmpty())
+        if (!path.isEmpty() && mayWriteTo(path))
             m_writer->write(snapshot, path);
     }
     scheduleNextSave();
@@ -207,7 +227,7 @@ bool VXConfigurationStore::writeConfiguration(bool withUserDefaultsFallback)
     QString accessed;
     const QString path = configurationPath(&accessed);
     bool written = false;
-    if (!path.isEmpty())
+    if (!path.isEmpty() && mayWriteTo(path))
         written = writeToBinaryFile(VXValue(configuration), path, true);
     if (!accessed.isEmpty() && folderAccess())
         folderAccess()->stopAccessingBookmarkForPath(accessed);
@@ -219,6 +239,21 @@ bool VXConfigurationStore::writeConfiguration(bool withUserDefaultsFallback)
             m_defaults.setObject(VXValue(configuration), VXDefaultConfigurationKey);
     }
     return written;
+}
+
+bool VXConfigurationStore::mayWriteTo(const QString &path)
+{
+    if (!m_damagedInPlace || path != m_damagedPath)
+        return true;
+    // Tried again at each save: the folder may have become writable.
+    const QString target = VXSetDamagedFileAside(path);
+    if (target.isEmpty())
+        return false;
+    qCWarning(lcPersistence).noquote()
+        << QStringLiteral("the damaged configuration <%1> is set aside as <%2>").arg(path, target);
+    m_damagedPath = target;
+    m_damagedInPlace = false;
+    return true;
 }
 
 void VXConfigurationStore::scheduleNextSave()

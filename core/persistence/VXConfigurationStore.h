@@ -4,8 +4,18 @@
 //
 // The file is $XDG_DATA_HOME/Wendle/Configurations/Default.plist, a binary property list (any
 // form is read), written atomically with mode 0600 in folders of mode 0700. When it cannot be
-// written at quit, the whole tree goes to the settings under "Default Configuration" instead,
-// and is read from there at the next start if the file cannot be read then.
+// written at quit, the whole tree goes to the settings under "Default Configuration" instead.
+//
+// A record is never replaced with less. At start-up:
+//
+//     file          settings copy      loaded                 afterwards
+//     readable      -                  the file
+//     readable      there              the file
+//     damaged       either             the copy, else empty   the file set aside beside itself
+//                                                             as Default.plist.damaged-DATE
+//     missing       either             the copy, else empty
+//
+// A damaged file is never overwritten: when it cannot be set aside, nothing is written over it.
 //
 // Saves happen at three points, and a chain of single delayed "save:" calls keeps one save
 // pending 1800 s ahead:
@@ -85,10 +95,11 @@ public:
     // through `accessedBookmarkPath` for the caller to release; without it, it is released here.
     QString configurationPath(QString *accessedBookmarkPath = nullptr);
 
-    // The tree as stored: the file, else (no path, no file, unreadable) "Default Configuration".
-    // Null when there is neither, or the data is damaged or its root is no dictionary (the
-    // damaged file stays where it is, to be overwritten by the next save).
+    // The tree as stored (see the table above); null when nothing usable is stored.
     VXDictionaryRef loadConfiguration();
+    // Where the damaged record found at start-up now lies (set aside, or still in place when it
+    // could not be moved); empty when the record read well. For the user interface to say so.
+    const QString &damagedConfigurationPath() const { return m_damagedPath; }
 
     // One save point (table above). Answers whether the file was written.
     bool saveConfiguration(bool save, bool withUserDefaultsFallback, bool scheduleNextSave);
@@ -108,6 +119,9 @@ private:
     struct Writer;
 
     bool writeConfiguration(bool withUserDefaultsFallback);
+    // Whether the path may be written: false while a damaged file lies there that cannot be
+    // set aside.
+    bool mayWriteTo(const QString &path);
     void scheduleNextSave();
     QString sandboxedConfigurationPath(const QString &defaultPath, QString *accessedBookmarkPath);
     VXFolderAccessDelegate *folderAccess() const;
@@ -117,4 +131,6 @@ private:
     std::function<VXDictionaryRef()> m_configuration;
     VXFolderAccessDelegate *m_folderAccess;
     std::unique_ptr<Writer> m_writer;
+    QString m_damagedPath;
+    bool m_damagedInPlace = false;
 };

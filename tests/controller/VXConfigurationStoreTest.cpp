@@ -173,22 +173,60 @@ TEST_F(StoreTest, TheSavePointsKeepOnePeriodicSavePendingAndWriteAPrivateBinaryF
     EXPECT_EQ(read->trimmed(), "4500.5");
 }
 
-TEST_F(StoreTest, ADamagedFileStartsEmptyAndIsOverwrittenAtTheNextSave)
+TEST_F(StoreTest, ARecordThatCannotBeReadIsSetAsideAndNeverOverwritten)
 {
-    ASSERT_TRUE(QDir().mkpath(dataHome.configurationFolder()));
-    const QByteArray damaged = QByteArray("bplist00") + QByteArray(40, '\xff');
-    ASSERT_TRUE(writeFile(dataHome.configurationFile(), damaged));
-    launch();
-    // The first tick put a new tree in place of the unreadable one.
-    ASSERT_NE(controller->configuration(), VXDictionaryRef());
-    EXPECT_EQ(controller->configuration()->value(VXApplicationsKey).dictionary()->size(), 1u);
-    EXPECT_EQ(readFile(dataHome.configurationFile()), damaged);   // not set aside, not yet replaced
-    EXPECT_EQ(QDir(dataHome.configurationFolder()).entryList(QDir::Files), QStringList({u"Default.plist"_s}));
+    // A record of 300 s of the editor, then damaged: its last byte (where the binary form says
+    // where its offsets are) changed, or replaced by a list.
+    VXDictionaryRef applications = VXMakeDictionary();
+    applications->insert(kEditorID,
+                         dictionary({{VXNameKey, u"Editor"_s}, {VXApplicationIDKey, kEditorID}, {VXTimeKey, 300.0}}));
+    const std::optional<QByteArray> good = propertyListData(VXValue(dictionary({{VXApplicationsKey, applications}})));
+    ASSERT_TRUE(good);
+    QByteArray oneByte = *good;
+    oneByte[oneByte.size() - 1] = char(oneByte.back() ^ 0x40);
+    ASSERT_FALSE(deeplyMutableDictionaryWithData(oneByte));
+    const std::optional<QByteArray> list = propertyListData(VXValue(strings({u"Applications", u"Pools"})));
+    const VXValue copy(dictionary({{VXApplicationsKey, VXValue(applications).deepCopy()}}));
 
-    time.advanceTo(kStart + 10);
-    controller->save(this);
-    EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), 10.0);
-    EXPECT_EQ(QDir(dataHome.configurationFolder()).entryList(QDir::Files), QStringList({u"Default.plist"_s}));
+    const struct {
+        const char *what;
+        QByteArray damaged;
+        bool withCopy;
+    } cases[] = {
+        {"one byte", oneByte, false},
+        {"one byte, with the copy a failed quit left in the settings", oneByte, true},
+        {"a list", *list, false},
+    };
+    for (const auto &row : cases) {
+        SCOPED_TRACE(row.what);
+        ASSERT_TRUE(QDir().mkpath(dataHome.configurationFolder()));
+        ASSERT_TRUE(writeFile(dataHome.configurationFile(), row.damaged));
+        if (row.withCopy)
+            settings.defaults->setObject(copy, u"Default Configuration"_s);
+        VXLogCapture captured("wendle.persistence");
+        launch();
+        // Set aside beside itself, said in the log and kept as a fact for the windows.
+        const QString aside = controller->damagedConfigurationPath();
+        EXPECT_TRUE(QFileInfo(aside).fileName().startsWith(u"Default.plist.damaged-"_s)) << aside.toStdString();
+        EXPECT_EQ(QFileInfo(aside).path(), dataHome.configurationFolder());
+        EXPECT_EQ(readFile(aside), row.damaged);
+        EXPECT_FALSE(QFileInfo::exists(dataHome.configurationFile()));
+        EXPECT_TRUE(captured.take().contains(
+            u"the configuration <%1> is damaged: set aside as <%2>"_s.arg(dataHome.configurationFile(), aside)));
+        // The copy in the settings if there is one, else an empty record.
+        EXPECT_EQ(timeOf(*editor()), row.withCopy ? 300.0 : 0.0);
+
+        // The next saves write a new record and leave the damaged one as it was.
+        time.advanceTo(time.now() + 10);
+        controller->save(this);
+        quit();
+        EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), row.withCopy ? 310.0 : 10.0);
+        EXPECT_EQ(readFile(aside), row.damaged);
+        launch();
+        EXPECT_EQ(controller->damagedConfigurationPath(), QString());
+        quit();
+        ASSERT_TRUE(QDir(dataHome.configurationFolder()).removeRecursively());
+    }
 }
 
 TEST_F(StoreTest, AnyFormIsReadAndTheNextSaveWritesBinary)
@@ -226,21 +264,6 @@ TEST_F(StoreTest, AnyFormIsReadAndTheNextSaveWritesBinary)
     launch();
     ASSERT_NE(editor(), nullptr);
     EXPECT_EQ(controller->configuration()->value(VXApplicationBlacklistKey).array()->at(0).toString(), u"Terminal"_s);
-}
-
-TEST_F(StoreTest, AFileWhoseRootIsAnArrayGivesAnEmptyConfiguration)
-{
-    ASSERT_TRUE(QDir().mkpath(dataHome.configurationFolder()));
-    const std::optional<QByteArray> data = propertyListData(VXValue(strings({u"Applications", u"Pools"})));
-    ASSERT_TRUE(data);
-    ASSERT_TRUE(writeFile(dataHome.configurationFile(), *data));
-    // The fallback copy is for a file that cannot be read, not for one that reads as nonsense.
-    settings.defaults->setObject(VXValue(dictionary({{u"Fallback Marker"_s, true}})), u"Default Configuration"_s);
-    launch();
-    ASSERT_NE(controller->configuration(), VXDictionaryRef());
-    EXPECT_FALSE(controller->configuration()->contains(u"Fallback Marker"_s));
-    EXPECT_EQ(timeOf(*editor()), 0.0);
-    EXPECT_EQ(controller->configuration()->value(VXApplicationsKey).dictionary()->size(), 1u);
 }
 
 TEST_F(StoreTest, WithoutAFileTheSettingsCopyIsLoadedAndDroppedAfterTheNextSaveAtQuit)
