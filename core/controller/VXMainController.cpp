@@ -132,7 +132,7 @@ void VXMainController::completeUISetup()
     m_store.saveConfiguration(false, false, true);
 }
 
-void VXMainController::applicationShouldTerminate()
+bool VXMainController::applicationShouldTerminate()
 {
     for (VXPresenceSource *source : m_presenceSources)
         source->stop();
@@ -140,8 +140,9 @@ void VXMainController::applicationShouldTerminate()
     m_hibernation.setEventMonitorInstalled(false);
     if (m_delegate)
         m_delegate->tearDownUserInterface();
-    m_store.saveConfiguration(true, true, false);
+    const bool saved = m_store.saveConfiguration(true, true, false);
     m_defaults.synchronize();
+    return saved;
 }
 
 // ---- The sampler

@@ -103,7 +103,9 @@ public:
     void completeUISetup();
     // The quit path (quit, logout, SIGTERM): the presence sources stop, the user interface is
     // torn down, the tree is saved with the settings as fallback, and the settings are written.
-    void applicationShouldTerminate();
+    // Answers whether the record reached its file; when not, store().saveFailure() says why
+    // (the tree is then in the settings, as far as they could be written).
+    bool applicationShouldTerminate();
 
     // ---- The configuration
 

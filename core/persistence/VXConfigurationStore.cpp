@@ -1,5 +1,6 @@
 #include "VXConfigurationStore.h"
 
+#include "VXConfigurationKeys.h"
 #include "VXFolderAccessDelegate.h"
 #include "VXLibraryFolders.h"
 #include "VXLog.h"
@@ -129,6 +130,17 @@ QString VXConfigurationStore::sandboxedConfigurationPath(const QString &defaultP
 
 // ---- Loading
 
+namespace {
+
+// The tree's own time, for telling which of two copies is newer; nothing when it has none.
+std::optional<double> lastTimestampOf(const VXDictionaryRef &tree)
+{
+    const VXValue &value = tree->value(VXLastTimestampKey);
+    return value.isNumber() ? std::optional<double>(value.toDouble()) : std::nullopt;
+}
+
+}   // namespace
+
 VXDictionaryRef VXConfigurationStore::loadConfiguration()
 {
     QString accessed;
@@ -167,15 +179,28 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
 
     // The copy a failed save at quit left in the settings.
     VXDictionaryRef fromSettings;
-    const VXValue fallback = fromFile ? VXValue() : m_defaults.objectForKey(VXDefaultConfigurationKey);
+    const VXValue fallback = m_defaults.objectForKey(VXDefaultConfigurationKey);
     if (fallback.isDictionary()) {
         if (std::optional<QByteArray> encoded = propertyListData(fallback))
             fromSettings = deeplyMutableDictionaryWithData(*encoded);
     }
-    if (damaged)
-        qCWarning(lcPersistence).noquote() << (fromSettings ? QStringLiteral("starting from the copy in the settings")
-                                                            : QStringLiteral("starting with an empty record"));
-    return fromFile ? fromFile : fromSettings;
+    if (!fromFile || !fromSettings) {
+        if (damaged)
+            qCWarning(lcPersistence).noquote()
+                << (fromSettings ? QStringLiteral("starting from the copy in the settings")
+                                 : QStringLiteral("starting with an empty record"));
+        return fromFile ? fromFile : fromSettings;
+    }
+    const std::optional<double> fileTime = lastTimestampOf(fromFile);
+    const std::optional<double> settingsTime = lastTimestampOf(fromSettings);
+    if (settingsTime && (!fileTime || *settingsTime > *fileTime)) {
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("the copy of the record in the settings is newer than <%1> (a save at quit failed): "
+                              "using it; the file stays until the next save replaces it")
+                   .arg(path);
+        return fromSettings;
+    }
+    return fromFile;
 }
 
 // ---- Saving
@@ -227,8 +252,13 @@ bool VXConfigurationStore::writeConfiguration(bool withUserDefaultsFallback)
     QString accessed;
     const QString path = configurationPath(&accessed);
     bool written = false;
-    if (!path.isEmpty() && mayWriteTo(path))
-        written = writeToBinaryFile(VXValue(configuration), path, true);
+    QString failure;
+    if (path.isEmpty())
+        failure = QStringLiteral("no folder for the record under <%1>").arg(VXLibraryFolderPath());
+    else if (!mayWriteTo(path))
+        failure = QStringLiteral("the damaged record <%1> cannot be set aside").arg(path);
+    else
+        written = writeToBinaryFile(VXValue(configuration), path, true, &failure);
     if (!accessed.isEmpty() && folderAccess())
         folderAccess()->stopAccessingBookmarkForPath(accessed);
 
@@ -238,6 +268,7 @@ bool VXConfigurationStore::writeConfiguration(bool withUserDefaultsFallback)
         else
             m_defaults.setObject(VXValue(configuration), VXDefaultConfigurationKey);
     }
+    noteSaveResult(written, path, failure, withUserDefaultsFallback);
     return written;
 }
 
@@ -256,9 +287,32 @@ bool VXConfigurationStore::mayWriteTo(const QString &path)
     return true;
 }
 
+void VXConfigurationStore::noteSaveResult(bool written, const QString &path, const QString &failure, bool atQuit)
+{
+    if (written) {
+        if (!m_saveFailure.isEmpty())
+            qCInfo(lcPersistence).noquote() << QStringLiteral("the record is saved again in <%1>").arg(path);
+        m_saveFailure.clear();
+        return;
+    }
+    if (atQuit) {
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("cannot save the record: %1; it goes to the settings instead, for the next start")
+                   .arg(failure);
+    } else if (m_saveFailure.isEmpty()) {
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("cannot save the record: %1; it stays in memory and the save is tried again every "
+                              "%2 seconds")
+                   .arg(failure)
+                   .arg(kSaveRetryInterval);
+    }
+    m_saveFailure = failure;
+}
+
 void VXConfigurationStore::scheduleNextSave()
 {
-    m_scheduler.performAfterDelay(this, kSaveOperation, kSaveInterval, [this] { save(nullptr); });
+    const double delay = m_saveFailure.isEmpty() ? kSaveInterval : kSaveRetryInterval;
+    m_scheduler.performAfterDelay(this, kSaveOperation, delay, [this] { save(nullptr); });
 }
 
 bool VXConfigurationStore::isSavePending() const

@@ -10,12 +10,16 @@
 //
 //     file          settings copy      loaded                 afterwards
 //     readable      -                  the file
-//     readable      there              the file
+//     readable      there              the newer by "Last Timestamp" (the file when equal or
+//                                      unknown); the other stays until a save replaces it
 //     damaged       either             the copy, else empty   the file set aside beside itself
 //                                                             as Default.plist.damaged-DATE
 //     missing       either             the copy, else empty
 //
 // A damaged file is never overwritten: when it cannot be set aside, nothing is written over it.
+//
+// A save that fails says so once (and again once it succeeds), keeps the tree in memory and is
+// tried again after kSaveRetryInterval instead of the usual 1800 s.
 //
 // Saves happen at three points, and a chain of single delayed "save:" calls keeps one save
 // pending 1800 s ahead:
@@ -75,6 +79,7 @@ public:
     // The scheduled save (with this store as target).
     static const QString kSaveOperation;   // "save:"
     static constexpr double kSaveInterval = 1800.0;
+    static constexpr double kSaveRetryInterval = 60.0;
 
     // `configuration` answers the tree to save at the moment of the save (undo and "Clear all"
     // replace it). `folderAccess` is asked about the sandboxed configuration path; null means
@@ -101,8 +106,12 @@ public:
     // could not be moved); empty when the record read well. For the user interface to say so.
     const QString &damagedConfigurationPath() const { return m_damagedPath; }
 
-    // One save point (table above). Answers whether the file was written.
+    // One save point (table above). Answers whether the file was written; when it was not, the
+    // reason is in saveFailure().
     bool saveConfiguration(bool save, bool withUserDefaultsFallback, bool scheduleNextSave);
+    // Why the last save failed ("cannot write <path>: No space left on device"); empty after a
+    // save that succeeded.
+    const QString &saveFailure() const { return m_saveFailure; }
     // The periodic save; with a sender (on demand) it first drops the pending one, so the 1800 s
     // start again.
     void save(const void *sender);
@@ -122,6 +131,7 @@ private:
     // Whether the path may be written: false while a damaged file lies there that cannot be
     // set aside.
     bool mayWriteTo(const QString &path);
+    void noteSaveResult(bool written, const QString &path, const QString &failure, bool atQuit);
     void scheduleNextSave();
     QString sandboxedConfigurationPath(const QString &defaultPath, QString *accessedBookmarkPath);
     VXFolderAccessDelegate *folderAccess() const;
@@ -133,4 +143,5 @@ private:
     std::unique_ptr<Writer> m_writer;
     QString m_damagedPath;
     bool m_damagedInPlace = false;
+    QString m_saveFailure;
 };

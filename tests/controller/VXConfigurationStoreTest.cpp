@@ -285,49 +285,67 @@ TEST_F(StoreTest, WithoutAFileTheSettingsCopyIsLoadedAndDroppedAfterTheNextSaveA
     EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), 2110.0);
 }
 
-TEST_F(StoreTest, AnInterruptedWriteLeavesThePreviousFileAndTheQuitPutsTheTreeInTheSettings)
+TEST_F(StoreTest, AFullDiskIsReportedOnceAndRetriedAndAtTheNextStartTheNewerCopyWins)
 {
     launch();
     time.advanceTo(kStart + 60);
     controller->save(this);
-    const QByteArray previous = readFile(dataHome.configurationFile());
+    const QString file = dataHome.configurationFile();
+    const QByteArray previous = readFile(file);
     ASSERT_TRUE(previous.startsWith("bplist00"));
 
     // The editor opens enough windows that the tree no longer fits under the limit.
     for (int i = 0; i < 200; ++i)
         desktop.openWindow(10, u"A report with a long title, number %1 of many"_s.arg(i));
     time.advanceTo(kStart + 120);
-    const VXValue tree = VXValue(controller->configuration()).deepCopy();
+    VXValue tree;
     {
         FileSizeLimit limit(rlim_t(previous.size() + 512));
         if (!limit.isActive())
             GTEST_SKIP() << "cannot limit the file size";
+        VXLogCapture captured("wendle.persistence");
         controller->save(this);   // periodic kind: no fallback
-        EXPECT_EQ(readFile(dataHome.configurationFile()), previous);
+        EXPECT_EQ(readFile(file), previous);
         EXPECT_TRUE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
-        EXPECT_EQ(pendingSaves(), 1);   // the chain goes on
+        // Tried again every minute, and said once.
+        EXPECT_EQ(nextSave(), kStart + 180);
+        time.advanceTo(kStart + 300);
+        EXPECT_EQ(pendingSaves(), 1);
+        const QString failure = u"cannot write <%1>: File too large"_s.arg(file);
+        EXPECT_EQ(store().saveFailure(), failure);
+        EXPECT_EQ(captured.take().filter(u"cannot save"_s),
+                  QStringList {u"cannot save the record: %1; it stays in memory and the save is tried again every 60 "
+                               "seconds"_s.arg(failure)});
 
-        controller->applicationShouldTerminate();
-        EXPECT_EQ(readFile(dataHome.configurationFile()), previous);
+        // The quit answers the failure, and the tree goes to the settings.
+        tree = VXValue(controller->configuration()).deepCopy();
+        EXPECT_FALSE(controller->applicationShouldTerminate());
+        EXPECT_EQ(readFile(file), previous);
     }
     // No temporary file is left beside it.
     EXPECT_EQ(QDir(dataHome.configurationFolder()).entryList(QDir::Files | QDir::Hidden),
               QStringList({u"Default.plist"_s}));
-    const VXValue fallback = settings.defaults->objectForKey(u"Default Configuration"_s);
-    EXPECT_EQ(firstDifference(fallback, tree), "");
+    EXPECT_EQ(firstDifference(settings.defaults->objectForKey(u"Default Configuration"_s), tree), "");
     controller.reset();
 
-    // The next run reads the file, which is readable; the copy waits for a run that cannot.
+    // The next start takes the copy, which is newer than the file; each stays until a save
+    // replaces it: the file at the next save, the copy at a quit that saves.
     launch();
-    EXPECT_EQ(timeOf(*editor()), 60.0);
-    quit();
-    ASSERT_TRUE(QFile::remove(dataHome.configurationFile()));
-    settings.defaults->setObject(fallback, u"Default Configuration"_s);
+    EXPECT_EQ(timeOf(*editor()), 300.0);
+    EXPECT_NE(windowItem(*controller->configuration(), kEditorID, u"A report with a long title, number 199 of many"_s),
+              nullptr);
+    EXPECT_EQ(readFile(file), previous);
+    time.advanceTo(time.now() + 1800);
+    EXPECT_GT(timeOf(*applicationItem(*savedTree(), kEditorID)), 300.0);
+    EXPECT_FALSE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
+    EXPECT_TRUE(controller->applicationShouldTerminate());
+    EXPECT_TRUE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
+    controller.reset();
+
+    // Had the file been the newer one, the file would have won.
+    settings.defaults->setObject(tree, u"Default Configuration"_s);
     launch();
-    EXPECT_EQ(timeOf(*editor()), 120.0);
-    EXPECT_EQ(windowItem(*controller->configuration(), kEditorID, u"A report with a long title, number 199 of many"_s)
-                  != nullptr,
-              true);
+    EXPECT_GT(timeOf(*editor()), 300.0);
 }
 
 TEST_F(StoreTest, WhenTheLibraryFolderCannotBeMadeOnlyTheQuitKeepsTheTree)
@@ -337,9 +355,13 @@ TEST_F(StoreTest, WhenTheLibraryFolderCannotBeMadeOnlyTheQuitKeepsTheTree)
     ScopedDataHome blocked(dataHome.path() + u"/plain/share"_s);
     launch();
     EXPECT_EQ(store().configurationPath(), QString());
-    time.advanceTo(kStart + 1800);   // the periodic save finds no place and says nothing
+    {
+        // The periodic save finds no place and says so, once.
+        VXLogCapture captured("wendle.persistence");
+        time.advanceTo(kStart + 1900);
+        EXPECT_EQ(captured.take().filter(u"cannot save the record"_s).size(), 1);
+    }
     EXPECT_TRUE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
-    time.advanceTo(kStart + 1900);
     quit();
     const VXValue fallback = settings.defaults->objectForKey(u"Default Configuration"_s);
     ASSERT_TRUE(fallback.isDictionary());
