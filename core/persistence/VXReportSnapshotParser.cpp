@@ -244,6 +244,17 @@ bool Parser::merge(std::vector<VXReportSnapshotPart> &parts)
                    .arg(m_path);
     }
 
+    std::size_t cutCells = 0;
+    for (const VXReportSnapshotPart &part : parts)
+        cutCells += part.cutCells;
+    if (cutCells > 0) {
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("cells longer than %1 bytes cut to that length in CSV file: %2 (%3 of them)")
+                   .arg(VXReportSnapshotParser::kMaximumCellLength)
+                   .arg(m_path)
+                   .arg(cutCells);
+    }
+
     std::size_t intervals = 0;
     for (const VXReportSnapshotPart &part : parts)
         intervals += part.periods.size();

@@ -14,6 +14,8 @@
 //     no interval longer than 0.001 s                        "no significant timestamps in CSV file: %@"
 //     it is beyond the limits below                          (a line saying which)
 //
+// Cells longer than kMaximumCellLength are cut, with one line counting them.
+//
 // and skips, with a log line, each line whose number of cells differs from the header's
 // ("number of columns is not %lu in CSV line: %@"; after 20 such lines, one line counts the
 // rest).
@@ -67,6 +69,9 @@ public:
     static constexpr qint64 kMaximumFileSize = qint64(1) << 30;
     static constexpr std::size_t kMaximumIntervals = std::size_t(1) << 24;
     static constexpr std::size_t kMaximumItems = std::size_t(1) << 20;
+    // A longer cell is cut (on a character boundary) to this many bytes, as long as the longest
+    // window title the tracker keeps: names, not documents.
+    static constexpr std::size_t kMaximumCellLength = 4096;
 
     // The file's snapshot configuration ("Path" = path), or null after the log line.
     // `fallbackSeparator` is the column separator of the user's setting.

@@ -22,6 +22,18 @@ bool isZeroTime(std::string_view cell)
     return true;
 }
 
+// Cuts the cell to the longest the parser keeps, on a character boundary. Answers whether it cut.
+bool cutLongCell(std::string_view &cell)
+{
+    if (cell.size() <= VXReportSnapshotParser::kMaximumCellLength)
+        return false;
+    std::size_t length = VXReportSnapshotParser::kMaximumCellLength;
+    while (length > 0 && (static_cast<unsigned char>(cell[length]) & 0xC0) == 0x80)
+        --length;
+    cell = cell.substr(0, length);
+    return true;
+}
+
 }   // namespace
 
 // Reads lines until the scanner's end, or, with `untilFirstInterval`, until the line that gives
@@ -77,6 +89,8 @@ void VXReportSnapshotPart::readLines(VXReportSnapshotScanner &scanner, const VXR
             }
             continue;
         }
+        for (std::string_view &cell : line.cells)
+            cutCells += cutLongCell(cell);
 
         const std::string_view pool = line.cells[VXPoolSlot];
         std::string_view application = line.cells[VXApplicationSlot];

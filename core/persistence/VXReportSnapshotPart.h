@@ -81,6 +81,7 @@ struct VXReportSnapshotPart {
     VXMappedTable<Period> periods;   // in huge pages: millions of them for a year
     std::vector<Message> messages;
     std::size_t wrongLines = 0;
+    std::size_t cutCells = 0;
     double first = -1.0;
     double last = -1.0;
     bool foregroundActivity = false;
@@ -90,7 +91,8 @@ struct VXReportSnapshotPart {
     bool resetFormatter = true;
 
     // Reads lines until the scanner's end, or, with `untilFirstInterval`, until the line that
-    // gives the file's first interval has been read (the formatter is settled then).
+    // gives the file's first interval has been read (the formatter is settled then). Cells
+    // longer than the parser keeps are cut, and counted.
     void readLines(VXReportSnapshotScanner &scanner, const VXReportSnapshotHeader &header, bool untilFirstInterval);
 
     std::uint32_t itemFor(std::string_view pool, std::string_view application, std::string_view window);

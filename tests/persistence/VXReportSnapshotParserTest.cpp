@@ -446,6 +446,16 @@ TEST(VXReportSnapshotParser, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrow
                     ->contains(QString(QStringLiteral("Ma")) + QChar(0) + QStringLiteral("il")));
     EXPECT_TRUE(parse(header + "Mail," + QByteArray(5000, '9') + ".00,1.00\nMail,1.00,2.00\n"));
     captured.take();
+    // Long names are cut to a title's length, in any number of parts, with one line.
+    const QByteArray longName(10'000, 'n');
+    for (int parts : {1, 3}) {
+        const VXDictionaryRef cut = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(
+            header + longName + ",1.00,2.00\n" + longName + "x,3.00,4.00\n", kPath, u',', parts);
+        EXPECT_EQ(childNames(node(cut, {"Applications"})), (std::vector<std::string> {std::string(4096, 'n')}));
+        EXPECT_EQ(captured.take().filter(QStringLiteral("cut")),
+                  QStringList {QStringLiteral("cells longer than 4096 bytes cut to that length in CSV file: ") + kPath
+                               + QStringLiteral(" (2 of them)")});
+    }
 
     // Random text made of what matters to the reader.
     Random random(99);

@@ -7,6 +7,7 @@ wendle_add_test(NAME test_report_controller
   SOURCES
     ${CMAKE_CURRENT_LIST_DIR}/controller/VXReportControllerTest.cpp
     ${CMAKE_CURRENT_LIST_DIR}/controller/VXReportDataSourcesTest.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/controller/VXHugeSnapshotCellTest.cpp
   LIBS Wendle::Reports Wendle::Controller Wendle::PlatformFake Qt6::Test Qt6::Widgets
   LABELS unit)
 target_include_directories(test_report_controller PRIVATE
