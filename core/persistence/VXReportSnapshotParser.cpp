@@ -190,9 +190,13 @@ std::vector<const char *> Parser::partBoundaries(const char *begin) const
             else if (quotes % 2 == 0 && VXReportSnapshotScanner::lineBreakLength(p, m_end) > 0)
                 break;
         }
+        // No line break outside quoted text from there on: the rest is one part. (Searching on
+        // from a later place would count the quotes up to the end twice and could cut inside a
+        // quoted text.)
+        if (p == m_end)
+            break;
         counted = p;
-        if (p < m_end)
-            boundaries.push_back(p);
+        boundaries.push_back(p);
     }
     boundaries.push_back(m_end);
     return boundaries;

@@ -530,6 +530,21 @@ TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
 TEST(VXReportSnapshotParser, AFileReadInPartsSideBySideGivesTheTreeAndLogOfOneReading)
 {
     VXEnsureCoreApplication();
+    // The tree and the log lines of the file read whole, then in 2 to 5 parts.
+    const auto expectOneReading = [](const QByteArray &data) {
+        LogCapture captured;
+        const VXDictionaryRef whole
+            = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', 1);
+        const QStringList wholeLog = captured.take();
+        ASSERT_TRUE(whole);
+        for (int parts = 2; parts <= 5; ++parts) {
+            const VXDictionaryRef inParts
+                = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', parts);
+            ASSERT_TRUE(inParts);
+            EXPECT_TRUE(VXValue(whole) == VXValue(inParts)) << parts << " parts";
+            EXPECT_EQ(captured.take(), wholeLog) << parts << " parts";
+        }
+    };
     Random random(4242);
     const char *const names[] = {"Mail", "Web", "Editor, \"draft\"", "two\nlines", "Caf\xC3\xA9", "\xE2\x80\xA8", ""};
     for (int round = 0; round < 40; ++round) {
@@ -572,18 +587,14 @@ TEST(VXReportSnapshotParser, AFileReadInPartsSideBySideGivesTheTreeAndLogOfOneRe
                        : random.chance(0.5) ? "\n"
                                             : "\xE2\x80\xA8");
         }
-        const QByteArray data = QByteArray::fromStdString(text);
-        LogCapture captured;
-        const VXDictionaryRef whole
-            = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', 1);
-        const QStringList wholeLog = captured.take();
-        ASSERT_TRUE(whole) << round;
-        for (int parts = 2; parts <= 5; ++parts) {
-            const VXDictionaryRef inParts
-                = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', parts);
-            ASSERT_TRUE(inParts);
-            EXPECT_TRUE(VXValue(whole) == VXValue(inParts)) << "round " << round << ", " << parts << " parts";
-            EXPECT_EQ(captured.take(), wholeLog) << "round " << round << ", " << parts << " parts";
-        }
+        SCOPED_TRACE(round);
+        expectOneReading(QByteArray::fromStdString(text));
     }
+    // The last line's quoted text runs over line breaks up to the end of the file: no part may
+    // start inside it (read in 5 parts, these 96 bytes were cut there).
+    const QByteArray lastQuoted = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
+                                  "A,1.00,2.00\n"
+                                  "\"\n\n\n\n\n\n\",3.0,4.0";
+    ASSERT_EQ(lastQuoted.size(), 96);
+    expectOneReading(lastQuoted);
 }
