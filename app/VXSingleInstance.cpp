@@ -1,5 +1,7 @@
 #include "VXSingleInstance.h"
 
+#include "VXPrivateFiles.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -66,7 +68,8 @@ bool VXSingleInstance::acquire()
     if (m_lockFd >= 0)
         return true;
     const QString folder = QFileInfo(m_lockPath).absolutePath();
-    if (!QDir().mkpath(folder)) {
+    // Mostly the data folder itself: made private here too when this is the first to need it.
+    if (!VXMakePrivateFolder(folder)) {
         qCWarning(lcInstance, "cannot create the folder <%s>", qPrintable(folder));
         return false;
     }

@@ -1,14 +1,51 @@
 #include "VXPrivateFiles.h"
 
+#include "VXLog.h"
+
 #include <QDateTime>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
+
+#include <cerrno>
+#include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
 const QString kDamagedSuffix = QStringLiteral(".damaged-");
 
 }   // namespace
+
+bool VXMakePrivateFolder(const QString &path, bool tightenExisting)
+{
+    const QByteArray name = QFile::encodeName(path);
+    struct stat status {
+    };
+    const bool existed = ::stat(name.constData(), &status) == 0;
+    if (!existed) {
+        const QString parent = QFileInfo(path).absolutePath();
+        if (parent != path && !QDir().mkpath(parent)) {
+            qCWarning(lcFoundation).noquote() << QStringLiteral("cannot create the folder <%1>").arg(parent);
+            return false;
+        }
+        if (::mkdir(name.constData(), 0700) != 0 && errno != EEXIST) {
+            qCWarning(lcFoundation).noquote() << QStringLiteral("cannot create the folder <%1>: %2")
+                                                     .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+            return false;
+        }
+        if (::stat(name.constData(), &status) != 0)
+            return false;
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        qCWarning(lcFoundation).noquote() << QStringLiteral("<%1> is in the way of a folder").arg(path);
+        return false;
+    }
+    if (existed && tightenExisting && (status.st_mode & 0077) != 0 && status.st_uid == ::geteuid())
+        ::chmod(name.constData(), status.st_mode & 0700);
+    return true;
+}
 
 QString VXSetDamagedFileAside(const QString &path)
 {

@@ -119,18 +119,8 @@ struct VXUserDefaults::Private {
         return value.isNull() ? registered->value(key) : value;
     }
 
-    bool ensureFolder()
-    {
-        if (QFileInfo(folder).isDir())
-            return true;
-        if (!QDir().mkpath(folder)) {
-            qCWarning(lcFoundation).noquote() << QStringLiteral("cannot create settings folder <%1>").arg(folder);
-            return false;
-        }
-        // Settings can hold a copy of the configuration, window titles included.
-        QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-        return true;
-    }
+    // Settings can hold a copy of the configuration, window titles included.
+    bool ensureFolder() { return VXMakePrivateFolder(folder); }
 
     void watch()
     {

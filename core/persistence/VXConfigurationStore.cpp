@@ -13,8 +13,10 @@
 #include "VXUserDefaultsExtensions.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QThreadPool>
 
 #include <atomic>
@@ -148,6 +150,7 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
     VXDictionaryRef fromFile;
     bool damaged = false;
     if (!path.isEmpty()) {
+        removeInterruptedSaves(path);
         QFile file(path);
         if (file.open(QIODevice::ReadOnly)) {
             const QByteArray data = file.readAll();
@@ -201,6 +204,23 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
         return fromSettings;
     }
     return fromFile;
+}
+
+void VXConfigurationStore::removeInterruptedSaves(const QString &path)
+{
+    // The temporary names of an atomic write: the file's name and six letters or digits. Only
+    // this program writes there, and only one of it runs.
+    const QFileInfo target(path);
+    const QDir folder = target.dir();
+    static const QRegularExpression temporary(QStringLiteral("^\\.[A-Za-z0-9]{6}$"));
+    for (const QFileInfo &entry :
+         folder.entryInfoList({target.fileName() + QStringLiteral(".??????")}, QDir::Files | QDir::Hidden)) {
+        if (!temporary.match(entry.fileName().mid(target.fileName().size())).hasMatch())
+            continue;
+        if (QFile::remove(entry.filePath()))
+            qCInfo(lcPersistence).noquote()
+                << QStringLiteral("removed <%1>, left by an interrupted save").arg(entry.filePath());
+    }
 }
 
 // ---- Saving

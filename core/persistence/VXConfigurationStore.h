@@ -17,6 +17,7 @@
 //     missing       either             the copy, else empty
 //
 // A damaged file is never overwritten: when it cannot be set aside, nothing is written over it.
+// Temporary files left by an interrupted save (Default.plist.XXXXXX) are removed.
 //
 // A save that fails says so once (and again once it succeeds), keeps the tree in memory and is
 // tried again after kSaveRetryInterval instead of the usual 1800 s.
@@ -133,6 +134,7 @@ private:
     bool mayWriteTo(const QString &path);
     void noteSaveResult(bool written, const QString &path, const QString &failure, bool atQuit);
     void scheduleNextSave();
+    void removeInterruptedSaves(const QString &path);
     QString sandboxedConfigurationPath(const QString &defaultPath, QString *accessedBookmarkPath);
     VXFolderAccessDelegate *folderAccess() const;
 

@@ -10,6 +10,7 @@
 #include "VXFakeDesktop.h"
 #include "VXItemSorting.h"
 #include "VXMainController.h"
+#include "VXPrivateFiles.h"
 #include "VXPropertyListSerialization.h"
 #include "VXTestProcess.h"
 #include "VXTrackingTestSupport.h"
@@ -227,6 +228,33 @@ TEST_F(StoreTest, ARecordThatCannotBeReadIsSetAsideAndNeverOverwritten)
         quit();
         ASSERT_TRUE(QDir(dataHome.configurationFolder()).removeRecursively());
     }
+}
+
+TEST_F(StoreTest, LeftoversOfAnInterruptedSaveGoAtStartAndTheLibraryIsPrivateWhoeverMadeIt)
+{
+    // The library as a lock made it before it was made private, and a save cut short beside the
+    // record (the temporary file of an atomic write).
+    const QString library = dataHome.path() + u"/Wendle"_s;
+    ASSERT_TRUE(QDir().mkpath(dataHome.configurationFolder()));
+    ASSERT_TRUE(QFile::setPermissions(library,
+                                      QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup
+                                          | QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther));
+    const QString folder = dataHome.configurationFolder() + u'/';
+    for (const QString &name : {u"Default.plist.Xy12Zw"_s, u"Default.plist.damaged-20260101-000000"_s,
+                                u"Default.plist.notes"_s, u"Other.plist.Ab12Cd"_s})
+        ASSERT_TRUE(writeFile(folder + name, "x"));
+    launch();
+    EXPECT_EQ(
+        QDir(folder).entryList(QDir::Files),
+        QStringList({u"Default.plist.damaged-20260101-000000"_s, u"Default.plist.notes"_s, u"Other.plist.Ab12Cd"_s}));
+    EXPECT_EQ(modeOf(library), 0700);
+
+    // A folder made for the first time is private from the start, whatever the process's mask.
+    const mode_t mask = ::umask(0);
+    EXPECT_TRUE(VXMakePrivateFolder(dataHome.path() + u"/new/Wendle"_s));
+    ::umask(mask);
+    EXPECT_EQ(modeOf(dataHome.path() + u"/new/Wendle"_s), 0700);
+    EXPECT_EQ(modeOf(dataHome.path() + u"/new"_s), 0777);   // the desktop's folders are its own
 }
 
 TEST_F(StoreTest, AnyFormIsReadAndTheNextSaveWritesBinary)
