@@ -169,12 +169,12 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
         if (m_damagedInPlace) {
             m_damagedPath = path;
             qCWarning(lcPersistence).noquote()
-                << QStringLiteral("the configuration <%1> is damaged and cannot be set aside: it is left as it is, "
-                                  "and the record is not saved over it")
+                << QStringLiteral("the configuration <%1> cannot be read, nor set aside: it is left as it is, and "
+                                  "the record is not saved over it")
                        .arg(path);
         } else {
             qCWarning(lcPersistence).noquote()
-                << QStringLiteral("the configuration <%1> is damaged: set aside as <%2>").arg(path, m_damagedPath);
+                << QStringLiteral("the configuration <%1> cannot be read: set aside as <%2>").arg(path, m_damagedPath);
         }
     }
     if (!accessed.isEmpty() && folderAccess())
@@ -276,7 +276,7 @@ bool VXConfigurationStore::writeConfiguration(bool withUserDefaultsFallback)
     if (path.isEmpty())
         failure = QStringLiteral("no folder for the record under <%1>").arg(VXLibraryFolderPath());
     else if (!mayWriteTo(path))
-        failure = QStringLiteral("the damaged record <%1> cannot be set aside").arg(path);
+        failure = QStringLiteral("the record <%1> that could not be read cannot be set aside").arg(path);
     else
         written = writeToBinaryFile(VXValue(configuration), path, true, &failure);
     if (!accessed.isEmpty() && folderAccess())
@@ -301,7 +301,7 @@ bool VXConfigurationStore::mayWriteTo(const QString &path)
     if (target.isEmpty())
         return false;
     qCWarning(lcPersistence).noquote()
-        << QStringLiteral("the damaged configuration <%1> is set aside as <%2>").arg(path, target);
+        << QStringLiteral("the configuration that could not be read is set aside as <%1>").arg(target);
     m_damagedPath = target;
     m_damagedInPlace = false;
     return true;

@@ -11,9 +11,10 @@
 //     file          settings copy      loaded                 afterwards
 //     readable      -                  the file
 //     readable      there              the newer by "Last Timestamp" (the file when equal or
-//                                      unknown); the other stays until a save replaces it
-//     damaged       either             the copy, else empty   the file set aside beside itself
-//                                                             as Default.plist.damaged-DATE
+//                                      unknown); the file stays until the next save, the copy
+//                                      until a save at quit succeeds
+//     unreadable    either             the copy, else empty   the file set aside beside itself
+//     (damaged)                                               as Default.plist.damaged-DATE
 //     missing       either             the copy, else empty
 //
 // A damaged file is never overwritten: when it cannot be set aside, nothing is written over it.
@@ -103,8 +104,9 @@ public:
 
     // The tree as stored (see the table above); null when nothing usable is stored.
     VXDictionaryRef loadConfiguration();
-    // Where the damaged record found at start-up now lies (set aside, or still in place when it
-    // could not be moved); empty when the record read well. For the user interface to say so.
+    // Where the record that could not be read at start-up now lies (set aside, or still in place
+    // when it could not be moved); empty when the record read well. For the user interface to
+    // say so.
     const QString &damagedConfigurationPath() const { return m_damagedPath; }
 
     // One save point (table above). Answers whether the file was written; when it was not, the

@@ -14,11 +14,9 @@
 //     no interval longer than 0.001 s                        "no significant timestamps in CSV file: %@"
 //     it is beyond the limits below                          (a line saying which)
 //
-// Cells longer than kMaximumCellLength are cut, with one line counting them.
-//
 // and skips, with a log line, each line whose number of cells differs from the header's
 // ("number of columns is not %lu in CSV line: %@"; after 20 such lines, one line counts the
-// rest).
+// rest). Cells longer than kMaximumCellLength are cut, with one line counting them.
 //
 // Separator: the file's first character once every "Pool", "Application" and "Window" is
 // taken out of it, when that is ",", ";" or a tab; else the fallback (the user's setting).

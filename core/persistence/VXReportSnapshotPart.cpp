@@ -36,9 +36,6 @@ bool cutLongCell(std::string_view &cell)
 
 }   // namespace
 
-// Reads lines until the scanner's end, or, with `untilFirstInterval`, until the line that gives
-// the file's first interval has been read (the formatter is settled then).
-//
 // Lines name their items in no particular order, so looking one up mostly waits for memory: each
 // line's lookup is started (its table entry fetched) and finished while the next line is read.
 // A line whose cells are copies (it has quoted text, which the next line's reading overwrites)

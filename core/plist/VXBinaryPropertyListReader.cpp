@@ -19,8 +19,8 @@ constexpr std::size_t kTrailerSize = 32;
 // many times the file's size. Each reference a file holds takes at least a byte, so a file that
 // shares nothing expands to at most its size; a writer that keeps shared containers shared (an
 // application's windows listed by name and in its list) stays far below. Sixty levels of arrays
-// that each refer twice to the one below fit in 490 bytes and expand to 2^60 objects: every
-// consumer of the tree that walks it (the XML writer, a copy, an export) would never finish.
+// that each refer twice to the one below fit in a few hundred bytes and expand to 2^60 objects:
+// whatever walks the tree (the XML writer, a copy, an export) would never finish.
 constexpr std::uint64_t kExpansionFactor = 8;
 
 class Reader

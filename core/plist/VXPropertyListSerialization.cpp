@@ -108,10 +108,6 @@ bool writeAll(int fd, const QByteArray &data)
     return true;
 }
 
-}   // namespace
-
-namespace {
-
 // "cannot write <path>: reason", logged or handed to the caller.
 bool failed(const QString &path, int errorNumber, QString *error)
 {

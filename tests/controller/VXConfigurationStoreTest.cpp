@@ -213,7 +213,7 @@ TEST_F(StoreTest, ARecordThatCannotBeReadIsSetAsideAndNeverOverwritten)
         EXPECT_EQ(readFile(aside), row.damaged);
         EXPECT_FALSE(QFileInfo::exists(dataHome.configurationFile()));
         EXPECT_TRUE(captured.take().contains(
-            u"the configuration <%1> is damaged: set aside as <%2>"_s.arg(dataHome.configurationFile(), aside)));
+            u"the configuration <%1> cannot be read: set aside as <%2>"_s.arg(dataHome.configurationFile(), aside)));
         // The copy in the settings if there is one, else an empty record.
         EXPECT_EQ(timeOf(*editor()), row.withCopy ? 300.0 : 0.0);
 
