@@ -1,5 +1,7 @@
 #include "VXSingleInstance.h"
 
+#include "VXPrivateFiles.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -44,15 +46,11 @@ QString dataFolder()
 // The folder with its missing parents; the last one private to the user (it holds the record).
 bool makeFolder(const QString &folder, QString *error)
 {
-    if (QFileInfo(folder).isDir())
+    // Mostly the data folder itself: made private here when this is the first to need it.
+    if (VXMakePrivateFolder(folder))
         return true;
-    const QString parent = QFileInfo(folder).path();
-    if (!QDir().mkpath(parent) || (::mkdir(QFile::encodeName(folder).constData(), 0700) != 0 && errno != EEXIST)) {
-        *error
-            = QStringLiteral("cannot create the folder <%1>: %2").arg(folder, QString::fromLocal8Bit(strerror(errno)));
-        return false;
-    }
-    return true;
+    *error = QStringLiteral("cannot create the folder <%1>: %2").arg(folder, QString::fromLocal8Bit(strerror(errno)));
+    return false;
 }
 
 }   // namespace

@@ -103,6 +103,10 @@ QString VXStatusCommand::statusText(const VXStatusSnapshot &snapshot)
     QString text;
     QTextStream out(&text);
     out << snapshot.source << '\n';
+    if (!snapshot.damagedRecordPath.isEmpty())
+        out << tr("The saved record could not be read when Wendle started; it is kept as <%1>.")
+                   .arg(snapshot.damagedRecordPath)
+            << '\n';
     if (snapshot.running)
         out << tr("State: ")
             << (snapshot.hibernating  ? tr("hibernating")

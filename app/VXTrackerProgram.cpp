@@ -362,6 +362,7 @@ QByteArray VXTrackerProgram::statusReply() const
     snapshot.running = true;
     snapshot.paused = d->controller->isPaused();
     snapshot.hibernating = d->controller->hibernation().isHibernating();
+    snapshot.damagedRecordPath = d->controller->damagedConfigurationPath();
     snapshot.source
         = QCoreApplication::translate("VXTrackerProgram", "Wendle is running. %1").arg(d->backends.description);
     return VXStatusCommand::statusText(snapshot).toUtf8();

@@ -104,7 +104,8 @@ public:
     void completeUISetup();
     // The quit path (quit, logout, SIGTERM): the presence sources stop, the user interface is
     // torn down, the tree is saved with the settings as fallback, and the settings are written.
-    // Answers whether the file was written (when not, the tree went to the settings if it could).
+    // Answers whether the record reached its file; when not, store().saveFailure() says why
+    // (the tree is then in the settings, as far as they could be written).
     bool applicationShouldTerminate();
 
     // ---- The configuration
@@ -199,6 +200,8 @@ public:
     VXConfigurationStore &store() { return m_store; }
     // Replaces the tree with the stored one (start-up).
     void loadConfiguration() { m_configuration = m_store.loadConfiguration(); }
+    // Where the record that could not be read at start-up was set aside; empty when it read well.
+    const QString &damagedConfigurationPath() const { return m_store.damagedConfigurationPath(); }
     bool saveConfiguration(bool save, bool withUserDefaultsFallback, bool scheduleNextSave)
     {
         return m_store.saveConfiguration(save, withUserDefaultsFallback, scheduleNextSave);

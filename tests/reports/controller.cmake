@@ -8,6 +8,7 @@ wendle_add_test(NAME test_report_controller
     ${CMAKE_CURRENT_LIST_DIR}/controller/VXReportControllerTest.cpp
     ${CMAKE_CURRENT_LIST_DIR}/controller/VXReportDataSourcesTest.cpp
     ${CMAKE_CURRENT_LIST_DIR}/controller/VXApplicationIconTest.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/controller/VXHugeSnapshotCellTest.cpp
   LIBS Wendle::Reports Wendle::Controller Wendle::PlatformFake Wendle::Shell Qt6::Test Qt6::Widgets
   LABELS unit)
 target_include_directories(test_report_controller PRIVATE
