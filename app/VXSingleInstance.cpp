@@ -47,9 +47,12 @@ QString dataFolder()
 bool makeFolder(const QString &folder, QString *error)
 {
     // Mostly the data folder itself: made private here when this is the first to need it.
+    errno = 0;
     if (VXMakePrivateFolder(folder))
         return true;
-    *error = QStringLiteral("cannot create the folder <%1>: %2").arg(folder, QString::fromLocal8Bit(strerror(errno)));
+    const QString reason = QFileInfo::exists(folder) ? QStringLiteral("it is not a folder")
+                                                     : QString::fromLocal8Bit(strerror(errno ? errno : ENOENT));
+    *error = QStringLiteral("cannot use the data folder <%1>: %2").arg(folder, reason);
     return false;
 }
 

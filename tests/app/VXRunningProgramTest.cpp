@@ -318,10 +318,11 @@ TEST_F(RunningProgram, ADataFolderItCannotUseIsNamedAndEndsTheStart)
 
 TEST_F(RunningProgram, ASaveThatFailsAtQuitIsSaidAndEndsWithAFailure)
 {
-    // A folder where the record should be written.
-    ASSERT_TRUE(QDir().mkpath(folders.configurationFile()));
+    // A folder put where the record is written, once the program has loaded it (a folder found
+    // there at start is set aside like any record that cannot be read).
     TrackerProcess tracker(folders);
     ASSERT_TRUE(tracker.waitUntilTracking());
+    ASSERT_TRUE(QDir().mkpath(folders.configurationFile()));
     tracker.terminate();
     const ProgramResult ended = tracker.finish();
     EXPECT_EQ(ended.exitCode, 1) << ended.out.constData();
