@@ -13,10 +13,76 @@
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
+#include <QSemaphore>
+#include <QThread>
+
+#include <atomic>
+#include <cstdio>
 
 Q_DECLARE_LOGGING_CATEGORY(lcInstance)
 
 namespace {
+
+#ifdef WENDLE_HAVE_WAYLAND
+// Qt's Wayland platform ends the process (with _exit, from its event thread) when the compositor
+// goes away, right after it says so: the program's own connection may not get to tell first. The
+// message is the last moment to save, so the handler runs on the main thread while Qt waits.
+struct SessionLostHook {
+    std::function<void()> handler;
+    QtMessageHandler previous = nullptr;
+    std::atomic<bool> posted {false};
+    std::atomic<bool> ran {false};
+    // Released once the handler has run, for the threads that wait for it.
+    QSemaphore done;
+};
+
+SessionLostHook &sessionLostHook()
+{
+    static SessionLostHook hook;
+    return hook;
+}
+
+// How long Qt's thread is held for the save.
+constexpr int kSaveBeforeExitMs = 5000;
+
+void runSessionLostHandlerOnce()
+{
+    SessionLostHook &hook = sessionLostHook();
+    if (!hook.ran.exchange(true) && hook.handler)
+        hook.handler();
+    hook.done.release(64);
+}
+
+// Runs the handler on the main thread: at once when called there (Qt's main thread may meet the
+// broken connection too, and end the process right after), else posted there and waited for.
+void runSessionLostHandler()
+{
+    QCoreApplication *application = QCoreApplication::instance();
+    if (!application)
+        return;
+    if (QThread::currentThread() == application->thread()) {
+        runSessionLostHandlerOnce();
+        return;
+    }
+    SessionLostHook &hook = sessionLostHook();
+    if (!hook.posted.exchange(true))
+        QMetaObject::invokeMethod(application, &runSessionLostHandlerOnce, Qt::QueuedConnection);
+    hook.done.tryAcquire(1, kSaveBeforeExitMs);
+}
+
+void watchDisplayMessages(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    SessionLostHook &hook = sessionLostHook();
+    if (hook.previous)
+        hook.previous(type, context, message);
+    else
+        std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
+    // "The Wayland connection broke. Did the Wayland compositor die?", or "... experienced a fatal
+    // error".
+    if (type == QtWarningMsg && message.startsWith(QLatin1StringView("The Wayland connection ")))
+        runSessionLostHandler();
+}
+#endif
 
 bool isWaylandSession()
 {
@@ -99,8 +165,15 @@ QString VXDesktopBackends::notice() const
 void VXDesktopBackends::onSessionLost(const std::function<void()> &handler) const
 {
 #ifdef WENDLE_HAVE_WAYLAND
-    if (waylandConnection)
-        QObject::connect(waylandConnection.get(), &VXWaylandConnection::lost, waylandConnection.get(), handler);
+    if (!waylandConnection)
+        return;
+    SessionLostHook &hook = sessionLostHook();
+    const bool installed = bool(hook.handler);
+    hook.handler = handler;
+    if (!installed)
+        hook.previous = qInstallMessageHandler(watchDisplayMessages);
+    QObject::connect(waylandConnection.get(), &VXWaylandConnection::lost, waylandConnection.get(),
+                     &runSessionLostHandler);
 #else
     Q_UNUSED(handler);
 #endif

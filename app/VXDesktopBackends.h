@@ -36,7 +36,8 @@ struct VXDesktopBackends {
     // Something the user has to do before windows are tracked (log in again, turn extensions
     // on); empty when there is nothing. It may change while the program runs.
     QString notice() const;
-    // Calls `handler` once when the session's compositor goes away (the session is over).
+    // Calls `handler` once, on the main thread, when the session's compositor goes away (the
+    // session is over), before Qt's Wayland platform ends the process.
     void onSessionLost(const std::function<void()> &handler) const;
 };
 

@@ -3,11 +3,11 @@
 #include "VXDesktopEntry.h"
 #include "VXDesktopEntryIndex.h"
 #include "VXDesktopEntryLauncher.h"
+#include "VXSessionBus.h"
 #include "VXWaylandLogging.h"
 #include "VXWindowTitles.h"
 
 #include <QDBusArgument>
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusServiceWatcher>
@@ -40,7 +40,7 @@ constexpr int kError = 3;
 constexpr int kOutOfDate = 4;
 constexpr int kInitialized = 6;
 // Operations wait this long for the shell's answer.
-constexpr int kCallTimeoutMs = 2000;
+constexpr int kCallTimeoutMs = kSessionBusTimeoutMs;
 
 QDBusMessage shellCall(const QString &path, const QString &interface, const QString &method,
                        const QVariantList &arguments = {})
@@ -131,9 +131,7 @@ std::unique_ptr<VXGnomeShellDesktop> VXGnomeShellDesktop::create(const VXTopleve
                                                                  const VXGnomeShellOptions &gnomeOptions,
                                                                  QString *whyNot)
 {
-    static int connections = 0;
-    QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                                        QStringLiteral("wendle-gnome-%1").arg(++connections));
+    QDBusConnection bus = VXConnectSessionBus(QStringLiteral("wendle-gnome"));
     if (!bus.isConnected()) {
         if (whyNot)
             *whyNot = QStringLiteral("cannot reach the session bus: %1").arg(bus.lastError().message());
@@ -159,9 +157,8 @@ std::unique_ptr<VXGnomeShellDesktop> VXGnomeShellDesktop::create(const VXTopleve
                 else
                     self->shellAppeared(owner);
             });
-    const QDBusReply<QString> owner = b.interface()->serviceOwner(kShellService);
-    if (owner.isValid() && !owner.value().isEmpty())
-        self->shellAppeared(owner.value());
+    if (const QString owner = VXNameOwner(b, kShellService); !owner.isEmpty())
+        self->shellAppeared(owner);
     else
         qCInfo(lcWayland) << "GNOME Shell is not on the session bus yet: Wendle attaches to it when it comes";
     return desktop;

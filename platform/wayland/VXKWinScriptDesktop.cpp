@@ -1,9 +1,9 @@
 #include "VXKWinScriptDesktop.h"
 
+#include "VXSessionBus.h"
 #include "VXWaylandLogging.h"
 #include "VXWindowTitles.h"
 
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
@@ -197,7 +197,10 @@ VXKWinScriptDesktop::~VXKWinScriptDesktop()
             d->bus.call(scriptingCall(QStringLiteral("unloadScript"), {action}), QDBus::Block, 1000);
     }
     d->bus.unregisterObject(kObjectPath);
-    d->bus.unregisterService(kServiceName);
+    d->bus.send(QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                                               QStringLiteral("/org/freedesktop/DBus"),
+                                               QStringLiteral("org.freedesktop.DBus"), QStringLiteral("ReleaseName"))
+                << kServiceName);
     const QString name = d->connectionName;
     d.reset();
     QDBusConnection::disconnectFromBus(name);
@@ -206,9 +209,7 @@ VXKWinScriptDesktop::~VXKWinScriptDesktop()
 std::unique_ptr<VXKWinScriptDesktop> VXKWinScriptDesktop::create(const VXToplevelMirror::Options &options,
                                                                  QString *whyNot)
 {
-    static int connections = 0;
-    QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                                        QStringLiteral("wendle-kwin-%1").arg(++connections));
+    QDBusConnection bus = VXConnectSessionBus(QStringLiteral("wendle-kwin"));
     if (!bus.isConnected()) {
         if (whyNot)
             *whyNot = QStringLiteral("cannot reach the session bus: %1").arg(bus.lastError().message());
@@ -217,7 +218,7 @@ std::unique_ptr<VXKWinScriptDesktop> VXKWinScriptDesktop::create(const VXTopleve
     }
     std::unique_ptr<VXKWinScriptDesktop> desktop(new VXKWinScriptDesktop(bus, options));
     Private &d = *desktop->d;
-    if (!d.bus.registerVirtualObject(kObjectPath, d.receiver.get()) || !d.bus.registerService(kServiceName)) {
+    if (!d.bus.registerVirtualObject(kObjectPath, d.receiver.get()) || !VXRequestName(d.bus, kServiceName)) {
         if (whyNot)
             *whyNot = QStringLiteral("cannot take the name %1 on the session bus (is another Wendle running?)")
                           .arg(kServiceName);
@@ -232,9 +233,8 @@ std::unique_ptr<VXKWinScriptDesktop> VXKWinScriptDesktop::create(const VXTopleve
                 else
                     self->kwinAppeared(owner);
             });
-    const QDBusReply<QString> owner = d.bus.interface()->serviceOwner(kKWinService);
-    if (owner.isValid() && !owner.value().isEmpty())
-        desktop->kwinAppeared(owner.value());
+    if (const QString owner = VXNameOwner(d.bus, kKWinService); !owner.isEmpty())
+        desktop->kwinAppeared(owner);
     else
         qCInfo(lcWayland) << "KWin is not on the session bus yet: its script is loaded when it comes";
     return desktop;

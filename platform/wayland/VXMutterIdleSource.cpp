@@ -1,9 +1,9 @@
 #include "VXMutterIdleSource.h"
 
 #include "VXIdleReporter.h"
+#include "VXSessionBus.h"
 #include "VXWaylandLogging.h"
 
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusServiceWatcher>
@@ -14,7 +14,7 @@ namespace {
 
 const QString kPath = QStringLiteral("/org/gnome/Mutter/IdleMonitor/Core");
 const QString kInterface = QStringLiteral("org.gnome.Mutter.IdleMonitor");
-constexpr int kCallTimeoutMs = 2000;
+constexpr int kCallTimeoutMs = kSessionBusTimeoutMs;
 
 QDBusMessage monitorCall(const QString &method, const QVariantList &arguments = {})
 {
@@ -41,12 +41,8 @@ QString VXMutterIdleSource::name() const
 bool VXMutterIdleSource::start(VXPresenceObserver &observer)
 {
     stop();
-    static int connections = 0;
-    m_bus = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(
-        QDBusConnection::SessionBus, QStringLiteral("wendle-mutter-idle-%1").arg(++connections)));
-    const QDBusReply<bool> there
-        = m_bus->isConnected() ? m_bus->interface()->isServiceRegistered(kService) : QDBusReply<bool>();
-    if (!there.isValid() || !there.value()) {
+    m_bus = std::make_unique<QDBusConnection>(VXConnectSessionBus(QStringLiteral("wendle-mutter-idle")));
+    if (!m_bus->isConnected() || VXNameOwner(*m_bus, kService).isEmpty()) {
         qCInfo(lcWayland) << "Mutter's idle monitor is not on the session bus";
         stop();
         return false;

@@ -4,35 +4,25 @@
 #include "VXKWinScriptDesktop.h"
 #include "VXMutterIdleSource.h"
 #include "VXPlasmaWindowDesktop.h"
+#include "VXSessionBus.h"
 #include "VXWaylandConnection.h"
 #include "VXWaylandIdleSource.h"
 #include "VXWlrootsDesktop.h"
 
 #include <QDBusConnection>
-#include <QDBusMessage>
 
 namespace {
 
 const QString kKWinService = QStringLiteral("org.kde.KWin");
 const QString kShellService = QStringLiteral("org.gnome.Shell");
 
-// The names on the session bus, in one call that waits at most two seconds.
+// The names on the session bus.
 QStringList sessionBusNames()
 {
-    const QString name = QStringLiteral("wendle-session-probe");
-    QStringList names;
-    {
-        QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, name);
-        if (bus.isConnected()) {
-            const QDBusMessage reply = bus.call(QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
-                                                                               QStringLiteral("/org/freedesktop/DBus"),
-                                                                               QStringLiteral("org.freedesktop.DBus"),
-                                                                               QStringLiteral("ListNames")),
-                                                QDBus::Block, 2000);
-            if (reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty())
-                names = reply.arguments().constFirst().toStringList();
-        }
-    }
+    QDBusConnection bus = VXConnectSessionBus(QStringLiteral("wendle-session-probe"));
+    const QStringList names = bus.isConnected() ? VXBusNames(bus) : QStringList();
+    const QString name = bus.name();
+    bus = QDBusConnection(QString());
     QDBusConnection::disconnectFromBus(name);
     return names;
 }
