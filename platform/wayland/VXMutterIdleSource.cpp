@@ -53,6 +53,7 @@ bool VXMutterIdleSource::start(VXPresenceObserver &observer)
             [this](const QString &, const QString &, const QString &owner) {
                 ++m_generation;
                 m_idleWatch = m_activeWatch = 0;
+                m_unclaimed.clear();
                 if (!owner.isEmpty())
                     arm();
             });
@@ -73,6 +74,7 @@ void VXMutterIdleSource::stop()
     QDBusConnection::disconnectFromBus(name);
     ++m_generation;
     m_idleWatch = m_activeWatch = 0;
+    m_unclaimed.clear();
 }
 
 void VXMutterIdleSource::arm()
@@ -92,6 +94,9 @@ void VXMutterIdleSource::arm()
             return;
         }
         m_idleWatch = reply.arguments().constFirst().toUInt();
+        // Already idle longer than the watch's time: it fired before its number came back.
+        if (m_unclaimed.remove(m_idleWatch))
+            idleWatchFired();
     });
 }
 
@@ -106,6 +111,10 @@ void VXMutterIdleSource::armUserActiveWatch()
         if (generation != m_generation || reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
             return;
         m_activeWatch = reply.arguments().constFirst().toUInt();
+        if (m_unclaimed.remove(m_activeWatch)) {
+            activeWatchFired();
+            return;
+        }
         // Input between the idle watch firing and this watch being set would wait for the next
         // input: the idle time tells whether some came.
         auto *idle = new QDBusPendingCallWatcher(
@@ -129,12 +138,25 @@ void VXMutterIdleSource::watchFired(const QDBusMessage &message)
     if (message.arguments().isEmpty())
         return;
     const quint32 watch = message.arguments().constFirst().toUInt();
-    if (watch != 0 && watch == m_idleWatch) {
-        m_reporter->idled();
-        // The user-active watch fires once: one for each idle spell.
-        armUserActiveWatch();
-    } else if (watch != 0 && watch == m_activeWatch) {
-        m_activeWatch = 0;
-        m_reporter->resumed();
-    }
+    if (watch == 0)
+        return;
+    if (watch == m_idleWatch)
+        idleWatchFired();
+    else if (watch == m_activeWatch)
+        activeWatchFired();
+    else
+        m_unclaimed.insert(watch);   // its number is still on the way
+}
+
+void VXMutterIdleSource::idleWatchFired()
+{
+    m_reporter->idled();
+    // The user-active watch fires once: one for each idle spell.
+    armUserActiveWatch();
+}
+
+void VXMutterIdleSource::activeWatchFired()
+{
+    m_activeWatch = 0;
+    m_reporter->resumed();
 }

@@ -10,6 +10,7 @@
 
 #include <QDBusConnection>
 #include <QObject>
+#include <QSet>
 #include <QString>
 
 #include <memory>
@@ -39,11 +40,15 @@ private Q_SLOTS:
 private:
     void arm();
     void armUserActiveWatch();
+    void idleWatchFired();
+    void activeWatchFired();
 
     std::unique_ptr<QDBusConnection> m_bus;
     QDBusServiceWatcher *m_watcher = nullptr;
     VXIdleReporter *m_reporter;
     quint32 m_idleWatch = 0;
     quint32 m_activeWatch = 0;
+    // Watches that fired before the answer that named them came back.
+    QSet<quint32> m_unclaimed;
     int m_generation = 0;
 };

@@ -27,8 +27,11 @@ QVariant firstAnswer(const QDBusConnection &bus, const QDBusMessage &message)
 QDBusConnection VXConnectSessionBus(const QString &prefix)
 {
     static std::atomic<int> connections = 0;
-    return QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                         QStringLiteral("%1-%2").arg(prefix).arg(++connections));
+    const QString name = QStringLiteral("%1-%2").arg(prefix).arg(++connections);
+    // By its address as the environment gives it now: libdbus reads the variable once per process.
+    const QString address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS");
+    return address.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, name)
+                             : QDBusConnection::connectToBus(address, name);
 }
 
 QString VXNameOwner(const QDBusConnection &bus, const QString &service)

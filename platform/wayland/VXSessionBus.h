@@ -11,7 +11,8 @@
 
 inline constexpr int kSessionBusTimeoutMs = 2000;
 
-// A new connection to $DBUS_SESSION_BUS_ADDRESS, named "<prefix>-<n>"; check isConnected().
+// A new connection to the session bus that $DBUS_SESSION_BUS_ADDRESS names now (or libdbus's
+// default without one), named "<prefix>-<n>"; check isConnected().
 QDBusConnection VXConnectSessionBus(const QString &prefix);
 // The unique name that owns `service`, or empty.
 QString VXNameOwner(const QDBusConnection &bus, const QString &service);

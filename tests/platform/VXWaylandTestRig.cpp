@@ -10,6 +10,9 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLibraryInfo>
 #include <QStandardPaths>
 #include <QThread>
@@ -561,13 +564,17 @@ bool VXWaylandTestRig::run(const QString &program, const QStringList &arguments,
     return process->exitStatus() == QProcess::NormalExit && process->exitCode() == 0;
 }
 
-bool VXWaylandTestRig::runKWinScript(const QString &text)
+bool VXWaylandTestRig::runKWinScript(const QString &text, QString *result)
 {
-    // A one-shot script; it prints a mark to KWin's log when it has run, and is unloaded then.
+    // A one-shot script; it prints a mark (and its result) to KWin's log when it has run, and is
+    // unloaded then.
     const QString name = QStringLiteral("wendle-test-%1").arg(++d->scripts);
     const QString path = m_temporary->path() + QLatin1Char('/') + name + QStringLiteral(".js");
-    const QByteArray mark = "js: " + name.toUtf8() + " done";
-    if (!writeFile(path, (text + QStringLiteral("\nprint(\"%1 done\");\n").arg(name)).toUtf8()))
+    const QByteArray mark = "js: " + name.toUtf8() + " done ";
+    if (!writeFile(path,
+                   (QStringLiteral("var result = \"\";\n") + text
+                    + QStringLiteral("\nprint(\"%1 done \" + result);\n").arg(name))
+                       .toUtf8()))
         return false;
     const QString kwin = QStringLiteral("org.kde.KWin");
     const QString scripting = QStringLiteral("org.kde.kwin.Scripting");
@@ -575,8 +582,18 @@ bool VXWaylandTestRig::runKWinScript(const QString &text)
         != QDBusMessage::ReplyMessage)
         return false;
     call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("start"));
-    const bool ran = waitFor([&] { return compositorLog().contains(mark); }, 5000);
+    QByteArray log;
+    const bool ran = waitFor(
+        [&] {
+            log = compositorLog();
+            return log.contains(mark);
+        },
+        5000);
     call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("unloadScript"), {name});
+    if (ran && result) {
+        const qsizetype at = log.indexOf(mark) + mark.size();
+        *result = QString::fromUtf8(log.mid(at, log.indexOf('\n', at) - at));
+    }
     return ran;
 }
 
@@ -608,11 +625,54 @@ bool VXWaylandTestRig::focus(qint64 pid)
                 "}")
                 .arg(pid));
     case GnomeShell:
-        return evaluate(QStringLiteral("global.get_window_actors().map(a => a.meta_window)"
-                                       ".find(w => w.get_pid() == %1).activate(global.get_current_time())")
-                            .arg(pid));
+        return evaluate(
+            QStringLiteral("global.get_window_actors().map(a => a.meta_window)"
+                           ".find(w => w.get_pid() == %1).activate(global.display.get_current_time_roundtrip())")
+                .arg(pid));
     }
     return false;
+}
+
+qint64 VXWaylandTestRig::focusedPid()
+{
+    switch (d->options.compositor) {
+    case Sway: {
+        QByteArray tree;
+        if (!run(QStringLiteral("swaymsg"), {QStringLiteral("-t"), QStringLiteral("get_tree"), QStringLiteral("-r")},
+                 5000, &tree))
+            return -1;
+        std::function<qint64(const QJsonObject &)> find = [&](const QJsonObject &node) -> qint64 {
+            if (node.value(QStringLiteral("focused")).toBool() && node.contains(QStringLiteral("pid")))
+                return node.value(QStringLiteral("pid")).toInteger();
+            for (const QString &children : {QStringLiteral("nodes"), QStringLiteral("floating_nodes")}) {
+                for (const QJsonValue &child : node.value(children).toArray()) {
+                    if (const qint64 pid = find(child.toObject()))
+                        return pid;
+                }
+            }
+            return 0;
+        };
+        return find(QJsonDocument::fromJson(tree).object());
+    }
+    case KWin: {
+        QString result;
+        if (!runKWinScript(QStringLiteral("var active = workspace.activeWindow !== undefined ? workspace.activeWindow "
+                                          ": workspace.activeClient;\nresult = active ? String(active.pid) : \"0\";"),
+                           &result))
+            return -1;
+        return result.toLongLong();
+    }
+    case GnomeShell: {
+        QString result;
+        if (!evaluate(
+                QStringLiteral("global.display.focus_window ? String(global.display.focus_window.get_pid()) : '0'"),
+                &result))
+            return -1;
+        // Eval answers JSON: a string comes quoted.
+        return result.remove(QLatin1Char('"')).toLongLong();
+    }
+    }
+    return -1;
 }
 
 bool VXWaylandTestRig::injectInput()

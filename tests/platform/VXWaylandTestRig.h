@@ -93,6 +93,9 @@ public:
                                                      int timeoutMs = 15000);
     // Gives the focus to the (first) window of the process.
     bool focus(qint64 pid);
+    // The process of the focused window as the compositor itself tells (sway's IPC tree, a KWin
+    // script, GNOME Shell's own view): the ground truth. 0 when none, -1 when it cannot be asked.
+    qint64 focusedPid();
     // Input as a person's: a key or a pointer move, through the compositor's own means.
     bool injectInput();
     // GNOME: runs JavaScript in the shell (the test helper extension unlocks it).
@@ -107,7 +110,8 @@ public:
 private:
     struct Private;
     bool startCompositor(QString *whyNot);
-    bool runKWinScript(const QString &text);
+    // Runs a one-shot KWin script; what it leaves in its variable `result` comes back.
+    bool runKWinScript(const QString &text, QString *result = nullptr);
     std::unique_ptr<Private> d;
     std::unique_ptr<QTemporaryDir> m_temporary;
     QProcessEnvironment m_environment;

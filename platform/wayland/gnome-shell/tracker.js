@@ -162,7 +162,9 @@ class WendleTracker {
         const window = this._find(id);
         if (!window)
             return false;
-        Main.activateWindow(window);
+        // A D-Bus call carries no event time; the server's time now is newer than any focus the
+        // user gave, so focus-stealing prevention lets it through.
+        Main.activateWindow(window, global.display.get_current_time_roundtrip());
         return true;
     }
 
@@ -170,7 +172,7 @@ class WendleTracker {
         const window = this._find(id);
         if (!window)
             return false;
-        window.delete(global.get_current_time());
+        window.delete(global.display.get_current_time_roundtrip());
         return true;
     }
 
