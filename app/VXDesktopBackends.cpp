@@ -84,10 +84,14 @@ void watchDisplayMessages(QtMsgType type, const QMessageLogContext &context, con
 }
 #endif
 
+// Where to look first: the session type when the session manager says it, else whether a Wayland
+// display is named. What the compositor then offers decides.
 bool isWaylandSession()
 {
-    return qEnvironmentVariable("XDG_SESSION_TYPE") == QStringLiteral("wayland")
-        || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    const QString type = qEnvironmentVariable("XDG_SESSION_TYPE");
+    if (type == QLatin1StringView("wayland"))
+        return true;
+    return type != QLatin1StringView("x11") && !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
 }   // namespace
@@ -95,9 +99,22 @@ bool isWaylandSession()
 VXDesktopBackends VXMakeDesktopBackends()
 {
     VXDesktopBackends backends;
-    if (isWaylandSession()) {
+    bool wayland = isWaylandSession();
 #ifdef WENDLE_HAVE_WAYLAND
-        VXWaylandChoice choice = VXChooseWaylandDesktop();
+    VXWaylandChoice choice;
+    if (wayland) {
+        choice = VXChooseWaylandDesktop();
+        // A Wayland display named in an X11 session that answers nothing (a nested compositor
+        // gone): the X11 desktop is the session's.
+        if (!choice.connection && qEnvironmentVariable("XDG_SESSION_TYPE") != QLatin1StringView("wayland")
+            && !qEnvironmentVariableIsEmpty("DISPLAY")) {
+            qCInfo(lcInstance).noquote() << choice.description << "Looking at the X11 desktop instead.";
+            wayland = false;
+        }
+    }
+#endif
+    if (wayland) {
+#ifdef WENDLE_HAVE_WAYLAND
         backends.description = choice.description;
         backends.waylandConnection = choice.connection;
         backends.waylandDesktop = choice.desktop.get();

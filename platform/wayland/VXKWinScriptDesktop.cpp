@@ -34,6 +34,10 @@ const QString kActionScript = QStringLiteral(":/wendle/kwin/wendle-action.js");
 constexpr int kScriptReportMs = 5000;
 // How long an action script may take before it is unloaded anyway.
 constexpr int kActionMs = 5000;
+// KWin takes its name on the bus a moment before its scripting is there (at login Wendle may be
+// that quick): a script refused or silent is loaded again, this many times, a second apart.
+constexpr int kLoadAttempts = 5;
+constexpr int kLoadRetryMs = 1000;
 
 QDBusMessage scriptingCall(const QString &method, const QVariantList &arguments)
 {
@@ -101,6 +105,7 @@ struct VXKWinScriptDesktop::Private {
     bool everReported = false;
     QString problem;   // why the script does not work, for the user
     QTimer reportTimer;
+    int loadAttempts = 0;
     QHash<QString, Id> ids;   // the script's window ids -> the mirror's
     Id nextId = 1;
     int nextToken = 1;
@@ -267,7 +272,22 @@ void VXKWinScriptDesktop::kwinAppeared(const QString &owner)
     if (d->everReported)
         qCInfo(lcWayland) << "KWin is back: loading its script again";
     d->kwinOwner = owner;
+    d->loadAttempts = 0;
     loadScript();
+}
+
+void VXKWinScriptDesktop::scriptFailed(const QString &problem)
+{
+    if (++d->loadAttempts < kLoadAttempts) {
+        const QString owner = d->kwinOwner;
+        QTimer::singleShot(kLoadRetryMs, this, [this, owner] {
+            if (owner == d->kwinOwner && !d->scriptReported)
+                loadScript();
+        });
+        return;
+    }
+    d->problem = problem;
+    qCWarning(lcWayland).noquote() << d->problem;
 }
 
 void VXKWinScriptDesktop::kwinVanished()
@@ -306,10 +326,9 @@ void VXKWinScriptDesktop::loadScript()
         if (owner != d->kwinOwner)
             return;   // KWin went away (or came back anew) meanwhile
         if (reply.isError() || reply.value() < 0) {
-            d->problem = QStringLiteral("KWin refused Wendle's script <%1>: %2")
+            scriptFailed(QStringLiteral("KWin refused Wendle's script <%1>: %2")
                              .arg(d->scriptPath,
-                                  reply.isError() ? reply.error().message() : QStringLiteral("it is loaded already"));
-            qCWarning(lcWayland).noquote() << d->problem;
+                                  reply.isError() ? reply.error().message() : QStringLiteral("it is loaded already")));
             return;
         }
         d->bus.send(scriptingCall(QStringLiteral("start"), {}));
@@ -365,4 +384,9 @@ bool VXKWinScriptDesktop::activateToplevel(Id id, QString *whyNot)
 bool VXKWinScriptDesktop::closeToplevel(Id id, QString *whyNot)
 {
     return runAction(QStringLiteral("close"), {id}, whyNot);
+}
+
+bool VXKWinScriptDesktop::closeToplevels(const std::vector<Id> &ids, QString *whyNot)
+{
+    return runAction(QStringLiteral("close"), ids, whyNot);
 }

@@ -43,12 +43,16 @@ public:
 protected:
     bool activateToplevel(Id id, QString *whyNot) override;
     bool closeToplevel(Id id, QString *whyNot) override;
+    // One action script for all of them.
+    bool closeToplevels(const std::vector<Id> &ids, QString *whyNot) override;
 
 private:
     class Receiver;
     struct Private;
     VXKWinScriptDesktop(QDBusConnection bus, const VXToplevelMirror::Options &options);
     void loadScript();
+    // Loads the script again a little later, or, after the last attempt, tells the user.
+    void scriptFailed(const QString &problem);
     void kwinAppeared(const QString &owner);
     void kwinVanished();
     bool runAction(const QString &request, const std::vector<Id> &ids, QString *whyNot);

@@ -47,6 +47,11 @@ bool VXToplevelDesktop::quitApplication(const QString &bundlePath, QString *whyN
     const std::vector<Id> ids = m_mirror.toplevelsOfApplication(bundlePath);
     if (ids.empty())
         return noWindows(bundlePath, whyNot);
+    return closeToplevels(ids, whyNot);
+}
+
+bool VXToplevelDesktop::closeToplevels(const std::vector<Id> &ids, QString *whyNot)
+{
     bool closed = true;
     for (const Id id : ids)
         closed = closeToplevel(id, whyNot) && closed;

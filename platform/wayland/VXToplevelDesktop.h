@@ -50,6 +50,8 @@ protected:
     virtual void beforeSnapshot() { }
     virtual bool activateToplevel(Id id, QString *whyNot) = 0;
     virtual bool closeToplevel(Id id, QString *whyNot) = 0;
+    // All of an application's windows; by default one request each.
+    virtual bool closeToplevels(const std::vector<Id> &ids, QString *whyNot);
     // By default a launcher's work (VXLaunchApplication); GNOME Shell launches itself.
     virtual bool launch(const QString &bundlePath, QString *whyNot);
     // The sentence for an operation this compositor does not allow.
