@@ -12,6 +12,7 @@
 #endif
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QSemaphore>
 #include <QThread>
@@ -24,32 +25,42 @@ Q_DECLARE_LOGGING_CATEGORY(lcInstance)
 namespace {
 
 #ifdef WENDLE_HAVE_WAYLAND
-// Qt's Wayland platform ends the process (with _exit, from its event thread) when the compositor
-// goes away, right after it says so: the program's own connection may not get to tell first. The
-// message is the last moment to save, so the handler runs on the main thread while Qt waits.
-struct SessionLostHook {
-    std::function<void()> handler;
+// ---- Qt's Wayland platform, which draws Wendle's own windows in a Wayland session. Two of its
+// habits the program answers for:
+//
+// - For the first window it loads its EGL integration (Mesa: some 50 MB resident) though Wendle
+//   paints with the raster engine. Naming no integration keeps it on shared memory; it then says
+//   it found none, which the program does not repeat.
+// - It ends the process (with _exit, from its event thread) when the compositor goes away, right
+//   after saying so: the program's own connection may not get to tell first. That message is the
+//   last moment to save, so the session-lost handler runs on the main thread while Qt waits.
+
+struct QtWaylandHook {
     QtMessageHandler previous = nullptr;
+    bool installed = false;
+    bool quietBufferIntegration = false;
+    std::function<void()> sessionLost;
     std::atomic<bool> posted {false};
     std::atomic<bool> ran {false};
     // Released once the handler has run, for the threads that wait for it.
     QSemaphore done;
 };
 
-SessionLostHook &sessionLostHook()
+QtWaylandHook &qtWaylandHook()
 {
-    static SessionLostHook hook;
+    static QtWaylandHook hook;
     return hook;
 }
 
+const char *const kBufferIntegrationVariable = "QT_WAYLAND_CLIENT_BUFFER_INTEGRATION";
 // How long Qt's thread is held for the save.
 constexpr int kSaveBeforeExitMs = 5000;
 
 void runSessionLostHandlerOnce()
 {
-    SessionLostHook &hook = sessionLostHook();
-    if (!hook.ran.exchange(true) && hook.handler)
-        hook.handler();
+    QtWaylandHook &hook = qtWaylandHook();
+    if (!hook.ran.exchange(true) && hook.sessionLost)
+        hook.sessionLost();
     hook.done.release(64);
 }
 
@@ -64,15 +75,19 @@ void runSessionLostHandler()
         runSessionLostHandlerOnce();
         return;
     }
-    SessionLostHook &hook = sessionLostHook();
+    QtWaylandHook &hook = qtWaylandHook();
     if (!hook.posted.exchange(true))
         QMetaObject::invokeMethod(application, &runSessionLostHandlerOnce, Qt::QueuedConnection);
     hook.done.tryAcquire(1, kSaveBeforeExitMs);
 }
 
-void watchDisplayMessages(QtMsgType type, const QMessageLogContext &context, const QString &message)
+void watchQtWaylandMessages(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    SessionLostHook &hook = sessionLostHook();
+    QtWaylandHook &hook = qtWaylandHook();
+    if (hook.quietBufferIntegration
+        && (message.startsWith(QLatin1StringView("Failed to load client buffer integration"))
+            || message.startsWith(QLatin1StringView("Available client buffer integrations"))))
+        return;
     if (hook.previous)
         hook.previous(type, context, message);
     else
@@ -81,6 +96,27 @@ void watchDisplayMessages(QtMsgType type, const QMessageLogContext &context, con
     // error".
     if (type == QtWarningMsg && message.startsWith(QLatin1StringView("The Wayland connection ")))
         runSessionLostHandler();
+}
+
+void installQtWaylandHook()
+{
+    QtWaylandHook &hook = qtWaylandHook();
+    if (hook.installed)
+        return;
+    hook.installed = true;
+    hook.previous = qInstallMessageHandler(watchQtWaylandMessages);
+}
+
+// Before the first window: Qt picks its buffer integration then.
+void useRasterBuffersOnWayland()
+{
+    if (!qobject_cast<QGuiApplication *>(QCoreApplication::instance())
+        || QGuiApplication::platformName() != QLatin1StringView("wayland")
+        || qEnvironmentVariableIsSet(kBufferIntegrationVariable))
+        return;
+    qputenv(kBufferIntegrationVariable, "none");
+    qtWaylandHook().quietBufferIntegration = true;
+    installQtWaylandHook();
 }
 #endif
 
@@ -101,6 +137,7 @@ VXDesktopBackends VXMakeDesktopBackends()
     VXDesktopBackends backends;
     bool wayland = isWaylandSession();
 #ifdef WENDLE_HAVE_WAYLAND
+    useRasterBuffersOnWayland();
     VXWaylandChoice choice;
     if (wayland) {
         choice = VXChooseWaylandDesktop();
@@ -184,11 +221,8 @@ void VXDesktopBackends::onSessionLost(const std::function<void()> &handler) cons
 #ifdef WENDLE_HAVE_WAYLAND
     if (!waylandConnection)
         return;
-    SessionLostHook &hook = sessionLostHook();
-    const bool installed = bool(hook.handler);
-    hook.handler = handler;
-    if (!installed)
-        hook.previous = qInstallMessageHandler(watchDisplayMessages);
+    qtWaylandHook().sessionLost = handler;
+    installQtWaylandHook();
     QObject::connect(waylandConnection.get(), &VXWaylandConnection::lost, waylandConnection.get(),
                      &runSessionLostHandler);
 #else
