@@ -28,6 +28,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <tuple>
 
 namespace {
 
@@ -145,14 +146,16 @@ protected:
 
 void WaylandTest::exercise(VXToplevelDesktop &desktop, VXPresenceSource *idle)
 {
-    auto alpha = rig.startWindow(kAlphaId, s("Alpha document"));
-    auto notes = rig.startWindow(kAlphaId, s("Alpha notes"));
-    auto beta = rig.startWindow(kBetaId, s("Beta document"));
-    ASSERT_TRUE(alpha && notes && beta) << rig.compositorLog().right(2000).constData();
-    // A window is shown a moment before the compositor gives it the focus: the desktop has
-    // settled when the last one is in front.
-    ASSERT_TRUE(waitFor(desktop, [&] { return inFront(kBetaId, s("Beta document")) && titles().size() == 3; }))
-        << state();
+    // Each new window takes the focus, a moment after it is shown: the next starts once it has.
+    std::unique_ptr<VXWaylandTestWindow> alpha, notes, beta;
+    for (auto [window, id, title] :
+         {std::tuple {&alpha, kAlphaId, s("Alpha document")}, std::tuple {&notes, kAlphaId, s("Alpha notes")},
+          std::tuple {&beta, kBetaId, s("Beta document")}}) {
+        *window = rig.startWindow(id, title);
+        ASSERT_TRUE(*window) << rig.compositorLog().right(2000).constData();
+        ASSERT_TRUE(waitFor(desktop, [&] { return inFront(id, title); })) << state();
+    }
+    EXPECT_EQ(titles().size(), 3) << state();
 
     ASSERT_TRUE(rig.focus(alpha->pid()));
     ASSERT_TRUE(waitFor(desktop, [&] { return inFront(kAlphaId, s("Alpha document")); })) << state();
