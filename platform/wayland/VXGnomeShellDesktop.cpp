@@ -51,12 +51,6 @@ QDBusMessage shellCall(const QString &path, const QString &interface, const QStr
     return message;
 }
 
-QByteArray resource(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 int majorVersion(const QString &shellVersion)
 {
     return shellVersion.section(QLatin1Char('.'), 0, 0).toInt();

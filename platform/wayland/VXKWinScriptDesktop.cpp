@@ -73,12 +73,6 @@ QString writeScript(const QString &name, const QByteArray &text, QString *whyNot
     return path;
 }
 
-QByteArray resource(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 }   // namespace
 
 // The object the script calls: it takes any argument types, since the script's numbers may

@@ -4,6 +4,7 @@
 #include "VXWaylandLogging.h"
 
 #include <QCoreApplication>
+#include <QFile>
 
 VXToplevelDesktop::VXToplevelDesktop(const VXToplevelMirror::Options &options, QObject *parent) :
     QObject(parent), m_mirror(options)
@@ -21,6 +22,12 @@ void VXToplevelDesktop::takeSnapshot(VXDesktopSnapshot &snapshot)
 QString VXToplevelDesktop::notAvailableHere(const QString &what)
 {
     return QCoreApplication::translate("VXToplevelDesktop", "%1 is not available here.").arg(what);
+}
+
+QByteArray VXToplevelDesktop::resource(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 namespace {

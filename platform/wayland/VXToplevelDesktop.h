@@ -56,6 +56,8 @@ protected:
     virtual bool launch(const QString &bundlePath, QString *whyNot);
     // The sentence for an operation this compositor does not allow.
     static QString notAvailableHere(const QString &what);
+    // A file Wendle carries for the compositor (the KWin scripts, the GNOME Shell extension).
+    static QByteArray resource(const QString &path);
 
     VXToplevelMirror m_mirror;
 };
