@@ -295,27 +295,13 @@ void VXGnomeShellDesktop::extensionInfo(const QVariantMap &info, const QString &
     switch (extensionState) {
     case kEnabled: attach(); return;
     case kDisabled:
-    case kInitialized: {
-        const int generation = d->generation;
-        auto *enabling = new QDBusPendingCallWatcher(
-            d->bus.asyncCall(
-                shellCall(kShellPath, kExtensionsInterface, QStringLiteral("EnableExtension"), {kExtensionUUID}),
-                kCallTimeoutMs),
-            this);
-        connect(enabling, &QDBusPendingCallWatcher::finished, this, [this, generation](QDBusPendingCallWatcher *call) {
-            call->deleteLater();
-            const QDBusMessage reply = call->reply();
-            if (generation != d->generation || d->state == State::Tracking)
-                return;
-            if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()
-                || !reply.arguments().constFirst().toBool())
-                setState(State::Broken,
-                         tr("GNOME Shell would not enable Wendle's extension: windows are not "
-                            "tracked."));
-            // Enabled: ExtensionStateChanged says so, and the adapter attaches then.
-        });
+    case kInitialized:
+        // Installed and loaded, but turned off: Wendle enabled it when it installed it, so the
+        // user turned it off. That is theirs to undo; the adapter attaches when they do.
+        setState(State::Disabled,
+                 tr("Wendle's GNOME Shell extension is turned off, so windows are not tracked. "
+                    "Turn it on in the Extensions app to track them."));
         return;
-    }
     case kError:
     case kOutOfDate:
         qCWarning(lcWayland).noquote() << QStringLiteral("GNOME Shell %1 could not run Wendle's extension (state %2):"

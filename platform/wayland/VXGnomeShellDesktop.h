@@ -9,7 +9,8 @@
 // legacy form for shells before 45 and the module form from 45 on, and enables it. A running
 // shell on Wayland does not load an extension that appeared after it started: Wendle then
 // enables it for the next login and says so, once, plainly (log, `wendle status`, the
-// indicator). When the shell restarts, the adapter attaches to the extension again.
+// indicator). An extension the user turned off stays off, and is said so likewise. When the shell
+// restarts, the adapter attaches to the extension again.
 
 #include "VXToplevelDesktop.h"
 
@@ -40,7 +41,7 @@ public:
         WaitingForShell,   // GNOME Shell is not on the bus
         Checking,   // asking the shell about the extension
         NeedsLogin,   // installed and enabled; the shell loads it at the next login
-        Disabled,   // the user turned extensions off
+        Disabled,   // the user turned extensions, or Wendle's, off
         Broken,   // the shell could not run it
         Tracking,   // the extension reports the desktop
     };

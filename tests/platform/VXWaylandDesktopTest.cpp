@@ -260,6 +260,18 @@ TEST_P(WaylandDesktop, TracksFocusTitlesWindowsAndIdle)
             << int(gnome->state()) << rig.compositorLog().right(3000).constData();
         EXPECT_TRUE(gnome->notice().isEmpty());
         EXPECT_EQ(log.take().filter(s("log out and back in")).size(), 1) << "said once";
+
+        // The user turns the extension off, then on again: said plainly, and tracked again.
+        const auto extensions = [&](const char *method) {
+            return rig.call(s("org.gnome.Shell"), s("/org/gnome/Shell"), s("org.gnome.Shell.Extensions"), s(method),
+                            {VXGnomeShellDesktop::kExtensionUUID});
+        };
+        extensions("DisableExtension");
+        ASSERT_TRUE(VXWaitUntil([&] { return gnome->state() == VXGnomeShellDesktop::State::Disabled; }));
+        EXPECT_TRUE(gnome->notice().contains(s("turned off"))) << gnome->notice().toStdString();
+        extensions("EnableExtension");
+        ASSERT_TRUE(VXWaitUntil([&] { return gnome->state() == VXGnomeShellDesktop::State::Tracking; }));
+        EXPECT_TRUE(gnome->notice().isEmpty());
         exercise(*gnome, choice.idleSources.empty() ? nullptr : choice.idleSources.front().get());
         return;
     }
