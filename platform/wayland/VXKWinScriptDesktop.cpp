@@ -181,9 +181,8 @@ VXKWinScriptDesktop::VXKWinScriptDesktop(QDBusConnection bus, const VXToplevelMi
     d->reportTimer.setSingleShot(true);
     d->reportTimer.setInterval(kScriptReportMs);
     connect(&d->reportTimer, &QTimer::timeout, this, [this] {
-        d->problem
-            = QStringLiteral("KWin did not run Wendle's script <%1>: windows are not tracked.").arg(d->scriptPath);
-        qCWarning(lcWayland).noquote() << d->problem;
+        scriptFailed(
+            QStringLiteral("KWin did not run Wendle's script <%1>: windows are not tracked.").arg(d->scriptPath));
     });
 }
 
