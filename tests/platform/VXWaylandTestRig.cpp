@@ -19,7 +19,10 @@
 
 #include <wayland-client.h>
 
+#include <sys/prctl.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include <cstring>
 #include <functional>
@@ -67,6 +70,12 @@ bool waitFor(const std::function<bool()> &condition, int timeoutMs)
         QThread::msleep(20);
     }
     return true;
+}
+
+// A test that dies (a crash, a timeout) takes what it started with it: nothing is left running.
+void endsWithTheTest(QProcess &process)
+{
+    process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
 }
 
 void stopProcess(QProcess &process)
@@ -160,6 +169,7 @@ struct VXWaylandTestRig::Private {
     std::unique_ptr<QProcess> makeProcess(const QProcessEnvironment &environment) const
     {
         auto process = std::make_unique<QProcess>();
+        endsWithTheTest(*process);
         process->setProcessEnvironment(environment);
         if (qEnvironmentVariableIsEmpty("WENDLE_WAYLAND_RIG_VERBOSE"))
             process->setStandardErrorFile(QProcess::nullDevice());
@@ -338,6 +348,7 @@ bool VXWaylandTestRig::startCompositor(QString *whyNot)
     QFile::remove(d->compositorLog);
     QProcessEnvironment environment = m_environment;
     auto process = std::make_unique<QProcess>();
+    endsWithTheTest(*process);
     process->setStandardOutputFile(d->compositorLog);
     process->setStandardErrorFile(d->compositorLog, QIODevice::Append);
     QString program;
@@ -368,8 +379,9 @@ bool VXWaylandTestRig::startCompositor(QString *whyNot)
                 }
             }
             environment.insert(QStringLiteral("HOME"), runtime);
+            // A change of user clears the parent-death signal: setpriv sets it again.
             arguments = QStringList {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
-                                     QStringLiteral("--clear-groups"), program}
+                                     QStringLiteral("--clear-groups"), QStringLiteral("--pdeathsig=TERM"), program}
                 + arguments;
             program = QStringLiteral("setpriv");
         }
