@@ -199,10 +199,7 @@ std::unique_ptr<VXPlasmaWindowDesktop> VXPlasmaWindowDesktop::create(std::shared
         connection->bind(*manager, &org_kde_plasma_window_management_interface, 16));
     d.version = wl_proxy_get_version(reinterpret_cast<wl_proxy *>(d.manager));
     org_kde_plasma_window_management_add_listener(d.manager, &kManagerListener, &d);
-    QObject::connect(connection.get(), &VXWaylandConnection::lost, desktop.get(), [desktop = desktop.get()] {
-        desktop->mirror().clear();
-        Q_EMIT desktop->connectionLost();
-    });
+    desktop->followConnection(*connection);
     // The windows, then their descriptions.
     connection->roundtrip();
     connection->roundtrip();

@@ -1,6 +1,7 @@
 #include "VXToplevelDesktop.h"
 
 #include "VXDesktopEntryLauncher.h"
+#include "VXWaylandConnection.h"
 #include "VXWaylandLogging.h"
 
 #include <QCoreApplication>
@@ -22,6 +23,14 @@ void VXToplevelDesktop::takeSnapshot(VXDesktopSnapshot &snapshot)
 QString VXToplevelDesktop::notAvailableHere(const QString &what)
 {
     return QCoreApplication::translate("VXToplevelDesktop", "%1 is not available here.").arg(what);
+}
+
+void VXToplevelDesktop::followConnection(VXWaylandConnection &connection)
+{
+    connect(&connection, &VXWaylandConnection::lost, this, [this] {
+        m_mirror.clear();
+        Q_EMIT connectionLost();
+    });
 }
 
 QByteArray VXToplevelDesktop::resource(const QString &path)

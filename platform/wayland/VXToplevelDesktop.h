@@ -11,6 +11,8 @@
 #include <QObject>
 #include <QString>
 
+class VXWaylandConnection;
+
 class VXToplevelDesktop : public QObject, public VXDesktop
 {
     Q_OBJECT
@@ -56,6 +58,8 @@ protected:
     virtual bool launch(const QString &bundlePath, QString *whyNot);
     // The sentence for an operation this compositor does not allow.
     static QString notAvailableHere(const QString &what);
+    // The desktop read over this connection: when it is lost, nothing is seen any more.
+    void followConnection(VXWaylandConnection &connection);
     // A file Wendle carries for the compositor (the KWin scripts, the GNOME Shell extension).
     static QByteArray resource(const QString &path);
 

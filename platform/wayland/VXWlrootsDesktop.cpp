@@ -163,10 +163,7 @@ std::unique_ptr<VXWlrootsDesktop> VXWlrootsDesktop::create(std::shared_ptr<VXWay
     zwlr_foreign_toplevel_manager_v1_add_listener(d.manager, &kManagerListener, &d);
     if (const VXWaylandConnection::Global *seat = connection->global(wl_seat_interface.name))
         d.seat = static_cast<wl_seat *>(connection->bind(*seat, &wl_seat_interface, 1));
-    QObject::connect(connection.get(), &VXWaylandConnection::lost, desktop.get(), [desktop = desktop.get()] {
-        desktop->mirror().clear();
-        Q_EMIT desktop->connectionLost();
-    });
+    desktop->followConnection(*connection);
     // The toplevels that are open already come right after the bind.
     connection->roundtrip();
     connection->roundtrip();
