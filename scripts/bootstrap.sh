@@ -24,6 +24,9 @@ packages=(
   clang libclang-rt-14-dev
   # the format check of CI
   clang-format
+  # what the install tree and the package are checked with: the desktop entry and AppStream
+  # validators, the manual page tools, the completion of bash and zsh, lintian
+  desktop-file-utils appstream man-db file bash-completion zsh lintian
 )
 
 missing=()
