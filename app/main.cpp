@@ -7,6 +7,7 @@
 #include "VXSingleInstance.h"
 #include "VXStatusCommand.h"
 #include "VXTrackerProgram.h"
+#include "VXTranslations.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -84,18 +85,22 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationVersion(QStringLiteral(WENDLE_VERSION));
     if (withDisplay)
         QApplication::setQuitOnLastWindowClosed(false);
+    VXTranslations::install();
 
     QCommandLineParser parser;
     parser.setApplicationDescription(VXCommandLine::help());
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("CSV files to open as reports."),
+    parser.addPositionalArgument(QStringLiteral("files"),
+                                 QCoreApplication::translate("VXCommandLine", "CSV files to open as reports."),
                                  QStringLiteral("[FILE.csv...]"));
-    const QCommandLineOption reportOption(QStringLiteral("report"), QStringLiteral("Open the live activity report."));
+    const QCommandLineOption reportOption(
+        QStringLiteral("report"), QCoreApplication::translate("VXCommandLine", "Open the live activity report."));
     parser.addOption(reportOption);
     // The tracker always writes its log; the option is there for the commands.
-    parser.addOption(QCommandLineOption(VXCommandLine::kVerboseOption.mid(2),
-                                        QStringLiteral("Commands show the program's log lines too.")));
+    parser.addOption(
+        QCommandLineOption(VXCommandLine::kVerboseOption.mid(2),
+                           QCoreApplication::translate("VXCommandLine", "Commands show the program's log lines too.")));
 
     // Commands take their own arguments (macOS-style "-int" flags and the like), so they are
     // dispatched before the program's options are parsed.
