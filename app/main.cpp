@@ -68,9 +68,13 @@ int main(int argc, char *argv[])
     // A word that is neither a command nor a CSV file is said to be so before anything starts,
     // and before the options after it are looked at ("wendle exprot --from today").
     if (tracker && argc > 1 && argv[1][0] != '-') {
-        if (const QString problem = VXCommandLine::fileArgumentProblem(QString::fromLocal8Bit(argv[1]));
-            !problem.isEmpty())
-            return refuse(problem);
+        const QString argument = QString::fromLocal8Bit(argv[1]);
+        if (!VXCommandLine::fileArgumentProblem(argument).isEmpty()) {
+            // Said in the user's language, which takes an application to load.
+            QCoreApplication messages(argc, argv);
+            VXTranslations::install();
+            return refuse(VXCommandLine::fileArgumentProblem(argument));
+        }
     }
     // A quit asked for while the program starts is taken up once it runs.
     if (tracker)
