@@ -23,6 +23,7 @@
 #include <QDir>
 #include <QGroupBox>
 #include <QLabel>
+#include <QMenu>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTabBar>
@@ -84,8 +85,8 @@ std::set<QString> englishTexts()
     return texts;
 }
 
-// The texts a person reads on a window: its title and those of its widgets and actions, without
-// the mnemonics' ampersands.
+// The texts a person reads on a window: its title and those of its widgets, menus and actions,
+// without the mnemonics' ampersands.
 QStringList visibleTexts(QWidget *window)
 {
     QStringList texts {window->windowTitle()};
@@ -103,6 +104,8 @@ QStringList visibleTexts(QWidget *window)
         for (int i = 0; i < bar->count(); ++i)
             texts << bar->tabText(i) << bar->tabToolTip(i);
     }
+    for (QMenu *menu : window->findChildren<QMenu *>())
+        texts << menu->title();
     for (QAction *action : window->findChildren<QAction *>())
         texts << action->text() << action->toolTip();
     for (QWidget *widget : window->findChildren<QWidget *>())
