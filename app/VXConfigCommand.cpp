@@ -7,6 +7,7 @@
 #include "VXSingleInstance.h"
 #include "VXUserDefaults.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
@@ -18,18 +19,32 @@ const QString VXConfigCommand::kName = QStringLiteral("config");
 
 namespace {
 
+// The messages' context for translators.
+struct Text {
+    Q_DECLARE_TR_FUNCTIONS(VXConfigCommand)
+};
+
 const QString kShow = QStringLiteral("show");
 const QString kImport = QStringLiteral("import");
 
 // The running Wendle reads and saves the file before it answers: a large record takes a while.
 constexpr int kImportTimeout = 60000;   // milliseconds
 
-// "an array", "a string": the root's type for a message.
+// "an array", "a string": the root's type for a message (a dictionary is never asked for).
 QString typeWithArticle(const VXValue &value)
 {
-    const QString name = QString::fromLatin1(VXValue::typeName(value.type()));
-    const bool vowel = !name.isEmpty() && QStringLiteral("aeiou").contains(name.at(0));
-    return (vowel ? QStringLiteral("an ") : QStringLiteral("a ")) + name;
+    switch (value.type()) {
+    case VXValue::Type::Boolean: return Text::tr("a boolean");
+    case VXValue::Type::Integer: return Text::tr("an integer");
+    case VXValue::Type::Real: return Text::tr("a real number");
+    case VXValue::Type::Date: return Text::tr("a date");
+    case VXValue::Type::String: return Text::tr("a string");
+    case VXValue::Type::Data: return Text::tr("data");
+    case VXValue::Type::Array: return Text::tr("an array");
+    case VXValue::Type::Dictionary: return Text::tr("a dictionary");
+    case VXValue::Type::Null: break;
+    }
+    return Text::tr("a null");
 }
 
 int show(QTextStream &out, QTextStream &err, const QString &settingsFolder)
@@ -39,34 +54,34 @@ int show(QTextStream &out, QTextStream &err, const QString &settingsFolder)
     QFile file(path);
     if (file.exists()) {
         if (!file.open(QIODevice::ReadOnly)) {
-            err << QStringLiteral("cannot read the configuration <%1>: %2\n").arg(path, file.errorString());
+            err << Text::tr("cannot read the configuration <%1>: %2\n").arg(path, file.errorString());
             return VXConfigCommand::Failure;
         }
         configuration = VXPropertyListSerialization::valueFromData(file.readAll());
         if (configuration.isNull()) {
-            err << QStringLiteral("the configuration <%1> is damaged: Wendle would start with an empty record and "
-                                  "replace it at its next save\n")
+            err << Text::tr("the configuration <%1> is damaged: Wendle would start with an empty record and "
+                            "replace it at its next save\n")
                        .arg(path);
             return VXConfigCommand::Failure;
         }
         if (!configuration.isDictionary())
-            err << QStringLiteral("the configuration <%1> holds a property list whose root is %2, not a dictionary: "
-                                  "Wendle would start with an empty record\n")
+            err << Text::tr("the configuration <%1> holds a property list whose root is %2, not a dictionary: "
+                            "Wendle would start with an empty record\n")
                        .arg(path, typeWithArticle(configuration));
     } else {
         const VXUserDefaults defaults(VXUserDefaults::kDomain, settingsFolder);
         configuration = defaults.persistentObjectForKey(VXDefaultConfigurationKey);
         if (!configuration.isDictionary()) {
-            err << QStringLiteral("no saved configuration at <%1>\n").arg(path);
+            err << Text::tr("no saved configuration at <%1>\n").arg(path);
             return VXConfigCommand::Failure;
         }
-        err << QStringLiteral("no configuration file at <%1>; showing the copy kept in the settings under \"%2\"\n")
+        err << Text::tr("no configuration file at <%1>; showing the copy kept in the settings under \"%2\"\n")
                    .arg(path, VXDefaultConfigurationKey);
     }
     const std::optional<QByteArray> xml
         = VXPropertyListSerialization::dataFromValue(configuration, VXPropertyListSerialization::Format::XML);
     if (!xml) {
-        err << QStringLiteral("cannot write the configuration <%1> as XML\n").arg(path);
+        err << Text::tr("cannot write the configuration <%1> as XML\n").arg(path);
         return VXConfigCommand::Failure;
     }
     out << QString::fromUtf8(*xml);
@@ -78,7 +93,7 @@ int importIntoFile(const QString &source, const VXDictionaryRef &configuration, 
 {
     const QString folder = libraryFolderPathWithName(VXConfigurationsFolderName);
     if (folder.isEmpty()) {
-        err << QStringLiteral("cannot import <%1>: the folder <%2> cannot be made\n")
+        err << Text::tr("cannot import <%1>: the folder <%2> cannot be made\n")
                    .arg(source, QFileInfo(VXDefaultConfigurationFilePath()).path());
         return VXConfigCommand::Failure;
     }
@@ -88,21 +103,21 @@ int importIntoFile(const QString &source, const VXDictionaryRef &configuration, 
         backup = VXConfigCommand::backupPathFor(target);
         // A copy, not a move: until the new file is in place, the old one stays where it was.
         if (!QFile::copy(target, backup)) {
-            err << QStringLiteral("cannot import <%1>: the previous configuration cannot be kept as <%2>\n")
+            err << Text::tr("cannot import <%1>: the previous configuration cannot be kept as <%2>\n")
                        .arg(source, backup);
             return VXConfigCommand::Failure;
         }
         QFile::setPermissions(backup, QFile::ReadOwner | QFile::WriteOwner);
     }
     if (!writeToBinaryFile(VXValue(configuration), target, true)) {
-        err << QStringLiteral("cannot import <%1>: <%2> cannot be written\n").arg(source, target);
+        err << Text::tr("cannot import <%1>: <%2> cannot be written\n").arg(source, target);
         if (!backup.isEmpty())
             QFile::remove(backup);
         return VXConfigCommand::Failure;
     }
-    out << QStringLiteral("imported <%1> into <%2>\n").arg(source, target);
+    out << Text::tr("imported <%1> into <%2>\n").arg(source, target);
     if (!backup.isEmpty())
-        out << QStringLiteral("the previous configuration is kept as <%1>\n").arg(backup);
+        out << Text::tr("the previous configuration is kept as <%1>\n").arg(backup);
     return VXConfigCommand::Success;
 }
 
@@ -118,7 +133,7 @@ int import(const QString &source, QTextStream &out, QTextStream &err)
     switch (instance.lock(&error)) {
     case VXSingleInstance::Lock::Acquired: return importIntoFile(source, configuration, out, err);
     case VXSingleInstance::Lock::Failed:
-        err << QStringLiteral("cannot import <%1>: %2\n").arg(source, error);
+        err << Text::tr("cannot import <%1>: %2\n").arg(source, error);
         return VXConfigCommand::Failure;
     case VXSingleInstance::Lock::HeldByAnother: break;
     }
@@ -127,8 +142,8 @@ int import(const QString &source, QTextStream &out, QTextStream &err)
         VXSingleInstance::defaultSocketPath(),
         {VXInstanceRequest::Kind::Import, {QFileInfo(source).absoluteFilePath()}}, kImportTimeout);
     if (!reply) {
-        err << QStringLiteral("cannot import <%1>: Wendle is running but does not answer, and it would save its own "
-                              "record over the file; quit Wendle, then import again\n")
+        err << Text::tr("cannot import <%1>: Wendle is running but does not answer, and it would save its own "
+                        "record over the file; quit Wendle, then import again\n")
                    .arg(source);
         return VXConfigCommand::Failure;
     }
@@ -155,29 +170,27 @@ VXDictionaryRef VXConfigCommand::importableConfiguration(const QString &path, QS
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        *error = QStringLiteral("cannot import <%1>: %2").arg(path, file.errorString());
+        *error = Text::tr("cannot import <%1>: %2").arg(path, file.errorString());
         return VXDictionaryRef();
     }
     const VXValue configuration = VXPropertyListSerialization::valueFromData(file.readAll());
     if (configuration.isNull()) {
-        *error
-            = QStringLiteral("cannot import <%1>: it is not a property list (binary, XML or old-style text)").arg(path);
+        *error = Text::tr("cannot import <%1>: it is not a property list (binary, XML or old-style text)").arg(path);
         return VXDictionaryRef();
     }
     if (!configuration.isDictionary()) {
-        *error = QStringLiteral("cannot import <%1>: its root is %2, not a dictionary; a configuration is a dictionary "
-                                "with \"Applications\", \"Pools\" and the rest of the record")
+        *error = Text::tr("cannot import <%1>: its root is %2, not a dictionary; a configuration is a dictionary "
+                          "with \"Applications\", \"Pools\" and the rest of the record")
                      .arg(path, typeWithArticle(configuration));
         return VXDictionaryRef();
     }
     const VXDictionary &dictionary = *configuration.dictionary();
     if (std::none_of(recordKeys().begin(), recordKeys().end(),
                      [&](const QString &key) { return dictionary.contains(key); })) {
-        *error = QStringLiteral("cannot import <%1>: it is not a Wendle record; it holds none of its keys (\"%2\")%3")
+        *error = Text::tr("cannot import <%1>: it is not a Wendle record; it holds none of its keys (\"%2\")%3")
                      .arg(path, recordKeys().join(QStringLiteral("\", \"")),
-                          dictionary.contains(VXDefaultConfigurationKey)
-                              ? QStringLiteral("; it looks like the settings file")
-                              : QString());
+                          dictionary.contains(VXDefaultConfigurationKey) ? Text::tr("; it looks like the settings file")
+                                                                         : QString());
         return VXDictionaryRef();
     }
     return configuration.dictionaryRef();
@@ -197,15 +210,15 @@ QString VXConfigCommand::backupPathFor(const QString &file)
 
 QString VXConfigCommand::usage()
 {
-    return QStringLiteral("usage: wendle config show\n"
-                          "       wendle config import FILE\n"
-                          "\n"
-                          "show    print the saved configuration as an XML property list\n"
-                          "import  replace the record with FILE (a property list in binary, XML or\n"
-                          "        old-style text form whose root is a dictionary with a record's keys);\n"
-                          "        the previous record is kept beside it, named with the date and time.\n"
-                          "        While Wendle runs, it takes the import in itself (Undo brings the\n"
-                          "        previous record back).\n");
+    return Text::tr("usage: wendle config show\n"
+                    "       wendle config import FILE\n"
+                    "\n"
+                    "show    print the saved configuration as an XML property list\n"
+                    "import  replace the record with FILE (a property list in binary, XML or\n"
+                    "        old-style text form whose root is a dictionary with a record's keys);\n"
+                    "        the previous record is kept beside it, named with the date and time.\n"
+                    "        While Wendle runs, it takes the import in itself (Undo brings the\n"
+                    "        previous record back).\n");
 }
 
 int VXConfigCommand::run(const QStringList &arguments, QTextStream &out, QTextStream &err,
@@ -221,8 +234,9 @@ int VXConfigCommand::run(const QStringList &arguments, QTextStream &out, QTextSt
     if (arguments.size() == 2 && arguments.at(0) == kImport)
         return import(arguments.at(1), out, err);
     err << "wendle config: "
-        << (arguments.isEmpty() ? QStringLiteral("a command is needed: show or import FILE")
-                                : QStringLiteral("unknown use \"%1\"").arg(arguments.join(u' ')))
-        << "\nRun 'wendle config --help' for its usage.\n";
+        << (arguments.isEmpty() ? Text::tr("a command is needed: show or import FILE")
+                                : Text::tr("unknown use \"%1\"").arg(arguments.join(u' ')))
+        << '\n'
+        << Text::tr("Run 'wendle config --help' for its usage.") << '\n';
     return UsageError;
 }

@@ -4,6 +4,7 @@
 #include "VXRegisteredDefaults.h"
 #include "VXUserDefaults.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QFileInfo>
 #include <QLocale>
@@ -18,6 +19,11 @@
 const QString VXDefaultsCommand::kName = QStringLiteral("defaults");
 
 namespace {
+
+// The messages' context for translators.
+struct Text {
+    Q_DECLARE_TR_FUNCTIONS(VXDefaultsCommand)
+};
 
 const QString kRead = QStringLiteral("read");
 const QString kAll = QStringLiteral("--all");
@@ -93,14 +99,14 @@ VXValue scalarValue(Kind kind, const QString &text, QString *error)
         const qulonglong big = text.trimmed().toULongLong(&ok, 10);
         if (ok)
             return VXValue::unsignedInteger(big);
-        *error = QStringLiteral("\"%1\" is not an integer").arg(text);
+        *error = Text::tr("\"%1\" is not an integer").arg(text);
         return VXValue();
     }
     case Kind::Real: {
         const double real = text.trimmed().toDouble(&ok);
         if (ok)
             return VXValue(real);
-        *error = QStringLiteral("\"%1\" is not a number").arg(text);
+        *error = Text::tr("\"%1\" is not a number").arg(text);
         return VXValue();
     }
     case Kind::Boolean: {
@@ -109,19 +115,19 @@ VXValue scalarValue(Kind kind, const QString &text, QString *error)
             return VXValue(true);
         if (word == QStringLiteral("no") || word == QStringLiteral("false") || word == QStringLiteral("0"))
             return VXValue(false);
-        *error = QStringLiteral("\"%1\" is not a boolean (YES, NO, true, false, 1 or 0)").arg(text);
+        *error = Text::tr("\"%1\" is not a boolean (YES, NO, true, false, 1 or 0)").arg(text);
         return VXValue();
     }
     case Kind::Date: {
         if (const std::optional<QDateTime> date = dateFromText(text))
             return VXValue::dateFromUnixTime(double(date->toMSecsSinceEpoch()) / 1000.0);
-        *error = QStringLiteral("\"%1\" is not a date (2024-05-01T09:30:00Z or 2024-05-01 09:30:00 +0000)").arg(text);
+        *error = Text::tr("\"%1\" is not a date (2024-05-01T09:30:00Z or 2024-05-01 09:30:00 +0000)").arg(text);
         return VXValue();
     }
     case Kind::Data: {
         if (const std::optional<QByteArray> data = dataFromHex(text))
             return VXValue(*data);
-        *error = QStringLiteral("\"%1\" is not hexadecimal data (pairs of 0-9, a-f)").arg(text);
+        *error = Text::tr("\"%1\" is not hexadecimal data (pairs of 0-9, a-f)").arg(text);
         return VXValue();
     }
     case Kind::Array:
@@ -137,13 +143,13 @@ VXValue elementValue(const QStringList &arguments, qsizetype &index, QString *er
     Kind kind = Kind::String;
     if (const std::optional<Kind> flagged = kindOfFlag(arguments.at(index))) {
         if (!isScalar(*flagged)) {
-            *error = QStringLiteral("%1 cannot be nested; write the value as an old-style property list instead")
+            *error = Text::tr("%1 cannot be nested; write the value as an old-style property list instead")
                          .arg(arguments.at(index));
             return VXValue();
         }
         kind = *flagged;
         if (++index >= arguments.size()) {
-            *error = QStringLiteral("%1 needs a value").arg(arguments.at(index - 1));
+            *error = Text::tr("%1 needs a value").arg(arguments.at(index - 1));
             return VXValue();
         }
     }
@@ -237,12 +243,12 @@ QString plainText(const VXValue &value)
 
 QString missingPairText(const QString &key)
 {
-    return QStringLiteral("The domain/default pair of (%1, %2) does not exist").arg(VXUserDefaults::kDomain, key);
+    return Text::tr("The domain/default pair of (%1, %2) does not exist").arg(VXUserDefaults::kDomain, key);
 }
 
 int usageError(QTextStream &err, const QString &message)
 {
-    err << "wendle defaults: " << message << "\nRun 'wendle defaults --help' for its usage.\n";
+    err << "wendle defaults: " << message << '\n' << Text::tr("Run 'wendle defaults --help' for its usage.") << '\n';
     err.flush();
     return VXDefaultsCommand::UsageError;
 }
@@ -261,40 +267,40 @@ VXDictionaryRef effectiveSettings(const VXUserDefaults &defaults)
 
 QString VXDefaultsCommand::usage()
 {
-    return QStringLiteral("Usage: wendle defaults read [KEY | --all]\n"
-                          "       wendle defaults write KEY VALUE\n"
-                          "       wendle defaults write KEY -TYPE VALUE...\n"
-                          "       wendle defaults delete KEY\n"
-                          "\n"
-                          "Reads and changes Wendle's settings: the domain %1, kept in\n"
-                          "$XDG_CONFIG_HOME/Wendle/%1.plist\n"
-                          "(~/.config/Wendle when XDG_CONFIG_HOME is not set). A running Wendle takes\n"
-                          "changes in at once.\n"
-                          "\n"
-                          "  read             prints every stored setting as an old-style property list\n"
-                          "  read --all       prints every setting as Wendle sees it: the stored ones and the\n"
-                          "                   defaults of those not stored\n"
-                          "  read KEY         prints one stored setting: text, numbers (booleans as 1 or 0) and\n"
-                          "                   dates as they are, arrays, dictionaries and data as old-style text;\n"
-                          "                   registered defaults are not shown\n"
-                          "  write KEY VALUE  a VALUE that starts with \"(\" or \"{\" is read as an old-style\n"
-                          "                   property list, in which every element that spells a number becomes\n"
-                          "                   a number (use -array or -dict with -string to keep such text);\n"
-                          "                   any other VALUE is stored as text\n"
-                          "  delete KEY       removes one setting\n"
-                          "\n"
-                          "Types for write:\n"
-                          "  -string TEXT\n"
-                          "  -int, -integer NUMBER\n"
-                          "  -float, -real NUMBER\n"
-                          "  -bool, -boolean YES|NO|true|false|1|0\n"
-                          "  -date DATE            2024-05-01T09:30:00Z, 2024-05-01T11:30:00+02:00 (no zone:\n"
-                          "                        local time) or 2024-05-01 09:30:00 +0000\n"
-                          "  -data HEX             0a1b2c\n"
-                          "  -array [-TYPE] VALUE...          elements are text unless a type flag precedes them\n"
-                          "  -dict KEY [-TYPE] VALUE...       likewise for the values\n"
-                          "\n"
-                          "Example: wendle defaults write \"Pie Color Components\" \"(0.2, 0.4, 0.6)\"\n")
+    return Text::tr("Usage: wendle defaults read [KEY | --all]\n"
+                    "       wendle defaults write KEY VALUE\n"
+                    "       wendle defaults write KEY -TYPE VALUE...\n"
+                    "       wendle defaults delete KEY\n"
+                    "\n"
+                    "Reads and changes Wendle's settings: the domain %1, kept in\n"
+                    "$XDG_CONFIG_HOME/Wendle/%1.plist\n"
+                    "(~/.config/Wendle when XDG_CONFIG_HOME is not set). A running Wendle takes\n"
+                    "changes in at once.\n"
+                    "\n"
+                    "  read             prints every stored setting as an old-style property list\n"
+                    "  read --all       prints every setting as Wendle sees it: the stored ones and the\n"
+                    "                   defaults of those not stored\n"
+                    "  read KEY         prints one stored setting: text, numbers (booleans as 1 or 0) and\n"
+                    "                   dates as they are, arrays, dictionaries and data as old-style text;\n"
+                    "                   registered defaults are not shown\n"
+                    "  write KEY VALUE  a VALUE that starts with \"(\" or \"{\" is read as an old-style\n"
+                    "                   property list, in which every element that spells a number becomes\n"
+                    "                   a number (use -array or -dict with -string to keep such text);\n"
+                    "                   any other VALUE is stored as text\n"
+                    "  delete KEY       removes one setting\n"
+                    "\n"
+                    "Types for write:\n"
+                    "  -string TEXT\n"
+                    "  -int, -integer NUMBER\n"
+                    "  -float, -real NUMBER\n"
+                    "  -bool, -boolean YES|NO|true|false|1|0\n"
+                    "  -date DATE            2024-05-01T09:30:00Z, 2024-05-01T11:30:00+02:00 (no zone:\n"
+                    "                        local time) or 2024-05-01 09:30:00 +0000\n"
+                    "  -data HEX             0a1b2c\n"
+                    "  -array [-TYPE] VALUE...          elements are text unless a type flag precedes them\n"
+                    "  -dict KEY [-TYPE] VALUE...       likewise for the values\n"
+                    "\n"
+                    "Example: wendle defaults write \"Pie Color Components\" \"(0.2, 0.4, 0.6)\"\n")
         .arg(VXUserDefaults::kDomain);
 }
 
@@ -304,20 +310,20 @@ VXValue VXDefaultsCommand::valueFromArguments(const QStringList &arguments, QStr
     if (!error)
         error = &ignored;
     if (arguments.isEmpty()) {
-        *error = QStringLiteral("write needs a KEY and a VALUE");
+        *error = Text::tr("write needs a KEY and a VALUE");
         return VXValue();
     }
     const QString &first = arguments.first();
     const std::optional<Kind> kind = kindOfFlag(first);
     if (!kind) {
         if (arguments.size() > 1) {
-            *error = QStringLiteral("write takes one VALUE after KEY (or a type flag and its values)");
+            *error = Text::tr("write takes one VALUE after KEY (or a type flag and its values)");
             return VXValue();
         }
         if (first.startsWith(u'(') || first.startsWith(u'{')) {
             const VXValue parsed = VXPropertyListSerialization::valueFromOpenStepData(first.toUtf8());
             if (parsed.isNull()) {
-                *error = QStringLiteral("cannot read \"%1\" as an old-style property list").arg(first);
+                *error = Text::tr("cannot read \"%1\" as an old-style property list").arg(first);
                 return VXValue();
             }
             return withNumbers(parsed);
@@ -327,7 +333,7 @@ VXValue VXDefaultsCommand::valueFromArguments(const QStringList &arguments, QStr
 
     if (isScalar(*kind)) {
         if (arguments.size() != 2) {
-            *error = QStringLiteral("%1 takes exactly one value").arg(first);
+            *error = Text::tr("%1 takes exactly one value").arg(first);
             return VXValue();
         }
         return scalarValue(*kind, arguments.at(1), error);
@@ -348,7 +354,7 @@ VXValue VXDefaultsCommand::valueFromArguments(const QStringList &arguments, QStr
     while (index < arguments.size()) {
         const QString key = arguments.at(index++);
         if (index >= arguments.size()) {
-            *error = QStringLiteral("-dict needs a value for the key \"%1\"").arg(key);
+            *error = Text::tr("-dict needs a value for the key \"%1\"").arg(key);
             return VXValue();
         }
         const VXValue element = elementValue(arguments, index, error);
@@ -396,7 +402,7 @@ QString VXDefaultsCommand::propertyListText(const VXValue &value, int indent)
 int VXDefaultsCommand::run(const QStringList &arguments, QTextStream &out, QTextStream &err, const QString &folder)
 {
     if (arguments.isEmpty())
-        return usageError(err, QStringLiteral("a command is needed: read, write or delete"));
+        return usageError(err, Text::tr("a command is needed: read, write or delete"));
     const QString &command = arguments.first();
     if (std::find(std::begin(kHelpOptions), std::end(kHelpOptions), command) != std::end(kHelpOptions)) {
         out << usage();
@@ -405,7 +411,7 @@ int VXDefaultsCommand::run(const QStringList &arguments, QTextStream &out, QText
 
     if (command == kRead) {
         if (arguments.size() > 2)
-            return usageError(err, QStringLiteral("read takes at most one KEY"));
+            return usageError(err, Text::tr("read takes at most one KEY"));
         VXUserDefaults defaults(VXUserDefaults::kDomain, folder);
         if (arguments.size() == 2 && arguments.at(1) == kAll) {
             out << propertyListText(VXValue(effectiveSettings(defaults))) << '\n';
@@ -413,8 +419,9 @@ int VXDefaultsCommand::run(const QStringList &arguments, QTextStream &out, QText
         }
         if (arguments.size() == 1) {
             if (!QFileInfo::exists(defaults.filePath())) {
-                err << "No settings have been changed yet: Wendle uses its defaults (wendle defaults read --all "
-                       "lists them).\n";
+                err << Text::tr("No settings have been changed yet: Wendle uses its defaults (wendle defaults "
+                                "read --all lists them).")
+                    << '\n';
                 return Success;
             }
             out << propertyListText(VXValue(defaults.persistentDictionary())) << '\n';
@@ -426,7 +433,8 @@ int VXDefaultsCommand::run(const QStringList &arguments, QTextStream &out, QText
             err << missingPairText(key) << '\n';
             const VXDictionaryRef registered = VXRegisteredDefaults();
             if (registered->contains(key))
-                err << "It is not set; Wendle uses its default: " << plainText(registered->value(key)) << '\n';
+                err << Text::tr("It is not set; Wendle uses its default: %1").arg(plainText(registered->value(key)))
+                    << '\n';
             return Failure;
         }
         out << plainText(value) << '\n';
@@ -435,7 +443,7 @@ int VXDefaultsCommand::run(const QStringList &arguments, QTextStream &out, QText
 
     if (command == kWrite) {
         if (arguments.size() < 3)
-            return usageError(err, QStringLiteral("write needs a KEY and a VALUE"));
+            return usageError(err, Text::tr("write needs a KEY and a VALUE"));
         QString error;
         const VXValue value = valueFromArguments(arguments.mid(2), &error);
         if (value.isNull())
@@ -443,7 +451,7 @@ int VXDefaultsCommand::run(const QStringList &arguments, QTextStream &out, QText
         VXUserDefaults defaults(VXUserDefaults::kDomain, folder);
         defaults.setObject(value, arguments.at(1));
         if (!defaults.synchronize()) {
-            err << "wendle defaults: cannot write " << defaults.filePath() << '\n';
+            err << "wendle defaults: " << Text::tr("cannot write %1").arg(defaults.filePath()) << '\n';
             return Failure;
         }
         return Success;
@@ -451,21 +459,22 @@ int VXDefaultsCommand::run(const QStringList &arguments, QTextStream &out, QText
 
     if (command == kDelete) {
         if (arguments.size() != 2)
-            return usageError(err, QStringLiteral("delete takes exactly one KEY"));
+            return usageError(err, Text::tr("delete takes exactly one KEY"));
         const QString &key = arguments.at(1);
         VXUserDefaults defaults(VXUserDefaults::kDomain, folder);
         if (defaults.persistentObjectForKey(key).isNull()) {
-            err << "Domain (" << VXUserDefaults::kDomain << ", " << key << ") not found.\n"
-                << "Defaults have not been changed.\n";
+            err << Text::tr("Domain (%1, %2) not found.\nDefaults have not been changed.")
+                       .arg(VXUserDefaults::kDomain, key)
+                << '\n';
             return Failure;
         }
         defaults.removeObjectForKey(key);
         if (!defaults.synchronize()) {
-            err << "wendle defaults: cannot write " << defaults.filePath() << '\n';
+            err << "wendle defaults: " << Text::tr("cannot write %1").arg(defaults.filePath()) << '\n';
             return Failure;
         }
         return Success;
     }
 
-    return usageError(err, QStringLiteral("unknown command \"%1\"").arg(command));
+    return usageError(err, Text::tr("unknown command \"%1\"").arg(command));
 }

@@ -16,6 +16,7 @@
 #include "VXWhenParser.h"
 
 #include <QCommandLineParser>
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
 #include <QRegularExpression>
@@ -28,6 +29,11 @@ const QString VXExportCommand::kExportName = QStringLiteral("export");
 const QString VXExportCommand::kSummaryName = QStringLiteral("summary");
 
 namespace {
+
+// The messages' context for translators.
+struct Text {
+    Q_DECLARE_TR_FUNCTIONS(VXExportCommand)
+};
 
 // Longer names are cut in the summary's table (in terminal columns).
 constexpr qsizetype kLongestName = 60;
@@ -76,7 +82,7 @@ void addHelp(QCommandLineParser &parser)
 
 QString helpPointer(const QString &command)
 {
-    return QStringLiteral("Run 'wendle %1 --help' for its usage.\n").arg(command);
+    return Text::tr("Run 'wendle %1 --help' for its usage.").arg(command) + u'\n';
 }
 
 // Parses the arguments; false after writing the reason (or the help, with `helped` set).
@@ -94,7 +100,8 @@ bool parse(QCommandLineParser &parser, const QString &command, const QStringList
         return false;
     }
     if (!parser.positionalArguments().isEmpty()) {
-        err << "wendle " << command << ": unexpected argument \"" << parser.positionalArguments().constFirst() << "\"\n"
+        err << "wendle " << command << ": "
+            << Text::tr("unexpected argument \"%1\"").arg(parser.positionalArguments().constFirst()) << '\n'
             << helpPointer(command);
         return false;
     }
@@ -113,19 +120,23 @@ VXDictionaryRef currentConfiguration(const VXExportCommand::Environment &environ
             return configuration;
         QString problem;
         VXSingleInstance::isOkReply(*reply, &problem);
-        err << "wendle " << command << ": " << problem << "; using the record it saved last\n";
+        err << "wendle " << command << ": " << Text::tr("%1; using the record it saved last").arg(problem) << '\n';
     }
     const QString path
         = environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        err << "wendle " << command << ": Wendle is not running and has saved no record at " << path
-            << " yet (it saves every half hour and when it quits)\n";
+        err << "wendle " << command << ": "
+            << Text::tr("Wendle is not running and has saved no record at %1 yet (it saves every half hour and "
+                        "when it quits)")
+                   .arg(path)
+            << '\n';
         return VXDictionaryRef();
     }
     VXDictionaryRef configuration = deeplyMutableDictionaryWithData(file.readAll());
     if (!configuration)
-        err << "wendle " << command << ": cannot read the record " << path << ": it is damaged or not a record\n";
+        err << "wendle " << command << ": "
+            << Text::tr("cannot read the record %1: it is damaged or not a record").arg(path) << '\n';
     return configuration;
 }
 
@@ -157,9 +168,11 @@ std::optional<Range> rangeOf(const QCommandLineParser &parser, const VXDictionar
     }
     if (range.end < range.begin) {
         if (parser.isSet(kFromOption) && parser.isSet(kToOption)) {
-            err << "wendle " << command << ": the range ends before it begins: --to " << parser.value(kToOption) << " ("
-                << localText(range.end, clock) << ") comes before --from " << parser.value(kFromOption) << " ("
-                << localText(range.begin, clock) << ")\n";
+            err << "wendle " << command << ": "
+                << Text::tr("the range ends before it begins: --to %1 (%2) comes before --from %3 (%4)")
+                       .arg(parser.value(kToOption), localText(range.end, clock), parser.value(kFromOption),
+                            localText(range.begin, clock))
+                << '\n';
             return std::nullopt;
         }
         if (parser.isSet(kFromOption))
@@ -224,9 +237,9 @@ bool applyColumns(const QString &text, VXExportSettings &settings, QString *unkn
 
 QString whenHelp()
 {
-    return QStringLiteral("WHEN is a date (2026-11-20), a date and time (\"2026-11-20 14:00\"), now, today,\n"
-                          "yesterday, or \"N days ago\", \"N hours ago\" (also minutes and weeks), in local time.\n"
-                          "A day as --to means the end of that day: --from 2026-11-20 --to 2026-11-20 is that day.\n");
+    return Text::tr("WHEN is a date (2026-11-20), a date and time (\"2026-11-20 14:00\"), now, today,\n"
+                    "yesterday, or \"N days ago\", \"N hours ago\" (also minutes and weeks), in local time.\n"
+                    "A day as --to means the end of that day: --from 2026-11-20 --to 2026-11-20 is that day.\n");
 }
 
 QString percentOf(double interval, double range)
@@ -271,8 +284,10 @@ int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, Q
     if (parser.isSet(columnsOption)) {
         QString unknown;
         if (!applyColumns(parser.value(columnsOption), exportSettings, &unknown)) {
-            err << "wendle export: unknown column \"" << unknown
-                << "\" (columns: pool, pool-notes, application, window, front, total)\n";
+            err << "wendle export: "
+                << Text::tr("unknown column \"%1\" (columns: pool, pool-notes, application, window, front, total)")
+                       .arg(unknown)
+                << '\n';
             return UsageError;
         }
     }
@@ -281,14 +296,17 @@ int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, Q
             continue;
         const std::optional<QString> separator = separatorFromText(parser.value(*option), rows);
         if (!separator) {
-            err << "wendle export: unknown separator \"" << parser.value(*option) << "\" for --"
-                << option->names().constFirst() << (rows ? " (lf, cr or crlf)\n" : " (comma, semicolon or tab)\n");
+            err << "wendle export: "
+                << (rows ? Text::tr("unknown separator \"%1\" for --%2 (lf, cr or crlf)")
+                         : Text::tr("unknown separator \"%1\" for --%2 (comma, semicolon or tab)"))
+                       .arg(parser.value(*option), option->names().constFirst())
+                << '\n';
             return UsageError;
         }
         (rows ? exportSettings.rowSeparator : exportSettings.columnSeparator) = *separator;
     }
     if (!exportSettings.hasRelevantColumns()) {
-        err << "wendle export: the columns need application or pool, and front or total\n";
+        err << "wendle export: " << Text::tr("the columns need application or pool, and front or total") << '\n';
         return UsageError;
     }
 
@@ -315,7 +333,7 @@ int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, Q
         return Success;
     }
     if (!writeDataToFile(*data, parser.value(output), true)) {
-        err << "wendle export: cannot write " << parser.value(output) << "\n";
+        err << "wendle export: " << Text::tr("cannot write %1").arg(parser.value(output)) << '\n';
         return Failure;
     }
     return Success;
@@ -342,7 +360,7 @@ int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, 
     if (!configuration)
         return Failure;
     if (!configuration->contains(VXLastTimestampKey)) {
-        out << "Nothing has been tracked yet.\n";
+        out << Text::tr("Nothing has been tracked yet.") << '\n';
         return Success;
     }
     const VXSystemClock systemClock;
@@ -352,16 +370,18 @@ int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, 
     if (!range)
         return UsageError;
 
-    out << "From " << localText(range->begin, clock) << " to " << localText(range->end, clock) << " ("
-        << stringWithTimeInterval(range->end - range->begin, false) << ")\n\n";
+    out << Text::tr("From %1 to %2 (%3)")
+               .arg(localText(range->begin, clock), localText(range->end, clock),
+                    stringWithTimeInterval(range->end - range->begin, false))
+        << "\n\n";
     const QString table = summaryTable(*configuration, range->begin, range->end,
                                        static_cast<int>(settings.defaults().integerForKey(VXDefaultsKey::kSort)));
-    out << (table.isEmpty() ? QStringLiteral("Nothing was tracked in this range.\n") : table);
+    out << (table.isEmpty() ? Text::tr("Nothing was tracked in this range.") + u'\n' : table);
     if (clipped) {
         double first = 0.0;
         double last = 0.0;
         getFirstTimestamp(*configuration, &first, &last);
-        out << "The record runs from " << localText(first, clock) << " to " << localText(last, clock) << ".\n";
+        out << Text::tr("The record runs from %1 to %2.").arg(localText(first, clock), localText(last, clock)) << '\n';
     }
     out.flush();
     return Success;
@@ -390,9 +410,8 @@ QString VXExportCommand::summaryTable(const VXDictionary &configuration, double 
             const bool pool = depth == 0 && isPoolOrPoolItem(*entry);
             if (rows.empty() || (pool && !inPools)) {
                 inPools = inPools || pool;
-                rows.push_back({pool ? QStringLiteral("Pools") : QStringLiteral("Applications"),
-                                QStringLiteral("Foreground"), QStringLiteral("%"), QStringLiteral("Open"),
-                                QStringLiteral("%"), true});
+                rows.push_back({pool ? Text::tr("Pools") : Text::tr("Applications"), Text::tr("Foreground"),
+                                QStringLiteral("%"), Text::tr("Open"), QStringLiteral("%"), true});
             }
             const double front = timeIntervalForKey(*entry, VXFrontTimeKey);
             const double total = timeIntervalForKey(*entry, VXTimeKey);
@@ -427,36 +446,36 @@ QString VXExportCommand::summaryTable(const VXDictionary &configuration, double 
 
 QString VXExportCommand::exportUsage()
 {
-    return QStringLiteral("Usage: wendle export [--from WHEN] [--to WHEN] [-o FILE] [--columns LIST]\n"
-                          "                     [--column-separator SEP] [--row-separator SEP]\n"
-                          "\n"
-                          "Writes every foreground and open period of the range as CSV, one row per period, to\n"
-                          "standard output or FILE, in the columns and separators chosen in the preferences.\n"
-                          "The data is the running Wendle's record up to now; when Wendle is not running, the\n"
-                          "record it saved last.\n"
-                          "\n"
-                          "  --from WHEN, --to WHEN   the range (default: everything tracked)\n"
-                          "  -o, --output FILE        write to FILE (readable by you alone) instead\n"
-                          "  --columns LIST           the columns, separated by commas: pool, pool-notes,\n"
-                          "                           application, window, front, total\n"
-                          "  --column-separator SEP   comma, semicolon or tab\n"
-                          "  --row-separator SEP      lf, cr or crlf\n"
-                          "\n"
-                          "%1")
+    return Text::tr("Usage: wendle export [--from WHEN] [--to WHEN] [-o FILE] [--columns LIST]\n"
+                    "                     [--column-separator SEP] [--row-separator SEP]\n"
+                    "\n"
+                    "Writes every foreground and open period of the range as CSV, one row per period, to\n"
+                    "standard output or FILE, in the columns and separators chosen in the preferences.\n"
+                    "The data is the running Wendle's record up to now; when Wendle is not running, the\n"
+                    "record it saved last.\n"
+                    "\n"
+                    "  --from WHEN, --to WHEN   the range (default: everything tracked)\n"
+                    "  -o, --output FILE        write to FILE (readable by you alone) instead\n"
+                    "  --columns LIST           the columns, separated by commas: pool, pool-notes,\n"
+                    "                           application, window, front, total\n"
+                    "  --column-separator SEP   comma, semicolon or tab\n"
+                    "  --row-separator SEP      lf, cr or crlf\n"
+                    "\n"
+                    "%1")
         .arg(whenHelp());
 }
 
 QString VXExportCommand::summaryUsage()
 {
-    return QStringLiteral("Usage: wendle summary [--from WHEN] [--to WHEN]\n"
-                          "\n"
-                          "Prints, for every application, window and pool with activity in the range, how long it\n"
-                          "was in front and how long it was open, and each as a share of the range. The data is\n"
-                          "the running Wendle's record up to now; when Wendle is not running, the record it saved\n"
-                          "last.\n"
-                          "\n"
-                          "  --from WHEN, --to WHEN   the range (default: everything tracked)\n"
-                          "\n"
-                          "%1")
+    return Text::tr("Usage: wendle summary [--from WHEN] [--to WHEN]\n"
+                    "\n"
+                    "Prints, for every application, window and pool with activity in the range, how long it\n"
+                    "was in front and how long it was open, and each as a share of the range. The data is\n"
+                    "the running Wendle's record up to now; when Wendle is not running, the record it saved\n"
+                    "last.\n"
+                    "\n"
+                    "  --from WHEN, --to WHEN   the range (default: everything tracked)\n"
+                    "\n"
+                    "%1")
         .arg(whenHelp());
 }

@@ -96,6 +96,9 @@ const QHash<QString, VXScenarioEventType> &eventTypes()
 // Reads one scenario, remembering the first fault with the path of its field.
 class Reader
 {
+    // Its messages are the scenario's (one context for translators).
+    Q_DECLARE_TR_FUNCTIONS(VXScenario)
+
 public:
     QString error;
 

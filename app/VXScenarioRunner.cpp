@@ -238,7 +238,8 @@ QByteArray VXScenarioRunner::run(QString *error)
         // The program's timers up to this instant; those due at it come after its events.
         time.advanceUpTo(m_scenario.start + next);
         if (time.stoppedByRunaway())
-            return fail(tr("the program's timers ran away at %1 s").arg(next));
+            return fail(
+                QCoreApplication::translate("VXScenarioRunner", "the program's timers ran away at %1 s").arg(next));
         if (nextState < m_scenario.desktop.size() && m_scenario.desktop[nextState].at == next)
             desktop.state() = m_scenario.desktop[nextState++].desktop;
         while (nextEvent < m_scenario.events.size() && m_scenario.events[nextEvent].at == next)

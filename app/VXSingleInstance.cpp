@@ -2,6 +2,7 @@
 
 #include "VXPrivateFiles.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -30,6 +31,11 @@ const QString VXSingleInstance::kConfigurationRequest = QStringLiteral("configur
 
 namespace {
 
+// The messages' context for translators.
+struct Text {
+    Q_DECLARE_TR_FUNCTIONS(VXSingleInstance)
+};
+
 const QByteArray kOk = QByteArrayLiteral("ok");
 const QByteArray kError = QByteArrayLiteral("error");
 
@@ -50,9 +56,9 @@ bool makeFolder(const QString &folder, QString *error)
     errno = 0;
     if (VXMakePrivateFolder(folder))
         return true;
-    const QString reason = QFileInfo::exists(folder) ? QStringLiteral("it is not a folder")
+    const QString reason = QFileInfo::exists(folder) ? Text::tr("it is not a folder")
                                                      : QString::fromLocal8Bit(strerror(errno ? errno : ENOENT));
-    *error = QStringLiteral("cannot use the data folder <%1>: %2").arg(folder, reason);
+    *error = Text::tr("cannot use the data folder <%1>: %2").arg(folder, reason);
     return false;
 }
 
@@ -144,7 +150,7 @@ bool VXSingleInstance::isOkReply(const QByteArray &reply, QString *message)
         return true;
     if (message)
         *message = first == kError ? QString::fromUtf8(reply.mid(end + 1)).trimmed()
-                                   : QStringLiteral("the running Wendle gave an answer this version does not know");
+                                   : Text::tr("the running Wendle gave an answer this version does not know");
     return false;
 }
 
@@ -171,7 +177,7 @@ VXSingleInstance::Lock VXSingleInstance::lock(QString *error)
     const QByteArray path = QFile::encodeName(m_lockPath);
     const int fd = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (fd < 0) {
-        *error = QStringLiteral("cannot use the data folder <%1>: %2")
+        *error = Text::tr("cannot use the data folder <%1>: %2")
                      .arg(QFileInfo(m_lockPath).absolutePath(), QString::fromLocal8Bit(strerror(errno)));
         return Lock::Failed;
     }
@@ -180,7 +186,7 @@ VXSingleInstance::Lock VXSingleInstance::lock(QString *error)
         ::close(fd);
         if (reason == EWOULDBLOCK)
             return Lock::HeldByAnother;
-        *error = QStringLiteral("cannot lock <%1>: %2").arg(m_lockPath, QString::fromLocal8Bit(strerror(reason)));
+        *error = Text::tr("cannot lock <%1>: %2").arg(m_lockPath, QString::fromLocal8Bit(strerror(reason)));
         return Lock::Failed;
     }
     m_lockFd = fd;

@@ -48,6 +48,8 @@ VXArrayRef windowsOf(const VXDictionary &application)
 
 class Table
 {
+    Q_DECLARE_TR_FUNCTIONS(VXStatusCommand)
+
 public:
     void row(int depth, const QString &name, const VXDictionary &item)
     {

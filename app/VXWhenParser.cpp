@@ -2,12 +2,18 @@
 
 #include "VXClock.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QRegularExpression>
 
 #include <cmath>
 
 namespace {
+
+// The messages' context for translators.
+struct Text {
+    Q_DECLARE_TR_FUNCTIONS(VXWhenParser)
+};
 
 QDateTime localNow(const VXClock &clock)
 {
@@ -46,7 +52,7 @@ std::optional<double> VXWhenParser::timestamp(const QString &text, const VXClock
     const auto wholeDay = [&](const QDate &day) -> std::optional<double> {
         const QDateTime midnight(endOfDay ? day.addDays(1) : day, QTime(0, 0), clock.timeZone());
         if (!midnight.isValid())
-            return failure(error, QStringLiteral("\"%1\" is out of range").arg(text));
+            return failure(error, Text::tr("\"%1\" is out of range").arg(text));
         return unixTime(midnight);
     };
     if (when == QStringLiteral("now"))
@@ -66,7 +72,7 @@ std::optional<double> VXWhenParser::timestamp(const QString &text, const VXClock
         // Days and weeks are calendar days: the same time of day, across daylight-saving changes.
         const QDateTime then = now.addDays(-count * (unit == QStringLiteral("week") ? 7 : 1));
         if (!then.isValid())
-            return failure(error, QStringLiteral("\"%1\" is too long ago").arg(text));
+            return failure(error, Text::tr("\"%1\" is too long ago").arg(text));
         return unixTime(then);
     }
 
@@ -76,19 +82,19 @@ std::optional<double> VXWhenParser::timestamp(const QString &text, const VXClock
     if (dateMatch.hasMatch()) {
         const QDate day(dateMatch.captured(1).toInt(), dateMatch.captured(2).toInt(), dateMatch.captured(3).toInt());
         if (!day.isValid())
-            return failure(error, QStringLiteral("\"%1\" is not a date").arg(text));
+            return failure(error, Text::tr("\"%1\" is not a date").arg(text));
         if (dateMatch.captured(4).isEmpty())
             return wholeDay(day);
         const QTime time(dateMatch.captured(4).toInt(), dateMatch.captured(5).toInt(), dateMatch.captured(6).toInt());
         if (!time.isValid())
-            return failure(error, QStringLiteral("\"%1\" is not a time of day").arg(text));
+            return failure(error, Text::tr("\"%1\" is not a time of day").arg(text));
         return unixTime(QDateTime(day, time, clock.timeZone()));
     }
-    return failure(error, QStringLiteral("\"%1\" is not a time: use %2").arg(text, syntax()));
+    return failure(error, Text::tr("\"%1\" is not a time: use %2").arg(text, syntax()));
 }
 
 QString VXWhenParser::syntax()
 {
-    return QStringLiteral("a date (2026-11-20), a date and time (\"2026-11-20 14:00\"), now, today, yesterday, "
-                          "\"N days ago\" or \"N hours ago\"");
+    return Text::tr("a date (2026-11-20), a date and time (\"2026-11-20 14:00\"), now, today, yesterday, "
+                    "\"N days ago\" or \"N hours ago\"");
 }

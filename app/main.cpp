@@ -7,6 +7,7 @@
 #include "VXSingleInstance.h"
 #include "VXStatusCommand.h"
 #include "VXTrackerProgram.h"
+#include "VXTranslations.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -67,9 +68,13 @@ int main(int argc, char *argv[])
     // A word that is neither a command nor a CSV file is said to be so before anything starts,
     // and before the options after it are looked at ("wendle exprot --from today").
     if (tracker && argc > 1 && argv[1][0] != '-') {
-        if (const QString problem = VXCommandLine::fileArgumentProblem(QString::fromLocal8Bit(argv[1]));
-            !problem.isEmpty())
-            return refuse(problem);
+        const QString argument = QString::fromLocal8Bit(argv[1]);
+        if (!VXCommandLine::fileArgumentProblem(argument).isEmpty()) {
+            // Said in the user's language, which takes an application to load.
+            QCoreApplication messages(argc, argv);
+            VXTranslations::install();
+            return refuse(VXCommandLine::fileArgumentProblem(argument));
+        }
     }
     // A quit asked for while the program starts is taken up once it runs.
     if (tracker)
@@ -84,18 +89,22 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationVersion(QStringLiteral(WENDLE_VERSION));
     if (withDisplay)
         QApplication::setQuitOnLastWindowClosed(false);
+    VXTranslations::install();
 
     QCommandLineParser parser;
     parser.setApplicationDescription(VXCommandLine::help());
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("CSV files to open as reports."),
+    parser.addPositionalArgument(QStringLiteral("files"),
+                                 QCoreApplication::translate("VXCommandLine", "CSV files to open as reports."),
                                  QStringLiteral("[FILE.csv...]"));
-    const QCommandLineOption reportOption(QStringLiteral("report"), QStringLiteral("Open the live activity report."));
+    const QCommandLineOption reportOption(
+        QStringLiteral("report"), QCoreApplication::translate("VXCommandLine", "Open the live activity report."));
     parser.addOption(reportOption);
     // The tracker always writes its log; the option is there for the commands.
-    parser.addOption(QCommandLineOption(VXCommandLine::kVerboseOption.mid(2),
-                                        QStringLiteral("Commands show the program's log lines too.")));
+    parser.addOption(
+        QCommandLineOption(VXCommandLine::kVerboseOption.mid(2),
+                           QCoreApplication::translate("VXCommandLine", "Commands show the program's log lines too.")));
 
     // Commands take their own arguments (macOS-style "-int" flags and the like), so they are
     // dispatched before the program's options are parsed.

@@ -7,6 +7,8 @@ packages=(
   # build
   build-essential cmake ninja-build pkg-config
   qt6-base-dev qt6-base-dev-tools qt6-svg-dev libgl-dev
+  # the translations: lupdate and lrelease, and Qt's own texts in German
+  qt6-tools-dev qt6-l10n-tools qt6-translations-l10n
   # the X11 desktop adapter
   libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-res0-dev libxcb-sync-dev libxcb-screensaver0-dev
   # the Wayland desktop adapters (the protocol descriptions are read at build time) and Qt's
@@ -24,6 +26,9 @@ packages=(
   clang libclang-rt-14-dev
   # the format check of CI
   clang-format
+  # what the install tree and the package are checked with: the desktop entry and AppStream
+  # validators, the manual page tools, the completion of bash and zsh, lintian
+  desktop-file-utils appstream man-db file bash-completion zsh lintian
 )
 
 missing=()

@@ -45,7 +45,7 @@ struct VXConfigurationStore::Writer {
 
 namespace {
 
-QString tr(const char *context, const char *text)
+QString translated(const char *context, const char *text)
 {
     return QCoreApplication::translate(context, text);
 }
@@ -113,11 +113,13 @@ QString VXConfigurationStore::sandboxedConfigurationPath(const QString &defaultP
             VXDebugLog(VXFillFormat(VXStoringSandboxConfigurationPathSilentlyMessage, {earlier}));
             result = earlier;
         } else {
-            const QString informative = VXFillFormat(tr("VXConfigurationStore", VXConfigurationFoundInformativeText),
-                                                     {readablePathRepresentation(QFileInfo(earlier).path())});
-            const int answer = access->runAlert(
-                tr("VXConfigurationStore", VXConfigurationFoundMessage), informative,
-                {tr("VXUserDefaults", kUnlockButtonTitle), tr("VXConfigurationStore", VXStartOverButtonTitle)});
+            const QString informative
+                = VXFillFormat(translated("VXConfigurationStore", VXConfigurationFoundInformativeText),
+                               {readablePathRepresentation(QFileInfo(earlier).path())});
+            const int answer
+                = access->runAlert(translated("VXConfigurationStore", VXConfigurationFoundMessage), informative,
+                                   {translated("VXUserDefaults", kUnlockButtonTitle),
+                                    translated("VXConfigurationStore", VXStartOverButtonTitle)});
             bool cancel = false;
             if (answer == 0 && access->confirmWriteAccessForPath(earlier, true, &cancel, accessedBookmarkPath, {})) {
                 m_defaults.setString(earlier, VXDefaultConfigurationSandboxKey);

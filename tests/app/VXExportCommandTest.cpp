@@ -397,6 +397,7 @@ TEST_F(VXExportCommandTest, TheBuiltProgramReadsItsOwnFoldersAndWritesCSVThatPyt
         = wendle({QStringLiteral("summary"), QStringLiteral("--from"), QStringLiteral("2026-11-20 09:00"),
                   QStringLiteral("--to"), QStringLiteral("2026-11-20 13:00")});
     EXPECT_EQ(summaryStatus, 0);
-    EXPECT_TRUE(summary.startsWith("From 2026-11-20 09:00:00 to 2026-11-20 13:00:00 (4:00:00)\n"));
-    EXPECT_TRUE(summary.contains("Editor                1:30:00   37  3:00:00   75\n")) << summary.toStdString();
+    // ... and the summary speaks German.
+    EXPECT_TRUE(summary.startsWith("Von 2026-11-20 09:00:00 bis 2026-11-20 13:00:00 (4:00:00)\n"));
+    EXPECT_TRUE(summary.contains("Editor             1:30:00   37   3:00:00   75\n")) << summary.toStdString();
 }

@@ -1,0 +1,210 @@
+// Wendle in German: the program's windows built as the German build shows them (the system
+// locale de_DE, the translation loaded the way the program loads it), on the offscreen platform.
+// Every text a person can read on them (titles, labels, buttons, menu entries, tool tips) is
+// checked against the program's own English texts: any that shows untranslated has escaped the
+// translation (a text never marked, or looked up under another context than it was marked in).
+// A picture of each window is left in screenshots/de for a person to look at.
+
+#include "VXReportControllerTestSupport.h"
+
+#include "VXControllerTestSupport.h"
+#include "VXFakeDesktop.h"
+#include "VXMainController.h"
+#include "VXReportController.h"
+#include "VXReportSnapshotManager.h"
+#include "VXReportSnapshotWindows.h"
+#include "VXTrackingIndicator.h"
+#include "VXTranslations.h"
+#include "VXVirtualScheduler.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QComboBox>
+#include <QDir>
+#include <QGroupBox>
+#include <QLabel>
+#include <QMenu>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTabBar>
+#include <QTest>
+#include <QXmlStreamReader>
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+using namespace vxreporttest;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr double kMorning = 1'763'712'000.0;   // 2025-11-21 08:00 UTC
+
+const QByteArray kSnapshotCSV
+    = "Pool,Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time),Total Begin (Unix Time),Total End (Unix Time)\n"
+      ",Editor,,1763712000.00,1763719200.00,1763712000.00,1763740800.00\n"
+      ",Editor,report.txt,1763712000.00,1763715600.00,1763712000.00,1763726400.00\n"
+      ",Terminal,,1763719200.00,1763722800.00,1763712000.00,1763740800.00\n"
+      "Writing,Editor,,1763712000.00,1763719200.00,1763712000.00,1763740800.00\n";
+
+// Words of the program's own titles that no German text of it contains: one of them in a window
+// means English got through, even in a text the translation does not know.
+const QStringList kEnglishWords {u"Activity"_s, u"Report"_s,   u"Foreground"_s, u"Total"_s,   u"Applications"_s,
+                                 u"Quit"_s,     u"Tracking"_s, u"Tracked"_s,    u"Nothing"_s, u"Time"_s,
+                                 u"From"_s,     u"View"_s,     u"Cancel"_s,     u"Reset"_s,   u"Light"_s,
+                                 u"Dark"_s,     u"Scheme"_s,   u"Display"_s,    u"Hours"_s,   u"Days"_s};
+
+// A text as a person reads it: without the ampersands that mark mnemonics, trimmed.
+QString readable(QString text)
+{
+    static const QRegularExpression mnemonic(u"&(?=\\S)"_s);
+    return text.remove(mnemonic).trimmed();
+}
+
+// Every English text of the German translation, but those that read the same in German ("Wendle",
+// "Pools"): a text still waiting for its translation counts, since it would show in English.
+std::set<QString> englishTexts()
+{
+    std::set<QString> texts;
+    QFile file(QStringLiteral(WENDLE_GERMAN_TS));
+    if (!file.open(QIODevice::ReadOnly))
+        return texts;
+    QXmlStreamReader reader(&file);
+    QString source;
+    while (!reader.atEnd()) {
+        if (reader.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        if (reader.name() == u"source"_s) {
+            source = reader.readElementText();
+        } else if (reader.name() == u"translation"_s) {
+            if (reader.readElementText() != source)
+                texts.insert(readable(source));
+        }
+    }
+    return texts;
+}
+
+// The texts a person reads on a window: its title and those of its widgets, menus and actions,
+// without the mnemonics' ampersands.
+QStringList visibleTexts(QWidget *window)
+{
+    QStringList texts {window->windowTitle()};
+    for (QLabel *label : window->findChildren<QLabel *>())
+        texts << label->text();
+    for (QAbstractButton *button : window->findChildren<QAbstractButton *>())
+        texts << button->text() << button->toolTip();
+    for (QGroupBox *box : window->findChildren<QGroupBox *>())
+        texts << box->title();
+    for (QComboBox *box : window->findChildren<QComboBox *>()) {
+        for (int i = 0; i < box->count(); ++i)
+            texts << box->itemText(i);
+    }
+    for (QTabBar *bar : window->findChildren<QTabBar *>()) {
+        for (int i = 0; i < bar->count(); ++i)
+            texts << bar->tabText(i) << bar->tabToolTip(i);
+    }
+    for (QMenu *menu : window->findChildren<QMenu *>())
+        texts << menu->title();
+    for (QAction *action : window->findChildren<QAction *>())
+        texts << action->text() << action->toolTip();
+    for (QWidget *widget : window->findChildren<QWidget *>())
+        texts << widget->toolTip();
+    QStringList shown;
+    for (const QString &text : texts) {
+        if (!readable(text).isEmpty())
+            shown << readable(text);
+    }
+    return shown;
+}
+
+// What escaped the translation on a window, one line each.
+QStringList englishOn(QWidget *window, const std::set<QString> &english)
+{
+    QStringList found;
+    for (const QString &text : visibleTexts(window)) {
+        if (english.count(text))
+            found << u"\"%1\" (an English text of the program)"_s.arg(text);
+        for (const QString &word : kEnglishWords) {
+            if (text.contains(QRegularExpression(u"\\b%1\\b"_s.arg(word))))
+                found << u"\"%1\" (the English word \"%2\")"_s.arg(text, word);
+        }
+    }
+    return found;
+}
+
+void saveScreenshot(QWidget *window, const QString &name)
+{
+    const QString folder = QStringLiteral(WENDLE_SCREENSHOT_DIR);
+    QDir().mkpath(folder);
+    EXPECT_TRUE(window->grab().save(folder + u'/' + name + u".png"_s))
+        << "cannot write the screenshot " << name.toStdString();
+}
+
+}   // namespace
+
+TEST(GermanWindows, NoEnglishTextOnAnyWindow)
+{
+    if (!qEnvironmentVariable("LANG").startsWith(u"de"_s))
+        GTEST_SKIP() << "needs LANG=de_DE.UTF-8 (set by CTest) so that the system locale is German";
+    application();
+    ASSERT_EQ(QLocale().language(), QLocale::German);
+    ASSERT_TRUE(VXTranslations::install()) << "the German translation is not in the program";
+    const std::set<QString> english = englishTexts();
+    ASSERT_GT(english.size(), 100u) << "cannot read the German translation " << WENDLE_GERMAN_TS;
+
+    PrivateSettings settings;
+    vxtest::ScopedDataHome dataHome;
+    VXVirtualScheduler time {kMorning};
+    VXFakeDesktop desktop;
+    desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, u"org.example.Editor"_s, 10);
+    desktop.launch(u"Terminal"_s, u"/usr/share/applications/org.example.Terminal.desktop"_s, u"org.example.Terminal"_s,
+                   11);
+    desktop.openWindow(10, u"report.txt"_s);
+    VXMainController controller(desktop, time, time, *settings.defaults);
+    controller.updateLists(&controller);
+    for (std::int64_t process : {10, 11, 10}) {
+        desktop.activate(process);
+        time.advanceBy(40 * 60.0);
+    }
+
+    // The live report.
+    auto live = VXReportController::reportControllerWithUniqueID(VXReportKey::kDefaultUniqueID, &controller,
+                                                                 settings.defaults.get());
+    live->toggleReportWindow(nullptr);
+    live->reportWindow()->resize(900, 560);
+
+    // A report reopened from an exported file.
+    const QString csv = settings.folder.path() + u"/2025-11-21.csv"_s;
+    QFile file(csv);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(kSnapshotCSV);
+    file.close();
+    VXReportSnapshotWindows windows(settings.defaults.get());
+    VXReportSnapshotManager manager;
+    manager.setPresenter(&windows);
+    manager.setDelegate(&controller);
+    QSignalSpy shown(&manager, &VXReportSnapshotManager::reportSnapshotShown);
+    manager.showReportSnapshotFromCSVFile(csv, u","_s);
+    ASSERT_TRUE(shown.wait(10000));
+    auto *snapshot = dynamic_cast<VXReportController *>(manager.controllerForPath(csv).get());
+    ASSERT_NE(snapshot, nullptr);
+    snapshot->reportWindow()->resize(900, 560);
+
+    // The tracking indicator (a window: the offscreen platform has no tray).
+    VXTrackingIndicator indicator;
+    indicator.show();
+    ASSERT_NE(indicator.window(), nullptr);
+
+    const std::pair<QString, QWidget *> shownWindows[] = {{u"report-live"_s, live->reportWindow()},
+                                                          {u"report-snapshot"_s, snapshot->reportWindow()},
+                                                          {u"tracking-indicator"_s, indicator.window()}};
+    for (const auto &[name, window] : shownWindows) {
+        SCOPED_TRACE(name.toStdString());
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
+        EXPECT_FALSE(visibleTexts(window).isEmpty()) << "no text found on the window";
+        const QStringList escaped = englishOn(window, english);
+        EXPECT_TRUE(escaped.isEmpty()) << "English on the German window: " << escaped.join(u"; "_s).toStdString();
+        saveScreenshot(window, name);
+    }
+}
