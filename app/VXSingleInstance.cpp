@@ -103,12 +103,11 @@ void VXSingleInstance::serve()
                     socket->abort();
                 return;
             }
-            const QStringList words
-                = QString::fromUtf8(socket->readLine(kMaximumRequest)).trimmed().split(QLatin1Char('\t'));
-            if (words.value(0) == kOpenRequest) {
-                Q_EMIT filesOpened(words.mid(1));
+            const Request request = requestFromLine(socket->readLine(kMaximumRequest));
+            if (request.kind == Request::Kind::Open) {
+                Q_EMIT filesOpened(request.files);
                 socket->write("ok\n");
-            } else if (words.value(0) == kStatusRequest && m_statusProvider) {
+            } else if (request.kind == Request::Kind::Status && m_statusProvider) {
                 socket->write(m_statusProvider());
             } else {
                 socket->write("unknown request\n");
@@ -124,7 +123,7 @@ std::optional<QByteArray> VXSingleInstance::send(const QString &socketPath, cons
     socket.connectToServer(socketPath);
     if (!socket.waitForConnected(timeoutMs))
         return std::nullopt;
-    socket.write(request.join(QLatin1Char('\t')).toUtf8() + '\n');
+    socket.write(lineForRequest(request));
     if (!socket.waitForBytesWritten(timeoutMs))
         return std::nullopt;
     QByteArray reply;
@@ -136,4 +135,22 @@ std::optional<QByteArray> VXSingleInstance::send(const QString &socketPath, cons
     if (reply.isEmpty())
         return std::nullopt;
     return reply;
+}
+
+QByteArray VXSingleInstance::lineForRequest(const QStringList &words)
+{
+    return words.join(QLatin1Char('\t')).toUtf8() + '\n';
+}
+
+VXSingleInstance::Request VXSingleInstance::requestFromLine(QByteArrayView line)
+{
+    const QStringList words = QString::fromUtf8(line).trimmed().split(QLatin1Char('\t'));
+    Request request;
+    if (words.value(0) == kOpenRequest) {
+        request.kind = Request::Kind::Open;
+        request.files = words.mid(1);
+    } else if (words.value(0) == kStatusRequest) {
+        request.kind = Request::Kind::Status;
+    }
+    return request;
 }

@@ -8,6 +8,7 @@
 // "status" asks for the running instance's view of the desktop.
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -45,6 +46,16 @@ public:
     // Sends a request to the primary instance and answers its reply, or nothing when no
     // instance answers within the timeout.
     static std::optional<QByteArray> send(const QString &socketPath, const QStringList &request, int timeoutMs = 3000);
+
+    // A request as the primary instance reads it: what it asks for, and the files to open.
+    struct Request {
+        enum class Kind { Open, Status, Unknown };
+        Kind kind = Kind::Unknown;
+        QStringList files;
+    };
+    // The line send() writes for a request's words, and the request read from a line.
+    static QByteArray lineForRequest(const QStringList &words);
+    static Request requestFromLine(QByteArrayView line);
 
 Q_SIGNALS:
     void filesOpened(const QStringList &paths);
