@@ -139,12 +139,34 @@ std::optional<QByteArray> VXSingleInstance::send(const QString &socketPath, cons
 
 QByteArray VXSingleInstance::lineForRequest(const QStringList &words)
 {
-    return words.join(QLatin1Char('\t')).toUtf8() + '\n';
+    QStringList escaped = words;
+    for (QString &word : escaped)
+        word.replace(u'\\', QStringLiteral("\\\\"))
+            .replace(u'\t', QStringLiteral("\\t"))
+            .replace(u'\n', QStringLiteral("\\n"));
+    return escaped.join(u'\t').toUtf8() + '\n';
 }
 
 VXSingleInstance::Request VXSingleInstance::requestFromLine(QByteArrayView line)
 {
-    const QStringList words = QString::fromUtf8(line).trimmed().split(QLatin1Char('\t'));
+    // Only the line end goes: blanks at either end belong to the words (a file name may end in one).
+    if (line.endsWith('\n'))
+        line.chop(1);
+    QStringList words = QString::fromUtf8(line).split(u'\t');
+    for (QString &word : words) {
+        if (!word.contains(u'\\'))
+            continue;
+        QString plain;
+        for (qsizetype i = 0; i < word.size(); ++i) {
+            QChar c = word.at(i);
+            if (c == u'\\' && i + 1 < word.size()) {
+                c = word.at(++i);
+                c = c == u't' ? QChar(u'\t') : c == u'n' ? QChar(u'\n') : c;
+            }
+            plain += c;
+        }
+        word = plain;
+    }
     Request request;
     if (words.value(0) == kOpenRequest) {
         request.kind = Request::Kind::Open;

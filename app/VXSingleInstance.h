@@ -5,7 +5,8 @@
 // start finds the lock taken, hands its request to the first instance over the socket and exits.
 //
 // Requests are one line of tab-separated words: "open<TAB>FILE..." hands over files to show,
-// "status" asks for the running instance's view of the desktop.
+// "status" asks for the running instance's view of the desktop. A tab, a line break or a
+// backslash in a word (file names may hold them) is written "\t", "\n" or "\\".
 
 #include <QByteArray>
 #include <QByteArrayView>
