@@ -9,6 +9,7 @@
 #include "VXReportSnapshotTimestampFormatter.h"
 
 #include <QFile>
+#include <QStringDecoder>
 
 #include <array>
 #if defined(__SSE2__)
@@ -957,9 +958,12 @@ Survey surveyOf(std::string_view text, int parts)
     return whole;
 }
 
+// A name's text. A leading U+FEFF stays (QString::fromUtf8 would drop it as a byte-order mark):
+// names that differ in it are different items, and each item needs a node of its own.
 QString textOf(std::string_view text)
 {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
+    return decoder(QByteArrayView(text.data(), static_cast<qsizetype>(text.size())));
 }
 
 class Parser
