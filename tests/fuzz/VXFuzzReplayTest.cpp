@@ -1,11 +1,11 @@
 // Replays the fuzz targets' seed corpora and every input a fuzzer once found (fuzz/corpus and
 // fuzz/regressions) through the same target code, so that a reader fault that was fixed stays
-// fixed. Each file runs in a child process: a broken round trip aborts there and fails that file.
+// fixed. Each file runs in a child process: a broken promise aborts there and fails that file.
 //
 // Seed names say what the reader must do: valid-* is read, refused-* is refused, damaged-* only
 // must not crash.
 
-#include "VXFuzzRoundTrip.h"
+#include "VXFuzzTargets.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,8 +18,6 @@
 #include <sys/wait.h>
 
 namespace {
-
-using Target = int (*)(const std::uint8_t *, std::size_t);
 
 QStringList filesIn(const QString &folder)
 {
@@ -37,12 +35,12 @@ QByteArray contents(const QString &path)
     return file.readAll();
 }
 
-// Feeds one file to the target in a child process, so that an input that breaks a round trip
-// (the target aborts) fails this file alone, with the target's message, and the replay goes on.
+// Feeds one file to the target in a child process, so that an input that breaks a promise (the
+// target aborts) fails this file alone, with the target's message, and the replay goes on.
 // The child's exit code says whether the reader accepted the input.
 enum class Expect { Accepted, Refused, Either };
 
-void replay(Target target, const QString &path, Expect expect)
+void replay(VXFuzzTarget target, const QString &path, Expect expect)
 {
     const QByteArray bytes = contents(path);
     const auto *data = reinterpret_cast<const std::uint8_t *>(bytes.constData());
@@ -66,33 +64,43 @@ void replay(Target target, const QString &path, Expect expect)
                                             : ": must not crash");
 }
 
-void replayReader(const QString &reader, Target target)
+void replayTarget(const QString &name, VXFuzzTarget target)
 {
-    const QStringList seeds = filesIn(QStringLiteral("corpus/") + reader);
-    ASSERT_FALSE(seeds.isEmpty()) << "no seed corpus for " << qPrintable(reader);
+    const QStringList seeds = filesIn(QStringLiteral("corpus/") + name);
+    ASSERT_FALSE(seeds.isEmpty()) << "no seed corpus for " << qPrintable(name);
     int valid = 0;
     int refused = 0;
     for (const QString &path : seeds) {
-        const QString name = QFileInfo(path).fileName();
+        const QString file = QFileInfo(path).fileName();
         Expect expect = Expect::Either;
-        if (name.startsWith(QLatin1String("valid-"))) {
+        if (file.startsWith(QLatin1String("valid-"))) {
             expect = Expect::Accepted;
             ++valid;
-        } else if (name.startsWith(QLatin1String("refused-"))) {
+        } else if (file.startsWith(QLatin1String("refused-"))) {
             expect = Expect::Refused;
             ++refused;
         }
         replay(target, path, expect);
     }
-    EXPECT_GT(valid, 0) << "the corpus of " << qPrintable(reader) << " has no valid seed";
-    EXPECT_GT(refused, 0) << "the corpus of " << qPrintable(reader) << " has no seed that must be refused";
+    EXPECT_GT(valid, 0) << "the corpus of " << qPrintable(name) << " has no valid seed";
+    EXPECT_GT(refused, 0) << "the corpus of " << qPrintable(name) << " has no seed that must be refused";
 
-    // Inputs that once crashed or hung a reader, or broke a round trip: replaying them is the test.
-    for (const QString &path : filesIn(QStringLiteral("regressions/") + reader))
+    // Inputs that once crashed or hung a reader, or broke a promise: replaying them is the test.
+    for (const QString &path : filesIn(QStringLiteral("regressions/") + name))
         replay(target, path, Expect::Either);
 }
 
-class VXFuzzReplayTest : public ::testing::Test
+struct Target {
+    const char *name;   // the folder of its corpus and regressions
+    VXFuzzTarget function;
+};
+
+void PrintTo(const Target &target, std::ostream *out)
+{
+    *out << target.name;
+}
+
+class VXFuzzReplayTest : public ::testing::TestWithParam<Target>
 {
 protected:
     static void SetUpTestSuite()
@@ -103,17 +111,18 @@ protected:
     static void TearDownTestSuite() { qInstallMessageHandler(nullptr); }
 };
 
-TEST_F(VXFuzzReplayTest, BinaryReader)
+TEST_P(VXFuzzReplayTest, SeedsAndRegressions)
 {
-    replayReader(QStringLiteral("binary"), VXFuzzBinary);
+    replayTarget(QString::fromLatin1(GetParam().name), GetParam().function);
 }
-TEST_F(VXFuzzReplayTest, XMLReader)
-{
-    replayReader(QStringLiteral("xml"), VXFuzzXML);
-}
-TEST_F(VXFuzzReplayTest, OpenStepReader)
-{
-    replayReader(QStringLiteral("openstep"), VXFuzzOpenStep);
-}
+
+INSTANTIATE_TEST_SUITE_P(Targets, VXFuzzReplayTest,
+                         ::testing::Values(Target {"binary", VXFuzzBinary}, Target {"xml", VXFuzzXML},
+                                           Target {"openstep", VXFuzzOpenStep}, Target {"csv", VXFuzzCSV},
+                                           Target {"desktop_entry", VXFuzzDesktopEntry},
+                                           Target {"scenario", VXFuzzScenario}, Target {"when", VXFuzzWhen},
+                                           Target {"defaults", VXFuzzDefaults},
+                                           Target {"instance_request", VXFuzzInstanceRequest}),
+                         [](const ::testing::TestParamInfo<Target> &target) { return std::string(target.param.name); });
 
 }   // namespace
