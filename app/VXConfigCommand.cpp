@@ -1,14 +1,18 @@
 #include "VXConfigCommand.h"
 
+#include "VXConfigurationKeys.h"
 #include "VXConfigurationStore.h"
 #include "VXLibraryFolders.h"
 #include "VXPropertyListSerialization.h"
+#include "VXSingleInstance.h"
 #include "VXUserDefaults.h"
 
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
 #include <QTextStream>
+
+#include <algorithm>
 
 const QString VXConfigCommand::kName = QStringLiteral("config");
 
@@ -17,19 +21,8 @@ namespace {
 const QString kShow = QStringLiteral("show");
 const QString kImport = QStringLiteral("import");
 
-// The name the previous file is kept under: "Default 2026-11-21 09.30.00.plist" beside it,
-// with " 2", " 3", ... added when that is taken.
-QString backupPathFor(const QString &file)
-{
-    const QFileInfo info(file);
-    const QString stem = info.path() + u'/' + info.completeBaseName() + u' '
-        + QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH.mm.ss"));
-    const QString suffix = u'.' + info.suffix();
-    QString candidate = stem + suffix;
-    for (int number = 2; QFileInfo::exists(candidate); ++number)
-        candidate = stem + u' ' + QString::number(number) + suffix;
-    return candidate;
-}
+// The running Wendle reads and saves the file before it answers: a large record takes a while.
+constexpr int kImportTimeout = 60000;   // milliseconds
 
 // "an array", "a string": the root's type for a message.
 QString typeWithArticle(const VXValue &value)
@@ -80,26 +73,9 @@ int show(QTextStream &out, QTextStream &err, const QString &settingsFolder)
     return VXConfigCommand::Success;
 }
 
-int import(const QString &source, QTextStream &out, QTextStream &err)
+// The file written here, while no Wendle runs (the lock is held throughout).
+int importIntoFile(const QString &source, const VXDictionaryRef &configuration, QTextStream &out, QTextStream &err)
 {
-    QFile file(source);
-    if (!file.open(QIODevice::ReadOnly)) {
-        err << QStringLiteral("cannot import <%1>: %2\n").arg(source, file.errorString());
-        return VXConfigCommand::Failure;
-    }
-    const VXValue configuration = VXPropertyListSerialization::valueFromData(file.readAll());
-    if (configuration.isNull()) {
-        err << QStringLiteral("cannot import <%1>: it is not a property list (binary, XML or old-style text)\n")
-                   .arg(source);
-        return VXConfigCommand::Failure;
-    }
-    if (!configuration.isDictionary()) {
-        err << QStringLiteral("cannot import <%1>: its root is %2, not a dictionary; a configuration is a dictionary "
-                              "with \"Applications\", \"Pools\" and the rest of the record\n")
-                   .arg(source, typeWithArticle(configuration));
-        return VXConfigCommand::Failure;
-    }
-
     const QString folder = libraryFolderPathWithName(VXConfigurationsFolderName);
     if (folder.isEmpty()) {
         err << QStringLiteral("cannot import <%1>: the folder <%2> cannot be made\n")
@@ -109,7 +85,7 @@ int import(const QString &source, QTextStream &out, QTextStream &err)
     const QString target = folder + u'/' + VXDefaultConfigurationFileName;
     QString backup;
     if (QFileInfo::exists(target)) {
-        backup = backupPathFor(target);
+        backup = VXConfigCommand::backupPathFor(target);
         // A copy, not a move: until the new file is in place, the old one stays where it was.
         if (!QFile::copy(target, backup)) {
             err << QStringLiteral("cannot import <%1>: the previous configuration cannot be kept as <%2>\n")
@@ -118,7 +94,7 @@ int import(const QString &source, QTextStream &out, QTextStream &err)
         }
         QFile::setPermissions(backup, QFile::ReadOwner | QFile::WriteOwner);
     }
-    if (!writeToBinaryFile(configuration, target, true)) {
+    if (!writeToBinaryFile(VXValue(configuration), target, true)) {
         err << QStringLiteral("cannot import <%1>: <%2> cannot be written\n").arg(source, target);
         if (!backup.isEmpty())
             QFile::remove(backup);
@@ -127,12 +103,97 @@ int import(const QString &source, QTextStream &out, QTextStream &err)
     out << QStringLiteral("imported <%1> into <%2>\n").arg(source, target);
     if (!backup.isEmpty())
         out << QStringLiteral("the previous configuration is kept as <%1>\n").arg(backup);
-    out << QStringLiteral("A running Wendle saves its own record over this file: quit it before importing, "
-                          "then start it again.\n");
+    return VXConfigCommand::Success;
+}
+
+int import(const QString &source, QTextStream &out, QTextStream &err)
+{
+    QString error;
+    const VXDictionaryRef configuration = VXConfigCommand::importableConfiguration(source, &error);
+    if (!configuration) {
+        err << error << '\n';
+        return VXConfigCommand::Failure;
+    }
+    VXSingleInstance instance(VXSingleInstance::defaultLockPath(), VXSingleInstance::defaultSocketPath());
+    switch (instance.lock(&error)) {
+    case VXSingleInstance::Lock::Acquired: return importIntoFile(source, configuration, out, err);
+    case VXSingleInstance::Lock::Failed:
+        err << QStringLiteral("cannot import <%1>: %2\n").arg(source, error);
+        return VXConfigCommand::Failure;
+    case VXSingleInstance::Lock::HeldByAnother: break;
+    }
+    // Wendle runs: it would save its own record over the file, so it takes the import itself.
+    const std::optional<QByteArray> reply = VXSingleInstance::send(
+        VXSingleInstance::defaultSocketPath(),
+        {VXInstanceRequest::Kind::Import, {QFileInfo(source).absoluteFilePath()}}, kImportTimeout);
+    if (!reply) {
+        err << QStringLiteral("cannot import <%1>: Wendle is running but does not answer, and it would save its own "
+                              "record over the file; quit Wendle, then import again\n")
+                   .arg(source);
+        return VXConfigCommand::Failure;
+    }
+    if (!VXSingleInstance::isOkReply(*reply, &error)) {
+        err << error << '\n';
+        return VXConfigCommand::Failure;
+    }
+    out << QString::fromUtf8(reply->mid(reply->indexOf('\n') + 1));
     return VXConfigCommand::Success;
 }
 
 }   // namespace
+
+const QStringList &VXConfigCommand::recordKeys()
+{
+    static const QStringList keys {VXApplicationsKey,    VXPoolsKey,       VXApplicationBlacklistKey,
+                                   VXWindowBlacklistKey, VXCutoffsKey,     VXFirstTimestampKey,
+                                   VXLastTimestampKey,   VXOverallTimeKey, VXFirstPoolTimestampKey,
+                                   VXOverallPoolTimeKey};
+    return keys;
+}
+
+VXDictionaryRef VXConfigCommand::importableConfiguration(const QString &path, QString *error)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error = QStringLiteral("cannot import <%1>: %2").arg(path, file.errorString());
+        return VXDictionaryRef();
+    }
+    const VXValue configuration = VXPropertyListSerialization::valueFromData(file.readAll());
+    if (configuration.isNull()) {
+        *error
+            = QStringLiteral("cannot import <%1>: it is not a property list (binary, XML or old-style text)").arg(path);
+        return VXDictionaryRef();
+    }
+    if (!configuration.isDictionary()) {
+        *error = QStringLiteral("cannot import <%1>: its root is %2, not a dictionary; a configuration is a dictionary "
+                                "with \"Applications\", \"Pools\" and the rest of the record")
+                     .arg(path, typeWithArticle(configuration));
+        return VXDictionaryRef();
+    }
+    const VXDictionary &dictionary = *configuration.dictionary();
+    if (std::none_of(recordKeys().begin(), recordKeys().end(),
+                     [&](const QString &key) { return dictionary.contains(key); })) {
+        *error = QStringLiteral("cannot import <%1>: it is not a Wendle record; it holds none of its keys (\"%2\")%3")
+                     .arg(path, recordKeys().join(QStringLiteral("\", \"")),
+                          dictionary.contains(VXDefaultConfigurationKey)
+                              ? QStringLiteral("; it looks like the settings file")
+                              : QString());
+        return VXDictionaryRef();
+    }
+    return configuration.dictionaryRef();
+}
+
+QString VXConfigCommand::backupPathFor(const QString &file)
+{
+    const QFileInfo info(file);
+    const QString stem = info.path() + u'/' + info.completeBaseName() + u' '
+        + QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH.mm.ss"));
+    const QString suffix = u'.' + info.suffix();
+    QString candidate = stem + suffix;
+    for (int number = 2; QFileInfo::exists(candidate); ++number)
+        candidate = stem + u' ' + QString::number(number) + suffix;
+    return candidate;
+}
 
 QString VXConfigCommand::usage()
 {
@@ -140,9 +201,11 @@ QString VXConfigCommand::usage()
                           "       wendle config import FILE\n"
                           "\n"
                           "show    print the saved configuration as an XML property list\n"
-                          "import  replace the saved configuration with FILE (a property list in binary,\n"
-                          "        XML or old-style text form whose root is a dictionary); the previous\n"
-                          "        file is kept beside it, named with the date and time\n");
+                          "import  replace the record with FILE (a property list in binary, XML or\n"
+                          "        old-style text form whose root is a dictionary with a record's keys);\n"
+                          "        the previous record is kept beside it, named with the date and time.\n"
+                          "        While Wendle runs, it takes the import in itself (Undo brings the\n"
+                          "        previous record back).\n");
 }
 
 int VXConfigCommand::run(const QStringList &arguments, QTextStream &out, QTextStream &err,
@@ -157,6 +220,9 @@ int VXConfigCommand::run(const QStringList &arguments, QTextStream &out, QTextSt
         return show(out, err, settingsFolder);
     if (arguments.size() == 2 && arguments.at(0) == kImport)
         return import(arguments.at(1), out, err);
-    err << usage();
+    err << "wendle config: "
+        << (arguments.isEmpty() ? QStringLiteral("a command is needed: show or import FILE")
+                                : QStringLiteral("unknown use \"%1\"").arg(arguments.join(u' ')))
+        << "\nRun 'wendle config --help' for its usage.\n";
     return UsageError;
 }

@@ -4,11 +4,14 @@
 //
 // `show` prints the configuration file ($XDG_DATA_HOME/Wendle/Configurations/Default.plist, in
 // whatever form it is) as an XML property list; without a file, the copy kept in the settings
-// under "Default Configuration" when there is one. `import` replaces the file with a property
-// list in any form (binary, XML, old-style text) whose root is a dictionary, written as the
-// program writes it (binary, atomically, mode 0600); the previous file is kept beside it as
-// "Default <date> <time>.plist". A running Wendle saves its own record over the file, so it is
-// to be quit first.
+// under "Default Configuration" when there is one. `import` replaces the record with a property
+// list in any form (binary, XML, old-style text) whose root is a dictionary holding at least one
+// of a record's keys. While Wendle runs, the running program takes it in (an undoable change,
+// saved at once); otherwise the file is written as the program writes it (binary, atomically,
+// mode 0600), with the single-instance lock held so that no Wendle starts meanwhile. Either way
+// the previous record is kept beside the file as "Default <date> <time>.plist".
+
+#include "VXValue.h"
 
 #include <QString>
 #include <QStringList>
@@ -31,4 +34,14 @@ public:
                    const QString &settingsFolder = QString());
 
     static QString usage();
+
+    // The dictionary in the file at `path`, when it can be imported as a record; null with the
+    // reason (naming the file, and what is missing) in `error` otherwise.
+    static VXDictionaryRef importableConfiguration(const QString &path, QString *error);
+    // The keys of which an importable dictionary holds at least one.
+    static const QStringList &recordKeys();
+
+    // Where the record at `file` is kept before it is replaced: "Default 2026-11-21
+    // 09.30.00.plist" beside it, with " 2", " 3", ... added when that is taken.
+    static QString backupPathFor(const QString &file);
 };

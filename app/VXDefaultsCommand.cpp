@@ -1,6 +1,7 @@
 #include "VXDefaultsCommand.h"
 
 #include "VXPropertyListSerialization.h"
+#include "VXRegisteredDefaults.h"
 #include "VXUserDefaults.h"
 
 #include <QDateTime>
@@ -19,6 +20,7 @@ const QString VXDefaultsCommand::kName = QStringLiteral("defaults");
 namespace {
 
 const QString kRead = QStringLiteral("read");
+const QString kAll = QStringLiteral("--all");
 const QString kWrite = QStringLiteral("write");
 const QString kDelete = QStringLiteral("delete");
 const QString kHelpOptions[] = {QStringLiteral("-h"), QStringLiteral("--help"), QStringLiteral("help")};
@@ -241,16 +243,26 @@ QString missingPairText(const QString &key)
 
 int usageError(QTextStream &err, const QString &message)
 {
-    err << "wendle defaults: " << message << "\n\n" << VXDefaultsCommand::usage();
+    err << "wendle defaults: " << message << "\nRun 'wendle defaults --help' for its usage.\n";
     err.flush();
     return VXDefaultsCommand::UsageError;
+}
+
+// Every setting as the program sees it: the stored ones over the registered defaults.
+VXDictionaryRef effectiveSettings(const VXUserDefaults &defaults)
+{
+    VXDictionaryRef settings = VXRegisteredDefaults();
+    const VXDictionaryRef stored = defaults.persistentDictionary();   // held: the loop must not outlive it
+    for (const VXDictionary::Entry &entry : *stored)
+        settings->insert(entry.key, entry.value);
+    return settings;
 }
 
 }   // namespace
 
 QString VXDefaultsCommand::usage()
 {
-    return QStringLiteral("Usage: wendle defaults read [KEY]\n"
+    return QStringLiteral("Usage: wendle defaults read [KEY | --all]\n"
                           "       wendle defaults write KEY VALUE\n"
                           "       wendle defaults write KEY -TYPE VALUE...\n"
                           "       wendle defaults delete KEY\n"
@@ -261,6 +273,8 @@ QString VXDefaultsCommand::usage()
                           "changes in at once.\n"
                           "\n"
                           "  read             prints every stored setting as an old-style property list\n"
+                          "  read --all       prints every setting as Wendle sees it: the stored ones and the\n"
+                          "                   defaults of those not stored\n"
                           "  read KEY         prints one stored setting: text, numbers (booleans as 1 or 0) and\n"
                           "                   dates as they are, arrays, dictionaries and data as old-style text;\n"
                           "                   registered defaults are not shown\n"
@@ -394,17 +408,26 @@ int VXDefaultsCommand::run(const QStringList &arguments, QTextStream &out, QText
         if (arguments.size() > 2)
             return usageError(err, QStringLiteral("read takes at most one KEY"));
         VXUserDefaults defaults(VXUserDefaults::kDomain, folder);
+        if (arguments.size() == 2 && arguments.at(1) == kAll) {
+            out << propertyListText(VXValue(effectiveSettings(defaults))) << '\n';
+            return Success;
+        }
         if (arguments.size() == 1) {
             if (!QFileInfo::exists(defaults.filePath())) {
-                err << "Domain " << VXUserDefaults::kDomain << " does not exist\n";
-                return Failure;
+                err << "No settings have been changed yet: Wendle uses its defaults (wendle defaults read --all "
+                       "lists them).\n";
+                return Success;
             }
             out << propertyListText(VXValue(defaults.persistentDictionary())) << '\n';
             return Success;
         }
-        const VXValue value = defaults.persistentObjectForKey(arguments.at(1));
+        const QString &key = arguments.at(1);
+        const VXValue value = defaults.persistentObjectForKey(key);
         if (value.isNull()) {
-            err << missingPairText(arguments.at(1)) << '\n';
+            err << missingPairText(key) << '\n';
+            const VXDictionaryRef registered = VXRegisteredDefaults();
+            if (registered->contains(key))
+                err << "It is not set; Wendle uses its default: " << plainText(registered->value(key)) << '\n';
             return Failure;
         }
         out << plainText(value) << '\n';

@@ -8,8 +8,10 @@
 #include "VXPropertyListSerialization.h"
 #include "VXRegisteredDefaults.h"
 #include "VXReportEventLogs.h"
+#include "VXSingleInstance.h"
 #include "VXStringExtensions.h"
 #include "VXSystemClock.h"
+#include "VXTerminalText.h"
 #include "VXUserDefaults.h"
 #include "VXWhenParser.h"
 
@@ -27,8 +29,10 @@ const QString VXExportCommand::kSummaryName = QStringLiteral("summary");
 
 namespace {
 
-// Longer names are cut in the summary's table.
+// Longer names are cut in the summary's table (in terminal columns).
 constexpr qsizetype kLongestName = 60;
+// How long the running Wendle may take to write out its record.
+constexpr int kConfigurationTimeout = 10000;   // milliseconds
 
 // The settings store for the length of a command, installed as the standard store (the
 // duration texts read it) and taken out again after.
@@ -70,13 +74,18 @@ void addHelp(QCommandLineParser &parser)
                                         QStringLiteral("Show this help.")));
 }
 
+QString helpPointer(const QString &command)
+{
+    return QStringLiteral("Run 'wendle %1 --help' for its usage.\n").arg(command);
+}
+
 // Parses the arguments; false after writing the reason (or the help, with `helped` set).
 bool parse(QCommandLineParser &parser, const QString &command, const QStringList &arguments, QTextStream &out,
            QTextStream &err, const QString &usage, bool *helped)
 {
     *helped = false;
     if (!parser.parse(QStringList {QStringLiteral("wendle ") + command} + arguments)) {
-        err << "wendle " << command << ": " << parser.errorText() << "\n" << usage;
+        err << "wendle " << command << ": " << parser.errorText() << "\n" << helpPointer(command);
         return false;
     }
     if (parser.isSet(QStringLiteral("help"))) {
@@ -86,29 +95,50 @@ bool parse(QCommandLineParser &parser, const QString &command, const QStringList
     }
     if (!parser.positionalArguments().isEmpty()) {
         err << "wendle " << command << ": unexpected argument \"" << parser.positionalArguments().constFirst() << "\"\n"
-            << usage;
+            << helpPointer(command);
         return false;
     }
     return true;
 }
 
-VXDictionaryRef loadConfiguration(const QString &path, const QString &command, QTextStream &err)
+// The record as the running Wendle has it now; without one, as it saved it last.
+VXDictionaryRef currentConfiguration(const VXExportCommand::Environment &environment, const QString &command,
+                                     QTextStream &err)
 {
+    const QString socket
+        = environment.socketPath.isEmpty() ? VXSingleInstance::defaultSocketPath() : environment.socketPath;
+    if (const std::optional<QByteArray> reply
+        = VXSingleInstance::send(socket, {VXInstanceRequest::Kind::Configuration, {}}, kConfigurationTimeout)) {
+        if (VXDictionaryRef configuration = deeplyMutableDictionaryWithData(*reply))
+            return configuration;
+        QString problem;
+        VXSingleInstance::isOkReply(*reply, &problem);
+        err << "wendle " << command << ": " << problem << "; using the record it saved last\n";
+    }
+    const QString path
+        = environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        err << "wendle " << command << ": no saved configuration at " << path
-            << " (Wendle saves it every half hour and when it quits)\n";
+        err << "wendle " << command << ": Wendle is not running and has saved no record at " << path
+            << " yet (it saves every half hour and when it quits)\n";
         return VXDictionaryRef();
     }
     VXDictionaryRef configuration = deeplyMutableDictionaryWithData(file.readAll());
     if (!configuration)
-        err << "wendle " << command << ": cannot read the configuration " << path << "\n";
+        err << "wendle " << command << ": cannot read the record " << path << ": it is damaged or not a record\n";
     return configuration;
 }
 
-// The range from --from and --to, each defaulting to the tracked data's own bounds.
+QString localText(double timestamp, const VXClock &clock)
+{
+    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(timestamp * 1000.0)), clock.timeZone())
+        .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+}
+
+// The range from --from and --to, each defaulting to the tracked data's own bounds. With one end
+// given beyond the record's other end, the range is empty at the given end (`clipped` says so).
 std::optional<Range> rangeOf(const QCommandLineParser &parser, const VXDictionary &configuration, const VXClock &clock,
-                             const QString &command, QTextStream &err)
+                             const QString &command, QTextStream &err, bool *clipped = nullptr)
 {
     Range range;
     getFirstTimestamp(configuration, &range.begin, &range.end);
@@ -116,7 +146,9 @@ std::optional<Range> rangeOf(const QCommandLineParser &parser, const VXDictionar
         if (!parser.isSet(*option))
             continue;
         QString error;
-        const std::optional<double> when = VXWhenParser::timestampFromText(parser.value(*option), clock, &error);
+        const std::optional<double> when = option == &kFromOption
+            ? VXWhenParser::timestampFromText(parser.value(*option), clock, &error)
+            : VXWhenParser::endTimestampFromText(parser.value(*option), clock, &error);
         if (!when) {
             err << "wendle " << command << ": --" << option->names().constFirst() << ": " << error << "\n";
             return std::nullopt;
@@ -124,16 +156,20 @@ std::optional<Range> rangeOf(const QCommandLineParser &parser, const VXDictionar
         *value = *when;
     }
     if (range.end < range.begin) {
-        err << "wendle " << command << ": the range ends (--to) before it begins (--from)\n";
-        return std::nullopt;
+        if (parser.isSet(kFromOption) && parser.isSet(kToOption)) {
+            err << "wendle " << command << ": the range ends before it begins: --to " << parser.value(kToOption) << " ("
+                << localText(range.end, clock) << ") comes before --from " << parser.value(kFromOption) << " ("
+                << localText(range.begin, clock) << ")\n";
+            return std::nullopt;
+        }
+        if (parser.isSet(kFromOption))
+            range.end = range.begin;
+        else
+            range.begin = range.end;
+        if (clipped)
+            *clipped = true;
     }
     return range;
-}
-
-QString localText(double timestamp, const VXClock &clock)
-{
-    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(timestamp * 1000.0)), clock.timeZone())
-        .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
 }
 
 std::optional<QString> separatorFromText(const QString &text, bool rows)
@@ -186,22 +222,11 @@ bool applyColumns(const QString &text, VXExportSettings &settings, QString *unkn
     return true;
 }
 
-// A name on one line of the table.
-QString cellName(const QString &name)
-{
-    QString cell;
-    cell.reserve(name.size());
-    for (const QChar c : name)
-        cell += (c.category() == QChar::Other_Control || c == QChar(0x2028) || c == QChar(0x2029)) ? QChar(u' ') : c;
-    if (cell.size() > kLongestName)
-        cell = cell.left(kLongestName - 1) + QChar(0x2026);
-    return cell;
-}
-
 QString whenHelp()
 {
     return QStringLiteral("WHEN is a date (2026-11-20), a date and time (\"2026-11-20 14:00\"), now, today,\n"
-                          "yesterday, or \"N days ago\", \"N hours ago\" (also minutes and weeks), in local time.\n");
+                          "yesterday, or \"N days ago\", \"N hours ago\" (also minutes and weeks), in local time.\n"
+                          "A day as --to means the end of that day: --from 2026-11-20 --to 2026-11-20 is that day.\n");
 }
 
 QString percentOf(double interval, double range)
@@ -267,9 +292,7 @@ int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, Q
         return UsageError;
     }
 
-    const QString path
-        = environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
-    const VXDictionaryRef configuration = loadConfiguration(path, kExportName, err);
+    const VXDictionaryRef configuration = currentConfiguration(environment, kExportName, err);
     if (!configuration)
         return Failure;
     const VXSystemClock systemClock;
@@ -315,14 +338,17 @@ int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, 
         return helped ? Success : UsageError;
 
     CommandSettings settings(environment.settingsFolder);
-    const QString path
-        = environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
-    const VXDictionaryRef configuration = loadConfiguration(path, kSummaryName, err);
+    const VXDictionaryRef configuration = currentConfiguration(environment, kSummaryName, err);
     if (!configuration)
         return Failure;
+    if (!configuration->contains(VXLastTimestampKey)) {
+        out << "Nothing has been tracked yet.\n";
+        return Success;
+    }
     const VXSystemClock systemClock;
     const VXClock &clock = environment.clock ? *environment.clock : systemClock;
-    const std::optional<Range> range = rangeOf(parser, *configuration, clock, kSummaryName, err);
+    bool clipped = false;
+    const std::optional<Range> range = rangeOf(parser, *configuration, clock, kSummaryName, err, &clipped);
     if (!range)
         return UsageError;
 
@@ -331,6 +357,12 @@ int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, 
     const QString table = summaryTable(*configuration, range->begin, range->end,
                                        static_cast<int>(settings.defaults().integerForKey(VXDefaultsKey::kSort)));
     out << (table.isEmpty() ? QStringLiteral("Nothing was tracked in this range.\n") : table);
+    if (clipped) {
+        double first = 0.0;
+        double last = 0.0;
+        getFirstTimestamp(*configuration, &first, &last);
+        out << "The record runs from " << localText(first, clock) << " to " << localText(last, clock) << ".\n";
+    }
     out.flush();
     return Success;
 }
@@ -364,18 +396,19 @@ QString VXExportCommand::summaryTable(const VXDictionary &configuration, double 
             }
             const double front = timeIntervalForKey(*entry, VXFrontTimeKey);
             const double total = timeIntervalForKey(*entry, VXTimeKey);
-            rows.push_back({QString(depth * 2, u' ') + cellName(entry->value(VXNameKey).toString()),
+            rows.push_back({QString(depth * 2, u' ') + VXTerminalCell(entry->value(VXNameKey).toString(), kLongestName),
                             stringWithTimeInterval(front, false), percentOf(front, range),
                             stringWithTimeInterval(total, false), percentOf(total, range)});
         });
     if (rows.empty())
         return QString();
 
-    qsizetype widths[5] = {0, 0, 0, 0, 0};
+    // Percentages take at least three columns ("100").
+    qsizetype widths[5] = {0, 0, 3, 0, 3};
     for (const Row &row : rows) {
         const QString *cells[] = {&row.name, &row.front, &row.frontPercent, &row.total, &row.totalPercent};
         for (int i = 0; i < 5; ++i)
-            widths[i] = std::max(widths[i], cells[i]->size());
+            widths[i] = std::max(widths[i], VXDisplayWidth(*cells[i]));
     }
     QString table;
     bool first = true;
@@ -383,11 +416,10 @@ QString VXExportCommand::summaryTable(const VXDictionary &configuration, double 
         if (row.heading && !first)
             table += u'\n';
         first = false;
-        table += row.name.leftJustified(widths[0]);
-        table += QStringLiteral("  ") + row.front.rightJustified(widths[1]);
-        table += QStringLiteral("  ") + row.frontPercent.rightJustified(std::max<qsizetype>(widths[2], 3));
-        table += QStringLiteral("  ") + row.total.rightJustified(widths[3]);
-        table += QStringLiteral("  ") + row.totalPercent.rightJustified(std::max<qsizetype>(widths[4], 3));
+        table += VXPadToWidth(row.name, widths[0]);
+        const QString *cells[] = {&row.front, &row.frontPercent, &row.total, &row.totalPercent};
+        for (int i = 0; i < 4; ++i)
+            table += QStringLiteral("  ") + VXPadToWidth(*cells[i], widths[i + 1], true);
         table += u'\n';
     }
     return table;
@@ -400,7 +432,8 @@ QString VXExportCommand::exportUsage()
                           "\n"
                           "Writes every foreground and open period of the range as CSV, one row per period, to\n"
                           "standard output or FILE, in the columns and separators chosen in the preferences.\n"
-                          "The data is the configuration Wendle saved last (every half hour, and when it quits).\n"
+                          "The data is the running Wendle's record up to now; when Wendle is not running, the\n"
+                          "record it saved last.\n"
                           "\n"
                           "  --from WHEN, --to WHEN   the range (default: everything tracked)\n"
                           "  -o, --output FILE        write to FILE (readable by you alone) instead\n"
@@ -419,7 +452,8 @@ QString VXExportCommand::summaryUsage()
                           "\n"
                           "Prints, for every application, window and pool with activity in the range, how long it\n"
                           "was in front and how long it was open, and each as a share of the range. The data is\n"
-                          "the configuration Wendle saved last (every half hour, and when it quits).\n"
+                          "the running Wendle's record up to now; when Wendle is not running, the record it saved\n"
+                          "last.\n"
                           "\n"
                           "  --from WHEN, --to WHEN   the range (default: everything tracked)\n"
                           "\n"

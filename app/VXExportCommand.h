@@ -3,8 +3,9 @@
 // `wendle export [--from WHEN] [--to WHEN] [-o FILE]` writes the tracked periods of a range as
 // CSV, with the user's columns and separators (or those given on the command line);
 // `wendle summary [--from WHEN] [--to WHEN]` prints, per application, window and pool, the
-// foreground and open time in the range with their shares of it. Both read the configuration
-// file the program saves (at most every half hour, and when it quits), not a running program.
+// foreground and open time in the range with their shares of it. Both ask the running Wendle
+// for its record as it is now, so they show the day up to now; without one they read the file
+// it saved last.
 
 #include "VXValue.h"
 
@@ -26,11 +27,13 @@ public:
     enum ExitStatus { Success = 0, Failure = 1, UsageError = 2 };
 
     // What the commands read, for tests: the clock for WHEN (the system clock when null), the
-    // settings folder (the store's default when empty), the configuration file (the library's
+    // settings folder (the store's default when empty), the running instance's socket (the
+    // default one when empty) and the configuration file it saves (the library's
     // Configurations/Default.plist when empty).
     struct Environment {
         const VXClock *clock = nullptr;
         QString settingsFolder;
+        QString socketPath;
         QString configurationPath;
     };
 

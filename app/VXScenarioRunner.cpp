@@ -1,12 +1,10 @@
 #include "VXScenarioRunner.h"
 
-#include "VXActivitySampler.h"
 #include "VXFakeDesktop.h"
 #include "VXMainController.h"
 #include "VXMainControllerDelegate.h"
 #include "VXPresence.h"
 #include "VXPropertyListSerialization.h"
-#include "VXRegisteredDefaults.h"
 #include "VXUserDefaults.h"
 #include "VXVirtualScheduler.h"
 
@@ -16,9 +14,6 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTimeZone>
-
-#include <algorithm>
-#include <limits>
 
 namespace {
 
@@ -222,7 +217,11 @@ QByteArray VXScenarioRunner::run(QString *error)
         case VXScenarioEventType::Undo: controller.undo(sender); break;
         case VXScenarioEventType::Redo: controller.redo(sender); break;
         case VXScenarioEventType::ForceTick: controller.updateLists(sender); break;
-        case VXScenarioEventType::SetDefault: setDefault(controller, defaults, event.key, event.value); break;
+        case VXScenarioEventType::SetDefault:
+            // The program takes a changed setting in at once, as the preferences' control would;
+            // a null value removes the key.
+            defaults.setObject(event.value, event.key);
+            break;
         }
         // An alert the event did not bring up must not answer a later one.
         userInterface.answerNextAlertWith(-1);
@@ -257,41 +256,4 @@ QByteArray VXScenarioRunner::run(QString *error)
     if (!saved.open(QIODevice::ReadOnly))
         return fail(tr("the program saved no configuration on quit (%1)").arg(saved.errorString()));
     return saved.readAll();
-}
-
-void VXScenarioRunner::setDefault(VXMainController &controller, VXUserDefaults &defaults, const QString &key,
-                                  const VXValue &value)
-{
-    // As the preferences' controls do: the member that the program keeps beside the setting
-    // changes with it.
-    if (key == VXShowInactiveApplicationItemsKey || key == VXDefaultsKey::kShowInactivePools) {
-        const bool applications = key == VXShowInactiveApplicationItemsKey;
-        if (value.isNull())
-            defaults.removeObjectForKey(key);
-        const bool show = value.isNull() ? defaults.boolForKey(key) : value.toBool();
-        if (applications)
-            controller.setShowInactiveApplicationItems(show);
-        else
-            controller.setShowInactivePools(show);
-        if (value.isNull())
-            defaults.removeObjectForKey(key);
-        return;
-    }
-    if (key == VXDefaultsKey::kHibernationInterval) {
-        if (value.isNull()) {
-            defaults.removeObjectForKey(key);
-            controller.hibernation().readHibernationInterval();
-        } else {
-            const std::int64_t seconds = value.toInteger();
-            controller.hibernation().setHibernationInterval(int(
-                std::clamp<std::int64_t>(seconds, std::numeric_limits<int>::min(), std::numeric_limits<int>::max())));
-        }
-        return;
-    }
-    if (key == VXUpdateIntervalKey && !value.isNull()) {
-        controller.setUpdateInterval(value.toDouble());
-        return;
-    }
-    // The sampler reads the rest at every tick.
-    defaults.setObject(value, key);
 }

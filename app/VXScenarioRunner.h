@@ -19,9 +19,6 @@
 
 #include <cstdint>
 
-class VXMainController;
-class VXUserDefaults;
-
 class VXScenarioRunner
 {
 public:
@@ -35,9 +32,6 @@ public:
     std::uint64_t firedCalls() const { return m_firedCalls; }
 
 private:
-    static void setDefault(VXMainController &controller, VXUserDefaults &defaults, const QString &key,
-                           const VXValue &value);
-
     const VXScenario &m_scenario;
     std::uint64_t m_firedCalls = 0;
 };

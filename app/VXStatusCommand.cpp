@@ -7,6 +7,7 @@
 #include "VXPropertyListSerialization.h"
 #include "VXSingleInstance.h"
 #include "VXStringExtensions.h"
+#include "VXTerminalText.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -59,23 +60,25 @@ public:
 
     void print(QTextStream &out) const
     {
+        // Names are cut to this many terminal columns.
+        constexpr qsizetype kLongestName = 60;
         qsizetype nameWidth = 0;
-        qsizetype frontWidth = tr("Front Time").size();
-        qsizetype timeWidth = tr("Time").size();
+        qsizetype frontWidth = VXDisplayWidth(tr("Front Time"));
+        qsizetype timeWidth = VXDisplayWidth(tr("Time"));
         for (const Row &row : m_rows) {
-            nameWidth = std::max(nameWidth, std::min<qsizetype>(row.name.size(), 60));
-            frontWidth = std::max(frontWidth, row.front.size());
-            timeWidth = std::max(timeWidth, row.time.size());
+            nameWidth = std::max(nameWidth, std::min(VXDisplayWidth(row.name), kLongestName));
+            frontWidth = std::max(frontWidth, VXDisplayWidth(row.front));
+            timeWidth = std::max(timeWidth, VXDisplayWidth(row.time));
         }
-        out << QString(nameWidth, QLatin1Char(' ')) << "  " << tr("Front Time").rightJustified(frontWidth) << "  "
-            << tr("Time").rightJustified(timeWidth) << '\n';
+        out << QString(nameWidth, QLatin1Char(' ')) << "  " << VXPadToWidth(tr("Front Time"), frontWidth, true) << "  "
+            << VXPadToWidth(tr("Time"), timeWidth, true) << '\n';
         for (const Row &row : m_rows) {
-            QString name = row.name.size() > 60 ? row.name.left(59) + QChar(0x2026) : row.name;
+            const QString name = VXTerminalCell(row.name, kLongestName);
             if (row.front.isEmpty() && row.time.isEmpty())
                 out << name << '\n';
             else
-                out << name.leftJustified(nameWidth) << "  " << row.front.rightJustified(frontWidth) << "  "
-                    << row.time.rightJustified(timeWidth) << '\n';
+                out << VXPadToWidth(name, nameWidth) << "  " << VXPadToWidth(row.front, frontWidth, true) << "  "
+                    << VXPadToWidth(row.time, timeWidth, true) << '\n';
         }
     }
 
@@ -100,6 +103,10 @@ QString VXStatusCommand::statusText(const VXStatusSnapshot &snapshot)
     QString text;
     QTextStream out(&text);
     out << snapshot.source << '\n';
+    if (!snapshot.damagedRecordPath.isEmpty())
+        out << tr("The saved record could not be read when Wendle started; it is kept as <%1>.")
+                   .arg(snapshot.damagedRecordPath)
+            << '\n';
     if (snapshot.running)
         out << tr("State: ")
             << (snapshot.hibernating  ? tr("hibernating")
@@ -166,7 +173,7 @@ int VXStatusCommand::run(const QStringList &arguments, QTextStream &out, QTextSt
         return help ? Success : UsageError;
     }
     if (const std::optional<QByteArray> reply
-        = VXSingleInstance::send(socketPath, {VXSingleInstance::kStatusRequest})) {
+        = VXSingleInstance::send(socketPath, {VXInstanceRequest::Kind::Status, {}})) {
         out << QString::fromUtf8(*reply);
         return Success;
     }

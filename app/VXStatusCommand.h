@@ -22,6 +22,8 @@ struct VXStatusSnapshot {
     bool hibernating = false;
     // What the running program tracks, or where the saved record came from.
     QString source;
+    // Where a record that could not be read was set aside at start-up (empty when none was).
+    QString damagedRecordPath;
 };
 
 class VXStatusCommand

@@ -1,30 +1,37 @@
 #include "VXTrackerProgram.h"
 
+#include "VXConfigCommand.h"
+#include "VXConfigurationStore.h"
 #include "VXDesktopBackends.h"
 #include "VXEventLoopScheduler.h"
 #include "VXExporter.h"
 #include "VXLiveReportNotification.h"
 #include "VXLog.h"
-#include "VXLogindPresenceSource.h"
 #include "VXMainController.h"
 #include "VXMainControllerDelegate.h"
 #include "VXOwnInputFilter.h"
+#include "VXPropertyListSerialization.h"
 #include "VXReportController.h"
 #include "VXReportSnapshotManager.h"
 #include "VXReportSnapshotWindows.h"
+#include "VXSessionBusProbe.h"
 #include "VXSignalWatcher.h"
-#include "VXSingleInstance.h"
 #include "VXStatusCommand.h"
 #include "VXSystemClock.h"
 #include "VXTrackingIndicator.h"
 #include "VXUserDefaults.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
+#include <QHash>
 #include <QLoggingCategory>
+#include <QMutex>
+#include <QSet>
 #include <QTextStream>
 
 #include <cstdio>
+#include <vector>
 
 Q_DECLARE_LOGGING_CATEGORY(lcInstance)
 
@@ -57,6 +64,95 @@ private:
     std::function<void()> m_changed;
 };
 
+// A file named as the snapshot reader names it in its log and its answers.
+QString cleanAbsolutePath(const QString &path)
+{
+    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+}
+
+// The snapshot reader says why it refuses a file in a log line that names the file (on its
+// worker thread, before the refusal reaches the main thread). While a file is awaited, the last
+// such line is kept to tell whoever asked for the file.
+class RefusalReasons
+{
+public:
+    static void install()
+    {
+        static bool installed = false;
+        if (!installed)
+            state().previous = qInstallMessageHandler(&RefusalReasons::handle);
+        installed = true;
+    }
+    static void await(const QString &path)
+    {
+        QMutexLocker locker(&state().mutex);
+        state().reasons.insert(path, QString());
+    }
+    static QString take(const QString &path)
+    {
+        QMutexLocker locker(&state().mutex);
+        return state().reasons.take(path);
+    }
+
+private:
+    struct State {
+        QMutex mutex;
+        QHash<QString, QString> reasons;
+        QtMessageHandler previous = nullptr;
+    };
+    static State &state()
+    {
+        static State s;
+        return s;
+    }
+    static void handle(QtMsgType type, const QMessageLogContext &context, const QString &message)
+    {
+        if (type >= QtWarningMsg && context.category && qstrcmp(context.category, "wendle.persistence") == 0) {
+            QMutexLocker locker(&state().mutex);
+            for (auto it = state().reasons.begin(); it != state().reasons.end(); ++it)
+                if (message.contains(it.key()))
+                    it.value() = message;
+        }
+        if (state().previous)
+            state().previous(type, context, message);
+    }
+};
+
+// A message of the running instance (one problem a line), as this program's own.
+void printProblems(const QString &message)
+{
+    QTextStream err(stderr);
+    for (const QString &line : message.split(u'\n', Qt::SkipEmptyParts))
+        err << "wendle: " << line << '\n';
+}
+
+// The files of one "open" request, until each is shown or refused.
+struct FileBatch {
+    QSet<QString> waiting;
+    QStringList problems;
+    VXSingleInstance::Reply reply;
+
+    void settle(const QString &path, const QString &problem)
+    {
+        if (!waiting.remove(path))
+            return;
+        if (!problem.isEmpty())
+            problems.append(problem);
+        if (waiting.isEmpty())
+            reply(problems.isEmpty() ? VXSingleInstance::okReply()
+                                     : VXSingleInstance::errorReply(problems.join(u'\n')));
+    }
+};
+
+template <typename Source>
+std::vector<VXPresenceSource *> presenceSources(const std::vector<std::unique_ptr<Source>> &owned)
+{
+    std::vector<VXPresenceSource *> sources;
+    for (const auto &source : owned)
+        sources.push_back(source.get());
+    return sources;
+}
+
 }   // namespace
 
 struct VXTrackerProgram::Private {
@@ -75,6 +171,8 @@ struct VXTrackerProgram::Private {
     bool opensLiveReport = false;
     std::unique_ptr<VXReportSnapshotWindows> snapshotWindows;
     std::shared_ptr<VXReportController> liveReport;
+    bool saved = true;
+    std::vector<std::shared_ptr<FileBatch>> fileBatches;
 };
 
 VXTrackerProgram::VXTrackerProgram(bool withIndicator, QObject *parent) :
@@ -103,21 +201,16 @@ VXTrackerProgram::~VXTrackerProgram()
 
 int VXTrackerProgram::run(const QStringList &files)
 {
-    if (!d->instance.acquire()) {
-        QStringList request {VXSingleInstance::kOpenRequest};
-        for (const QString &file : files)
-            request << QFileInfo(file).absoluteFilePath();
-        QTextStream err(stderr);
-        if (VXSingleInstance::send(VXSingleInstance::defaultSocketPath(), request))
-            err << QCoreApplication::translate("VXTrackerProgram", "Wendle is already running.") << '\n';
-        else
-            err << QCoreApplication::translate("VXTrackerProgram", "Another Wendle holds <%1> but does not answer.")
-                       .arg(VXSingleInstance::defaultLockPath())
-                << '\n';
-        return 0;
+    QString error;
+    switch (d->instance.acquire(&error)) {
+    case VXSingleInstance::Lock::Failed: QTextStream(stderr) << "wendle: " << error << '\n'; return 1;
+    case VXSingleInstance::Lock::HeldByAnother: return handOver(files);
+    case VXSingleInstance::Lock::Acquired: break;
     }
 
     VXInstallMessageHandler();
+    RefusalReasons::install();
+    checkSessionBus();
     d->signals = std::make_unique<VXSignalWatcher>();
     connect(d->signals.get(), &VXSignalWatcher::quitRequested, this,
             [this](int number) { quit(QStringLiteral("signal %1").arg(number)); });
@@ -126,20 +219,17 @@ int VXTrackerProgram::run(const QStringList &files)
     d->defaults = std::make_unique<VXUserDefaults>();
     VXUserDefaults::setStandard(d->defaults.get());
     d->backends = VXMakeDesktopBackends();
+    d->backends.onSessionLost([this] { quit(QStringLiteral("the compositor went away")); });
     d->delegate = std::make_unique<IndicatorDelegate>([this] { refreshIndicator(); });
     d->controller = std::make_unique<VXMainController>(*d->backends.desktop, *d->scheduler, d->clock, *d->defaults,
                                                        d->delegate.get());
 
-    // Input monitors feed the idle countdown; the others report sleep, sessions and locks.
-    std::vector<VXPresenceSource *> inputMonitors;
-    std::vector<VXPresenceSource *> notificationSources;
-    for (const auto &source : d->backends.presenceSources) {
-        if (auto *logind = dynamic_cast<VXLogindPresenceSource *>(source.get())) {
-            logind->setShutdownHandler([this] { quit(QStringLiteral("shutdown")); });
-            notificationSources.push_back(source.get());
-        } else {
-            inputMonitors.push_back(source.get());
-        }
+    const std::vector<VXPresenceSource *> inputMonitors = presenceSources(d->backends.inputMonitors);
+    const std::vector<VXPresenceSource *> notificationSources = presenceSources(d->backends.sessionNotificationSources);
+    for (const auto &source : d->backends.sessionNotificationSources) {
+        source->setBeforeShutdown([this] { quit(QStringLiteral("shutdown")); });
+        // A battery that runs out while the machine sleeps loses nothing.
+        source->setBeforeSleep([this] { saveBeforeSleep(); });
     }
 
     d->controller->applicationWillFinishLaunching();
@@ -148,23 +238,70 @@ int VXTrackerProgram::run(const QStringList &files)
     d->ownInput = std::make_unique<VXOwnInputFilter>(d->controller->presenceObserver());
     QCoreApplication::instance()->installEventFilter(d->ownInput.get());
 
-    d->instance.setStatusProvider([this] { return statusReply(); });
-    setUpReports();
-    openFiles(files);
-    connect(&d->instance, &VXSingleInstance::filesOpened, this, [this](const QStringList &paths) { openFiles(paths); });
+    d->instance.setRequestHandler(
+        [this](const VXInstanceRequest &request, const VXSingleInstance::Reply &reply) { answer(request, reply); });
+    if (!files.isEmpty())
+        openFiles(files, [](const QByteArray &reply) {
+            QString problems;
+            if (!VXSingleInstance::isOkReply(reply, &problems))
+                printProblems(problems);
+        });
+    startUserInterface();
 
-    if (d->withIndicator) {
-        d->indicator = std::make_unique<VXTrackingIndicator>();
-        connect(d->indicator.get(), &VXTrackingIndicator::quitRequested, this,
-                [this] { quit(QStringLiteral("Quit")); });
-        refreshIndicator();
-        d->indicator->show();
-    }
     // The session ending closes the connection to the display, which ends the loop: the quit
     // path runs then too.
     connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
             [this] { quit(QStringLiteral("session end")); });
-    return QCoreApplication::exec();
+    QCoreApplication::exec();
+    return reportSaveAtQuit();
+}
+
+// ---- A second start
+
+int VXTrackerProgram::handOver(const QStringList &files)
+{
+    const QString socket = VXSingleInstance::defaultSocketPath();
+    const auto noAnswer = [] {
+        printProblems(tr("another Wendle holds <%1> but does not answer").arg(VXSingleInstance::defaultLockPath()));
+        return 1;
+    };
+    std::vector<VXInstanceRequest> requests;
+    if (!files.isEmpty()) {
+        VXInstanceRequest open {VXInstanceRequest::Kind::Open, {}};
+        for (const QString &file : files)
+            open.files << cleanAbsolutePath(file);
+        requests.push_back(open);
+    }
+    if (d->opensLiveReport)
+        requests.push_back({VXInstanceRequest::Kind::Report, {}});
+    if (requests.empty()) {
+        // Nothing to hand over: only whether it answers.
+        if (!VXSingleInstance::send(socket, {VXInstanceRequest::Kind::Status, {}}))
+            return noAnswer();
+        QTextStream(stderr) << tr("Wendle is already running.") << '\n';
+        return 0;
+    }
+    int status = 0;
+    for (const VXInstanceRequest &request : requests) {
+        // Reading a large file takes the running Wendle a while before it can answer.
+        const std::optional<QByteArray> reply
+            = VXSingleInstance::send(socket, request, VXSingleInstance::kReplyTimeout);
+        if (!reply)
+            return noAnswer();
+        QString problems;
+        if (!VXSingleInstance::isOkReply(*reply, &problems)) {
+            printProblems(problems);
+            status = 1;
+        }
+    }
+    return status;
+}
+
+void VXTrackerProgram::saveBeforeSleep()
+{
+    qCInfo(lcInstance, "the machine is going to sleep: saving the record");
+    d->controller->saveConfiguration(true, true, false);
+    d->defaults->synchronize();
 }
 
 void VXTrackerProgram::quit(const QString &why)
@@ -173,8 +310,48 @@ void VXTrackerProgram::quit(const QString &why)
         return;
     d->quitting = true;
     qCInfo(lcInstance, "quitting (%s): saving the record", qPrintable(why));
-    d->controller->applicationShouldTerminate();
+    d->saved = d->controller->applicationShouldTerminate();
     QCoreApplication::quit();
+}
+
+int VXTrackerProgram::reportSaveAtQuit()
+{
+    if (d->saved)
+        return 0;
+    // The store has said why in its log; the person who ends the program must hear it too.
+    const QString path = d->controller->store().configurationPath();
+    const bool kept
+        = d->defaults->persistentObjectForKey(VXDefaultConfigurationKey).isDictionary() && d->defaults->synchronize();
+    QTextStream err(stderr);
+    if (kept)
+        err << tr("wendle: cannot save the record to <%1>; it is kept in the settings (<%2>) until a save succeeds")
+                   .arg(path, d->defaults->filePath());
+    else
+        err << tr("wendle: cannot save the record to <%1>, nor in the settings: what was tracked since the last "
+                  "save is lost")
+                   .arg(path);
+    err << '\n';
+    return 1;
+}
+
+// ---- Requests from other starts and commands
+
+void VXTrackerProgram::answer(const VXInstanceRequest &request, const VXSingleInstance::Reply &reply)
+{
+    switch (request.kind) {
+    case VXInstanceRequest::Kind::Open: openFiles(request.files, reply); return;
+    case VXInstanceRequest::Kind::Report:
+        if (!d->withIndicator) {
+            reply(VXSingleInstance::errorReply(tr("the running Wendle has no display to show the report on")));
+            return;
+        }
+        reply(openLiveReport() ? VXSingleInstance::okReply()
+                               : VXSingleInstance::errorReply(tr("the live report cannot be shown")));
+        return;
+    case VXInstanceRequest::Kind::Import: reply(importReply(request.files.constFirst())); return;
+    case VXInstanceRequest::Kind::Status: reply(statusReply()); return;
+    case VXInstanceRequest::Kind::Configuration: reply(configurationReply()); return;
+    }
 }
 
 QByteArray VXTrackerProgram::statusReply() const
@@ -186,9 +363,41 @@ QByteArray VXTrackerProgram::statusReply() const
     snapshot.running = true;
     snapshot.paused = d->controller->isPaused();
     snapshot.hibernating = d->controller->hibernation().isHibernating();
+    snapshot.damagedRecordPath = d->controller->damagedConfigurationPath();
     snapshot.source
-        = QCoreApplication::translate("VXTrackerProgram", "Wendle is running. %1").arg(d->backends.description);
+        = QCoreApplication::translate("VXTrackerProgram", "Wendle is running. %1").arg(d->backends.status());
     return VXStatusCommand::statusText(snapshot).toUtf8();
+}
+
+QByteArray VXTrackerProgram::configurationReply() const
+{
+    const VXDictionaryRef &configuration = d->controller->configuration();
+    const std::optional<QByteArray> data = configuration ? VXPropertyListSerialization::dataFromValue(
+                                               VXValue(configuration), VXPropertyListSerialization::Format::Binary)
+                                                         : std::nullopt;
+    return data ? *data : VXSingleInstance::errorReply(tr("the running Wendle cannot write out its record"));
+}
+
+QByteArray VXTrackerProgram::importReply(const QString &path)
+{
+    QString error;
+    VXDictionaryRef configuration = VXConfigCommand::importableConfiguration(path, &error);
+    if (!configuration)
+        return VXSingleInstance::errorReply(error);
+    // The record as it is now stays beside the file, as the command keeps it when Wendle is not
+    // running; Undo brings it back too.
+    const QString target = d->controller->store().configurationPath();
+    const QString backup = VXConfigCommand::backupPathFor(target);
+    if (d->controller->configuration() && !writeToBinaryFile(VXValue(d->controller->configuration()), backup, true))
+        return VXSingleInstance::errorReply(
+            tr("cannot import <%1>: the record as it is cannot be kept as <%2>").arg(path, backup));
+    if (!d->controller->importConfiguration(std::move(configuration)))
+        return VXSingleInstance::errorReply(
+            tr("imported <%1>, but it cannot be saved to <%2>: Wendle tries again at its next save").arg(path, target));
+    QString message = tr("imported <%1> into the running Wendle, which saved it to <%2>").arg(path, target);
+    if (QFileInfo::exists(backup))
+        message += u'\n' + tr("the previous record is kept as <%1>; Undo in Wendle brings it back too").arg(backup);
+    return VXSingleInstance::okReply() + message.toUtf8() + '\n';
 }
 
 void VXTrackerProgram::refreshIndicator()
@@ -196,13 +405,16 @@ void VXTrackerProgram::refreshIndicator()
     if (!d->indicator || !d->controller)
         return;
     QString state;
+    d->indicator->setHibernating(d->controller->hibernation().isHibernating());
     if (d->controller->hibernation().isHibernating())
         state = QCoreApplication::translate("VXTrackerProgram", "Wendle is hibernating");
     else if (d->controller->isPaused())
         state = QCoreApplication::translate("VXTrackerProgram", "Wendle is paused");
     else
         state = QCoreApplication::translate("VXTrackerProgram", "Wendle is tracking");
-    d->indicator->setStatus(state);
+    // A step the user must take before windows can be tracked stays in view until it is done.
+    const QString notice = d->backends.notice();
+    d->indicator->setStatus(notice.isEmpty() ? state : state + QLatin1Char('\n') + notice);
 }
 
 void VXTrackerProgram::setOpensLiveReport(bool opens)
@@ -210,14 +422,48 @@ void VXTrackerProgram::setOpensLiveReport(bool opens)
     d->opensLiveReport = opens;
 }
 
-void VXTrackerProgram::setUpReports()
+// ---- The user interface
+
+void VXTrackerProgram::checkSessionBus()
+{
+    // Before anything in the process uses D-Bus: the bus addresses are read once, at the first
+    // use of either bus.
+    if (!d->withIndicator)
+        return;
+    QString problem;
+    if (VXSessionBusAnswers(kSessionBusTimeout, &problem))
+        return;
+    qCWarning(lcInstance, "%s: the tray icon and other services of the session bus are left out", qPrintable(problem));
+    VXForgetSessionBus();
+}
+
+void VXTrackerProgram::startUserInterface()
 {
     if (!d->withIndicator)
         return;
+    setUpReports();
+    d->indicator = std::make_unique<VXTrackingIndicator>();
+    connect(d->indicator.get(), &VXTrackingIndicator::quitRequested, this, [this] { quit(QStringLiteral("Quit")); });
+    refreshIndicator();
+    d->indicator->show();
+}
+
+void VXTrackerProgram::setUpReports()
+{
     d->snapshotWindows = std::make_unique<VXReportSnapshotWindows>(d->defaults.get());
     VXReportSnapshotManager *snapshots = VXReportSnapshotManager::snapshotManager();
     snapshots->setPresenter(d->snapshotWindows.get());
     snapshots->setDelegate(d->controller.get());
+    connect(snapshots, &VXReportSnapshotManager::reportSnapshotShown, this, [this](const QString &path) {
+        RefusalReasons::take(path);
+        settleFile(path, QString());
+    });
+    connect(snapshots, &VXReportSnapshotManager::reportSnapshotRefused, this, [this](const QString &path) {
+        QString reason = RefusalReasons::take(path);
+        if (reason.isEmpty())
+            reason = tr("it is not a CSV file exported by Wendle");
+        settleFile(path, tr("cannot open <%1> as a report: %2").arg(path, reason));
+    });
 
     d->liveReport = VXReportController::reportControllerWithUniqueID(VXReportKey::kDefaultUniqueID, d->controller.get(),
                                                                      d->defaults.get());
@@ -226,18 +472,51 @@ void VXTrackerProgram::setUpReports()
             &VXReportController::updateRegardless);
     // Asked for, or left open at the last quit.
     if (d->opensLiveReport || d->defaults->boolForKey(VXReportKey::kDefaultVisible))
-        d->liveReport->toggleReportWindow(nullptr);
+        openLiveReport();
 }
 
-void VXTrackerProgram::openFiles(const QStringList &paths)
+bool VXTrackerProgram::openLiveReport()
 {
-    // CSV files open as snapshot reports; others are ignored.
-    for (const QString &path : paths) {
-        if (!d->snapshotWindows) {
-            qCInfo(lcInstance, "no display to show the report of <%s>", qPrintable(path));
-            continue;
-        }
-        if (QFileInfo(path).suffix().toLower() == VXExportFileType)
-            VXReportSnapshotManager::snapshotManager()->showReportSnapshotFromCSVFile(path);
+    if (!d->liveReport)
+        return false;
+    // Shown, or brought to the front; a report already in front stays open.
+    const QWidget *window = d->liveReport->reportWindow();
+    if (!window || !window->isVisible() || !window->isActiveWindow())
+        d->liveReport->toggleReportWindow(nullptr);
+    return d->liveReport->reportWindow() && d->liveReport->reportWindow()->isVisible();
+}
+
+void VXTrackerProgram::openFiles(const QStringList &paths, const VXSingleInstance::Reply &reply)
+{
+    if (!d->withIndicator) {
+        reply(VXSingleInstance::errorReply(tr("there is no display to show <%1> on").arg(paths.join(u">, <"))));
+        return;
     }
+    // CSV files open as snapshot reports; the request is answered once each is shown or refused.
+    auto batch = std::make_shared<FileBatch>();
+    batch->reply = reply;
+    for (const QString &path : paths) {
+        const QString file = cleanAbsolutePath(path);
+        if (QFileInfo(file).suffix().toLower() == VXExportFileType)
+            batch->waiting.insert(file);
+        else
+            batch->problems.append(tr("cannot open <%1> as a report: it is not a CSV file").arg(file));
+    }
+    if (batch->waiting.isEmpty()) {
+        reply(VXSingleInstance::errorReply(batch->problems.join(u'\n')));
+        return;
+    }
+    d->fileBatches.push_back(batch);
+    const QStringList files(batch->waiting.cbegin(), batch->waiting.cend());
+    for (const QString &file : files)
+        RefusalReasons::await(file);
+    for (const QString &file : files)
+        VXReportSnapshotManager::snapshotManager()->showReportSnapshotFromCSVFile(file);
+}
+
+void VXTrackerProgram::settleFile(const QString &path, const QString &problem)
+{
+    for (const std::shared_ptr<FileBatch> &batch : std::vector(d->fileBatches))
+        batch->settle(path, problem);
+    std::erase_if(d->fileBatches, [](const std::shared_ptr<FileBatch> &batch) { return batch->waiting.isEmpty(); });
 }

@@ -4,6 +4,13 @@
 // controller with its start-up order, the indicator that shows it is tracking, and the quit
 // path on every way out (the Quit command, SIGTERM, SIGINT, SIGHUP, logind's shutdown, the
 // session ending). main() builds one and runs it.
+//
+// A session bus that takes connections but never answers would hold up any use of it for good
+// (the tray icon's check first): start-up gives it a few seconds to answer, before anything in
+// the process uses D-Bus, and leaves it out when it does not. Meanwhile a quit asked for by a
+// signal waits for the event loop.
+
+#include "VXSingleInstance.h"
 
 #include <QObject>
 #include <QString>
@@ -15,23 +22,39 @@ class VXTrackerProgram : public QObject
 {
     Q_OBJECT
 public:
+    // How long the session bus may take to answer before the program goes on without it.
+    static constexpr int kSessionBusTimeout = 3000;   // milliseconds
+
     // `withIndicator`: show the tray icon or window (needs a QApplication).
     explicit VXTrackerProgram(bool withIndicator, QObject *parent = nullptr);
     ~VXTrackerProgram() override;
 
-    // Starts tracking and runs the event loop until quit; answers the exit status. When another
-    // instance runs, hands `files` to it and answers at once.
+    // Starts tracking and runs the event loop until quit; answers the exit status (not 0 when
+    // the record could not be saved at quit). When another instance runs, hands it `files`
+    // (and the live report) and answers at once.
     int run(const QStringList &files);
 
     // Opens the live report window once tracking has started (needs a display).
     void setOpensLiveReport(bool opens);
 
 private:
+    int handOver(const QStringList &files);
     void quit(const QString &why);
+    int reportSaveAtQuit();
+    void answer(const VXInstanceRequest &request, const VXSingleInstance::Reply &reply);
+    // Before the machine sleeps, as at quit: the record to disk, or to the settings when the
+    // disk refuses it.
+    void saveBeforeSleep();
     QByteArray statusReply() const;
+    QByteArray configurationReply() const;
+    QByteArray importReply(const QString &path);
     void refreshIndicator();
+    void checkSessionBus();
+    void startUserInterface();
     void setUpReports();
-    void openFiles(const QStringList &paths);
+    bool openLiveReport();
+    void openFiles(const QStringList &paths, const VXSingleInstance::Reply &reply);
+    void settleFile(const QString &path, const QString &problem);
 
     struct Private;
     std::unique_ptr<Private> d;

@@ -30,14 +30,29 @@ std::optional<double> failure(QString *error, const QString &reason)
 
 std::optional<double> VXWhenParser::timestampFromText(const QString &text, const VXClock &clock, QString *error)
 {
+    return timestamp(text, clock, false, error);
+}
+
+std::optional<double> VXWhenParser::endTimestampFromText(const QString &text, const VXClock &clock, QString *error)
+{
+    return timestamp(text, clock, true, error);
+}
+
+std::optional<double> VXWhenParser::timestamp(const QString &text, const VXClock &clock, bool endOfDay, QString *error)
+{
     const QString when = text.simplified().toLower();
     const QDateTime now = localNow(clock);
+    // Midnight at the start of the day, or at its end.
+    const auto wholeDay = [&](const QDate &day) -> std::optional<double> {
+        const QDateTime midnight(endOfDay ? day.addDays(1) : day, QTime(0, 0), clock.timeZone());
+        if (!midnight.isValid())
+            return failure(error, QStringLiteral("\"%1\" is out of range").arg(text));
+        return unixTime(midnight);
+    };
     if (when == QStringLiteral("now"))
         return clock.now();
-    if (when == QStringLiteral("today") || when == QStringLiteral("yesterday")) {
-        const QDate day = now.date().addDays(when == QStringLiteral("today") ? 0 : -1);
-        return unixTime(QDateTime(day, QTime(0, 0), clock.timeZone()));
-    }
+    if (when == QStringLiteral("today") || when == QStringLiteral("yesterday"))
+        return wholeDay(now.date().addDays(when == QStringLiteral("today") ? 0 : -1));
 
     static const QRegularExpression ago(QStringLiteral("^(\\d{1,9}) (minute|hour|day|week)s? ago$"));
     const QRegularExpressionMatch agoMatch = ago.match(when);
@@ -62,12 +77,11 @@ std::optional<double> VXWhenParser::timestampFromText(const QString &text, const
         const QDate day(dateMatch.captured(1).toInt(), dateMatch.captured(2).toInt(), dateMatch.captured(3).toInt());
         if (!day.isValid())
             return failure(error, QStringLiteral("\"%1\" is not a date").arg(text));
-        QTime time(0, 0);
-        if (!dateMatch.captured(4).isEmpty()) {
-            time = QTime(dateMatch.captured(4).toInt(), dateMatch.captured(5).toInt(), dateMatch.captured(6).toInt());
-            if (!time.isValid())
-                return failure(error, QStringLiteral("\"%1\" is not a time of day").arg(text));
-        }
+        if (dateMatch.captured(4).isEmpty())
+            return wholeDay(day);
+        const QTime time(dateMatch.captured(4).toInt(), dateMatch.captured(5).toInt(), dateMatch.captured(6).toInt());
+        if (!time.isValid())
+            return failure(error, QStringLiteral("\"%1\" is not a time of day").arg(text));
         return unixTime(QDateTime(day, time, clock.timeZone()));
     }
     return failure(error, QStringLiteral("\"%1\" is not a time: use %2").arg(text, syntax()));

@@ -10,7 +10,9 @@
 //     3 days ago              this time of day, three calendar days back
 //     2 hours ago             also "minutes", "weeks", and the singular forms
 //
-// Words are read in any case, blanks around them are ignored.
+// Words are read in any case, blanks around them are ignored. As the end of a range, a day
+// without a time of day (a date, today, yesterday) means the end of that day, so that
+// "--from 2026-11-20 --to 2026-11-20" is that whole day.
 
 #include <QString>
 
@@ -23,7 +25,13 @@ class VXWhenParser
 public:
     // Unix seconds, or nothing with the reason in `error`.
     static std::optional<double> timestampFromText(const QString &text, const VXClock &clock, QString *error = nullptr);
+    // The same as the end of a range: a whole day ends at the start of the next.
+    static std::optional<double> endTimestampFromText(const QString &text, const VXClock &clock,
+                                                      QString *error = nullptr);
 
     // The accepted forms, for help texts.
     static QString syntax();
+
+private:
+    static std::optional<double> timestamp(const QString &text, const VXClock &clock, bool endOfDay, QString *error);
 };

@@ -1,8 +1,9 @@
+#include "VXCommandLine.h"
 #include "VXConfigCommand.h"
 #include "VXDefaultsCommand.h"
 #include "VXExportCommand.h"
+#include "VXSignalWatcher.h"
 #include "VXSimulateCommand.h"
-
 #include "VXSingleInstance.h"
 #include "VXStatusCommand.h"
 #include "VXTrackerProgram.h"
@@ -12,7 +13,7 @@
 #include <QCoreApplication>
 #include <QTextStream>
 
-#include <cstdio>
+#include <csignal>
 #include <cstring>
 #include <memory>
 
@@ -24,19 +25,58 @@ bool startsTheTracker(int argc, char *argv[])
 {
     if (argc < 2)
         return true;
-    for (const char *command :
-         {"defaults", "export", "summary", "status", "config", "simulate", "--help", "-h", "--version", "-v"})
-        if (std::strcmp(argv[1], command) == 0)
+    for (const char *option : {"--help", "-h", "--help-all", "--version", "-v"})
+        if (std::strcmp(argv[1], option) == 0)
             return false;
-    return true;
+    return !VXCommandLine::commandNames().contains(QString::fromLocal8Bit(argv[1]));
+}
+
+int runCommand(const QString &command, QStringList arguments)
+{
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    VXCommandLine::routeCommandLogging(VXCommandLine::takeVerbose(arguments));
+    if (command == VXDefaultsCommand::kName)
+        return VXDefaultsCommand::run(arguments, out, err);
+    if (command == VXExportCommand::kExportName)
+        return VXExportCommand::runExport(arguments, out, err);
+    if (command == VXExportCommand::kSummaryName)
+        return VXExportCommand::runSummary(arguments, out, err);
+    if (command == VXConfigCommand::kName)
+        return VXConfigCommand::run(arguments, out, err);
+    if (command == VXSimulateCommand::kName)
+        return VXSimulateCommand::run(arguments, out, err);
+    return VXStatusCommand::run(arguments, out, err, VXSingleInstance::defaultSocketPath());
 }
 
 }   // namespace
 
 int main(int argc, char *argv[])
 {
-    const bool withDisplay = startsTheTracker(argc, argv)
-        && (qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY"));
+    // A closed standard error (a terminal gone, `wendle status | head`) must fail the write, not
+    // end the program before it saves.
+    std::signal(SIGPIPE, SIG_IGN);
+    QTextStream err(stderr);
+    const auto refuse = [&](const QString &problem) {
+        err << "wendle: " << problem << '\n'
+            << QCoreApplication::translate("VXCommandLine", "Run 'wendle --help' for the commands and options.")
+            << '\n';
+        return 2;
+    };
+    const bool tracker = startsTheTracker(argc, argv);
+    // A word that is neither a command nor a CSV file is said to be so before anything starts,
+    // and before the options after it are looked at ("wendle exprot --from today").
+    if (tracker && argc > 1 && argv[1][0] != '-') {
+        if (const QString problem = VXCommandLine::fileArgumentProblem(QString::fromLocal8Bit(argv[1]));
+            !problem.isEmpty())
+            return refuse(problem);
+    }
+    // A quit asked for while the program starts is taken up once it runs.
+    if (tracker)
+        VXSignalWatcher::installHandlers();
+
+    const bool withDisplay
+        = tracker && (qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY"));
     std::unique_ptr<QCoreApplication> application
         = withDisplay ? std::make_unique<QApplication>(argc, argv) : std::make_unique<QCoreApplication>(argc, argv);
     QCoreApplication &app = *application;
@@ -45,64 +85,32 @@ int main(int argc, char *argv[])
     if (withDisplay)
         QApplication::setQuitOnLastWindowClosed(false);
 
-    // Sub-commands take their own arguments (macOS-style "-int" flags and the like), so they
-    // are dispatched before the program's options are parsed.
-    const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() > 1 && arguments.at(1) == VXDefaultsCommand::kName) {
-        QTextStream out(stdout);
-        QTextStream err(stderr);
-        return VXDefaultsCommand::run(arguments.mid(2), out, err);
-    }
-    if (arguments.size() > 1
-        && (arguments.at(1) == VXExportCommand::kExportName || arguments.at(1) == VXExportCommand::kSummaryName)) {
-        QTextStream out(stdout);
-        QTextStream err(stderr);
-        return arguments.at(1) == VXExportCommand::kExportName
-            ? VXExportCommand::runExport(arguments.mid(2), out, err)
-            : VXExportCommand::runSummary(arguments.mid(2), out, err);
-    }
-    if (arguments.size() > 1 && arguments.at(1) == VXConfigCommand::kName) {
-        QTextStream out(stdout);
-        QTextStream err(stderr);
-        return VXConfigCommand::run(arguments.mid(2), out, err);
-    }
-
-    if (arguments.size() > 1 && arguments.at(1) == VXSimulateCommand::kName) {
-        QTextStream out(stdout);
-        QTextStream err(stderr);
-        return VXSimulateCommand::run(arguments.mid(2), out, err);
-    }
-
-    if (arguments.size() > 1 && arguments.at(1) == VXStatusCommand::kName) {
-        QTextStream out(stdout);
-        QTextStream err(stderr);
-        return VXStatusCommand::run(arguments.mid(2), out, err, VXSingleInstance::defaultSocketPath());
-    }
-
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Wendle tracks how long each application and window is in front and open.\n"
-        "\n"
-        "Commands:\n"
-        "  defaults read|write|delete ...   read and change settings (wendle defaults --help)\n"
-        "  export [--from WHEN] [--to WHEN] [-o FILE]\n"
-        "                                   the tracked periods as CSV (wendle export --help)\n"
-        "  summary [--from WHEN] [--to WHEN]\n"
-        "                                   time per application, window and pool (wendle summary --help)\n"
-        "  config show | import FILE        the saved record as XML, or replace it (wendle config --help)\n"
-        "  status                           what the running Wendle sees now\n"
-        "  simulate SCENARIO.json -o OUT.plist\n"
-        "                                   run a scripted day in virtual time (wendle simulate --help)\n"
-        "\n"
-        "Without a command, Wendle starts tracking (once per user: a second start hands its files\n"
-        "to the first and exits). It saves its record on quit, on SIGTERM, SIGINT and SIGHUP."));
+    parser.setApplicationDescription(VXCommandLine::help());
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("CSV files to open as reports."),
-                                 QStringLiteral("[FILE...]"));
+                                 QStringLiteral("[FILE.csv...]"));
     const QCommandLineOption reportOption(QStringLiteral("report"), QStringLiteral("Open the live activity report."));
     parser.addOption(reportOption);
+    // The tracker always writes its log; the option is there for the commands.
+    parser.addOption(QCommandLineOption(VXCommandLine::kVerboseOption.mid(2),
+                                        QStringLiteral("Commands show the program's log lines too.")));
+
+    // Commands take their own arguments (macOS-style "-int" flags and the like), so they are
+    // dispatched before the program's options are parsed.
+    const QStringList arguments = QCoreApplication::arguments();
+    const QString command = VXCommandLine::commandOf(arguments);
+    if (command == VXCommandLine::kHelpCommand)
+        parser.showHelp(0);
+    if (!command.isEmpty())
+        return runCommand(command, arguments.mid(2));
+
     parser.process(app);
+    for (const QString &file : parser.positionalArguments()) {
+        if (const QString problem = VXCommandLine::fileArgumentProblem(file); !problem.isEmpty())
+            return refuse(problem);
+    }
 
     VXTrackerProgram program(withDisplay);
     program.setOpensLiveReport(parser.isSet(reportOption));

@@ -4,6 +4,9 @@ add_library(Wendle::CompileOptions ALIAS wendle_compile_options)
 target_compile_options(wendle_compile_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor)
 target_compile_definitions(wendle_compile_options INTERFACE
   QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_NARROWING_CONVERSIONS_IN_CONNECT QT_NO_KEYWORDS)
+if(WENDLE_WERROR)
+  target_compile_options(wendle_compile_options INTERFACE -Werror)
+endif()
 if(WENDLE_SANITIZE)
   target_compile_options(wendle_compile_options INTERFACE
     -fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)

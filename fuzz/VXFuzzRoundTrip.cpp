@@ -16,13 +16,18 @@ using VXPropertyListSerialization::Format;
     VXFuzzFail("property-list round trip failed", QString::fromUtf8(what));
 }
 
-// What XML does to a string: a bare "\r" and "\r\n" read back as "\n", and UTF-8 cannot carry a
-// lone surrogate.
+// What XML does to a string: a bare "\r" and "\r\n" read back as "\n", and what XML cannot
+// carry (controls but tab and line breaks, U+FFFE, U+FFFF, lone surrogates) reads back as U+FFFD.
 QString throughXML(const QString &text)
 {
     QString normal = text;
     normal.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     normal.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    for (qsizetype i = 0; i < normal.size(); ++i) {
+        const char16_t c = normal.at(i).unicode();
+        if ((c < 0x20 && c != u'\t' && c != u'\n') || c >= 0xFFFE)
+            normal[i] = QChar::ReplacementCharacter;
+    }
     return QString::fromUtf8(normal.toUtf8());
 }
 

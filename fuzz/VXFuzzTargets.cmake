@@ -11,8 +11,8 @@ set(WENDLE_FUZZ_LIBS_desktop_entry Wendle::PlatformXdg)
 set(WENDLE_FUZZ_LIBS_scenario Wendle::Simulation)
 set(WENDLE_FUZZ_LIBS_when Wendle::Commands)
 set(WENDLE_FUZZ_LIBS_defaults Wendle::Commands)
-set(WENDLE_FUZZ_LIBS_instance_request Wendle::Program)
+set(WENDLE_FUZZ_LIBS_instance_request Wendle::Commands)
 
 # The libraries that hold the readers, which get coverage counters and sanitizers in the fuzz build.
 set(WENDLE_FUZZED_LIBRARIES wendle_plist wendle_foundation wendle_persistence wendle_platform_xdg wendle_commands
-  wendle_simulation wendle_program)
+  wendle_simulation)

@@ -1,8 +1,8 @@
 // libFuzzer target: the requests on the single-instance socket. Any line is read without
 // fault; a request to open files, as a second start sends it, reads back with the same files.
 //
-// Input: the line as the socket holds it, which is also taken as a list of files separated by
-// NUL bytes (which no path can hold).
+// Input: the bytes a client sends, read up to the first line break as the server does; the whole
+// input is also taken as a list of file names separated by NUL bytes (which no path can hold).
 
 #include "VXFuzzTargets.h"
 
@@ -19,19 +19,29 @@ const char kTarget[] = "single-instance request reader";
 int VXFuzzInstanceRequest(const std::uint8_t *data, std::size_t size)
 {
     const QByteArray bytes(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
-    if (VXSingleInstance::requestFromLine(bytes).kind != VXSingleInstance::Request::Kind::Unknown)
+    const qsizetype lineEnd = bytes.indexOf('\n');
+    if (VXSingleInstance::requestFromLine(QByteArrayView(bytes).first(lineEnd < 0 ? bytes.size() : lineEnd)))
         VXFuzzCountAccepted();
 
-    QStringList files;
+    VXInstanceRequest sent {VXInstanceRequest::Kind::Open, {}};
     for (const QByteArray &path : bytes.split('\0'))
-        files.append(QString::fromUtf8(path));
-    const QByteArray line = VXSingleInstance::lineForRequest(QStringList {VXSingleInstance::kOpenRequest} + files);
-    const VXSingleInstance::Request request = VXSingleInstance::requestFromLine(line);
-    if (request.kind != VXSingleInstance::Request::Kind::Open || request.files != files)
+        if (!path.isEmpty())   // a path is never empty
+            sent.files.append(QString::fromUtf8(path));
+    if (sent.files.isEmpty())
+        return 0;
+    QByteArray line = VXSingleInstance::lineForRequest(sent);
+    if (line.indexOf('\n') != line.size() - 1)
+        VXFuzzFail(kTarget, QStringLiteral("the request <%1> is not one line").arg(QString::fromUtf8(line)));
+    line.chop(1);
+    const std::optional<VXInstanceRequest> read = VXSingleInstance::requestFromLine(line);
+    // A request over the size limit is refused as a whole; below it, every name arrives whole.
+    if (line.size() > VXSingleInstance::kMaximumRequest)
+        return 0;
+    if (!read || read->kind != sent.kind || read->files != sent.files)
         VXFuzzFail(kTarget,
                    QStringLiteral("the files <%1> are sent as <%2> and read back as <%3>")
-                       .arg(files.join(QStringLiteral("> <")), QString::fromUtf8(line),
-                            request.files.join(QStringLiteral("> <"))));
+                       .arg(sent.files.join(QStringLiteral("> <")), QString::fromUtf8(line),
+                            read ? read->files.join(QStringLiteral("> <")) : QStringLiteral("nothing")));
     return 0;
 }
 

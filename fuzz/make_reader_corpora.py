@@ -201,8 +201,12 @@ def defaults_seeds():
 # ---- Single-instance requests: the line as the socket holds it.
 def instance_request_seeds():
     write('instance_request', 'valid-open.line', 'open\t/home/someone/week.csv\t/home/someone/day.csv\n')
-    write('instance_request', 'valid-open-nothing.line', 'open\n')
-    write('instance_request', 'valid-status.line', 'status\n')
+    write('instance_request', 'valid-open-escaped.line', 'open\t/home/someone/a\\tb\\nc\\rd\\\\e.csv\n')
+    write('instance_request', 'valid-import.line', 'import\t/home/someone/record.plist\n')
+    for word in ('report', 'status', 'configuration'):
+        write('instance_request', f'valid-{word}.line', word + '\n')
+    write('instance_request', 'refused-open-nothing.line', 'open\n')
+    write('instance_request', 'refused-unknown-escape.line', 'open\t/home/someone/a\\x.csv\n')
     write('instance_request', 'refused-unknown.line', 'close\t/home/someone/week.csv\n')
     write('instance_request', 'refused-empty.line', '')
 

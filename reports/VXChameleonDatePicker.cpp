@@ -30,8 +30,10 @@ void VXChameleonDatePicker::setDateValue(const QDateTime &dateTime)
     sizeToFit();
 }
 
-QColor VXChameleonDatePicker::disabledTextColor(const QColor &enabledTextColor)
+QColor VXChameleonDatePicker::disabledTextColor(const QColor &enabledTextColor, const QColor &windowColor)
 {
+    if (enabledTextColor.lightnessF() > windowColor.lightnessF())
+        return enabledTextColor;
     // Black at 0.6 laid over the text alone (source-atop) keeps 40% of its colour.
     const QColor rgb = enabledTextColor.toRgb();
     return QColor::fromRgbF(rgb.redF() * 0.4f, rgb.greenF() * 0.4f, rgb.blueF() * 0.4f, rgb.alphaF());
@@ -54,16 +56,33 @@ void VXChameleonDatePicker::applyLook(bool enabled)
     // Bezel and background only while enabled; a stepper only while enabled.
     setFrame(enabled);
     setButtonSymbols(enabled ? QAbstractSpinBox::UpDownArrows : QAbstractSpinBox::NoButtons);
-    QPalette palette = QApplication::palette(this);
-    if (!enabled) {
-        // The line edit inside draws the text: give it the darkened colour and no background.
-        const QColor text = palette.color(QPalette::Active, QPalette::WindowText);
-        palette.setColor(QPalette::Disabled, QPalette::Text, disabledTextColor(text));
-        palette.setColor(QPalette::Disabled, QPalette::WindowText, disabledTextColor(text));
-        palette.setColor(QPalette::Disabled, QPalette::Base, Qt::transparent);
-        palette.setColor(QPalette::Disabled, QPalette::Button, Qt::transparent);
+    applyDisabledColors();
+}
+
+void VXChameleonDatePicker::applyDisabledColors()
+{
+    // A palette that sets only these roles: the others stay the window's.
+    QPalette own;
+    if (!m_lookEnabled) {
+        // The line edit inside draws the text: give it the plain text colour and no background.
+        const QPalette window = parentWidget() ? parentWidget()->palette() : QApplication::palette(this);
+        const QColor text = disabledTextColor(window.color(QPalette::Active, QPalette::WindowText),
+                                              window.color(QPalette::Active, QPalette::Window));
+        own.setColor(QPalette::Disabled, QPalette::Text, text);
+        own.setColor(QPalette::Disabled, QPalette::WindowText, text);
+        own.setColor(QPalette::Disabled, QPalette::Base, Qt::transparent);
+        own.setColor(QPalette::Disabled, QPalette::Button, Qt::transparent);
     }
-    setPalette(palette);
+    m_applyingColors = true;
+    setPalette(own);
+    m_applyingColors = false;
+}
+
+void VXChameleonDatePicker::changeEvent(QEvent *event)
+{
+    QDateTimeEdit::changeEvent(event);
+    if (!m_applyingColors && (event->type() == QEvent::PaletteChange || event->type() == QEvent::ParentChange))
+        applyDisabledColors();
 }
 
 void VXChameleonDatePicker::setEnabled(bool enabled)

@@ -51,17 +51,24 @@ public:
     // look (the spin box's own hint is cached and cuts long texts).
     QSize fittingSize() const;
 
-    // The colour in which the disabled picker's text is drawn: the enabled text colour
-    // darkened as by black at 0.6 opacity laid over it.
-    static QColor disabledTextColor(const QColor &enabledTextColor);
+    // The colour in which the disabled picker's text is drawn, so that it reads as plain text:
+    // on a light window the enabled text colour darkened as by black at 0.6 opacity laid over
+    // it; on a dark window (light text) the text colour itself, which darkening would sink into
+    // the background.
+    static QColor disabledTextColor(const QColor &enabledTextColor, const QColor &windowColor);
 
 protected:
     bool event(QEvent *event) override;
+    void changeEvent(QEvent *event) override;
 
 private:
     void applyLook(bool enabled);
+    // The picker's own colours: those of the disabled look, from the window's palette, which
+    // it otherwise follows (a report's colour scheme sets that).
+    void applyDisabledColors();
 
     int m_tag = 0;
     bool m_lookEnabled = true;
+    bool m_applyingColors = false;
     QPointer<QAbstractButton> m_enablingSwitch;
 };

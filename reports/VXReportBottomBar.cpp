@@ -9,6 +9,8 @@
 #include <QPainterPath>
 #include <QResizeEvent>
 
+#include <algorithm>
+
 namespace {
 
 QColor white(qreal level, qreal opacity = 1.0)
@@ -92,4 +94,43 @@ void VXReportBottomBar::resizeEvent(QResizeEvent *event)
         if (widget && widget->property(kAnchoredRightProperty).toBool())
             widget->move(widget->pos() + QPoint(delta, 0));
     }
+}
+
+QSize VXReportBottomBar::minimumSizeHint() const
+{
+    // The right group keeps its distance to the right edge of the width it was laid out for.
+    const int laidOutWidth = m_referenceWidth >= 0 ? m_referenceWidth : width();
+    int leftGroupEnd = 0;
+    int rightGroupExtent = 0;
+    for (const QObject *child : children()) {
+        const auto *widget = qobject_cast<const QWidget *>(child);
+        if (!widget || widget->isHidden())
+            continue;
+        if (widget->property(kAnchoredRightProperty).toBool())
+            rightGroupExtent = std::max(rightGroupExtent, laidOutWidth - widget->x());
+        else
+            leftGroupEnd = std::max(leftGroupEnd, widget->x() + widget->width());
+    }
+    return QSize(leftGroupEnd + kGroupGap + rightGroupExtent, kHeight);
+}
+
+void VXReportBottomBar::childEvent(QChildEvent *event)
+{
+    QWidget::childEvent(event);
+    if (event->added() && event->child()->isWidgetType())
+        event->child()->installEventFilter(this);
+    if (event->added() || event->removed())
+        updateGeometry();
+}
+
+bool VXReportBottomBar::eventFilter(QObject *watched, QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::Move:
+    case QEvent::Resize:
+    case QEvent::ShowToParent:
+    case QEvent::HideToParent: updateGeometry(); break;
+    default: break;
+    }
+    return QWidget::eventFilter(watched, event);
 }

@@ -1,6 +1,8 @@
 #include "VXReportController.h"
 
+#include "VXApplicationIcon.h"
 #include "VXChameleonDatePicker.h"
+#include "VXColorExtensions.h"
 #include "VXConfigurationKeys.h"
 #include "VXMainController.h"
 #include "VXRegisteredDefaults.h"
@@ -17,13 +19,16 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QMenu>
 #include <QScreen>
 #include <QSignalBlocker>
 #include <QStyle>
 #include <QToolButton>
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace {
 
@@ -49,6 +54,52 @@ bool redrawsReports(const QString &key)
 }
 
 bool applicationTerminating = false;
+
+// Report windows carry the name of their layout.
+const QString kReportWindowName = QStringLiteral("Report");
+
+// How far each new report window stands from one it would otherwise hide.
+constexpr int kCascadeStep = 28;
+
+// Where a new report window goes so that it does not open exactly over another one (they all
+// start centred): `place`, moved down and right a step at a time until no other report's top
+// left corner is within a step of it; a step that would leave the available area starts again
+// at its top left.
+QPoint cascadedPosition(QPoint place, const QSize &size, const QRect &available, const std::vector<QPoint> &taken)
+{
+    const auto isTaken = [&taken](QPoint point) {
+        return std::any_of(taken.begin(), taken.end(),
+                           [point](QPoint other) { return (other - point).manhattanLength() < kCascadeStep; });
+    };
+    for (std::size_t i = 0; i <= taken.size() && isTaken(place); ++i) {
+        place += QPoint(kCascadeStep, kCascadeStep);
+        if (!available.contains(QRect(place, size)))
+            place = available.topLeft();
+    }
+    return place;
+}
+
+// A saved frame kept within the available area of the screen under its centre (else the
+// primary screen), no smaller than `minimum`: a frame saved at another scale, or on a screen that
+// is gone, would otherwise open mostly off screen.
+QRect clampedToScreen(QRect frame, const QSize &minimum)
+{
+    const QScreen *screen = QGuiApplication::screenAt(frame.center());
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    if (!screen)
+        return frame;
+    const QRect available = screen->availableGeometry();
+    const auto fit = [](int length, int least, int room) { return std::max(least, std::min(length, room)); };
+    frame.setSize(QSize(fit(frame.width(), minimum.width(), available.width()),
+                        fit(frame.height(), minimum.height(), available.height())));
+    const auto inside = [](int start, int length, int areaStart, int areaLength) {
+        return std::max(areaStart, std::min(start, areaStart + areaLength - length));
+    };
+    frame.moveTopLeft(QPoint(inside(frame.x(), frame.width(), available.x(), available.width()),
+                             inside(frame.y(), frame.height(), available.y(), available.height())));
+    return frame;
+}
 
 }   // namespace
 
@@ -141,6 +192,10 @@ QWidget *VXReportController::loadReportWindow()
     m_beginDatePicker->setEnablingSwitch(m_beginDateSwitch);
     m_endDatePicker->setEnablingSwitch(m_endDateSwitch);
     m_reportView->setDelegate(this);
+    setUpEmptyReportMessage();
+    // The whole window in the report's colours; the container carries them into the tray panel.
+    m_reportContainer->setAutoFillBackground(true);
+    applyColorScheme();
 
     if (m_snapshotConfiguration) {
         const QString path = m_snapshotConfiguration->value(VXPathKey).toString();
@@ -151,6 +206,7 @@ QWidget *VXReportController::loadReportWindow()
     }
 
     setUpViewMenuButton();
+    reportWindow->setWindowIcon(applicationIcon());
 
     // The taskbar has no Windows menu to leave the live report out of; it floats on request.
     if (isLiveReport() && defaults().boolForKey(VXReportKey::kDefaultStayInFront))
@@ -167,6 +223,22 @@ QWidget *VXReportController::loadReportWindow()
 
     reportWindow->installEventFilter(this);
     return reportWindow;
+}
+
+void VXReportController::setSnapshotConfiguration(VXDictionaryRef configuration)
+{
+    m_snapshotConfiguration = std::move(configuration);
+    setUpEmptyReportMessage();
+}
+
+void VXReportController::setUpEmptyReportMessage()
+{
+    if (!m_reportView)
+        return;
+    if (m_snapshotConfiguration)
+        m_reportView->setOverlayMessage(tr(VXReportNoActivityTitle), tr(VXReportNoActivitySubtitle));
+    else
+        m_reportView->setOverlayMessage(tr(VXReportNothingTrackedTitle), tr(VXReportNothingTrackedSubtitle));
 }
 
 void VXReportController::setUpViewMenuButton()
@@ -245,9 +317,15 @@ void VXReportController::presentReportWindow(bool activate)
     if (!m_hasBeenShown && !m_hasSavedFrame) {
         // Centred on its first showing only; later showings keep where the user left it.
         if (const QScreen *screen = window->screen()) {
+            const QRect available = screen->availableGeometry();
             QRect frame = window->frameGeometry();
-            frame.moveCenter(screen->availableGeometry().center());
-            window->move(frame.topLeft());
+            frame.moveCenter(available.center());
+            std::vector<QPoint> taken;
+            for (const QWidget *other : QApplication::topLevelWidgets()) {
+                if (other != window && other->isVisible() && other->objectName() == kReportWindowName)
+                    taken.push_back(other->pos());
+            }
+            window->move(cascadedPosition(frame.topLeft(), frame.size(), available, taken));
         }
     }
     m_hasBeenShown = true;
@@ -294,6 +372,10 @@ bool VXReportController::eventFilter(QObject *watched, QEvent *event)
         if (m_reportWindow->isVisible() && !m_restoringFrame)
             saveWindowFrame();
         break;
+    case QEvent::ApplicationPaletteChange:
+        // The desktop's theme changed: the scheme's palette is made from it.
+        applyColorScheme();
+        break;
     default: break;
     }
     return QObject::eventFilter(watched, event);
@@ -326,8 +408,9 @@ bool VXReportController::restoreWindowFrame()
     }
     if (numbers[2] <= 0 || numbers[3] <= 0)
         return false;
+    const QSize minimum = m_reportWindow->minimumSize().expandedTo(m_reportWindow->minimumSizeHint());
     m_restoringFrame = true;
-    m_reportWindow->setGeometry(numbers[0], numbers[1], numbers[2], numbers[3]);
+    m_reportWindow->setGeometry(clampedToScreen(QRect(numbers[0], numbers[1], numbers[2], numbers[3]), minimum));
     m_restoringFrame = false;
     return true;
 }
@@ -355,14 +438,16 @@ void VXReportController::toggleShownActivityFromMenuItem(int tag)
 
 bool VXReportController::drawFrontActivity() const
 {
-    return m_snapshotConfiguration
-        || defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kFront));
+    if (m_snapshotConfiguration)
+        return m_snapshotConfiguration->value(VXForegroundActivityKey).toBool();
+    return defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kFront));
 }
 
 bool VXReportController::drawTotalActivity() const
 {
-    return m_snapshotConfiguration
-        || defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kTotal));
+    if (m_snapshotConfiguration)
+        return m_snapshotConfiguration->value(VXTotalActivityKey).toBool();
+    return defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kTotal));
 }
 
 void VXReportController::storeDateOfPicker(const QString &pattern, VXChameleonDatePicker *picker)
@@ -413,10 +498,18 @@ VXReportMenuItemState VXReportController::validateMenuItem(VXReportMenuAction ac
     return {};
 }
 
+void VXReportController::applyColorScheme()
+{
+    if (m_reportContainer)
+        m_reportContainer->setPalette(reportPalette(int(defaults().integerForKey(VXColorSchemeKey))));
+}
+
 void VXReportController::settingChanged(const QString &key)
 {
     if (!redrawsReports(key))
         return;
+    if (key == VXColorSchemeKey)
+        applyColorScheme();
     if (m_reportContainer)
         m_reportContainer->update();
     if (m_bottomBar)

@@ -74,6 +74,14 @@ inline const QString kWindowFramePrefix = QStringLiteral("ReportWindow: ");
 inline constexpr char VXReportViewButtonToolTip[] = QT_TRANSLATE_NOOP("VXReportController", "View");
 inline constexpr char VXReportViewMenuTitle[] = QT_TRANSLATE_NOOP("VXReportController", "Index");
 
+// What a report without rows says: the live report, and a snapshot.
+inline constexpr char VXReportNothingTrackedTitle[] = QT_TRANSLATE_NOOP("VXReportController", "Nothing Tracked Yet");
+inline constexpr char VXReportNothingTrackedSubtitle[]
+    = QT_TRANSLATE_NOOP("VXReportController", "No activity has been tracked in this range yet.");
+inline constexpr char VXReportNoActivityTitle[] = QT_TRANSLATE_NOOP("VXReportController", "No Activity");
+inline constexpr char VXReportNoActivitySubtitle[]
+    = QT_TRANSLATE_NOOP("VXReportController", "The file holds no activity in this range.");
+
 class VXReportController : public QObject, public VXReportClient, public VXReportViewDelegate, public VXReportMenuTarget
 {
     Q_OBJECT
@@ -92,7 +100,7 @@ public:
     QString uniqueID() const override { return m_uniqueID; }
     bool isLiveReport() const { return m_uniqueID == VXReportKey::kDefaultUniqueID; }
     VXDictionaryRef snapshotConfiguration() const override { return m_snapshotConfiguration; }
-    void setSnapshotConfiguration(VXDictionaryRef configuration) { m_snapshotConfiguration = std::move(configuration); }
+    void setSnapshotConfiguration(VXDictionaryRef configuration);
     VXReportDataSource *delegate() const { return m_delegate; }
     void setDelegate(VXReportDataSource *delegate) { m_delegate = delegate; }
 
@@ -140,7 +148,8 @@ public:
     int timeFormat() const override;
     // Tag 0 flips "Front", tag 1 "Total".
     void toggleShownActivityFromMenuItem(int tag) override;
-    // A snapshot draws whatever its file holds; the live report what its settings say.
+    // A snapshot draws what its file holds (its configuration's "Foreground Activity" and "Total
+    // Activity"); the live report what its settings say.
     bool drawFrontActivity() const override;
     bool drawTotalActivity() const override;
     // The action of the four date controls.
@@ -188,7 +197,11 @@ private:
     // The window's close button: stores the closed state and allows the close.
     bool windowShouldClose();
     void windowWillClose();
+    // The window's palette for the colour scheme in the settings.
+    void applyColorScheme();
     void setUpViewMenuButton();
+    // The view's message for a report without rows, by the kind of report.
+    void setUpEmptyReportMessage();
     void readDateControl(const QString &pattern, QCheckBox *dateSwitch, VXChameleonDatePicker *picker);
     void storeDateOfPicker(const QString &pattern, VXChameleonDatePicker *picker);
     void applyRangeSide(double timestamp, const QString &pattern, QCheckBox *dateSwitch, VXChameleonDatePicker *picker);

@@ -144,7 +144,11 @@ RowLayout layoutRows(const QRectF &rowsRect, std::size_t count, std::size_t appl
         return layout;
     layout.rows.resize(count);
     if (count == 1) {
+        // A single row fills the rectangle; one with text only up to the tallest row, so that its
+        // name and read-out stay together.
         layout.rows[0] = rowsRect;
+        if (includeText)
+            layout.rows[0].setHeight(std::min(rowsRect.height(), kMaximumRowPitch));
         return layout;
     }
 
@@ -163,10 +167,13 @@ RowLayout layoutRows(const QRectF &rowsRect, std::size_t count, std::size_t appl
 
     withHeaders = withHeaders && applicationCount > 0 && applicationCount < count;
     const qreal available = rowsRect.height() - (withHeaders ? kGroupHeadersHeight : 0.0);
-    const qreal pitch = std::max<qreal>(0.0, std::floor(available / qreal(count)));
+    const qreal share = std::max<qreal>(0.0, std::floor(available / qreal(count)));
+    const qreal pitch = std::min(share, kMaximumRowPitch);
     const qreal spacing = rowSpacing(pitch);
 
-    qreal y = rowsRect.bottom();
+    // Rows at their tallest leave the rest of the rectangle empty below them.
+    qreal y = share > pitch ? rowsRect.top() + (withHeaders ? kGroupHeadersHeight : 0.0) + pitch * qreal(count)
+                            : rowsRect.bottom();
     qreal poolsNaturalY = 0.0;
     for (std::size_t i = count; i-- > 0;) {
         if (withHeaders && i + 1 == applicationCount) {

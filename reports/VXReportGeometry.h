@@ -20,6 +20,9 @@ namespace VXReportGeometry {
 // Rows are 46 points apart when the view sizes itself; two group headers of 30 points each are
 // added when applications and pools are both shown; the chooser strip takes 15 points.
 inline constexpr qreal kRowPitch = 46.0;
+// Rows with text grow with the room they have up to this, so that a row's name and its read-out
+// stay close together; what is left stays empty below the rows.
+inline constexpr qreal kMaximumRowPitch = 1.5 * kRowPitch;
 inline constexpr qreal kHeaderHeight = 30.0;
 inline constexpr qreal kGroupHeadersHeight = 2 * kHeaderHeight;
 inline constexpr qreal kChooserHeight = 15.0;
@@ -68,10 +71,12 @@ struct RowLayout {
 // Places `count` rows in `rowsRect`, the first `applicationCount` being application rows and
 // the rest pool rows. With headers (text included and both groups shown) 30-point bands go
 // above the first application row and between the groups, and the rows share what is left:
-// each gets floor(available / count) points, the top rowSpacing() of them left empty. Rows are
-// stacked from the bottom up; what does not divide evenly stays at the top, below the
-// applications header. Without text the rows are packed tightly and spread over the whole
-// height. Headers are pinned to `visibleTop` (see pinHeaders).
+// each gets floor(available / count) points, at most kMaximumRowPitch, the top rowSpacing() of
+// them left empty. Rows are stacked from the bottom up; what does not divide evenly stays at the
+// top, below the applications header, and what rows at their tallest leave stays empty at the
+// bottom. A single row fills the rectangle (with text up to kMaximumRowPitch). Without text the
+// rows are packed tightly and spread over the whole height. Headers are pinned to `visibleTop`
+// (see pinHeaders).
 RowLayout layoutRows(const QRectF &rowsRect, std::size_t count, std::size_t applicationCount, bool includeText,
                      bool withHeaders, qreal visibleTop);
 

@@ -45,13 +45,46 @@ bool userDefault(const QString &key, bool fallback)
     return defaults ? defaults->boolForKey(key) : fallback;
 }
 
+// The white veil over the light scheme's rows, at their top and at their bottom: a sheen that
+// leaves the bars dark enough to stand out (under a veil of 0.6 even black would not reach 3:1
+// against white).
+constexpr double kLightShadingTop = 0.3;
+constexpr double kLightShadingBottom = 0.15;
+
 // Shading over every row, made once: lighter towards the top in the light scheme, darker towards
 // the bottom in the others.
 const QGradientStops &rowShading(bool light)
 {
-    static const QGradientStops lightStops {{0.0, whiteColor(1.0, 0.6)}, {1.0, whiteColor(1.0, 0.5)}};
+    static const QGradientStops lightStops {{0.0, whiteColor(1.0, kLightShadingTop)},
+                                            {1.0, whiteColor(1.0, kLightShadingBottom)}};
     static const QGradientStops darkStops {{0.0, whiteColor(0.0, 0.25)}, {1.0, whiteColor(0.0, 0.4)}};
     return light ? lightStops : darkStops;
+}
+
+// The light scheme's bars against the white background, where the shading is palest: total
+// activity at least 3:1, foreground at least 4:1, so that it also stands apart from the total it
+// lies on. Each keeps its hue (grey, the tint of the theme's highlight colour); computed again
+// only when the highlight colour changes.
+constexpr double kLightTotalContrast = 3.0;
+constexpr double kLightFrontContrast = 4.0;
+
+QColor lightChannelColor(const QColor &base, double ratio)
+{
+    struct Entry {
+        QRgb base;
+        double ratio;
+        QColor color;
+    };
+    static std::vector<Entry> cache;
+    for (const Entry &entry : cache) {
+        if (entry.base == base.rgba() && entry.ratio == ratio)
+            return entry.color;
+    }
+    if (cache.size() >= 4)
+        cache.clear();
+    const QColor color = darkenedForContrast(base, whiteColor(1.0), ratio, kLightShadingTop);
+    cache.push_back({base.rgba(), ratio, color});
+    return color;
 }
 
 QColor backgroundColor(int scheme)
@@ -61,12 +94,17 @@ QColor backgroundColor(int scheme)
 
 QColor rowTextColor(int scheme)
 {
-    return scheme == VXColorSchemeLight ? whiteColor(0.15) : whiteColor(1.0);
+    return scheme == VXColorSchemeLight ? whiteColor(0.05) : whiteColor(1.0);
+}
+
+QColor rowSubtitleColor(int scheme)
+{
+    return scheme == VXColorSchemeLight ? whiteColor(0.12) : whiteColor(0.85);
 }
 
 QColor rowTextShadowColor(int scheme)
 {
-    return scheme == VXColorSchemeLight ? whiteColor(1.0, 0.7) : whiteColor(0.0, 0.6);
+    return scheme == VXColorSchemeLight ? whiteColor(1.0, 0.35) : whiteColor(0.0, 0.6);
 }
 
 QColor separatorColor(int scheme)
@@ -162,6 +200,16 @@ void VXReportView::setOverlayMessage(const QString &message, const QString &subt
     d->overlayMessage = message;
     d->overlaySubtitle = subtitle;
     QWidget::update();
+}
+
+QString VXReportView::overlayMessage() const
+{
+    return d->overlayMessage;
+}
+
+QString VXReportView::overlaySubtitle() const
+{
+    return d->overlaySubtitle;
 }
 
 void VXReportView::setDirectionIndicator(QWidget *directionIndicator)
@@ -318,7 +366,7 @@ void drawOverlayMessage(QPainter &painter, const QString &message, const QString
     scaleToFitAndDrawInRect(message, painter, QRectF(rect.x(), rect.y(), rect.width(), titleHeight), &titleAttributes,
                             QFont::DemiBold, &color, 16.0);
     if (!subtitle.isEmpty()) {
-        const QColor subtitleColor = colorScheme == VXColorSchemeLight ? whiteColor(0.3) : whiteColor(0.85);
+        const QColor subtitleColor = rowSubtitleColor(colorScheme);
         scaleToFitAndDrawInRect(subtitle, painter,
                                 QRectF(rect.x(), rect.y() + titleHeight, rect.width(), rect.height() - titleHeight),
                                 &subtitleAttributes, QFont::Normal, &subtitleColor, 12.0);
@@ -410,9 +458,7 @@ void VXReportView::drawReportInBounds(QPainter &painter, const QRectF &bounds, c
         scaleToFitAndDrawInRect(d->overlaySubtitle, painter,
                                 QRectF(area.left() + 20.0, top + lineHeight, area.width() - 40.0, lineHeight * 0.6),
                                 &centred, QFont::Normal, &color, 14.0);
-    } else if (count == 1) {
-        drawRow(m_eventLogs->at(0), rowsRect);
-    } else if (count > 1) {
+    } else if (count > 0) {
         std::size_t applicationCount = 0;
         while (applicationCount < count) {
             const VXDictionary *dictionary = m_eventLogs->at(applicationCount).dictionary();
@@ -462,12 +508,15 @@ void VXReportView::drawEventLog(QPainter &painter, const VXDictionary &eventLog,
     if (includeTotalActivity) {
         if (const VXArray *log = eventLog.value(VXActiveLogKey).array())
             drawEventLogChannel(painter, *log, inNaturalTime, normalizedToInterval,
-                                light ? whiteColor(0.95) : whiteColor(0.2), r, emboss);
+                                light ? lightChannelColor(whiteColor(0.95), kLightTotalContrast) : whiteColor(0.2), r,
+                                emboss);
     }
     if (includeFrontActivity) {
         if (const VXArray *log = eventLog.value(VXFrontActiveLogKey).array())
             drawEventLogChannel(painter, *log, inNaturalTime, normalizedToInterval,
-                                light ? selectedControlColor() : activePieColor(colorScheme), r, emboss);
+                                light ? lightChannelColor(selectedControlColor(), kLightFrontContrast)
+                                      : activePieColor(colorScheme),
+                                r, emboss);
     }
     if (colorScheme != VXColorSchemeUnshaded) {
         QLinearGradient gradient(r.topLeft(), r.bottomLeft());
@@ -478,8 +527,11 @@ void VXReportView::drawEventLog(QPainter &painter, const VXDictionary &eventLog,
         const qreal inset = std::floor(r.height() / 7.0);
         QRectF textRect = r.adjusted(inset, inset, -inset, -inset);
         const qreal indent = std::floor(textRect.height() / 3.0);
-        const bool indented = eventLog.value(VXPathKey).toString() == VXWindowPathMarker
-            || eventLog.value(VXTypeKey).toString() == VXPoolItemType;
+        // Windows and pool members stand under their application or pool; pools carry the
+        // pool item type too, but head their group.
+        const QString &path = eventLog.value(VXPathKey).stringRef();
+        const bool indented = path == VXWindowPathMarker
+            || (eventLog.value(VXTypeKey).stringRef() == VXPoolItemType && path != VXPoolPathMarker);
         if (indented) {
             textRect.setLeft(textRect.left() + indent);
             drawOverlayMessage(painter, bulletString(), QString(), textRect.adjusted(-indent, 0.0, indent, 0.0),

@@ -67,6 +67,8 @@ public:
     // A message (with a subtitle under it) drawn over a report that has no rows to show, such as
     // "No activity" for an empty range; an empty message draws nothing.
     void setOverlayMessage(const QString &message, const QString &subtitle = QString());
+    QString overlayMessage() const;
+    QString overlaySubtitle() const;
 
     // A widget shown while a non-empty range is displayed and hidden otherwise (not owned).
     void setDirectionIndicator(QWidget *directionIndicator);

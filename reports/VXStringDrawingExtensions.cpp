@@ -35,8 +35,19 @@ int roundHalfAway(double value)
 
 }   // namespace
 
-int scaleToFitSize(const QString &self, const QSizeF &size, int weight, qreal maximumSize, qreal *textHeight)
+QString labelTextVisibleInWidth(const QString &self, qreal width)
 {
+    // Two UTF-16 units per pixel leave room for characters outside the basic plane.
+    const qsizetype limit = 2 * qsizetype(std::ceil(std::max<qreal>(width, 0.0))) + 2;
+    if (self.size() <= limit)
+        return self;
+    const qsizetype length = self.at(limit - 1).isHighSurrogate() ? limit - 1 : limit;
+    return self.left(length);
+}
+
+int scaleToFitSize(const QString &whole, const QSizeF &size, int weight, qreal maximumSize, qreal *textHeight)
+{
+    const QString self = labelTextVisibleInWidth(whole, size.width());
     const QFontMetricsF at20(fontOf(weight, kMeasuringSize));
     const double width20 = at20.horizontalAdvance(self);
     const double height20 = at20.height();
@@ -117,13 +128,14 @@ const FittedLabel &fittedLabel(const QString &self, const QSizeF &size, int weig
 
 }   // namespace
 
-int scaleToFitAndDrawInRect(const QString &self, QPainter &painter, const QRectF &rect, VXTextAttributes *attributes,
+int scaleToFitAndDrawInRect(const QString &whole, QPainter &painter, const QRectF &rect, VXTextAttributes *attributes,
                             int weight, const QColor *color, qreal maximumSize)
 {
     static VXTextAttributes sharedAttributes;
     VXTextAttributes &a = attributes ? *attributes : sharedAttributes;
-    if (self.isEmpty() || rect.width() <= 0.0)
+    if (whole.isEmpty() || rect.width() <= 0.0)
         return 0;
+    const QString self = labelTextVisibleInWidth(whole, rect.width());
 
     const FittedLabel &label = fittedLabel(self, rect.size(), weight, maximumSize, a.elideMode);
     a.font = label.font;

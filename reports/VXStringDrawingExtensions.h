@@ -36,6 +36,12 @@ int scaleToFitAndDrawInRect(const QString &self, QPainter &painter, const QRectF
 // The size scaleToFitAndDrawInRect() would choose, and the height of its line.
 int scaleToFitSize(const QString &self, const QSizeF &size, int weight, qreal maximumSize, qreal *textHeight);
 
+// The part of the text a label of that width can show at all: no visible character is narrower
+// than a pixel, so a label never shows more characters than its width has pixels. Both functions
+// above measure and lay out only this part (the text itself when it is short enough), so that a
+// title of many megabytes costs no more than a line of them.
+QString labelTextVisibleInWidth(const QString &self, qreal width);
+
 // The item's 16-point icon: "_Window" and "_Pool" give the window and pool images, any other
 // text is a path and gives the file's icon; null when there is none (and then not cached).
 // Cached per path for the whole run.

@@ -1,42 +1,16 @@
 #include "VXTrackingIndicator.h"
 
+#include "VXApplicationIcon.h"
+
 #include <QAction>
 #include <QApplication>
 #include <QIcon>
 #include <QLabel>
 #include <QMenu>
-#include <QPainter>
-#include <QPixmap>
 #include <QPushButton>
 #include <QSystemTrayIcon>
 #include <QVBoxLayout>
 #include <QWidget>
-
-namespace {
-
-// A clock face: drawn rather than loaded, so the indicator cannot lose its icon.
-QIcon trackingIcon()
-{
-    QIcon icon;
-    for (int size : {16, 22, 24, 32, 48, 64}) {
-        QPixmap pixmap(size, size);
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        painter.setRenderHint(QPainter::Antialiasing);
-        const qreal pen = std::max<qreal>(1.5, size / 12.0);
-        painter.setPen(QPen(QColor(153, 102, 153), pen));
-        painter.setBrush(QColor(250, 245, 250));
-        const QRectF face(pen, pen, size - 2 * pen, size - 2 * pen);
-        painter.drawEllipse(face);
-        const QPointF centre = face.center();
-        painter.drawLine(centre, QPointF(centre.x(), face.top() + face.height() * 0.22));
-        painter.drawLine(centre, QPointF(face.right() - face.width() * 0.25, centre.y()));
-        icon.addPixmap(pixmap);
-    }
-    return icon;
-}
-
-}   // namespace
 
 VXTrackingIndicator::VXTrackingIndicator(QObject *parent) : QObject(parent)
 {
@@ -59,7 +33,7 @@ VXTrackingIndicator::~VXTrackingIndicator()
 void VXTrackingIndicator::show()
 {
     if (QSystemTrayIcon::isSystemTrayAvailable()) {
-        m_tray = new QSystemTrayIcon(trackingIcon());
+        m_tray = new QSystemTrayIcon(applicationIcon(m_hibernating));
         m_tray->setContextMenu(m_menu);
         m_tray->setToolTip(m_status.isEmpty() ? tr("Wendle is tracking") : m_status);
         connect(m_tray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
@@ -71,7 +45,7 @@ void VXTrackingIndicator::show()
     }
     m_window = new QWidget();
     m_window->setWindowTitle(tr("Wendle"));
-    m_window->setWindowIcon(trackingIcon());
+    m_window->setWindowIcon(applicationIcon(m_hibernating));
     auto *layout = new QVBoxLayout(m_window);
     m_label = new QLabel(m_status.isEmpty() ? tr("Wendle is tracking") : m_status, m_window);
     m_label->setWordWrap(true);
@@ -95,4 +69,15 @@ void VXTrackingIndicator::setStatus(const QString &status)
         m_tray->setToolTip(status);
     if (m_label)
         m_label->setText(status);
+}
+
+void VXTrackingIndicator::setHibernating(bool hibernating)
+{
+    if (hibernating == m_hibernating)
+        return;
+    m_hibernating = hibernating;
+    if (m_tray)
+        m_tray->setIcon(applicationIcon(hibernating));
+    if (m_window)
+        m_window->setWindowIcon(applicationIcon(hibernating));
 }

@@ -2,7 +2,7 @@
 
 // Shows that Wendle is running and tracking, and offers Quit: an icon in the system tray when
 // the desktop has one, else a small ordinary window. Its tooltip (or label) carries a one-line
-// status that the program updates.
+// status that the program updates; its icon is Wendle's, in grey while tracking hibernates.
 
 #include <QObject>
 #include <QString>
@@ -25,6 +25,11 @@ public:
     bool usesTray() const { return m_tray != nullptr; }
     void setStatus(const QString &status);
     QString status() const { return m_status; }
+    // Grey icon while hibernating, the colour one otherwise.
+    void setHibernating(bool hibernating);
+    bool isHibernating() const { return m_hibernating; }
+    // The window shown when there is no tray (null before show()).
+    QWidget *window() const { return m_window; }
 
 Q_SIGNALS:
     void quitRequested();
@@ -36,4 +41,5 @@ private:
     QWidget *m_window = nullptr;
     QLabel *m_label = nullptr;
     QString m_status;
+    bool m_hibernating = false;
 };

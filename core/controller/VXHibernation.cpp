@@ -1,5 +1,6 @@
 #include "VXHibernation.h"
 
+#include "VXClock.h"
 #include "VXHibernationDelegate.h"
 #include "VXRegisteredDefaults.h"
 #include "VXScheduler.h"
@@ -24,8 +25,10 @@ QString tr(const char *text)
 
 }   // namespace
 
-VXHibernation::VXHibernation(VXScheduler &scheduler, VXUserDefaults &defaults, VXHibernationDelegate &delegate) :
-    m_scheduler(scheduler), m_defaults(defaults), m_delegate(delegate)
+VXHibernation::VXHibernation(VXScheduler &scheduler, const VXClock &clock, VXUserDefaults &defaults,
+                             VXHibernationDelegate &delegate) :
+    m_scheduler(scheduler),
+    m_clock(clock), m_defaults(defaults), m_delegate(delegate)
 {
 }
 
@@ -104,9 +107,22 @@ void VXHibernation::deferHibernation()
         setPaused(false);
         m_delegate.hibernationDidChange();
     }
+    restartIdleCountdown();
+}
+
+void VXHibernation::restartIdleCountdown()
+{
     m_scheduler.cancel(this, kHibernateOperation);
     if (m_hibernationInterval > 0 && m_userAwayLevel == 0 && m_eventMonitorInstalled)
         scheduleHibernation(m_hibernationInterval);
+}
+
+void VXHibernation::hibernationIntervalDidChange()
+{
+    const int before = m_hibernationInterval;
+    readHibernationInterval();
+    if (m_hibernationInterval != before && !m_isHibernating)
+        restartIdleCountdown();
 }
 
 void VXHibernation::scheduleHibernation(double delay)
@@ -129,6 +145,7 @@ void VXHibernation::toggleHibernation()
         m_defaults.setBool(true, VXDeepHibernationKey);
         hibernate(this);
     } else if (answer == 0) {
+        m_automaticWakeUpChosenAt = m_clock.now();
         scheduleHibernation(kAutomaticHibernationDelay);
     }
 }
@@ -162,6 +179,13 @@ void VXHibernation::restoreDeepHibernation()
 
 void VXHibernation::inputHappened()
 {
+    deferHibernation();
+}
+
+void VXHibernation::inputHappenedSecondsAgo(double seconds)
+{
+    if (m_clock.now() - seconds <= m_automaticWakeUpChosenAt)
+        return;
     deferHibernation();
 }
 

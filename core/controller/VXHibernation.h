@@ -27,6 +27,9 @@
 #include <QString>
 #include <QtGlobal>
 
+#include <limits>
+
+class VXClock;
 class VXHibernationDelegate;
 class VXScheduler;
 class VXUserDefaults;
@@ -53,11 +56,14 @@ public:
     static const QString kHibernateOperation;   // "hibernate:"
     static const QString kEndTransitoryPauseOperation;   // "endTransitoryPause"
     // How long a transitory pause lasts, and how long after "Wake Up Automatically" the program
-    // hibernates (so that the click closing the alert does not wake it again).
+    // hibernates (so that the events of the click closing the alert do not wake it again; a
+    // source that reports that click later still is not believed either, see
+    // inputHappenedSecondsAgo()).
     static constexpr double kTransitoryPauseDuration = 0.5;
     static constexpr double kAutomaticHibernationDelay = 0.5;
 
-    VXHibernation(VXScheduler &scheduler, VXUserDefaults &defaults, VXHibernationDelegate &delegate);
+    VXHibernation(VXScheduler &scheduler, const VXClock &clock, VXUserDefaults &defaults,
+                  VXHibernationDelegate &delegate);
     ~VXHibernation() override;
 
     VXHibernation(const VXHibernation &) = delete;
@@ -88,6 +94,10 @@ public:
     int hibernationInterval() const { return m_hibernationInterval; }
     void setHibernationInterval(int seconds);
     void readHibernationInterval();
+    // "Hibernation Interval" changed in the settings while running: a new value is taken, and
+    // the idle countdown of a program that is awake starts again with it (as the input of the
+    // person who changed it would have started it).
+    void hibernationIntervalDidChange();
 
     // Whether some source reports input. Without one, no idle countdown is ever started.
     bool isEventMonitorInstalled() const { return m_eventMonitorInstalled; }
@@ -113,6 +123,9 @@ public:
     // ---- VXPresenceObserver
 
     void inputHappened() override;
+    // Input from before "Wake Up Automatically" closed the alert is not a return, however late
+    // a source reports it.
+    void inputHappenedSecondsAgo(double seconds) override;
     void systemWillSleep() override;
     void systemDidWake() override;
     void sessionDidResignActive() override;
@@ -126,8 +139,12 @@ public:
 private:
     void enterHibernation(bool animated);
     void scheduleHibernation(double delay);
+    // Drops the pending countdown and, unless the interval is off, somebody is away or no input
+    // is watched, starts a new one of the whole interval.
+    void restartIdleCountdown();
 
     VXScheduler &m_scheduler;
+    const VXClock &m_clock;
     VXUserDefaults &m_defaults;
     VXHibernationDelegate &m_delegate;
     int m_pauseLevel = 0;
@@ -136,4 +153,6 @@ private:
     bool m_isHibernating = false;
     bool m_eventMonitorInstalled = false;
     bool m_screenLockCounted = false;
+    // When the user last chose "Wake Up Automatically": input before it was the choosing.
+    double m_automaticWakeUpChosenAt = -std::numeric_limits<double>::infinity();
 };

@@ -35,7 +35,7 @@ VXMainController::VXMainController(VXDesktop &desktop, VXScheduler &scheduler, V
                                    VXMainControllerDelegate *delegate) :
     m_desktop(desktop),
     m_scheduler(scheduler), m_clock(clock), m_defaults(defaults), m_delegate(delegate),
-    m_hibernation(scheduler, defaults, *this), m_bookmarkManager(defaults, this),
+    m_hibernation(scheduler, clock, defaults, *this), m_bookmarkManager(defaults, this),
     m_store(
         defaults, scheduler, [this] { return m_configuration; }, &m_bookmarkManager),
     m_undoHistory(
@@ -52,6 +52,7 @@ VXMainController::VXMainController(VXDesktop &desktop, VXScheduler &scheduler, V
 
 VXMainController::~VXMainController()
 {
+    QObject::disconnect(m_settingsConnection);
     m_scheduler.cancelAll(this);
     if (VXFolderAccessDelegate::shared() == &m_bookmarkManager)
         VXFolderAccessDelegate::setShared(nullptr);
@@ -117,6 +118,10 @@ void VXMainController::applicationDidFinishLaunching(const std::vector<VXPresenc
     m_hibernation.restoreDeepHibernation();
     // The first tick.
     setSortColumn(int(m_defaults.integerForKey(VXDefaultsKey::kSort)));
+    // From here on a changed setting acts at once, wherever the change came from.
+    QObject::disconnect(m_settingsConnection);
+    m_settingsConnection = QObject::connect(&m_defaults, &VXUserDefaults::valueChanged,
+                                            [this](const QString &key) { settingDidChange(key); });
     m_scheduler.performAfterDelay(this, kCompleteUISetupOperation, 0.0, [this] { completeUISetup(); });
 }
 
@@ -132,16 +137,63 @@ void VXMainController::completeUISetup()
     m_store.saveConfiguration(false, false, true);
 }
 
-void VXMainController::applicationShouldTerminate()
+bool VXMainController::applicationShouldTerminate()
 {
+    QObject::disconnect(m_settingsConnection);
     for (VXPresenceSource *source : m_presenceSources)
         source->stop();
     m_presenceSources.clear();
     m_hibernation.setEventMonitorInstalled(false);
     if (m_delegate)
         m_delegate->tearDownUserInterface();
-    m_store.saveConfiguration(true, true, false);
+    const bool saved = m_store.saveConfiguration(true, true, false);
     m_defaults.synchronize();
+    return saved;
+}
+
+// ---- Settings changed while running
+
+void VXMainController::settingDidChange(const QString &key)
+{
+    static const QStringList dailyTaskKeys {VXAutoResetApplicationsKey, VXAutoResetPoolsKey,
+                                            VXAutoExportKey::kAutoExportReports, VXAutoExportHourKey};
+    static const QStringList liveReportKeys {VXLiveReportContentKey, VXDefaultsKey::kLiveReportApplications,
+                                             VXDefaultsKey::kLiveReportPools, VXShowActivityReportInDockKey,
+                                             VXShowActivityReportOnDesktopKey};
+    // What the program keeps beside a setting is compared first: its own setters store the
+    // setting after they acted, and must not act twice.
+    if (key == VXDefaultsKey::kHibernationInterval) {
+        m_hibernation.hibernationIntervalDidChange();
+    } else if (key == VXShowInactiveApplicationItemsKey || key == VXDefaultsKey::kShowInactivePools) {
+        m_showInactiveApplicationItems = m_settings.showInactiveApplicationItems
+            = m_defaults.boolForKey(VXShowInactiveApplicationItemsKey);
+        m_showInactivePools = m_settings.showInactivePools = m_defaults.boolForKey(VXDefaultsKey::kShowInactivePools);
+    } else if (key == VXDefaultsKey::kSort) {
+        const int column = int(m_defaults.integerForKey(VXDefaultsKey::kSort));
+        if (column != VXCurrentSortColumn())
+            setSortColumn(column);
+    } else if (key == VXUpdateIntervalKey) {
+        // A shorter interval need not wait for a tick scheduled with the longer one.
+        const double interval = updateInterval();
+        if (m_scheduler.isPending(this, kUpdateListsOperation) && m_nextTickDue > m_clock.now() + interval) {
+            m_scheduler.cancel(this, kUpdateListsOperation);
+            scheduleNextTick(interval);
+        }
+    } else if (dailyTaskKeys.contains(key)) {
+        m_resets.doAutoTasksIfNecessary(this);
+    } else if (liveReportKeys.contains(key)) {
+        if (m_delegate) {
+            m_delegate->updateIcon();
+            m_delegate->updateReport();
+        }
+    } else if (key == VXColorSchemeKey || key == kExpressTimeIntervalsAsDaysKey) {
+        // Reports redraw by themselves; the lists are told.
+        if (m_delegate) {
+            m_delegate->reloadApplicationList();
+            m_delegate->reloadPoolList();
+            m_delegate->updateReport();
+        }
+    }
 }
 
 // ---- The sampler
@@ -175,7 +227,14 @@ void VXMainController::updateLists(const void *sender)
     }
 
     delegate.updateReport();
-    m_scheduler.performAfterDelay(this, kUpdateListsOperation, updateInterval(), [this] { updateLists(nullptr); });
+    scheduleNextTick(updateInterval());
+}
+
+// No tick is pending here: it has just fired, or was cancelled.
+void VXMainController::scheduleNextTick(double delay)
+{
+    m_nextTickDue = m_clock.now() + delay;
+    m_scheduler.performAfterDelay(this, kUpdateListsOperation, delay, [this] { updateLists(nullptr); });
 }
 
 double VXMainController::updateInterval() const
@@ -317,6 +376,16 @@ void VXMainController::pushUndoStateAndClearRedoStatesAfterDelay()
     m_undoHistory.pushUndoStateAndClearRedoStatesAfterDelay();
 }
 
+bool VXMainController::importConfiguration(VXDictionaryRef configuration)
+{
+    pushUndoStateAndClearRedoStatesAfterDelay();
+    m_configuration = std::move(configuration);
+    updateLists(this);
+    updateBlacklists();
+    // The save before the change restarted the periodic one.
+    return m_store.saveConfiguration(true, false, false);
+}
+
 void VXMainController::undo(const void *sender)
 {
     Q_UNUSED(sender);
@@ -400,22 +469,14 @@ void VXMainController::populateViewMenu(VXReportMenu &menu, const VXReportClient
     addScheme(VXLightColorSchemeTitle, 2);
 }
 
+// The lists and reports follow through settingDidChange(), as they do for a change made from
+// outside.
 void VXMainController::selectColorScheme(int tag)
 {
     m_defaults.setInteger(tag, VXColorSchemeKey);
-    if (m_delegate) {
-        m_delegate->reloadApplicationList();
-        m_delegate->reloadPoolList();
-        m_delegate->updateReport();
-    }
 }
 
 void VXMainController::toggleConversionToDaysFromMenuItem()
 {
     m_defaults.setBool(!m_defaults.boolForKey(kExpressTimeIntervalsAsDaysKey), kExpressTimeIntervalsAsDaysKey);
-    if (m_delegate) {
-        m_delegate->reloadApplicationList();
-        m_delegate->reloadPoolList();
-        m_delegate->updateReport();
-    }
 }

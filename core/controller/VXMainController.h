@@ -36,6 +36,7 @@
 #include "VXUndoHistory.h"
 #include "VXValue.h"
 
+#include <QMetaObject>
 #include <QString>
 
 #include <optional>
@@ -103,7 +104,9 @@ public:
     void completeUISetup();
     // The quit path (quit, logout, SIGTERM): the presence sources stop, the user interface is
     // torn down, the tree is saved with the settings as fallback, and the settings are written.
-    void applicationShouldTerminate();
+    // Answers whether the record reached its file; when not, store().saveFailure() says why
+    // (the tree is then in the settings, as far as they could be written).
+    bool applicationShouldTerminate();
 
     // ---- The configuration
 
@@ -112,6 +115,11 @@ public:
     // Replaces the tree (loading, undo, clearing with null). Call updateLists() with a sender
     // afterwards, as every change does.
     void setConfiguration(VXDictionaryRef configuration) { m_configuration = std::move(configuration); }
+    // Replaces the tree with one brought in from elsewhere (`wendle config import`), as an
+    // undoable change: the tree as it was is saved and pushed on the undo stack first; then the
+    // lists and blacklists show the new one and it is saved. Answers whether that last save wrote
+    // the file.
+    bool importConfiguration(VXDictionaryRef configuration);
 
     // ---- The sampler
 
@@ -192,6 +200,8 @@ public:
     VXConfigurationStore &store() { return m_store; }
     // Replaces the tree with the stored one (start-up).
     void loadConfiguration() { m_configuration = m_store.loadConfiguration(); }
+    // Where the record that could not be read at start-up was set aside; empty when it read well.
+    const QString &damagedConfigurationPath() const { return m_store.damagedConfigurationPath(); }
     bool saveConfiguration(bool save, bool withUserDefaultsFallback, bool scheduleNextSave)
     {
         return m_store.saveConfiguration(save, withUserDefaultsFallback, scheduleNextSave);
@@ -268,6 +278,11 @@ private:
     void showBlacklistText(const QString &blacklistName, const QString &text) override;
 
     void readStartUpSettings();
+    // A setting changed while the program runs, from the preferences or from outside (`wendle
+    // defaults write`, an edited settings file): it takes effect at once, as its control would
+    // make it.
+    void settingDidChange(const QString &key);
+    void scheduleNextTick(double delay);
 
     VXDesktop &m_desktop;
     VXScheduler &m_scheduler;
@@ -284,6 +299,9 @@ private:
     bool m_hasCompletedFullTick = false;
     bool m_isModal = false;
     std::vector<VXPresenceSource *> m_presenceSources;
+    // When the pending scheduled tick is due (clock time).
+    double m_nextTickDue = 0.0;
+    QMetaObject::Connection m_settingsConnection;
 
     VXHibernation m_hibernation;
     VXSecurityScopedBookmarkManager m_bookmarkManager;

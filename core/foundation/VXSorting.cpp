@@ -41,9 +41,9 @@ template <class T> VXComparisonResult order(T a, T b) noexcept
     return a < b ? VXOrderedAscending : (b < a ? VXOrderedDescending : VXOrderedSame);
 }
 
-}   // namespace
-
-VXComparisonResult VXSortStrings(QStringView a, QStringView b, const void *) noexcept
+// The order of VXSortStrings; with `breakTies` off, texts that differ only in case or in leading
+// zeros compare as the same.
+VXComparisonResult compareStrings(QStringView a, QStringView b, bool breakTies) noexcept
 {
     if (a.isEmpty())
         return b.isEmpty() ? VXOrderedSame : VXOrderedDescending;
@@ -113,7 +113,19 @@ VXComparisonResult VXSortStrings(QStringView a, QStringView b, const void *) noe
         return VXOrderedDescending;   // b is a prefix of a
     if (j < sizeB)
         return VXOrderedAscending;
-    return tie;
+    return breakTies ? tie : VXOrderedSame;
+}
+
+}   // namespace
+
+VXComparisonResult VXSortStrings(QStringView a, QStringView b, const void *) noexcept
+{
+    return compareStrings(a, b, true);
+}
+
+VXComparisonResult VXSortNames(QStringView a, QStringView b) noexcept
+{
+    return compareStrings(a, b, false);
 }
 
 VXComparisonResult VXSortAbsoluteDoubleNumbers(double a, double b, const void *) noexcept

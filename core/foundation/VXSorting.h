@@ -25,6 +25,11 @@ enum VXComparisonResult : int {
 // every machine. Allocates nothing. The context is ignored.
 VXComparisonResult VXSortStrings(QStringView a, QStringView b, const void *context = nullptr) noexcept;
 
+// The name comparison of the item lists: the same order without its tie-break, so texts that
+// differ only in letter case or in leading zeros ("Mail" and "mail", "a1" and "a01") compare as
+// the same, and whatever decides next (an item's path) decides between them.
+VXComparisonResult VXSortNames(QStringView a, QStringView b) noexcept;
+
 // For std::sort and ordered containers.
 struct VXStringOrder {
     bool operator()(QStringView a, QStringView b) const noexcept { return VXSortStrings(a, b) == VXOrderedAscending; }

@@ -18,6 +18,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <vector>
 
 const QString kExpressTimeIntervalsAsDaysKey = QStringLiteral("Express Time Intervals As Days");
 
@@ -199,21 +200,89 @@ QDateTime dateTimeAt(double timestamp, const QTimeZone &zone)
     return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(timestamp * 1000.0)), zone);
 }
 
-// The locale's long time form without its zone name ("h:mm:ss AP t" gives "h:mm:ss AP"): a read-out
-// shows seconds, and the zone is the user's own.
-QString timeFormatWithoutZone(const QLocale &locale)
+// A date format's pieces: runs of one pattern letter (fields such as "MMMM" or "yyyy") and the
+// literal text between them (quoted parts included).
+struct FormatPiece {
+    QString text;
+    bool isField = false;
+};
+
+bool isPatternLetter(QChar c)
 {
-    const QString format = locale.timeFormat(QLocale::LongFormat);
-    QString result;
-    result.reserve(format.size());
-    bool quoted = false;
-    for (const QChar c : format) {
-        if (c == u'\'')
-            quoted = !quoted;
-        if (!quoted && c == u't')
-            continue;
-        result.append(c);
+    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+}
+
+std::vector<FormatPiece> formatPieces(const QString &format)
+{
+    std::vector<FormatPiece> pieces;
+    const auto appendLiteral = [&](QStringView text) {
+        if (pieces.empty() || pieces.back().isField)
+            pieces.push_back({QString(), false});
+        pieces.back().text += text;
+    };
+    for (qsizetype i = 0; i < format.size();) {
+        const QChar c = format.at(i);
+        if (c == u'\'') {
+            qsizetype end = format.indexOf(u'\'', i + 1);
+            end = end < 0 ? format.size() : end + 1;
+            appendLiteral(QStringView(format).mid(i, end - i));
+            i = end;
+        } else if (isPatternLetter(c)) {
+            qsizetype end = i + 1;
+            while (end < format.size() && format.at(end) == c)
+                ++end;
+            pieces.push_back({format.mid(i, end - i), true});
+            i = end;
+        } else {
+            appendLiteral(QStringView(&format.constData()[i], 1));
+            ++i;
+        }
     }
+    return pieces;
+}
+
+// Literal text that only joins fields (blanks and punctuation), no words of its own.
+bool isJoiningLiteral(const QString &text)
+{
+    return std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.isSpace() || c.isPunct(); });
+}
+
+// The medium date style, which the locale data has no name for: the long form without the
+// weekday and with the month's short name ("dddd, MMMM d, yyyy" gives "MMM d, yyyy", Mar 7,
+// 2024; "yyyy年M月d日dddd" gives "yyyy年M月d日"). The text that joins the weekday to the date
+// goes with it: the text after it, or, when it comes last, the blanks and punctuation before it.
+QString mediumDateFormat(const QLocale &locale)
+{
+    std::vector<FormatPiece> pieces = formatPieces(locale.dateFormat(QLocale::LongFormat));
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        if (!pieces[i].isField || !pieces[i].text.startsWith(u"ddd"))
+            continue;
+        std::size_t from = i;
+        std::size_t to = i + 1;
+        if (to < pieces.size() && !pieces[to].isField && to + 1 < pieces.size())
+            ++to;
+        else if (to >= pieces.size() && from > 0 && isJoiningLiteral(pieces[from - 1].text))
+            --from;
+        pieces.erase(pieces.begin() + qsizetype(from), pieces.begin() + qsizetype(to));
+        break;
+    }
+    QString format;
+    for (const FormatPiece &piece : pieces)
+        format += piece.isField && piece.text == u"MMMM" ? QStringLiteral("MMM") : piece.text;
+    return format.trimmed();
+}
+
+// The medium time style: the locale's long time form without its zone name ("h:mm:ss AP t" gives
+// "h:mm:ss AP", "H:mm:ss (t)" gives "H:mm:ss"): a read-out shows seconds, and the zone is the
+// user's own.
+QString mediumTimeFormat(const QLocale &locale)
+{
+    QString result;
+    for (const FormatPiece &piece : formatPieces(locale.timeFormat(QLocale::LongFormat))) {
+        if (!piece.isField || piece.text != u"t")
+            result += piece.text;
+    }
+    result.remove(QStringLiteral("()"));
     return result.simplified();
 }
 
@@ -321,7 +390,7 @@ QString stringWithTimeIntervalAsDate(double timestamp, const QTimeZone &zone)
         return QString();
     // Read the locale on every call, so that a change of locale shows at once.
     const QLocale locale;
-    return locale.toString(moment, locale.dateFormat(QLocale::ShortFormat) + u' ' + timeFormatWithoutZone(locale));
+    return locale.toString(moment, mediumDateFormat(locale) + u' ' + mediumTimeFormat(locale));
 }
 
 QString stringWithTimeIntervalAsDate(double timestamp)

@@ -39,9 +39,10 @@ QString stringWithTimeInterval(double interval, bool eatZero);
 // digit count means 6, counts above 100 mean 100. NaN and infinities print as "nan", "inf", "-inf".
 QString localizedStringWithDouble(double value, std::int16_t numberOfFractionDigits, bool trim);
 
-// The timestamp (Unix seconds) as a date and time with seconds, in the default locale's short
-// date and its time form without the zone name, in the given zone (the system zone when none is
-// given). Empty for a timestamp that is not finite or beyond the range of dates.
+// The timestamp (Unix seconds) as a date and time in the default locale's medium styles (the
+// month's short name without the weekday, "Mar 7, 2024"; the time with seconds and without the
+// zone name), in the given zone (the system zone when none is given). Empty for a timestamp that
+// is not finite or beyond the range of dates.
 QString stringWithTimeIntervalAsDate(double timestamp, const QTimeZone &zone);
 QString stringWithTimeIntervalAsDate(double timestamp);
 

@@ -1,6 +1,7 @@
 #include "VXUserDefaults.h"
 
 #include "VXLog.h"
+#include "VXPrivateFiles.h"
 #include "VXPropertyListSerialization.h"
 
 #include <QDateTime>
@@ -30,7 +31,6 @@ constexpr qint64 kMaximumFileSize = 256 * 1024 * 1024;
 constexpr int kReloadDelayMilliseconds = 50;
 
 const QString kFileExtension = QStringLiteral(".plist");
-const QString kDamagedSuffix = QStringLiteral(".damaged-");
 
 enum class ReadResult { Missing, Read, Unreadable, TooLarge };
 
@@ -119,18 +119,8 @@ struct VXUserDefaults::Private {
         return value.isNull() ? registered->value(key) : value;
     }
 
-    bool ensureFolder()
-    {
-        if (QFileInfo(folder).isDir())
-            return true;
-        if (!QDir().mkpath(folder)) {
-            qCWarning(lcFoundation).noquote() << QStringLiteral("cannot create settings folder <%1>").arg(folder);
-            return false;
-        }
-        // Settings can hold a copy of the configuration, window titles included.
-        QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-        return true;
-    }
+    // Settings can hold a copy of the configuration, window titles included.
+    bool ensureFolder() { return VXMakePrivateFolder(folder); }
 
     void watch()
     {
@@ -145,11 +135,8 @@ struct VXUserDefaults::Private {
 
     bool setDamagedFileAside()
     {
-        const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
-        QString target = path + kDamagedSuffix + stamp;
-        for (int n = 2; QFileInfo::exists(target); ++n)
-            target = path + kDamagedSuffix + stamp + u'-' + QString::number(n);
-        if (QFile::rename(path, target)) {
+        const QString target = VXSetDamagedFileAside(path);
+        if (!target.isEmpty()) {
             qCWarning(lcFoundation).noquote()
                 << QStringLiteral("damaged settings file <%1> set aside as <%2>").arg(path, target);
             return true;

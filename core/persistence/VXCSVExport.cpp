@@ -370,7 +370,12 @@ QByteArray CSVDataWithSnapshotLines(const VXSnapshotLines &lines, const VXExport
     for (const VXSnapshotLineLabels &labels : lines.labels) {
         QString prefix;
         const auto addCell = [&](const QString &value) {
-            prefix += CSVStringWithString(value, separator);
+            // A NUL ends the text for many readers of CSV: a title saved before titles were
+            // cleaned shows U+FFFD there instead.
+            if (value.contains(QChar(0)))
+                prefix += CSVStringWithString(QString(value).replace(QChar(0), QChar::ReplacementCharacter), separator);
+            else
+                prefix += CSVStringWithString(value, separator);
             prefix += separator;
         };
         if (settings.pool)

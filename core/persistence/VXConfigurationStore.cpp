@@ -1,9 +1,11 @@
 #include "VXConfigurationStore.h"
 
+#include "VXConfigurationKeys.h"
 #include "VXFolderAccessDelegate.h"
 #include "VXLibraryFolders.h"
 #include "VXLog.h"
 #include "VXPersistenceLogging.h"
+#include "VXPrivateFiles.h"
 #include "VXPropertyListSerialization.h"
 #include "VXScheduler.h"
 #include "VXStringExtensions.h"
@@ -11,8 +13,10 @@
 #include "VXUserDefaultsExtensions.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QThreadPool>
 
 #include <atomic>
@@ -128,34 +132,95 @@ QString VXConfigurationStore::sandboxedConfigurationPath(const QString &defaultP
 
 // ---- Loading
 
+namespace {
+
+// The tree's own time, for telling which of two copies is newer; nothing when it has none.
+std::optional<double> lastTimestampOf(const VXDictionaryRef &tree)
+{
+    const VXValue &value = tree->value(VXLastTimestampKey);
+    return value.isNumber() ? std::optional<double>(value.toDouble()) : std::nullopt;
+}
+
+}   // namespace
+
 VXDictionaryRef VXConfigurationStore::loadConfiguration()
 {
     QString accessed;
     const QString path = configurationPath(&accessed);
-    QByteArray data;
+    VXDictionaryRef fromFile;
+    bool damaged = false;
     if (!path.isEmpty()) {
+        removeInterruptedSaves(path);
         QFile file(path);
-        if (file.open(QIODevice::ReadOnly))
-            data = file.readAll();
-        else if (file.exists())
+        if (file.open(QIODevice::ReadOnly)) {
+            const QByteArray data = file.readAll();
+            fromFile = deeplyMutableDictionaryWithData(data);
+            damaged = !fromFile && !data.isEmpty();
+        } else if (file.exists()) {
             qCWarning(lcPersistence).noquote()
                 << QStringLiteral("cannot read the configuration <%1>: %2").arg(path, file.errorString());
+            damaged = true;
+        }
+    }
+    if (damaged) {
+        // Kept for a person (or a tool) to recover: never overwritten by the next save.
+        m_damagedPath = VXSetDamagedFileAside(path);
+        m_damagedInPlace = m_damagedPath.isEmpty();
+        if (m_damagedInPlace) {
+            m_damagedPath = path;
+            qCWarning(lcPersistence).noquote()
+                << QStringLiteral("the configuration <%1> cannot be read, nor set aside: it is left as it is, and "
+                                  "the record is not saved over it")
+                       .arg(path);
+        } else {
+            qCWarning(lcPersistence).noquote()
+                << QStringLiteral("the configuration <%1> cannot be read: set aside as <%2>").arg(path, m_damagedPath);
+        }
     }
     if (!accessed.isEmpty() && folderAccess())
         folderAccess()->stopAccessingBookmarkForPath(accessed);
 
-    if (data.isEmpty()) {
-        const VXValue fallback = m_defaults.objectForKey(VXDefaultConfigurationKey);
-        if (fallback.isDictionary()) {
-            if (std::optional<QByteArray> encoded = propertyListData(fallback))
-                data = *encoded;
-        }
+    // The copy a failed save at quit left in the settings.
+    VXDictionaryRef fromSettings;
+    const VXValue fallback = m_defaults.objectForKey(VXDefaultConfigurationKey);
+    if (fallback.isDictionary()) {
+        if (std::optional<QByteArray> encoded = propertyListData(fallback))
+            fromSettings = deeplyMutableDictionaryWithData(*encoded);
     }
-    VXDictionaryRef configuration = deeplyMutableDictionaryWithData(data);
-    if (!configuration && !data.isEmpty())
+    if (!fromFile || !fromSettings) {
+        if (damaged)
+            qCWarning(lcPersistence).noquote()
+                << (fromSettings ? QStringLiteral("starting from the copy in the settings")
+                                 : QStringLiteral("starting with an empty record"));
+        return fromFile ? fromFile : fromSettings;
+    }
+    const std::optional<double> fileTime = lastTimestampOf(fromFile);
+    const std::optional<double> settingsTime = lastTimestampOf(fromSettings);
+    if (settingsTime && (!fileTime || *settingsTime > *fileTime)) {
         qCWarning(lcPersistence).noquote()
-            << QStringLiteral("cannot use the configuration <%1>: starting empty").arg(path);
-    return configuration;
+            << QStringLiteral("the copy of the record in the settings is newer than <%1> (a save at quit failed): "
+                              "using it; the file stays until the next save replaces it")
+                   .arg(path);
+        return fromSettings;
+    }
+    return fromFile;
+}
+
+void VXConfigurationStore::removeInterruptedSaves(const QString &path)
+{
+    // The temporary names of an atomic write: the file's name and six letters or digits. Only
+    // this program writes there, and only one of it runs.
+    const QFileInfo target(path);
+    const QDir folder = target.dir();
+    static const QRegularExpression temporary(QStringLiteral("^\\.[A-Za-z0-9]{6}$"));
+    for (const QFileInfo &entry :
+         folder.entryInfoList({target.fileName() + QStringLiteral(".??????")}, QDir::Files | QDir::Hidden)) {
+        if (!temporary.match(entry.fileName().mid(target.fileName().size())).hasMatch())
+            continue;
+        if (QFile::remove(entry.filePath()))
+            qCInfo(lcPersistence).noquote()
+                << QStringLiteral("removed <%1>, left by an interrupted save").arg(entry.filePath());
+    }
 }
 
 // ---- Saving
@@ -188,7 +253,7 @@ void VXConfigurationStore::save(const void *sender, const VXDictionaryRef &snaps
         const QString path = configurationPath(&accessed);
         if (!accessed.isEmpty() && folderAccess())
             folderAccess()->stopAccessingBookmarkForPath(accessed);
-        if (!path.isEmpty())
+        if (!path.isEmpty() && mayWriteTo(path))
             m_writer->write(snapshot, path);
     }
     scheduleNextSave();
@@ -207,8 +272,13 @@ bool VXConfigurationStore::writeConfiguration(bool withUserDefaultsFallback)
     QString accessed;
     const QString path = configurationPath(&accessed);
     bool written = false;
-    if (!path.isEmpty())
-        written = writeToBinaryFile(VXValue(configuration), path, true);
+    QString failure;
+    if (path.isEmpty())
+        failure = QStringLiteral("no folder for the record under <%1>").arg(VXLibraryFolderPath());
+    else if (!mayWriteTo(path))
+        failure = QStringLiteral("the record <%1> that could not be read cannot be set aside").arg(path);
+    else
+        written = writeToBinaryFile(VXValue(configuration), path, true, &failure);
     if (!accessed.isEmpty() && folderAccess())
         folderAccess()->stopAccessingBookmarkForPath(accessed);
 
@@ -218,12 +288,51 @@ bool VXConfigurationStore::writeConfiguration(bool withUserDefaultsFallback)
         else
             m_defaults.setObject(VXValue(configuration), VXDefaultConfigurationKey);
     }
+    noteSaveResult(written, path, failure, withUserDefaultsFallback);
     return written;
+}
+
+bool VXConfigurationStore::mayWriteTo(const QString &path)
+{
+    if (!m_damagedInPlace || path != m_damagedPath)
+        return true;
+    // Tried again at each save: the folder may have become writable.
+    const QString target = VXSetDamagedFileAside(path);
+    if (target.isEmpty())
+        return false;
+    qCWarning(lcPersistence).noquote()
+        << QStringLiteral("the configuration that could not be read is set aside as <%1>").arg(target);
+    m_damagedPath = target;
+    m_damagedInPlace = false;
+    return true;
+}
+
+void VXConfigurationStore::noteSaveResult(bool written, const QString &path, const QString &failure, bool atQuit)
+{
+    if (written) {
+        if (!m_saveFailure.isEmpty())
+            qCInfo(lcPersistence).noquote() << QStringLiteral("the record is saved again in <%1>").arg(path);
+        m_saveFailure.clear();
+        return;
+    }
+    if (atQuit) {
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("cannot save the record: %1; it goes to the settings instead, for the next start")
+                   .arg(failure);
+    } else if (m_saveFailure.isEmpty()) {
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("cannot save the record: %1; it stays in memory and the save is tried again every "
+                              "%2 seconds")
+                   .arg(failure)
+                   .arg(kSaveRetryInterval);
+    }
+    m_saveFailure = failure;
 }
 
 void VXConfigurationStore::scheduleNextSave()
 {
-    m_scheduler.performAfterDelay(this, kSaveOperation, kSaveInterval, [this] { save(nullptr); });
+    const double delay = m_saveFailure.isEmpty() ? kSaveInterval : kSaveRetryInterval;
+    m_scheduler.performAfterDelay(this, kSaveOperation, delay, [this] { save(nullptr); });
 }
 
 bool VXConfigurationStore::isSavePending() const

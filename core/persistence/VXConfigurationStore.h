@@ -4,8 +4,24 @@
 //
 // The file is $XDG_DATA_HOME/Wendle/Configurations/Default.plist, a binary property list (any
 // form is read), written atomically with mode 0600 in folders of mode 0700. When it cannot be
-// written at quit, the whole tree goes to the settings under "Default Configuration" instead,
-// and is read from there at the next start if the file cannot be read then.
+// written at quit, the whole tree goes to the settings under "Default Configuration" instead.
+//
+// A record is never replaced with less. At start-up:
+//
+//     file          settings copy      loaded                 afterwards
+//     readable      -                  the file
+//     readable      there              the newer by "Last Timestamp" (the file when equal or
+//                                      unknown); the file stays until the next save, the copy
+//                                      until a save at quit succeeds
+//     unreadable    either             the copy, else empty   the file set aside beside itself
+//     (damaged)                                               as Default.plist.damaged-DATE
+//     missing       either             the copy, else empty
+//
+// A damaged file is never overwritten: when it cannot be set aside, nothing is written over it.
+// Temporary files left by an interrupted save (Default.plist.XXXXXX) are removed.
+//
+// A save that fails says so once (and again once it succeeds), keeps the tree in memory and is
+// tried again after kSaveRetryInterval instead of the usual 1800 s.
 //
 // Saves happen at three points, and a chain of single delayed "save:" calls keeps one save
 // pending 1800 s ahead:
@@ -65,6 +81,7 @@ public:
     // The scheduled save (with this store as target).
     static const QString kSaveOperation;   // "save:"
     static constexpr double kSaveInterval = 1800.0;
+    static constexpr double kSaveRetryInterval = 60.0;
 
     // `configuration` answers the tree to save at the moment of the save (undo and "Clear all"
     // replace it). `folderAccess` is asked about the sandboxed configuration path; null means
@@ -85,13 +102,19 @@ public:
     // through `accessedBookmarkPath` for the caller to release; without it, it is released here.
     QString configurationPath(QString *accessedBookmarkPath = nullptr);
 
-    // The tree as stored: the file, else (no path, no file, unreadable) "Default Configuration".
-    // Null when there is neither, or the data is damaged or its root is no dictionary (the
-    // damaged file stays where it is, to be overwritten by the next save).
+    // The tree as stored (see the table above); null when nothing usable is stored.
     VXDictionaryRef loadConfiguration();
+    // Where the record that could not be read at start-up now lies (set aside, or still in place
+    // when it could not be moved); empty when the record read well. For the user interface to
+    // say so.
+    const QString &damagedConfigurationPath() const { return m_damagedPath; }
 
-    // One save point (table above). Answers whether the file was written.
+    // One save point (table above). Answers whether the file was written; when it was not, the
+    // reason is in saveFailure().
     bool saveConfiguration(bool save, bool withUserDefaultsFallback, bool scheduleNextSave);
+    // Why the last save failed ("cannot write <path>: No space left on device"); empty after a
+    // save that succeeded.
+    const QString &saveFailure() const { return m_saveFailure; }
     // The periodic save; with a sender (on demand) it first drops the pending one, so the 1800 s
     // start again.
     void save(const void *sender);
@@ -108,7 +131,12 @@ private:
     struct Writer;
 
     bool writeConfiguration(bool withUserDefaultsFallback);
+    // Whether the path may be written: false while a damaged file lies there that cannot be
+    // set aside.
+    bool mayWriteTo(const QString &path);
+    void noteSaveResult(bool written, const QString &path, const QString &failure, bool atQuit);
     void scheduleNextSave();
+    void removeInterruptedSaves(const QString &path);
     QString sandboxedConfigurationPath(const QString &defaultPath, QString *accessedBookmarkPath);
     VXFolderAccessDelegate *folderAccess() const;
 
@@ -117,4 +145,7 @@ private:
     std::function<VXDictionaryRef()> m_configuration;
     VXFolderAccessDelegate *m_folderAccess;
     std::unique_ptr<Writer> m_writer;
+    QString m_damagedPath;
+    bool m_damagedInPlace = false;
+    QString m_saveFailure;
 };

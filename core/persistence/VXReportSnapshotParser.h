@@ -16,7 +16,7 @@
 //
 // and skips, with a log line, each line whose number of cells differs from the header's
 // ("number of columns is not %lu in CSV line: %@"; after 20 such lines, one line counts the
-// rest).
+// rest). Cells longer than kMaximumCellLength are cut, with one line counting them.
 //
 // Separator: the file's first character once every "Pool", "Application" and "Window" is
 // taken out of it, when that is ",", ";" or a tab; else the fallback (the user's setting).
@@ -33,6 +33,10 @@
 // once its first interval has settled how times are written; the parts are joined in file
 // order, so the tree and the log lines are those of one reading from start to end. Safe to run
 // on any thread.
+//
+//     VXReportSnapshotScanner   cells and lines, the quoting rules, the survey of the text
+//     VXReportSnapshotPart      one range of lines: its items, periods and log lines
+//     VXReportSnapshotParser    the header, the parts side by side, their merge into the tree
 
 #include "VXValue.h"
 
@@ -63,6 +67,9 @@ public:
     static constexpr qint64 kMaximumFileSize = qint64(1) << 30;
     static constexpr std::size_t kMaximumIntervals = std::size_t(1) << 24;
     static constexpr std::size_t kMaximumItems = std::size_t(1) << 20;
+    // A longer cell is cut (on a character boundary) to this many bytes, as long as the longest
+    // window title the tracker keeps: names, not documents.
+    static constexpr std::size_t kMaximumCellLength = 4096;
 
     // The file's snapshot configuration ("Path" = path), or null after the log line.
     // `fallbackSeparator` is the column separator of the user's setting.

@@ -15,6 +15,13 @@ namespace {
 
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kTrailerSize = 32;
+// What the tree expands to, counting every object as often as it is reached, may not exceed this
+// many times the file's size. Each reference a file holds takes at least a byte, so a file that
+// shares nothing expands to at most its size; a writer that keeps shared containers shared (an
+// application's windows listed by name and in its list) stays far below. Sixty levels of arrays
+// that each refer twice to the one below fit in a few hundred bytes and expand to 2^60 objects:
+// whatever walks the tree (the XML writer, a copy, an export) would never finish.
+constexpr std::uint64_t kExpansionFactor = 8;
 
 class Reader
 {
@@ -53,6 +60,7 @@ public:
         // Well-formed files never overlap objects, so what they expand to is bounded by their
         // size; objects laid over each other could otherwise expand quadratically.
         m_budget = 2 * static_cast<std::uint64_t>(m_size) + 4096;
+        m_expansionLimit = kExpansionFactor * static_cast<std::uint64_t>(m_size);
 
         VXValue root = object(topObject, 0);
         if (m_failed)
@@ -62,7 +70,8 @@ public:
 
 private:
     // Per object: unread, being read (a reference back to it is a cycle), or the index + 2 of its
-    // value in m_cache. Only strings, data and containers are cached: they are what files share.
+    // value in m_cache (and of its expanded size in m_expanded). Only strings, data and containers
+    // are cached: they are what files share.
     static constexpr std::uint32_t kUnread = 0;
     static constexpr std::uint32_t kReading = 1;
 
@@ -291,8 +300,23 @@ private:
         if (m_failed)
             return VXValue();
         m_cache.push_back(value);
+        m_expanded.push_back(1);
         m_state[index] = static_cast<std::uint32_t>(m_cache.size() + 1);
         return value;
+    }
+
+    // How many objects the object read last at `index` expands to: its cached count, else 1.
+    std::uint64_t expandedSize(std::uint64_t index) const
+    {
+        const std::uint32_t state = m_state[index];
+        return state >= 2 ? m_expanded[state - 2] : 1;
+    }
+
+    // Adds a child's expanded size to its container's; false beyond the limit.
+    bool expand(std::uint64_t &total, std::uint64_t child)
+    {
+        total += child;
+        return total <= m_expansionLimit;
     }
 
     bool spend(std::uint64_t amount)
@@ -347,17 +371,23 @@ private:
 
         m_state[index] = kReading;
         VXValue result;
+        std::uint64_t expanded = 1;
+        const char *const expansion = "its shared objects expand to far more than its size";
         if (!isDictionary) {
             VXArrayRef array = VXMakeArray();
             std::vector<VXValue> &items = array->items();
             items.reserve(length);
             for (std::uint64_t i = 0; i < length; ++i) {
                 const std::uint64_t child = reference(at + i * m_refWidth);
-                if (number(child, items))
+                if (number(child, items)) {
+                    ++expanded;
                     continue;
+                }
                 VXValue item = object(child, depth + 1);
                 if (m_failed)
                     return VXValue();
+                if (!expand(expanded, expandedSize(child)))
+                    return fail(expansion);
                 items.push_back(std::move(item));
             }
             result = VXValue(std::move(array));
@@ -371,14 +401,18 @@ private:
                     return VXValue();
                 if (!key.isString())
                     return fail("a dictionary key is not a string");
-                VXValue item = object(reference(values + i * m_refWidth), depth + 1);
+                const std::uint64_t child = reference(values + i * m_refWidth);
+                VXValue item = object(child, depth + 1);
                 if (m_failed)
                     return VXValue();
+                if (!expand(expanded, 1 + expandedSize(child)))
+                    return fail(expansion);
                 dictionary->insertNew(key.stringRef(), std::move(item));
             }
             result = VXValue(std::move(dictionary));
         }
         m_cache.push_back(result);
+        m_expanded.push_back(expanded);
         m_state[index] = static_cast<std::uint32_t>(m_cache.size() + 1);
         return result;
     }
@@ -392,7 +426,9 @@ private:
     const std::uint8_t *m_table = nullptr;
     VXMappedTable<std::uint32_t> m_state;
     std::vector<VXValue> m_cache;
+    std::vector<std::uint64_t> m_expanded;
     std::uint64_t m_budget = 0;
+    std::uint64_t m_expansionLimit = 0;
     bool m_failed = false;
 };
 

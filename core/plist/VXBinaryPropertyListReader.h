@@ -10,8 +10,10 @@
 // places becomes one shared object, as it was when written.
 //
 // Damaged or hostile data gives a null value and one log line: every offset, count and length is
-// checked against the data, references may not form a cycle, nesting is bounded, and nothing is
-// allocated beyond a small multiple of the input's size.
+// checked against the data, references may not form a cycle, nesting is bounded, nothing is
+// allocated beyond a small multiple of the input's size, and the tree, counting shared objects as
+// often as they are reached, is no more than 8 times the input's size (so that whatever walks it
+// stays bounded too).
 class VXBinaryPropertyListReader
 {
 public:

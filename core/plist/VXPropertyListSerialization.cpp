@@ -108,48 +108,53 @@ bool writeAll(int fd, const QByteArray &data)
     return true;
 }
 
+// "cannot write <path>: reason", logged or handed to the caller.
+bool failed(const QString &path, int errorNumber, QString *error)
+{
+    const QString text
+        = QStringLiteral("cannot write <%1>: %2").arg(path, QString::fromLocal8Bit(std::strerror(errorNumber)));
+    if (error)
+        *error = text;
+    else
+        qCWarning(lcPlist).noquote() << text;
+    return false;
+}
+
 }   // namespace
 
-bool writeDataToFile(const QByteArray &data, const QString &path, bool atomically)
+bool writeDataToFile(const QByteArray &data, const QString &path, bool atomically, QString *error)
 {
     const QByteArray target = QFile::encodeName(path);
     if (!atomically) {
         const int fd = ::open(target.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-        if (fd < 0) {
-            qCWarning(lcPlist, "cannot write <%s>: %s", target.constData(), std::strerror(errno));
-            return false;
-        }
+        if (fd < 0)
+            return failed(path, errno, error);
         // An existing file keeps its mode through O_TRUNC: window titles are private.
         const bool ok = ::fchmod(fd, 0600) == 0 && writeAll(fd, data);
-        const int error = errno;
+        const int errorNumber = errno;
         ::close(fd);
-        if (!ok)
-            qCWarning(lcPlist, "cannot write <%s>: %s", target.constData(), std::strerror(error));
-        return ok;
+        return ok || failed(path, errorNumber, error);
     }
 
     // Atomic: write a temporary file beside the target, flush it to the disk, rename it over
     // the target, then flush the folder so that the rename itself survives a power cut.
     QByteArray temporary = target + ".XXXXXX";
     const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
-    if (fd < 0) {
-        qCWarning(lcPlist, "cannot write <%s>: %s", target.constData(), std::strerror(errno));
-        return false;
-    }
+    if (fd < 0)
+        return failed(path, errno, error);
     bool ok = ::fchmod(fd, 0600) == 0 && writeAll(fd, data) && ::fsync(fd) == 0;
-    int error = errno;
+    int errorNumber = errno;
     if (::close(fd) != 0 && ok) {
         ok = false;
-        error = errno;
+        errorNumber = errno;
     }
     if (ok && ::rename(temporary.constData(), target.constData()) != 0) {
         ok = false;
-        error = errno;
+        errorNumber = errno;
     }
     if (!ok) {
         ::unlink(temporary.constData());
-        qCWarning(lcPlist, "cannot write <%s>: %s", target.constData(), std::strerror(error));
-        return false;
+        return failed(path, errorNumber, error);
     }
     const QByteArray folder = QFile::encodeName(QFileInfo(path).absolutePath());
     const int folderFd = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -160,10 +165,15 @@ bool writeDataToFile(const QByteArray &data, const QString &path, bool atomicall
     return true;
 }
 
-bool writeToBinaryFile(const VXValue &value, const QString &path, bool atomically)
+bool writeToBinaryFile(const VXValue &value, const QString &path, bool atomically, QString *error)
 {
     const std::optional<QByteArray> data = propertyListData(value);
-    return data && writeDataToFile(*data, path, atomically);
+    if (!data) {
+        if (error)
+            *error = QStringLiteral("cannot encode the property list for <%1>").arg(path);
+        return false;
+    }
+    return writeDataToFile(*data, path, atomically, error);
 }
 
 VXDictionaryRef deeplyMutableDictionaryWithData(const QByteArray &data)

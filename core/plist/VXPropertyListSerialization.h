@@ -40,10 +40,11 @@ std::optional<QByteArray> propertyListData(const VXValue &value);
 
 // Writes the data to the path, atomically when asked (a temporary file beside it, then renamed
 // over it, so a crash leaves the previous file intact), with file mode 0600. Answers success.
-bool writeDataToFile(const QByteArray &data, const QString &path, bool atomically);
+// A failure is logged, or, when `error` is given, described there for the caller to report.
+bool writeDataToFile(const QByteArray &data, const QString &path, bool atomically, QString *error = nullptr);
 
-// Encodes the value as a binary property list and writes it. Answers success.
-bool writeToBinaryFile(const VXValue &value, const QString &path, bool atomically);
+// Encodes the value as a binary property list and writes it. Answers success, as above.
+bool writeToBinaryFile(const VXValue &value, const QString &path, bool atomically, QString *error = nullptr);
 
 // Reads data in any form into a tree whose root must be a dictionary; anything else gives null.
 // Every container is mutable; one that a binary file refers to from two places stays one shared

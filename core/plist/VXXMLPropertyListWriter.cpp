@@ -173,6 +173,13 @@ public:
         if (!writeValue(root, 0))
             return false;
         m_out.append(kFooter);
+        if (m_replaced > 0) {
+            qCWarning(lcPlist).noquote()
+                << QStringLiteral("XML property list: %1 characters that XML cannot carry written as U+FFFD, the first "
+                                  "in \"%2\"")
+                       .arg(m_replaced)
+                       .arg(m_firstReplacedIn);
+        }
         return true;
     }
 
@@ -211,7 +218,7 @@ private:
         case VXValue::Type::Integer: writeInteger(value, level); return true;
         case VXValue::Type::Real: writeReal(value.realValue(), level); return true;
         case VXValue::Type::Date: return writeDate(value.dateAsUnixTime(), level);
-        case VXValue::Type::String: return writeString("<string>", "</string>\n", value.stringRef(), level);
+        case VXValue::Type::String: writeString("<string>", "</string>\n", value.stringRef(), level); return true;
         case VXValue::Type::Data: writeData(value.dataRef(), level); return true;
         case VXValue::Type::Array: return writeArray(*value.array(), level);
         case VXValue::Type::Dictionary: return writeDictionary(*value.dictionary(), level);
@@ -258,7 +265,8 @@ private:
         const std::vector<VXDictionary::Entry> &entries = dictionary.entries();
         for (std::size_t index : dictionary.sortedEntryIndexes()) {
             const VXDictionary::Entry &entry = entries[index];
-            if (!writeString("<key>", "</key>\n", entry.key, level + 1) || !writeValue(entry.value, level + 1))
+            writeString("<key>", "</key>\n", entry.key, level + 1);
+            if (!writeValue(entry.value, level + 1))
                 return false;
         }
         line(level, "</dict>\n");
@@ -498,10 +506,22 @@ private:
         line(level, "</data>\n");
     }
 
+    // A character XML 1.0 cannot hold (a control character, an unpaired surrogate, U+FFFE or
+    // U+FFFF) is written as U+FFFD: one damaged title must not keep the whole tree from being
+    // written. They are counted for the document's one log line.
+    char *replacement(char *p, const QString &text)
+    {
+        if (m_replaced++ == 0)
+            m_firstReplacedIn = text.left(40);
+        *p++ = static_cast<char>(0xEF);
+        *p++ = static_cast<char>(0xBF);
+        *p++ = static_cast<char>(0xBD);
+        return p;
+    }
+
     // Escapes & < > as plistlib does and keeps a carriage return as a character reference (an
-    // XML reader would turn a literal one into a newline). Other characters XML 1.0 cannot hold
-    // make the write fail rather than silently change the text.
-    bool writeString(const char *open, const char *close, const QString &text, int level)
+    // XML reader would turn a literal one into a newline).
+    void writeString(const char *open, const char *close, const QString &text, int level)
     {
         indent(level);
         const std::size_t openLength = std::strlen(open);
@@ -538,18 +558,16 @@ private:
                     std::memcpy(p, "&#13;", 5);
                     p += 5;
                 } else {
-                    return fail(
-                        QStringLiteral("the string \"%1\" holds the control character U+%2, which XML cannot carry")
-                            .arg(text.left(40))
-                            .arg(unsigned(c), 4, 16, QLatin1Char('0')));
+                    p = replacement(p, text);
                 }
             } else if (c < 0x800) {
                 *p++ = static_cast<char>(0xC0 | (c >> 6));
                 *p++ = static_cast<char>(0x80 | (c & 0x3F));
             } else if (c >= 0xD800 && c <= 0xDFFF) {
-                if (c > 0xDBFF || i + 1 == length || units[i + 1] < 0xDC00 || units[i + 1] > 0xDFFF)
-                    return fail(QStringLiteral("a string holds an unpaired surrogate U+%1")
-                                    .arg(unsigned(c), 4, 16, QLatin1Char('0')));
+                if (c > 0xDBFF || i + 1 == length || units[i + 1] < 0xDC00 || units[i + 1] > 0xDFFF) {
+                    p = replacement(p, text);
+                    continue;
+                }
                 const char32_t code = 0x10000 + ((char32_t(c) - 0xD800) << 10) + (char32_t(units[i + 1]) - 0xDC00);
                 ++i;
                 *p++ = static_cast<char>(0xF0 | (code >> 18));
@@ -557,8 +575,7 @@ private:
                 *p++ = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
                 *p++ = static_cast<char>(0x80 | (code & 0x3F));
             } else if (c >= 0xFFFE) {
-                return fail(QStringLiteral("a string holds the non-character U+%1, which XML cannot carry")
-                                .arg(unsigned(c), 4, 16));
+                p = replacement(p, text);
             } else {
                 *p++ = static_cast<char>(0xE0 | (c >> 12));
                 *p++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
@@ -567,10 +584,11 @@ private:
         }
         std::memcpy(p, close, closeLength);
         m_out.commit(p + closeLength);
-        return true;
     }
 
     Output m_out;
+    int m_replaced = 0;
+    QString m_firstReplacedIn;
 };
 
 }   // namespace

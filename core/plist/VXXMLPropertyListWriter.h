@@ -7,8 +7,9 @@
 // Where plistlib would change or refuse a string, the data is kept instead: a carriage return is
 // written as "&#13;" (plistlib turns it into a newline). Characters that XML 1.0 cannot carry at
 // all (control characters other than tab, newline and carriage return, U+FFFE, U+FFFF and unpaired
-// surrogates) make the whole write fail, as does a null value anywhere in the tree or nesting
-// deeper than VXPropertyListSerialization::kMaximumDepth.
+// surrogates) are written as U+FFFD, with one log line for the document: a record holding a title
+// saved before titles were cleaned still writes. A null value anywhere in the tree, or nesting
+// deeper than VXPropertyListSerialization::kMaximumDepth, makes the whole write fail.
 
 #include "VXValue.h"
 

@@ -5,11 +5,17 @@
 // the fake desktop of the tests) fills one snapshot per tick; the sampler never calls back into
 // it while the tick runs.
 //
+// A running application is one per bundle path, however many processes it runs as (a terminal or
+// a document viewer often starts one process per window): the adapter merges them, lists all of
+// their windows under the one process identifier it reports, and calls the application frontmost
+// when it owns the active window. The sampler therefore credits such an application once.
+//
 // Adapters keep their own mirror of the desktop (from X events, from the compositor's toplevel
 // protocol) and copy it into the snapshot. The caller keeps the snapshot from tick to tick so
 // that its vectors keep their capacity, and QString copies only share data: a steady desktop
 // makes a tick allocate nothing here.
 
+#include <QCoreApplication>
 #include <QString>
 
 #include <cstdint>
@@ -34,7 +40,8 @@ struct VXRunningApplication {
     // The bundle identifier (on Linux: the desktop-file ID); empty when none is known, in which
     // case the application is identified by its bundle path.
     QString bundleIdentifier;
-    // Negative when unknown: the application is then tracked without windows.
+    // The process under which the window list lists every window of the application (one of its
+    // processes); negative when none is known: the application is then tracked without windows.
     std::int64_t processIdentifier = -1;
 };
 
@@ -57,7 +64,8 @@ struct VXWindowListEntry {
 };
 
 struct VXDesktopSnapshot {
-    // Every running process, in the platform's order.
+    // Every running application, one per bundle path (an empty path aside), in the platform's
+    // order.
     std::vector<VXRunningApplication> runningApplications;
     // The bundle path of the application that owns the menu bar (the one owning the active
     // window); empty when it cannot be told.
@@ -86,10 +94,43 @@ public:
     // Replaces the snapshot's contents with the desktop as it is now. Called once per tick, on
     // the main thread; must not block or read the disk.
     virtual void takeSnapshot(VXDesktopSnapshot &snapshot) = 0;
+
+    // The organizer's "Launch", "Bring to Foreground" and "Quit" for an application, named by its
+    // bundle path; bringing to the front and quitting act on every process of the application.
+    // Each answers whether the request went out (the desktop carries it out a moment later); when
+    // not, `whyNot` says why in a sentence for the user. A desktop that cannot act answers false.
+
+    // Brings the application's frontmost window to the front (raised, focused, shown if it was
+    // minimised or on another desktop).
+    virtual bool activateApplication(const QString &bundlePath, QString *whyNot = nullptr)
+    {
+        Q_UNUSED(bundlePath);
+        return notAvailableHere(whyNot);
+    }
+    // Asks every window of the application to close, as its close button would.
+    virtual bool quitApplication(const QString &bundlePath, QString *whyNot = nullptr)
+    {
+        Q_UNUSED(bundlePath);
+        return notAvailableHere(whyNot);
+    }
+    // Starts the application from its desktop entry (or its executable).
+    virtual bool launchApplication(const QString &bundlePath, QString *whyNot = nullptr)
+    {
+        Q_UNUSED(bundlePath);
+        return notAvailableHere(whyNot);
+    }
+
+protected:
+    static bool notAvailableHere(QString *whyNot)
+    {
+        if (whyNot)
+            *whyNot = QCoreApplication::translate("VXDesktop", "This is not available on this desktop.");
+        return false;
+    }
 };
 
-// The desktop of a session that offers no way to read it: nothing runs, nothing is in front.
-// Callers never need to test for a missing adapter.
+// The desktop of a session that offers no way to read it: nothing runs, nothing is in front, and
+// nothing can be brought to the front or quit. Callers never need to test for a missing adapter.
 class VXNullDesktop final : public VXDesktop
 {
 public:

@@ -46,11 +46,25 @@ void tryToSetObject(VXDictionary &item, const VXValue &object, const QString &ke
 // Ends a sample for one state of the item (the frontmost state when `frontState`, else the
 // active state): the working mark becomes the persistent flag and is removed, and the event log
 // opens or closes a period. `timestamp` is the sample's time; `previousTimestamp` the time of
-// the previous sample (0 when there was none). After a gap a period left open is closed at the
-// previous sample, or dropped when it began there:
+// the previous sample (0 when there was none). One call per sample:
 //
-//     gap between t2 and t3, item seen at t1, t2 and t3:
-//     log before t3: [+t1 ...      after t3: [+t1 -t2][+t3 ...
+//     samples:        t1     t2     t3     t4     t5
+//     marked:          x      x      .      x      .
+//     log after t1:  [+t1 ...
+//     log after t2:  [+t1 ...                                  still open
+//     log after t3:  [+t1 -t2]                                 closed at the last sample that saw it
+//     log after t4:  [+t1 -t2][+t4 ...
+//     log after t5:  [+t1 -t2]                                 one sample has no length: dropped
+//
+// Without a previous sample (the first tick after launch) an open period closes at this one:
+//
+//     log before t:  [+t0 ...      not marked at t:    [+t0 -t]
+//
+// After a gap (a pause between t2 and t3) a period left open is closed at the previous sample,
+// or dropped when it began there; then the sample counts as usual:
+//
+//     item seen at t1, t2 and t3:  log before t3: [+t1 ...   after t3: [+t1 -t2][+t3 ...
+//     item seen at t2 and t3:      log before t3: [+t2 ...   after t3: [+t3 ...
 //
 // Answers whether the item was seen in the state during the sample.
 bool consolidateFrontState(VXDictionary &item, bool frontState, bool gap, double timestamp, double previousTimestamp);

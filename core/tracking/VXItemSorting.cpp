@@ -65,9 +65,9 @@ VXComparisonResult VXSortItemsWithSortColumn(const VXValue &a, const VXValue &b,
         if (const VXComparisonResult result = compareTimes(a, b, VXFrontTimeKey))
             return result;
     }
-    if (const VXComparisonResult result = VXSortStrings(nameOf(a), nameOf(b)))
+    if (const VXComparisonResult result = VXSortNames(nameOf(a), nameOf(b)))
         return result;
-    return VXSortStrings(valueOf(a, VXPathKey).stringRef(), valueOf(b, VXPathKey).stringRef());
+    return VXSortNames(valueOf(a, VXPathKey).stringRef(), valueOf(b, VXPathKey).stringRef());
 }
 
 VXComparisonResult VXSortItems(const VXValue &a, const VXValue &b)

@@ -4,8 +4,9 @@
 //
 // Sort columns: 0 orders by name; 1 by foreground time ("Front Time"), larger first; 2 by total
 // time ("Time"), larger first, then foreground time. An item that has a time comes before one
-// that has none, even a zero one. Ties fall to the display name, then to the "Path", both in the
-// program's string order.
+// that has none, even a zero one. Ties fall to the display name, then to the "Path", both
+// compared as names (VXSortNames): case-insensitively, numbers by value. Items equal in all of
+// that compare as the same (callers that need a total order break such ties themselves).
 
 #include "VXSorting.h"
 #include "VXValue.h"

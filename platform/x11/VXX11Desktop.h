@@ -13,7 +13,7 @@
 // The facts, as the tracker wants them:
 //   window list, front to back   _NET_CLIENT_LIST_STACKING reversed; dock and desktop windows left out
 //   title                        _NET_WM_NAME (UTF8_STRING), else WM_NAME (STRING or COMPOUND_TEXT as
-//                                Latin-1)
+//                                Latin-1), cleaned (VXCleanWindowTitle) and cut at 4096 bytes
 //   process                      _NET_WM_PID (when WM_CLIENT_MACHINE is this host), else the
 //                                X-Resource extension's client process; -1 when unknown
 //   layer                        0; 3 (floating) for _NET_WM_STATE_ABOVE and utility, toolbar and menu
@@ -22,9 +22,12 @@
 //   on screen                    on the current desktop (or sticky) and not _NET_WM_STATE_HIDDEN
 //   ordered in                   not _NET_WM_STATE_HIDDEN
 //   frontmost application        the owner of _NET_ACTIVE_WINDOW
-//   applications                 one per process that owns managed windows, named through its
-//                                desktop entry (see VXApplicationResolver); regular when it owns a
-//                                window that is not skip-taskbar, dock or desktop
+//   applications                 one per bundle path: the processes that own managed windows, named
+//                                through their desktop entries (see VXApplicationResolver), those of
+//                                one entry merged, and a process without an entry joined to the other
+//                                processes of its executable; regular when one of them owns a window
+//                                that is not skip-taskbar, dock or desktop; all its windows listed
+//                                under the process it is reported with
 //
 // Without an EWMH window manager the mapped top-level windows are listed, in no meaningful
 // order and all in one layer, and no application is frontmost. When the X server goes away the
@@ -57,6 +60,12 @@ public:
     ~VXX11Desktop() override;
 
     void takeSnapshot(VXDesktopSnapshot &snapshot) override;
+    // Through the window manager (_NET_ACTIVE_WINDOW on the application's frontmost window,
+    // _NET_CLOSE_WINDOW on each of its windows), as a pager asks; false without an EWMH window
+    // manager or when the application has no window.
+    bool activateApplication(const QString &bundlePath, QString *whyNot = nullptr) override;
+    bool quitApplication(const QString &bundlePath, QString *whyNot = nullptr) override;
+    bool launchApplication(const QString &bundlePath, QString *whyNot = nullptr) override;
 
     // What the adapter cost so far, for tests and benchmarks.
     struct Statistics {

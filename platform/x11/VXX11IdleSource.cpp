@@ -292,7 +292,7 @@ void VXX11IdleSource::drainEvents()
             // A stale notification (the alarm fired while a report was cooling) is ignored: the
             // cooling timer looks at the idle time itself.
             if (notify->alarm == d->alarm && m_state == State::Quiet)
-                report();
+                report(0);
         } else if (event->response_type == 0) {
             qCDebug(lcX11) << "X error" << reinterpret_cast<const xcb_generic_error_t *>(event.get())->error_code
                            << "while watching the idle time";
@@ -302,14 +302,14 @@ void VXX11IdleSource::drainEvents()
     checkConnection();
 }
 
-void VXX11IdleSource::report()
+void VXX11IdleSource::report(std::int64_t idleMs)
 {
     m_state = State::Cooling;
     m_sinceReport.start();
     m_coolingTimer.start();
     // Last, as the observer may stop the source.
     if (m_observer)
-        m_observer->inputHappened();
+        m_observer->inputHappenedSecondsAgo(double(idleMs) / 1000.0);
 }
 
 void VXX11IdleSource::settle(bool afterReport)
@@ -320,7 +320,7 @@ void VXX11IdleSource::settle(bool afterReport)
     if (!idle || !checkConnection())
         return;
     if (afterReport && *idle < m_sinceReport.elapsed()) {
-        report();   // input since the last report
+        report(*idle);   // input since the last report, this long ago
         return;
     }
     if (*idle < 1) {
@@ -338,7 +338,7 @@ void VXX11IdleSource::settle(bool afterReport)
     if (!again || !checkConnection())
         return;
     if (*again < *idle) {
-        report();
+        report(*again);
         return;
     }
     m_state = State::Quiet;
@@ -365,5 +365,5 @@ void VXX11IdleSource::onScreenSaverTimer()
         return;
     // Any drop of the idle time means input: without input it would have grown by sincePoll.
     if (*idle < sincePoll && m_observer)
-        m_observer->inputHappened();
+        m_observer->inputHappenedSecondsAgo(double(*idle) / 1000.0);
 }

@@ -13,7 +13,8 @@
 //   later      between, report again and look again a second later; otherwise arm the reset
 //              alarm just below the idle time read and be quiet
 //
-// so a minute of typing costs sixty wake-ups, and an idle desktop none. Without SYNC, the
+// so a minute of typing costs sixty wake-ups, and an idle desktop none. Input seen a second
+// later is reported with its age, so that the observer can tell when it happened. Without SYNC, the
 // MIT-SCREEN-SAVER extension's idle time is polled once a second. The X connection is served
 // from Qt's event loop through a socket notifier.
 
@@ -29,7 +30,7 @@
 
 class QSocketNotifier;
 
-class VXX11IdleSource final : public QObject, public VXPresenceSource
+class VXX11IdleSource final : public QObject, public VXInputMonitor
 {
     Q_OBJECT
 
@@ -61,7 +62,9 @@ private:
     void onScreenSaverTimer();
     void drainEvents();
     bool checkConnection();
-    void report();
+    // Reports input that happened idleMs ago (the input seen at the end of a cooling second may
+    // be that old), and starts cooling.
+    void report(std::int64_t idleMs);
     // Reads the idle time: reports when there was input since the last report (afterReport),
     // else arms the reset alarm just below it and goes quiet.
     void settle(bool afterReport);

@@ -107,6 +107,12 @@ void VXApplicationResolver::resolve(std::int64_t pid, const VXApplicationHints &
     application.bundleIdentifier = resolved.bundleIdentifier;
 }
 
+QString VXApplicationResolver::executable(std::int64_t pid) const
+{
+    const auto found = m_processes.find(pid);
+    return found == m_processes.end() ? QString() : found->second.executable;
+}
+
 void VXApplicationResolver::retainProcesses(const std::vector<std::int64_t> &alive)
 {
     for (auto it = m_processes.begin(); it != m_processes.end();) {

@@ -41,6 +41,9 @@ public:
                  VXRunningApplication &application);
     // Drops the cached processes that are not in `alive` (sorted ascending).
     void retainProcesses(const std::vector<std::int64_t> &alive);
+    // The executable of a process resolved before (read once, with its start time); empty when
+    // unknown.
+    QString executable(std::int64_t pid) const;
 
     // How many times /proc was read for a process: tests check that a steady desktop reads none.
     int processReads() const { return m_processReads; }

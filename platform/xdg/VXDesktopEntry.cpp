@@ -2,6 +2,10 @@
 
 #include <QFile>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 constexpr QLatin1StringView kDesktopSuffix(".desktop");
@@ -117,11 +121,27 @@ bool VXDesktopEntry::parse(QByteArrayView data, VXDesktopEntry &entry)
 
 bool VXDesktopEntry::read(const QString &path, VXDesktopEntry &entry)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    // Only a regular file of sane size is read. A FIFO, a socket or a device behind the name
+    // (a symbolic link can point anywhere) is not even opened, as opening some of them blocks or
+    // does something; and the file is opened without blocking and looked at again once open, in
+    // case it was swapped in between.
+    const auto isReadable
+        = [](const struct stat &status) { return S_ISREG(status.st_mode) && status.st_size <= kMaximumFileSize; };
+    const QByteArray name = QFile::encodeName(path);
+    struct stat status {
+    };
+    if (::stat(name.constData(), &status) != 0 || !isReadable(status))
         return false;
-    // Read one byte past the bound to tell a file at the bound from a larger one; a FIFO or a
-    // device is read no further than that either.
+    const int descriptor = ::open(name.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0)
+        return false;
+    QFile file;
+    if (::fstat(descriptor, &status) != 0 || !isReadable(status)
+        || !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(descriptor);
+        return false;
+    }
+    // One byte past the bound tells a file at the bound from one that grew since.
     const QByteArray data = file.read(kMaximumFileSize + 1);
     if (data.size() > kMaximumFileSize)
         return false;

@@ -33,7 +33,8 @@ struct VXDesktopEntry {
     // Reads the keys of the [Desktop Entry] group. Answers false when the data have no such
     // group, or are larger than kMaximumFileSize; id and path are left as they are.
     static bool parse(QByteArrayView data, VXDesktopEntry &entry);
-    // Reads a file (at most kMaximumFileSize bytes; a larger or unreadable file answers false).
+    // Reads a regular file of at most kMaximumFileSize bytes; anything else (larger, unreadable,
+    // a FIFO or a device, also behind a symbolic link) answers false at once.
     static bool read(const QString &path, VXDesktopEntry &entry);
     // The ID of a desktop file at `relativePath` below an applications folder, or empty when it
     // is not a .desktop file.

@@ -3,7 +3,8 @@
 #include "VXXdgLogging.h"
 
 #include <QDir>
-#include <QFileInfo>
+#include <QDirIterator>
+#include <QFile>
 
 #include <sys/stat.h>
 
@@ -96,8 +97,12 @@ void VXDesktopEntryIndex::build()
     for (const QString &folder : std::as_const(m_folders)) {
         // The stamp is taken before the scan, so that a change during the scan is seen next time.
         m_stamps.push_back({folder, modificationTime(folder)});
+        int budget = kMaximumItemsPerFolder;
         if (m_stamps.back().modified >= 0)
-            scanFolder(folder, folder, 0);
+            scanFolder(folder, folder, 0, budget);
+        if (budget < 0)
+            qCWarning(lcXdg) << "more than" << kMaximumItemsPerFolder << "items below" << folder
+                             << "- the rest is not indexed";
     }
     // Walk backwards so that, for each key, the earliest entry (highest precedence) is the one
     // left in the table.
@@ -113,33 +118,46 @@ void VXDesktopEntryIndex::build()
     qCDebug(lcXdg) << "indexed" << m_entries.size() << "desktop entries in" << m_folders;
 }
 
-void VXDesktopEntryIndex::scanFolder(const QString &root, const QString &folder, int depth)
+void VXDesktopEntryIndex::scanFolder(const QString &root, const QString &folder, int depth, int &budget)
 {
     if (depth > 0)
         m_stamps.push_back({folder, modificationTime(folder)});
-    const QDir dir(folder);
-    const QFileInfoList items
-        = dir.entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Readable, QDir::Name);
-    for (const QFileInfo &item : items) {
-        if (int(m_entries.size()) >= kMaximumEntries) {
-            qCWarning(lcXdg) << "too many desktop entries below" << root << "- the rest is not indexed";
-            return;
+    // The names first, without looking at each, and no more of them than the budget allows: a
+    // folder of a million names costs no more than one at the bound (a budget gone below 0 says
+    // that some were left out). Then in name order, so that the index does not depend on the
+    // order the file system lists them in.
+    QStringList names;
+    for (QDirIterator it(folder, QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot); it.hasNext(); --budget) {
+        if (budget <= 0) {
+            budget = -1;
+            break;
         }
-        if (item.isDir()) {
-            if (depth < kMaximumDepth)
-                scanFolder(root, item.filePath(), depth + 1);
+        it.next();
+        if (!it.fileName().startsWith(u'.'))
+            names << it.fileName();
+    }
+    names.sort();
+    for (const QString &name : std::as_const(names)) {
+        const QString path = folder + u'/' + name;
+        struct stat status {
+        };
+        if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+            continue;
+        if (S_ISDIR(status.st_mode)) {
+            if (depth < kMaximumDepth && budget > 0)
+                scanFolder(root, path, depth + 1, budget);
             continue;
         }
-        const QString id = VXDesktopEntry::idForRelativePath(item.filePath().mid(root.size() + 1));
+        const QString id = VXDesktopEntry::idForRelativePath(path.mid(root.size() + 1));
         if (id.isEmpty() || m_byID.contains(id))
             continue;   // an entry of the same ID in an earlier folder hides this one
         VXDesktopEntry entry;
-        if (!VXDesktopEntry::read(item.filePath(), entry)) {
-            qCDebug(lcXdg) << "cannot read desktop entry" << item.filePath();
+        if (!VXDesktopEntry::read(path, entry)) {
+            qCDebug(lcXdg) << "cannot read desktop entry" << path;
             continue;
         }
         entry.id = id;
-        entry.path = item.filePath();
+        entry.path = path;
         m_byID.insert(id, int(m_entries.size()));
         m_entries.push_back(std::move(entry));
     }

@@ -19,8 +19,9 @@
 class VXDesktopEntryIndex
 {
 public:
-    // Bounds against a folder tree that would cost the tracker too much to read.
-    static constexpr int kMaximumEntries = 20000;
+    // Bounds against a folder tree that would cost the tracker too much to read: the names looked
+    // at below each applications folder (so that a crowded folder hides no other), and the depth.
+    static constexpr int kMaximumItemsPerFolder = 5000;
     static constexpr int kMaximumDepth = 6;
 
     // The XDG application folders in precedence order: $XDG_DATA_HOME/applications (default
@@ -52,7 +53,8 @@ private:
     };
 
     void build();
-    void scanFolder(const QString &root, const QString &folder, int depth);
+    // Indexes the entries below `folder`, taking each name looked at from `budget`.
+    void scanFolder(const QString &root, const QString &folder, int depth, int &budget);
     std::vector<FolderStamp> currentStamps() const;
     const VXDesktopEntry *find(const QHash<QString, int> &table, const QString &key) const;
 

@@ -176,9 +176,14 @@ TEST_F(VXDefaultsCommandTest, EveryTypeFlagWritesItsTypeAndReadsBack)
 
 TEST_F(VXDefaultsCommandTest, DeleteAndMissingKeys)
 {
+    // A fresh install: no settings yet, and --all shows what Wendle uses instead.
     const CommandResult none = defaults({QStringLiteral("read")});
-    EXPECT_EQ(none.exitCode, 1);
-    EXPECT_EQ(none.err, QStringLiteral("Domain com.brasswing.WendleClient does not exist\n"));
+    EXPECT_EQ(none.exitCode, 0);
+    EXPECT_TRUE(none.out.isEmpty());
+    EXPECT_TRUE(none.err.startsWith(QStringLiteral("No settings have been changed yet"))) << none.err.toStdString();
+    const CommandResult all = defaults({QStringLiteral("read"), QStringLiteral("--all")});
+    EXPECT_EQ(all.exitCode, 0);
+    EXPECT_TRUE(all.out.contains(QStringLiteral("\"Hibernation Interval\" = 600;"))) << all.out.toStdString();
 
     ASSERT_EQ(defaults({QStringLiteral("write"), QStringLiteral("Sort"), QStringLiteral("-int"), QStringLiteral("2")})
                   .exitCode,
@@ -191,7 +196,12 @@ TEST_F(VXDefaultsCommandTest, DeleteAndMissingKeys)
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_TRUE(missing.out.isEmpty());
     EXPECT_EQ(missing.err,
-              QStringLiteral("The domain/default pair of (com.brasswing.WendleClient, Sort) does not exist\n"));
+              QStringLiteral("The domain/default pair of (com.brasswing.WendleClient, Sort) does not exist\n"
+                             "It is not set; Wendle uses its default: 1\n"));
+    // What is stored shows in --all over the defaults.
+    const CommandResult effective = defaults({QStringLiteral("read"), QStringLiteral("--all")});
+    EXPECT_TRUE(effective.out.contains(QStringLiteral("Keep = yes;")));
+    EXPECT_TRUE(effective.out.contains(QStringLiteral("Sort = 1;")));
 
     const CommandResult again = defaults({QStringLiteral("delete"), QStringLiteral("Sort")});
     EXPECT_EQ(again.exitCode, 1);
@@ -235,7 +245,10 @@ TEST_F(VXDefaultsCommandTest, UsageErrorsExitWithTwoAndChangeNothing)
         SCOPED_TRACE(arguments.join(u' ').toStdString());
         const CommandResult run = defaults(arguments);
         EXPECT_EQ(run.exitCode, 2);
-        EXPECT_TRUE(run.err.contains(QStringLiteral("Usage: wendle defaults"))) << run.err.toStdString();
+        // One line that says what is wrong, and where the usage is.
+        EXPECT_TRUE(run.err.startsWith(QStringLiteral("wendle defaults: "))) << run.err.toStdString();
+        EXPECT_EQ(run.err.count(u'\n'), 2) << run.err.toStdString();
+        EXPECT_TRUE(run.err.endsWith(QStringLiteral("Run 'wendle defaults --help' for its usage.\n")));
     }
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_EQ(file.readAll(), before);

@@ -7,6 +7,7 @@
 #include "VXConfigurationKeys.h"
 #include "VXPropertyListSerialization.h"
 #include "VXSettingsTestSupport.h"
+#include "VXTerminalText.h"
 #include "VXTestProcess.h"
 #include "VXUserDefaults.h"
 #include "VXVirtualScheduler.h"
@@ -103,6 +104,7 @@ protected:
         ASSERT_TRUE(writeToBinaryFile(VXValue(morning()), configurationPath(), true));
         m_environment.clock = &m_clock;
         m_environment.settingsFolder = m_dir.filePath(QStringLiteral("config/Wendle"));
+        m_environment.socketPath = m_dir.filePath(QStringLiteral("no-wendle-runs.socket"));
         m_environment.configurationPath = configurationPath();
     }
 
@@ -156,6 +158,16 @@ TEST(VXWhenParser, DatesTimesAndWordsAreReadInTheClocksLocalTime)
     EXPECT_EQ(when("2026-11-20 14:00"), berlin(2026, 11, 20, 14));
     EXPECT_EQ(when("2026-11-20T14:00:30"), berlin(2026, 11, 20, 14, 0, 30));
     EXPECT_EQ(when("2026-11-20 7:05"), berlin(2026, 11, 20, 7, 5));
+
+    // As the end of a range, a whole day ends where the next begins; a time is that time.
+    const auto until
+        = [&](const char *text) { return VXWhenParser::endTimestampFromText(QString::fromUtf8(text), clock); };
+    EXPECT_EQ(until("2026-11-20"), berlin(2026, 11, 21));
+    EXPECT_EQ(until("today"), berlin(2026, 3, 30));
+    EXPECT_EQ(*until("today") - *when("today"), 23 * 3600);   // the day of the change
+    EXPECT_EQ(until("yesterday"), when("today"));
+    EXPECT_EQ(until("2026-11-20 14:00"), when("2026-11-20 14:00"));
+    EXPECT_EQ(until("2 hours ago"), when("2 hours ago"));
 
     for (const char *wrong : {"", "tomorrow", "2026-02-30", "2026-11-20 25:00", "2026-11-20 14:61", "3 fortnights ago",
                               "-2 days ago", "20.11.2026", "2026-11-20 14"}) {
@@ -239,9 +251,9 @@ TEST_F(VXExportCommandTest, MistakesOnTheCommandLineAndAMissingConfigurationSayW
         {{QStringLiteral("--from"), QStringLiteral("next week")},
          VXExportCommand::UsageError,
          "--from: \"next week\" is not a time"},
-        {{QStringLiteral("--from"), QStringLiteral("today"), QStringLiteral("--to"), QStringLiteral("yesterday")},
+        {{QStringLiteral("--from"), QStringLiteral("today"), QStringLiteral("--to"), QStringLiteral("2 days ago")},
          VXExportCommand::UsageError,
-         "ends (--to) before it begins"},
+         "the range ends before it begins: --to 2 days ago (2026-11-19 08:30:00) comes before --from today"},
         {{QStringLiteral("--columns"), QStringLiteral("application,colour")},
          VXExportCommand::UsageError,
          "unknown column \"colour\""},
@@ -271,7 +283,8 @@ TEST_F(VXExportCommandTest, MistakesOnTheCommandLineAndAMissingConfigurationSayW
     for (const QString &command : {VXExportCommand::kExportName, VXExportCommand::kSummaryName}) {
         const CommandRun missing = run(command, {});
         EXPECT_EQ(missing.status, VXExportCommand::Failure);
-        EXPECT_TRUE(missing.err.contains(QStringLiteral("no saved configuration at ") + configurationPath()));
+        EXPECT_TRUE(missing.err.contains(QStringLiteral("has saved no record at ") + configurationPath()))
+            << missing.err.toStdString();
     }
     QFile damaged(configurationPath());
     ASSERT_TRUE(damaged.open(QIODevice::WriteOnly));
@@ -298,25 +311,45 @@ TEST_F(VXExportCommandTest, SummaryTabulatesForegroundAndOpenTimeWithTheirShares
                              "Pools              Foreground    %     Open    %\n"
                              "Writing               1:30:00   37        -    0\n"));
 
-    // A range with nothing in it.
+    // A range with nothing in it; one that starts after the record ends says when it ran.
     const CommandRun quiet = run(VXExportCommand::kSummaryName,
                                  {QStringLiteral("--from"), QStringLiteral("2026-11-20 13:00"), QStringLiteral("--to"),
                                   QStringLiteral("2026-11-20 14:00")});
     EXPECT_TRUE(quiet.out.endsWith(QStringLiteral("Nothing was tracked in this range.\n")));
-    // Names that would break the table are kept on one line and cut.
+    const CommandRun later = run(VXExportCommand::kSummaryName, {QStringLiteral("--from"), QStringLiteral("today")});
+    EXPECT_EQ(later.status, VXExportCommand::Success) << later.err.toStdString();
+    EXPECT_EQ(
+        later.out,
+        QStringLiteral("From 2026-11-21 00:00:00 to 2026-11-21 00:00:00 (-)\n\nNothing was tracked in this range.\n"
+                       "The record runs from 2026-11-20 09:00:00 to 2026-11-20 12:00:00.\n"));
+    // A day as --to is the whole of that day.
+    const CommandRun day = run(
+        VXExportCommand::kSummaryName,
+        {QStringLiteral("--from"), QStringLiteral("2026-11-20"), QStringLiteral("--to"), QStringLiteral("2026-11-20")});
+    EXPECT_TRUE(day.out.startsWith(QStringLiteral("From 2026-11-20 00:00:00 to 2026-11-21 00:00:00 (1 day)\n")))
+        << day.out.toStdString();
+    EXPECT_TRUE(day.out.contains(QStringLiteral("Editor")));
+    // Names that would break the table are kept on one line and cut; wide characters (two
+    // columns each in a terminal) and combining accents (none) keep the columns in line.
     VXDictionaryRef configuration = morning();
     configuration->value(VXPoolsKey)
         .array()
         ->at(0)
         .dictionary()
         ->insert(VXNameKey, QStringLiteral("two\nlines") + QString(100, u'x'));
+    configuration->value(VXApplicationsKey)
+        .dictionary()
+        ->value(QStringLiteral("org.example.Mail"))
+        .dictionary()
+        ->insert(VXNameKey, QStringLiteral("\u65E5\u672C\u8A9E\u30E1\u30FC\u30EB e\u0301"));
     const QString table
         = VXExportCommand::summaryTable(*configuration, berlin(2026, 11, 20, 9), berlin(2026, 11, 20, 13), 0);
     const QStringList lines = table.split(u'\n', Qt::SkipEmptyParts);
     EXPECT_EQ(lines.size(), 6);
     for (const QString &line : lines)
-        EXPECT_EQ(line.size(), lines.first().size()) << line.toStdString();
+        EXPECT_EQ(VXDisplayWidth(line), VXDisplayWidth(lines.first())) << line.toStdString();
     EXPECT_TRUE(lines.last().startsWith(QStringLiteral("two lines")));
+    EXPECT_EQ(lines.last().indexOf(QChar(0x2026)), 59);   // cut to 60 columns
 }
 
 TEST_F(VXExportCommandTest, TheBuiltProgramReadsItsOwnFoldersAndWritesCSVThatPythonReads)
@@ -330,6 +363,7 @@ TEST_F(VXExportCommandTest, TheBuiltProgramReadsItsOwnFoldersAndWritesCSVThatPyt
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_DATA_HOME"), m_dir.filePath(QStringLiteral("data")));
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_dir.path());
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("de_DE.UTF-8"));
     environment.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
     setSetting(VXExportKey::kExportColumnPoolNotes, VXValue(true));

@@ -2,6 +2,7 @@
 // two applications that take turns in front; then SIGTERM, and the saved record is checked
 // against what the test did.
 
+#include "VXProgramTestSupport.h"
 #include "VXPropertyListSerialization.h"
 #include "VXX11TestRig.h"
 
@@ -10,6 +11,7 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
+#include <QLocalServer>
 #include <QProcess>
 #include <QThread>
 
@@ -194,4 +196,67 @@ TEST_F(TrackerRun, TracksTwoApplicationsAndSavesOnSigterm)
     const VXDictionary *alphaWindows = a->value(s("Windows By Name")).dictionary();
     ASSERT_TRUE(alphaWindows);
     EXPECT_TRUE(alphaWindows->contains(s("Alpha document")));
+}
+
+TEST_F(TrackerRun, ASilentSessionBusHoldsUpNeitherTrackingNorQuitting)
+{
+    // A bus that takes connections (the kernel queues them) and never says a word.
+    QLocalServer silent;
+    ASSERT_TRUE(silent.listen(home.filePath(s("silent-bus"))));
+    vxtest::ProgramFolders folders(rig.environment());
+    folders.environment.insert(s("DBUS_SESSION_BUS_ADDRESS"), s("unix:path=") + home.filePath(s("silent-bus")));
+
+    // Asked to quit while it waits for the bus: it quits, and saves.
+    {
+        vxtest::TrackerProcess early(folders);
+        QThread::msleep(500);
+        early.terminate();
+        const vxtest::ProgramResult ended = early.finish(10000);
+        EXPECT_EQ(ended.exitCode, 0) << ended.out.constData();
+        EXPECT_TRUE(QFile::exists(folders.configurationFile()));
+    }
+
+    // Left to run: it tracks meanwhile, and its windows come without the bus.
+    vxtest::TrackerProcess tracker(folders);
+    ASSERT_TRUE(tracker.waitUntilTracking()) << tracker.finish(1000).out.constData();
+    const vxtest::ProgramResult report = folders.run({s("--report")});
+    EXPECT_EQ(report.exitCode, 0) << report.err.constData();
+    tracker.terminate();
+    const vxtest::ProgramResult ended = tracker.finish();
+    EXPECT_EQ(ended.exitCode, 0) << ended.out.constData();
+    EXPECT_TRUE(ended.out.contains("the session bus does not answer")) << ended.out.constData();
+}
+
+TEST_F(TrackerRun, ReportsAndCSVFilesGoToTheRunningWendleWhichSaysWhyItRefusesOne)
+{
+    vxtest::ProgramFolders folders(rig.environment());
+    const QString good = folders.path(s("good.csv"));
+    const QString bad = folders.path(s("bad.csv"));
+    for (const auto &[path, content] :
+         {std::pair {good,
+                     QByteArray("Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
+                                "Editor,1700000000.00,1700000300.00\n")},
+          std::pair {bad, QByteArray("Name,Value\nx,1\n")}}) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    }
+    const QByteArray why = "cannot open <" + QFile::encodeName(bad) + "> as a report: no relevant event stream types";
+
+    // The first start says it on its own standard error, and tracks all the same.
+    vxtest::TrackerProcess tracker(folders, {bad});
+    ASSERT_TRUE(tracker.waitUntilTracking()) << tracker.finish(1000).out.constData();
+    // A later start hands the files over and hears back.
+    const vxtest::ProgramResult opened = folders.run({good});
+    EXPECT_EQ(opened.exitCode, 0) << opened.err.constData();
+    const vxtest::ProgramResult refused = folders.run({bad});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(refused.err.contains(why)) << refused.err.constData();
+    const vxtest::ProgramResult report = folders.run({s("--report")});
+    EXPECT_EQ(report.exitCode, 0) << report.err.constData();
+
+    tracker.terminate();
+    const vxtest::ProgramResult ended = tracker.finish();
+    EXPECT_EQ(ended.exitCode, 0);
+    EXPECT_TRUE(ended.out.contains(why)) << ended.out.constData();
 }

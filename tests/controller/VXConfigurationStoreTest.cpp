@@ -10,6 +10,7 @@
 #include "VXFakeDesktop.h"
 #include "VXItemSorting.h"
 #include "VXMainController.h"
+#include "VXPrivateFiles.h"
 #include "VXPropertyListSerialization.h"
 #include "VXTestProcess.h"
 #include "VXTrackingTestSupport.h"
@@ -173,22 +174,87 @@ TEST_F(StoreTest, TheSavePointsKeepOnePeriodicSavePendingAndWriteAPrivateBinaryF
     EXPECT_EQ(read->trimmed(), "4500.5");
 }
 
-TEST_F(StoreTest, ADamagedFileStartsEmptyAndIsOverwrittenAtTheNextSave)
+TEST_F(StoreTest, ARecordThatCannotBeReadIsSetAsideAndNeverOverwritten)
 {
-    ASSERT_TRUE(QDir().mkpath(dataHome.configurationFolder()));
-    const QByteArray damaged = QByteArray("bplist00") + QByteArray(40, '\xff');
-    ASSERT_TRUE(writeFile(dataHome.configurationFile(), damaged));
-    launch();
-    // The first tick put a new tree in place of the unreadable one.
-    ASSERT_NE(controller->configuration(), VXDictionaryRef());
-    EXPECT_EQ(controller->configuration()->value(VXApplicationsKey).dictionary()->size(), 1u);
-    EXPECT_EQ(readFile(dataHome.configurationFile()), damaged);   // not set aside, not yet replaced
-    EXPECT_EQ(QDir(dataHome.configurationFolder()).entryList(QDir::Files), QStringList({u"Default.plist"_s}));
+    // A record of 300 s of the editor, then damaged: its last byte (where the binary form says
+    // where its offsets are) changed, or replaced by a list.
+    VXDictionaryRef applications = VXMakeDictionary();
+    applications->insert(kEditorID,
+                         dictionary({{VXNameKey, u"Editor"_s}, {VXApplicationIDKey, kEditorID}, {VXTimeKey, 300.0}}));
+    const std::optional<QByteArray> good = propertyListData(VXValue(dictionary({{VXApplicationsKey, applications}})));
+    ASSERT_TRUE(good);
+    QByteArray oneByte = *good;
+    oneByte[oneByte.size() - 1] = char(oneByte.back() ^ 0x40);
+    ASSERT_FALSE(deeplyMutableDictionaryWithData(oneByte));
+    const std::optional<QByteArray> list = propertyListData(VXValue(strings({u"Applications", u"Pools"})));
+    const VXValue copy(dictionary({{VXApplicationsKey, VXValue(applications).deepCopy()}}));
 
-    time.advanceTo(kStart + 10);
-    controller->save(this);
-    EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), 10.0);
-    EXPECT_EQ(QDir(dataHome.configurationFolder()).entryList(QDir::Files), QStringList({u"Default.plist"_s}));
+    const struct {
+        const char *what;
+        QByteArray damaged;
+        bool withCopy;
+    } cases[] = {
+        {"one byte", oneByte, false},
+        {"one byte, with the copy a failed quit left in the settings", oneByte, true},
+        {"a list", *list, false},
+    };
+    for (const auto &row : cases) {
+        SCOPED_TRACE(row.what);
+        ASSERT_TRUE(QDir().mkpath(dataHome.configurationFolder()));
+        ASSERT_TRUE(writeFile(dataHome.configurationFile(), row.damaged));
+        if (row.withCopy)
+            settings.defaults->setObject(copy, u"Default Configuration"_s);
+        VXLogCapture captured("wendle.persistence");
+        launch();
+        // Set aside beside itself, said in the log and kept as a fact for the windows.
+        const QString aside = controller->damagedConfigurationPath();
+        EXPECT_TRUE(QFileInfo(aside).fileName().startsWith(u"Default.plist.damaged-"_s)) << aside.toStdString();
+        EXPECT_EQ(QFileInfo(aside).path(), dataHome.configurationFolder());
+        EXPECT_EQ(readFile(aside), row.damaged);
+        EXPECT_FALSE(QFileInfo::exists(dataHome.configurationFile()));
+        EXPECT_TRUE(captured.take().contains(
+            u"the configuration <%1> cannot be read: set aside as <%2>"_s.arg(dataHome.configurationFile(), aside)));
+        // The copy in the settings if there is one, else an empty record.
+        EXPECT_EQ(timeOf(*editor()), row.withCopy ? 300.0 : 0.0);
+
+        // The next saves write a new record and leave the damaged one as it was.
+        time.advanceTo(time.now() + 10);
+        controller->save(this);
+        quit();
+        EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), row.withCopy ? 310.0 : 10.0);
+        EXPECT_EQ(readFile(aside), row.damaged);
+        launch();
+        EXPECT_EQ(controller->damagedConfigurationPath(), QString());
+        quit();
+        ASSERT_TRUE(QDir(dataHome.configurationFolder()).removeRecursively());
+    }
+}
+
+TEST_F(StoreTest, LeftoversOfAnInterruptedSaveGoAtStartAndTheLibraryIsPrivateWhoeverMadeIt)
+{
+    // The library as a lock made it before it was made private, and a save cut short beside the
+    // record (the temporary file of an atomic write).
+    const QString library = dataHome.path() + u"/Wendle"_s;
+    ASSERT_TRUE(QDir().mkpath(dataHome.configurationFolder()));
+    ASSERT_TRUE(QFile::setPermissions(library,
+                                      QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup
+                                          | QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther));
+    const QString folder = dataHome.configurationFolder() + u'/';
+    for (const QString &name : {u"Default.plist.Xy12Zw"_s, u"Default.plist.damaged-20260101-000000"_s,
+                                u"Default.plist.notes"_s, u"Other.plist.Ab12Cd"_s})
+        ASSERT_TRUE(writeFile(folder + name, "x"));
+    launch();
+    EXPECT_EQ(
+        QDir(folder).entryList(QDir::Files),
+        QStringList({u"Default.plist.damaged-20260101-000000"_s, u"Default.plist.notes"_s, u"Other.plist.Ab12Cd"_s}));
+    EXPECT_EQ(modeOf(library), 0700);
+
+    // A folder made for the first time is private from the start, whatever the process's mask.
+    const mode_t mask = ::umask(0);
+    EXPECT_TRUE(VXMakePrivateFolder(dataHome.path() + u"/new/Wendle"_s));
+    ::umask(mask);
+    EXPECT_EQ(modeOf(dataHome.path() + u"/new/Wendle"_s), 0700);
+    EXPECT_EQ(modeOf(dataHome.path() + u"/new"_s), 0777);   // the desktop's folders are its own
 }
 
 TEST_F(StoreTest, AnyFormIsReadAndTheNextSaveWritesBinary)
@@ -228,21 +294,6 @@ TEST_F(StoreTest, AnyFormIsReadAndTheNextSaveWritesBinary)
     EXPECT_EQ(controller->configuration()->value(VXApplicationBlacklistKey).array()->at(0).toString(), u"Terminal"_s);
 }
 
-TEST_F(StoreTest, AFileWhoseRootIsAnArrayGivesAnEmptyConfiguration)
-{
-    ASSERT_TRUE(QDir().mkpath(dataHome.configurationFolder()));
-    const std::optional<QByteArray> data = propertyListData(VXValue(strings({u"Applications", u"Pools"})));
-    ASSERT_TRUE(data);
-    ASSERT_TRUE(writeFile(dataHome.configurationFile(), *data));
-    // The fallback copy is for a file that cannot be read, not for one that reads as nonsense.
-    settings.defaults->setObject(VXValue(dictionary({{u"Fallback Marker"_s, true}})), u"Default Configuration"_s);
-    launch();
-    ASSERT_NE(controller->configuration(), VXDictionaryRef());
-    EXPECT_FALSE(controller->configuration()->contains(u"Fallback Marker"_s));
-    EXPECT_EQ(timeOf(*editor()), 0.0);
-    EXPECT_EQ(controller->configuration()->value(VXApplicationsKey).dictionary()->size(), 1u);
-}
-
 TEST_F(StoreTest, WithoutAFileTheSettingsCopyIsLoadedAndDroppedAfterTheNextSaveAtQuit)
 {
     VXDictionaryRef applications = VXMakeDictionary();
@@ -262,49 +313,67 @@ TEST_F(StoreTest, WithoutAFileTheSettingsCopyIsLoadedAndDroppedAfterTheNextSaveA
     EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), 2110.0);
 }
 
-TEST_F(StoreTest, AnInterruptedWriteLeavesThePreviousFileAndTheQuitPutsTheTreeInTheSettings)
+TEST_F(StoreTest, AFullDiskIsReportedOnceAndRetriedAndAtTheNextStartTheNewerCopyWins)
 {
     launch();
     time.advanceTo(kStart + 60);
     controller->save(this);
-    const QByteArray previous = readFile(dataHome.configurationFile());
+    const QString file = dataHome.configurationFile();
+    const QByteArray previous = readFile(file);
     ASSERT_TRUE(previous.startsWith("bplist00"));
 
     // The editor opens enough windows that the tree no longer fits under the limit.
     for (int i = 0; i < 200; ++i)
         desktop.openWindow(10, u"A report with a long title, number %1 of many"_s.arg(i));
     time.advanceTo(kStart + 120);
-    const VXValue tree = VXValue(controller->configuration()).deepCopy();
+    VXValue tree;
     {
         FileSizeLimit limit(rlim_t(previous.size() + 512));
         if (!limit.isActive())
             GTEST_SKIP() << "cannot limit the file size";
+        VXLogCapture captured("wendle.persistence");
         controller->save(this);   // periodic kind: no fallback
-        EXPECT_EQ(readFile(dataHome.configurationFile()), previous);
+        EXPECT_EQ(readFile(file), previous);
         EXPECT_TRUE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
-        EXPECT_EQ(pendingSaves(), 1);   // the chain goes on
+        // Tried again every minute, and said once.
+        EXPECT_EQ(nextSave(), kStart + 180);
+        time.advanceTo(kStart + 300);
+        EXPECT_EQ(pendingSaves(), 1);
+        const QString failure = u"cannot write <%1>: File too large"_s.arg(file);
+        EXPECT_EQ(store().saveFailure(), failure);
+        EXPECT_EQ(captured.take().filter(u"cannot save"_s),
+                  QStringList {u"cannot save the record: %1; it stays in memory and the save is tried again every 60 "
+                               "seconds"_s.arg(failure)});
 
-        controller->applicationShouldTerminate();
-        EXPECT_EQ(readFile(dataHome.configurationFile()), previous);
+        // The quit answers the failure, and the tree goes to the settings.
+        tree = VXValue(controller->configuration()).deepCopy();
+        EXPECT_FALSE(controller->applicationShouldTerminate());
+        EXPECT_EQ(readFile(file), previous);
     }
     // No temporary file is left beside it.
     EXPECT_EQ(QDir(dataHome.configurationFolder()).entryList(QDir::Files | QDir::Hidden),
               QStringList({u"Default.plist"_s}));
-    const VXValue fallback = settings.defaults->objectForKey(u"Default Configuration"_s);
-    EXPECT_EQ(firstDifference(fallback, tree), "");
+    EXPECT_EQ(firstDifference(settings.defaults->objectForKey(u"Default Configuration"_s), tree), "");
     controller.reset();
 
-    // The next run reads the file, which is readable; the copy waits for a run that cannot.
+    // The next start takes the copy, which is newer than the file; each stays until a save
+    // replaces it: the file at the next save, the copy at a quit that saves.
     launch();
-    EXPECT_EQ(timeOf(*editor()), 60.0);
-    quit();
-    ASSERT_TRUE(QFile::remove(dataHome.configurationFile()));
-    settings.defaults->setObject(fallback, u"Default Configuration"_s);
+    EXPECT_EQ(timeOf(*editor()), 300.0);
+    EXPECT_NE(windowItem(*controller->configuration(), kEditorID, u"A report with a long title, number 199 of many"_s),
+              nullptr);
+    EXPECT_EQ(readFile(file), previous);
+    time.advanceTo(time.now() + 1800);
+    EXPECT_GT(timeOf(*applicationItem(*savedTree(), kEditorID)), 300.0);
+    EXPECT_FALSE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
+    EXPECT_TRUE(controller->applicationShouldTerminate());
+    EXPECT_TRUE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
+    controller.reset();
+
+    // Had the file been the newer one, the file would have won.
+    settings.defaults->setObject(tree, u"Default Configuration"_s);
     launch();
-    EXPECT_EQ(timeOf(*editor()), 120.0);
-    EXPECT_EQ(windowItem(*controller->configuration(), kEditorID, u"A report with a long title, number 199 of many"_s)
-                  != nullptr,
-              true);
+    EXPECT_GT(timeOf(*editor()), 300.0);
 }
 
 TEST_F(StoreTest, WhenTheLibraryFolderCannotBeMadeOnlyTheQuitKeepsTheTree)
@@ -314,9 +383,13 @@ TEST_F(StoreTest, WhenTheLibraryFolderCannotBeMadeOnlyTheQuitKeepsTheTree)
     ScopedDataHome blocked(dataHome.path() + u"/plain/share"_s);
     launch();
     EXPECT_EQ(store().configurationPath(), QString());
-    time.advanceTo(kStart + 1800);   // the periodic save finds no place and says nothing
+    {
+        // The periodic save finds no place and says so, once.
+        VXLogCapture captured("wendle.persistence");
+        time.advanceTo(kStart + 1900);
+        EXPECT_EQ(captured.take().filter(u"cannot save the record"_s).size(), 1);
+    }
     EXPECT_TRUE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
-    time.advanceTo(kStart + 1900);
     quit();
     const VXValue fallback = settings.defaults->objectForKey(u"Default Configuration"_s);
     ASSERT_TRUE(fallback.isDictionary());

@@ -3,6 +3,7 @@
 
 #include "VXMainController.h"
 #include "VXConfigurationKeys.h"
+#include "VXControllerTestSupport.h"
 #include "VXFakeDesktop.h"
 #include "VXItemSorting.h"
 #include "VXMainControllerDelegate.h"
@@ -34,6 +35,7 @@ public:
     bool isReportWindowVisible() const override { return reportVisible; }
     void restoreExpansionStates() override { ++expansionRestores; }
     void updateReport() override { ++reportUpdates; }
+    void updateIcon() override { ++iconUpdates; }
     void showBlacklistText(const QString &name, const QString &text) override { shownBlacklists[name] = text; }
     void selectPoolListItem(const VXDictionaryRef &item) override { selected = item; }
     void beep() override { ++beeps; }
@@ -46,6 +48,7 @@ public:
     int poolReloads = 0;
     int expansionRestores = 0;
     int reportUpdates = 0;
+    int iconUpdates = 0;
     int beeps = 0;
     std::map<QString, QString> shownBlacklists;
     VXDictionaryRef selected;
@@ -290,4 +293,56 @@ TEST_F(ControllerTest, ReplacingTheTreeStartsFromItAndDestroyingTheControllerEnd
         EXPECT_EQ(time.pendingCount(&shortLived, VXMainController::kUpdateListsOperation), 1);
     }
     EXPECT_EQ(time.pendingCount(), 1);   // only ours is left
+}
+
+TEST_F(ControllerTest, ASettingWrittenFromOutsideTakesEffectAtOnce)
+{
+    ManualPresenceSource input;
+    controller.applicationWillFinishLaunching();
+    controller.applicationDidFinishLaunching({&input}, {});
+    time.advanceBy(1.0);
+    const auto hibernateDue
+        = [this] { return time.nextDueTime(&controller.hibernation(), VXHibernation::kHibernateOperation); };
+    ASSERT_EQ(hibernateDue(), kStart + 600.0);
+
+    // The program's own change acts once: the sort column forces one tick, not two.
+    int snapshots = desktop.snapshotCount();
+    controller.setSortColumn(2);
+    EXPECT_EQ(desktop.snapshotCount(), snapshots + 1);
+
+    // Each row is written as `wendle defaults write` writes it: by another store, to the file.
+    struct Row {
+        const char16_t *key;
+        VXValue value;
+        std::function<bool()> tookEffect;
+    };
+    snapshots = desktop.snapshotCount();
+    const int iconUpdates = delegate.iconUpdates;
+    const int listReloads = delegate.applicationReloads;
+    const Row rows[] = {
+        {u"Hibernation Interval", VXValue(60), [&] { return hibernateDue() == time.now() + 60.0; }},
+        {u"Show Inactive Application Items", VXValue(true), [&] { return controller.showInactiveApplicationItems(); }},
+        {u"Show Inactive Pools", VXValue(false), [&] { return !controller.showInactivePools(); }},
+        {u"Sort", VXValue(0), [&] { return controller.sortColumn() == 0 && desktop.snapshotCount() == snapshots + 1; }},
+        {u"Update Interval", VXValue(3600.0), [&] { return nextTick() == time.now() + 0.5; }},   // not sooner
+        {u"Live Report Content", VXValue(2), [&] { return delegate.iconUpdates == iconUpdates + 1; }},
+        {u"Color Scheme", VXValue(3), [&] { return delegate.applicationReloads > listReloads; }},
+        {u"Auto-Reset Applications", VXValue(true),
+         [&] { return !settings.defaults->stringForKey(VXAutoResetApplicationsLastDateKey).isEmpty(); }},
+        {u"Hibernation Interval", VXValue(0), [&] { return !hibernateDue(); }},
+    };
+    for (const Row &row : rows) {
+        const QString key = QString::fromUtf16(row.key);
+        SCOPED_TRACE(key.toStdString());
+        VXUserDefaults outside(settings.defaults->domain(), settings.folder.path());
+        outside.setObject(row.value, key);
+        ASSERT_TRUE(outside.synchronize());
+        EXPECT_TRUE(VXWaitUntil(row.tookEffect));
+    }
+    ASSERT_GT(nextTick(), time.now() + 1800.0);   // the reset's forced tick scheduled the next an hour ahead
+    VXUserDefaults outside(settings.defaults->domain(), settings.folder.path());
+    outside.setDouble(1.0, u"Update Interval"_s);
+    ASSERT_TRUE(outside.synchronize());
+    EXPECT_TRUE(VXWaitUntil([&] { return nextTick() == time.now() + 1.0; }));   // a shorter one at once
+    VXSetCurrentSortColumn(1);
 }

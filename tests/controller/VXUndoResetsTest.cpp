@@ -477,3 +477,22 @@ TEST_F(UndoTest, TheFileEndsWithTheNewestTreeHoweverManyPushesAreStillBeingWritt
         firstDifference(VXValue(deeplyMutableDictionaryWithData(readFile(dataHome.configurationFile()))), snapshot()),
         "");
 }
+
+TEST_F(UndoTest, AnImportedTreeReplacesTheRecordUndoablyAndIsSavedAtOnce)
+{
+    const VXValue before = snapshot();
+    VXDictionaryRef imported = VXMakeDictionary();
+    imported->insert(VXApplicationBlacklistKey, VXValue(strings({u"Mail"})));
+    imported->insert(VXApplicationsKey, VXMakeDictionary());
+
+    ASSERT_TRUE(controller->importConfiguration(imported));
+    // The tree is the imported one (as the first tick on it leaves it), and so is the file.
+    EXPECT_EQ(controller->configuration(), imported);
+    EXPECT_EQ(mail(), nullptr);   // blacklisted by the imported record
+    ASSERT_NE(editor(), nullptr);
+    EXPECT_EQ(firstDifference(VXValue(savedTree()), VXValue(imported)), "");
+    EXPECT_TRUE(ui.blacklistTexts[VXApplicationBlacklistKey].contains(u"Mail"_s));
+
+    controller->undo(this);
+    EXPECT_EQ(differenceFrom(before), "");
+}

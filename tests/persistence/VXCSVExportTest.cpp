@@ -88,13 +88,18 @@ TEST(VXCSVExport, CellsAreQuotedWhenTheyHoldTheSeparatorAQuoteOrALineBreak)
               withLogs(item(QStringLiteral("two\nlines"), VXWindowPathMarker), numbers({500, -600}), VXArrayRef()));
     addWindow(*application,
               withLogs(item(QStringLiteral(" blanks "), VXWindowPathMarker), numbers({700, -800}), VXArrayRef()));
+    // A title saved before titles were cleaned: no raw NUL in the file.
+    addWindow(*application,
+              withLogs(item(QStringLiteral("nul") + QChar(0) + QStringLiteral("title"), VXWindowPathMarker),
+                       numbers({900, -950}), VXArrayRef()));
 
     EXPECT_EQ(csv(*configuration, 0, 1000, settingsWith({"application", "window", "front"})),
               "Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
               "Editor,\"a, b\",100.00,200.00\n"
               "Editor,\"say \"\"hi\"\"\",300.00,400.00\n"
               "Editor,\"two\nlines\",500.00,600.00\n"
-              "Editor, blanks ,700.00,800.00\n");
+              "Editor, blanks ,700.00,800.00\n"
+              "Editor,nul\xEF\xBF\xBDtitle,900.00,950.00\n");
     // With the tab separator a comma needs no quotes.
     EXPECT_EQ(csv(*configuration, 0, 250, settingsWith({"application", "window", "front"}, "\t")),
               "Application\tWindow\tForeground Begin (Unix Time)\tForeground End (Unix Time)\n"

@@ -303,36 +303,6 @@ TEST(VXReportSnapshotParser, TheTextIsLookedOverWhereverItsBytesFall)
     EXPECT_EQ(lines.count(message(VXReportSnapshotParser::kEmptyFileMessage)), 48 * 2 * 6);
 }
 
-TEST(VXReportSnapshotParser, LongNamesThatStartAlikeAreEachTheirOwnItem)
-{
-    VXEnsureCoreApplication();
-    // Items are found by their names; long names that share their start (longer than what an
-    // item's table entry holds of them) differ after it, or in length only.
-    const std::string start(70, 'w');
-    const std::vector<std::string> windows = {start + "x", start + "y", start, start + "xx", "w"};
-    QByteArray text = "Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
-    for (int round = 0; round < 3; ++round) {
-        for (std::size_t i = 0; i < windows.size(); ++i) {
-            const int begin = 100 * (round * 10 + static_cast<int>(i) + 1);
-            text += "Mail," + QByteArray::fromStdString(windows[i]) + "," + QByteArray::number(begin) + ".00,"
-                + QByteArray::number(begin + 50) + ".00\n";
-        }
-    }
-    for (int parts : {1, 2}) {
-        const VXDictionaryRef root
-            = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(text, kPath, u',', parts);
-        std::vector<std::string> expected = windows;
-        std::sort(expected.begin(), expected.end());
-        EXPECT_EQ(childNames(node(root, {"Applications", "Mail"})), expected);
-        for (std::size_t i = 0; i < windows.size(); ++i) {
-            const double first = 100.0 * static_cast<double>(i + 1);
-            EXPECT_EQ(log(node(root, {"Applications", "Mail", windows[i].c_str()}), VXFrontActiveLogKey),
-                      (std::vector<double> {first, -(first + 50), first + 1000, -(first + 1050), first + 2000,
-                                            -(first + 2050)}));
-        }
-    }
-}
-
 TEST(VXReportSnapshotParser, LinesWithAnotherNumberOfCellsAreSkippedAndNamedInTheLog)
 {
     VXEnsureCoreApplication();
@@ -476,6 +446,16 @@ TEST(VXReportSnapshotParser, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrow
                     ->contains(QString(QStringLiteral("Ma")) + QChar(0) + QStringLiteral("il")));
     EXPECT_TRUE(parse(header + "Mail," + QByteArray(5000, '9') + ".00,1.00\nMail,1.00,2.00\n"));
     captured.take();
+    // Long names are cut to a title's length, in any number of parts, with one line.
+    const QByteArray longName(10'000, 'n');
+    for (int parts : {1, 3}) {
+        const VXDictionaryRef cut = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(
+            header + longName + ",1.00,2.00\n" + longName + "x,3.00,4.00\n", kPath, u',', parts);
+        EXPECT_EQ(childNames(node(cut, {"Applications"})), (std::vector<std::string> {std::string(4096, 'n')}));
+        EXPECT_EQ(captured.take().filter(QStringLiteral("cut")),
+                  QStringList {QStringLiteral("cells longer than 4096 bytes cut to that length in CSV file: ") + kPath
+                               + QStringLiteral(" (2 of them)")});
+    }
 
     // Random text made of what matters to the reader.
     Random random(99);
@@ -550,6 +530,21 @@ TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
 TEST(VXReportSnapshotParser, AFileReadInPartsSideBySideGivesTheTreeAndLogOfOneReading)
 {
     VXEnsureCoreApplication();
+    // The tree and the log lines of the file read whole, then in 2 to 5 parts.
+    const auto expectOneReading = [](const QByteArray &data) {
+        LogCapture captured;
+        const VXDictionaryRef whole
+            = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', 1);
+        const QStringList wholeLog = captured.take();
+        ASSERT_TRUE(whole);
+        for (int parts = 2; parts <= 5; ++parts) {
+            const VXDictionaryRef inParts
+                = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', parts);
+            ASSERT_TRUE(inParts);
+            EXPECT_TRUE(VXValue(whole) == VXValue(inParts)) << parts << " parts";
+            EXPECT_EQ(captured.take(), wholeLog) << parts << " parts";
+        }
+    };
     Random random(4242);
     const char *const names[] = {"Mail", "Web", "Editor, \"draft\"", "two\nlines", "Caf\xC3\xA9", "\xE2\x80\xA8", ""};
     for (int round = 0; round < 40; ++round) {
@@ -592,18 +587,14 @@ TEST(VXReportSnapshotParser, AFileReadInPartsSideBySideGivesTheTreeAndLogOfOneRe
                        : random.chance(0.5) ? "\n"
                                             : "\xE2\x80\xA8");
         }
-        const QByteArray data = QByteArray::fromStdString(text);
-        LogCapture captured;
-        const VXDictionaryRef whole
-            = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', 1);
-        const QStringList wholeLog = captured.take();
-        ASSERT_TRUE(whole) << round;
-        for (int parts = 2; parts <= 5; ++parts) {
-            const VXDictionaryRef inParts
-                = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(data, kPath, u',', parts);
-            ASSERT_TRUE(inParts);
-            EXPECT_TRUE(VXValue(whole) == VXValue(inParts)) << "round " << round << ", " << parts << " parts";
-            EXPECT_EQ(captured.take(), wholeLog) << "round " << round << ", " << parts << " parts";
-        }
+        SCOPED_TRACE(round);
+        expectOneReading(QByteArray::fromStdString(text));
     }
+    // The last line's quoted text runs over line breaks up to the end of the file: no part may
+    // start inside it (read in 5 parts, these 96 bytes were cut there).
+    const QByteArray lastQuoted = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
+                                  "A,1.00,2.00\n"
+                                  "\"\n\n\n\n\n\n\",3.0,4.0";
+    ASSERT_EQ(lastQuoted.size(), 96);
+    expectOneReading(lastQuoted);
 }

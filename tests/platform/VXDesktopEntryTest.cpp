@@ -11,9 +11,17 @@
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 
+#include <QElapsedTimer>
+#include <QThread>
+
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <atomic>
+#include <thread>
 
 namespace {
 
@@ -250,6 +258,53 @@ TEST(VXDesktopEntryIndex, LooksAtTheFoldersAgainOnlyAfterTheInterval)
     ASSERT_TRUE(QFile::remove(folder + QStringLiteral("/first.desktop")));
     EXPECT_EQ(eager.entryForID(QStringLiteral("first")), nullptr);
     EXPECT_EQ(eager.buildCount(), 4);
+}
+
+TEST(VXDesktopEntryIndex, SpecialFilesAndCrowdedFoldersHoldNothingBack)
+{
+    // In memory where there is such a file system: twenty thousand files on a disk take seconds.
+    const QString shared = QStringLiteral("/dev/shm");
+    QTemporaryDir temporary(QFileInfo(shared).isWritable() ? shared + QStringLiteral("/wendle-test-XXXXXX")
+                                                           : QDir::tempPath() + QStringLiteral("/wendle-test-XXXXXX"));
+    const QString crowded = temporary.filePath(QStringLiteral("crowded/applications"));
+    const QString system = temporary.filePath(QStringLiteral("system/applications"));
+    ASSERT_TRUE(writeFile(system + QStringLiteral("/org.example.Editor.desktop"), entryText("Editor")));
+    // Entries that name a FIFO (directly and through a symbolic link) or a device: opening one
+    // for reading used to wait for a writer for good.
+    ASSERT_TRUE(QDir().mkpath(crowded));
+    const QString fifo = temporary.filePath(QStringLiteral("fifo"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    ASSERT_TRUE(QFile::link(fifo, crowded + QStringLiteral("/aa-fifo-link.desktop")));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(crowded + QStringLiteral("/aa-fifo.desktop")).constData(), 0600), 0);
+    ASSERT_TRUE(QFile::link(QStringLiteral("/dev/zero"), crowded + QStringLiteral("/aa-zero.desktop")));
+    // And more entries in one folder than it may hold: the next folder is indexed all the same.
+    for (int i = 0; i < 20000; ++i) {
+        ASSERT_TRUE(
+            writeFile(crowded + QStringLiteral("/junk-%1.desktop").arg(i, 5, 10, QLatin1Char('0')), entryText("Junk")));
+    }
+
+    VXDesktopEntryIndex index({crowded, system});
+    std::atomic<bool> built = false;
+    std::thread building([&] {
+        index.refreshIfStale();
+        built = true;
+    });
+    QElapsedTimer timer;
+    timer.start();
+    while (!built && timer.elapsed() < 20000)
+        QThread::msleep(10);
+    const bool builtInTime = built;
+    if (!builtInTime) {
+        // Release the reader stuck on a FIFO, so that the test ends.
+        for (const QString &name : {QStringLiteral("/aa-fifo-link.desktop"), QStringLiteral("/aa-fifo.desktop")})
+            ::close(::open(QFile::encodeName(crowded + name).constData(), O_WRONLY | O_NONBLOCK));
+    }
+    building.join();
+    ASSERT_TRUE(builtInTime) << "the index hung on a special file";
+    EXPECT_NE(index.entryForID(QStringLiteral("org.example.Editor")), nullptr);
+    EXPECT_EQ(index.entryForID(QStringLiteral("aa-fifo-link")), nullptr);
+    EXPECT_EQ(index.entryForID(QStringLiteral("aa-fifo")), nullptr);
+    EXPECT_EQ(index.entryForID(QStringLiteral("aa-zero")), nullptr);
 }
 
 TEST(VXApplicationResolver, NamesProcessesThroughEntriesElseTheirExecutable)

@@ -2,6 +2,7 @@
 
 #include "VXLogindPresenceSource.h"
 #include "VXTestProcess.h"
+#include "VXTestSupport.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -13,9 +14,18 @@
 #include <QTemporaryDir>
 #include <QThread>
 
+#include <QElapsedTimer>
+
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
 #include <memory>
+#include <thread>
 
 namespace {
 
@@ -149,6 +159,7 @@ protected:
         ASSERT_TRUE(bus->isConnected());
         source = std::make_unique<VXLogindPresenceSource>(*bus, s("c1"));
         ASSERT_TRUE(source->start(observer));
+        ASSERT_TRUE(VXWaitUntil([&] { return source->isWatching(); }));
         EXPECT_EQ(source->sessionPath(), s("/org/freedesktop/login1/session/c1"));
     }
 
@@ -164,6 +175,26 @@ protected:
         return rig.call(rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.EmitSignal"),
                                    {s("org.freedesktop.login1.Manager"), s("PrepareForSleep"), s("b"),
                                     start ? s("[<true>]") : s("[<false>]")}));
+    }
+
+    QByteArray emitShutdown()
+    {
+        return rig.call(
+            rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.EmitSignal"),
+                       {s("org.freedesktop.login1.Manager"), s("PrepareForShutdown"), s("b"), s("[<true>]")}));
+    }
+
+    // The delay locks logind holds for Wendle now ("sleep", "shutdown").
+    QStringList locks()
+    {
+        const QByteArray listed = rig.call(
+            rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.login1.Manager.ListInhibitors"), {}));
+        QStringList held;
+        for (const QString &what : {s("sleep"), s("shutdown")}) {
+            if (listed.contains(QStringLiteral("('%1', 'Wendle'").arg(what).toUtf8()))
+                held << what;
+        }
+        return held;
     }
 
     QByteArray session(const QString &method, const QStringList &arguments = {})
@@ -189,6 +220,75 @@ TEST_F(LogindPresence, SleepAndWakeAreReportedOncePerTransition)
     ASSERT_TRUE(waitForEvents(observer, 2));
     QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
     EXPECT_EQ(observer.events, (QStringList {s("sleep"), s("wake")}));
+}
+
+TEST_F(LogindPresence, TheSystemBusIsAskedFirstAndThenWatched)
+{
+    // As the program starts it: the system bus of the environment, asked whether it answers
+    // before Qt connects to it.
+    const QByteArray oldAddress = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", rig.address.toUtf8());
+    RecordingObserver systemObserver;
+    VXLogindPresenceSource system;
+    ASSERT_TRUE(system.start(systemObserver));
+    EXPECT_TRUE(VXWaitUntil([&] { return system.isWatching(); }));
+    emitSleep(true);
+    EXPECT_TRUE(waitForEvents(systemObserver, 1));
+    system.stop();
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", oldAddress);
+}
+
+TEST_F(LogindPresence, SleepAndShutdownWaitForTheSave)
+{
+    ASSERT_TRUE(VXWaitUntil([&] { return locks().size() == 2; })) << locks().join(u' ').toStdString();
+
+    // The record is saved after the observer heard of the sleep, while logind still waits.
+    QStringList locksWhileSaving;
+    source->setBeforeSleep([&] {
+        observer.events << s("save");
+        locksWhileSaving = locks();
+    });
+    ASSERT_FALSE(emitSleep(true).isEmpty());
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    EXPECT_EQ(observer.events, (QStringList {s("sleep"), s("save")}));
+    EXPECT_TRUE(locksWhileSaving.contains(s("sleep")));
+    ASSERT_TRUE(VXWaitUntil([&] { return !locks().contains(s("sleep")); })) << "released once saved";
+    // Taken again on waking, for the next sleep.
+    emitSleep(false);
+    ASSERT_TRUE(VXWaitUntil([&] { return locks().contains(s("sleep")); }));
+
+    // The quit path stops the source before it saves: the shutdown lock outlasts that save.
+    QStringList locksWhileQuitting;
+    source->setBeforeShutdown([&] {
+        source->stop();
+        locksWhileQuitting = locks();
+    });
+    ASSERT_FALSE(emitShutdown().isEmpty());
+    ASSERT_TRUE(VXWaitUntil([&] { return !locksWhileQuitting.isEmpty(); }));
+    EXPECT_TRUE(locksWhileQuitting.contains(s("shutdown")));
+    EXPECT_TRUE(VXWaitUntil([&] { return locks().isEmpty(); }));
+}
+
+TEST_F(LogindPresence, ALogindThatRefusesTheLocksIsToldOnceAndTrackingGoesOn)
+{
+    source.reset();
+    ASSERT_FALSE(rig.call(rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.AddMethod"),
+                                     {s("org.freedesktop.login1.Manager"), s("Inhibit"), s("ssss"), s("h"),
+                                      s("raise dbus.exceptions.DBusException('no', name='org.freedesktop.DBus."
+                                        "Error.AccessDenied')")}))
+                     .isEmpty());
+    VXLogCapture log("wendle.logind");
+    source = std::make_unique<VXLogindPresenceSource>(*bus, s("c1"));
+    ASSERT_TRUE(source->start(observer));
+    ASSERT_TRUE(VXWaitUntil([&] { return source->isWatching(); }));
+    const auto refusals = [&] { return log.peek().filter(s("does not wait for Wendle")).size(); };
+    ASSERT_TRUE(VXWaitUntil([&] { return refusals() > 0; }));
+    emitSleep(true);
+    emitSleep(false);
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    EXPECT_EQ(observer.events, (QStringList {s("sleep"), s("wake")}));
+    VXSpinEventLoop(200);
+    EXPECT_EQ(refusals(), 1) << log.peek().join(u'\n').toStdString();
 }
 
 TEST_F(LogindPresence, LockAndUnlockThroughSignalsAndTheHint)
@@ -227,12 +327,7 @@ TEST_F(LogindPresence, SessionSwitchesFollowTheActiveProperty)
 
 TEST(LogindPresenceWithoutBus, AnUnreachableBusStartsNothing)
 {
-    if (!QCoreApplication::instance()) {
-        static int argc = 1;
-        static char name[] = "test";
-        static char *argv[] = {name, nullptr};
-        static QCoreApplication app(argc, argv);
-    }
+    VXEnsureCoreApplication();
     QTemporaryDir dir;
     const QDBusConnection nowhere
         = QDBusConnection::connectToBus(s("unix:path=") + dir.filePath(s("none")), s("nowhere"));
@@ -240,4 +335,57 @@ TEST(LogindPresenceWithoutBus, AnUnreachableBusStartsNothing)
     RecordingObserver observer;
     EXPECT_FALSE(source.start(observer));
     QDBusConnection::disconnectFromBus(s("nowhere"));
+
+    // Nothing listens where the system bus should be.
+    const QByteArray oldAddress = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + QFile::encodeName(dir.filePath(s("none"))));
+    VXLogindPresenceSource system;
+    EXPECT_FALSE(system.start(observer));
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", oldAddress);
+}
+
+TEST(LogindPresenceWithoutBus, ASilentBusHoldsUpNothing)
+{
+    VXEnsureCoreApplication();
+    // A system bus that takes connections and never says a word (a hung daemon): its
+    // connections wait in the listening socket's queue.
+    QTemporaryDir dir;
+    const QByteArray path = QFile::encodeName(dir.filePath(s("silent")));
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.constData(), std::size_t(path.size()));
+    ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(listener, 8), 0);
+    const QByteArray oldAddress = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path);
+    // Should the source wait for the bus after all, the bus speaks up after a while (it closes
+    // the connections), so that the test ends and says so.
+    std::atomic<bool> done = false;
+    std::thread silence([&] {
+        QElapsedTimer waited;
+        waited.start();
+        while (!done && waited.elapsed() < 20000)
+            QThread::msleep(10);
+        ::shutdown(listener, SHUT_RDWR);
+        ::close(listener);
+    });
+
+    VXLogCapture log("wendle.logind");
+    RecordingObserver observer;
+    QElapsedTimer timer;
+    timer.start();
+    {
+        VXLogindPresenceSource source;
+        EXPECT_TRUE(source.start(observer));
+        EXPECT_LT(timer.elapsed(), 1000) << "the start waited for the bus";
+        // Given up within the bound, and said so.
+        EXPECT_TRUE(VXWaitUntil([&] { return !log.peek().filter(s("does not answer")).isEmpty(); },
+                                VXLogindPresenceSource::kCallTimeoutMs + 2000))
+            << log.peek().join(u'\n').toStdString();
+        EXPECT_FALSE(source.isWatching());
+    }
+    done = true;
+    silence.join();
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", oldAddress);
 }

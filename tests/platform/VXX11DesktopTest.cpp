@@ -2,8 +2,13 @@
 // real clients (the test client, xterm, xmessage), driven with xdotool and wmctrl.
 
 #include "VXX11Desktop.h"
+#include "VXActivitySampler.h"
+#include "VXConfigurationKeys.h"
+#include "VXDictionaryExtensions.h"
+#include "VXWindowTitles.h"
 #include "VXX11TestRig.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -14,9 +19,11 @@
 #include <gtest/gtest.h>
 #include <xcb/xcb.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <functional>
+#include <map>
 
 namespace {
 
@@ -55,6 +62,15 @@ const VXRunningApplication *findApplication(const VXDesktopSnapshot &snapshot, s
     return nullptr;
 }
 
+const VXRunningApplication *findApplication(const VXDesktopSnapshot &snapshot, const QString &bundlePath)
+{
+    for (const VXRunningApplication &application : snapshot.runningApplications) {
+        if (application.bundlePath == bundlePath)
+            return &application;
+    }
+    return nullptr;
+}
+
 Predicate hasWindow(std::uint64_t number)
 {
     return [number](const VXDesktopSnapshot &s) { return findWindow(s, number) != nullptr; };
@@ -77,16 +93,25 @@ QString testClientPath()
     return QFileInfo(QStringLiteral(WENDLE_X11_TEST_CLIENT)).canonicalFilePath();
 }
 
-// Sets a property on a window through the rig's own connection and waits until the server has it.
-void setWindowList(VXX11TestRig &rig, const char *name, const std::vector<std::uint32_t> &windows)
+// Sets a property of a window (or of the root) through the rig's own connection, and waits until
+// the server has it.
+void setProperty(VXX11TestRig &rig, std::uint32_t window, const char *name, const char *type, std::uint8_t format,
+                 const void *data, std::size_t count)
 {
     xcb_connection_t *c = rig.connection();
-    std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
-        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr), &std::free);
-    ASSERT_TRUE(atom);
-    xcb_change_property(c, XCB_PROP_MODE_REPLACE, rig.rootWindow(), atom->atom, XCB_ATOM_WINDOW, 32,
-                        uint32_t(windows.size()), windows.data());
+    const auto intern = [&](const char *atomName) {
+        std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
+            xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(atomName)), atomName), nullptr),
+            &std::free);
+        return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+    };
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, intern(name), intern(type), format, uint32_t(count), data);
     std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+}
+
+void setText(VXX11TestRig &rig, std::uint32_t window, const char *name, const char *type, const QByteArray &bytes)
+{
+    setProperty(rig, window, name, type, 8, bytes.constData(), std::size_t(bytes.size()));
 }
 
 class VXX11DesktopTest : public ::testing::Test
@@ -136,6 +161,15 @@ protected:
     }
 
     bool xdotool(const QStringList &arguments) { return s_rig->run(QStringLiteral("xdotool"), arguments, 5000); }
+
+    // Test clients are all one executable, so without an entry of their own they are one
+    // application: this gives a client a desktop entry (and the window class that finds it).
+    QStringList ownApplication(const QString &name)
+    {
+        EXPECT_TRUE(writeFile(m_applications + u'/' + name + QStringLiteral(".desktop"),
+                              "[Desktop Entry]\nType=Application\nName=" + name.toUtf8() + "\nExec=x\n"));
+        return {QStringLiteral("--class"), name + u',' + name};
+    }
 
     static VXX11TestRig *s_rig;
     static QString s_skip;
@@ -271,6 +305,43 @@ TEST_F(VXX11DesktopTest, TitleChangesCostOneBatchAndASteadyDesktopNone)
     EXPECT_EQ(findWindow(snapshot, editor->windows()[0])->title, QStringLiteral("First title 1"));
 }
 
+TEST_F(VXX11DesktopTest, HostileTitlesComeOutClean)
+{
+    auto desktop = connectDesktop();
+    ASSERT_TRUE(desktop);
+    auto editor
+        = client({QStringLiteral("--title"), QStringLiteral("Plain"), QStringLiteral("--count"), QStringLiteral("3")});
+    ASSERT_TRUE(editor);
+    const std::uint32_t broken = editor->windows()[0];
+    const std::uint32_t latin = editor->windows()[1];
+    const std::uint32_t longest = editor->windows()[2];
+    // A NUL byte, invalid UTF-8 and a line break in the EWMH name; control characters in a
+    // Latin-1 WM_NAME; a name of 9000 bytes of three-byte characters, read up to 4096 bytes,
+    // which ends inside one.
+    setText(*s_rig, broken, "_NET_WM_NAME", "UTF8_STRING", QByteArray("Report") + '\0' + " draft \xff\xfe\nend");
+    setText(*s_rig, latin, "_NET_WM_NAME", "STRING", "ignored: not UTF8_STRING");
+    setText(*s_rig, latin, "WM_NAME", "STRING", "Caf\xe9\x07\x1b[2J menu");
+    QByteArray euros;
+    for (int i = 0; i < 3000; ++i)
+        euros += "\xe2\x82\xac";
+    setText(*s_rig, longest, "_NET_WM_NAME", "UTF8_STRING", euros);
+
+    VXDesktopSnapshot snapshot;
+    const QString expectedBroken = QStringLiteral("Report draft \uFFFD\uFFFD end");
+    const QString expectedLongest(kVXMaxWindowTitleBytes / 3, QChar(0x20AC));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot,
+                          [&](const VXDesktopSnapshot &s) {
+                              const VXWindowListEntry *a = findWindow(s, broken);
+                              const VXWindowListEntry *b = findWindow(s, latin);
+                              const VXWindowListEntry *c = findWindow(s, longest);
+                              return a && b && c && a->title == expectedBroken
+                                  && b->title == QStringLiteral("Café[2J menu") && c->title == expectedLongest;
+                          }))
+        << findWindow(snapshot, broken)->title.toStdString() << " / "
+        << findWindow(snapshot, latin)->title.toStdString() << " / " << findWindow(snapshot, longest)->title.size()
+        << " characters";
+}
+
 TEST_F(VXX11DesktopTest, MinimisedAndOtherDesktopWindowsAreOffScreen)
 {
     auto desktop = connectDesktop();
@@ -321,19 +392,23 @@ TEST_F(VXX11DesktopTest, LayersAndDesktopElements)
 {
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto normal = client({QStringLiteral("--title"), QStringLiteral("Normal")});
+    auto normal = client(QStringList {QStringLiteral("--title"), QStringLiteral("Normal")}
+                         + ownApplication(QStringLiteral("wendle-normal")));
     auto above = client(
         {QStringLiteral("--title"), QStringLiteral("Above"), QStringLiteral("--state"), QStringLiteral("above")});
     auto dialog = client(
         {QStringLiteral("--title"), QStringLiteral("Dialog"), QStringLiteral("--type"), QStringLiteral("dialog")});
-    auto utility = client(
-        {QStringLiteral("--title"), QStringLiteral("Palette"), QStringLiteral("--type"), QStringLiteral("utility")});
+    auto utility = client(QStringList {QStringLiteral("--title"), QStringLiteral("Palette"), QStringLiteral("--type"),
+                                       QStringLiteral("utility")}
+                          + ownApplication(QStringLiteral("wendle-utility")));
     auto popup = client(
         {QStringLiteral("--title"), QStringLiteral("Menu"), QStringLiteral("--type"), QStringLiteral("popup_menu")});
-    auto dock = client(
-        {QStringLiteral("--title"), QStringLiteral("Panel"), QStringLiteral("--type"), QStringLiteral("dock")});
-    auto helper = client({QStringLiteral("--title"), QStringLiteral("Helper"), QStringLiteral("--state"),
-                          QStringLiteral("skip_taskbar")});
+    auto dock = client(QStringList {QStringLiteral("--title"), QStringLiteral("Panel"), QStringLiteral("--type"),
+                                    QStringLiteral("dock")}
+                       + ownApplication(QStringLiteral("wendle-dock")));
+    auto helper = client(QStringList {QStringLiteral("--title"), QStringLiteral("Helper"), QStringLiteral("--state"),
+                                      QStringLiteral("skip_taskbar")}
+                         + ownApplication(QStringLiteral("wendle-helper")));
     ASSERT_TRUE(normal && above && dialog && utility && popup && dock && helper);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
@@ -377,13 +452,16 @@ TEST_F(VXX11DesktopTest, ProcessesWithoutNetWmPidComeFromTheXResourceExtension)
 {
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto anonymous = client({QStringLiteral("--title"), QStringLiteral("No pid"), QStringLiteral("--no-pid")});
+    auto anonymous
+        = client(QStringList {QStringLiteral("--title"), QStringLiteral("No pid"), QStringLiteral("--no-pid")}
+                 + ownApplication(QStringLiteral("wendle-anonymous")));
     // A _NET_WM_PID is believed for this host, not for another one.
     auto local = client(
         {QStringLiteral("--title"), QStringLiteral("Local pid"), QStringLiteral("--pid"), QStringLiteral("999999")});
-    auto remote
-        = client({QStringLiteral("--title"), QStringLiteral("Remote pid"), QStringLiteral("--pid"),
-                  QStringLiteral("999999"), QStringLiteral("--client-machine"), QStringLiteral("elsewhere.invalid")});
+    auto remote = client(QStringList {QStringLiteral("--title"), QStringLiteral("Remote pid"), QStringLiteral("--pid"),
+                                      QStringLiteral("999999"), QStringLiteral("--client-machine"),
+                                      QStringLiteral("elsewhere.invalid")}
+                         + ownApplication(QStringLiteral("wendle-remote")));
     ASSERT_TRUE(anonymous && local && remote);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(remote->windows()[0])));
@@ -392,7 +470,7 @@ TEST_F(VXX11DesktopTest, ProcessesWithoutNetWmPidComeFromTheXResourceExtension)
     EXPECT_EQ(findWindow(snapshot, local->windows()[0])->ownerPID, 999999);
     EXPECT_EQ(findWindow(snapshot, remote->windows()[0])->ownerPID, remote->pid());
     ASSERT_NE(findApplication(snapshot, anonymous->pid()), nullptr);
-    EXPECT_EQ(findApplication(snapshot, anonymous->pid())->bundlePath, testClientPath());
+    EXPECT_EQ(findApplication(snapshot, anonymous->pid())->bundleIdentifier, QStringLiteral("wendle-anonymous"));
 
     // xmessage, a real client that sets neither _NET_WM_PID nor _NET_WM_NAME.
     if (!VXX11TestRig::missingProgram({QStringLiteral("xmessage")}).isEmpty())
@@ -439,7 +517,8 @@ TEST_F(VXX11DesktopTest, WindowsThatVanishAreDropped)
     // read): the window is dropped, everything else is listed, and the adapter keeps working.
     const std::uint32_t gone = editor->windows()[0];
     const std::uint32_t survivor = other->windows()[0];
-    setWindowList(*s_rig, "_NET_CLIENT_LIST_STACKING", {gone, survivor});
+    const std::uint32_t stacking[] = {gone, survivor};
+    setProperty(*s_rig, s_rig->rootWindow(), "_NET_CLIENT_LIST_STACKING", "WINDOW", 32, stacking, 2);
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         return s.windows.size() == 1 && s.windows[0].number == survivor;
     }));
@@ -486,8 +565,7 @@ TEST_F(VXX11DesktopTest, ApplicationsAreNamedThroughTheirDesktopEntries)
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         return findApplication(s, editor->pid()) && findApplication(s, terminal->pid())
-            && findApplication(s, viewer->pid()) && findApplication(s, gtk->pid())
-            && findApplication(s, unknown->pid());
+            && findApplication(s, std::min(viewer->pid(), gtk->pid())) && findApplication(s, unknown->pid());
     }));
     const VXRunningApplication *e = findApplication(snapshot, editor->pid());
     EXPECT_EQ(e->bundleIdentifier, QStringLiteral("wendle-sample-editor"));
@@ -496,16 +574,185 @@ TEST_F(VXX11DesktopTest, ApplicationsAreNamedThroughTheirDesktopEntries)
     const VXRunningApplication *t = findApplication(snapshot, terminal->pid());
     EXPECT_EQ(t->bundleIdentifier, QStringLiteral("tools-sample-terminal"));
     EXPECT_EQ(t->localizedName, QStringLiteral("Beispielterminal"));
-    const VXRunningApplication *v = findApplication(snapshot, viewer->pid());
+    // Found by its class and by its GTK application id: two processes of one application.
+    const VXRunningApplication *v = findApplication(snapshot, std::min(viewer->pid(), gtk->pid()));
     EXPECT_EQ(v->bundleIdentifier, QStringLiteral("org.example.Viewer"));
     EXPECT_EQ(v->localizedName, QStringLiteral("Viewer"));
-    EXPECT_EQ(findApplication(snapshot, gtk->pid())->bundleIdentifier, QStringLiteral("org.example.Viewer"));
+    EXPECT_EQ(std::count_if(snapshot.runningApplications.begin(), snapshot.runningApplications.end(),
+                            [&](const VXRunningApplication &a) { return a.bundlePath == v->bundlePath; }),
+              1);
+    // The other processes of its executable have several entries: which one it belongs to cannot
+    // be told, and it stays an application of its own.
     const VXRunningApplication *u = findApplication(snapshot, unknown->pid());
     EXPECT_TRUE(u->bundleIdentifier.isEmpty());
     EXPECT_EQ(u->bundlePath, testClientPath());
     EXPECT_EQ(u->localizedName, QStringLiteral("Nothing"));
     // Indexed once; each process read once.
     EXPECT_EQ(desktop->statistics().desktopEntryIndexBuilds, 1);
+}
+
+// The tracker on this desktop: the real sampler, ticking every 50 ms on the wall clock, over the
+// adapter's snapshots. It notes the largest excess of time credited to an application (its Time,
+// its Front Time, its windows' Front Time together) over the time that has passed.
+class TrackerOnDesktop
+{
+public:
+    explicit TrackerOnDesktop(VXX11Desktop &desktop) : m_desktop(desktop) { }
+
+    void tick()
+    {
+        const double now = double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
+        m_desktop.takeSnapshot(m_snapshot);
+        m_sampler.sample(m_configuration, m_snapshot, now, m_settings, false);
+        if (m_start == 0)
+            m_start = now;
+        m_now = now;
+        for (const auto &[key, value] : *m_configuration->value(VXApplicationsKey).dictionary()) {
+            const VXDictionary &application = *value.dictionary();
+            double windowsFront = 0;
+            if (const VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary()) {
+                for (const auto &[title, window] : *windows)
+                    windowsFront += timeIntervalForKey(*window.dictionary(), VXFrontTimeKey);
+            }
+            const double credited = std::max({timeIntervalForKey(application, VXTimeKey),
+                                              timeIntervalForKey(application, VXFrontTimeKey), windowsFront});
+            if (credited - wall() > m_largestExcess) {
+                m_largestExcess = credited - wall();
+                m_excessAt = QStringLiteral("%1: %2 s credited after %3 s").arg(key).arg(credited).arg(wall());
+            }
+        }
+    }
+    void runFor(int milliseconds)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.elapsed() < milliseconds) {
+            QThread::msleep(50);
+            tick();
+        }
+    }
+    double wall() const { return m_now - m_start; }
+    double now() const { return m_now; }
+    double largestExcess() const { return m_largestExcess; }
+    const QString &excessAt() const { return m_excessAt; }
+    const VXDesktopSnapshot &snapshot() const { return m_snapshot; }
+    // The item of an application, and of one of its windows; null when there is none.
+    const VXDictionary *application(const QString &id) const
+    {
+        return m_configuration->value(VXApplicationsKey).dictionary()->value(id).dictionary();
+    }
+    const VXDictionary *window(const QString &id, const QString &title) const
+    {
+        const VXDictionary *item = application(id);
+        const VXDictionary *windows = item ? item->value(VXWindowsByNameKey).dictionary() : nullptr;
+        return windows ? windows->value(title).dictionary() : nullptr;
+    }
+
+private:
+    VXX11Desktop &m_desktop;
+    VXActivitySampler m_sampler;
+    VXSamplerSettings m_settings;
+    VXDictionaryRef m_configuration = VXMakeDictionary();
+    VXDesktopSnapshot m_snapshot;
+    double m_start = 0;
+    double m_now = 0;
+    double m_largestExcess = 0;
+    QString m_excessAt;
+};
+
+TEST_F(VXX11DesktopTest, AnApplicationOfSeveralProcessesIsCreditedOnce)
+{
+    auto desktop = connectDesktop();
+    ASSERT_TRUE(desktop);
+    // Two processes of one application (one desktop entry), a third one started and quit in the
+    // middle whose window class finds no entry: it joins the others through their executable.
+    const QStringList multi = ownApplication(QStringLiteral("wendle-multi"));
+    auto one = client(QStringList {QStringLiteral("--title"), QStringLiteral("Multi one")} + multi);
+    auto two = client(QStringList {QStringLiteral("--title"), QStringLiteral("Multi two")} + multi);
+    ASSERT_TRUE(one && two);
+    const QString id = QStringLiteral("wendle-multi");
+
+    TrackerOnDesktop tracker(*desktop);
+    std::map<QString, double> expected;   // seconds each window was in front, as the test made it
+    QString current;
+    double since = 0;
+    const auto focus = [&](const QString &title, const VXX11TestClient &owner) {
+        ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), owner.windowText(0)}));
+        tracker.tick();
+        if (!current.isEmpty())
+            expected[current] += tracker.now() - since;
+        current = title;
+        since = tracker.now();
+    };
+    tracker.tick();
+    focus(QStringLiteral("Multi one"), *one);
+    tracker.runFor(1500);
+    focus(QStringLiteral("Multi two"), *two);
+    tracker.runFor(1000);
+
+    auto third = client({QStringLiteral("--title"), QStringLiteral("Multi three"), QStringLiteral("--class"),
+                         QStringLiteral("wendle-unlisted,Wendle-unlisted")});
+    ASSERT_TRUE(third);
+    focus(QStringLiteral("Multi three"), *third);
+    ASSERT_TRUE(findWindow(tracker.snapshot(), third->windows()[0]));
+    const auto listed
+        = std::count_if(tracker.snapshot().runningApplications.begin(), tracker.snapshot().runningApplications.end(),
+                        [&](const VXRunningApplication &a) { return a.bundleIdentifier == id; });
+    EXPECT_EQ(listed, 1) << "one running application for three processes";
+    EXPECT_EQ(findWindow(tracker.snapshot(), third->windows()[0])->ownerPID,
+              findWindow(tracker.snapshot(), one->windows()[0])->ownerPID);
+    tracker.runFor(1000);
+    third->quit();
+    focus(QStringLiteral("Multi one"), *one);
+    tracker.runFor(1000);
+    expected[current] += tracker.now() - since;
+
+    EXPECT_LE(tracker.largestExcess(), 0.01) << tracker.excessAt().toStdString();
+    const VXDictionary *application = tracker.application(id);
+    ASSERT_NE(application, nullptr);
+    EXPECT_NEAR(timeIntervalForKey(*application, VXTimeKey), tracker.wall(), 0.5);
+    EXPECT_NEAR(timeIntervalForKey(*application, VXFrontTimeKey), tracker.wall(), 0.5);
+    for (const auto &[title, seconds] : expected) {
+        SCOPED_TRACE(title.toStdString());
+        const VXDictionary *window = tracker.window(id, title);
+        ASSERT_NE(window, nullptr);
+        EXPECT_NEAR(timeIntervalForKey(*window, VXFrontTimeKey), seconds, 0.5);
+    }
+    EXPECT_EQ(tracker.application(testClientPath()), nullptr) << "the third process made an application of its own";
+}
+
+TEST_F(VXX11DesktopTest, BringingToTheFrontAndQuittingActOnEveryProcess)
+{
+    auto desktop = connectDesktop();
+    ASSERT_TRUE(desktop);
+    const QStringList multi = ownApplication(QStringLiteral("wendle-pair"));
+    auto one = client(QStringList {QStringLiteral("--title"), QStringLiteral("Pair one")} + multi);
+    auto two = client(QStringList {QStringLiteral("--title"), QStringLiteral("Pair two")} + multi);
+    auto other = client(QStringList {QStringLiteral("--title"), QStringLiteral("Other")}
+                        + ownApplication(QStringLiteral("wendle-bystander")));
+    ASSERT_TRUE(one && two && other);
+    const QString pair = m_applications + QStringLiteral("/wendle-pair.desktop");
+    const QString bystander = m_applications + QStringLiteral("/wendle-bystander.desktop");
+    ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), other->windowText(0)}));
+    VXDesktopSnapshot snapshot;
+    ASSERT_TRUE(waitUntil(*desktop, snapshot,
+                          [&](const VXDesktopSnapshot &s) { return s.frontmostApplicationPath == bystander; }));
+
+    // The application's frontmost window (the one opened last) comes to the front.
+    EXPECT_TRUE(desktop->activateApplication(pair));
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        return s.frontmostApplicationPath == pair && s.windows.front().number == two->windows()[0];
+    }));
+
+    // Quitting closes the windows of both processes, and only theirs.
+    EXPECT_TRUE(desktop->quitApplication(pair));
+    EXPECT_TRUE(one->waitForExit());
+    EXPECT_TRUE(two->waitForExit());
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) { return !findApplication(s, pair); }));
+    EXPECT_NE(findApplication(snapshot, bystander), nullptr);
+    EXPECT_NE(findWindow(snapshot, other->windows()[0]), nullptr);
+    EXPECT_FALSE(desktop->quitApplication(pair));
+    EXPECT_FALSE(desktop->activateApplication(pair));
 }
 
 TEST(VXX11DesktopFactory, AnswersWhyThereIsNoDesktop)
@@ -561,7 +808,9 @@ TEST(VXX11DesktopWithoutWindowManager, ListsMappedTopLevelWindowsAndFollowsAMana
     EXPECT_EQ(findWindow(snapshot, first->windows()[0])->title, QStringLiteral("Bare one"));
     for (const VXWindowListEntry &entry : snapshot.windows)
         EXPECT_EQ(entry.layer, 0);
-    EXPECT_NE(findApplication(snapshot, second->pid()), nullptr);
+    // Two processes of one executable without an entry: one application.
+    ASSERT_NE(findApplication(snapshot, testClientPath()), nullptr);
+    EXPECT_EQ(findApplication(snapshot, testClientPath())->processIdentifier, std::min(first->pid(), second->pid()));
 
     ASSERT_TRUE(second->command(QStringLiteral("destroy 0")));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, lacksWindow(second->windows()[0])));

@@ -3,6 +3,11 @@
 // the SYNC idle counter and the MIT-SCREEN-SAVER fallback.
 
 #include "VXX11IdleSource.h"
+#include "VXEventLoopScheduler.h"
+#include "VXHibernation.h"
+#include "VXHibernationDelegate.h"
+#include "VXSystemClock.h"
+#include "VXTestSettings.h"
 #include "VXX11TestRig.h"
 
 #include <QElapsedTimer>
@@ -195,6 +200,62 @@ TEST_P(VXX11IdleSourceTest, ContinuousInputIsReportedAboutOnceASecond)
     }
     // The source did not wake for each movement.
     EXPECT_LE(source.wakeUpCount() - wakeUpsBefore, 8u);
+}
+
+namespace {
+
+// The user at the "Suspend Timers..." alert: moves to the button (input the source reports at
+// once, after which it looks again only a second later) and clicks "Wake Up Automatically".
+class AlertAnsweredByAClick final : public VXHibernationDelegate
+{
+public:
+    explicit AlertAnsweredByAClick(VXX11TestRig &rig) : m_rig(rig) { }
+    void lastPauseDidEnd() override { }
+    void showHibernationState(bool, bool) override { }
+    void hibernationDidChange() override { }
+    int runAlert(const QString &, const QString &, const QStringList &) override
+    {
+        m_rig.run(QStringLiteral("xdotool"),
+                  {QStringLiteral("mousemove"), QStringLiteral("640"), QStringLiteral("500")});
+        spin(300);
+        m_rig.run(QStringLiteral("xdotool"), {QStringLiteral("click"), QStringLiteral("1")});
+        spin(50);
+        return 0;
+    }
+
+private:
+    VXX11TestRig &m_rig;
+};
+
+}   // namespace
+
+TEST_P(VXX11IdleSourceTest, TheClickThatClosesTheSuspendAlertDoesNotWakeTheProgram)
+{
+    vxtest::Settings settings;
+    VXSystemClock clock;
+    VXEventLoopScheduler scheduler(&clock);
+    AlertAnsweredByAClick user(*s_rig);
+    VXHibernation hibernation(scheduler, clock, *settings.defaults, user);
+    hibernation.readHibernationInterval();
+    hibernation.setEventMonitorInstalled(true);
+    VXX11IdleSource source(s_rig->display(), GetParam());
+    ASSERT_TRUE(source.start(hibernation));
+    spin(1500);
+
+    hibernation.toggleHibernation();
+    // Hibernating half a second later, and still with no input since the click, though the
+    // source learns of the click only when it looks again.
+    spin(700);
+    EXPECT_TRUE(hibernation.isHibernating());
+    spin(1300);
+    EXPECT_TRUE(hibernation.isHibernating());
+    // The next input wakes it.
+    ASSERT_TRUE(input({QStringLiteral("mousemove"), QStringLiteral("100"), QStringLiteral("100")}));
+    QElapsedTimer timer;
+    timer.start();
+    while (hibernation.isHibernating() && timer.elapsed() < 2000)
+        spin(10);
+    EXPECT_FALSE(hibernation.isHibernating());
 }
 
 INSTANTIATE_TEST_SUITE_P(Methods, VXX11IdleSourceTest,

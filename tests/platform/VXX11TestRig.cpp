@@ -78,6 +78,11 @@ void VXX11TestClient::quit()
     }
 }
 
+bool VXX11TestClient::waitForExit(int timeoutMs)
+{
+    return m_process->state() == QProcess::NotRunning || m_process->waitForFinished(timeoutMs);
+}
+
 // ---- Rig
 
 VXX11TestRig::VXX11TestRig() = default;

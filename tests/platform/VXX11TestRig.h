@@ -41,6 +41,8 @@ public:
     bool command(const QString &line, int timeoutMs = 5000);
     // Ends the client and reaps it.
     void quit();
+    // Waits until the client ended by itself (its windows closed by the window manager).
+    bool waitForExit(int timeoutMs = 5000);
 
 private:
     friend class VXX11TestRig;

@@ -2,6 +2,7 @@
 #include "VXBinaryPropertyListWriter.h"
 #include "VXPropertyListSerialization.h"
 #include "VXTestProcess.h"
+#include "VXTestSupport.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -336,13 +337,27 @@ TEST(VXBinaryPropertyList, BoundsNestingAndExpansion)
     shallow.push_back(hex("a0"));
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble(shallow, 2, 2)).isArray());
 
-    // A billion laughs: each array refers twice to the one below. Shared objects stay shared,
-    // so this reads in linear time and space.
+    // A billion laughs: each array refers twice to the one below, sixty levels in a few hundred
+    // bytes.
+    // Shared objects stay shared, so reading is quick, but whatever walks the tree would not
+    // finish: refused, with a line saying why.
     std::vector<QByteArray> laughs;
     for (int i = 0; i < 60; ++i)
         laughs.push_back(hex("a2") + ref(static_cast<std::uint64_t>(i + 1), 1)
                          + ref(static_cast<std::uint64_t>(i + 1), 1));
     laughs.push_back(hex("5161"));
+    const QByteArray bomb = assemble(laughs, 1, 1);
+    {
+        VXLogCapture captured("wendle.plist");
+        EXPECT_TRUE(VXBinaryPropertyListReader::read(bomb).isNull());
+        EXPECT_EQ(captured.take(),
+                  QStringList {s("cannot read binary property list: its shared objects expand to far more than its "
+                                 "size")});
+    }
+    // A few levels of sharing, as a writer that keeps shared containers shared makes them, read.
+    laughs.erase(laughs.begin(), laughs.end() - 4);
+    for (int i = 0; i < 3; ++i)
+        laughs[i] = hex("a2") + ref(static_cast<std::uint64_t>(i + 1), 1) + ref(static_cast<std::uint64_t>(i + 1), 1);
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble(laughs, 1, 1)).isArray());
 
     // Objects laid over each other: thousands of offsets into one long string, each a slightly

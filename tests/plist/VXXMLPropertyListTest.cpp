@@ -304,7 +304,7 @@ TEST(VXXMLPropertyList, WrapsDataAsPlistlibAtEveryDepth)
     EXPECT_EQ(VXXMLPropertyListReader::read(ours), level);
 }
 
-TEST(VXXMLPropertyList, KeepsWhatPlistlibWouldChangeAndRefusesWhatXMLCannotHold)
+TEST(VXXMLPropertyList, KeepsWhatPlistlibWouldChangeAndReplacesWhatXMLCannotCarry)
 {
     // A carriage return survives as a character reference, for plistlib as for us.
     const VXValue lines = VXDictionaryOf({{u"dos\r\nkey"_s, u"one\r\ntwo\rthree\n"_s}});
@@ -321,23 +321,13 @@ TEST(VXXMLPropertyList, KeepsWhatPlistlibWouldChangeAndRefusesWhatXMLCannotHold)
         EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
     }
 
-    // Characters XML 1.0 cannot carry, a null anywhere, and dates with no calendar form are
-    // refused with one log line each, never written in a form other readers reject.
+    // A null anywhere and dates with no calendar form are refused with one log line each, never
+    // written in a form other readers reject.
     VXPlistLogCapture log;
-    const QString loneHigh = QString(QChar(0xD83D)) + u"x"_s;
-    const QString loneLow = u"x"_s + QString(QChar(0xDE00));
     VXArrayRef withNull = VXMakeArray();
     withNull->append(1);
     withNull->append(VXValue());
     const VXValue refused[] = {
-        u"bell \a"_s,
-        VXDictionaryOf({{u"escape \x1b key"_s, 1}}),
-        u"vertical\vtab"_s,
-        QString(QChar(0xFFFE)),
-        QString(QChar(0xFFFF)),
-        loneHigh,
-        loneLow,
-        QString(QChar(0xD83D)),
         VXValue(),
         VXValue(withNull),
         VXValue::dateSince2001(std::numeric_limits<double>::quiet_NaN()),
@@ -349,6 +339,31 @@ TEST(VXXMLPropertyList, KeepsWhatPlistlibWouldChangeAndRefusesWhatXMLCannotHold)
         const QStringList logged = log.take();
         ASSERT_EQ(logged.size(), 1) << logged.join(u'\n').toStdString();
         EXPECT_TRUE(logged.first().startsWith(u"cannot write XML property list: "_s)) << logged.first().toStdString();
+    }
+    // Characters XML 1.0 cannot carry (a NUL in a title saved before titles were cleaned, other
+    // controls, unpaired surrogates, U+FFFE and U+FFFF), in keys and values, become U+FFFD: the
+    // rest of the record is written, with one log line.
+    const QString damaged[] = {u"nul "_s + QChar(0) + u" title"_s,
+                               u"bell \a"_s,
+                               u"vertical\vtab"_s,
+                               QString(QChar(0xD83D)) + u"x"_s,
+                               u"x"_s + QString(QChar(0xDE00)),
+                               QString(QChar(0xFFFE)),
+                               QString(QChar(0xFFFF))};
+    const QString cleaned[]
+        = {u"nul \uFFFD title"_s, u"bell \uFFFD"_s, u"vertical\uFFFDtab"_s, u"\uFFFDx"_s, u"x\uFFFD"_s,
+           u"\uFFFD"_s,           u"\uFFFD"_s};
+    for (std::size_t i = 0; i < std::size(damaged); ++i) {
+        SCOPED_TRACE(i);
+        const std::optional<QByteArray> document = VXXMLPropertyListWriter::write(
+            VXDictionaryOf({{u"fine"_s, 1}, {damaged[i], VXArrayOf({u"fine"_s, damaged[i]})}}));
+        ASSERT_TRUE(document.has_value());
+        EXPECT_EQ(VXXMLPropertyListReader::read(*document),
+                  VXDictionaryOf({{u"fine"_s, 1}, {cleaned[i], VXArrayOf({u"fine"_s, cleaned[i]})}}));
+        const QStringList logged = log.take();
+        ASSERT_EQ(logged.size(), 1) << logged.join(u'\n').toStdString();
+        EXPECT_TRUE(logged.first().startsWith(u"XML property list: 2 characters that XML cannot carry written as "_s))
+            << logged.first().toStdString();
     }
 
     // Other characters outside ASCII, controls of the upper range among them, are plain text.

@@ -49,17 +49,43 @@ TEST(VXItemSorting, EachColumnOrdersByItsTimesThenByName)
     EXPECT_EQ(sortedNames({c, e, d, b, a}, 2), (QStringList {u"d"_s, u"b"_s, u"e"_s, u"a"_s, u"c"_s}));
 }
 
-TEST(VXItemSorting, NamesUseTheProgramsStringOrderAndPathsBreakTies)
+TEST(VXItemSorting, NamesCompareIgnoringCaseAndNumbersByValueThenPathsDecide)
 {
+    // Names that differ only in letter case or in leading zeros are the same name: the path
+    // decides between them, compared the same way, and equal paths leave the items the same.
+    const struct {
+        const char16_t *nameA, *pathA, *nameB, *pathB;
+        VXComparisonResult expected;
+    } rows[] = {
+        {u"Mail", u"/b", u"mail", u"/a", VXOrderedDescending},
+        {u"mail", u"/a", u"Mail", u"/b", VXOrderedAscending},
+        {u"Mail", u"/a/mail", u"MAIL", u"/A/Mail", VXOrderedSame},
+        {u"Track 1", u"/b", u"track 01", u"/a", VXOrderedDescending},
+        {u"Item 9", u"/z", u"item 10", u"/a", VXOrderedAscending},
+        {u"Same", u"/a/Same", u"Same", u"/b/Same", VXOrderedAscending},
+        {u"", u"/a", u"z", u"/z", VXOrderedDescending},
+        {u"", u"/a", u"", u"/A", VXOrderedSame},
+    };
+    for (const auto &row : rows) {
+        const auto a = item(QString::fromUtf16(row.nameA), std::nullopt, std::nullopt, QString::fromUtf16(row.pathA));
+        const auto b = item(QString::fromUtf16(row.nameB), std::nullopt, std::nullopt, QString::fromUtf16(row.pathB));
+        for (int column : {0, 1, 2}) {
+            SCOPED_TRACE(QStringLiteral("%1 %2 | %3 %4 | column %5")
+                             .arg(QString::fromUtf16(row.nameA), QString::fromUtf16(row.pathA),
+                                  QString::fromUtf16(row.nameB), QString::fromUtf16(row.pathB))
+                             .arg(column)
+                             .toStdString());
+            EXPECT_EQ(VXSortItemsWithSortColumn(VXValue(a), VXValue(b), column), row.expected);
+            EXPECT_EQ(VXSortItemsWithSortColumn(VXValue(b), VXValue(a), column), -row.expected);
+        }
+    }
+
+    // The string order of the program stays total where a total order is asked for.
+    EXPECT_EQ(VXSortStrings(u"Mail", u"mail"), VXOrderedAscending);
     const auto item10 = item(QStringLiteral("Item 10"), std::nullopt, std::nullopt);
     const auto item9 = item(QStringLiteral("item 9"), std::nullopt, std::nullopt);
     const auto unnamed = item(QString(), std::nullopt, std::nullopt);
     EXPECT_EQ(sortedNames({unnamed, item10, item9}, 0), (QStringList {u"item 9"_s, u"Item 10"_s, QString()}));
-
-    const auto first = item(QStringLiteral("Same"), std::nullopt, std::nullopt, QStringLiteral("/a/Same"));
-    const auto second = item(QStringLiteral("Same"), std::nullopt, std::nullopt, QStringLiteral("/b/Same"));
-    EXPECT_EQ(VXSortItemsWithSortColumn(VXValue(second), VXValue(first), 1), VXOrderedDescending);
-    EXPECT_EQ(VXSortItemsWithSortColumn(VXValue(first), VXValue(first), 2), VXOrderedSame);
 }
 
 TEST(VXItemSorting, TheCurrentColumnIsProcessWide)

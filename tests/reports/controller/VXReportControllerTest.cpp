@@ -19,6 +19,8 @@
 #include <QMenu>
 #include <QPainter>
 #include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTest>
 #include <QToolButton>
 #include <cstdlib>
@@ -458,6 +460,154 @@ TEST_F(ReportControllerTest, EachReportKeepsItsOwnWindowFrame)
     }
 }
 
+TEST_F(ReportControllerTest, AnEmptyReportSaysThatNothingWasTrackedInTheRange)
+{
+    source.entries = VXMakeArray();
+    auto live = makeController(VXReportKey::kDefaultUniqueID);
+    showActive(*live);
+    VXReportView *view = live->reportView();
+    EXPECT_EQ(view->overlayMessage(), u"Nothing Tracked Yet"_s);
+    EXPECT_EQ(view->overlaySubtitle(), u"No activity has been tracked in this range yet."_s);
+    // Drawn: the view is not one plain colour.
+    const QImage image = view->grab().toImage();
+    const QRgb background = image.pixel(0, 0);
+    int marked = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            marked += image.pixel(x, y) != background ? 1 : 0;
+    EXPECT_GT(marked, 200);
+
+    auto snapshot = makeController(u"/tmp/empty.csv"_s);
+    snapshot->setSnapshotConfiguration(VXMakeDictionary());
+    ASSERT_NE(snapshot->loadReportWindow(), nullptr);
+    EXPECT_EQ(snapshot->reportView()->overlayMessage(), u"No Activity"_s);
+    EXPECT_EQ(snapshot->reportView()->overlaySubtitle(), u"The file holds no activity in this range."_s);
+}
+
+TEST_F(ReportControllerTest, NewReportWindowsDoNotOpenOverEachOther)
+{
+    auto live = makeController(VXReportKey::kDefaultUniqueID);
+    auto first = makeController(u"/tmp/first.csv"_s);
+    auto second = makeController(u"/tmp/second.csv"_s);
+    showActive(*live);
+    showActive(*first);
+    showActive(*second);
+    const QPoint a = live->reportWindow()->pos();
+    const QPoint b = first->reportWindow()->pos();
+    const QPoint c = second->reportWindow()->pos();
+    EXPECT_GE((b - a).manhattanLength(), 28);
+    EXPECT_GE((c - a).manhattanLength(), 28);
+    EXPECT_GE((c - b).manhattanLength(), 28);
+    const QRect available = live->reportWindow()->screen()->availableGeometry();
+    for (auto *controller : {live.get(), first.get(), second.get()})
+        EXPECT_TRUE(available.contains(controller->reportWindow()->frameGeometry()));
+
+    // A window with a saved frame goes back where it was, whatever is there.
+    second->reportWindow()->close();
+    first->reportWindow()->move(a);
+    QCoreApplication::processEvents();
+    first->reportWindow()->close();
+    auto again = makeController(u"/tmp/first.csv"_s);
+    showActive(*again);
+    EXPECT_LE((again->reportWindow()->pos() - a).manhattanLength(), 4);
+}
+
+TEST_F(ReportControllerTest, AtItsNarrowestTheBottomBarsControlsDoNotOverlap)
+{
+    auto controller = makeController(u"Day"_s);
+    showActive(*controller);
+    QWidget *window = controller->reportWindow();
+    const auto narrowest = [&] {
+        QCoreApplication::processEvents();
+        window->resize(100, 100);
+        QCoreApplication::processEvents();
+        QList<QWidget *> controls;
+        for (QWidget *child : controller->bottomBar()->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
+            if (child->isVisible())
+                controls << child;
+        }
+        EXPECT_EQ(controls.size(), 5);
+        for (int i = 0; i < controls.size(); ++i) {
+            EXPECT_TRUE(controller->bottomBar()->rect().contains(controls[i]->geometry()))
+                << qPrintable(controls[i]->objectName());
+            for (int j = i + 1; j < controls.size(); ++j)
+                EXPECT_FALSE(controls[i]->geometry().intersects(controls[j]->geometry()))
+                    << qPrintable(controls[i]->objectName()) << " and " << qPrintable(controls[j]->objectName());
+        }
+        return window->width();
+    };
+    const int disabled = narrowest();
+    EXPECT_GE(disabled, 460);
+    // Enabled pickers are wider (a frame and a stepper): the narrowest window is wider too.
+    controller->beginDateSwitch()->click();
+    controller->endDateSwitch()->click();
+    ASSERT_TRUE(controller->beginDatePicker()->isEnabled());
+    EXPECT_GT(narrowest(), disabled);
+}
+
+TEST_F(ReportControllerTest, SavedFramesAreKeptOnTheScreen)
+{
+    // Saved on a larger screen or at another scale, and a frame larger than any screen.
+    settings.defaults->setString(u"3000 2000 700 400"_s, u"ReportWindow: Far"_s);
+    settings.defaults->setString(u"-80 -60 5000 4000"_s, u"ReportWindow: Huge"_s);
+    for (const QString &id : {u"Far"_s, u"Huge"_s}) {
+        SCOPED_TRACE(id.toStdString());
+        auto controller = makeController(id);
+        showActive(*controller);
+        QWidget *window = controller->reportWindow();
+        // On the screen (but for the few points that window decorations may add), and no
+        // larger than it.
+        const QRect available = window->screen()->availableGeometry();
+        const QRect frame = window->frameGeometry();
+        const QRect seen = frame.intersected(available);
+        EXPECT_GE(double(seen.width()) * seen.height(), 0.95 * frame.width() * frame.height());
+        EXPECT_LE(window->width(), available.width());
+        EXPECT_LE(window->height(), available.height());
+        EXPECT_GE(window->width(), window->minimumWidth());
+    }
+    EXPECT_EQ(makeController(u"Far"_s)->loadReportWindow()->size(), QSize(700, 400))
+        << "a frame that fits keeps its size";
+}
+
+TEST_F(ReportControllerTest, TheWholeWindowFollowsTheColourScheme)
+{
+    auto controller = makeController(u"Day"_s);
+    showActive(*controller);
+    controller->beginDateSwitch()->click();   // one enabled picker (a field), one plain text
+    auto *scrollArea = qobject_cast<QScrollArea *>(controller->reportView()->parentWidget()->parentWidget());
+    ASSERT_NE(scrollArea, nullptr);
+    scrollArea->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    const auto brightness = [](QWidget *widget) {
+        const QImage image = widget->grab().toImage();
+        double sum = 0.0;
+        int brightest = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                sum += qGray(image.pixel(x, y));
+                brightest = std::max(brightest, qGray(image.pixel(x, y)));
+            }
+        }
+        return std::make_pair(sum / (image.width() * image.height()), brightest);
+    };
+    for (int scheme : {0, 3}) {
+        SCOPED_TRACE(scheme);
+        settings.defaults->setInteger(scheme, VXColorSchemeKey);
+        for (QWidget *part :
+             std::initializer_list<QWidget *> {controller->bottomBar(), controller->beginDatePicker(),
+                                               controller->endDatePicker(), scrollArea->verticalScrollBar()}) {
+            const auto [mean, brightest] = brightness(part);
+            EXPECT_LT(mean, 110.0) << qPrintable(part->objectName()) << " is dark";
+            if (part != scrollArea->verticalScrollBar()) {
+                EXPECT_GT(brightest, 180) << qPrintable(part->objectName()) << " has light text";
+            }
+        }
+    }
+    settings.defaults->setInteger(2, VXColorSchemeKey);
+    for (QWidget *part : std::initializer_list<QWidget *> {controller->bottomBar(), controller->endDatePicker(),
+                                                           scrollArea->verticalScrollBar()})
+        EXPECT_GT(brightness(part).first, 170.0) << qPrintable(part->objectName()) << " is light";
+}
+
 TEST_F(ReportControllerTest, TheViewIsRebuiltOnlyWhenItCanBeSeenUnlessForced)
 {
     auto controller = makeController(u"Day"_s);
@@ -583,20 +733,27 @@ TEST(ChameleonDatePickerTest, EnablingMovesThePickerOrItsCheckBoxOnlyOnAChange)
     EXPECT_EQ(right.size(), right.fittingSize());
 }
 
-TEST(ChameleonDatePickerTest, TheDisabledTextIsTheEnabledTextDarkened)
+TEST(ChameleonDatePickerTest, TheDisabledTextReadsAsPlainTextOnLightAndDarkWindows)
 {
-    EXPECT_EQ(VXChameleonDatePicker::disabledTextColor(Qt::white), QColor::fromRgbF(0.4f, 0.4f, 0.4f));
-    EXPECT_EQ(VXChameleonDatePicker::disabledTextColor(Qt::black), QColor(Qt::black));
-    EXPECT_EQ(VXChameleonDatePicker::disabledTextColor(QColor::fromRgbF(0.5f, 1.0f, 0.0f, 0.5f)),
+    using Picker = VXChameleonDatePicker;
+    EXPECT_EQ(Picker::disabledTextColor(Qt::black, Qt::white), QColor(Qt::black));
+    EXPECT_EQ(Picker::disabledTextColor(QColor::fromRgbF(0.5f, 1.0f, 0.0f, 0.5f), Qt::white),
               QColor::fromRgbF(0.2f, 0.4f, 0.0f, 0.5f));
+    EXPECT_EQ(Picker::disabledTextColor(Qt::white, QColor(0x1f, 0x1f, 0x1f)), QColor(Qt::white)) << "not darkened";
 
+    // The picker follows its window's palette, whichever it is.
     application();
-    VXChameleonDatePicker picker;
+    QWidget window;
+    VXChameleonDatePicker picker(&window);
     picker.setEnabled(false);
-    const QColor enabledText = QApplication::palette(&picker).color(QPalette::Active, QPalette::WindowText);
-    EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Text),
-              VXChameleonDatePicker::disabledTextColor(enabledText));
-    EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Base).alpha(), 0);
+    for (const QPalette &palette : {QPalette(QColor(0xee, 0xee, 0xee)), QPalette(QColor(0x30, 0x30, 0x30))}) {
+        window.setPalette(palette);
+        const QColor text = palette.color(QPalette::Active, QPalette::WindowText);
+        EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Text),
+                  Picker::disabledTextColor(text, palette.color(QPalette::Window)));
+        EXPECT_EQ(picker.palette().color(QPalette::Disabled, QPalette::Base).alpha(), 0);
+        EXPECT_EQ(picker.palette().color(QPalette::Active, QPalette::Window), palette.color(QPalette::Window));
+    }
 }
 
 namespace {

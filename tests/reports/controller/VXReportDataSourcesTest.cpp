@@ -188,6 +188,20 @@ TEST_F(SnapshotReportTest, ANewSnapshotOpensAsTimeLapseAndDrawsBothActivities)
     QCoreApplication::processEvents();
 }
 
+TEST_F(SnapshotReportTest, AFileWithoutTotalColumnsShowsItsForegroundActivityOnly)
+{
+    const QString file = writeCSV(settings.folder.path(), u"foreground.csv"_s,
+                                  "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
+                                  "Editor,1750000000.00,1750003600.00\n");
+    VXReportController *report = open(file);
+    ASSERT_NE(report, nullptr);
+    EXPECT_TRUE(report->drawFrontActivity());
+    EXPECT_FALSE(report->drawTotalActivity()) << "no \"(Total: -)\" on every row";
+    EXPECT_FALSE(report->validateMenuItem(VXReportMenuAction::ToggleShownActivityFromMenuItem, 1).checked);
+    report->reportWindow()->close();
+    QCoreApplication::processEvents();
+}
+
 TEST_F(SnapshotReportTest, ASnapshotKeepsItsRangeAndFrameUnderItsPath)
 {
     VXReportController *report = open(path);

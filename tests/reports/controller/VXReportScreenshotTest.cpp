@@ -51,13 +51,17 @@ QString fileName(const QString &folder, const QString &kind, const char16_t *sch
     return folder + u"/report-"_s + kind + u'-' + QString::fromUtf16(scheme) + suffix + u".png"_s;
 }
 
+// A working day live and from a file; a new user's report before anything was tracked and after
+// the first minute; a file without total columns.
+constexpr const char16_t *kKinds[] = {u"live", u"snapshot", u"empty", u"first", u"foreground-only"};
+
 QStringList expectedFiles(const QString &folder)
 {
     QStringList files;
     for (const char16_t *suffix : kScaleSuffixes) {
         for (const Scheme &scheme : kSchemes) {
-            files << fileName(folder, u"live"_s, scheme.name, QString::fromUtf16(suffix));
-            files << fileName(folder, u"snapshot"_s, scheme.name, QString::fromUtf16(suffix));
+            for (const char16_t *kind : kKinds)
+                files << fileName(folder, QString::fromUtf16(kind), scheme.name, QString::fromUtf16(suffix));
         }
     }
     return files;
@@ -73,6 +77,13 @@ const QByteArray kSnapshotCSV
       ",Browser,,1763733600.00,1763737200.00,1763737200.00,1763740000.00\n"
       "Writing,Editor,,1763712000.00,1763719200.00,1763712000.00,1763740800.00\n"
       "Research,Browser,,1763722800.00,1763730000.00,1763722800.00,1763737200.00\n";
+
+const QByteArray kForegroundOnlyCSV
+    = "Pool,Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
+      ",Editor,,1763712000.00,1763719200.00\n"
+      ",Editor,notes.txt,1763715600.00,1763719200.00\n"
+      ",Terminal,,1763719200.00,1763722800.00\n"
+      ",Browser,,1763722800.00,1763730000.00\n";
 
 // A picture of the window as the X server shows it.
 bool saveWindow(QWidget *window, const QString &path)
@@ -149,15 +160,52 @@ TEST(ReportScreenshotWindows, DrawLiveAndSnapshotReports)
     // The afternoon only, as a person would choose it.
     snapshot->setBeginTimestamp(kMorning + 3 * 3600.0, 0.0, snapshot->reportView());
 
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(live->reportWindow()));
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(snapshot->reportWindow()));
+    // A file without total columns.
+    const QString foregroundCSV = settings.folder.path() + u"/foreground.csv"_s;
+    QFile foregroundFile(foregroundCSV);
+    ASSERT_TRUE(foregroundFile.open(QIODevice::WriteOnly));
+    foregroundFile.write(kForegroundOnlyCSV);
+    foregroundFile.close();
+    manager.showReportSnapshotFromCSVFile(foregroundCSV, u","_s);
+    ASSERT_TRUE(shown.wait(10000));
+    auto *foregroundOnly = dynamic_cast<VXReportController *>(manager.controllerForPath(foregroundCSV).get());
+    ASSERT_NE(foregroundOnly, nullptr);
+    foregroundOnly->reportWindow()->setGeometry(snapshotFrame);
+
+    // A new user's report: nothing yet, then the first minute of one application.
+    FakeDataSource nothing;
+    nothing.first = nothing.last = kMorning;
+    auto empty = VXReportController::reportControllerWithUniqueID(u"Empty"_s, &nothing, settings.defaults.get());
+    empty->toggleReportWindow(nullptr);
+    empty->reportWindow()->setGeometry(liveFrame);
+    FakeDataSource oneMinute;
+    oneMinute.first = kMorning;
+    oneMinute.last = kMorning + 60.0;
+    oneMinute.entries = VXMakeArray();
+    oneMinute.entries->append(applicationEntry(u"Terminal"_s, {kMorning, -(kMorning + 60.0)},
+                                               {kMorning, -(kMorning + 60.0)}, kMorning, kMorning + 60.0));
+    // (Drawn as the live report draws by default.)
+    settings.defaults->setBool(true, u"Report: First: Front"_s);
+    settings.defaults->setBool(true, u"Report: First: Total"_s);
+    auto first = VXReportController::reportControllerWithUniqueID(u"First"_s, &oneMinute, settings.defaults.get());
+    first->toggleReportWindow(nullptr);
+    first->reportWindow()->setGeometry(liveFrame);
+
+    const std::pair<const char16_t *, VXReportController *> windowsByKind[] = {{u"live", live.get()},
+                                                                               {u"snapshot", snapshot},
+                                                                               {u"empty", empty.get()},
+                                                                               {u"first", first.get()},
+                                                                               {u"foreground-only", foregroundOnly}};
+    for (const auto &[kind, report] : windowsByKind)
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(report->reportWindow()));
     for (const Scheme &scheme : kSchemes) {
         settings.defaults->setInteger(scheme.value, VXColorSchemeKey);
-        EXPECT_TRUE(saveWindow(live->reportWindow(), fileName(folder, u"live"_s, scheme.name, suffix)));
-        EXPECT_TRUE(saveWindow(snapshot->reportWindow(), fileName(folder, u"snapshot"_s, scheme.name, suffix)));
+        for (const auto &[kind, report] : windowsByKind)
+            EXPECT_TRUE(
+                saveWindow(report->reportWindow(), fileName(folder, QString::fromUtf16(kind), scheme.name, suffix)));
     }
-    snapshot->reportWindow()->close();
-    live->reportWindow()->close();
+    for (const auto &[kind, report] : windowsByKind)
+        report->reportWindow()->close();
     QCoreApplication::processEvents();
 }
 

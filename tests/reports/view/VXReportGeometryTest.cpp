@@ -85,9 +85,21 @@ TEST(ReportGeometry, RowsStackFromTheBottomWithHeadersBetweenTheGroups)
     EXPECT_EQ(layout.rows[0], rect(0, 13, 400, 43));
     EXPECT_EQ(layout.rows[2], rect(0, 105, 400, 43));
 
-    // A single row fills the rectangle.
-    layout = layoutRows(rect(0, 0, 400, 300), 1, 1, true, false, 0.0);
+    // A single row fills the rectangle; with text only up to the tallest row.
+    layout = layoutRows(rect(0, 0, 400, 300), 1, 1, false, false, 0.0);
     EXPECT_EQ(layout.rows[0], rect(0, 0, 400, 300));
+    layout = layoutRows(rect(0, 0, 400, 300), 1, 1, true, false, 0.0);
+    EXPECT_EQ(layout.rows[0], rect(0, 0, 400, 69));
+    layout = layoutRows(rect(0, 0, 400, 50), 1, 1, true, false, 0.0);
+    EXPECT_EQ(layout.rows[0], rect(0, 0, 400, 50));
+
+    // Rows at their tallest keep their groups together at the top; the rest stays empty below.
+    layout = layoutRows(rect(0, 0, 400, 600), 3, 2, true, true, 0.0);
+    EXPECT_EQ(layout.applicationsHeader.rect, rect(0, 0, 400, 30));
+    EXPECT_EQ(layout.rows[0], rect(0, 34, 400, 65));
+    EXPECT_EQ(layout.rows[1], rect(0, 103, 400, 65));
+    EXPECT_EQ(layout.poolsHeader.rect, rect(0, 168, 400, 30));
+    EXPECT_EQ(layout.rows[2], rect(0, 202, 400, 65));
 }
 
 TEST(ReportGeometry, HeadersArePinnedAndThePoolsHeaderPushesTheApplicationsHeader)

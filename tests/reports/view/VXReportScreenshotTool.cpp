@@ -58,10 +58,10 @@ void sampleDay(TestDelegate &delegate)
     add(QStringLiteral("Mail"), QStringLiteral("/usr/bin/mail"), QString(), 0.3);
     add(QStringLiteral("Inbox"), VXWindowPathMarker, QString(), 0.25);
     add(QStringLiteral("Browser"), QStringLiteral("/usr/bin/browser"), QString(), 0.35);
-    add(QStringLiteral("Work"), VXPoolPathMarker, QString(), 0.7);
+    add(QStringLiteral("Work"), VXPoolPathMarker, VXPoolItemType, 0.7);
     add(QStringLiteral("Editor"), QString(), VXPoolItemType, 0.5);
     add(QStringLiteral("Mail"), QString(), VXPoolItemType, 0.3);
-    add(QStringLiteral("Play"), VXPoolPathMarker, QString(), 0.2);
+    add(QStringLiteral("Play"), VXPoolPathMarker, VXPoolItemType, 0.2);
     delegate.first = kBase + 8 * 3600.0;
     delegate.last = kBase + 18 * 3600.0;
     delegate.begin = kBase + 9 * 3600.0;

@@ -83,19 +83,6 @@ TEST_F(ReportViewRender, SchemesColourTheBackgroundChannelsAndShading)
 {
     delegate.items = {item(QStringLiteral("Editor"), eventLog({{0, 500}}), eventLog({{0, 250}}))};
 
-    defaults().setInteger(VXColorSchemeLight, VXColorSchemeKey);
-    QImage light = render(999, 40);
-    // White background; the total channel at 0.95 under the light shading (white at 0.6..0.5).
-    EXPECT_EQ(light.pixel(800, 20), grey(1.0));
-    const QRgb lightTotal = light.pixel(400, 20);
-    EXPECT_TRUE(isNeutral(lightTotal));
-    EXPECT_GT(qRed(lightTotal), qRed(grey(0.95)));
-    EXPECT_LT(qRed(lightTotal), 255);
-    // Foreground in the selected-control tint of the theme's highlight, lightened by the shading.
-    const QRgb lightFront = light.pixel(100, 20);
-    EXPECT_NE(lightFront, lightTotal);
-    EXPECT_GE(qBlue(lightFront), qBlue(selectedControlColor().rgb()) - 1);
-
     defaults().setInteger(VXColorSchemeOriginal, VXColorSchemeKey);
     QImage original = render(999, 40);
     // Near-black background; black shading darkens the rows, more at the bottom than at the top.
@@ -110,6 +97,36 @@ TEST_F(ReportViewRender, SchemesColourTheBackgroundChannelsAndShading)
     const QColor highlight = alternateSelectedControlColor();
     const QColor darkFront = QColor::fromRgb(dark.pixel(100, 0));
     EXPECT_NEAR(darkFront.hueF(), highlight.hueF(), 0.02);
+}
+
+TEST_F(ReportViewRender, LightBarsStandOutFromTheWhiteBackgroundInTheirOwnHue)
+{
+    defaults().setInteger(VXColorSchemeLight, VXColorSchemeKey);
+    delegate.items = {item(QStringLiteral("Editor"), eventLog({{0, 500}}), eventLog({{0, 250}}))};
+    const QPalette saved = QApplication::palette();
+    // The theme's highlight colour decides the foreground's hue: a usual blue, a pale yellow that
+    // would vanish on white, a dark blue that needs no darkening.
+    for (const QColor highlight : {QColor(0x30, 0x8c, 0xc6), QColor(0xff, 0xf0, 0xa0), QColor(0x1a, 0x23, 0x7e)}) {
+        SCOPED_TRACE(highlight.name().toStdString());
+        QPalette palette = saved;
+        palette.setColor(QPalette::Highlight, highlight);
+        QApplication::setPalette(palette);
+        const QImage light = render(999, 40);
+        const QRgb background = light.pixel(800, 20);
+        EXPECT_EQ(background, grey(1.0));
+        // At the rows' top, where the shading is palest, and at their bottom.
+        for (int y : {0, 39}) {
+            const QRgb total = light.pixel(400, y);
+            const QRgb front = light.pixel(100, y);
+            EXPECT_TRUE(isNeutral(total));
+            EXPECT_GE(contrast(total, background), 3.0) << "y " << y;
+            EXPECT_GE(contrast(front, background), 3.0) << "y " << y;
+            EXPECT_GT(contrast(front, background), contrast(total, background)) << "foreground darker than total";
+            EXPECT_NEAR(QColor::fromRgb(front).hueF(), highlight.hueF(), 0.03) << "the highlight's hue";
+        }
+        EXPECT_GT(qRed(light.pixel(400, 0)), qRed(light.pixel(400, 39))) << "lighter towards the top";
+    }
+    QApplication::setPalette(saved);
 }
 
 TEST_F(ReportViewRender, TimePortionsAreNormalisedToTheLongestItem)
@@ -326,7 +343,7 @@ TEST_F(ReportViewRender, TheWidgetSizesItselfAndAnswersHitTestsForWhatItDrew)
     EXPECT_EQ(marked(), withoutMessage);
 }
 
-TEST_F(ReportViewRender, ASingleItemFillsTheViewLessTheChooserStrip)
+TEST_F(ReportViewRender, RowsWithTextGrowOnlyToASensibleHeight)
 {
     QScrollArea scrollArea;
     scrollArea.resize(400, 300);
@@ -335,15 +352,68 @@ TEST_F(ReportViewRender, ASingleItemFillsTheViewLessTheChooserStrip)
     TestDelegate data;
     report->setDelegate(&data);
     scrollArea.show();
-    data.items = {item(QStringLiteral("Editor"), eventLog({{0, 1000}}), VXArrayRef())};
-    report->update(&scrollArea);
-    report->grab();
-    ASSERT_EQ(report->eventLogRects().size(), 1u);
-    EXPECT_EQ(report->eventLogRects()[0].rect, QRectF(report->rect()));
+    const auto rowRects = [&] {
+        report->update(&scrollArea);
+        report->grab();
+        std::vector<QRectF> rects;
+        for (const VXEventLogRect &entry : report->eventLogRects())
+            rects.insert(rects.begin(), entry.rect);   // drawn from the bottom up
+        return rects;
+    };
 
+    // A single row stays at the top at its tallest, its name and read-out together; the rest
+    // of the view is empty.
+    data.items = {item(QStringLiteral("Editor"), eventLog({{0, 1000}}), VXArrayRef())};
+    std::vector<QRectF> rows = rowRects();
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0], QRectF(0, 0, report->width(), 69));
+    const QImage image = report->grab().toImage();
+    EXPECT_EQ(image.pixel(200, 150), grey(0.1)) << "below the row";
+
+    // Three rows at their tallest, stacked from the top; with a narrower range too.
+    data.items.push_back(item(QStringLiteral("Mail"), eventLog({{0, 1000}}), VXArrayRef()));
+    data.items.push_back(item(QStringLiteral("Browser"), eventLog({{0, 1000}}), VXArrayRef()));
     data.end = kBase + 500.0;
+    rows = rowRects();
+    ASSERT_EQ(rows.size(), 3u);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(rows[i].bottom(), 69.0 * double(i + 1));
+        EXPECT_LE(rows[i].height(), 69.0);
+    }
+
+    // Many rows share the view as before.
+    for (int i = 0; i < 7; ++i)
+        data.items.push_back(item(QStringLiteral("App %1").arg(i), eventLog({{0, 1000}}), VXArrayRef()));
+    data.end = kBase + 1000.0;
+    rows = rowRects();
+    ASSERT_FALSE(rows.empty());
+    EXPECT_EQ(rows[0].bottom(), 46.0);
+
+    // Drawings without text (the tray, the taskbar icon) spread a single row over all of it.
+    data.items.resize(1);
     report->update(&scrollArea);
-    report->grab();
-    ASSERT_EQ(report->eventLogRects().size(), 1u);
-    EXPECT_EQ(report->eventLogRects()[0].rect.height(), report->height() - 15.0);
+    QImage icon(32, 32, QImage::Format_ARGB32_Premultiplied);
+    icon.fill(Qt::magenta);
+    QPainter painter(&icon);
+    report->drawFlippedAndSimplifiedReportInRect(painter, QRectF(0, 0, 32, 32), false);
+    painter.end();
+    EXPECT_EQ(icon.pixel(16, 30), grey(0.2));
+}
+
+TEST_F(ReportViewRender, WindowsAndPoolMembersAreIndentedButPoolsAreNot)
+{
+    // The same name in each kind of row: a row drawn like the application's has no bullet and
+    // no indent. Pools carry the pool item type as their members do.
+    const auto rowImage = [&](const QString &path, const QString &type) {
+        delegate.items = {item(QStringLiteral("Work"), eventLog({{0, 1000}}), VXArrayRef(), path, type)};
+        return render(300, 46, 1.0, true);
+    };
+    const QImage application = rowImage(QStringLiteral("/usr/bin/work"), QString());
+    const QImage window = rowImage(VXWindowPathMarker, QString());
+    EXPECT_NE(window, application) << "a window is indented";
+    EXPECT_EQ(rowImage(VXPoolPathMarker, VXPoolItemType), application) << "a pool heads its group";
+    EXPECT_EQ(rowImage(VXPoolPathMarker, QString()), application);
+    EXPECT_EQ(rowImage(QStringLiteral("/usr/bin/work"), VXPoolItemType), window) << "a pool member";
+    EXPECT_EQ(rowImage(VXWindowPathMarker, VXPoolItemType), window) << "a window of a pool member";
 }

@@ -22,6 +22,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <initializer_list>
 #include <memory>
 #include <utility>
@@ -174,6 +176,20 @@ inline QRgb grey(double white)
 inline QRgb pieColor()
 {
     return QColor::fromRgbF(0.6f, 0.4f, 0.6f).rgb();
+}
+
+// Contrast of two opaque pixels as WCAG defines it, from their sRGB channels.
+inline double contrast(QRgb a, QRgb b)
+{
+    const auto luminance = [](QRgb c) {
+        const auto linear = [](int channel) {
+            const double v = channel / 255.0;
+            return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(qRed(c)) + 0.7152 * linear(qGreen(c)) + 0.0722 * linear(qBlue(c));
+    };
+    const double la = luminance(a), lb = luminance(b);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
 }
 
 inline bool isNeutral(QRgb c)
