@@ -18,6 +18,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -272,8 +273,12 @@ bool Parser::merge(std::vector<VXReportSnapshotPart> &parts)
     for (VXReportSnapshotPart &part : parts)
         part.collectCounts();
 
-    // The file's items in the order they first appear, each part's items mapped to them.
+    // The file's items in the order they first appear, each part's items mapped to them. Names
+    // that differ in their bytes can still name one node (a leading U+FEFF is not part of a
+    // name's text): such items are one target, since a node has one log of each stream.
     VXReportSnapshotPart whole;
+    std::vector<std::uint32_t> targetOfWholeItem;
+    std::unordered_map<const VXDictionary *, std::uint32_t> targetOfNode;
     std::vector<std::vector<std::uint32_t>> targetOfItem(parts.size());
     for (std::size_t i = 0; i < parts.size(); ++i) {
         const VXReportSnapshotPart &part = parts[i];
@@ -281,10 +286,15 @@ bool Parser::merge(std::vector<VXReportSnapshotPart> &parts)
         for (const VXReportSnapshotPart::Item &item : part.items) {
             const std::string_view key(part.names.data() + item.nameOffset, item.nameLength);
             const std::array<std::string_view, 3> names = VXReportSnapshotPart::namesOfKey(key);
-            const std::uint32_t target = whole.itemFor(names[0], names[1], names[2]);
-            if (target == m_targets.size())
-                m_targets.push_back({nodeFor(key), {0, 0}});
-            targetOfItem[i].push_back(target);
+            const std::uint32_t wholeItem = whole.itemFor(names[0], names[1], names[2]);
+            if (wholeItem == targetOfWholeItem.size()) {
+                VXDictionary *node = nodeFor(key);
+                const auto [found, added] = targetOfNode.try_emplace(node, std::uint32_t(m_targets.size()));
+                if (added)
+                    m_targets.push_back({node, {0, 0}});
+                targetOfWholeItem.push_back(found->second);
+            }
+            targetOfItem[i].push_back(targetOfWholeItem[wholeItem]);
             if (m_targets.size() > VXReportSnapshotParser::kMaximumItems) {
                 qCWarning(lcPersistence).noquote() << QStringLiteral("more than %1 items in CSV file: %2")
                                                           .arg(VXReportSnapshotParser::kMaximumItems)
