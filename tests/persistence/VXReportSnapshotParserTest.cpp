@@ -163,6 +163,19 @@ TEST(VXReportSnapshotParser, AWindowWithoutAnApplicationGoesUnderTheWildcardAndL
     EXPECT_DOUBLE_EQ(root->value(VXLastTimestampKey).toDouble(), 600);
 }
 
+// A leading U+FEFF is not part of a name's text: the two names are one item, with the periods of both.
+TEST(VXReportSnapshotParser, NamesThatAreOneTextAreOneItem)
+{
+    VXEnsureCoreApplication();
+    const VXDictionaryRef root = parse("Application,Total Begin (Unix Time),Total End (Unix Time)\n"
+                                       "\xEF\xBB\xBF"
+                                       "Editor,100.00,200.00\n"
+                                       "Editor,300.00,400.00\n");
+    ASSERT_TRUE(root);
+    EXPECT_EQ(log(node(root, {"Applications", "Editor"}), VXActiveLogKey),
+              (std::vector<double> {100, -200, 300, -400}));
+}
+
 TEST(VXReportSnapshotParser, TheSeparatorIsGuessedFromTheHeaderAndOtherwiseTakenFromTheSetting)
 {
     EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText("Pool;Application", ','), ';');
