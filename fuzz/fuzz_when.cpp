@@ -1,7 +1,7 @@
 // libFuzzer target: the WHEN words of `wendle export` and `wendle summary`, read in any time
 // zone at any moment a system clock may show. A refused text says why; an accepted one gives a
 // finite time, and the words for the past are not after now, today begins in the last day and
-// yesterday in the last two.
+// yesterday in the last two; as the end of a range it is no earlier, and at most a day later.
 //
 // Input: a line with the zone's ID (UTC when it names none), a line with the clock's Unix
 // seconds (kept between 1970 and 2100), then the text.
@@ -69,6 +69,15 @@ int VXFuzzWhen(const std::uint8_t *data, std::size_t size)
     const bool wrong = !std::isfinite(*when)
         || ((words.endsWith(QLatin1StringView(" ago")) || words == u"today" || words == u"yesterday") && *when > now)
         || (words == u"today" && *when < now - kLongestDay) || (words == u"yesterday" && *when < now - 2 * kLongestDay);
+    // As the end of a range, a whole day reaches to the next; any other time is the same.
+    const std::optional<double> end = VXWhenParser::endTimestampFromText(QString::fromUtf8(text), clock);
+    if (end && (*end < *when || *end > *when + kLongestDay))
+        VXFuzzFail(kTarget,
+                   QStringLiteral("<%1> in %2 at %3 begins at %4 and ends at %5")
+                       .arg(QString::fromUtf8(text), QString::fromUtf8(clock.timeZone().id()))
+                       .arg(now, 0, 'f', 0)
+                       .arg(*when, 0, 'f', 3)
+                       .arg(*end, 0, 'f', 3));
     if (wrong)
         VXFuzzFail(kTarget,
                    QStringLiteral("<%1> in %2 at %3 reads as %4")
