@@ -9,6 +9,7 @@
 #include "VXReportSnapshotScanner.h"
 
 #include <QFile>
+#include <QStringDecoder>
 
 #include <algorithm>
 #include <array>
@@ -18,7 +19,6 @@
 #include <optional>
 #include <string>
 #include <thread>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -65,9 +65,12 @@ void removeOccurrences(std::string &text, std::string_view word)
     text.swap(result);
 }
 
+// A name's text. A leading U+FEFF stays (QString::fromUtf8 drops it as a byte-order mark): names
+// apart in their bytes are apart items, and each item needs a node of its own.
 QString textOf(std::string_view text)
 {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
+    return decoder(QByteArrayView(text.data(), static_cast<qsizetype>(text.size())));
 }
 
 class Parser
@@ -273,12 +276,8 @@ bool Parser::merge(std::vector<VXReportSnapshotPart> &parts)
     for (VXReportSnapshotPart &part : parts)
         part.collectCounts();
 
-    // The file's items in the order they first appear, each part's items mapped to them. Names
-    // that differ in their bytes can still name one node (a leading U+FEFF is not part of a
-    // name's text): such items are one target, since a node has one log of each stream.
+    // The file's items in the order they first appear, each part's items mapped to them.
     VXReportSnapshotPart whole;
-    std::vector<std::uint32_t> targetOfWholeItem;
-    std::unordered_map<const VXDictionary *, std::uint32_t> targetOfNode;
     std::vector<std::vector<std::uint32_t>> targetOfItem(parts.size());
     for (std::size_t i = 0; i < parts.size(); ++i) {
         const VXReportSnapshotPart &part = parts[i];
@@ -286,15 +285,10 @@ bool Parser::merge(std::vector<VXReportSnapshotPart> &parts)
         for (const VXReportSnapshotPart::Item &item : part.items) {
             const std::string_view key(part.names.data() + item.nameOffset, item.nameLength);
             const std::array<std::string_view, 3> names = VXReportSnapshotPart::namesOfKey(key);
-            const std::uint32_t wholeItem = whole.itemFor(names[0], names[1], names[2]);
-            if (wholeItem == targetOfWholeItem.size()) {
-                VXDictionary *node = nodeFor(key);
-                const auto [found, added] = targetOfNode.try_emplace(node, std::uint32_t(m_targets.size()));
-                if (added)
-                    m_targets.push_back({node, {0, 0}});
-                targetOfWholeItem.push_back(found->second);
-            }
-            targetOfItem[i].push_back(targetOfWholeItem[wholeItem]);
+            const std::uint32_t target = whole.itemFor(names[0], names[1], names[2]);
+            if (target == m_targets.size())
+                m_targets.push_back({nodeFor(key), {0, 0}});
+            targetOfItem[i].push_back(target);
             if (m_targets.size() > VXReportSnapshotParser::kMaximumItems) {
                 qCWarning(lcPersistence).noquote() << QStringLiteral("more than %1 items in CSV file: %2")
                                                           .arg(VXReportSnapshotParser::kMaximumItems)
