@@ -33,10 +33,10 @@ int VXFuzzInstanceRequest(const std::uint8_t *data, std::size_t size)
     if (line.indexOf('\n') != line.size() - 1)
         VXFuzzFail(kTarget, QStringLiteral("the request <%1> is not one line").arg(QString::fromUtf8(line)));
     line.chop(1);
-    const std::optional<VXInstanceRequest> read = VXSingleInstance::requestFromLine(line);
     // A request over the size limit is refused as a whole; below it, every name arrives whole.
     if (line.size() > VXSingleInstance::kMaximumRequest)
         return 0;
+    const std::optional<VXInstanceRequest> read = VXSingleInstance::requestFromLine(line);
     if (!read || read->kind != sent.kind || read->files != sent.files)
         VXFuzzFail(kTarget,
                    QStringLiteral("the files <%1> are sent as <%2> and read back as <%3>")
