@@ -156,11 +156,12 @@ VXValue elementValue(const QStringList &arguments, qsizetype &index, QString *er
     return scalarValue(kind, arguments.at(index++), error);
 }
 
-// Old-style text has only strings as leaves: those that spell numbers become numbers.
+// Old-style text has only strings as leaves: those that spell numbers become numbers. The
+// patterns end in \z, the end of the text ($ would also match before a final line break).
 VXValue withNumbers(const VXValue &value)
 {
-    static const QRegularExpression integer(QStringLiteral("^[+-]?[0-9]+$"));
-    static const QRegularExpression real(QStringLiteral("^[+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?$"));
+    static const QRegularExpression integer(QStringLiteral("^[+-]?[0-9]+\\z"));
+    static const QRegularExpression real(QStringLiteral("^[+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?\\z"));
     if (value.isString()) {
         const QString &text = value.stringRef();
         bool ok = false;
@@ -206,8 +207,8 @@ QString numberText(const VXValue &value)
 // A string as old-style text: bare when that reads back as the same string, quoted otherwise.
 QString quotedText(const QString &text)
 {
-    static const QRegularExpression bare(QStringLiteral("^[A-Za-z0-9_$+/:.-]+$"));
-    static const QRegularExpression number(QStringLiteral("^[+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?$"));
+    static const QRegularExpression bare(QStringLiteral("^[A-Za-z0-9_$+/:.-]+\\z"));
+    static const QRegularExpression number(QStringLiteral("^[+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?\\z"));
     if (bare.match(text).hasMatch() && !number.match(text).hasMatch())
         return text;
     QString quoted = QStringLiteral("\"");

@@ -12,6 +12,7 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -20,6 +21,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 
 Q_LOGGING_CATEGORY(lcInstance, "wendle.app")
 
@@ -60,6 +62,45 @@ bool makeFolder(const QString &folder, QString *error)
                                                      : QString::fromLocal8Bit(strerror(errno ? errno : ENOENT));
     *error = Text::tr("cannot use the data folder <%1>: %2").arg(folder, reason);
     return false;
+}
+
+// A file name may hold anything but NUL: the tab between words, the line break after the last, a
+// carriage return and the backslash that escapes them go as a backslash and a letter.
+constexpr std::pair<char16_t, char16_t> kEscapes[] = {{u'\\', u'\\'}, {u'\t', u't'}, {u'\n', u'n'}, {u'\r', u'r'}};
+
+QString escapedWord(const QString &word)
+{
+    QString escaped;
+    escaped.reserve(word.size());
+    for (const QChar c : word) {
+        const auto *escape
+            = std::find_if(std::begin(kEscapes), std::end(kEscapes), [c](const auto &pair) { return pair.first == c; });
+        if (escape != std::end(kEscapes))
+            escaped.append(u'\\').append(QChar(escape->second));
+        else
+            escaped += c;
+    }
+    return escaped;
+}
+
+// The word escapedWord() wrote; nothing for a backslash it cannot have written.
+std::optional<QString> plainWord(const QString &word)
+{
+    QString plain;
+    plain.reserve(word.size());
+    for (qsizetype i = 0; i < word.size(); ++i) {
+        if (word.at(i) != u'\\') {
+            plain += word.at(i);
+            continue;
+        }
+        const QChar letter = ++i < word.size() ? word.at(i) : QChar();
+        const auto *escape = std::find_if(std::begin(kEscapes), std::end(kEscapes),
+                                          [letter](const auto &pair) { return pair.second == letter; });
+        if (escape == std::end(kEscapes))
+            return std::nullopt;
+        plain += escape->first;
+    }
+    return plain;
 }
 
 }   // namespace
@@ -116,10 +157,13 @@ std::optional<VXInstanceRequest> VXSingleInstance::requestFromLine(QByteArrayVie
         request.kind = VXInstanceRequest::Kind::Configuration;
     else
         return std::nullopt;
-    // A file name that is empty or holds a line break cannot have come from a real request.
-    for (const QString &file : std::as_const(request.files))
-        if (file.isEmpty() || file.contains(u'\n') || file.contains(u'\r'))
+    // An empty file name, or one escaped as no request is, cannot have come from a real request.
+    for (QString &file : request.files) {
+        std::optional<QString> plain = plainWord(file);
+        if (file.isEmpty() || !plain)
             return std::nullopt;
+        file = std::move(*plain);
+    }
     return request;
 }
 
@@ -128,7 +172,8 @@ QByteArray VXSingleInstance::lineForRequest(const VXInstanceRequest &request)
     static const QString *const words[]
         = {&kOpenRequest, &kReportRequest, &kImportRequest, &kStatusRequest, &kConfigurationRequest};
     QStringList line {*words[int(request.kind)]};
-    line += request.files;
+    for (const QString &file : request.files)
+        line += escapedWord(file);
     return line.join(u'\t').toUtf8() + '\n';
 }
 

@@ -13,6 +13,9 @@
 //     status                the running instance's view of the desktop, as text
 //     configuration         the record as it is now, as a binary property list
 //
+// A tab, line break, carriage return or backslash in a file name is written "\t", "\n", "\r" or
+// "\\", so that any name arrives whole.
+//
 // Replies that can fail start with the line "ok" or "error"; after "error" comes the message.
 //
 // The server answers one request per connection. It keeps at most kMaximumConnections open
@@ -68,7 +71,8 @@ public:
     static QString defaultSocketPath();
 
     // The request in one line (without its line break); nothing when it is not one: an unknown
-    // word, "import" without exactly one file, "open" without files, words after the others.
+    // word, "import" without exactly one file, "open" without files, words after the others, an
+    // empty file name or an escape lineForRequest() does not write.
     static std::optional<VXInstanceRequest> requestFromLine(QByteArrayView line);
     // The line that requestFromLine() reads back as the request.
     static QByteArray lineForRequest(const VXInstanceRequest &request);

@@ -48,9 +48,10 @@ std::optional<double> VXWhenParser::timestamp(const QString &text, const VXClock
 {
     const QString when = text.simplified().toLower();
     const QDateTime now = localNow(clock);
-    // Midnight at the start of the day, or at its end.
+    // The start of the day, or of the next: midnight, or the first moment after a clock change
+    // that skips it.
     const auto wholeDay = [&](const QDate &day) -> std::optional<double> {
-        const QDateTime midnight(endOfDay ? day.addDays(1) : day, QTime(0, 0), clock.timeZone());
+        const QDateTime midnight = (endOfDay ? day.addDays(1) : day).startOfDay(clock.timeZone());
         if (!midnight.isValid())
             return failure(error, Text::tr("\"%1\" is out of range").arg(text));
         return unixTime(midnight);

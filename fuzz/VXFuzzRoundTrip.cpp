@@ -5,20 +5,15 @@
 #include <QString>
 
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <optional>
 
 namespace {
 
 using VXPropertyListSerialization::Format;
 
-std::size_t acceptedInputs = 0;
-
 [[noreturn]] void fail(const char *what)
 {
-    std::fprintf(stderr, "property-list round trip failed: %s\n", what);
-    std::abort();
+    VXFuzzFail("property-list round trip failed", QString::fromUtf8(what));
 }
 
 // What XML does to a string: a bare "\r" and "\r\n" read back as "\n", and what XML cannot
@@ -97,7 +92,7 @@ bool VXFuzzReadAndRoundTrip(const std::uint8_t *data, std::size_t size, VXValue 
     const VXValue value = reader(input);
     if (value.isNull())
         return false;
-    ++acceptedInputs;
+    VXFuzzCountAccepted();
 
     const std::optional<QByteArray> binary = VXPropertyListSerialization::dataFromValue(value, Format::Binary);
     if (!binary)
@@ -123,19 +118,3 @@ bool VXFuzzReadAndRoundTrip(const std::uint8_t *data, std::size_t size, VXValue 
     }
     return true;
 }
-
-std::size_t VXFuzzAcceptedInputs()
-{
-    return acceptedInputs;
-}
-
-#ifndef WENDLE_FUZZ_NO_ENTRY
-#include <QtGlobal>
-
-// Readers log every refusal; at thousands of inputs a second that is only noise.
-extern "C" int LLVMFuzzerInitialize(int *, char ***)
-{
-    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-    return 0;
-}
-#endif

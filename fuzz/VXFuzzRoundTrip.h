@@ -5,11 +5,8 @@
 // also encodes in XML, the XML reads back equal except for what XML cannot carry (dates keep
 // whole seconds; line ends become "\n"). A broken promise aborts, which the fuzzer reports as
 // a crash with the input that caused it.
-//
-// The targets are also compiled into the test suite, which replays the seed corpora and every
-// input a fuzzer once found; there they are called through the functions below, without the
-// libFuzzer entry point (WENDLE_FUZZ_NO_ENTRY).
 
+#include "VXFuzzTargets.h"
 #include "VXValue.h"
 
 #include <QByteArray>
@@ -20,12 +17,3 @@
 // Reads the input with `reader` and, when it gives a value, checks the round trips above.
 // Answers whether the reader accepted the input.
 bool VXFuzzReadAndRoundTrip(const std::uint8_t *data, std::size_t size, VXValue (*reader)(const QByteArray &));
-
-// The three targets.
-int VXFuzzBinary(const std::uint8_t *data, std::size_t size);
-int VXFuzzXML(const std::uint8_t *data, std::size_t size);
-int VXFuzzOpenStep(const std::uint8_t *data, std::size_t size);
-
-// How many inputs the readers accepted since the program started (the replay test checks that
-// the valid seeds were read).
-std::size_t VXFuzzAcceptedInputs();

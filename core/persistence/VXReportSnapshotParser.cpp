@@ -9,6 +9,7 @@
 #include "VXReportSnapshotScanner.h"
 
 #include <QFile>
+#include <QStringDecoder>
 
 #include <algorithm>
 #include <array>
@@ -64,9 +65,12 @@ void removeOccurrences(std::string &text, std::string_view word)
     text.swap(result);
 }
 
+// A name's text. A leading U+FEFF stays (QString::fromUtf8 drops it as a byte-order mark): names
+// apart in their bytes are apart items, and each item needs a node of its own.
 QString textOf(std::string_view text)
 {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
+    return decoder(QByteArrayView(text.data(), static_cast<qsizetype>(text.size())));
 }
 
 class Parser

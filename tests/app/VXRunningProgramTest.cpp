@@ -105,7 +105,7 @@ int idleConnection(const QString &socketPath)
 TEST(VXSingleInstance, RequestsReadBackAsWrittenAndOtherLinesAreRefused)
 {
     using Kind = VXInstanceRequest::Kind;
-    const VXInstanceRequest requests[] = {{Kind::Open, {u"/a b.csv"_s, u"/c\u00e9.csv"_s}},
+    const VXInstanceRequest requests[] = {{Kind::Open, {u"/a b.csv"_s, u"/c\u00e9.csv"_s, u"/t\tn\nr\r\\t.csv "_s}},
                                           {Kind::Report, {}},
                                           {Kind::Import, {u"/r.plist"_s}},
                                           {Kind::Status, {}},
@@ -114,14 +114,15 @@ TEST(VXSingleInstance, RequestsReadBackAsWrittenAndOtherLinesAreRefused)
         QByteArray line = VXSingleInstance::lineForRequest(request);
         SCOPED_TRACE(line.toStdString());
         ASSERT_TRUE(line.endsWith('\n'));
+        EXPECT_EQ(line.count('\n'), 1);   // the server reads up to the first
         line.chop(1);
         const std::optional<VXInstanceRequest> read = VXSingleInstance::requestFromLine(line);
         ASSERT_TRUE(read);
         EXPECT_EQ(read->kind, request.kind);
         EXPECT_EQ(read->files, request.files);
     }
-    for (const char *line : {"", "open", "import", "import\ta\tb", "status\tx", "report\t", "open\t\t/x.csv", "Status",
-                             "configuration ", "dance"}) {
+    for (const char *line : {"", "open", "import", "import\ta\tb", "status\tx", "report\t", "open\t\t/x.csv",
+                             "open\t/x\\", "open\t\\x", "Status", "configuration ", "dance"}) {
         SCOPED_TRACE(line);
         EXPECT_FALSE(VXSingleInstance::requestFromLine(QByteArray(line)));
     }

@@ -163,6 +163,24 @@ TEST(VXReportSnapshotParser, AWindowWithoutAnApplicationGoesUnderTheWildcardAndL
     EXPECT_DOUBLE_EQ(root->value(VXLastTimestampKey).toDouble(), 600);
 }
 
+// Names apart in their bytes are apart items, each with its own periods, even where one differs
+// from the other only in a leading U+FEFF (which decoding as UTF-8 usually drops).
+TEST(VXReportSnapshotParser, NamesApartOnlyInALeadingByteOrderMarkAreTwoItems)
+{
+    VXEnsureCoreApplication();
+    const VXDictionaryRef root = parse("Application,Total Begin (Unix Time),Total End (Unix Time)\n"
+                                       "\xEF\xBB\xBF"
+                                       "Editor,100.00,200.00\n"
+                                       "Editor,300.00,400.00\n");
+    const VXDictionary *applications = node(root, {"Applications"});
+    const VXDictionary *children = applications ? applications->value(VXChildrenKey).dictionary() : nullptr;
+    ASSERT_TRUE(children);
+    EXPECT_EQ(log(children->value(QStringLiteral("\uFEFFEditor")).dictionary(), VXActiveLogKey),
+              (std::vector<double> {100, -200}));
+    EXPECT_EQ(log(children->value(QStringLiteral("Editor")).dictionary(), VXActiveLogKey),
+              (std::vector<double> {300, -400}));
+}
+
 TEST(VXReportSnapshotParser, TheSeparatorIsGuessedFromTheHeaderAndOtherwiseTakenFromTheSetting)
 {
     EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText("Pool;Application", ','), ';');
