@@ -107,7 +107,7 @@ enum : int {
 }   // namespace
 
 QByteArray VXScenarioRunner::recoverAfterCrash(VXDesktop &desktop, VXVirtualScheduler &time, VXUserDefaults &defaults,
-                                              QString *error)
+                                               QString *error)
 {
     VXMainController restarted(desktop, time, time, defaults);
     restarted.loadConfiguration();

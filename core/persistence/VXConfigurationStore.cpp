@@ -119,7 +119,8 @@ struct VXConfigurationStore::Writer {
         const int fd = ::open(name.constData(), O_WRONLY | O_APPEND | O_CLOEXEC);
         if (fd < 0)
             return reportAppendFailure(journalPath, errno);
-        struct stat before {};
+        struct stat before {
+        };
         ::fstat(fd, &before);
         qsizetype done = 0;
         int error = 0;
@@ -136,7 +137,8 @@ struct VXConfigurationStore::Writer {
         if (!error && ::fdatasync(fd) != 0)
             error = errno;
         if (error && ::ftruncate(fd, before.st_size) != 0)
-            qCWarning(lcPersistence).noquote() << QStringLiteral("cannot take back a part of an entry in <%1>").arg(journalPath);
+            qCWarning(lcPersistence).noquote()
+                << QStringLiteral("cannot take back a part of an entry in <%1>").arg(journalPath);
         ::close(fd);
         return !error || reportAppendFailure(journalPath, error);
     }
@@ -145,8 +147,9 @@ struct VXConfigurationStore::Writer {
     {
         if (!appendFailed)
             qCWarning(lcPersistence).noquote()
-                << QStringLiteral("cannot write the journal <%1>: %2; the record stays whole in memory and the entry is "
-                                  "tried again with the next one")
+                << QStringLiteral(
+                       "cannot write the journal <%1>: %2; the record stays whole in memory and the entry is "
+                       "tried again with the next one")
                        .arg(journalPath, QString::fromLocal8Bit(std::strerror(error)));
         return false;
     }
@@ -385,7 +388,8 @@ void VXConfigurationStore::recoverFromJournal(const QString &path, const QByteAr
         m_writer->startJournal(*recovered, path, ++m_writer->latest);
     else
         qCWarning(lcPersistence).noquote()
-            << QStringLiteral("cannot save the recovered record: %1; the journal stays for the next start").arg(failure);
+            << QStringLiteral("cannot save the recovered record: %1; the journal stays for the next start")
+                   .arg(failure);
 }
 
 void VXConfigurationStore::setJournalAside(const QString &journalPath, const QByteArray &rest, const QString &why)

@@ -334,7 +334,6 @@ VXDictionary *dictionaryFor(VXDictionary &parent, const QString &key, bool creat
 
 }   // namespace
 
-
 bool VXJournalReplay::apply(const QByteArray &payload)
 {
     Reader in(payload);
@@ -1091,8 +1090,7 @@ void VXJournal::flush()
         // in memory meanwhile.
         if (m_store.saveFailure().isEmpty())
             m_store.writeWhole();
-    }
-    else if (!payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload)))
+    } else if (!payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload)))
         m_saveWhole = true;
 }
 

@@ -65,7 +65,8 @@ Day randomDay(std::mt19937 &random, double end)
                                         {u"title"_s, u"%1 document %2"_s.arg(names[app]).arg(title(random))},
                                         {u"number"_s, i + 1}});
         }
-        const QJsonObject front = running[std::uniform_int_distribution<int>(0, int(running.size()) - 1)(random)].toObject();
+        const QJsonObject front
+            = running[std::uniform_int_distribution<int>(0, int(running.size()) - 1)(random)].toObject();
         states.append(QJsonObject {{u"at"_s, at},
                                    {u"front"_s, front.value(u"path"_s)},
                                    {u"applications"_s, running},
@@ -73,10 +74,21 @@ Day randomDay(std::mt19937 &random, double end)
         at = quarter(random, at + 2, at + 40);
     }
 
-    static const QStringList kinds {u"input"_s,        u"sleep"_s,           u"wake"_s,          u"lock"_s,
-                                    u"unlock"_s,       u"suspendAutomatic"_s, u"wakeUp"_s,       u"resetApplicationTimers"_s,
-                                    u"resetPoolTimers"_s, u"resetAllTimers"_s, u"clearApplications"_s, u"undo"_s,
-                                    u"redo"_s,         u"forceTick"_s,        u"suspendManual"_s};
+    static const QStringList kinds {u"input"_s,
+                                    u"sleep"_s,
+                                    u"wake"_s,
+                                    u"lock"_s,
+                                    u"unlock"_s,
+                                    u"suspendAutomatic"_s,
+                                    u"wakeUp"_s,
+                                    u"resetApplicationTimers"_s,
+                                    u"resetPoolTimers"_s,
+                                    u"resetAllTimers"_s,
+                                    u"clearApplications"_s,
+                                    u"undo"_s,
+                                    u"redo"_s,
+                                    u"forceTick"_s,
+                                    u"suspendManual"_s};
     QJsonArray events;
     std::vector<double> times;
     for (int i = std::uniform_int_distribution<int>(3, 8)(random); i > 0; --i)
