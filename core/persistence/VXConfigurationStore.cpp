@@ -65,7 +65,7 @@ struct VXConfigurationStore::Writer {
     Writer() { thread.setMaxThreadCount(1); }
     ~Writer() { thread.waitForDone(); }
 
-    std::uint64_t write(const VXDictionaryRef &snapshot, const QString &path)
+    void write(const VXDictionaryRef &snapshot, const QString &path)
     {
         const std::uint64_t generation = ++latest;
         thread.start([this, snapshot, path, generation] {
@@ -85,7 +85,6 @@ struct VXConfigurationStore::Writer {
                 return;
             startJournal(*data, path, generation);
         });
-        return generation;
     }
 
     // After the record was written: its journal starts empty. Until that succeeds, entries are

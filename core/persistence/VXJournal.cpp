@@ -1003,12 +1003,12 @@ struct VXJournal::Encoder {
         out.bytes.clear();
         if (broken || !base || !sameRules(live))
             return std::nullopt;
-        const VXDictionary *applications = live.value(VXApplicationsKey).dictionary();
+        VXDictionary *applications = live.value(VXApplicationsKey).dictionary();
         const VXDictionary *baseApplications = base->value(VXApplicationsKey).dictionary();
         if (applications) {
             std::size_t fromBase = 0;
             for (std::size_t i = 0; i < applications->size() && !broken; ++i) {
-                VXDictionary *application = const_cast<VXDictionary *>(applications)->valueAt(i).dictionary();
+                VXDictionary *application = applications->valueAt(i).dictionary();
                 if (!application) {
                     broken = true;
                     break;
