@@ -89,6 +89,7 @@ const QHash<QString, VXScenarioEventType> &eventTypes()
         {QStringLiteral("redo"), VXScenarioEventType::Redo},
         {QStringLiteral("forceTick"), VXScenarioEventType::ForceTick},
         {QStringLiteral("setDefault"), VXScenarioEventType::SetDefault},
+        {QStringLiteral("crash"), VXScenarioEventType::Crash},
     };
     return types;
 }
@@ -377,7 +378,8 @@ std::optional<VXScenario> VXScenario::fromJson(const QByteArray &json, QString *
     }
     const QJsonObject root = document.object();
     VXScenario scenario;
-    if (!reader.onlyKnownKeys(root, QString(), {"start", "end", "defaults", "configuration", "desktop", "events"})
+    if (!reader.onlyKnownKeys(root, QString(),
+                              {"start", "end", "crash", "defaults", "configuration", "desktop", "events"})
         || !reader.number(root, QString(), "start", true, &scenario.start)
         || !reader.number(root, QString(), "end", true, &scenario.end))
         return refuse();
@@ -387,6 +389,10 @@ std::optional<VXScenario> VXScenario::fromJson(const QByteArray &json, QString *
         return reader.fail(QStringLiteral("end"), tr("must be a multiple of 1/8 second")), refuse();
     if (scenario.end < 0)
         return reader.fail(QStringLiteral("end"), tr("must not be negative")), refuse();
+    const QJsonValue crash = root.value(QStringLiteral("crash"));
+    if (!crash.isUndefined() && !crash.isBool())
+        return reader.fail(QStringLiteral("crash"), tr("must be true or false")), refuse();
+    scenario.crash = crash.toBool();
 
     const QJsonValue defaults = root.value(QStringLiteral("defaults"));
     if (!defaults.isUndefined() && !defaults.isObject())

@@ -11,7 +11,8 @@
 //      "events": [{"at": 1800, "type": "sleep"}, {"at": 2400, "type": "wake"}]}
 //
 // Times are seconds after "start" on a 1/8-second grid, so that sums of them are exact. Each
-// desktop state replaces the whole desktop from its "at" until the next state. A refused
+// desktop state replaces the whole desktop from its "at" until the next state. With "crash":
+// true, or at a "crash" event, the program ends abruptly instead of quitting. A refused
 // scenario names the offending field ("desktop[2].windows[0].pid: missing").
 
 #include "VXDesktop.h"
@@ -44,6 +45,8 @@ enum class VXScenarioEventType {
     Redo,
     ForceTick,
     SetDefault,
+    // The program ends abruptly (killed, the power cut): no quit path.
+    Crash,
 };
 
 struct VXScenarioEvent {
@@ -64,6 +67,8 @@ struct VXScenario {
     double start = 0.0;
     // Seconds after the start at which the program quits.
     double end = 0.0;
+    // It does not quit at the end but ends abruptly ("crash": true), as a crash event does.
+    bool crash = false;
     // Settings of this run, on top of the registered defaults.
     VXDictionaryRef defaults;
     // The tree the program loads at start; null for none.

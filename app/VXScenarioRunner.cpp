@@ -1,6 +1,7 @@
 #include "VXScenarioRunner.h"
 
 #include "VXFakeDesktop.h"
+#include "VXJournal.h"
 #include "VXMainController.h"
 #include "VXMainControllerDelegate.h"
 #include "VXPresence.h"
@@ -14,6 +15,8 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTimeZone>
+
+#include <optional>
 
 namespace {
 
@@ -103,6 +106,22 @@ enum : int {
 
 }   // namespace
 
+QByteArray VXScenarioRunner::recoverAfterCrash(VXDesktop &desktop, VXVirtualScheduler &time, VXUserDefaults &defaults,
+                                               QString *error)
+{
+    VXMainController restarted(desktop, time, time, defaults);
+    restarted.loadConfiguration();
+    restarted.store().waitForPendingWrites();
+    VXDictionaryRef record = restarted.configuration() ? restarted.configuration() : VXMakeDictionary();
+    // A record saved whole while tracking holds periods that the first tick ends at its last
+    // moment; the output shows them ended, as a replayed journal leaves them.
+    VXCloseOpenPeriods(*record);
+    const std::optional<QByteArray> data = propertyListData(VXValue(record));
+    if (!data && error)
+        *error = tr("cannot encode the recovered record");
+    return data.value_or(QByteArray());
+}
+
 QByteArray VXScenarioRunner::run(QString *error)
 {
     auto fail = [error](const QString &reason) {
@@ -130,7 +149,9 @@ QByteArray VXScenarioRunner::run(QString *error)
     ScriptedUserInterface userInterface;
     ScriptedPresenceSource input(QStringLiteral("scenario input"));
     ScriptedPresenceSource notifications(QStringLiteral("scenario notifications"));
-    VXMainController controller(desktop, time, time, defaults, &userInterface);
+    std::optional<VXMainController> running;
+    running.emplace(desktop, time, time, defaults, &userInterface);
+    VXMainController &controller = *running;
 
     if (m_scenario.configuration) {
         const QString path = controller.store().configurationPath();
@@ -148,6 +169,7 @@ QByteArray VXScenarioRunner::run(QString *error)
     controller.applicationDidFinishLaunching({&input}, {&notifications});
 
     const void *const sender = this;   // the events are the user's commands
+    bool crashed = false;
     auto deliver = [&](const VXScenarioEvent &event) {
         switch (event.type) {
         case VXScenarioEventType::Input:
@@ -222,6 +244,7 @@ QByteArray VXScenarioRunner::run(QString *error)
             // a null value removes the key.
             defaults.setObject(event.value, event.key);
             break;
+        case VXScenarioEventType::Crash: crashed = true; break;
         }
         // An alert the event did not bring up must not answer a later one.
         userInterface.answerNextAlertWith(-1);
@@ -242,10 +265,17 @@ QByteArray VXScenarioRunner::run(QString *error)
                 QCoreApplication::translate("VXScenarioRunner", "the program's timers ran away at %1 s").arg(next));
         if (nextState < m_scenario.desktop.size() && m_scenario.desktop[nextState].at == next)
             desktop.state() = m_scenario.desktop[nextState++].desktop;
-        while (nextEvent < m_scenario.events.size() && m_scenario.events[nextEvent].at == next)
+        while (!crashed && nextEvent < m_scenario.events.size() && m_scenario.events[nextEvent].at == next)
             deliver(m_scenario.events[nextEvent++]);
-        if (next == end)
+        if (next == end || crashed)
             break;
+    }
+    if (crashed || m_scenario.crash) {
+        // What the program handed to the disk before it went is there; nothing else is.
+        controller.store().waitForPendingWrites();
+        m_firedCalls = time.firedCount();
+        running.reset();
+        return recoverAfterCrash(desktop, time, defaults, error);
     }
 
     controller.applicationShouldTerminate();

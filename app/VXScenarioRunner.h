@@ -19,19 +19,28 @@
 
 #include <cstdint>
 
+class VXDesktop;
+class VXUserDefaults;
+class VXVirtualScheduler;
+
 class VXScenarioRunner
 {
 public:
     explicit VXScenarioRunner(const VXScenario &scenario) : m_scenario(scenario) { }
 
     // The configuration file that the quit path saved (a binary property list), or empty with
-    // the reason in `error`.
+    // the reason in `error`. A scenario that ends in a crash answers the record a restart
+    // recovers from what was on disk at the crash (the last full save and its journal), with
+    // the periods still open ended at its last moment.
     QByteArray run(QString *error);
 
     // After a run: how many delayed calls of the program fired (ticks, countdowns, saves).
     std::uint64_t firedCalls() const { return m_firedCalls; }
 
 private:
+    QByteArray recoverAfterCrash(VXDesktop &desktop, VXVirtualScheduler &time, VXUserDefaults &defaults,
+                                 QString *error);
+
     const VXScenario &m_scenario;
     std::uint64_t m_firedCalls = 0;
 };

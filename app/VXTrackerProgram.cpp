@@ -1,5 +1,6 @@
 #include "VXTrackerProgram.h"
 
+#include "VXAbruptEnd.h"
 #include "VXConfigCommand.h"
 #include "VXConfigurationStore.h"
 #include "VXDesktopBackends.h"
@@ -183,6 +184,7 @@ VXTrackerProgram::VXTrackerProgram(bool withIndicator, QObject *parent) :
 
 VXTrackerProgram::~VXTrackerProgram()
 {
+    VXAbruptEnd::disarm();
     if (d->ownInput && QCoreApplication::instance())
         QCoreApplication::instance()->removeEventFilter(d->ownInput.get());
     d->ownInput.reset();
@@ -234,6 +236,7 @@ int VXTrackerProgram::run(const QStringList &files)
 
     d->controller->applicationWillFinishLaunching();
     d->controller->applicationDidFinishLaunching(inputMonitors, notificationSources);
+    VXAbruptEnd::install([this] { saveAtAbruptEnd(); });
 
     d->ownInput = std::make_unique<VXOwnInputFilter>(d->controller->presenceObserver());
     QCoreApplication::instance()->installEventFilter(d->ownInput.get());
@@ -304,11 +307,21 @@ void VXTrackerProgram::saveBeforeSleep()
     d->defaults->synchronize();
 }
 
+void VXTrackerProgram::saveAtAbruptEnd()
+{
+    if (d->quitting || !d->controller)
+        return;
+    qCWarning(lcInstance, "ending without the quit path (the display's connection broke?): saving the record");
+    d->controller->saveConfiguration(true, true, false);
+    d->defaults->synchronize();
+}
+
 void VXTrackerProgram::quit(const QString &why)
 {
     if (d->quitting)
         return;
     d->quitting = true;
+    VXAbruptEnd::disarm();
     qCInfo(lcInstance, "quitting (%s): saving the record", qPrintable(why));
     d->saved = d->controller->applicationShouldTerminate();
     QCoreApplication::quit();

@@ -45,6 +45,9 @@ private:
     // Before the machine sleeps, as at quit: the record to disk, or to the settings when the
     // disk refuses it.
     void saveBeforeSleep();
+    // When the process ends without the quit path (VXAbruptEnd.h): the record to disk, or to
+    // the settings when the disk refuses it.
+    void saveAtAbruptEnd();
     QByteArray statusReply() const;
     QByteArray configurationReply() const;
     QByteArray importReply(const QString &path);

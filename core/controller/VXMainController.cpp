@@ -38,15 +38,17 @@ VXMainController::VXMainController(VXDesktop &desktop, VXScheduler &scheduler, V
     m_hibernation(scheduler, clock, defaults, *this), m_bookmarkManager(defaults, this),
     m_store(
         defaults, scheduler, [this] { return m_configuration; }, &m_bookmarkManager),
+    m_journal(scheduler, m_store, [this] { return m_configuration; }),
     m_undoHistory(
         scheduler, m_store, [this] { return m_configuration; },
-        [this](VXDictionaryRef configuration) { m_configuration = std::move(configuration); }),
+        [this](VXDictionaryRef configuration) { setConfiguration(std::move(configuration)); }),
     m_resets(defaults, clock, scheduler, *this),
     m_exporter(VXExportSource {[this] { return m_configuration; }, [this] { return m_sampler.applicationArray(); },
                                [this] { return m_sampler.poolArray(); }, [] { return VXCurrentSortColumn(); }},
                defaults, clock, &m_bookmarkManager)
 {
     readStartUpSettings();
+    m_store.setJournal(&m_journal);
     m_resets.setAutoExport([this] { m_exporter.autoExportIfNecessary(); });
 }
 
@@ -209,7 +211,12 @@ void VXMainController::updateLists(const void *sender)
         m_settings.sortColumn = VXCurrentSortColumn();
         m_desktop.takeSnapshot(m_snapshot);
         // A forced tick follows a change to the tree: walk all of it.
+        const VXDictionaryRef sampled = m_configuration;
         m_sampler.sample(m_configuration, m_snapshot, m_clock.now(), m_settings, sender != nullptr);
+        // The first tick makes the tree when there is none.
+        if (m_configuration != sampled)
+            m_journal.noteTreeReplaced();
+        m_journal.noteTick();
 
         delegate.reloadApplicationList();
         delegate.reloadPoolList();
@@ -335,8 +342,9 @@ void VXMainController::updateBlacklists()
 void VXMainController::blacklistTextDidChange(const QString &name, const QString &text)
 {
     if (!m_configuration)
-        m_configuration = VXMakeDictionary();
+        setConfiguration(VXMakeDictionary());
     VXSetBlacklistText(*m_configuration, name, text);
+    m_journal.noteTreeReplaced();
 }
 
 VXDictionary *VXMainController::cutoffs() const
@@ -379,7 +387,7 @@ void VXMainController::pushUndoStateAndClearRedoStatesAfterDelay()
 bool VXMainController::importConfiguration(VXDictionaryRef configuration)
 {
     pushUndoStateAndClearRedoStatesAfterDelay();
-    m_configuration = std::move(configuration);
+    setConfiguration(std::move(configuration));
     updateLists(this);
     updateBlacklists();
     // The save before the change restarted the periodic one.

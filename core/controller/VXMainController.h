@@ -29,6 +29,7 @@
 #include "VXFolderAccessUserInterface.h"
 #include "VXHibernation.h"
 #include "VXHibernationDelegate.h"
+#include "VXJournal.h"
 #include "VXReportDataSource.h"
 #include "VXResets.h"
 #include "VXResetsDelegate.h"
@@ -114,7 +115,11 @@ public:
     const VXDictionaryRef &configuration() const { return m_configuration; }
     // Replaces the tree (loading, undo, clearing with null). Call updateLists() with a sender
     // afterwards, as every change does.
-    void setConfiguration(VXDictionaryRef configuration) { m_configuration = std::move(configuration); }
+    void setConfiguration(VXDictionaryRef configuration)
+    {
+        m_configuration = std::move(configuration);
+        m_journal.noteTreeReplaced();
+    }
     // Replaces the tree with one brought in from elsewhere (`wendle config import`), as an
     // undoable change: the tree as it was is saved and pushed on the undo stack first; then the
     // lists and blacklists show the new one and it is saved. Answers whether that last save wrote
@@ -198,8 +203,10 @@ public:
 
     // Where the tree is kept, its loading and its three save points.
     VXConfigurationStore &store() { return m_store; }
-    // Replaces the tree with the stored one (start-up).
-    void loadConfiguration() { m_configuration = m_store.loadConfiguration(); }
+    // Replaces the tree with the stored one (start-up), with what the journal recovered.
+    void loadConfiguration() { setConfiguration(m_store.loadConfiguration()); }
+    // What the tracker changed since the last full save, kept beside the record.
+    VXJournal &journal() { return m_journal; }
     // Where the record that could not be read at start-up was set aside; empty when it read well.
     const QString &damagedConfigurationPath() const { return m_store.damagedConfigurationPath(); }
     bool saveConfiguration(bool save, bool withUserDefaultsFallback, bool scheduleNextSave)
@@ -269,7 +276,7 @@ private:
     std::optional<QString> runUnlockPanel(const VXUnlockPanelRequest &request) override;
     // VXResetsDelegate
     VXDictionaryRef currentConfiguration() override { return m_configuration; }
-    void replaceConfiguration(VXDictionaryRef configuration) override { m_configuration = std::move(configuration); }
+    void replaceConfiguration(VXDictionaryRef configuration) override { setConfiguration(std::move(configuration)); }
     void ignoreTimeSinceLastUpdate() override { m_sampler.setIgnoreLastDate(true); }
     void forgetLastUpdate() override { m_sampler.forgetLastDate(); }
     void updateListsAfterChange() override { updateLists(this); }
@@ -306,6 +313,7 @@ private:
     VXHibernation m_hibernation;
     VXSecurityScopedBookmarkManager m_bookmarkManager;
     VXConfigurationStore m_store;
+    VXJournal m_journal;
     VXUndoHistory m_undoHistory;
     VXResets m_resets;
     VXExporter m_exporter;

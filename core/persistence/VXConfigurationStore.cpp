@@ -2,6 +2,7 @@
 
 #include "VXConfigurationKeys.h"
 #include "VXFolderAccessDelegate.h"
+#include "VXJournal.h"
 #include "VXLibraryFolders.h"
 #include "VXLog.h"
 #include "VXPersistenceLogging.h"
@@ -9,10 +10,12 @@
 #include "VXPropertyListSerialization.h"
 #include "VXScheduler.h"
 #include "VXStringExtensions.h"
+#include "VXTreeSnapshots.h"
 #include "VXUserDefaults.h"
 #include "VXUserDefaultsExtensions.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -20,15 +23,44 @@
 #include <QThreadPool>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
+#include <cstring>
+#include <mutex>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 const QString VXConfigurationStore::kSaveOperation = QStringLiteral("save:");
 
-// One thread that encodes and writes snapshots in the order given, skipping any that a newer
-// one has replaced before its turn came.
+// One thread that writes the record and its journal in the order given. A snapshot that a newer
+// one replaced before its turn came is skipped, and so are the journal entries that followed it
+// (the newer snapshot holds them). An entry goes only to the journal of the record it continues.
 struct VXConfigurationStore::Writer {
     QThreadPool thread;
     std::atomic<std::uint64_t> latest {0};
+    // Writer thread only: the snapshot whose journal is on disk, and entries not yet written.
+    std::uint64_t journalGeneration = 0;
+    QByteArray unwritten;
+    bool appendFailed = false;
+    // Set while the latest record could not be written: the journal cannot continue it.
+    std::atomic<bool> recordFailed {false};
+    // How the last record written here went, for the main thread to take up.
+    struct Result {
+        bool pending = false;
+        bool written = false;
+        QString path;
+        QString failure;
+    };
+    std::mutex resultLock;
+    Result result;
+
+    Result takeResult()
+    {
+        const std::lock_guard lock(resultLock);
+        return std::exchange(result, Result());
+    }
 
     Writer() { thread.setMaxThreadCount(1); }
     ~Writer() { thread.waitForDone(); }
@@ -37,9 +69,88 @@ struct VXConfigurationStore::Writer {
     {
         const std::uint64_t generation = ++latest;
         thread.start([this, snapshot, path, generation] {
-            if (generation == latest.load())
-                writeToBinaryFile(VXValue(snapshot), path, true);
+            if (generation != latest.load())
+                return;
+            const std::optional<QByteArray> data = propertyListData(VXValue(snapshot));
+            QString failure;
+            const bool written = data && writeDataToFile(*data, path, true, &failure);
+            if (!data)
+                failure = QStringLiteral("cannot encode the record for <%1>").arg(path);
+            recordFailed = !written;
+            {
+                const std::lock_guard lock(resultLock);
+                result = Result {true, written, path, failure};
+            }
+            if (!written)
+                return;
+            startJournal(*data, path, generation);
         });
+    }
+
+    // After the record was written: its journal starts empty. Until that succeeds, entries are
+    // dropped (the journal on disk belongs to another record and is never replayed onto this).
+    void startJournal(const QByteArray &record, const QString &path, std::uint64_t generation)
+    {
+        unwritten.clear();
+        journalGeneration = writeDataToFile(VXJournalFile::header(record), journalPathFor(path), true) ? generation : 0;
+    }
+
+    void append(const QByteArray &entry, const QString &path)
+    {
+        const std::uint64_t generation = latest.load();
+        thread.start([this, entry, path, generation] {
+            if (generation != journalGeneration || generation != latest.load())
+                return;
+            unwritten.append(entry);
+            const bool written = appendToFile(journalPathFor(path));
+            if (written && appendFailed)
+                qCInfo(lcPersistence, "the journal is written again");
+            appendFailed = !written;
+            if (written)
+                unwritten.clear();
+        });
+    }
+
+    // Appends what is unwritten and flushes it to the disk; a failure leaves the file as it was.
+    bool appendToFile(const QString &journalPath)
+    {
+        const QByteArray name = QFile::encodeName(journalPath);
+        const int fd = ::open(name.constData(), O_WRONLY | O_APPEND | O_CLOEXEC);
+        if (fd < 0)
+            return reportAppendFailure(journalPath, errno);
+        struct stat before {
+        };
+        ::fstat(fd, &before);
+        qsizetype done = 0;
+        int error = 0;
+        while (done < unwritten.size()) {
+            const ssize_t n = ::write(fd, unwritten.constData() + done, std::size_t(unwritten.size() - done));
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0) {
+                error = n < 0 ? errno : ENOSPC;
+                break;
+            }
+            done += n;
+        }
+        if (!error && ::fdatasync(fd) != 0)
+            error = errno;
+        if (error && ::ftruncate(fd, before.st_size) != 0)
+            qCWarning(lcPersistence).noquote()
+                << QStringLiteral("cannot take back a part of an entry in <%1>").arg(journalPath);
+        ::close(fd);
+        return !error || reportAppendFailure(journalPath, error);
+    }
+
+    bool reportAppendFailure(const QString &journalPath, int error)
+    {
+        if (!appendFailed)
+            qCWarning(lcPersistence).noquote()
+                << QStringLiteral(
+                       "cannot write the journal <%1>: %2; the record stays whole in memory and the entry is "
+                       "tried again with the next one")
+                       .arg(journalPath, QString::fromLocal8Bit(std::strerror(error)));
+        return false;
     }
 };
 
@@ -158,6 +269,8 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
             const QByteArray data = file.readAll();
             fromFile = deeplyMutableDictionaryWithData(data);
             damaged = !fromFile && !data.isEmpty();
+            if (fromFile)
+                recoverFromJournal(path, data, fromFile);
         } else if (file.exists()) {
             qCWarning(lcPersistence).noquote()
                 << QStringLiteral("cannot read the configuration <%1>: %2").arg(path, file.errorString());
@@ -208,6 +321,90 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
     return fromFile;
 }
 
+QString VXConfigurationStore::journalPathFor(const QString &configurationPath)
+{
+    return configurationPath.isEmpty() ? QString()
+                                       : QFileInfo(configurationPath).path() + u'/' + VXDefaultJournalFileName;
+}
+
+void VXConfigurationStore::recoverFromJournal(const QString &path, const QByteArray &data, VXDictionaryRef &record)
+{
+    m_recoveredSeconds = m_recoveredUpTo = 0.0;
+    const QString journalPath = journalPathFor(path);
+    QFile file(journalPath);
+    if (!file.exists())
+        return;
+    if (!file.open(QIODevice::ReadOnly)) {
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("cannot read the journal <%1>: %2").arg(journalPath, file.errorString());
+        return;
+    }
+    const QByteArray journal = file.readAll();
+    file.close();
+    const VXJournalFile::Contents contents = VXJournalFile::read(journal, data);
+    using Status = VXJournalFile::Contents::Status;
+    if (contents.status == Status::Damaged || contents.status == Status::OtherRecord) {
+        const QString aside = VXSetDamagedFileAside(journalPath);
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("the journal <%1> %2: not applied, %3")
+                   .arg(journalPath,
+                        contents.status == Status::Damaged ? QStringLiteral("cannot be read")
+                                                           : QStringLiteral("belongs to another record"),
+                        aside.isEmpty() ? QStringLiteral("and it cannot be set aside")
+                                        : QStringLiteral("set aside as <%1>").arg(aside));
+        return;
+    }
+    if (contents.entries.empty())
+        return;
+
+    const double before = record->value(VXLastTimestampKey).toDouble();
+    VXJournalReplay replay(*record);
+    std::size_t applied = 0;
+    qsizetype end = VXJournalFile::kHeaderSize;
+    for (const QByteArray &entry : contents.entries) {
+        if (!replay.apply(entry))
+            break;
+        ++applied;
+        end += entry.size() + 8;
+    }
+    const bool damaged = contents.damagedInTheMiddle || applied < contents.entries.size();
+    if (damaged)
+        setJournalAside(journalPath, journal.mid(end), QStringLiteral("damaged after %1 whole entries").arg(applied));
+    if (applied == 0)
+        return;
+    VXCloseOpenPeriods(*record);
+    const double upTo = record->value(VXLastTimestampKey).toDouble();
+    m_recoveredSeconds = std::max(0.0, upTo - before);
+    m_recoveredUpTo = upTo;
+    qCWarning(lcPersistence).noquote()
+        << QStringLiteral("recovered %1 seconds of tracking from the journal (%2 entries), up to %3")
+               .arg(m_recoveredSeconds, 0, 'f', 1)
+               .arg(applied)
+               .arg(QDateTime::fromSecsSinceEpoch(qint64(upTo)).toString(Qt::ISODate));
+    // The recovered record becomes the file, and its journal starts anew.
+    waitForPendingWrites();
+    QString failure;
+    const std::optional<QByteArray> recovered = propertyListData(VXValue(record));
+    if (recovered && writeDataToFile(*recovered, path, true, &failure))
+        m_writer->startJournal(*recovered, path, ++m_writer->latest);
+    else
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("cannot save the recovered record: %1; the journal stays for the next start")
+                   .arg(failure);
+}
+
+void VXConfigurationStore::setJournalAside(const QString &journalPath, const QByteArray &rest, const QString &why)
+{
+    const QString aside = journalPath + QStringLiteral(".damaged");
+    if (QFileInfo::exists(aside))
+        VXSetDamagedFileAside(aside);   // an older one keeps a dated name
+    const bool kept = writeDataToFile(rest, aside, true);
+    qCWarning(lcPersistence).noquote() << QStringLiteral("the journal <%1> is %2: replayed up to the damage, %3")
+                                              .arg(journalPath, why,
+                                                   kept ? QStringLiteral("the rest kept as <%1>").arg(aside)
+                                                        : QStringLiteral("the rest cannot be kept"));
+}
+
 void VXConfigurationStore::removeInterruptedSaves(const QString &path)
 {
     // The temporary names of an atomic write: the file's name and six letters or digits. Only
@@ -239,31 +436,98 @@ bool VXConfigurationStore::saveConfiguration(bool save, bool withUserDefaultsFal
 
 void VXConfigurationStore::save(const void *sender)
 {
+    takeUpWriterResult();
     if (sender)
         m_scheduler.cancel(this, kSaveOperation);
-    saveConfiguration(true, false, true);
+    // A night asleep changes nothing, and writes nothing.
+    if (sender || m_changed || !m_saveFailure.isEmpty())
+        writeWhole();
+    scheduleNextSave();
 }
 
-void VXConfigurationStore::save(const void *sender, const VXDictionaryRef &snapshot)
+void VXConfigurationStore::writeWhole()
+{
+    const VXDictionaryRef configuration = m_configuration();
+    if (!configuration)
+        return;
+    const VXDictionaryRef snapshot = VXTreeSnapshot(configuration, m_lastSnapshot);
+    if (!snapshot) {
+        qCWarning(lcPersistence, "cannot save the configuration: it holds an empty value");
+        return;
+    }
+    writeSnapshot(snapshot, false);
+}
+
+void VXConfigurationStore::save(const void *sender, const VXDictionaryRef &snapshot, bool changeFollows)
 {
     if (sender)
         m_scheduler.cancel(this, kSaveOperation);
-    if (snapshot) {
-        // The path is settled here, on the main thread (it may ask the user); a sandbox's
-        // bookmark only records the access, so it is released at once.
-        QString accessed;
-        const QString path = configurationPath(&accessed);
-        if (!accessed.isEmpty() && folderAccess())
-            folderAccess()->stopAccessingBookmarkForPath(accessed);
-        if (!path.isEmpty() && mayWriteTo(path))
-            m_writer->write(snapshot, path);
-    }
+    if (snapshot)
+        writeSnapshot(snapshot, changeFollows);
     scheduleNextSave();
+}
+
+void VXConfigurationStore::writeSnapshot(const VXDictionaryRef &snapshot, bool changeFollows)
+{
+    m_lastSnapshot = snapshot;
+    m_changed = false;
+    if (m_journal)
+        m_journal->rebase(snapshot, changeFollows);
+    // The path is settled here, on the main thread (it may ask the user); a sandbox's bookmark
+    // only records the access, so it is released at once.
+    QString accessed;
+    const QString path = configurationPath(&accessed);
+    if (!accessed.isEmpty() && folderAccess())
+        folderAccess()->stopAccessingBookmarkForPath(accessed);
+    if (path.isEmpty()) {
+        m_changed = true;
+        noteSaveResult(false, path, QStringLiteral("no folder for the record under <%1>").arg(VXLibraryFolderPath()),
+                       false);
+    } else if (!mayWriteTo(path)) {
+        m_changed = true;
+        noteSaveResult(false, path,
+                       QStringLiteral("the record <%1> that could not be read cannot be set aside").arg(path), false);
+    } else {
+        m_writer->write(snapshot, path);
+    }
 }
 
 void VXConfigurationStore::waitForPendingWrites()
 {
     m_writer->thread.waitForDone();
+    takeUpWriterResult();
+}
+
+void VXConfigurationStore::takeUpWriterResult()
+{
+    const Writer::Result result = m_writer->takeResult();
+    if (!result.pending)
+        return;
+    const bool failedBefore = !m_saveFailure.isEmpty();
+    noteSaveResult(result.written, result.path, result.failure, false);
+    if (!result.written) {
+        m_changed = true;
+        // Tried again soon instead of in half an hour.
+        if (!failedBefore && isSavePending()) {
+            m_scheduler.cancel(this, kSaveOperation);
+            scheduleNextSave();
+        }
+    }
+}
+
+bool VXConfigurationStore::appendToJournal(const QByteArray &entry)
+{
+    takeUpWriterResult();
+    if (m_writer->recordFailed)
+        return false;
+    QString accessed;
+    const QString path = configurationPath(&accessed);
+    if (!accessed.isEmpty() && folderAccess())
+        folderAccess()->stopAccessingBookmarkForPath(accessed);
+    if (path.isEmpty())
+        return false;
+    m_writer->append(entry, path);
+    return true;
 }
 
 bool VXConfigurationStore::writeConfiguration(bool withUserDefaultsFallback)
@@ -279,8 +543,18 @@ bool VXConfigurationStore::writeConfiguration(bool withUserDefaultsFallback)
         failure = QStringLiteral("no folder for the record under <%1>").arg(VXLibraryFolderPath());
     else if (!mayWriteTo(path))
         failure = QStringLiteral("the record <%1> that could not be read cannot be set aside").arg(path);
-    else
-        written = writeToBinaryFile(VXValue(configuration), path, true, &failure);
+    else if (const std::optional<QByteArray> data = propertyListData(VXValue(configuration))) {
+        written = writeDataToFile(*data, path, true, &failure);
+        if (written)
+            m_writer->startJournal(*data, path, ++m_writer->latest);
+    } else
+        failure = QStringLiteral("cannot encode the record for <%1>").arg(path);
+    if (written) {
+        m_changed = false;
+        // The journal's entries were relative to an older record: it starts again from a whole save.
+        if (m_journal)
+            m_journal->rebase(VXDictionaryRef(), false);
+    }
     if (!accessed.isEmpty() && folderAccess())
         folderAccess()->stopAccessingBookmarkForPath(accessed);
 

@@ -34,10 +34,25 @@
 //     on demand at t and t+600:  [save]----600----[save]---------1800---------[save] ...
 //                                 (the save pending at t+1800 is dropped by the second)
 //
-// The save before every undoable change writes the undo state, an immutable snapshot, and
-// leaves its encoding and writing to a writer thread, so that the user's action waits for
-// neither. Every other save first waits for the writer, so the file always ends up holding the
-// latest tree; of several snapshots waiting, only the newest is written.
+// Every save but the one at quit writes an immutable snapshot of the tree (VXTreeSnapshots.h)
+// and leaves its encoding and writing to a writer thread, so that neither the user's action nor
+// the windows wait for it: the save before every undoable change writes the undo state, the
+// periodic save a snapshot taken then (and nothing at all when the sampler changed nothing
+// since the last save: a night asleep writes nothing). The save at quit first waits for the
+// writer, so the file always ends up holding the latest tree; of several snapshots waiting, only
+// the newest is written.
+//
+// Between full saves the journal (VXJournal.h) keeps what the tracker changed, in
+// Default.journal beside the record; the same writer thread appends to it. Each full save starts
+// a new journal tied to the record it wrote. At start-up a journal that continues the record is
+// replayed onto it and the result saved, so a kill or a power cut costs seconds:
+//
+//     journal          record it names     at start-up
+//     intact           this one            replayed, saved whole, started anew; one log line
+//     torn at the end  this one            replayed up to the last whole entry
+//     damaged inside   this one            replayed up to the damage; the rest kept aside as
+//                                          Default.journal.damaged
+//     of another record, or unreadable     set aside (Default.journal.damaged-DATE), never applied
 
 #include "VXValue.h"
 
@@ -50,11 +65,13 @@
 #include <optional>
 
 class VXFolderAccessDelegate;
+class VXJournal;
 class VXScheduler;
 class VXUserDefaults;
 
 // Settings of the store.
 inline const QString VXDefaultConfigurationKey = QStringLiteral("Default Configuration");
+inline const QString VXDefaultJournalFileName = QStringLiteral("Default.journal");
 inline const QString VXDefaultConfigurationSandboxKey = QStringLiteral("Default Configuration (Sandbox)");
 inline const QString VXDefaultConfigurationSandboxConversionAttemptedKey
     = QStringLiteral("Default Configuration (Sandbox): Conversion Attempted");
@@ -95,6 +112,8 @@ public:
     VXConfigurationStore &operator=(const VXConfigurationStore &) = delete;
 
     void setFolderAccess(VXFolderAccessDelegate *folderAccess) { m_folderAccess = folderAccess; }
+    // The journal told of every full save (it continues the record written).
+    void setJournal(VXJournal *journal) { m_journal = journal; }
 
     // The file to read and write, or empty when its folder cannot be made. Sandboxed, the first
     // call may ask once whether to use a configuration found outside the container; later calls
@@ -102,7 +121,11 @@ public:
     // through `accessedBookmarkPath` for the caller to release; without it, it is released here.
     QString configurationPath(QString *accessedBookmarkPath = nullptr);
 
-    // The tree as stored (see the table above); null when nothing usable is stored.
+    // The journal beside the file at `configurationPath` (empty with it).
+    static QString journalPathFor(const QString &configurationPath);
+
+    // The tree as stored (see the tables above), with the journal replayed onto it; null when
+    // nothing usable is stored.
     VXDictionaryRef loadConfiguration();
     // Where the record that could not be read at start-up now lies (set aside, or still in place
     // when it could not be moved); empty when the record read well. For the user interface to
@@ -116,13 +139,29 @@ public:
     // save that succeeded.
     const QString &saveFailure() const { return m_saveFailure; }
     // The periodic save; with a sender (on demand) it first drops the pending one, so the 1800 s
-    // start again.
+    // start again. Without a sender it writes nothing when nothing changed since the last save.
     void save(const void *sender);
     // The same for the tree as the snapshot holds it (VXTreeSnapshots.h), which must never
-    // change: the writer thread writes it.
-    void save(const void *sender, const VXDictionaryRef &snapshot);
+    // change: the writer thread writes it. `changeFollows`: the save comes before a user's
+    // change (the journal saves the changed tree whole at its next flush).
+    void save(const void *sender, const VXDictionaryRef &snapshot, bool changeFollows = false);
+    // A snapshot of the tree as it is now, written as above without touching the periodic
+    // save's time (the journal's whole saves).
+    void writeWhole();
     // Returns once the writer thread has written (or failed to write) what it was given.
     void waitForPendingWrites();
+
+    // The sampler changed the tree: the next periodic save has something to write.
+    void noteChange() { m_changed = true; }
+    // Appends a framed journal entry (VXJournalFile::frame) after the last full save, on the
+    // writer thread, flushed to the disk. An entry that cannot be written is kept and tried
+    // again with the next one; the failure is logged once. False when the journal cannot take
+    // it (the last full save failed, or there is no folder): the tree must be saved whole.
+    bool appendToJournal(const QByteArray &entry);
+    // What the journal recovered at the last load: the tracked seconds, up to which moment (Unix
+    // time); 0 and 0 when nothing was replayed.
+    double recoveredSeconds() const { return m_recoveredSeconds; }
+    double recoveredUpTo() const { return m_recoveredUpTo; }
 
     // Whether a periodic save is pending.
     bool isSavePending() const;
@@ -131,10 +170,17 @@ private:
     struct Writer;
 
     bool writeConfiguration(bool withUserDefaultsFallback);
+    // Replays the journal beside `path` onto `record` (read from `data`) and, when anything was
+    // replayed, saves the result and starts the journal anew.
+    void recoverFromJournal(const QString &path, const QByteArray &data, VXDictionaryRef &record);
+    void setJournalAside(const QString &journalPath, const QByteArray &rest, const QString &why);
     // Whether the path may be written: false while a damaged file lies there that cannot be
     // set aside.
     bool mayWriteTo(const QString &path);
     void noteSaveResult(bool written, const QString &path, const QString &failure, bool atQuit);
+    void writeSnapshot(const VXDictionaryRef &snapshot, bool changeFollows);
+    // Reports how the writer thread's last record went, and retries soon after a failure.
+    void takeUpWriterResult();
     void scheduleNextSave();
     void removeInterruptedSaves(const QString &path);
     QString sandboxedConfigurationPath(const QString &defaultPath, QString *accessedBookmarkPath);
@@ -148,4 +194,10 @@ private:
     QString m_damagedPath;
     bool m_damagedInPlace = false;
     QString m_saveFailure;
+    VXJournal *m_journal = nullptr;
+    // The latest snapshot saved: the next one shares what did not change with it.
+    VXDictionaryRef m_lastSnapshot;
+    bool m_changed = true;
+    double m_recoveredSeconds = 0.0;
+    double m_recoveredUpTo = 0.0;
 };

@@ -51,7 +51,7 @@ bool VXUndoHistory::pushUndoStateAndClearRedoStatesAfterDelay()
     if (!state)
         return false;
     // The file now holds the tree as it was before the change.
-    m_store.save(this, state);
+    m_store.save(this, state, true);
     m_undoStates.push_back(std::move(state));
     m_scheduler.performAfterDelay(this, kPushRedoStateOperation, 0.0, [this] { pushRedoState(std::nullopt); });
     return true;

@@ -89,7 +89,13 @@ protected:
     VXConfigurationStore &store() { return controller->store(); }
     std::optional<double> nextSave() { return time.nextDueTime(&store(), VXConfigurationStore::kSaveOperation); }
     int pendingSaves() { return time.pendingCount(&store(), VXConfigurationStore::kSaveOperation); }
-    VXDictionaryRef savedTree() { return deeplyMutableDictionaryWithData(readFile(dataHome.configurationFile())); }
+    // The record on disk, once the saves handed to the writer thread are done.
+    VXDictionaryRef savedTree()
+    {
+        if (controller)
+            store().waitForPendingWrites();
+        return deeplyMutableDictionaryWithData(readFile(dataHome.configurationFile()));
+    }
     VXDictionary *editor() { return applicationItem(*controller->configuration(), kEditorID); }
 
     Settings settings;
@@ -135,6 +141,7 @@ TEST_F(StoreTest, TheSavePointsKeepOnePeriodicSavePendingAndWriteAPrivateBinaryF
     // The save was scheduled before the tick due at the same instant, so it runs first and
     // writes the tick of 1799.5.
     time.advanceTo(kStart + 1800);
+    store().waitForPendingWrites();
     ASSERT_TRUE(QFileInfo::exists(file));
     EXPECT_TRUE(readFile(file).startsWith("bplist00"));
     EXPECT_EQ(timeOf(*applicationItem(*savedTree(), kEditorID)), 1799.5);
@@ -279,6 +286,7 @@ TEST_F(StoreTest, AnyFormIsReadAndTheNextSaveWritesBinary)
               u"Mail \u25B8 *Draft*"_s);
 
     time.advanceTo(kStart + 1800);
+    store().waitForPendingWrites();
     ASSERT_TRUE(readFile(file).startsWith("bplist00"));
     const std::optional<QByteArray> read = plistlib(
         u"p = plistlib.load(open('%1', 'rb'))\nprint(p['Applications']['org.example.Editor']['Time'], p['Window Blacklist'][0] == 'Mail \u25b8 *Draft*')"_s
@@ -318,6 +326,7 @@ TEST_F(StoreTest, AFullDiskIsReportedOnceAndRetriedAndAtTheNextStartTheNewerCopy
     launch();
     time.advanceTo(kStart + 60);
     controller->save(this);
+    store().waitForPendingWrites();
     const QString file = dataHome.configurationFile();
     const QByteArray previous = readFile(file);
     ASSERT_TRUE(previous.startsWith("bplist00"));
@@ -333,6 +342,7 @@ TEST_F(StoreTest, AFullDiskIsReportedOnceAndRetriedAndAtTheNextStartTheNewerCopy
             GTEST_SKIP() << "cannot limit the file size";
         VXLogCapture captured("wendle.persistence");
         controller->save(this);   // periodic kind: no fallback
+        store().waitForPendingWrites();
         EXPECT_EQ(readFile(file), previous);
         EXPECT_TRUE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());
         // Tried again every minute, and said once.
@@ -350,19 +360,20 @@ TEST_F(StoreTest, AFullDiskIsReportedOnceAndRetriedAndAtTheNextStartTheNewerCopy
         EXPECT_FALSE(controller->applicationShouldTerminate());
         EXPECT_EQ(readFile(file), previous);
     }
-    // No temporary file is left beside it.
+    // No temporary file is left beside it (the journal holds what was tracked up to the limit).
     EXPECT_EQ(QDir(dataHome.configurationFolder()).entryList(QDir::Files | QDir::Hidden),
-              QStringList({u"Default.plist"_s}));
+              QStringList({u"Default.journal"_s, u"Default.plist"_s}));
     EXPECT_EQ(firstDifference(settings.defaults->objectForKey(u"Default Configuration"_s), tree), "");
     controller.reset();
 
-    // The next start takes the copy, which is newer than the file; each stays until a save
-    // replaces it: the file at the next save, the copy at a quit that saves.
+    // The next start takes the copy, which is newer than the file (even with what its journal
+    // recovered up to the limit); each stays until a save replaces it: the file at the next
+    // save, the copy at a quit that saves.
     launch();
     EXPECT_EQ(timeOf(*editor()), 300.0);
     EXPECT_NE(windowItem(*controller->configuration(), kEditorID, u"A report with a long title, number 199 of many"_s),
               nullptr);
-    EXPECT_EQ(readFile(file), previous);
+    EXPECT_LT(timeOf(*applicationItem(*deeplyMutableDictionaryWithData(readFile(file)), kEditorID)), 300.0);
     time.advanceTo(time.now() + 1800);
     EXPECT_GT(timeOf(*applicationItem(*savedTree(), kEditorID)), 300.0);
     EXPECT_FALSE(settings.defaults->objectForKey(u"Default Configuration"_s).isNull());

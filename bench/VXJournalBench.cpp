@@ -1,0 +1,277 @@
+// What the journal and the saves cost on a heavy record with a busy desktop, run by hand:
+//
+//   bench_journal [--years N]
+//
+// 1. An hour of a busy desktop in virtual time (a front switch every 10 s among six
+//    applications, a window title changing at each switch) through the real controller, on a
+//    heavy year's record: the bytes the journal appends per hour (and per 8-hour day), and the
+//    CPU time its flushes take per hour, against the CPU time of the ticks themselves (the
+//    program with nothing to save) in the same run.
+// 2. A working day's journal (8 hours of the same) replayed onto its record, as at start-up:
+//    the replay alone, and the save of the recovered record after it.
+// 3. The half-hourly save of a one-year and an N-year record (default 10): the main thread's
+//    part (the snapshot taken, the first one after start and a later one), and the resident
+//    memory before the save and after the writer thread is done.
+//
+// CPU times are thread CPU times of the main thread (clock_gettime), best of three where
+// repeated; the load average is printed first, since the machine is shared.
+
+#include "VXConfigurationKeys.h"
+#include "VXConfigurationStore.h"
+#include "VXFakeDesktop.h"
+#include "VXHeavyConfiguration.h"
+#include "VXJournal.h"
+#include "VXMainController.h"
+#include "VXPropertyListSerialization.h"
+#include "VXRegisteredDefaults.h"
+#include "VXTreeSnapshots.h"
+#include "VXUserDefaults.h"
+#include "VXVirtualScheduler.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <cstdio>
+#include <ctime>
+#include <malloc.h>
+#include <unistd.h>
+
+namespace {
+
+double threadSeconds()
+{
+    timespec now {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
+}
+
+double wallSeconds()
+{
+    timespec now {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return double(now.tv_sec) + double(now.tv_nsec) / 1e9;
+}
+
+double residentMiB()
+{
+    QFile statm(QStringLiteral("/proc/self/statm"));
+    if (!statm.open(QIODevice::ReadOnly))
+        return 0;
+    const QList<QByteArray> fields = statm.readAll().split(' ');
+    return fields.size() > 1 ? fields[1].toDouble() * double(sysconf(_SC_PAGESIZE)) / 1048576.0 : 0.0;
+}
+
+QByteArray loadAverage()
+{
+    QFile file(QStringLiteral("/proc/loadavg"));
+    return file.open(QIODevice::ReadOnly) ? file.readAll().trimmed() : QByteArray("?");
+}
+
+constexpr double kStart = 1'704'067'200.0;   // 2024-01-01, after the heavy year
+
+// A busy desktop: six applications open all day, the front one switching every 10 seconds to
+// a window whose title changes each time (a browser's tabs, an editor's files).
+class BusyDesktop
+{
+public:
+    explicit BusyDesktop(VXFakeDesktop &desktop) : m_desktop(desktop)
+    {
+        for (int i = 0; i < 6; ++i) {
+            const QString id = QStringLiteral("bench.app%1").arg(i);
+            desktop.launch(QStringLiteral("App %1").arg(i),
+                           QStringLiteral("/usr/share/applications/%1.desktop").arg(id), id, 1000 + i);
+            m_windows.push_back(desktop.openWindow(1000 + i, QStringLiteral("Document 0 of app %1").arg(i)));
+        }
+    }
+    void switchFront(int step)
+    {
+        const int app = step % 6;
+        m_desktop.closeWindow(m_windows[app]);
+        m_windows[app]
+            = m_desktop.openWindow(1000 + app, QStringLiteral("Document %1 of app %2").arg(step % 40).arg(app));
+        m_desktop.activate(1000 + app);
+    }
+
+private:
+    VXFakeDesktop &m_desktop;
+    std::vector<std::uint64_t> m_windows;
+};
+
+struct Folders {
+    QTemporaryDir root;
+    Folders()
+    {
+        qputenv("XDG_DATA_HOME", QFile::encodeName(root.path() + QStringLiteral("/data")));
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(root.path() + QStringLiteral("/config")));
+    }
+    QString folder() const { return root.path() + QStringLiteral("/data/Wendle/Configurations"); }
+    QString record() const { return folder() + QStringLiteral("/Default.plist"); }
+    QString journal() const { return folder() + QStringLiteral("/Default.journal"); }
+};
+
+struct BusyRun {
+    double tickSeconds = 0;   // main-thread CPU of the ticks
+    double flushSeconds = 0;   // main-thread CPU of the journal's flushes
+    qint64 journalBytes = 0;
+    int flushes = 0;
+};
+
+// `seconds` of the busy desktop on the heavy record, the journal flushed by hand every 5 s
+// (so that its cost is measured apart from the ticks').
+BusyRun runBusy(Folders &folders, double seconds)
+{
+    QDir().mkpath(folders.folder());
+    writeToBinaryFile(VXValue(VXMakeHeavyConfiguration()), folders.record(), true);
+    VXUserDefaults defaults;
+    VXRegisterDefaults(defaults);
+    defaults.setInteger(0, QStringLiteral("Hibernation Interval"));
+    VXVirtualScheduler time(kStart);
+    VXFakeDesktop desktop;
+    BusyDesktop busy(desktop);
+    VXMainController controller(desktop, time, time, defaults);
+    controller.applicationWillFinishLaunching();
+    controller.applicationDidFinishLaunching({}, {});
+    // The whole save that starts the journal; from then on only the journal writes (the
+    // half-hourly save is measured apart, and would start the journal anew).
+    time.advanceTo(kStart + VXJournal::kFlushInterval);
+    controller.store().waitForPendingWrites();
+    time.cancel(&controller.store(), VXConfigurationStore::kSaveOperation);
+    const qint64 startBytes = QFileInfo(folders.journal()).size();
+
+    BusyRun run;
+    int step = 0;
+    for (double at = 10; at <= seconds; at += 5) {
+        if (int(at) % 10 == 0)
+            busy.switchFront(++step);
+        double before = threadSeconds();
+        time.advanceTo(kStart + at - 0.25);
+        run.tickSeconds += threadSeconds() - before;
+        before = threadSeconds();
+        controller.journal().flush();
+        run.flushSeconds += threadSeconds() - before;
+        ++run.flushes;
+    }
+    controller.store().waitForPendingWrites();
+    run.journalBytes = QFileInfo(folders.journal()).size() - startBytes;
+    return run;
+}
+
+void busyHour()
+{
+    BusyRun best;
+    for (int round = 0; round < 3; ++round) {
+        Folders folders;
+        const BusyRun run = runBusy(folders, 3600);
+        if (round == 0 || run.flushSeconds < best.flushSeconds)
+            best = run;
+    }
+    std::printf("busy hour on a heavy year: %d flushes, journal %.1f KiB per hour (%.2f MiB per 8-hour day)\n",
+                best.flushes, double(best.journalBytes) / 1024.0, double(best.journalBytes) * 8 / 1048576.0);
+    std::printf("  journal CPU %.1f ms per hour = %.4f %% of one core; ticks (the program itself) %.1f ms per hour; "
+                "journal / ticks = %.3f\n",
+                best.flushSeconds * 1000, best.flushSeconds / 3600 * 100, best.tickSeconds * 1000,
+                best.flushSeconds / best.tickSeconds);
+}
+
+void dayReplay()
+{
+    Folders folders;
+    runBusy(folders, 8 * 3600);
+    QFile recordFile(folders.record());
+    QFile journalFile(folders.journal());
+    recordFile.open(QIODevice::ReadOnly);
+    journalFile.open(QIODevice::ReadOnly);
+    const QByteArray record = recordFile.readAll();
+    const QByteArray journal = journalFile.readAll();
+    double best = 1e9;
+    std::size_t entries = 0;
+    for (int round = 0; round < 3; ++round) {
+        VXDictionaryRef tree = deeplyMutableDictionaryWithData(record);
+        const double before = threadSeconds();
+        const VXJournalFile::Contents contents = VXJournalFile::read(journal, record);
+        VXJournalReplay replay(*tree);
+        for (const QByteArray &entry : contents.entries)
+            replay.apply(entry);
+        VXCloseOpenPeriods(*tree);
+        best = std::min(best, threadSeconds() - before);
+        entries = contents.entries.size();
+    }
+    // The start-up as a whole: read, replay, save the recovered record.
+    VXUserDefaults defaults;
+    VXVirtualScheduler time(kStart);
+    VXConfigurationStore store(defaults, time, [] { return VXDictionaryRef(); });
+    const double before = wallSeconds();
+    const VXDictionaryRef loaded = store.loadConfiguration();
+    const double load = wallSeconds() - before;
+    std::printf("a day's journal (%.1f KiB, %zu entries): replay %.1f ms (CPU, best of 3); start-up with it "
+                "(read, replay, save the recovered record) %.0f ms wall, recovered %.0f s\n",
+                double(journal.size()) / 1024.0, entries, best * 1000, load * 1000, store.recoveredSeconds());
+}
+
+void savePause(int years)
+{
+    for (int scale : {1, years}) {
+        VXHeavyConfigurationParameters parameters;
+        parameters.windowCount *= scale;
+        parameters.eventLogNumbers *= scale;
+        parameters.span *= scale;
+        const VXDictionaryRef live = VXMakeHeavyConfiguration(parameters);
+        Folders folders;
+        QDir().mkpath(folders.folder());
+        VXUserDefaults defaults;
+        VXVirtualScheduler time(kStart);
+        VXConfigurationStore store(defaults, time, [&] { return live; });
+        malloc_trim(0);
+        const double residentAtStart = residentMiB();
+        double first = threadSeconds();
+        store.writeWhole();   // the first save after start: nothing to share with yet
+        first = threadSeconds() - first;
+        store.waitForPendingWrites();
+        malloc_trim(0);
+        const double residentBefore = residentMiB();
+        double later = 1e9;
+        VXArray *log = nullptr;
+        for (const auto &entry : *live->value(VXApplicationsKey).dictionary()) {
+            if ((log = entry.value.dictionary()->value(VXActiveLogKey).array()))
+                break;
+        }
+        for (int round = 0; round < 3; ++round) {
+            // Half an hour's worth of change (a log grows, the totals move), then the half-hourly
+            // save's main-thread part.
+            live->insert(VXLastTimestampKey, kStart + round);
+            if (log)
+                log->append(kStart + round);
+            store.noteChange();
+            const double before = threadSeconds();
+            store.save(nullptr);
+            later = std::min(later, threadSeconds() - before);
+            store.waitForPendingWrites();
+        }
+        malloc_trim(0);
+        std::printf("%d-year record (%d windows, %lld log numbers): main thread during a half-hourly save %.1f ms "
+                    "(best of 3; the first save after start %.1f ms)\n  resident %.0f MiB at start, %.0f MiB with "
+                    "the saved snapshot kept, %.0f MiB after three more saves\n",
+                    scale, parameters.windowCount, static_cast<long long>(parameters.eventLogNumbers), later * 1000,
+                    first * 1000, residentAtStart, residentBefore, residentMiB());
+    }
+}
+
+}   // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    int years = 10;
+    const QStringList arguments = application.arguments();
+    if (const qsizetype at = arguments.indexOf(QStringLiteral("--years")); at > 0 && at + 1 < arguments.size())
+        years = arguments[at + 1].toInt();
+    std::printf("load average: %s\n", loadAverage().constData());
+    busyHour();
+    dayReplay();
+    savePause(years);
+    std::printf("load average: %s\n", loadAverage().constData());
+    return 0;
+}

@@ -1,0 +1,1100 @@
+#include "VXJournal.h"
+
+#include "VXConfigurationKeys.h"
+#include "VXConfigurationStore.h"
+#include "VXPersistenceLogging.h"
+#include "VXPropertyListSerialization.h"
+#include "VXScheduler.h"
+#include "VXSorting.h"
+#include "VXTreeSnapshots.h"
+
+#include <QtEndian>
+
+#include <array>
+#include <bit>
+#include <cstring>
+
+const QString VXJournal::kFlushOperation = QStringLiteral("flushJournal");
+
+// ---- Checksums
+
+std::uint32_t VXChecksum(const char *data, std::size_t size, std::uint32_t crc)
+{
+    static const std::array<std::uint32_t, 256> table = [] {
+        std::array<std::uint32_t, 256> t {};
+        for (std::uint32_t i = 0; i < 256; ++i) {
+            std::uint32_t c = i;
+            for (int k = 0; k < 8; ++k)
+                c = (c & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
+            t[i] = c;
+        }
+        return t;
+    }();
+    crc = ~crc;
+    for (std::size_t i = 0; i < size; ++i)
+        crc = table[(crc ^ std::uint8_t(data[i])) & 0xFF] ^ (crc >> 8);
+    return ~crc;
+}
+
+// ---- The file
+
+namespace {
+
+constexpr char kMagic[8] = {'W', 'N', 'D', 'L', 'J', 'R', 'N', '1'};
+constexpr int kFrameSize = 8;   // length and checksum before each payload
+// An entry larger than this is damage, not data: a day's entries are a few hundred kilobytes.
+constexpr std::uint32_t kLargestEntry = 64u << 20;
+
+void appendU32(QByteArray &out, std::uint32_t value)
+{
+    char bytes[4];
+    qToLittleEndian(value, bytes);
+    out.append(bytes, 4);
+}
+
+std::uint32_t readU32(const char *at)
+{
+    return qFromLittleEndian<std::uint32_t>(at);
+}
+
+}   // namespace
+
+QByteArray VXJournalFile::header(const QByteArray &record)
+{
+    QByteArray out(kMagic, sizeof kMagic);
+    char size[8];
+    qToLittleEndian(std::uint64_t(record.size()), size);
+    out.append(size, 8);
+    appendU32(out, VXChecksum(record));
+    appendU32(out, VXChecksum(out));
+    return out;
+}
+
+QByteArray VXJournalFile::frame(const QByteArray &payload)
+{
+    QByteArray out;
+    out.reserve(payload.size() + kFrameSize);
+    appendU32(out, std::uint32_t(payload.size()));
+    appendU32(out, VXChecksum(payload));
+    out.append(payload);
+    return out;
+}
+
+VXJournalFile::Contents VXJournalFile::read(const QByteArray &journal, const QByteArray &record)
+{
+    Contents contents;
+    if (journal.isEmpty())
+        return contents;
+    if (journal.size() < kHeaderSize || std::memcmp(journal.constData(), kMagic, sizeof kMagic) != 0
+        || readU32(journal.constData() + 20) != VXChecksum(journal.constData(), 20)) {
+        contents.status = Contents::Status::Damaged;
+        return contents;
+    }
+    if (journal.left(kHeaderSize) != header(record)) {
+        contents.status = Contents::Status::OtherRecord;
+        return contents;
+    }
+    contents.status = Contents::Status::Matches;
+    qsizetype at = kHeaderSize;
+    while (journal.size() - at >= kFrameSize) {
+        const std::uint32_t length = readU32(journal.constData() + at);
+        const std::uint32_t checksum = readU32(journal.constData() + at + 4);
+        const qsizetype end = at + kFrameSize + qsizetype(length);
+        if (length > kLargestEntry || end > journal.size()) {
+            // Torn at the end, or a length that was damaged: nothing after it can be trusted.
+            contents.damagedInTheMiddle = length > kLargestEntry;
+            break;
+        }
+        if (VXChecksum(journal.constData() + at + kFrameSize, length) != checksum) {
+            contents.damagedInTheMiddle = end < journal.size();
+            break;
+        }
+        contents.entries.push_back(journal.mid(at + kFrameSize, length));
+        at = end;
+    }
+    contents.intactSize = at;
+    return contents;
+}
+
+// ---- Entries
+//
+// An entry is a sequence of operations, each a byte and its operands (numbers as unsigned
+// varints, reals as 8 little-endian bytes, texts as a varint length and UTF-8). Items are
+// numbered in the order the journal first names them, counting from 0 in each journal.
+
+namespace {
+
+enum Operation : std::uint8_t {
+    kRoot = 1,   // changed mask, present mask, a real per changed and present key
+    kApplication = 2,   // key: names an application of the tree
+    kNewApplication = 3,   // key, plist: adds it (without windows) and names it
+    kWindow = 4,   // application number, title: names a window of the tree
+    kNewWindow = 5,   // application number, title, plist: adds it and names it
+    kPoolItem = 6,   // depth 1-3 and as many indexes in the record's order: names a pool item
+    kTimes = 7,   // item, mask, reals (see TimeBits)
+    kLog = 8,   // item, which (0 active, 1 front), kept + 1 (0: no log), count, reals
+    kChildren = 9,   // application, present, count, window numbers
+    kOrder = 10,   // depth 0-2 and indexes (the list's owner), count, indexes in the record's order
+};
+
+enum TimeBits : std::uint8_t {
+    kTimeSet = 1,
+    kTimeRemoved = 2,
+    kFrontTimeSet = 4,
+    kFrontTimeRemoved = 8,
+    kActiveFlag = 16,
+    kFrontActiveFlag = 32,
+};
+
+const std::array<const QString *, 5> &rootKeys()
+{
+    static const std::array<const QString *, 5> keys {&VXLastTimestampKey, &VXOverallTimeKey, &VXOverallPoolTimeKey,
+                                                      &VXFirstTimestampKey, &VXFirstPoolTimestampKey};
+    return keys;
+}
+
+std::uint64_t bitsOf(double value)
+{
+    return std::bit_cast<std::uint64_t>(value);
+}
+
+class Writer
+{
+public:
+    QByteArray bytes;
+
+    void op(Operation operation) { bytes.append(char(operation)); }
+    void byte(std::uint8_t value) { bytes.append(char(value)); }
+    void number(std::uint64_t value)
+    {
+        while (value >= 0x80) {
+            bytes.append(char(value | 0x80));
+            value >>= 7;
+        }
+        bytes.append(char(value));
+    }
+    void real(double value)
+    {
+        char raw[8];
+        qToLittleEndian(bitsOf(value), raw);
+        bytes.append(raw, 8);
+    }
+    void text(const QString &value)
+    {
+        const QByteArray utf8 = value.toUtf8();
+        number(std::uint64_t(utf8.size()));
+        bytes.append(utf8);
+    }
+    void data(const QByteArray &value)
+    {
+        number(std::uint64_t(value.size()));
+        bytes.append(value);
+    }
+};
+
+class Reader
+{
+public:
+    explicit Reader(const QByteArray &bytes) : m_at(bytes.constData()), m_end(bytes.constData() + bytes.size()) { }
+
+    bool atEnd() const { return m_at == m_end; }
+    bool ok() const { return m_ok; }
+
+    std::uint8_t byte()
+    {
+        if (m_at >= m_end)
+            return fail();
+        return std::uint8_t(*m_at++);
+    }
+    std::uint64_t number()
+    {
+        std::uint64_t value = 0;
+        for (int shift = 0; shift < 64; shift += 7) {
+            if (m_at >= m_end)
+                return fail();
+            const std::uint8_t b = std::uint8_t(*m_at++);
+            value |= std::uint64_t(b & 0x7F) << shift;
+            if (!(b & 0x80))
+                return value;
+        }
+        return fail();
+    }
+    double real()
+    {
+        if (m_end - m_at < 8)
+            return fail();
+        const std::uint64_t bits = qFromLittleEndian<std::uint64_t>(m_at);
+        m_at += 8;
+        return std::bit_cast<double>(bits);
+    }
+    QByteArray data()
+    {
+        const std::uint64_t size = number();
+        if (!m_ok || size > std::uint64_t(m_end - m_at))
+            return fail(), QByteArray();
+        QByteArray out(m_at, qsizetype(size));
+        m_at += size;
+        return out;
+    }
+    QString text() { return QString::fromUtf8(data()); }
+
+private:
+    std::uint8_t fail()
+    {
+        m_ok = false;
+        m_at = m_end;
+        return 0;
+    }
+
+    const char *m_at;
+    const char *m_end;
+    bool m_ok = true;
+};
+
+// Where an event log stands: its length (-1 when the item has none) and its last two numbers,
+// which is all a tick can change in what was there (it appends, or drops the opening number
+// it appended at the tick before).
+struct LogMark {
+    std::int64_t size = -1;
+    std::uint64_t last = 0;
+    std::uint64_t beforeLast = 0;
+
+    static LogMark of(const VXValue &log)
+    {
+        LogMark mark;
+        if (const VXArray *array = log.array()) {
+            mark.size = std::int64_t(array->size());
+            if (mark.size >= 1)
+                mark.last = bitsOf(array->at(array->size() - 1).toDouble());
+            if (mark.size >= 2)
+                mark.beforeLast = bitsOf(array->at(array->size() - 2).toDouble());
+        }
+        return mark;
+    }
+    bool operator==(const LogMark &) const = default;
+};
+
+bool sameReal(const VXValue &value, std::uint64_t bits)
+{
+    return value.isReal() && bitsOf(value.realValue()) == bits;
+}
+
+// How much of the log the mark describes is still there, unchanged.
+std::int64_t keptLength(const VXArray &log, const LogMark &mark)
+{
+    const std::int64_t size = std::int64_t(log.size());
+    const auto holds = [&](std::int64_t index, std::uint64_t bits) {
+        return index < size && sameReal(log.at(std::size_t(index)), bits);
+    };
+    if (mark.size <= 0)
+        return 0;
+    if (mark.size >= 2 && !holds(mark.size - 2, mark.beforeLast))
+        return 0;
+    if (holds(mark.size - 1, mark.last))
+        return mark.size;
+    return mark.size - 1;
+}
+
+}   // namespace
+
+// ---- Replay
+
+VXJournalReplay::VXJournalReplay(VXDictionary &tree) : m_tree(tree)
+{
+    if (const VXArray *pools = tree.value(VXPoolsKey).array()) {
+        for (const VXValue &pool : *pools) {
+            auto &members = m_canonicalPools.emplace_back();
+            members.emplace_back().push_back(pool.dictionaryRef());
+            const VXArray *children = pool.dictionary() ? pool.dictionary()->value(VXChildrenKey).array() : nullptr;
+            for (const VXValue &member : children ? children->items() : std::vector<VXValue>()) {
+                auto &entries = members.emplace_back();
+                entries.push_back(member.dictionaryRef());
+                const VXArray *windows
+                    = member.dictionary() ? member.dictionary()->value(VXChildrenKey).array() : nullptr;
+                for (const VXValue &entry : windows ? windows->items() : std::vector<VXValue>())
+                    entries.push_back(entry.dictionaryRef());
+            }
+        }
+    }
+}
+
+namespace {
+
+VXDictionary *dictionaryFor(VXDictionary &parent, const QString &key, bool create)
+{
+    if (VXDictionary *found = parent.value(key).dictionary())
+        return found;
+    if (!create)
+        return nullptr;
+    VXDictionaryRef made = VXMakeDictionary();
+    VXDictionary *raw = made.get();
+    parent.insert(key, std::move(made));
+    return raw;
+}
+
+}   // namespace
+
+bool VXJournalReplay::apply(const QByteArray &payload)
+{
+    Reader in(payload);
+    const auto item = [&](std::uint64_t number) -> VXDictionary * {
+        return number < m_items.size() ? m_items[number].get() : nullptr;
+    };
+    const auto canonicalPoolItem = [&](std::uint8_t depth, const std::array<std::uint64_t, 3> &at) -> VXDictionaryRef {
+        if (depth < 1 || depth > 3 || at[0] >= m_canonicalPools.size())
+            return VXDictionaryRef();
+        const auto &pool = m_canonicalPools[at[0]];
+        if (depth == 1)
+            return pool[0][0];
+        if (at[1] + 1 >= pool.size())
+            return VXDictionaryRef();
+        const auto &member = pool[at[1] + 1];
+        if (depth == 2)
+            return member[0];
+        return at[2] + 1 < member.size() ? member[at[2] + 1] : VXDictionaryRef();
+    };
+    const auto readPath = [&](std::uint8_t depth) {
+        std::array<std::uint64_t, 3> at {};
+        for (std::uint8_t i = 0; i < depth && i < 3; ++i)
+            at[i] = in.number();
+        return at;
+    };
+
+    while (in.ok() && !in.atEnd()) {
+        const std::uint8_t operation = in.byte();
+        switch (operation) {
+        case kRoot: {
+            const std::uint8_t changed = in.byte();
+            const std::uint8_t present = in.byte();
+            for (std::size_t i = 0; i < rootKeys().size(); ++i) {
+                if (!(changed & (1u << i)))
+                    continue;
+                if (present & (1u << i))
+                    m_tree.insert(*rootKeys()[i], in.real());
+                else
+                    m_tree.remove(*rootKeys()[i]);
+            }
+            break;
+        }
+        case kApplication: {
+            const VXDictionary *applications = m_tree.value(VXApplicationsKey).dictionary();
+            VXDictionaryRef found = applications ? applications->value(in.text()).dictionaryRef() : VXDictionaryRef();
+            if (!found)
+                return false;
+            m_items.push_back(std::move(found));
+            break;
+        }
+        case kNewApplication: {
+            const QString key = in.text();
+            VXDictionaryRef made = deeplyMutableDictionaryWithData(in.data());
+            if (!made || key.isEmpty())
+                return false;
+            dictionaryFor(m_tree, VXApplicationsKey, true)->insert(key, made);
+            m_items.push_back(std::move(made));
+            break;
+        }
+        case kWindow:
+        case kNewWindow: {
+            VXDictionary *application = item(in.number());
+            const QString title = in.text();
+            if (!application || !in.ok())
+                return false;
+            if (operation == kWindow) {
+                const VXDictionary *windows = application->value(VXWindowsByNameKey).dictionary();
+                VXDictionaryRef found = windows ? windows->value(title).dictionaryRef() : VXDictionaryRef();
+                if (!found)
+                    return false;
+                m_items.push_back(std::move(found));
+            } else {
+                VXDictionaryRef made = deeplyMutableDictionaryWithData(in.data());
+                if (!made)
+                    return false;
+                dictionaryFor(*application, VXWindowsByNameKey, true)->insert(title, made);
+                m_items.push_back(std::move(made));
+            }
+            break;
+        }
+        case kPoolItem: {
+            const std::uint8_t depth = in.byte();
+            VXDictionaryRef found = canonicalPoolItem(depth, readPath(depth));
+            if (!found)
+                return false;
+            m_items.push_back(std::move(found));
+            break;
+        }
+        case kTimes: {
+            VXDictionary *target = item(in.number());
+            const std::uint8_t mask = in.byte();
+            if (!target)
+                return false;
+            if (mask & kTimeSet)
+                target->insert(VXTimeKey, in.real());
+            if (mask & kTimeRemoved)
+                target->remove(VXTimeKey);
+            if (mask & kFrontTimeSet)
+                target->insert(VXFrontTimeKey, in.real());
+            if (mask & kFrontTimeRemoved)
+                target->remove(VXFrontTimeKey);
+            // The flags are stored as true, or not at all.
+            if (mask & kActiveFlag)
+                target->insert(VXActiveKey, true);
+            else
+                target->remove(VXActiveKey);
+            if (mask & kFrontActiveFlag)
+                target->insert(VXFrontActiveKey, true);
+            else
+                target->remove(VXFrontActiveKey);
+            break;
+        }
+        case kLog: {
+            VXDictionary *target = item(in.number());
+            const std::uint8_t which = in.byte();
+            const std::uint64_t kept = in.number();
+            if (!target || which > 1 || !in.ok())
+                return false;
+            const QString &key = which ? VXFrontActiveLogKey : VXActiveLogKey;
+            if (kept == 0) {
+                target->remove(key);
+                break;
+            }
+            VXArray *log = target->value(key).array();
+            if (!log) {
+                VXArrayRef made = VXMakeArray();
+                log = made.get();
+                target->insert(key, std::move(made));
+            }
+            if (kept - 1 > log->size())
+                return false;
+            log->items().resize(std::size_t(kept - 1));
+            const std::uint64_t count = in.number();
+            if (!in.ok() || count > std::uint64_t(payload.size()) / 8)
+                return false;
+            for (std::uint64_t i = 0; i < count; ++i)
+                log->append(in.real());
+            break;
+        }
+        case kChildren: {
+            VXDictionary *application = item(in.number());
+            const bool present = in.byte() != 0;
+            if (!application)
+                return false;
+            if (!present) {
+                application->remove(VXChildrenKey);
+                break;
+            }
+            const std::uint64_t count = in.number();
+            if (!in.ok() || count > std::uint64_t(payload.size()))
+                return false;
+            VXArrayRef children = VXMakeArray();
+            children->reserve(std::size_t(count));
+            for (std::uint64_t i = 0; i < count; ++i) {
+                VXDictionary *window = item(in.number());
+                if (!window)
+                    return false;
+                children->append(VXDictionaryRef(window));
+            }
+            application->insert(VXChildrenKey, std::move(children));
+            break;
+        }
+        case kOrder: {
+            const std::uint8_t depth = in.byte();
+            if (depth > 2)
+                return false;
+            const std::array<std::uint64_t, 3> at = readPath(depth);
+            VXArray *list = nullptr;
+            if (depth == 0)
+                list = m_tree.value(VXPoolsKey).array();
+            else if (VXDictionaryRef owner = canonicalPoolItem(depth, at))
+                list = owner->value(VXChildrenKey).array();
+            const std::uint64_t count = in.number();
+            if (!list || !in.ok() || count != list->size())
+                return false;
+            std::vector<VXValue> ordered;
+            ordered.reserve(std::size_t(count));
+            for (std::uint64_t i = 0; i < count; ++i) {
+                std::array<std::uint64_t, 3> child = at;
+                child[depth] = in.number();
+                VXDictionaryRef found = canonicalPoolItem(std::uint8_t(depth + 1), child);
+                if (!found)
+                    return false;
+                ordered.emplace_back(std::move(found));
+            }
+            list->items() = std::move(ordered);
+            break;
+        }
+        default: return false;
+        }
+    }
+    return in.ok();
+}
+
+// ---- Closing what was open
+
+namespace {
+
+void closeOpenPeriods(VXDictionary &item, double at)
+{
+    for (const QString *key : {&VXFrontActiveLogKey, &VXActiveLogKey}) {
+        VXArray *log = item.value(*key).array();
+        if (!log || log->isEmpty() || log->last().toDouble() <= 0)
+            continue;
+        if (at < 0.001 || VXSimilarAbsoluteTimeIntervals(log->last().toDouble(), at))
+            log->removeLast();
+        else
+            log->append(-at);
+    }
+}
+
+void closeOpenPeriodsBelow(const VXValue &items, double at, int depth)
+{
+    const auto each = [&](const VXValue &value) {
+        if (VXDictionary *item = value.dictionary()) {
+            closeOpenPeriods(*item, at);
+            if (depth > 1) {
+                const VXValue &windows = item->value(VXWindowsByNameKey);
+                closeOpenPeriodsBelow(windows.isDictionary() ? windows : item->value(VXChildrenKey), at, depth - 1);
+            }
+        }
+    };
+    if (const VXArray *array = items.array()) {
+        for (const VXValue &value : *array)
+            each(value);
+    } else if (const VXDictionary *dictionary = items.dictionary()) {
+        for (const auto &entry : *dictionary)
+            each(entry.value);
+    }
+}
+
+}   // namespace
+
+void VXCloseOpenPeriods(VXDictionary &tree)
+{
+    const double at = tree.value(VXLastTimestampKey).toDouble();
+    // A window is filed under "Windows By Name" and listed again under "Children": only the
+    // first is walked, and a closed log is left alone in any case.
+    closeOpenPeriodsBelow(tree.value(VXApplicationsKey), at, 2);
+    closeOpenPeriodsBelow(tree.value(VXPoolsKey), at, 3);
+}
+
+// ---- Recording
+
+namespace {
+
+bool samePlain(const VXValue &a, const VXValue &b)
+{
+    if (a.type() != b.type())
+        return false;
+    return a.isReal() ? bitsOf(a.realValue()) == bitsOf(b.realValue()) : a == b;
+}
+
+}   // namespace
+
+// What the journal last wrote about one item (or what the record holds, until it writes).
+struct VXJournal::Mark {
+    VXDictionaryRef keep;   // keeps the address from being reused
+    std::int64_t number = -1;   // the journal's number for the item, once named
+    VXValue time;
+    VXValue frontTime;
+    bool active = false;
+    bool frontActive = false;
+    LogMark logs[2];
+    QString key;   // under "Applications" or "Windows By Name"
+    const VXDictionary *application = nullptr;   // a window's
+    // Applications: the window table's size and the listed windows.
+    std::size_t windowCount = 0;
+    bool childrenKnown = false;
+    bool hasChildren = false;
+    std::vector<const VXDictionary *> children;
+    // Pool items: where the record holds them.
+    std::uint8_t depth = 0;
+    std::array<std::uint32_t, 3> path {};
+
+    void take(const VXDictionary &item)
+    {
+        time = item.value(VXTimeKey);
+        frontTime = item.value(VXFrontTimeKey);
+        active = item.value(VXActiveKey).toBool();
+        frontActive = item.value(VXFrontActiveKey).toBool();
+        logs[0] = LogMark::of(item.value(VXActiveLogKey));
+        logs[1] = LogMark::of(item.value(VXFrontActiveLogKey));
+    }
+};
+
+struct VXJournal::Encoder {
+    // A list of pool items that the tracker sorts in place.
+    struct List {
+        VXArrayRef array;
+        std::uint8_t depth = 0;   // 0 "Pools", 1 a pool's members, 2 a member's entries
+        std::array<std::uint32_t, 3> path {};
+        std::vector<const VXDictionary *> written;   // the order last written
+        std::unordered_map<const VXDictionary *, std::uint32_t> index;   // in the record
+    };
+
+    VXDictionaryRef base;
+    std::unordered_map<const VXDictionary *, Mark> marks;
+    std::int64_t nextNumber = 0;
+    std::array<VXValue, 5> root;
+    std::vector<const VXDictionary *> poolItems;
+    std::vector<List> lists;
+    bool broken = false;   // the tree changed in a way entries cannot say
+    Writer out;
+
+    void reset(const VXDictionaryRef &snapshot, const VXDictionary &live)
+    {
+        base = snapshot;
+        marks.clear();
+        nextNumber = 0;
+        broken = false;
+        for (std::size_t i = 0; i < root.size(); ++i)
+            root[i] = live.value(*rootKeys()[i]);
+        poolItems.clear();
+        lists.clear();
+        addList(live.value(VXPoolsKey), 0, {});
+    }
+
+    void addList(const VXValue &value, std::uint8_t depth, std::array<std::uint32_t, 3> path)
+    {
+        VXArray *array = value.array();
+        if (!array)
+            return;
+        lists.push_back({VXArrayRef(array), depth, path, {}, {}});
+        const std::size_t listIndex = lists.size() - 1;
+        std::uint32_t index = 0;
+        for (const VXValue &element : *array) {
+            VXDictionary *item = element.dictionary();
+            if (!item) {
+                broken = true;
+                return;
+            }
+            lists[listIndex].written.push_back(item);
+            lists[listIndex].index.emplace(item, index);
+            std::array<std::uint32_t, 3> at = path;
+            at[depth] = index++;
+            Mark &mark = marks[item];
+            mark.keep = VXDictionaryRef(item);
+            mark.depth = std::uint8_t(depth + 1);
+            mark.path = at;
+            mark.take(*item);
+            poolItems.push_back(item);
+            if (depth < 2)
+                addList(item->value(VXChildrenKey), std::uint8_t(depth + 1), at);
+        }
+    }
+
+    // ---- Naming
+
+    std::int64_t name(Mark &mark)
+    {
+        if (mark.number >= 0)
+            return mark.number;
+        if (mark.depth) {
+            out.op(kPoolItem);
+            out.byte(mark.depth);
+            for (std::uint8_t i = 0; i < mark.depth; ++i)
+                out.number(mark.path[i]);
+        } else if (mark.application) {
+            const std::int64_t application = name(marks.at(mark.application));
+            out.op(kWindow);
+            out.number(std::uint64_t(application));
+            out.text(mark.key);
+        } else {
+            out.op(kApplication);
+            out.text(mark.key);
+        }
+        return mark.number = nextNumber++;
+    }
+
+    // ---- One item's times, flags and logs
+
+    void compare(Mark &mark, const VXDictionary &item)
+    {
+        const VXValue &time = item.value(VXTimeKey);
+        const VXValue &frontTime = item.value(VXFrontTimeKey);
+        const bool active = item.value(VXActiveKey).toBool();
+        const bool frontActive = item.value(VXFrontActiveKey).toBool();
+        std::uint8_t mask = 0;
+        const auto note = [&](const VXValue &now, const VXValue &then, std::uint8_t set, std::uint8_t removed) {
+            if (samePlain(now, then))
+                return true;
+            if (now.isNull())
+                mask |= removed;
+            else if (now.isReal())
+                mask |= set;
+            else
+                return false;   // the tracker writes reals only
+            return true;
+        };
+        if (!note(time, mark.time, kTimeSet, kTimeRemoved)
+            || !note(frontTime, mark.frontTime, kFrontTimeSet, kFrontTimeRemoved)) {
+            broken = true;
+            return;
+        }
+        if (mask || active != mark.active || frontActive != mark.frontActive) {
+            const std::int64_t number = name(mark);
+            out.op(kTimes);
+            out.number(std::uint64_t(number));
+            out.byte(std::uint8_t(mask | (active ? kActiveFlag : 0) | (frontActive ? kFrontActiveFlag : 0)));
+            if (mask & kTimeSet)
+                out.real(time.realValue());
+            if (mask & kFrontTimeSet)
+                out.real(frontTime.realValue());
+            mark.time = time;
+            mark.frontTime = frontTime;
+            mark.active = active;
+            mark.frontActive = frontActive;
+        }
+        for (std::uint8_t which = 0; which < 2; ++which) {
+            const VXValue &value = item.value(which ? VXFrontActiveLogKey : VXActiveLogKey);
+            const LogMark now = LogMark::of(value);
+            if (now == mark.logs[which])
+                continue;
+            const std::int64_t number = name(mark);
+            out.op(kLog);
+            out.number(std::uint64_t(number));
+            out.byte(which);
+            if (const VXArray *log = value.array()) {
+                const std::int64_t kept = keptLength(*log, mark.logs[which]);
+                out.number(std::uint64_t(kept + 1));
+                out.number(log->size() - std::size_t(kept));
+                for (std::size_t i = std::size_t(kept); i < log->size(); ++i)
+                    out.real(log->at(i).toDouble());
+            } else {
+                out.number(0);
+            }
+            mark.logs[which] = now;
+        }
+    }
+
+    // ---- Applications and windows
+
+    static QByteArray encoded(const VXDictionary &item, bool withoutWindows)
+    {
+        VXDictionaryRef copy = VXMakeDictionary();
+        for (const auto &entry : item) {
+            if (withoutWindows && entry.key == VXChildrenKey)
+                continue;
+            if (withoutWindows && entry.key == VXWindowsByNameKey && entry.value.isDictionary())
+                copy->insert(entry.key, VXMakeDictionary());
+            else
+                copy->insert(entry.key, entry.value);
+        }
+        return propertyListData(VXValue(copy)).value_or(QByteArray());
+    }
+
+    Mark &addWindow(Mark &application, const QString &title, VXDictionary &window)
+    {
+        Mark &mark = marks[&window];
+        mark.keep = VXDictionaryRef(&window);
+        mark.key = title;
+        mark.application = application.keep.get();
+        return mark;
+    }
+
+    void newWindow(Mark &application, const QString &title, VXDictionary &window)
+    {
+        const QByteArray data = encoded(window, false);
+        if (data.isEmpty()) {
+            broken = true;
+            return;
+        }
+        const std::int64_t owner = name(application);
+        out.op(kNewWindow);
+        out.number(std::uint64_t(owner));
+        out.text(title);
+        out.data(data);
+        Mark &mark = addWindow(application, title, window);
+        mark.take(window);
+        mark.number = nextNumber++;
+    }
+
+    void newApplication(const QString &key, VXDictionary &application)
+    {
+        const QByteArray data = encoded(application, true);
+        if (data.isEmpty()) {
+            broken = true;
+            return;
+        }
+        out.op(kNewApplication);
+        out.text(key);
+        out.data(data);
+        Mark &mark = marks[&application];
+        mark.keep = VXDictionaryRef(&application);
+        mark.key = key;
+        mark.take(application);
+        mark.number = nextNumber++;
+        if (VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary()) {
+            for (std::size_t i = 0; i < windows->size(); ++i) {
+                if (VXDictionary *window = windows->valueAt(i).dictionary())
+                    newWindow(mark, windows->entries()[i].key, *window);
+            }
+        }
+        compareChildren(mark, application);
+    }
+
+    void compareApplication(const QString &key, VXDictionary &application, const VXDictionary *baseApplications)
+    {
+        auto found = marks.find(&application);
+        const VXDictionary *baseApplication = nullptr;
+        if (found == marks.end()) {
+            baseApplication = baseApplications ? baseApplications->value(key).dictionary() : nullptr;
+            if (!baseApplication) {
+                newApplication(key, application);
+                return;
+            }
+            found = marks.emplace(&application, Mark()).first;
+            Mark &mark = found->second;
+            mark.keep = VXDictionaryRef(&application);
+            mark.key = key;
+            mark.take(*baseApplication);
+            const VXDictionary *baseWindows = baseApplication->value(VXWindowsByNameKey).dictionary();
+            mark.windowCount = baseWindows ? baseWindows->size() : 0;
+        }
+        Mark &mark = found->second;
+        const qsizetype sizeBefore = out.bytes.size();
+        compare(mark, application);
+        VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary();
+        const std::size_t windowCount = windows ? windows->size() : 0;
+        // Only an application seen at a tick has windows that the tick changed.
+        if (out.bytes.size() == sizeBefore && windowCount == mark.windowCount && mark.childrenKnown)
+            return;
+        if (windows) {
+            if (!baseApplication && baseApplications)
+                baseApplication = baseApplications->value(key).dictionary();
+            const VXDictionary *baseWindows
+                = baseApplication ? baseApplication->value(VXWindowsByNameKey).dictionary() : nullptr;
+            for (std::size_t i = 0; i < windows->size(); ++i) {
+                VXDictionary *window = windows->valueAt(i).dictionary();
+                if (!window)
+                    continue;
+                const QString &title = windows->entries()[i].key;
+                auto windowMark = marks.find(window);
+                if (windowMark == marks.end()) {
+                    const VXDictionary *baseWindow = baseWindows ? baseWindows->value(title).dictionary() : nullptr;
+                    if (!baseWindow) {
+                        newWindow(mark, title, *window);
+                        continue;
+                    }
+                    Mark &added = addWindow(mark, title, *window);
+                    added.take(*baseWindow);
+                    windowMark = marks.find(window);
+                }
+                compare(windowMark->second, *window);
+            }
+        }
+        mark.windowCount = windowCount;
+        compareChildren(mark, application);
+    }
+
+    void compareChildren(Mark &mark, const VXDictionary &application)
+    {
+        const VXArray *children = application.value(VXChildrenKey).array();
+        std::vector<const VXDictionary *> now;
+        if (children) {
+            now.reserve(children->size());
+            for (const VXValue &child : *children)
+                now.push_back(child.dictionary());
+        }
+        if (mark.childrenKnown && mark.hasChildren == bool(children) && mark.children == now)
+            return;
+        // Every listed window is filed in the table, so it has its mark by now.
+        for (const VXDictionary *child : now) {
+            auto found = child ? marks.find(child) : marks.end();
+            if (found == marks.end()) {
+                broken = true;
+                return;
+            }
+            name(found->second);
+        }
+        const std::int64_t number = name(mark);
+        out.op(kChildren);
+        out.number(std::uint64_t(number));
+        out.byte(children ? 1 : 0);
+        if (children) {
+            out.number(now.size());
+            for (const VXDictionary *child : now)
+                out.number(std::uint64_t(marks.at(child).number));
+        }
+        mark.childrenKnown = true;
+        mark.hasChildren = children != nullptr;
+        mark.children = std::move(now);
+    }
+
+    // ---- Pools
+
+    void comparePools(const VXDictionary &live)
+    {
+        for (const VXDictionary *item : poolItems)
+            compare(marks.at(item), *item);
+        const VXArray *pools = live.value(VXPoolsKey).array();
+        if (lists.empty() ? pools != nullptr : lists.front().array.get() != pools) {
+            broken = true;
+            return;
+        }
+        for (List &list : lists) {
+            bool same = list.array->size() == list.written.size();
+            for (std::size_t i = 0; same && i < list.written.size(); ++i)
+                same = list.array->at(i).dictionary() == list.written[i];
+            if (same)
+                continue;
+            if (list.array->size() != list.written.size()) {
+                broken = true;
+                return;
+            }
+            out.op(kOrder);
+            out.byte(list.depth);
+            for (std::uint8_t i = 0; i < list.depth; ++i)
+                out.number(list.path[i]);
+            out.number(list.array->size());
+            for (std::size_t i = 0; i < list.array->size(); ++i) {
+                const VXDictionary *item = list.array->at(i).dictionary();
+                auto found = list.index.find(item);
+                if (found == list.index.end()) {
+                    broken = true;
+                    return;
+                }
+                out.number(found->second);
+                list.written[i] = item;
+            }
+        }
+    }
+
+    // ---- The whole entry
+
+    void compareRoot(const VXDictionary &live)
+    {
+        std::uint8_t changed = 0;
+        std::uint8_t present = 0;
+        std::array<const VXValue *, 5> now {};
+        for (std::size_t i = 0; i < root.size(); ++i) {
+            now[i] = &live.value(*rootKeys()[i]);
+            if (samePlain(*now[i], root[i]))
+                continue;
+            if (!now[i]->isNull() && !now[i]->isReal()) {
+                broken = true;
+                return;
+            }
+            changed |= std::uint8_t(1u << i);
+            if (!now[i]->isNull())
+                present |= std::uint8_t(1u << i);
+            root[i] = *now[i];
+        }
+        if (!changed)
+            return;
+        out.op(kRoot);
+        out.byte(changed);
+        out.byte(present);
+        for (std::size_t i = 0; i < root.size(); ++i) {
+            if (present & (1u << i))
+                out.real(now[i]->realValue());
+        }
+    }
+
+    bool sameRules(const VXDictionary &live) const
+    {
+        for (const QString *key : {&VXApplicationBlacklistKey, &VXWindowBlacklistKey, &VXCutoffsKey}) {
+            if (live.value(*key) != base->value(*key))
+                return false;
+        }
+        return true;
+    }
+
+    std::optional<QByteArray> entry(VXDictionary &live)
+    {
+        out.bytes.clear();
+        if (broken || !base || !sameRules(live))
+            return std::nullopt;
+        VXDictionary *applications = live.value(VXApplicationsKey).dictionary();
+        const VXDictionary *baseApplications = base->value(VXApplicationsKey).dictionary();
+        if (applications) {
+            std::size_t fromBase = 0;
+            for (std::size_t i = 0; i < applications->size() && !broken; ++i) {
+                VXDictionary *application = applications->valueAt(i).dictionary();
+                if (!application) {
+                    broken = true;
+                    break;
+                }
+                const QString &key = applications->entries()[i].key;
+                if (baseApplications && baseApplications->contains(key))
+                    ++fromBase;
+                compareApplication(key, *application, baseApplications);
+            }
+            // Applications go only by a user's action, which saves the tree whole.
+            if (baseApplications && fromBase != baseApplications->size())
+                broken = true;
+        } else if (baseApplications && !baseApplications->isEmpty()) {
+            broken = true;
+        }
+        if (!broken)
+            comparePools(live);
+        if (!broken)
+            compareRoot(live);
+        if (broken)
+            return std::nullopt;
+        return out.bytes;
+    }
+};
+
+VXJournal::VXJournal(VXScheduler &scheduler, VXConfigurationStore &store,
+                     std::function<VXDictionaryRef()> configuration) :
+    m_scheduler(scheduler),
+    m_store(store), m_configuration(std::move(configuration)), m_encoder(std::make_unique<Encoder>())
+{
+}
+
+VXJournal::~VXJournal()
+{
+    m_scheduler.cancelAll(this);
+}
+
+void VXJournal::noteTick()
+{
+    m_store.noteChange();
+    if (!m_scheduler.isPending(this, kFlushOperation))
+        m_scheduler.performAfterDelay(this, kFlushOperation, kFlushInterval, [this] { flush(); });
+}
+
+void VXJournal::noteTreeReplaced()
+{
+    m_saveWhole = true;
+    noteTick();
+}
+
+void VXJournal::rebase(const VXDictionaryRef &snapshot, bool changeFollows)
+{
+    const VXDictionaryRef live = m_configuration();
+    m_saveWhole = changeFollows || !snapshot || !live;
+    if (live && snapshot)
+        m_encoder->reset(snapshot, *live);
+    else
+        m_encoder->base = VXDictionaryRef();
+    if (changeFollows)
+        noteTick();
+}
+
+std::optional<QByteArray> VXJournal::entry()
+{
+    const VXDictionaryRef live = m_configuration();
+    if (m_saveWhole || !live)
+        return std::nullopt;
+    return m_encoder->entry(*live);
+}
+
+void VXJournal::flush()
+{
+    m_scheduler.cancel(this, kFlushOperation);
+    if (!m_configuration())
+        return;
+    const std::optional<QByteArray> payload = entry();
+    if (!payload) {
+        // While the record cannot be written, the periodic save tries again; the tree stays whole
+        // in memory meanwhile.
+        if (m_store.saveFailure().isEmpty())
+            m_store.writeWhole();
+    } else if (!payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload)))
+        m_saveWhole = true;
+}
+
+bool VXJournal::isFlushPending() const
+{
+    return m_scheduler.isPending(this, kFlushOperation);
+}

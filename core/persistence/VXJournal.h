@@ -1,0 +1,137 @@
+#pragma once
+
+// The journal beside the record (Configurations/Default.journal, mode 0600): what the tracker
+// changed since the last full save, so that a kill, a power cut or a crashed display server
+// costs seconds of tracking instead of the half hour between saves.
+//
+// A full save writes the whole record and starts a new journal tied to it (the header holds the
+// record file's size and checksum). Between full saves, at most every kFlushInterval seconds
+// while the sampler changes the tree (never while nothing does), one entry is appended and
+// flushed to the disk. An entry holds only what changed since the previous one: the root's
+// totals, the times and flags of the items that moved, the numbers appended to their event logs,
+// new windows and applications whole, the order of re-sorted lists. Each entry carries its
+// length and checksum, so a torn last entry is recognised and ignored.
+//
+//     record (full save, checksum C) | journal: header(C) [entry 1][entry 2][entry 3, torn...]
+//     restart:  record + entry 1 + entry 2, open periods closed at entry 2's "Last Timestamp"
+//
+// What a user changes (a reset, an undo, a pool edit, an import) is never journalled: the
+// save before the change already wrote the record, and the tree after the change is saved
+// whole at the next flush, which starts a new journal. A journal whose header names another
+// record is set aside, never applied.
+
+#include "VXValue.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class VXConfigurationStore;
+class VXScheduler;
+
+// CRC-32 (the polynomial of zlib and PNG).
+std::uint32_t VXChecksum(const char *data, std::size_t size, std::uint32_t crc = 0);
+inline std::uint32_t VXChecksum(const QByteArray &data)
+{
+    return VXChecksum(data.constData(), std::size_t(data.size()));
+}
+
+// The journal's file: a header naming its record, then framed entries.
+namespace VXJournalFile {
+
+inline constexpr int kHeaderSize = 24;
+
+// The header of a journal that continues the record whose file holds `record`.
+QByteArray header(const QByteArray &record);
+// One entry as it goes to the file: length, checksum, payload.
+QByteArray frame(const QByteArray &payload);
+
+struct Contents {
+    enum class Status {
+        Missing,   // no journal, or one with no entry
+        Matches,   // its header names this record
+        OtherRecord,   // a journal of another record (never applied)
+        Damaged,   // no readable header
+    };
+    Status status = Status::Missing;
+    std::vector<QByteArray> entries;   // the intact payloads, in order
+    // Where the intact part ends; past it: a torn last entry (ignored) or damage in the middle
+    // (kept aside).
+    qsizetype intactSize = 0;
+    bool damagedInTheMiddle = false;
+};
+// Splits a journal's bytes for the record whose file holds `record`.
+Contents read(const QByteArray &journal, const QByteArray &record);
+
+}   // namespace VXJournalFile
+
+// Applies entries to a tree that holds the record they continue (the tree the record file
+// holds, then each entry in order). Answers false, leaving the tree as far as it got, at an
+// entry that does not fit the tree (it came from another record, or it is damaged).
+class VXJournalReplay
+{
+public:
+    explicit VXJournalReplay(VXDictionary &tree);
+    bool apply(const QByteArray &payload);
+
+private:
+    VXDictionary &m_tree;
+    std::vector<VXDictionaryRef> m_items;   // by the journal's item numbers
+    // Pool items in the order the record holds them: pools, then members, then entries.
+    std::vector<std::vector<std::vector<VXDictionaryRef>>> m_canonicalPools;
+};
+
+// Closes every event-log period still open at the tree's "Last Timestamp", as the next tick
+// after a gap would: a period that began then is dropped, any other ends then. A record that a
+// replay recovered claims no time that was not seen.
+void VXCloseOpenPeriods(VXDictionary &tree);
+
+// The recorder and its flush cadence. The controller tells it when the sampler changed the
+// tree (noteTick) and when something else replaced or rebuilt it (noteTreeReplaced); the store
+// tells it when a full save took a new snapshot (rebase).
+class VXJournal
+{
+public:
+    static const QString kFlushOperation;   // "flushJournal"
+    static constexpr double kFlushInterval = 5.0;
+
+    VXJournal(VXScheduler &scheduler, VXConfigurationStore &store, std::function<VXDictionaryRef()> configuration);
+    ~VXJournal();
+
+    VXJournal(const VXJournal &) = delete;
+    VXJournal &operator=(const VXJournal &) = delete;
+
+    // The sampler changed the tree: a flush is due within kFlushInterval.
+    void noteTick();
+    // The tree was replaced or rebuilt outside the sampler (undo, redo, a user's change, a
+    // blacklist edit): the next flush saves it whole.
+    void noteTreeReplaced();
+    // A full save took `snapshot` of the live tree (an immutable copy, the record as written).
+    // `changeFollows`: the save comes before a user's change, so the tree is saved whole again
+    // at the next flush.
+    void rebase(const VXDictionaryRef &snapshot, bool changeFollows);
+
+    // Appends what changed since the last flush (or saves whole, see above). Runs by itself
+    // kFlushInterval after the first change; the program calls it before it ends abruptly.
+    void flush();
+    // The entry the next flush would write (empty when nothing changed), without writing it;
+    // nothing when the tree must be saved whole instead.
+    std::optional<QByteArray> entry();
+
+    bool isFlushPending() const;
+
+private:
+    struct Mark;
+    struct Encoder;
+
+    VXScheduler &m_scheduler;
+    VXConfigurationStore &m_store;
+    std::function<VXDictionaryRef()> m_configuration;
+    bool m_saveWhole = true;
+    std::unique_ptr<Encoder> m_encoder;
+};
