@@ -48,10 +48,9 @@ Census census(const QImage &image)
     return c;
 }
 
-class StatusItemIconTest : public ::testing::Test
+class StatusItemIconTest : public VXWidgetTest
 {
 protected:
-    void SetUp() override { VXEnsureWidgetApplication(); }
 };
 
 TEST_F(StatusItemIconTest, TheDrawnIconsTakeTheColourOfTheirState)

@@ -18,11 +18,9 @@
 
 namespace {
 
-class StatusItemPanelTest : public ::testing::Test
+class StatusItemPanelTest : public VXWidgetTest
 {
 protected:
-    void SetUp() override { VXEnsureWidgetApplication(); }
-
     QToolButton *scopeButton(VXStatusItemPanel &panel, const char *name)
     {
         return panel.findChild<QToolButton *>(QString::fromLatin1(name));

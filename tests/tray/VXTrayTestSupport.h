@@ -7,6 +7,8 @@
 
 #include <QApplication>
 
+#include <gtest/gtest.h>
+
 inline QApplication *VXEnsureWidgetApplication()
 {
     if (auto *application = qobject_cast<QApplication *>(QCoreApplication::instance()))
@@ -19,3 +21,11 @@ inline QApplication *VXEnsureWidgetApplication()
     static QApplication application(argc, argv);
     return &application;
 }
+
+// A fixture whose application exists before any member of the fixtures derived from it (a
+// settings store would otherwise make a QCoreApplication first, and widgets need a QApplication).
+class VXWidgetTest : public ::testing::Test
+{
+protected:
+    VXWidgetTest() { VXEnsureWidgetApplication(); }
+};
