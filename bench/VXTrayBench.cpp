@@ -196,6 +196,8 @@ int main(int argc, char **argv)
         share(qPrintable(QStringLiteral("taskbar icon refresh (%1)").arg(QLatin1String(state))),
               best(
                   runs, [] {}, [&] { icon.updateIcon(); }));
+        share(qPrintable(QStringLiteral("  of which the drawing (%1)").arg(QLatin1String(state))),
+              best(runs, [] {}, [&] { (void)VXTaskbarReportIcon::renderReportImage(view, 1.0); }));
         share(qPrintable(QStringLiteral("desktop report refresh (%1)").arg(QLatin1String(state))),
               best(
                   runs, [] {}, [&] { desktop.updateIcon(); }));
