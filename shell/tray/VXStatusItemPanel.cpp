@@ -377,12 +377,10 @@ void VXStatusItemPanel::keyPressEvent(QKeyEvent *event)
 
 void VXStatusItemPanel::closeEvent(QCloseEvent *event)
 {
-    // Closed from outside (the window manager's close): the same way out, minus the fade.
-    if (!m_vanishing && isVisible() && !hasAttachedDialog()) {
-        m_vanishing = true;
+    // Closed from outside (the window manager's close): the same way out, without the fade.
+    if (isVisible() && !m_vanishing) {
         Q_EMIT windowWillVanish();
         saveFrame();
-        m_vanishing = false;
     }
     QWidget::closeEvent(event);
 }

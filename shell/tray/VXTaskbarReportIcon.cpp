@@ -79,16 +79,13 @@ void VXTaskbarReportIcon::updateIcon()
 {
     m_scheduler.cancel(this, kUpdateIconOperation);
     if (m_hibernating)
-        return apply(Kind::GreyProgramIcon, applicationIcon(true));
+        return apply(Kind::GreyProgramIcon);
     if (!m_windowed)
-        return apply(Kind::ProgramIcon, applicationIcon(false));
-    if (!m_defaults.boolForKey(kShowInDockKey)) {
-        if (m_defaults.boolForKey(kFallBackToFakeKey))
-            return apply(Kind::FakeReport, QIcon(QPixmap::fromImage(VXNamedStatusImage(kReportImage, kPoints))));
-        return apply(Kind::ProgramIcon, applicationIcon(false));
-    }
+        return apply(Kind::ProgramIcon);
+    if (!m_defaults.boolForKey(kShowInDockKey))
+        return apply(m_defaults.boolForKey(kFallBackToFakeKey) ? Kind::FakeReport : Kind::ProgramIcon);
     if (!m_view) {
-        apply(Kind::FakeReport, QIcon(QPixmap::fromImage(VXNamedStatusImage(kReportImage, kPoints))));
+        apply(Kind::FakeReport);
     } else {
         refreshHiddenView(m_view);
         const QScreen *screen = QGuiApplication::primaryScreen();
@@ -99,12 +96,14 @@ void VXTaskbarReportIcon::updateIcon()
     m_scheduler.performAfterDelay(this, kUpdateIconOperation, kRefreshInterval, [this] { updateIcon(); });
 }
 
-void VXTaskbarReportIcon::apply(Kind kind, const QIcon &icon)
+void VXTaskbarReportIcon::apply(Kind kind)
 {
-    if (kind != Kind::LiveReport)
-        m_liveImage = QImage();
+    m_liveImage = QImage();
     if (kind == m_kind)
         return;
     m_kind = kind;
-    QApplication::setWindowIcon(icon);
+    if (kind == Kind::FakeReport)
+        QApplication::setWindowIcon(QIcon(QPixmap::fromImage(VXNamedStatusImage(kReportImage, kPoints))));
+    else
+        QApplication::setWindowIcon(applicationIcon(kind == Kind::GreyProgramIcon));
 }

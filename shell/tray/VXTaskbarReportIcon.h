@@ -52,7 +52,8 @@ public:
     static void refreshHiddenView(VXReportView *view);
 
 private:
-    void apply(Kind kind, const QIcon &icon);
+    // Sets the icon of a kind other than the live report, when it is not already set.
+    void apply(Kind kind);
 
     VXUserDefaults &m_defaults;
     VXScheduler &m_scheduler;

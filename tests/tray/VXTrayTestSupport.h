@@ -18,8 +18,8 @@ inline QApplication *VXEnsureWidgetApplication()
     static int argc = 1;
     static char name[] = "wendle-tray-tests";
     static char *argv[] = {name, nullptr};
-    static QApplication application(argc, argv);
-    return &application;
+    // Kept to the end of the program, like the core tests' application (see VXEnsureCoreApplication).
+    return new QApplication(argc, argv);
 }
 
 // A fixture whose application exists before any member of the fixtures derived from it (a
