@@ -197,7 +197,8 @@ int main(int argc, char **argv)
               best(
                   runs, [] {}, [&] { icon.updateIcon(); }));
         share(qPrintable(QStringLiteral("  of which the drawing (%1)").arg(QLatin1String(state))),
-              best(runs, [] {}, [&] { (void)VXTaskbarReportIcon::renderReportImage(view, 1.0); }));
+              best(
+                  runs, [] {}, [&] { (void)VXTaskbarReportIcon::renderReportImage(view, 1.0); }));
         share(qPrintable(QStringLiteral("desktop report refresh (%1)").arg(QLatin1String(state))),
               best(
                   runs, [] {}, [&] { desktop.updateIcon(); }));
