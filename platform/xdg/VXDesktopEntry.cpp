@@ -2,6 +2,8 @@
 
 #include <QFile>
 
+#include <utility>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -71,6 +73,9 @@ bool VXDesktopEntry::parse(QByteArrayView data, VXDesktopEntry &entry)
     bool inGroup = false;
     bool haveName = false;
     bool haveStartupWMClass = false;
+    bool haveExec = false;
+    bool haveType = false;
+    bool haveHidden = false;
     qsizetype position = 0;
     while (position < data.size()) {
         qsizetype end = data.indexOf('\n', position);
@@ -110,6 +115,15 @@ bool VXDesktopEntry::parse(QByteArrayView data, VXDesktopEntry &entry)
                 entry.startupWMClass = unescapedValue(value);
                 haveStartupWMClass = true;
             }
+        } else if (key == QByteArrayView("Exec")) {
+            if (!std::exchange(haveExec, true))
+                entry.exec = unescapedValue(value);
+        } else if (key == QByteArrayView("Type")) {
+            if (!std::exchange(haveType, true))
+                entry.type = unescapedValue(value);
+        } else if (key == QByteArrayView("Hidden")) {
+            if (!std::exchange(haveHidden, true))
+                entry.hidden = value.compare("true", Qt::CaseInsensitive) == 0;
         } else if (key.startsWith("Name[") && key.endsWith(']') && key.size() > 6) {
             const QString locale = QString::fromUtf8(key.sliced(5, key.size() - 6));
             if (entry.localizedNames.size() < kMaximumLocalizedNames && !entry.localizedNames.contains(locale))

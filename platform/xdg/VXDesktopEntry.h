@@ -26,6 +26,10 @@ struct VXDesktopEntry {
     // "Name[xx]" values by their locale ("de", "pt_BR", "sr@latin").
     QHash<QString, QString> localizedNames;
     QString startupWMClass;
+    // What autostart needs: the command line, the type and whether the entry counts as deleted.
+    QString exec;
+    QString type;
+    bool hidden = false;
 
     // The name for the first locale form that has one ("pt_BR", then "pt"), else Name.
     QString localizedName(const QStringList &localeForms) const;
