@@ -62,7 +62,14 @@ struct VXConfigurationStore::Writer {
         return std::exchange(result, Result());
     }
 
-    Writer() { thread.setMaxThreadCount(1); }
+    // The thread is made now and kept: a thread made later needs descriptors for its event
+    // dispatcher, and a process that ran out of them would then end on the spot, before a save.
+    Writer()
+    {
+        thread.setMaxThreadCount(1);
+        thread.setExpiryTimeout(-1);
+        thread.start([] {});
+    }
     ~Writer() { thread.waitForDone(); }
 
     void write(const VXDictionaryRef &snapshot, const QString &path)
