@@ -197,7 +197,9 @@ void VXItemList::keyPressEvent(QKeyEvent *event)
     case Qt::Key_Backspace: Q_EMIT deleteRequested(); return;
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        if (current.isValid() && (m_model->flags(current) & Qt::ItemIsEditable)) {
+        // (A Return that an open editor passed on is not a new edit.)
+        if (state() != QAbstractItemView::EditingState && current.isValid()
+            && (m_model->flags(current) & Qt::ItemIsEditable)) {
             edit(current);
             return;
         }
@@ -344,9 +346,10 @@ void VXItemList::clearDropHighlight()
 void VXItemList::dragEnterEvent(QDragEnterEvent *event)
 {
     if (m_list == VXOrganizerList::Pools && event->mimeData()->hasFormat(VXListItemPasteboardType)) {
+        // Accepted whatever lies under the pointer now, so that the moves that follow arrive.
+        updateDropHighlight(dropTargetAt(event->position().toPoint(), event->mimeData()), event->modifiers());
         event->setDropAction(Qt::CopyAction);
         event->accept();
-        dragMoveEvent(event);
     } else {
         event->ignore();
     }

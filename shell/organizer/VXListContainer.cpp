@@ -127,6 +127,16 @@ void VXListContainer::setItemExpanded(const VXDictionaryRef &item, bool expanded
     }
 }
 
+bool VXListContainer::isNotesEditorOpen() const
+{
+    return !m_notesDialog.isNull();
+}
+
+VXNotesDialog *VXListContainer::notesDialog() const
+{
+    return m_notesDialog.data();
+}
+
 void VXListContainer::editNotesForPool(const VXDictionaryRef &pool)
 {
     if (!pool || m_notesDialog || pool->value(VXPathKey).stringRef() != VXPoolPathMarker)
@@ -138,6 +148,8 @@ void VXListContainer::editNotesForPool(const VXDictionaryRef &pool)
     host->raise();
     host->activateWindow();
     m_notesDialog = new VXNotesDialog(m_controller.organizer(), pool, host);
+    // Closed is closed, though the dialog itself goes only on the next turn of the loop.
+    connect(m_notesDialog, &QDialog::finished, this, [this] { m_notesDialog = nullptr; });
     m_notesDialog->open();
 }
 

@@ -55,11 +55,11 @@ public:
 
     bool isItemExpanded(const VXDictionary &item) const override;
     void setItemExpanded(const VXDictionaryRef &item, bool expanded) override;
-    bool isNotesEditorOpen() const override { return !m_notesDialog.isNull(); }
+    bool isNotesEditorOpen() const override;
     void editNotesForPool(const VXDictionaryRef &pool) override;
     void reportFailure(const QString &message, const QString &why) override;
 
-    VXNotesDialog *notesDialog() const { return m_notesDialog; }
+    VXNotesDialog *notesDialog() const;
 
 private:
     VXMainController &m_controller;
