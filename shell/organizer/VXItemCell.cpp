@@ -22,6 +22,8 @@ void VXItemCell::paint(QPainter *painter, const QStyleOptionViewItem &option, co
 {
     QStyleOptionViewItem opt = option;
     initStyleOption(&opt, index);
+    if (index.data(VXItemListModel::IsHeaderRole).toBool())
+        opt.state |= QStyle::State_Enabled;
     opt.decorationSize = QSize(kIconSize, kIconSize);
     const bool isPool = index.data(VXItemListModel::IsPoolRole).toBool();
     const QRect cell = opt.rect;

@@ -334,7 +334,7 @@ Qt::ItemFlags VXItemListModel::flags(const QModelIndex &index) const
         return m_list == VXOrganizerList::Pools ? Qt::ItemIsDropEnabled : Qt::NoItemFlags;
     const Node &node = *nodeForIndex(index);
     if (!node.item)
-        return Qt::ItemIsEnabled;   // the header row: never selected
+        return Qt::NoItemFlags;   // the header row: never selected nor current (drawn as enabled)
     Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsDragEnabled;
     if (index.column() == VXNameColumn && m_operations.shouldEditItem(m_list, *node.item))
         flags |= Qt::ItemIsEditable;

@@ -41,6 +41,8 @@ void VXPieCell::paint(QPainter *painter, const QStyleOptionViewItem &option, con
 {
     QStyleOptionViewItem opt = option;
     initStyleOption(&opt, index);
+    if (index.data(VXItemListModel::IsHeaderRole).toBool())
+        opt.state |= QStyle::State_Enabled;
     QStyle *style = opt.widget ? opt.widget->style() : QApplication::style();
     const bool selected = opt.state & QStyle::State_Selected;
     const QVariant fraction = index.data(VXItemListModel::PieFractionRole);
