@@ -43,8 +43,11 @@ void VXItemCell::paint(QPainter *painter, const QStyleOptionViewItem &option, co
     style->drawControl(QStyle::CE_ItemViewItem, &opt, painter, opt.widget);
     if (isPool) {
         const bool highlighted = index.data(VXItemListModel::NotesHighlightRole).toBool();
-        VXOrganizerIcons::infoIcon(highlighted)
-            .paint(painter, infoIconRect(cell), Qt::AlignCenter, selected ? QIcon::Selected : QIcon::Normal);
+        const QRect place = infoIconRect(cell);
+        const qreal ratio = painter->device() ? painter->device()->devicePixelRatioF() : 1.0;
+        painter->drawPixmap(place,
+                            VXOrganizerIcons::infoIcon(highlighted)
+                                .pixmap(place.size(), ratio, selected ? QIcon::Selected : QIcon::Normal));
     }
     painter->restore();
 }

@@ -76,9 +76,14 @@ VXItemList::VXItemList(VXMainController &controller, VXOrganizerList list, QWidg
     });
     showSortColumn(m_controller.sortColumn());
 
-    connect(this, &QTreeView::expanded, this, [this](const QModelIndex &index) { itemExpansionChanged(index, true); });
-    connect(this, &QTreeView::collapsed, this,
-            [this](const QModelIndex &index) { itemExpansionChanged(index, false); });
+    connect(this, &QTreeView::expanded, this, [this](const QModelIndex &index) {
+        m_model->setRowOpen(index, true);
+        itemExpansionChanged(index, true);
+    });
+    connect(this, &QTreeView::collapsed, this, [this](const QModelIndex &index) {
+        m_model->setRowOpen(index, false);
+        itemExpansionChanged(index, false);
+    });
 
     m_springTimer.setSingleShot(true);
     m_springTimer.setInterval(kSpringLoadingDelay);
@@ -90,6 +95,19 @@ VXItemList::VXItemList(VXMainController &controller, VXOrganizerList list, QWidg
 }
 
 VXItemList::~VXItemList() = default;
+
+void VXItemList::reload()
+{
+    // The rows in view, top to bottom.
+    QModelIndexList inView;
+    const int bottom = viewport()->height();
+    for (QModelIndex index = indexAt(QPoint(0, 0)); index.isValid(); index = indexBelow(index)) {
+        if (visualRect(index).top() >= bottom)
+            break;
+        inView.append(index);
+    }
+    m_model->reload(inView);
+}
 
 // ---- Selection and expansion
 
@@ -113,6 +131,14 @@ bool VXItemList::selectItem(const VXDictionary *item)
 
 void VXItemList::restoreExpansionStates(bool regardless)
 {
+    // Only rows that came since the last time can have a state to restore: the others show
+    // theirs already (opening and closing store it).
+    const int inserted = m_model->changes().insertedRows;
+    if (!regardless && inserted == m_insertedRowsAtRestore
+        && m_model->controller().configuration() == m_restoredConfiguration)
+        return;
+    m_insertedRowsAtRestore = inserted;
+    m_restoredConfiguration = m_model->controller().configuration();
     m_restoringExpansion = true;
     std::vector<QModelIndex> pending {QModelIndex()};
     while (!pending.empty()) {
@@ -121,9 +147,9 @@ void VXItemList::restoreExpansionStates(bool regardless)
         for (int row = 0, rows = m_model->rowCount(parent); row < rows; ++row) {
             const QModelIndex index = m_model->index(row, 0, parent);
             const VXDictionaryRef item = m_model->itemForIndex(index);
-            if (!item || !m_model->hasChildren(index))
+            if (!item || !(regardless || boolForKey(*item, VXExpandedKey)) || !m_model->hasChildren(index))
                 continue;
-            if (regardless || boolForKey(*item, VXExpandedKey)) {
+            {
                 if (!isExpanded(index))
                     expand(index);
                 pending.push_back(index);
@@ -153,7 +179,9 @@ void VXItemList::itemExpansionChanged(const QModelIndex &index, bool expanded)
 
 void VXItemList::showSortColumn(int column)
 {
-    header()->setSortIndicator(column, column == VXNameColumn ? Qt::AscendingOrder : Qt::DescendingOrder);
+    const Qt::SortOrder order = column == VXNameColumn ? Qt::AscendingOrder : Qt::DescendingOrder;
+    if (header()->sortIndicatorSection() != column || header()->sortIndicatorOrder() != order)
+        header()->setSortIndicator(column, order);
 }
 
 void VXItemList::setHibernating(bool hibernating)

@@ -34,6 +34,9 @@ public:
     VXOrganizerList list() const { return m_list; }
     VXItemListModel *itemModel() const { return m_model; }
 
+    // Shows the controller's list again (after every tick).
+    void reload();
+
     // The selected item; null when nothing (or the header) is selected.
     VXDictionaryRef selectedItem() const;
     // Selects the item's row (expanding its parents); false when it is not listed.
@@ -100,6 +103,8 @@ private:
     VXItemListModel *m_model;
     bool m_hibernating = false;
     bool m_restoringExpansion = false;
+    int m_insertedRowsAtRestore = -1;
+    VXDictionaryRef m_restoredConfiguration;
     bool m_createPoolHighlight = false;
     bool m_historyArrow = false;
     QPersistentModelIndex m_dropIndex;

@@ -54,12 +54,40 @@ VXItemListModel::~VXItemListModel() = default;
 
 // ---- Following the controller
 
-void VXItemListModel::reload()
+void VXItemListModel::reload(const QModelIndexList &rowsInView)
 {
     m_overallTime = m_operations.overallTime(m_list);
-    const VXArrayRef &array
-        = m_list == VXOrganizerList::Applications ? m_controller.applicationArray() : m_controller.poolArray();
-    syncChildren(m_root, array.get());
+    m_rowsInView.clear();
+    for (const QModelIndex &index : rowsInView)
+        m_rowsInView.insert(static_cast<const Node *>(index.internalPointer()));
+    syncChildren(m_root, rootArray());
+}
+
+const VXArray *VXItemListModel::rootArray() const
+{
+    return (m_list == VXOrganizerList::Applications ? m_controller.applicationArray() : m_controller.poolArray()).get();
+}
+
+void VXItemListModel::setRowOpen(const QModelIndex &index, bool open)
+{
+    Node *node = index.isValid() ? nodeForIndex(index) : nullptr;
+    if (!node || !node->item || node->open == open)
+        return;
+    node->open = open;
+    if (open)
+        syncChildren(*node, node->item->value(VXChildrenKey).array());
+}
+
+bool VXItemListModel::canFetchMore(const QModelIndex &parent) const
+{
+    const Node *node = parent.isValid() ? nodeForIndex(parent) : nullptr;
+    return node && node->item && !node->open;
+}
+
+void VXItemListModel::fetchMore(const QModelIndex &parent)
+{
+    if (Node *node = parent.isValid() ? nodeForIndex(parent) : nullptr; node && node->item)
+        syncChildren(*node, node->item->value(VXChildrenKey).array());
 }
 
 std::unique_ptr<VXItemListModel::Node> VXItemListModel::makeNode(const VXDictionaryRef &item, Node *parent) const
@@ -87,9 +115,48 @@ void VXItemListModel::renumber(Node &node, int from)
         node.children[std::size_t(row)]->row = row;
 }
 
+bool VXItemListModel::showsExactly(const Node &node, int first, const VXArray *items)
+{
+    const std::size_t count = items ? items->size() : 0;
+    if (node.children.size() != std::size_t(first) + count)
+        return false;
+    for (std::size_t i = 0; i < count; ++i) {
+        const VXDictionary *item = items->at(i).dictionary();
+        if (!item || node.children[std::size_t(first) + i]->item.get() != item)
+            return false;
+    }
+    return true;
+}
+
 void VXItemListModel::syncChildren(Node &node, const VXArray *items)
 {
     const int first = &node == &m_root ? 1 : 0;   // the header row stays
+    if (!showsExactly(node, first, items))
+        syncRows(node, first, items);
+    for (const auto &child : node.children) {
+        // Only a row in view needs drawing again; one that comes into view is drawn from its
+        // item as it is then.
+        if (!child->item || m_rowsInView.contains(child.get()))
+            refreshShown(*child, true);
+        if (child->open && child->item)
+            syncChildren(*child, child->item->value(VXChildrenKey).array());
+    }
+}
+
+void VXItemListModel::syncClosedRows(Node &node)
+{
+    for (const auto &child : node.children) {
+        if (!child->item)
+            continue;
+        const VXArray *items = child->item->value(VXChildrenKey).array();
+        if (!showsExactly(*child, 0, items))
+            syncRows(*child, 0, items);
+        syncClosedRows(*child);
+    }
+}
+
+void VXItemListModel::syncRows(Node &node, int first, const VXArray *items)
+{
     std::vector<VXDictionary *> wanted;
     if (items) {
         wanted.reserve(items->size());
@@ -157,13 +224,6 @@ void VXItemListModel::syncChildren(Node &node, const VXArray *items)
         children.erase(children.begin() + end, children.end());
         endRemoveRows();
     }
-
-    for (std::size_t row = 0; row < children.size(); ++row) {
-        Node &child = *children[row];
-        if (child.item)
-            syncChildren(child, child.item->value(VXChildrenKey).array());
-        refreshShown(child, true);
-    }
 }
 
 VXItemListModel::Shown VXItemListModel::shownFor(const Node &node) const
@@ -197,17 +257,34 @@ VXItemListModel::Shown VXItemListModel::shownFor(const Node &node) const
     return shown;
 }
 
-void VXItemListModel::refreshShown(Node &node, bool emitChanges)
+bool VXItemListModel::refreshShown(Node &node, bool emitChanges)
 {
     Shown shown = shownFor(node);
     if (shown == node.shown)
-        return;
+        return false;
+    // Only the cells that show something else: a cell alone is repainted alone.
+    const bool wholeRow = shown.state != node.shown.state;
+    const bool name = wholeRow || shown.name != node.shown.name;
+    const bool front
+        = wholeRow || shown.frontSeconds != node.shown.frontSeconds || shown.frontPie != node.shown.frontPie;
+    const bool total
+        = wholeRow || shown.totalSeconds != node.shown.totalSeconds || shown.totalPie != node.shown.totalPie;
     node.shown = std::move(shown);
-    if (emitChanges) {
-        const QModelIndex first = indexForNode(&node, 0);
-        Q_EMIT dataChanged(first, first.siblingAtColumn(VXColumnCount - 1));
-        ++m_changes.changedRows;
+    if (!emitChanges)
+        return true;
+    ++m_changes.changedRows;
+    if (wholeRow) {
+        Q_EMIT dataChanged(indexForNode(&node, VXNameColumn), indexForNode(&node, VXTotalColumn));
+        return true;
     }
+    for (const auto &[changed, column] :
+         {std::pair {name, VXNameColumn}, std::pair {front, VXFrontColumn}, std::pair {total, VXTotalColumn}}) {
+        if (changed) {
+            const QModelIndex cell = indexForNode(&node, column);
+            Q_EMIT dataChanged(cell, cell);
+        }
+    }
+    return true;
 }
 
 // ---- Indexes
@@ -229,10 +306,8 @@ VXDictionaryRef VXItemListModel::itemForIndex(const QModelIndex &index) const
     return index.isValid() ? nodeForIndex(index)->item : VXDictionaryRef();
 }
 
-QModelIndex VXItemListModel::indexForItem(const VXDictionary *item) const
+QModelIndex VXItemListModel::findItem(const VXDictionary *item) const
 {
-    if (!item)
-        return QModelIndex();
     std::vector<const Node *> pending {&m_root};
     while (!pending.empty()) {
         const Node *node = pending.back();
@@ -243,6 +318,19 @@ QModelIndex VXItemListModel::indexForItem(const VXDictionary *item) const
             pending.push_back(child.get());
     }
     return QModelIndex();
+}
+
+QModelIndex VXItemListModel::indexForItem(const VXDictionary *item)
+{
+    if (!item)
+        return QModelIndex();
+    QModelIndex index = findItem(item);
+    if (!index.isValid()) {
+        // It may lie under rows that are closed and were not followed since.
+        syncClosedRows(m_root);
+        index = findItem(item);
+    }
+    return index;
 }
 
 QModelIndex VXItemListModel::index(int row, int column, const QModelIndex &parent) const
@@ -273,7 +361,12 @@ int VXItemListModel::columnCount(const QModelIndex &parent) const
 
 bool VXItemListModel::hasChildren(const QModelIndex &parent) const
 {
-    return rowCount(parent) > 0;
+    const Node *node = nodeForIndex(parent);
+    if (node == &m_root || !node->item || node->open || parent.column() > 0)
+        return rowCount(parent) > 0;
+    // A closed row is followed only when it opens: ask its item.
+    const VXArray *children = node->item->value(VXChildrenKey).array();
+    return children && !children->isEmpty();
 }
 
 // ---- Cells
@@ -285,20 +378,22 @@ QVariant VXItemListModel::data(const QModelIndex &index, int role) const
     const Node &node = *nodeForIndex(index);
     const bool header = !node.item;
     const int column = index.column();
+    // What the row shows is made from its item now: a row that reloads skipped is still right.
+    const auto shown = [&node, this] { return shownFor(node); };
     switch (role) {
     case Qt::DisplayRole:
     case Qt::EditRole:
     case Qt::AccessibleTextRole:
         if (column == VXNameColumn)
-            return node.shown.name;
-        return durationText(column == VXFrontColumn ? node.shown.frontSeconds : node.shown.totalSeconds);
+            return shown().name;
+        return durationText(column == VXFrontColumn ? shown().frontSeconds : shown().totalSeconds);
     case Qt::DecorationRole:
         if (column == VXNameColumn && !header)
             return VXOrganizerIcons::iconForItem(*node.item);
         return QVariant();
     case Qt::FontRole: {
         QFont font;
-        font.setBold(header || (node.shown.state & kFrontActive));
+        font.setBold(header || (shown().state & kFrontActive));
         return font;
     }
     case Qt::TextAlignmentRole:
@@ -308,10 +403,10 @@ QVariant VXItemListModel::data(const QModelIndex &index, int role) const
     case PieFractionRole:
         if (header || column == VXNameColumn)
             return QVariant();
-        return double(column == VXFrontColumn ? node.shown.frontPie : node.shown.totalPie) / kPieSteps;
-    case DimmedRole: return !header && !(node.shown.state & (kActive | kFrontActive));
+        return double(column == VXFrontColumn ? shown().frontPie : shown().totalPie) / kPieSteps;
+    case DimmedRole: return !header && !(shown().state & (kActive | kFrontActive));
     case IsPoolRole: return !header && node.item->value(VXPathKey).stringRef() == VXPoolPathMarker;
-    case NotesHighlightRole: return bool(node.shown.state & kNotes);
+    case NotesHighlightRole: return bool(shown().state & kNotes);
     default: return QVariant();
     }
 }

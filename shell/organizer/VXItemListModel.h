@@ -7,14 +7,18 @@
 // The model follows the arrays without ever resetting: reload() compares what it shows with
 // the arrays item by item (by identity) and emits row removals, moves and insertions for what
 // came, went or changed places, then dataChanged for the rows whose shown content changed (a
-// time that reached another second, a pie that grew visibly, a name or state). A tick where
-// only times changed therefore touches only the cells that show them, and selection,
-// expansion, scroll position and an open editor stay where they are.
+// time that reached another second, a pie that grew visibly, a name or state) among the rows
+// in view. A tick where only times changed therefore touches only the cells that show them,
+// and selection, expansion, scroll position and an open editor stay where they are. Rows are
+// followed where they can be seen: the top rows and the rows under open ones; a row that opens
+// is brought up to date first, so a year's closed windows cost nothing twice a second. Cells
+// are drawn from the items as they are, so a row that comes into view is right at once.
 
 #include "VXOrganizerOperations.h"
 #include "VXValue.h"
 
 #include <QAbstractItemModel>
+#include <QSet>
 
 #include <cstdint>
 #include <memory>
@@ -41,8 +45,9 @@ public:
     VXOrganizerList list() const { return m_list; }
     VXMainController &controller() const { return m_controller; }
 
-    // Shows the controller's array again (after every tick).
-    void reload();
+    // Shows the controller's array again (after every tick). `rowsInView`: the rows the view
+    // shows now, the only ones whose cells can need drawing again.
+    void reload(const QModelIndexList &rowsInView = {});
     // Counts of what reload() emitted since the model was made, for tests and benchmarks.
     struct Changes {
         int resets = 0;
@@ -54,7 +59,14 @@ public:
     const Changes &changes() const { return m_changes; }
 
     VXDictionaryRef itemForIndex(const QModelIndex &index) const;
-    QModelIndex indexForItem(const VXDictionary *item) const;
+    // The item's row, wherever it is (rows under closed ones are brought up to date first).
+    QModelIndex indexForItem(const VXDictionary *item);
+
+    // The views say which rows they show open: the rows under an open row follow every
+    // reload; those under a closed one are brought up to date when it opens (fetchMore()).
+    void setRowOpen(const QModelIndex &index, bool open);
+    bool canFetchMore(const QModelIndex &parent) const override;
+    void fetchMore(const QModelIndex &parent) override;
     static bool isHeader(const QModelIndex &index) { return index.isValid() && index.data(IsHeaderRole).toBool(); }
 
     QModelIndex index(int row, int column, const QModelIndex &parent = QModelIndex()) const override;
@@ -89,15 +101,26 @@ private:
         int row = 0;
         std::vector<std::unique_ptr<Node>> children;
         Shown shown;
+        bool open = false;   // shown open by the view: its rows follow every reload
     };
 
     Node *nodeForIndex(const QModelIndex &index) const;
     QModelIndex indexForNode(const Node *node, int column = 0) const;
     std::unique_ptr<Node> makeNode(const VXDictionaryRef &item, Node *parent) const;
-    // Brings the node's children in line with `items`, then each child's own.
+    // Brings the node's children in line with `items`, then what each shows, then the rows
+    // under the open ones.
     void syncChildren(Node &node, const VXArray *items);
+    // The rows under closed ones brought in line with the items (for a search).
+    void syncClosedRows(Node &node);
+    const VXArray *rootArray() const;
+    QModelIndex findItem(const VXDictionary *item) const;
+    // Whether the rows from `first` on are the items, in order (the usual tick).
+    static bool showsExactly(const Node &node, int first, const VXArray *items);
+    // Removes, moves and inserts rows until they are.
+    void syncRows(Node &node, int first, const VXArray *items);
     Shown shownFor(const Node &node) const;
-    void refreshShown(Node &node, bool emitChanges);
+    // Answers whether the row shows something else now.
+    bool refreshShown(Node &node, bool emitChanges);
     static void renumber(Node &node, int from);
 
     VXMainController &m_controller;
@@ -105,5 +128,6 @@ private:
     VXOrganizerList m_list;
     Node m_root;
     double m_overallTime = 0.0;
+    QSet<const Node *> m_rowsInView;
     Changes m_changes;
 };

@@ -1,6 +1,7 @@
 #include "VXListContainer.h"
 
 #include "VXConfigurationKeys.h"
+#include "VXDictionaryExtensions.h"
 #include "VXItemList.h"
 #include "VXItemListModel.h"
 #include "VXMainController.h"
@@ -53,12 +54,14 @@ VXItemList *VXListContainer::listFor(VXOrganizerList list) const
 
 void VXListContainer::reloadApplicationList()
 {
-    m_applicationList->itemModel()->reload();
+    m_applicationList->reload();
+    // The sort column may have been changed from outside (`wendle defaults write Sort`).
+    showSortColumn(m_controller.sortColumn());
 }
 
 void VXListContainer::reloadPoolList()
 {
-    m_poolList->itemModel()->reload();
+    m_poolList->reload();
 }
 
 void VXListContainer::restoreExpansionStates(bool regardless)
@@ -108,23 +111,26 @@ bool VXListContainer::deleteSelectedItem()
 
 // ---- VXOrganizerView
 
+VXItemList *VXListContainer::listShowing(const VXDictionary &item) const
+{
+    return isPoolOrPoolItem(item) ? m_poolList : m_applicationList;
+}
+
 bool VXListContainer::isItemExpanded(const VXDictionary &item) const
 {
-    for (VXItemList *list : {m_applicationList, m_poolList}) {
-        const QModelIndex index = list->itemModel()->indexForItem(&item);
-        if (index.isValid())
-            return list->isExpanded(index);
-    }
-    return false;
+    VXItemList *list = listShowing(item);
+    const QModelIndex index = list->itemModel()->indexForItem(&item);
+    return index.isValid() && list->isExpanded(index);
 }
 
 void VXListContainer::setItemExpanded(const VXDictionaryRef &item, bool expanded)
 {
-    for (VXItemList *list : {m_applicationList, m_poolList}) {
-        const QModelIndex index = list->itemModel()->indexForItem(item.get());
-        if (index.isValid())
-            list->setExpanded(index, expanded);
-    }
+    if (!item)
+        return;
+    VXItemList *list = listShowing(*item);
+    const QModelIndex index = list->itemModel()->indexForItem(item.get());
+    if (index.isValid())
+        list->setExpanded(index, expanded);
 }
 
 bool VXListContainer::isNotesEditorOpen() const

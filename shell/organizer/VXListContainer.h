@@ -62,6 +62,9 @@ public:
     VXNotesDialog *notesDialog() const;
 
 private:
+    // The list an item of the tree belongs in.
+    VXItemList *listShowing(const VXDictionary &item) const;
+
     VXMainController &m_controller;
     QSplitter *m_splitter;
     VXItemList *m_applicationList;

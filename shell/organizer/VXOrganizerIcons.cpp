@@ -34,19 +34,36 @@ public:
     {
         return scaledPixmap(size, mode, state, 1.0);
     }
+    // Drawn once per size, scale, mode and palette: rows repaint often.
     QPixmap scaledPixmap(const QSize &size, QIcon::Mode mode, QIcon::State state, qreal scale) override
     {
+        const QPalette palette = QGuiApplication::palette();
+        const QString key = QStringLiteral("%1x%2@%3:%4:%5:%6")
+                                .arg(size.width())
+                                .arg(size.height())
+                                .arg(scale)
+                                .arg(int(mode))
+                                .arg(palette.color(QPalette::Text).rgba())
+                                .arg(palette.color(QPalette::Highlight).rgba());
+        if (const auto cached = m_pixmaps.constFind(key); cached != m_pixmaps.constEnd())
+            return *cached;
         QPixmap pixmap(size * scale);
         pixmap.setDevicePixelRatio(scale);
         pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        paint(&painter, QRect(QPoint(), size), mode, state);
+        {
+            QPainter painter(&pixmap);
+            paint(&painter, QRect(QPoint(), size), mode, state);
+        }
+        if (m_pixmaps.size() > 64)
+            m_pixmaps.clear();
+        m_pixmaps.insert(key, pixmap);
         return pixmap;
     }
     QIconEngine *clone() const override { return new DrawnIconEngine(m_draw); }
 
 private:
     Draw m_draw;
+    QHash<QString, QPixmap> m_pixmaps;
 };
 
 QIcon drawnIcon(DrawnIconEngine::Draw draw)

@@ -50,6 +50,7 @@ TEST_F(OrganizerListsTest, RowsShowTheDayWithHeaderRowsTimesAndStates)
     EXPECT_EQ(Organizer::names(apps), (QStringList {u"Applications"_s, u"Editor"_s, u"Terminal"_s, u"Viewer"_s}));
     EXPECT_EQ(Organizer::names(pools), QStringList {u"Pools"_s});
     const QModelIndex editor = Organizer::row(apps, u"Editor"_s);
+    apps->expand(editor);
     EXPECT_EQ(Organizer::names(apps, editor), (QStringList {u"Report.odt"_s, u"Notes.txt"_s}));
 
     // The header row: not selectable, bold, the overall time in the total column only.
@@ -267,9 +268,6 @@ TEST_F(OrganizerListsTest, TicksNeverResetTheModelsNorDisturbSelectionScrollOrAn
     organizer.controller->updateLists(&organizer);
     VXItemList *apps = organizer.appList();
     VXItemList *pools = organizer.poolList();
-    QSignalSpy appResets(apps->model(), &QAbstractItemModel::modelReset);
-    QSignalSpy poolResets(pools->model(), &QAbstractItemModel::modelReset);
-    QSignalSpy appInserts(apps->model(), &QAbstractItemModel::rowsInserted);
 
     // An edit in the pool list, a selection, an expanded row and a scroll position in the other.
     pools->setCurrentIndex(Organizer::row(pools, u"Writing"_s));
@@ -280,6 +278,9 @@ TEST_F(OrganizerListsTest, TicksNeverResetTheModelsNorDisturbSelectionScrollOrAn
     apps->verticalScrollBar()->setValue(apps->verticalScrollBar()->maximum() / 2);
     const int scrolled = apps->verticalScrollBar()->value();
     ASSERT_GT(scrolled, 0);
+    QSignalSpy appResets(apps->model(), &QAbstractItemModel::modelReset);
+    QSignalSpy poolResets(pools->model(), &QAbstractItemModel::modelReset);
+    QSignalSpy appInserts(apps->model(), &QAbstractItemModel::rowsInserted);
 
     // Only times change: no row comes or goes. The open editor holds the scheduled ticks; a
     // forced one reloads around it.
