@@ -137,7 +137,7 @@ void VXItemListModel::syncChildren(Node &node, const VXArray *items)
         // Only a row in view needs drawing again; one that comes into view is drawn from its
         // item as it is then.
         if (!child->item || m_rowsInView.contains(child.get()))
-            refreshShown(*child, true);
+            refreshShown(*child);
         if (child->open && child->item)
             syncChildren(*child, child->item->value(VXChildrenKey).array());
     }
@@ -257,11 +257,11 @@ VXItemListModel::Shown VXItemListModel::shownFor(const Node &node) const
     return shown;
 }
 
-bool VXItemListModel::refreshShown(Node &node, bool emitChanges)
+void VXItemListModel::refreshShown(Node &node)
 {
     Shown shown = shownFor(node);
     if (shown == node.shown)
-        return false;
+        return;
     // Only the cells that show something else: a cell alone is repainted alone.
     const bool wholeRow = shown.state != node.shown.state;
     const bool name = wholeRow || shown.name != node.shown.name;
@@ -270,12 +270,10 @@ bool VXItemListModel::refreshShown(Node &node, bool emitChanges)
     const bool total
         = wholeRow || shown.totalSeconds != node.shown.totalSeconds || shown.totalPie != node.shown.totalPie;
     node.shown = std::move(shown);
-    if (!emitChanges)
-        return true;
     ++m_changes.changedRows;
     if (wholeRow) {
         Q_EMIT dataChanged(indexForNode(&node, VXNameColumn), indexForNode(&node, VXTotalColumn));
-        return true;
+        return;
     }
     for (const auto &[changed, column] :
          {std::pair {name, VXNameColumn}, std::pair {front, VXFrontColumn}, std::pair {total, VXTotalColumn}}) {
@@ -284,7 +282,6 @@ bool VXItemListModel::refreshShown(Node &node, bool emitChanges)
             Q_EMIT dataChanged(cell, cell);
         }
     }
-    return true;
 }
 
 // ---- Indexes

@@ -119,8 +119,8 @@ private:
     // Removes, moves and inserts rows until they are.
     void syncRows(Node &node, int first, const VXArray *items);
     Shown shownFor(const Node &node) const;
-    // Answers whether the row shows something else now.
-    bool refreshShown(Node &node, bool emitChanges);
+    // Tells the view about the cells that show something else now.
+    void refreshShown(Node &node);
     static void renumber(Node &node, int from);
 
     VXMainController &m_controller;
