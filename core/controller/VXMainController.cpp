@@ -4,6 +4,7 @@
 #include "VXClock.h"
 #include "VXConfigurationKeys.h"
 #include "VXControllerLogging.h"
+#include "VXEventLogDictionaryExtensions.h"
 #include "VXItemSorting.h"
 #include "VXMainControllerDelegate.h"
 #include "VXPools.h"
@@ -475,6 +476,13 @@ void VXMainController::populateViewMenu(VXReportMenu &menu, const VXReportClient
     // Out of display order on purpose: the stored value is the tag.
     addScheme(VXDarkColorSchemeTitle, 3);
     addScheme(VXLightColorSchemeTitle, 2);
+}
+
+bool VXMainController::contextMenuForEventLog(const VXDictionary &eventLog,
+                                              const VXReportClient &displayedByReportController, VXReportMenu &menu)
+{
+    Q_UNUSED(displayedByReportController);
+    return m_organizer.contextMenuForItem(eventLog.value(VXSourceKey).dictionaryRef(), true, menu);
 }
 
 // The lists and reports follow through settingDidChange(), as they do for a change made from

@@ -30,6 +30,7 @@
 #include "VXHibernation.h"
 #include "VXHibernationDelegate.h"
 #include "VXJournal.h"
+#include "VXOrganizerOperations.h"
 #include "VXReportDataSource.h"
 #include "VXResets.h"
 #include "VXResetsDelegate.h"
@@ -199,6 +200,17 @@ public:
     // The title of that command for the item's member (empty when it has none).
     QString matchAnyApplicationMenuTitle(const VXDictionary *item) const;
 
+    // ---- The organizer lists
+
+    // What the lists do to the tree (drops, renaming, expansion, the context menu, notes).
+    VXOrganizerOperations &organizer() { return m_organizer; }
+    // The Edit menu's "New Pool from Selection": what a drop of the selected application or
+    // window on empty space does. Answers success; canMakeNewPoolFromSelection() enables it.
+    bool newPoolFromSelection() { return m_organizer.newPoolFromItem(selectedItem()); }
+    bool canMakeNewPoolFromSelection() { return m_organizer.canMakePoolFromItem(selectedItem().get()); }
+    // Where launching, bringing forward and quitting other applications go.
+    VXDesktop &desktop() { return m_desktop; }
+
     // ---- The file
 
     // Where the tree is kept, its loading and its three save points.
@@ -259,6 +271,9 @@ public:
     // The View menu: the time formats and the shown activities (sent to the report when it is a
     // VXReportMenuTarget), durations as days, and the colour schemes.
     void populateViewMenu(VXReportMenu &menu, const VXReportClient &reportController) override;
+    // A report row's context menu: the organizer's menu for the entry's item.
+    bool contextMenuForEventLog(const VXDictionary &eventLog, const VXReportClient &displayedByReportController,
+                                VXReportMenu &menu) override;
 
     // The View menu's program-wide entries. Reports redraw when they see "Color Scheme" or
     // "Express Time Intervals As Days" change in the settings.
@@ -317,4 +332,5 @@ private:
     VXUndoHistory m_undoHistory;
     VXResets m_resets;
     VXExporter m_exporter;
+    VXOrganizerOperations m_organizer {*this};
 };

@@ -1,0 +1,133 @@
+#pragma once
+
+// One organizer list as a Qt model: the controller's applicationArray() or poolArray() with
+// each item's "Children" below it. Row 0 of the root is the header row ("Applications" or
+// "Pools" with the list's total); rows 1 to n are the array's items.
+//
+// The model follows the arrays without ever resetting: reload() compares what it shows with
+// the arrays item by item (by identity) and emits row removals, moves and insertions for what
+// came, went or changed places, then dataChanged for the rows whose shown content changed (a
+// time that reached another second, a pie that grew visibly, a name or state) among the rows
+// in view. A tick where only times changed therefore touches only the cells that show them,
+// and selection, expansion, scroll position and an open editor stay where they are. Rows are
+// followed where they can be seen: the top rows and the rows under open ones; a row that opens
+// is brought up to date first, so a year's closed windows cost nothing twice a second. Cells
+// are drawn from the items as they are, so a row that comes into view is right at once.
+
+#include "VXOrganizerOperations.h"
+#include "VXValue.h"
+
+#include <QAbstractItemModel>
+#include <QSet>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+class VXMainController;
+
+class VXItemListModel final : public QAbstractItemModel
+{
+    Q_OBJECT
+public:
+    enum Role {
+        ItemRole = Qt::UserRole + 1,   // the item (VXDictionary *) as quintptr; 0 for the header row
+        IsHeaderRole,   // bool
+        PieFractionRole,   // double 0..1 in the time columns; absent where no pie is drawn
+        DimmedRole,   // bool: neither active nor frontmost
+        IsPoolRole,   // bool
+        NotesHighlightRole,   // bool: the info icon is highlighted
+    };
+
+    VXItemListModel(VXMainController &controller, VXOrganizerList list, QObject *parent = nullptr);
+    ~VXItemListModel() override;
+
+    VXOrganizerList list() const { return m_list; }
+    VXMainController &controller() const { return m_controller; }
+
+    // Shows the controller's array again (after every tick). `rowsInView`: the rows the view
+    // shows now, the only ones whose cells can need drawing again.
+    void reload(const QModelIndexList &rowsInView = {});
+    // Counts of what reload() emitted since the model was made, for tests and benchmarks.
+    struct Changes {
+        int resets = 0;
+        int insertedRows = 0;
+        int removedRows = 0;
+        int movedRows = 0;
+        int changedRows = 0;
+    };
+    const Changes &changes() const { return m_changes; }
+
+    VXDictionaryRef itemForIndex(const QModelIndex &index) const;
+    // The item's row, wherever it is (rows under closed ones are brought up to date first).
+    QModelIndex indexForItem(const VXDictionary *item);
+
+    // The views say which rows they show open: the rows under an open row follow every
+    // reload; those under a closed one are brought up to date when it opens (fetchMore()).
+    void setRowOpen(const QModelIndex &index, bool open);
+    bool canFetchMore(const QModelIndex &parent) const override;
+    void fetchMore(const QModelIndex &parent) override;
+    static bool isHeader(const QModelIndex &index) { return index.isValid() && index.data(IsHeaderRole).toBool(); }
+
+    QModelIndex index(int row, int column, const QModelIndex &parent = QModelIndex()) const override;
+    QModelIndex parent(const QModelIndex &child) const override;
+    int rowCount(const QModelIndex &parent = QModelIndex()) const override;
+    int columnCount(const QModelIndex &parent = QModelIndex()) const override;
+    bool hasChildren(const QModelIndex &parent = QModelIndex()) const override;
+    QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+    Qt::ItemFlags flags(const QModelIndex &index) const override;
+    bool setData(const QModelIndex &index, const QVariant &value, int role = Qt::EditRole) override;
+
+    QStringList mimeTypes() const override;
+    QMimeData *mimeData(const QModelIndexList &indexes) const override;
+    Qt::DropActions supportedDragActions() const override { return Qt::CopyAction | Qt::MoveAction; }
+    Qt::DropActions supportedDropActions() const override { return Qt::CopyAction; }
+
+private:
+    // What a row shows, reduced to what decides whether it must be drawn again.
+    struct Shown {
+        QString name;
+        std::uint64_t frontSeconds = 0;
+        std::uint64_t totalSeconds = 0;
+        int frontPie = -1;
+        int totalPie = -1;
+        std::uint8_t state = 0;
+        bool operator==(const Shown &) const = default;
+    };
+    struct Node {
+        VXDictionaryRef item;
+        Node *parent = nullptr;
+        int row = 0;
+        std::vector<std::unique_ptr<Node>> children;
+        Shown shown;
+        bool open = false;   // shown open by the view: its rows follow every reload
+    };
+
+    Node *nodeForIndex(const QModelIndex &index) const;
+    QModelIndex indexForNode(const Node *node, int column = 0) const;
+    std::unique_ptr<Node> makeNode(const VXDictionaryRef &item, Node *parent) const;
+    // Brings the node's children in line with `items`, then what each shows, then the rows
+    // under the open ones.
+    void syncChildren(Node &node, const VXArray *items);
+    // The rows under closed ones brought in line with the items (for a search).
+    void syncClosedRows(Node &node);
+    const VXArray *rootArray() const;
+    QModelIndex findItem(const VXDictionary *item) const;
+    // Whether the rows from `first` on are the items, in order (the usual tick).
+    static bool showsExactly(const Node &node, int first, const VXArray *items);
+    // Removes, moves and inserts rows until they are.
+    void syncRows(Node &node, int first, const VXArray *items);
+    Shown shownFor(const Node &node) const;
+    // Tells the view about the cells that show something else now.
+    void refreshShown(Node &node);
+    static void renumber(Node &node, int from);
+
+    VXMainController &m_controller;
+    VXOrganizerOperations &m_operations;
+    VXOrganizerList m_list;
+    Node m_root;
+    double m_overallTime = 0.0;
+    QSet<const Node *> m_rowsInView;
+    Changes m_changes;
+};
