@@ -1,5 +1,6 @@
 #include "VXSorting.h"
 #include "VXNumberExtensions.h"
+#include "VXSeededRandom.h"
 
 #include <QLocale>
 #include <QStringList>
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <random>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -30,7 +30,7 @@ QStringList sorted(QStringList list)
 
 // Random names from pieces where the order has something to decide: case, digit runs with and
 // without leading zeros, non-ASCII letters, characters outside the BMP, blanks and punctuation.
-std::vector<QString> randomNames(std::mt19937 &random, int count)
+std::vector<QString> randomNames(VXSeededRandom &random, int count)
 {
     const std::vector<QString> pieces = {
         u"a"_s,         u"A"_s,
@@ -141,7 +141,7 @@ TEST(VXSortStrings, NonAsciiInCodePointOrderInEveryLocale)
 
 TEST(VXSortStrings, IsATotalOrder)
 {
-    std::mt19937 random(20240307);
+    VXSeededRandom random(20240307);
     std::vector<QString> names = randomNames(random, 400);
 
     for (std::size_t i = 0; i < names.size(); ++i) {

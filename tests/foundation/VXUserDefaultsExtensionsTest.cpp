@@ -100,7 +100,7 @@ protected:
     static void setSandboxed(bool sandboxed)
     {
         if (sandboxed)
-            qputenv(kSandboxContainerIDVariable, "com.brasswing.WendleClient");
+            qputenv(kSandboxContainerIDVariable, "org.example.WendleClient");
         else
             qunsetenv(kSandboxContainerIDVariable);
         VXResetApplicationIsSandboxedForTesting();
