@@ -1,4 +1,5 @@
 #include "VXSingleInstance.h"
+#include "VXAppLogging.h"
 
 #include "VXPrivateFiles.h"
 
@@ -6,7 +7,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLocalSocket>
-#include <QLoggingCategory>
 #include <QPointer>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -19,8 +19,6 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-Q_LOGGING_CATEGORY(lcInstance, "wendle.app")
 
 const QString VXSingleInstance::kOpenRequest = QStringLiteral("open");
 const QString VXSingleInstance::kReportRequest = QStringLiteral("report");

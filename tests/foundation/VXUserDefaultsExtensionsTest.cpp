@@ -61,6 +61,9 @@ public:
         return alertChoice;
     }
 
+    bool isSandboxed() const override { return sandboxed; }
+
+    bool sandboxed = false;
     std::deque<Confirmation> confirmations;
     int alertChoice = -1;
     QStringList calls;
@@ -76,34 +79,16 @@ protected:
     {
         ASSERT_TRUE(m_dir.isValid());
         m_savedHome = qgetenv("HOME");
-        m_savedSandbox = qgetenv(kSandboxContainerIDVariable);
         m_defaults
             = std::make_unique<VXUserDefaults>(VXUserDefaults::kDomain, m_dir.path() + QStringLiteral("/Wendle"));
-        setSandboxed(false);
     }
 
     void TearDown() override
     {
-        restore("HOME", m_savedHome);
-        restore(kSandboxContainerIDVariable, m_savedSandbox);
-        VXResetApplicationIsSandboxedForTesting();
-    }
-
-    static void restore(const char *name, const QByteArray &value)
-    {
-        if (value.isNull())
-            qunsetenv(name);
+        if (m_savedHome.isNull())
+            qunsetenv("HOME");
         else
-            qputenv(name, value);
-    }
-
-    static void setSandboxed(bool sandboxed)
-    {
-        if (sandboxed)
-            qputenv(kSandboxContainerIDVariable, "org.example.WendleClient");
-        else
-            qunsetenv(kSandboxContainerIDVariable);
-        VXResetApplicationIsSandboxedForTesting();
+            qputenv("HOME", m_savedHome);
     }
 
     // A sandboxed home: the container's data folder inside a fake real home, with the real
@@ -115,7 +100,6 @@ protected:
         EXPECT_TRUE(QDir().mkpath(reports));
         EXPECT_TRUE(QDir().mkpath(realHome + kContainerData + QStringLiteral("/Library")));
         qputenv("HOME", QFile::encodeName(realHome + kContainerData));
-        setSandboxed(true);
         return reports;
     }
 
@@ -124,7 +108,6 @@ protected:
     QTemporaryDir m_dir;
     std::unique_ptr<VXUserDefaults> m_defaults;
     QByteArray m_savedHome;
-    QByteArray m_savedSandbox;
 };
 
 }   // namespace
@@ -214,6 +197,7 @@ TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionAsksOnceWhenTheFolderIsL
             m_defaults->removeObjectForKey(key);
         m_defaults->setString(QStringLiteral("~/Library/Reports"), kExportFolderKey);
         RecordingDelegate delegate;
+        delegate.sandboxed = true;
         delegate.confirmations = c.confirmations;
         delegate.alertChoice = c.choice;
 

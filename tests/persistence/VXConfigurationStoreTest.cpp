@@ -405,6 +405,7 @@ namespace {
 class ScriptedFolderAccess : public VXFolderAccessDelegate
 {
 public:
+    bool isSandboxed() const override { return sandboxed; }
     bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel,
                                    QString *accessedBookmarkPath, const SandboxExplanation &) override
     {
@@ -431,6 +432,7 @@ public:
     std::vector<Request> requests;
     QStringList stopped;
     std::vector<Alert> alerts;
+    bool sandboxed = false;
     bool grantedSilently = false;
     bool grantedAfterAsking = false;
     int alertAnswer = -1;
@@ -441,15 +443,9 @@ class SandboxedStoreTest : public ::testing::Test
 protected:
     SandboxedStoreTest()
     {
-        qputenv("APP_SANDBOX_CONTAINER_ID", "org.example.WendleClient");
-        VXResetApplicationIsSandboxedForTesting();
+        access.sandboxed = true;
         home = dataHome.path();
         earlierFile = home + u"/Library/Wendle/Configurations/Default.plist"_s;
-    }
-    ~SandboxedStoreTest() override
-    {
-        qunsetenv("APP_SANDBOX_CONTAINER_ID");
-        VXResetApplicationIsSandboxedForTesting();
     }
 
     Settings settings;

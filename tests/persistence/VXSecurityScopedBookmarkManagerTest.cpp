@@ -1,5 +1,5 @@
 // The bookmark manager as the program's permission test: outside a sandbox the file system
-// answers; sandboxed (the environment says so) stored bookmarks cover their folders and what
+// answers; sandboxed (when the build turns it on) stored bookmarks cover their folders and what
 // lies inside them, wider bookmarks replace narrower ones, and the unlock panel is asked only
 // when the caller allows it. Real folders and links in a temporary home.
 
@@ -43,17 +43,6 @@ protected:
         QDir().mkpath(home + u"/Reports2"_s);
         settings.defaults->setBool(true, u"VXDebugLog"_s);
     }
-    ~BookmarkTest() override { setSandboxed(false); }
-
-    static void setSandboxed(bool sandboxed)
-    {
-        if (sandboxed)
-            qputenv("APP_SANDBOX_CONTAINER_ID", "org.example.WendleClient");
-        else
-            qunsetenv("APP_SANDBOX_CONTAINER_ID");
-        VXResetApplicationIsSandboxedForTesting();
-    }
-
     Settings settings;
     QTemporaryDir folder;
     QString home;
@@ -85,7 +74,7 @@ TEST_F(BookmarkTest, LinksAreResolvedAlsoBelowAPathThatDoesNotExistYet)
 
 TEST_F(BookmarkTest, OutsideASandboxTheFileSystemAnswersAndNobodyIsAsked)
 {
-    setSandboxed(false);
+    manager.setSandboxed(false);
     QString accessed = u"untouched"_s;
     EXPECT_TRUE(manager.confirmWriteAccessForPath(reports, false, nullptr, &accessed, {}));
     EXPECT_EQ(accessed, u"untouched"_s);   // no bookmark involved
@@ -98,15 +87,15 @@ TEST_F(BookmarkTest, OutsideASandboxTheFileSystemAnswersAndNobodyIsAsked)
     EXPECT_FALSE(cancel);
     EXPECT_TRUE(panel.requests.empty());
     // Even a stored bookmark does not count outside a sandbox.
-    setSandboxed(true);
+    manager.setSandboxed(true);
     ASSERT_TRUE(manager.createBookmarkForURL(QUrl::fromLocalFile(reports)));
-    setSandboxed(false);
+    manager.setSandboxed(false);
     EXPECT_FALSE(manager.confirmReadAccessForPath(reports + u"/missing.csv"_s, nullptr, nullptr, {}));
 }
 
 TEST_F(BookmarkTest, TheUnlockPanelIsShownOnlyWhenTheCallerMayAskAndItsChoiceBecomesABookmark)
 {
-    setSandboxed(true);
+    manager.setSandboxed(true);
     const QString target = home + u"/Reports2/2026-11-21.csv"_s;
     auto explanation = [](const QString &path) { return u"Wendle exports to %1."_s.arg(path); };
 
