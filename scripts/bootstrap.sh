@@ -8,7 +8,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   qt6-base-dev qt6-base-dev-tools qt6-svg-dev libgl-dev
   # the X11 desktop adapter
-  libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-res0-dev libxcb-sync-dev libxcb-screensaver0-dev
+  libxcb1-dev libxcb-res0-dev libxcb-sync-dev libxcb-screensaver0-dev
   # the Wayland desktop adapters (the protocol descriptions are read at build time) and Qt's
   # Wayland platform, which Wendle's own windows use in a Wayland session
   libwayland-dev libwayland-bin wayland-protocols plasma-wayland-protocols qt6-wayland
