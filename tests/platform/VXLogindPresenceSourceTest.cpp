@@ -1,9 +1,9 @@
 // The logind source against a private system bus with python-dbusmock's logind template.
 
 #include "VXLogindPresenceSource.h"
+#include "VXPresenceRecorder.h"
 #include "VXTestProcess.h"
 #include "VXTestSupport.h"
-#include "VXPresenceRecorder.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>

@@ -6,8 +6,8 @@
 #include "VXToplevelMirror.h"
 #include "VXDesktopEntryLauncher.h"
 #include "VXIdleReporter.h"
-#include "VXTestSupport.h"
 #include "VXPresenceRecorder.h"
+#include "VXTestSupport.h"
 
 #include <QDir>
 #include <QFile>

@@ -8,6 +8,7 @@
 #include "VXGnomeShellDesktop.h"
 #include "VXIdleReporter.h"
 #include "VXKWinScriptDesktop.h"
+#include "VXPresenceRecorder.h"
 #include "VXPropertyListSerialization.h"
 #include "VXTestProcess.h"
 #include "VXTestSupport.h"
@@ -16,7 +17,6 @@
 #include "VXWaylandSession.h"
 #include "VXWaylandTestRig.h"
 #include "VXWindowTitles.h"
-#include "VXPresenceRecorder.h"
 
 #include <QDateTime>
 #include <QDir>

@@ -6,10 +6,10 @@
 #include "VXEventLoopScheduler.h"
 #include "VXHibernation.h"
 #include "VXHibernationDelegate.h"
+#include "VXPresenceRecorder.h"
 #include "VXSystemClock.h"
 #include "VXTestSettings.h"
 #include "VXX11RigSuite.h"
-#include "VXPresenceRecorder.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>

@@ -3,11 +3,10 @@
 
 #include "VXPools.h"
 #include "VXConfigurationKeys.h"
-#include "VXTrackingTestSupport.h"
 #include "VXSeededRandom.h"
+#include "VXTrackingTestSupport.h"
 
 #include <gtest/gtest.h>
-
 
 using namespace vxtest;
 using namespace Qt::StringLiterals;

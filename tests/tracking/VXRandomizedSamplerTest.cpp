@@ -8,8 +8,8 @@
 #include "VXBlacklists.h"
 #include "VXConfigurationKeys.h"
 #include "VXFakeDesktop.h"
-#include "VXTrackingTestSupport.h"
 #include "VXSeededRandom.h"
+#include "VXTrackingTestSupport.h"
 
 #include <gtest/gtest.h>
 
