@@ -85,7 +85,9 @@ TEST_F(Durations, ClockFormBelowADay)
     // Zero: empty with eatZero, a dash without. eatZero changes nothing else.
     EXPECT_EQ(stringWithTimeInterval(0, true, true), u""_s);
     EXPECT_EQ(stringWithTimeInterval(0, false, true), u"-"_s);
+    EXPECT_EQ(stringWithTimeInterval(-0.5, true, false), u""_s);
     EXPECT_EQ(stringWithTimeInterval(5, true, true), u"0:05"_s);
+    EXPECT_EQ(stringWithTimeInterval(3600, true, false), u"1:00:00"_s);
 }
 
 TEST_F(Durations, DaysOnAndOff)
@@ -93,14 +95,20 @@ TEST_F(Durations, DaysOnAndOff)
     use(QLocale::English, QLocale::UnitedStates);
     // Days off: hours are not limited.
     EXPECT_EQ(stringWithTimeInterval(86400, false, false), u"24:00:00"_s);
+    EXPECT_EQ(stringWithTimeInterval(86401, false, false), u"24:00:01"_s);
+    EXPECT_EQ(stringWithTimeInterval(360000, true, false), u"100:00:00"_s);
     EXPECT_EQ(stringWithTimeInterval(-129600, false, false), u"36:00:00"_s);
 
     // Days on: one trimmed fraction digit.
     EXPECT_EQ(stringWithTimeInterval(86400, false, true), u"1 day"_s);
+    EXPECT_EQ(stringWithTimeInterval(86400, true, true), u"1 day"_s);
     EXPECT_EQ(stringWithTimeInterval(90000, false, true), u"1 day"_s);   // 1.04 prints 1.0
     EXPECT_EQ(stringWithTimeInterval(129600, false, true), u"1.5 days"_s);
+    EXPECT_EQ(stringWithTimeInterval(-129600, false, true), u"1.5 days"_s);
+    EXPECT_EQ(stringWithTimeInterval(172800, false, true), u"2 days"_s);
     EXPECT_EQ(stringWithTimeInterval(169344, false, true), u"2 days"_s);   // 1.96 prints 2.0
     EXPECT_EQ(stringWithTimeInterval(864000, false, true), u"10 days"_s);   // not "1 days"
+    EXPECT_EQ(stringWithTimeInterval(8640000, false, true), u"100 days"_s);
     EXPECT_EQ(stringWithTimeInterval(95040, false, true), u"1.1 days"_s);
 }
 
@@ -112,7 +120,18 @@ TEST_F(Durations, NaNAndInfinityHaveDefinedTexts)
     EXPECT_EQ(stringWithTimeInterval(kNaN, false, false), u"-"_s);
     // Infinity saturates at 2^64 - 1 seconds.
     EXPECT_EQ(stringWithTimeInterval(kInfinity, false, false), u"5124095576030431:00:15"_s);
+    EXPECT_EQ(stringWithTimeInterval(-kInfinity, true, false), u"5124095576030431:00:15"_s);
     EXPECT_EQ(stringWithTimeInterval(1e300, false, true), u"213503982334601.3 days"_s);
+    EXPECT_EQ(stringWithTimeInterval(-kInfinity, false, true), u"213503982334601.3 days"_s);
+}
+
+TEST_F(Durations, DecimalCommaInGerman)
+{
+    use(QLocale::German, QLocale::Germany);
+    EXPECT_EQ(stringWithTimeInterval(129600, false, true), u"1,5 days"_s);
+    EXPECT_EQ(stringWithTimeInterval(864000, false, true), u"10 days"_s);
+    EXPECT_EQ(stringWithTimeInterval(90000, false, true), u"1 day"_s);   // "1,0" loses its comma too
+    EXPECT_EQ(stringWithTimeInterval(3661, false, true), u"1:01:01"_s);
 }
 
 TEST_F(Durations, TheSettingDecidesAndDefaultsToDays)
@@ -159,13 +178,20 @@ TEST_F(LocalizedDecimals, EnglishFixedPointAndTrim)
     use(QLocale::English, QLocale::UnitedStates);
     EXPECT_EQ(localizedStringWithDouble(10.0, 1, true), u"10"_s);
     EXPECT_EQ(localizedStringWithDouble(0.5, 2, true), u"0.5"_s);
+    EXPECT_EQ(localizedStringWithDouble(2.0, 1, true), u"2"_s);
     EXPECT_EQ(localizedStringWithDouble(0.04, 1, true), u"0"_s);   // "0.0": the leading zero stays
+    EXPECT_EQ(localizedStringWithDouble(-2.5, 1, true), u"-2.5"_s);
     EXPECT_EQ(localizedStringWithDouble(0.75, 1, true), u"0.8"_s);   // no trailing zero: untouched
     EXPECT_EQ(localizedStringWithDouble(100.0, 0, true), u"1"_s);   // the routine's own behaviour
     EXPECT_EQ(localizedStringWithDouble(0.0, 0, true), u""_s);
     // Without trim: the fixed-point text, no grouping, rounded from the exact binary value.
     EXPECT_EQ(localizedStringWithDouble(1709814896.5, 2, false), u"1709814896.50"_s);
+    EXPECT_EQ(localizedStringWithDouble(0.0, 2, false), u"0.00"_s);
     EXPECT_EQ(localizedStringWithDouble(10.0, 1, false), u"10.0"_s);
+    EXPECT_EQ(localizedStringWithDouble(1.05, 1, false), u"1.1"_s);   // 1.05000000000000004441
+    EXPECT_EQ(localizedStringWithDouble(0.25, 1, false), u"0.2"_s);   // an exact tie goes to even
+    EXPECT_EQ(localizedStringWithDouble(2.675, 2, false), u"2.67"_s);   // 2.67499999999999982236
+    EXPECT_EQ(localizedStringWithDouble(1.5, -1, false), u"1.500000"_s);   // printf's negative precision
     EXPECT_EQ(localizedStringWithDouble(1.0, 32000, false).size(), 102);   // capped at 100 digits
     // Non-finite values print as the C library would.
     EXPECT_EQ(localizedStringWithDouble(kNaN, 1, true), u"nan"_s);
@@ -176,7 +202,20 @@ TEST_F(LocalizedDecimals, GermanCommaAndNoGrouping)
 {
     use(QLocale::German, QLocale::Germany);
     EXPECT_EQ(localizedStringWithDouble(1.5, 1, true), u"1,5"_s);
+    EXPECT_EQ(localizedStringWithDouble(10.0, 1, true), u"10"_s);
+    EXPECT_EQ(localizedStringWithDouble(0.5, 2, true), u"0,5"_s);
     EXPECT_EQ(localizedStringWithDouble(1234567.891, 2, false), u"1234567,89"_s);
+    EXPECT_EQ(localizedStringWithDouble(-0.125, 2, false), u"-0,12"_s);
+    // The trimming strips "." and ",", not a separator of another kind.
+    use(QLocale::Arabic, QLocale::Egypt);
+    const QString point = QLocale().decimalPoint();
+    if (point != u"."_s && point != u","_s) {
+        EXPECT_EQ(localizedStringWithDouble(10.0, 1, true), u"10"_s + point);
+        EXPECT_EQ(localizedStringWithDouble(1.5, 1, true), u"1"_s + point + u"5"_s);   // ASCII digits
+    }
+    // Back in English, the next call follows at once.
+    use(QLocale::English, QLocale::UnitedKingdom);
+    EXPECT_EQ(localizedStringWithDouble(1.5, 1, true), u"1.5"_s);
 }
 
 // ---- Dates and day stamps
@@ -201,6 +240,8 @@ TEST_F(Dates, ReadOutIsTheMediumStyleWithSecondsInTheZone)
         {QLocale::English, QLocale::UnitedStates, QTimeZone::utc(), u"Mar 7, 2024 12:34:56 PM"_s},
         {QLocale::English, QLocale::UnitedKingdom, berlin, u"7 Mar 2024 13:34:56"_s},
         {QLocale::German, QLocale::Germany, berlin, u"7. März 2024 13:34:56"_s},
+        {QLocale::Japanese, QLocale::Japan, berlin, u"2024年3月7日 13時34分56秒"_s},
+        {QLocale::Spanish, QLocale::Spain, berlin, u"7 de mar de 2024 13:34:56"_s},
     };
     for (const auto &row : rows) {
         use(row.language, row.territory);
@@ -210,12 +251,15 @@ TEST_F(Dates, ReadOutIsTheMediumStyleWithSecondsInTheZone)
 
     // Beyond the range of dates: empty, not a crash.
     EXPECT_EQ(stringWithTimeIntervalAsDate(kNaN, berlin), QString());
+    EXPECT_EQ(stringWithTimeIntervalAsDate(kInfinity), QString());
+    EXPECT_EQ(stringWithTimeIntervalAsDate(1e300), QString());
 }
 
 TEST(DayStamp, FollowsTheClockAndItsZone)
 {
     const QTimeZone berlin("Europe/Berlin");
-    if (!berlin.isValid())
+    const QTimeZone losAngeles("America/Los_Angeles");
+    if (!berlin.isValid() || !losAngeles.isValid())
         GTEST_SKIP() << "the time-zone database is missing (tzdata)";
     const double lateEvening = 1709854200.0;   // 2024-03-07 23:30 UTC
     int hour = -1;
@@ -223,11 +267,28 @@ TEST(DayStamp, FollowsTheClockAndItsZone)
     EXPECT_EQ(hour, 23);
     EXPECT_EQ(currentYearMonthDayStringWithHour(FixedClock(lateEvening, berlin), &hour), u"2024-03-08"_s);
     EXPECT_EQ(hour, 0);
+    EXPECT_EQ(currentYearMonthDayStringWithHour(FixedClock(lateEvening, losAngeles), &hour), u"2024-03-07"_s);
+    EXPECT_EQ(hour, 15);
     // Across the change to summer time in Berlin (2024-03-31 01:00 UTC): 01:59 then 03:00.
     EXPECT_EQ(currentYearMonthDayStringWithHour(FixedClock(1711846740.0, berlin), &hour), u"2024-03-31"_s);
     EXPECT_EQ(hour, 1);
     EXPECT_EQ(currentYearMonthDayStringWithHour(FixedClock(1711846800.0, berlin), &hour), u"2024-03-31"_s);
     EXPECT_EQ(hour, 3);
+    // Zero padding, and no hour wanted.
+    EXPECT_EQ(currentYearMonthDayStringWithHour(FixedClock(978307200.0, QTimeZone::utc())), u"2001-01-01"_s);
+    EXPECT_EQ(currentYearMonthDayStringWithHour(FixedClock(-30610224000.0, QTimeZone::utc())), u"1000-01-01"_s);
+    // A clock gone wrong gives a stamp that matches no real day.
+    EXPECT_EQ(currentYearMonthDayStringWithHour(FixedClock(kNaN, berlin), &hour), u"0000-00-00"_s);
+    EXPECT_EQ(hour, 0);
+
+    // The system clock's form: today, as the system sees it (allowing for midnight in between).
+    const QDate before = QDate::currentDate();
+    const QString today = currentYearMonthDayStringWithHour(&hour);
+    const QDate after = QDate::currentDate();
+    EXPECT_TRUE(today == before.toString(u"yyyy-MM-dd"_s) || today == after.toString(u"yyyy-MM-dd"_s))
+        << today.toStdString();
+    EXPECT_GE(hour, 0);
+    EXPECT_LE(hour, 23);
 }
 
 // ---- CSV fields, UUIDs and marks
@@ -236,13 +297,17 @@ TEST(CSVStringWithString, QuotesOnlyWhatNeedsIt)
 {
     const QString comma = u","_s;
     EXPECT_EQ(CSVStringWithString(QString(), comma), u""_s);
+    EXPECT_EQ(CSVStringWithString(u""_s, comma), u""_s);
     EXPECT_EQ(CSVStringWithString(u"Safari"_s, comma), u"Safari"_s);
     EXPECT_EQ(CSVStringWithString(u"  padded  "_s, comma), u"  padded  "_s);
     EXPECT_EQ(CSVStringWithString(u"Inbox, 3 unread"_s, comma), u"\"Inbox, 3 unread\""_s);
+    EXPECT_EQ(CSVStringWithString(u"Inbox, 3 unread"_s, u";"_s), u"Inbox, 3 unread"_s);
     EXPECT_EQ(CSVStringWithString(u"a;b"_s, u";"_s), u"\"a;b\""_s);
     EXPECT_EQ(CSVStringWithString(u"a\tb"_s, u"\t"_s), u"\"a\tb\""_s);
     EXPECT_EQ(CSVStringWithString(u"say \"hi\""_s, comma), u"\"say \"\"hi\"\"\""_s);
+    EXPECT_EQ(CSVStringWithString(u"\""_s, comma), u"\"\"\"\""_s);
     EXPECT_EQ(CSVStringWithString(u"two\nlines"_s, comma), u"\"two\nlines\""_s);
+    EXPECT_EQ(CSVStringWithString(u"old\rmac"_s, comma), u"\"old\rmac\""_s);
     EXPECT_EQ(CSVStringWithString(u"a,\"b\"\r\n"_s, comma), u"\"a,\"\"b\"\"\r\n\""_s);
     // A separator of several characters is searched as a whole; an empty one is never found.
     EXPECT_EQ(CSVStringWithString(u"a | b"_s, u" | "_s), u"\"a | b\""_s);
@@ -277,12 +342,12 @@ TEST(NewUUIDString, CanonicalUpperCaseAndFresh)
 {
     const QRegularExpression form(u"^[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}$"_s);
     QSet<QString> seen;
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 100; ++i) {
         const QString uuid = newUUIDString();
         EXPECT_TRUE(form.match(uuid).hasMatch()) << uuid.toStdString();
         seen.insert(uuid);
     }
-    EXPECT_EQ(seen.size(), 20);
+    EXPECT_EQ(seen.size(), 100);
 }
 
 // ---- Names
@@ -291,17 +356,22 @@ TEST(Names, Trimming)
 {
     EXPECT_EQ(trimmedString(u" \t Safari \r\n"_s), u"Safari"_s);
     EXPECT_EQ(trimmedString(u16(u"\u00a0\u3000Two  Words\u2028")), u"Two  Words"_s);
+    EXPECT_EQ(trimmedString(u" \n "_s), u""_s);
 
     EXPECT_EQ(trimmedApplicationNameByIgnoringExtension(u"  Safari.app \n"_s), u"Safari"_s);
     EXPECT_EQ(trimmedApplicationNameByIgnoringExtension(u"Mail.APP"_s), u"Mail"_s);
+    EXPECT_EQ(trimmedApplicationNameByIgnoringExtension(u"x.app"_s), u"x"_s);
     EXPECT_EQ(trimmedApplicationNameByIgnoringExtension(u" .app "_s), u".app"_s);
     EXPECT_EQ(trimmedApplicationNameByIgnoringExtension(u"Foo.app.app"_s), u"Foo.app"_s);
     EXPECT_EQ(trimmedApplicationNameByIgnoringExtension(u"Foo.apps"_s), u"Foo.apps"_s);
+    EXPECT_EQ(trimmedApplicationNameByIgnoringExtension(u"Foo.app x"_s), u"Foo.app x"_s);
+    EXPECT_EQ(trimmedApplicationNameByIgnoringExtension(u"Application"_s), u"Application"_s);
 }
 
 TEST(Names, EmptyOrEndsWithCharacterFromSet)
 {
     EXPECT_TRUE(isEmptyOrEndsWithCharacterFromSet(u""_s, u"*"));
+    EXPECT_TRUE(isEmptyOrEndsWithCharacterFromSet(u" \t "_s, u"*"));
     EXPECT_TRUE(isEmptyOrEndsWithCharacterFromSet(u"Mail*  \t"_s, u"*"));
     EXPECT_TRUE(isEmptyOrEndsWithCharacterFromSet(u16(u"Mail*\u00a0"), u"*"));
     EXPECT_FALSE(isEmptyOrEndsWithCharacterFromSet(u"Mail"_s, u"*"));
@@ -309,6 +379,8 @@ TEST(Names, EmptyOrEndsWithCharacterFromSet)
     EXPECT_TRUE(isEmptyOrEndsWithCharacterFromSet(u"Mail?"_s, u"*?"));
     // Line breaks are not trimmed: they are the last character.
     EXPECT_FALSE(isEmptyOrEndsWithCharacterFromSet(u"Mail*\n"_s, u"*"));
+    EXPECT_FALSE(isEmptyOrEndsWithCharacterFromSet(u"\n"_s, u"*"));
+    EXPECT_TRUE(isEmptyOrEndsWithCharacterFromSet(u"Mail\n"_s, u"\n"));
     // Characters outside the BMP are whole characters, in the text and in the set.
     EXPECT_TRUE(isEmptyOrEndsWithCharacterFromSet(u16(u"go \U0001F600 "), u16(u"x\U0001F600")));
     EXPECT_FALSE(isEmptyOrEndsWithCharacterFromSet(u16(u"go \U0001F601"), u16(u"\U0001F600")));
@@ -322,14 +394,18 @@ TEST(Names, SubstringFamily)
     EXPECT_EQ(substringBefore(path, u"/"_s, true, false), u"a/b"_s);
     EXPECT_EQ(substringAfter(path, u"/"_s, false, false), u"b/c"_s);
     EXPECT_EQ(substringAfter(path, u"/"_s, true, false), u"c"_s);
+    EXPECT_EQ(substringBefore(path, u"/"_s, false), u"a"_s);
+    EXPECT_EQ(substringAfter(path, u"/"_s, false), u"b/c"_s);
     // Needles of several characters, at the ends.
     const QString title = u"one -- two -- three"_s;
     EXPECT_EQ(substringBefore(title, u" -- "_s, true, false), u"one -- two"_s);
     EXPECT_EQ(substringAfter(title, u" -- "_s, true, false), u"three"_s);
     EXPECT_EQ(substringBefore(title, u"one"_s, false), u""_s);
+    EXPECT_EQ(substringAfter(title, u"three"_s, false), u""_s);
     // A missing (or empty) needle: the whole text with the flag, nothing without.
     for (const QString &needle : {u"x"_s, u""_s, QString()}) {
         EXPECT_EQ(substringBefore(path, needle, false, true), path);
+        EXPECT_EQ(substringBefore(path, needle, true, true), path);
         EXPECT_EQ(substringAfter(path, needle, true, true), path);
         EXPECT_EQ(substringBefore(path, needle, false), std::nullopt);
         EXPECT_EQ(substringAfter(path, needle, true, false), std::nullopt);
@@ -342,6 +418,7 @@ TEST(Names, SubstringFamily)
     EXPECT_EQ(substringBetween(u"x[yz"_s, u"["_s, u"]"_s, true), u"yz"_s);
     EXPECT_EQ(substringBetween(u"x[yz"_s, u"["_s, u"]"_s, false), std::nullopt);
     EXPECT_EQ(substringBetween(u"xy]z"_s, u"["_s, u"]"_s, true), u"xy"_s);
+    EXPECT_EQ(substringBetween(u"xy]z"_s, u"["_s, u"]"_s, false), std::nullopt);
     EXPECT_EQ(substringBetween(u"xyz"_s, u"["_s, u"]"_s, true), u"xyz"_s);
 }
 
@@ -373,15 +450,19 @@ TEST_F(Paths, FoldersAreFoundAndMade)
     EXPECT_TRUE(isFolderPath(root() + u"/"_s));
     EXPECT_FALSE(isFolderPath(path(u"file.txt"_s)));
     EXPECT_FALSE(isFolderPath(path(u"missing"_s)));
+    EXPECT_FALSE(isFolderPath(QString()));
     ASSERT_TRUE(QFile::link(root(), path(u"link"_s)));
     EXPECT_TRUE(isFolderPath(path(u"link"_s)));
 
     const QString deep = path(u"Reports/2024/03"_s);
     EXPECT_TRUE(checkFolderPathAndCreateIfNecessary(deep));
+    EXPECT_TRUE(QFileInfo(deep).isDir());
+    EXPECT_TRUE(checkFolderPathAndCreateIfNecessary(deep));
     // A file in the way: no folder, and the file is left alone.
     EXPECT_FALSE(checkFolderPathAndCreateIfNecessary(path(u"file.txt"_s)));
     EXPECT_FALSE(checkFolderPathAndCreateIfNecessary(path(u"file.txt/below"_s)));
     EXPECT_TRUE(QFileInfo(path(u"file.txt"_s)).isFile());
+    EXPECT_FALSE(checkFolderPathAndCreateIfNecessary(QString()));
 
     // A leading "~" is the home folder.
     const QByteArray savedHome = qgetenv("HOME");
@@ -399,6 +480,7 @@ TEST_F(Paths, EqualityIgnoresCase)
     EXPECT_TRUE(isEqualToPath(u"/home/Joe/Reports"_s, u"/HOME/joe/reports"_s));
     EXPECT_FALSE(isEqualToPath(u"/home/joe/Reports"_s, u"/home/joe/Report"_s));
     EXPECT_FALSE(isEqualToPath(u"/home/joe"_s, QString()));
+    EXPECT_FALSE(isEqualToPath(u""_s, QString()));
     EXPECT_TRUE(isEqualToPath(u""_s, u""_s));
 }
 
@@ -495,7 +577,9 @@ TEST_F(Paths, ContainerPathsAndDisplayNames)
 
     EXPECT_EQ(displayFileName(u"/home/joe/Reports/2024-03-07.csv"_s), u"2024-03-07"_s);
     EXPECT_EQ(displayFileName(u"/home/joe/archive.tar.gz"_s), u"archive.tar"_s);
+    EXPECT_EQ(displayFileName(u"/home/joe/.hidden"_s), u".hidden"_s);
     EXPECT_EQ(displayFileName(u"/home/joe/Reports/"_s), u"Reports"_s);
+    EXPECT_EQ(displayFileName(u"Default.plist"_s), u"Default"_s);
     EXPECT_EQ(displayFileName(u"/"_s), u"/"_s);
     EXPECT_EQ(displayFileName(u""_s), u""_s);
 }

@@ -4,6 +4,7 @@
 #include "VXOpenStepPropertyListReader.h"
 #include "VXPlistCodecTestSupport.h"
 #include "VXPropertyListSerialization.h"
+#include "VXSeededRandom.h"
 
 #include <QStringEncoder>
 
@@ -227,4 +228,37 @@ TEST(VXOpenStepPropertyList, SurvivesTruncationAndBoundsNesting)
     EXPECT_TRUE(read(QByteArray("(").repeated(100000)).isNull());
     EXPECT_TRUE(read(QByteArray("{a=").repeated(100000)).isNull());
     EXPECT_EQ(log.take().size(), 3);
+}
+
+TEST(VXOpenStepPropertyList, SurvivesRandomDamage)
+{
+    const char pieces[] = "{}()<>*;=,\"'\\/ \n\r\tUIRBDY0123456789abcdef\xC3\xA9\xFF";
+    VXSeededRandom random(11);
+    VXPlistLogCapture log;
+    int accepted = 0;
+    for (int round = 0; round < 3000; ++round) {
+        QByteArray text = kSettingsFile;
+        const int edits = 1 + static_cast<int>(random() % 4);
+        for (int e = 0; e < edits && !text.isEmpty(); ++e) {
+            const auto at = static_cast<qsizetype>(random() % static_cast<std::uint32_t>(text.size()));
+            switch (random() % 4) {
+            case 0: text[at] = pieces[random() % (sizeof pieces - 1)]; break;
+            case 1: text.remove(at, 1 + static_cast<qsizetype>(random() % 16)); break;
+            case 2:
+                text.insert(at,
+                            text.mid(static_cast<qsizetype>(random() % static_cast<std::uint32_t>(text.size())), 12));
+                break;
+            default: text.insert(at, pieces[random() % (sizeof pieces - 1)]); break;
+            }
+        }
+        const VXValue value = read(text);
+        const QStringList lines = log.take();
+        if (value.isNull()) {
+            EXPECT_EQ(lines.size(), 1) << text.toStdString();
+        } else {
+            ++accepted;
+        }
+    }
+    EXPECT_GT(accepted, 0);
+    EXPECT_LT(accepted, 3000);
 }

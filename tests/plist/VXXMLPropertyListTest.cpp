@@ -459,50 +459,88 @@ TEST(VXXMLPropertyList, RefusesMalformedDocumentsWithOneLogLine)
 {
     const QByteArray malformed[] = {
         "",
+        "  \n ",
         "<plist version=\"1.0\"></plist>",
+        "<plist/>",
         "<plist><string>a</string><string>b</string></plist>",
+        "<plist><plist><string/></plist></plist>",
         "<foo/>",
         "<dict><key>a</key><foo>1</foo></dict>",
+        "<String>a</String>",
         // References
         "<string>&foo;</string>",
         "<string>&amp</string>",
+        "<string>& amp;</string>",
         "<string>&#xD800;</string>",
+        "<string>&#0;</string>",
         "<string>&#x110000;</string>",
+        "<string>&#99999999999999;</string>",
+        "<string>&#;</string>",
+        "<string>&#x;</string>",
+        "<string>&#-65;</string>",
         "<!DOCTYPE plist [<!ENTITY x \"y\">]><string>&x;</string>",
         "<!DOCTYPE plist SYSTEM \"file:///etc/passwd\"><string>&xxe;</string>",
         // Encoding
         "<string>\xC3\x28</string>",
+        "<string>\xED\xA0\x80</string>",
+        "<string>\xC0\xAF</string>",
+        "<string>\xF4\x90\x80\x80</string>",
+        "<string>\xE2\x82</string>",
         "<string>\xFF</string>",
         QByteArray("<string>a\0b</string>", 20),
         "\xFF\xFE<\x00",
         // Numbers, dates, data
         "<integer>18446744073709551616</integer>",
+        "<integer>-9223372036854775809</integer>",
+        "<integer>99999999999999999999999999999999999999</integer>",
         "<integer></integer>",
+        "<integer/>",
         "<integer>12abc</integer>",
+        "<integer>0x</integer>",
         "<integer>--1</integer>",
+        "<integer>+-1</integer>",
         "<integer>1.5</integer>",
         "<real>abc</real>",
+        "<real/>",
+        "<real>1.5.5</real>",
+        "<real>+-1</real>",
         "<real>0x1p3</real>",
         "<date>2001-13-01T00:00:00Z</date>",
+        "<date>2001-02-29T00:00:00Z</date>",
+        "<date>2001-01-01T24:00:00Z</date>",
         "<date>2001-01-01T00:00:00</date>",
+        "<date>2001-1-01T00:00:00Z</date>",
         "<date>yesterday</date>",
+        "<date/>",
         "<data>AAA*</data>",
+        "<data>A</data>",
         "<data>AA==AA</data>",
+        "<data>A===</data>",
         "<true>yes</true>",
         // Structure
         "<array><string>a</array></string>",
+        "<array><string>a</string></dict>",
         "<array><string>a</string></arrayx>",
         "<dict><string>a</string></dict>",
         "<dict><key>a</key></dict>",
+        "<dict><key>a</key><key>b</key></dict>",
+        "<key>a</key>",
         "<array>text<string>a</string></array>",
+        "text<string>a</string>",
         "<string>a</string>trailing",
+        "<string>a</string><string>b</string>",
         "<string>a<b>c</b></string>",
         "<!-- unterminated <string>a</string>",
+        "<string>a<!-- unterminated</string>",
         "<string><![CDATA[abc</string>",
+        "<?pi unterminated <string>a</string>",
         "<!DOCTYPE plist <string>a</string>",
         "<array attribute></array>",
+        "<array a=\"<\"></array>",
         "<array a=\"1\"b=\"2\"></array>",
+        "<array a=\"1></array>",
         "< array></array>",
+        "<array/ >",
         "<![CDATA[x]]>",
     };
     VXPlistLogCapture log;
@@ -567,4 +605,50 @@ TEST(VXXMLPropertyList, BoundsNesting)
     loop->append(VXValue(loop));
     EXPECT_FALSE(VXXMLPropertyListWriter::write(VXValue(loop)).has_value());
     loop->clear();
+}
+
+TEST(VXXMLPropertyList, SurvivesRandomDamage)
+{
+    // Random edits of a valid document: whatever is read must be a tree that writes and reads
+    // back; everything else must fail cleanly.
+    const QByteArray original = written(VXDictionaryOf({
+        {u"a & b"_s, VXArrayOf({1, -2.5, u"text <with> markup"_s, pattern(80), VXValue::dateFromUnixTime(0.0)})},
+        {u"b"_s,
+         VXDictionaryOf({{u"c"_s, VXArrayOf({true, false, VXValue(VXMakeArray())})}, {u"d"_s, u"\u00e9\r\n"_s}})},
+    }));
+    const char pieces[] = "<>/&;#x=\"'![]-?CDATA0123456789abcdef \n\r\t\xC3\xA9\xFF\x00";
+    VXSeededRandom random(7);
+    VXPlistLogCapture log;
+    int accepted = 0;
+    for (int round = 0; round < 3000; ++round) {
+        QByteArray document = original;
+        const int edits = 1 + static_cast<int>(random() % 4);
+        for (int e = 0; e < edits && !document.isEmpty(); ++e) {
+            const auto at = static_cast<qsizetype>(random() % static_cast<std::uint32_t>(document.size()));
+            switch (random() % 4) {
+            case 0: document[at] = pieces[random() % (sizeof pieces - 1)]; break;
+            case 1: document.remove(at, 1 + static_cast<qsizetype>(random() % 16)); break;
+            case 2:
+                document.insert(
+                    at,
+                    document.mid(static_cast<qsizetype>(random() % static_cast<std::uint32_t>(document.size())), 12));
+                break;
+            default: document.insert(at, pieces[random() % (sizeof pieces - 1)]); break;
+            }
+        }
+        const VXValue value = VXXMLPropertyListReader::read(document);
+        const QStringList lines = log.take();
+        if (value.isNull()) {
+            EXPECT_EQ(lines.size(), 1) << document.toStdString();
+            continue;
+        }
+        ++accepted;
+        if (const std::optional<QByteArray> again = VXXMLPropertyListWriter::write(value)) {
+            EXPECT_FALSE(VXXMLPropertyListReader::read(*again).isNull()) << again->toStdString();
+        }
+        log.take();
+    }
+    // Some edits (inside text or base64) leave a valid document: the loop saw both outcomes.
+    EXPECT_GT(accepted, 0);
+    EXPECT_LT(accepted, 3000);
 }
