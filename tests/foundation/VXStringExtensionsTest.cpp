@@ -17,6 +17,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <pwd.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -486,9 +488,11 @@ TEST_F(Paths, EqualityIgnoresCase)
 
 TEST_F(Paths, VolumesAreTheFoldersUnderTheMountRoots)
 {
-    const QString user = qEnvironmentVariable("USER");
-    if (user.isEmpty())
-        GTEST_SKIP() << "USER is not set, so the user's mount roots have no name";
+    // The login name, as the mount roots are named (USER, else the password database).
+    QString user = qEnvironmentVariable("USER");
+    if (const passwd *entry = user.isEmpty() ? ::getpwuid(::getuid()) : nullptr)
+        user = QString::fromLocal8Bit(entry->pw_name);
+    ASSERT_FALSE(user.isEmpty());
     const QString media = u"/media/"_s + user;
     const QString runMedia = u"/run/media/"_s + user;
     const struct {
