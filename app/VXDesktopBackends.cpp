@@ -1,4 +1,5 @@
 #include "VXDesktopBackends.h"
+#include "VXAppLogging.h"
 
 #include "VXLogindPresenceSource.h"
 #ifdef WENDLE_HAVE_X11
@@ -13,14 +14,11 @@
 
 #include <QCoreApplication>
 #include <QGuiApplication>
-#include <QLoggingCategory>
 #include <QSemaphore>
 #include <QThread>
 
 #include <atomic>
 #include <cstdio>
-
-Q_DECLARE_LOGGING_CATEGORY(lcInstance)
 
 namespace {
 

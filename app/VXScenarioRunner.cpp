@@ -214,27 +214,27 @@ QByteArray VXScenarioRunner::run(QString *error)
             break;
         case VXScenarioEventType::ResetApplicationTimers:
             userInterface.answerNextAlertWith(kConfirmButton);
-            controller.resets().resetApplicationTimers(sender);
+            controller.resets().resetApplicationTimers();
             break;
         case VXScenarioEventType::ResetPoolTimers:
             userInterface.answerNextAlertWith(kConfirmButton);
-            controller.resets().resetPoolTimers(sender);
+            controller.resets().resetPoolTimers();
             break;
         case VXScenarioEventType::ResetAllTimers:
             userInterface.answerNextAlertWith(kConfirmButton);
-            controller.resets().resetAllTimers(sender);
+            controller.resets().resetAllTimers();
             break;
         case VXScenarioEventType::ClearApplications:
             userInterface.answerNextAlertWith(kConfirmButton);
-            controller.resets().clearApplications(sender);
+            controller.resets().clearApplications();
             break;
         case VXScenarioEventType::ClearPools:
             userInterface.answerNextAlertWith(kConfirmButton);
-            controller.resets().clearPools(sender);
+            controller.resets().clearPools();
             break;
         case VXScenarioEventType::ClearAll:
             userInterface.answerNextAlertWith(kConfirmButton);
-            controller.resets().clearAll(sender);
+            controller.resets().clearAll();
             break;
         case VXScenarioEventType::Undo: controller.undo(sender); break;
         case VXScenarioEventType::Redo: controller.redo(sender); break;

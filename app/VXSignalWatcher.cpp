@@ -1,6 +1,6 @@
 #include "VXSignalWatcher.h"
+#include "VXAppLogging.h"
 
-#include <QLoggingCategory>
 #include <QSocketNotifier>
 
 #include <cerrno>
@@ -9,8 +9,6 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-Q_DECLARE_LOGGING_CATEGORY(lcInstance)
 
 namespace {
 

@@ -1,4 +1,5 @@
 #include "VXSingleInstance.h"
+#include "VXAppLogging.h"
 
 #include "VXPrivateFiles.h"
 
@@ -7,7 +8,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLocalSocket>
-#include <QLoggingCategory>
 #include <QPointer>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -22,8 +22,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 #include <utility>
-
-Q_LOGGING_CATEGORY(lcInstance, "wendle.app")
 
 const QString VXSingleInstance::kOpenRequest = QStringLiteral("open");
 const QString VXSingleInstance::kReportRequest = QStringLiteral("report");

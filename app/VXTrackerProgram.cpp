@@ -1,4 +1,5 @@
 #include "VXTrackerProgram.h"
+#include "VXAppLogging.h"
 
 #include "VXAbruptEnd.h"
 #include "VXConfigCommand.h"
@@ -26,7 +27,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QHash>
-#include <QLoggingCategory>
 #include <QMutex>
 #include <QSet>
 #include <QTextStream>
@@ -34,12 +34,10 @@
 #include <cstdio>
 #include <vector>
 
-Q_DECLARE_LOGGING_CATEGORY(lcInstance)
-
 namespace {
 
-// Until the organizer and the reports exist, the indicator is the program's only face: it
-// learns of every tick through the list reloads.
+// The indicator learns of every tick through the list reloads, the live report through
+// updateReport().
 class IndicatorDelegate final : public VXMainControllerDelegate
 {
 public:

@@ -1,4 +1,5 @@
 #include "VXHeavyConfiguration.h"
+#include "VXSeededRandom.h"
 
 #include <QString>
 
@@ -44,41 +45,7 @@ const QString kPoolPath = QStringLiteral("_Pool");
 // The smallest step between two samples, so that no two numbers of a log are the same time.
 constexpr double kMinimumStep = 0.5;
 
-// SplitMix64: small, fast and the same everywhere (the standard distributions are not).
-class Random
-{
-public:
-    explicit Random(std::uint64_t seed) : m_state(seed) { }
-
-    std::uint64_t next()
-    {
-        std::uint64_t z = (m_state += 0x9E3779B97F4A7C15ULL);
-        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ULL;
-        z = (z ^ (z >> 27)) * 0x94D049BB133111EBULL;
-        return z ^ (z >> 31);
-    }
-    // [0, 1)
-    double uniform() { return static_cast<double>(next() >> 11) * 0x1.0p-53; }
-    // [0, bound)
-    int below(int bound) { return static_cast<int>(uniform() * bound); }
-    bool chance(double probability) { return uniform() < probability; }
-    double exponential() { return -std::log1p(-uniform()); }
-    // A heavy-tailed positive weight (log-normal), so that a few items get most of the time.
-    double heavyWeight()
-    {
-        const double u1 = std::max(uniform(), 1e-12);
-        const double u2 = uniform();
-        const double gaussian = std::sqrt(-2.0 * std::log(u1)) * std::cos(2.0 * M_PI * u2);
-        return std::exp(1.6 * gaussian);
-    }
-    template <class T, std::size_t N> const T &pick(const T (&items)[N])
-    {
-        return items[static_cast<std::size_t>(below(static_cast<int>(N)))];
-    }
-
-private:
-    std::uint64_t m_state;
-};
+using Random = VXSeededRandom;
 
 const char16_t *const kWords[] = {
     u"Report", u"Budget",  u"Invoice",   u"Notes",   u"Draft",   u"Summary",    u"Roadmap", u"Minutes",

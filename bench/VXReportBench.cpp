@@ -151,7 +151,7 @@ int main(int argc, char **argv)
             runs = std::max(1, std::atoi(argv[++i]));
     QApplication application(argc, argv);
     QTemporaryDir settingsFolder;
-    VXUserDefaults settings(QStringLiteral("com.brasswing.WendleClient.Bench"), settingsFolder.path());
+    VXUserDefaults settings(QStringLiteral("org.example.WendleBench"), settingsFolder.path());
     VXUserDefaults::setStandard(&settings);
     settings.setBool(true, VXReportViewKey::kShowTimeAtMouseLocation);
     settings.setBool(true, VXReportViewKey::kIndicatorLineTracksMouse);

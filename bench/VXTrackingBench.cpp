@@ -173,7 +173,7 @@ void BM_ControllerTick(benchmark::State &state)
     static QCoreApplication *application = QCoreApplication::instance() ? nullptr : new QCoreApplication(argc, argv);
     Q_UNUSED(application);
     QTemporaryDir folder;
-    VXUserDefaults defaults(QStringLiteral("com.brasswing.WendleBench"), folder.path());
+    VXUserDefaults defaults(QStringLiteral("org.example.WendleBench"), folder.path());
     VXRegisterDefaults(defaults);
     Workload &shared = workload();
     VXVirtualScheduler time(shared.now);
@@ -293,7 +293,7 @@ int runForCallgrind(const char *what, int times)
         char *argv[] = {name, nullptr};
         QCoreApplication application(argc, argv);
         QTemporaryDir folder;
-        VXUserDefaults defaults(QStringLiteral("com.brasswing.WendleBench"), folder.path());
+        VXUserDefaults defaults(QStringLiteral("org.example.WendleBench"), folder.path());
         VXRegisterDefaults(defaults);
         Workload &shared = workload();
         VXVirtualScheduler time(shared.now);

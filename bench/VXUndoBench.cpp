@@ -73,7 +73,7 @@ struct Workload {
     Workload()
     {
         qputenv("XDG_DATA_HOME", QFile::encodeName(folder.path()));
-        defaults = std::make_unique<VXUserDefaults>(QStringLiteral("com.brasswing.WendleBench"), folder.path());
+        defaults = std::make_unique<VXUserDefaults>(QStringLiteral("org.example.WendleBench"), folder.path());
         VXRegisterDefaults(*defaults);
         malloc_trim(0);
         const std::size_t before = residentBytes();

@@ -32,19 +32,6 @@
 
 namespace {
 
-QString fill(QString pattern, const QString &first, const QString &second = QString())
-{
-    const qsizetype at = pattern.indexOf(u"%@");
-    if (at >= 0)
-        pattern.replace(at, 2, first);
-    if (!second.isNull()) {
-        const qsizetype next = pattern.indexOf(u"%@");
-        if (next >= 0)
-            pattern.replace(next, 2, second);
-    }
-    return pattern;
-}
-
 // Settings that change how every report draws.
 bool redrawsReports(const QString &key)
 {
@@ -149,7 +136,7 @@ VXUserDefaults &VXReportController::defaults() const
 
 QString VXReportController::keyForReport(const QString &pattern) const
 {
-    return fill(pattern, m_uniqueID);
+    return VXFillFormat(pattern, {m_uniqueID});
 }
 
 QString VXReportController::windowFrameKey() const
@@ -431,7 +418,7 @@ int VXReportController::timeFormat() const
 void VXReportController::toggleShownActivityFromMenuItem(int tag)
 {
     const QString key
-        = fill(VXReportKey::kShownActivity, m_uniqueID, tag == 0 ? VXReportKey::kFront : VXReportKey::kTotal);
+        = VXFillFormat(VXReportKey::kShownActivity, {m_uniqueID, tag == 0 ? VXReportKey::kFront : VXReportKey::kTotal});
     defaults().setBool(!defaults().boolForKey(key), key);
     update(this);
 }
@@ -440,14 +427,14 @@ bool VXReportController::drawFrontActivity() const
 {
     if (m_snapshotConfiguration)
         return m_snapshotConfiguration->value(VXForegroundActivityKey).toBool();
-    return defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kFront));
+    return defaults().boolForKey(VXFillFormat(VXReportKey::kShownActivity, {m_uniqueID, VXReportKey::kFront}));
 }
 
 bool VXReportController::drawTotalActivity() const
 {
     if (m_snapshotConfiguration)
         return m_snapshotConfiguration->value(VXTotalActivityKey).toBool();
-    return defaults().boolForKey(fill(VXReportKey::kShownActivity, m_uniqueID, VXReportKey::kTotal));
+    return defaults().boolForKey(VXFillFormat(VXReportKey::kShownActivity, {m_uniqueID, VXReportKey::kTotal}));
 }
 
 void VXReportController::storeDateOfPicker(const QString &pattern, VXChameleonDatePicker *picker)

@@ -22,38 +22,6 @@ constexpr char kTotalFormat[] = QT_TRANSLATE_NOOP("VXReportView", "Total: %@");
 constexpr char kFrontPercentFormat[] = QT_TRANSLATE_NOOP("VXReportView", "Foreground: %@ (%lu%%)");
 constexpr char kFrontFormat[] = QT_TRANSLATE_NOOP("VXReportView", "Foreground: %@");
 
-// Fills a format of "%@" (text), "%lu" (number) and "%%" placeholders with the arguments in
-// order: the formats stay as translators see them.
-QString fillFormat(const QString &format, std::initializer_list<QString> arguments)
-{
-    QString result;
-    result.reserve(format.size() + 32);
-    auto next = arguments.begin();
-    for (qsizetype i = 0; i < format.size(); ++i) {
-        const QChar c = format.at(i);
-        if (c != u'%' || i + 1 >= format.size()) {
-            result.append(c);
-            continue;
-        }
-        const QChar n = format.at(i + 1);
-        if (n == u'%') {
-            result.append(u'%');
-            ++i;
-        } else if (n == u'@') {
-            if (next != arguments.end())
-                result.append(*next++);
-            ++i;
-        } else if (n == u'l' && i + 2 < format.size() && format.at(i + 2) == u'u') {
-            if (next != arguments.end())
-                result.append(*next++);
-            i += 2;
-        } else {
-            result.append(c);
-        }
-    }
-    return result;
-}
-
 QString translated(const char *format)
 {
     return QCoreApplication::translate("VXReportView", format);
@@ -294,22 +262,22 @@ QString rowText(double frontTime, double time, double range, bool includeFront, 
     const auto number = [](unsigned long value) { return QString::number(value); };
     if (includeFront == includeTotal) {
         if (showPercentages)
-            return fillFormat(translated(kFrontAndTotalPercentFormat),
-                              {stringWithTimeInterval(frontTime, false), number(percentage(frontTime, range)),
-                               stringWithTimeInterval(time, false), number(percentage(time, range))});
-        return fillFormat(translated(kFrontAndTotalFormat),
-                          {stringWithTimeInterval(frontTime, false), stringWithTimeInterval(time, false)});
+            return VXFillFormat(translated(kFrontAndTotalPercentFormat),
+                                {stringWithTimeInterval(frontTime, false), number(percentage(frontTime, range)),
+                                 stringWithTimeInterval(time, false), number(percentage(time, range))});
+        return VXFillFormat(translated(kFrontAndTotalFormat),
+                            {stringWithTimeInterval(frontTime, false), stringWithTimeInterval(time, false)});
     }
     if (includeTotal) {
         if (showPercentages)
-            return fillFormat(translated(kTotalPercentFormat),
-                              {stringWithTimeInterval(time, false), number(percentage(time, range))});
-        return fillFormat(translated(kTotalFormat), {stringWithTimeInterval(time, false)});
+            return VXFillFormat(translated(kTotalPercentFormat),
+                                {stringWithTimeInterval(time, false), number(percentage(time, range))});
+        return VXFillFormat(translated(kTotalFormat), {stringWithTimeInterval(time, false)});
     }
     if (showPercentages)
-        return fillFormat(translated(kFrontPercentFormat),
-                          {stringWithTimeInterval(frontTime, false), number(percentage(frontTime, range))});
-    return fillFormat(translated(kFrontFormat), {stringWithTimeInterval(frontTime, false)});
+        return VXFillFormat(translated(kFrontPercentFormat),
+                            {stringWithTimeInterval(frontTime, false), number(percentage(frontTime, range))});
+    return VXFillFormat(translated(kFrontFormat), {stringWithTimeInterval(frontTime, false)});
 }
 
 QRectF mouseLabelRect(qreal mouseX, QSizeF labelSize, const QRectF &area)

@@ -10,7 +10,7 @@ packages=(
   # the translations: lupdate and lrelease, and Qt's own texts in German
   qt6-tools-dev qt6-l10n-tools qt6-translations-l10n
   # the X11 desktop adapter
-  libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-res0-dev libxcb-sync-dev libxcb-screensaver0-dev
+  libxcb1-dev libxcb-res0-dev libxcb-sync-dev libxcb-screensaver0-dev
   # the Wayland desktop adapters (the protocol descriptions are read at build time) and Qt's
   # Wayland platform, which Wendle's own windows use in a Wayland session
   libwayland-dev libwayland-bin wayland-protocols plasma-wayland-protocols qt6-wayland

@@ -1,8 +1,9 @@
 #pragma once
 
-// What the folder-path helpers of the settings store need from the rest of the program: the
-// bookmark manager's write-access test and release, and a modal alert. The program installs its
-// implementation at start-up; tests install one that records the calls.
+// What the folder-path helpers of the settings store need from the rest of the program: whether
+// it runs in an application sandbox, the bookmark manager's write-access test and release, and a
+// modal alert. The program installs its implementation at start-up; tests install one that
+// records the calls.
 
 #include <QString>
 #include <QStringList>
@@ -16,6 +17,11 @@ public:
     using SandboxExplanation = std::function<QString(const QString &path)>;
 
     virtual ~VXFolderAccessDelegate() = default;
+
+    // Whether folders outside the program's own need the user's leave (an application sandbox).
+    // No desktop the program runs on has one: the sandbox rules stay asleep unless a delegate
+    // says otherwise.
+    virtual bool isSandboxed() const { return false; }
 
     // May the program write `path` (with `viaParentFolder`, the folder that holds it) now? With a
     // null `cancel` nobody is asked; otherwise the user may be shown the unlock panel and

@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QLatin1StringView>
 #include <QLocale>
@@ -18,6 +19,8 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <pwd.h>
+#include <unistd.h>
 #include <vector>
 
 const QString kExpressTimeIntervalsAsDaysKey = QStringLiteral("Express Time Intervals As Days");
@@ -41,7 +44,6 @@ constexpr char16_t kRightTriangleArrowCodePoint = 9656;   // U+25B8
 constexpr char16_t kDashCodePoint = 8212;   // U+2014
 constexpr char16_t kBulletCodePoint = 8226;   // U+2022
 
-constexpr QLatin1StringView kVolumesPrefix("/Volumes/");
 constexpr QLatin1StringView kContainerLibraryPath("/Library/Containers/com.brasswing.WendleClient/Data/Library/");
 constexpr QLatin1StringView kLibraryPath("/Library/");
 
@@ -324,13 +326,19 @@ qsizetype codePointLength(char32_t c) noexcept
     return QChar::requiresSurrogates(c) ? 2 : 1;
 }
 
-QString expandingTildeInPath(const QString &path)
+// The folders under which volumes are mounted, each with its trailing "/".
+QStringList mountRoots()
 {
-    if (path == QLatin1StringView("~"))
-        return QDir::homePath();
-    if (path.startsWith(QLatin1StringView("~/")))
-        return QDir::homePath() + path.mid(1);
-    return path;
+    QString user = qEnvironmentVariable("USER");
+    if (user.isEmpty()) {
+        if (const passwd *entry = ::getpwuid(::getuid()))
+            user = QFile::decodeName(entry->pw_name);
+    }
+    QStringList roots;
+    if (!user.isEmpty() && !user.contains(u'/'))
+        roots << QStringLiteral("/media/") + user + u'/' << QStringLiteral("/run/media/") + user + u'/';
+    roots << QStringLiteral("/mnt/");
+    return roots;
 }
 
 // The components shown for an existing path: "/" and then every name of its absolute, cleaned
@@ -560,7 +568,7 @@ bool isFolderPath(const QString &self)
 
 bool checkFolderPathAndCreateIfNecessary(const QString &self)
 {
-    const QString path = expandingTildeInPath(self);
+    const QString path = stringByExpandingTildeInPath(self);
     if (path.isEmpty())
         return false;
     if (QFileInfo(path).isDir())
@@ -571,14 +579,35 @@ bool checkFolderPathAndCreateIfNecessary(const QString &self)
     return false;
 }
 
+QString stringByExpandingTildeInPath(const QString &self)
+{
+    if (self == QLatin1StringView("~"))
+        return QDir::homePath();
+    if (self.startsWith(QLatin1StringView("~/")))
+        return QDir::homePath() + self.mid(1);
+    return self;
+}
+
+QString stringByAbbreviatingWithTildeInPath(const QString &self)
+{
+    const QString home = QDir::homePath();
+    if (self == home)
+        return QStringLiteral("~");
+    if (home != QLatin1StringView("/") && self.startsWith(home + u'/'))
+        return u'~' + self.mid(home.size());
+    return self;
+}
+
 QString volumePath(const QString &self)
 {
-    if (!self.startsWith(kVolumesPrefix))
-        return QStringLiteral("/");
-    const qsizetype slash = self.indexOf(u'/', kVolumesPrefix.size());
-    if (slash < 0)
-        return QStringLiteral("/");
-    return self.mid(kVolumesPrefix.size(), slash - kVolumesPrefix.size());
+    for (const QString &root : mountRoots()) {
+        if (!self.startsWith(root))
+            continue;
+        const qsizetype slash = self.indexOf(u'/', root.size());
+        const qsizetype end = slash < 0 ? self.size() : slash;
+        return end == root.size() ? QString() : self.left(end);
+    }
+    return QStringLiteral("/");
 }
 
 std::optional<QStringList> pathComponentsToDisplayRelativeToPath(const QString &self, const QString &basePath,
@@ -606,8 +635,8 @@ QString readablePathRepresentationRelativeToPath(const QString &self, const QStr
     if (const std::optional<QStringList> components
         = pathComponentsToDisplayRelativeToPath(self, basePath, includeFileName))
         return components->join(spacedRightTriangleArrowString());
-    // "%@ %C %@": the path, the em dash, and why it cannot be shown. The volume test is made on
-    // volumePath() as it stands.
+    // "%@ %C %@": the path, the em dash, and why it cannot be shown: a volume that is not mounted
+    // (its mount point is gone) is currently not available.
     const QString volume = volumePath(self);
     const bool volumeExists = !volume.isEmpty() && QFileInfo::exists(volume);
     return self + spacedDashString() + localized(volumeExists ? kNotFoundText : kCurrentlyNotAvailableText);
@@ -618,7 +647,7 @@ QString readablePathRepresentation(const QString &self)
     return readablePathRepresentationRelativeToPath(self, QString(), true);
 }
 
-QString stringByDeletingWendleCountainerPathComponents(const QString &self)
+QString stringByDeletingWendleContainerPathComponents(const QString &self)
 {
     const qsizetype index = self.indexOf(kContainerLibraryPath);
     if (index < 0)
@@ -640,4 +669,32 @@ QString displayFileName(const QString &self)
     if (dot > 0)
         name.truncate(dot);
     return name;
+}
+
+// ---- Formats
+
+QString VXFillFormat(const QString &format, const QStringList &arguments)
+{
+    QString result;
+    result.reserve(format.size() + 32);
+    qsizetype next = 0;
+    for (qsizetype i = 0; i < format.size(); ++i) {
+        const QChar c = format.at(i);
+        const QStringView rest = QStringView(format).mid(i + 1);
+        if (c != u'%' || rest.isEmpty()) {
+            result.append(c);
+        } else if (rest.front() == u'%') {
+            result.append(c);
+            ++i;
+        } else if (const qsizetype length = rest.startsWith(u'@') ? 1
+                       : rest.startsWith(u"lu")                   ? 2
+                                                                  : 0;
+                   length > 0 && next < arguments.size()) {
+            result.append(arguments.at(next++));
+            i += length;
+        } else {
+            result.append(c);
+        }
+    }
+    return result;
 }

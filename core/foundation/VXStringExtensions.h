@@ -92,18 +92,30 @@ std::optional<QString> substringAfter(const QString &self, const QString &needle
 std::optional<QString> substringBetween(const QString &self, const QString &first, const QString &second,
                                         bool returnSelfIfNotFound);
 
+// ---- Formats
+
+// The formats of messages and translated texts keep their "%@" (a text) and "%lu" (a number)
+// placeholders: this fills them from left to right with the arguments and makes "%%" a "%". An
+// argument's own placeholders are left alone; a placeholder without an argument stays as it is.
+// Any thread.
+QString VXFillFormat(const QString &format, const QStringList &arguments);
+
 // ---- Paths
 
 // Case-insensitive equality; false for a null path.
 bool isEqualToPath(const QString &self, const QString &path);
 // True when the path exists and is a folder (following symbolic links).
 bool isFolderPath(const QString &self);
+// "~" and "~/..." with the home folder in place of the "~"; any other path as it is.
+QString stringByExpandingTildeInPath(const QString &self);
+// The reverse: the home folder, or a path inside it, with "~" in place of the home folder.
+QString stringByAbbreviatingWithTildeInPath(const QString &self);
 // Expands a leading "~"; true when that is a folder, otherwise creates it with its missing
 // parents and answers whether that worked.
 bool checkFolderPathAndCreateIfNecessary(const QString &self);
-// "/" unless the path starts with "/Volumes/"; then the volume's name, the part up to the next
-// "/" ("/" when there is none). Not a full path: the readable representation tests exactly this
-// text for existence.
+// The mount point of the volume that holds the path, for paths under the folders where volumes
+// are mounted: /media/USER/NAME (udisks on Debian), /run/media/USER/NAME (udisks elsewhere) and
+// /mnt/NAME; empty when the name is missing ("/mnt//x"). "/" for every other path.
 QString volumePath(const QString &self);
 // The components shown for an existing path: "/" first, then each folder and the file. Relative
 // to a base path with at least one component and fewer than the path's, the components after
@@ -118,7 +130,7 @@ QString readablePathRepresentationRelativeToPath(const QString &self, const QStr
 QString readablePathRepresentation(const QString &self);
 // The path with the first "/Library/Containers/com.brasswing.WendleClient/Data/Library/" made
 // "/Library/": a path inside the sandbox container as the same path in the real home.
-QString stringByDeletingWendleCountainerPathComponents(const QString &self);
+QString stringByDeletingWendleContainerPathComponents(const QString &self);
 // The path's last component without its extension ("Report.csv" gives "Report"; a leading dot
 // is no extension).
 QString displayFileName(const QString &self);

@@ -1,35 +1,17 @@
 #include "VXUserDefaultsExtensions.h"
 
 #include "VXFolderAccessDelegate.h"
-#include "VXLog.h"
 #include "VXStringExtensions.h"
 #include "VXUserDefaults.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFileInfo>
 
-#include <optional>
-
 namespace {
-
-std::optional<bool> s_sandboxed;
-
-const QString kFormatPlaceholder = QStringLiteral("%@");
 
 QString translated(const char *text)
 {
     return QCoreApplication::translate("VXUserDefaults", text);
-}
-
-// "~" and "~/..." name the home folder (inside a sandbox, the container's data folder).
-QString expandingTilde(const QString &path)
-{
-    if (path == QStringLiteral("~"))
-        return QDir::homePath();
-    if (path.startsWith(QStringLiteral("~/")))
-        return QDir::homePath() + path.mid(1);
-    return path;
 }
 
 // Asks for write access to the folder (the unlock panel only when `cancel` is given) and, when
@@ -48,7 +30,7 @@ bool confirmAndReleaseWriteAccess(VXFolderAccessDelegate &delegate, const QStrin
 
 bool importUserDefaultsFromDomain(VXUserDefaults &defaults, const QString &domain)
 {
-    const QString flagKey = QString(kImportedUserDefaultsKeyFormat).replace(kFormatPlaceholder, domain);
+    const QString flagKey = VXFillFormat(kImportedUserDefaultsKeyFormat, {domain});
     if (defaults.boolForKey(flagKey))
         return false;
     bool copied = false;
@@ -85,7 +67,7 @@ QString folderPathForKey(VXUserDefaults &defaults, const QString &key, const QSt
 {
     const QString stored = defaults.stringForKey(key);
     QString path = stored.isEmpty() ? defaultPath : stored;
-    if (!VXApplicationIsSandboxed())
+    if (!delegate || !delegate->isSandboxed())
         return path;
 
     const QString sandboxKey = key + kSandboxKeySuffix;
@@ -98,20 +80,15 @@ QString folderPathForKey(VXUserDefaults &defaults, const QString &key, const QSt
 
     // Inside the sandbox "~" is the container: name the folder in the real home instead.
     if (path.startsWith(u'~'))
-        path = stringByDeletingWendleCountainerPathComponents(expandingTilde(path));
-    if (!delegate) {
-        qCWarning(lcFoundation).noquote()
-            << QStringLiteral("cannot convert folder path <%1> without folder access").arg(key);
-        return path;
-    }
+        path = stringByDeletingWendleContainerPathComponents(stringByExpandingTildeInPath(path));
 
     QString result = path;
     if (QFileInfo::exists(path)) {
         if (confirmAndReleaseWriteAccess(*delegate, path, nullptr)) {
             defaults.setString(path, sandboxKey);
         } else {
-            const QString informativeText = translated(kExportFolderFoundInformativeText)
-                                                .replace(kFormatPlaceholder, readablePathRepresentation(path));
+            const QString informativeText
+                = VXFillFormat(translated(kExportFolderFoundInformativeText), {readablePathRepresentation(path)});
             const int choice
                 = delegate->runAlert(translated(kExportFolderFoundMessage), informativeText,
                                      {translated(kUnlockButtonTitle), translated(kSwitchToSandboxDefaultButtonTitle)});
@@ -130,12 +107,6 @@ QString folderPathForKey(VXUserDefaults &defaults, const QString &key, const QSt
 
 bool VXApplicationIsSandboxed()
 {
-    if (!s_sandboxed)
-        s_sandboxed = qEnvironmentVariableIsSet(kSandboxContainerIDVariable);
-    return *s_sandboxed;
-}
-
-void VXResetApplicationIsSandboxedForTesting()
-{
-    s_sandboxed.reset();
+    const VXFolderAccessDelegate *delegate = VXFolderAccessDelegate::shared();
+    return delegate && delegate->isSandboxed();
 }

@@ -17,9 +17,6 @@ inline const QString kImportedUserDefaultsKeyFormat = QStringLiteral("Imported U
 inline const QString kSandboxKeySuffix = QStringLiteral(" (Sandbox)");
 inline const QString kSandboxConversionAttemptedKeySuffix = QStringLiteral(" (Sandbox): Conversion Attempted");
 
-// The variable whose presence in the environment means the program runs sandboxed.
-inline constexpr char kSandboxContainerIDVariable[] = "APP_SANDBOX_CONTAINER_ID";
-
 // The alert offered once per folder-path key when a sandboxed program finds a folder it used
 // before; "%@" is replaced by the folder's readable path. Translation context "VXUserDefaults".
 inline constexpr char kExportFolderFoundMessage[] = QT_TRANSLATE_NOOP("VXUserDefaults", "Export Folder Found");
@@ -45,14 +42,11 @@ void setFolderPath(VXUserDefaults &defaults, const QString &path, const QString 
 // path stored outside the sandbox: a folder that still exists is kept when write access to it
 // can be confirmed (silently, else after an alert and the unlock panel); otherwise the stored
 // path is dropped for `defaultPath`. The conversion runs once per key. The form without a
-// delegate uses VXFolderAccessDelegate::shared(); with no delegate at all a sandboxed read
-// answers the stored path and leaves the conversion for later.
+// delegate uses VXFolderAccessDelegate::shared(); with no delegate there is no sandbox.
 QString folderPathForKey(VXUserDefaults &defaults, const QString &key, const QString &defaultPath);
 QString folderPathForKey(VXUserDefaults &defaults, const QString &key, const QString &defaultPath,
                          VXFolderAccessDelegate *delegate);
 
-// True exactly when the environment holds "APP_SANDBOX_CONTAINER_ID". Computed on the first call
-// and kept for the life of the process.
+// Whether the program's folder-access delegate (VXFolderAccessDelegate::shared()) says it runs
+// sandboxed; false without one.
 bool VXApplicationIsSandboxed();
-// Forgets the kept answer, so that the next call looks at the environment again. For tests.
-void VXResetApplicationIsSandboxedForTesting();

@@ -196,7 +196,7 @@ QString VXConfigurationStore::configurationPath(QString *accessedBookmarkPath)
 {
     const QString folder = libraryFolderPathWithName(VXConfigurationsFolderName);
     const QString defaultPath = folder.isEmpty() ? QString() : folder + u'/' + VXDefaultConfigurationFileName;
-    if (!VXApplicationIsSandboxed())
+    if (!folderAccess() || !folderAccess()->isSandboxed())
         return defaultPath;
 
     QString accessed;
@@ -223,7 +223,7 @@ QString VXConfigurationStore::sandboxedConfigurationPath(const QString &defaultP
         return defaultPath;
 
     // The same file in the real home, where an earlier version outside the sandbox kept it.
-    const QString earlier = stringByDeletingWendleCountainerPathComponents(defaultPath);
+    const QString earlier = stringByDeletingWendleContainerPathComponents(defaultPath);
     QString result = defaultPath;
     if (!earlier.isEmpty() && QFileInfo::exists(earlier) && access) {
         if (access->confirmWriteAccessForPath(earlier, true, nullptr, accessedBookmarkPath, {})) {

@@ -29,25 +29,6 @@
 
 namespace {
 
-QString expandingTilde(const QString &path)
-{
-    if (path == QStringLiteral("~"))
-        return QDir::homePath();
-    if (path.startsWith(QStringLiteral("~/")))
-        return QDir::homePath() + path.mid(1);
-    return path;
-}
-
-QString abbreviatingWithTilde(const QString &path)
-{
-    const QString home = QDir::homePath();
-    if (path == home)
-        return QStringLiteral("~");
-    if (home != QStringLiteral("/") && path.startsWith(home + u'/'))
-        return u'~' + path.mid(home.size());
-    return path;
-}
-
 bool hasPermission(const QString &path, int mode)
 {
     return !path.isEmpty() && ::access(QFile::encodeName(path).constData(), mode) == 0;
@@ -162,7 +143,7 @@ VXAutoExportResult VXExporter::autoExportIfNecessary()
     }
 
     const QString fileName = VXFillFormat(VXAutoExportFileNameFormat, {currentYearMonthDayStringWithHour(m_clock)});
-    const QString file = expandingTilde(QDir(folder).filePath(fileName));
+    const QString file = stringByExpandingTildeInPath(QDir(folder).filePath(fileName));
     VXAutoExportResult result = VXAutoExportResult::AlreadyExported;
     if (!QFileInfo::exists(file)) {
         double last = 0.0;
@@ -189,22 +170,23 @@ QString VXExporter::defaultAutoExportFolderPath() const
 
 QString VXExporter::autoExportFolderPath() const
 {
-    return expandingTilde(folderPathForKey(m_defaults, VXAutoExportKey::kAutoExportFolder,
-                                           defaultAutoExportFolderPath(), folderAccess()));
+    return stringByExpandingTildeInPath(folderPathForKey(m_defaults, VXAutoExportKey::kAutoExportFolder,
+                                                         defaultAutoExportFolderPath(), folderAccess()));
 }
 
 bool VXExporter::setExportFolderPath(const QString &path)
 {
     if (path.isEmpty())
         return false;
-    const QString folder = expandingTilde(path);
+    const QString folder = stringByExpandingTildeInPath(path);
     QString bookmark;
     if (!confirmWriteAccess(folder, &bookmark))
         return false;
     // The bookmark manager keeps its own record of a folder the user chose; the access taken
     // to check it is not needed any more.
     stopAccessing(bookmark);
-    setFolderPath(m_defaults, abbreviatingWithTilde(QDir::cleanPath(folder)), VXAutoExportKey::kAutoExportFolder);
+    setFolderPath(m_defaults, stringByAbbreviatingWithTildeInPath(QDir::cleanPath(folder)),
+                  VXAutoExportKey::kAutoExportFolder);
     return true;
 }
 

@@ -110,21 +110,18 @@ void VXResets::resetApplicationTimers(bool resetApplications, bool resetPools, b
     m_delegate.updateListsAfterChange();
 }
 
-void VXResets::resetApplicationTimers(const void *sender)
+void VXResets::resetApplicationTimers()
 {
-    Q_UNUSED(sender);
     resetApplicationTimers(true, false, true, true);
 }
 
-void VXResets::resetPoolTimers(const void *sender)
+void VXResets::resetPoolTimers()
 {
-    Q_UNUSED(sender);
     resetApplicationTimers(false, true, true, true);
 }
 
-void VXResets::resetAllTimers(const void *sender)
+void VXResets::resetAllTimers()
 {
-    Q_UNUSED(sender);
     resetApplicationTimers(true, true, true, true);
 }
 
@@ -142,9 +139,8 @@ void VXResets::resetTimerViaMenuItem(const VXDictionaryRef &representedItem)
 
 // ---- Clears
 
-void VXResets::clearApplications(const void *sender)
+void VXResets::clearApplications()
 {
-    Q_UNUSED(sender);
     m_delegate.pushUndoStateAndClearRedoStatesAfterDelay();
     if (const VXDictionaryRef configuration = m_delegate.currentConfiguration()) {
         if (VXDictionary *applications = configuration->value(VXApplicationsKey).dictionary())
@@ -156,9 +152,8 @@ void VXResets::clearApplications(const void *sender)
     m_delegate.updateListsAfterChange();
 }
 
-void VXResets::clearPools(const void *sender)
+void VXResets::clearPools()
 {
-    Q_UNUSED(sender);
     const VXDictionaryRef configuration = m_delegate.currentConfiguration();
     VXArray *pools = configuration ? configuration->value(VXPoolsKey).array() : nullptr;
     if (!pools || pools->isEmpty())
@@ -170,9 +165,8 @@ void VXResets::clearPools(const void *sender)
     m_delegate.updateListsAfterChange();
 }
 
-void VXResets::clearAll(const void *sender)
+void VXResets::clearAll()
 {
-    Q_UNUSED(sender);
     if (!confirm(VXClearAllMessage, VXClearAllInformativeText, VXClearAllButtonTitle))
         return;
     m_delegate.pushUndoStateAndClearRedoStatesAfterDelay();

@@ -70,9 +70,9 @@ public:
     void resetApplicationTimers(bool resetApplicationTimers, bool resetPoolTimers, bool afterPushingUndoState,
                                 bool withConfirmation);
     // The menu commands: undoable and confirmed.
-    void resetApplicationTimers(const void *sender);
-    void resetPoolTimers(const void *sender);
-    void resetAllTimers(const void *sender);
+    void resetApplicationTimers();
+    void resetPoolTimers();
+    void resetAllTimers();
 
     // Resets the timers of one item (the given one, else the selected one) and of everything
     // under it; the overall totals stay. Beeps when there is no item.
@@ -80,12 +80,12 @@ public:
 
     // ---- Clears
 
-    void clearApplications(const void *sender);
+    void clearApplications();
     // Unlike every other clear and reset, this leaves the time since the last tick to be
     // credited.
-    void clearPools(const void *sender);
+    void clearPools();
     // Asks first; the whole tree goes, and the next tick starts a new one.
-    void clearAll(const void *sender);
+    void clearAll();
 
     // ---- Removing items
 

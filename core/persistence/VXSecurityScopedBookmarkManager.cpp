@@ -96,7 +96,7 @@ bool VXSecurityScopedBookmarkManager::confirmAccess(int mode, const QString &pat
         resolved = QFileInfo(resolved).path();
     if (posixAccess(resolved, mode))
         return true;
-    if (!VXApplicationIsSandboxed() || resolved.isEmpty())
+    if (!m_sandboxed || resolved.isEmpty())
         return false;
 
     QString bookmarkPath;

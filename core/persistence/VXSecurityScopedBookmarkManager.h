@@ -2,7 +2,7 @@
 
 // Access to user-chosen folders. Every caller asks the same question first: may the program
 // read, or write, this path now? Outside an application sandbox (the normal case on Linux) the
-// file system's own permission test answers. Sandboxed (VXApplicationIsSandboxed()), folders the
+// file system's own permission test answers. Sandboxed (a build that sets it), folders the
 // user once unlocked are kept as bookmarks in "Security-Scoped Bookmarks" (folder path with
 // links resolved -> bookmark data), and a bookmark covers its folder and everything inside it:
 //
@@ -73,6 +73,10 @@ public:
 
     void setUserInterface(VXFolderAccessUserInterface *userInterface) { m_userInterface = userInterface; }
 
+    // Off unless a sandboxed build of the program turns it on.
+    bool isSandboxed() const override { return m_sandboxed; }
+    void setSandboxed(bool sandboxed) { m_sandboxed = sandboxed; }
+
     // May the program access `path` (with `viaParentFolder`, its folder) in `mode` (R_OK, W_OK,
     // as for access(2)) now? A null `cancel` means nobody may be asked; otherwise the unlock
     // panel may be shown and `*cancel` tells whether it was dismissed.
@@ -107,6 +111,7 @@ private:
 
     VXUserDefaults &m_defaults;
     VXFolderAccessUserInterface *m_userInterface;
+    bool m_sandboxed = false;
     std::map<QString, QByteArray> m_bookmarksByPath;
     bool m_bookmarksLoaded = false;
     std::map<QString, QUrl> m_accessedURLsByPath;

@@ -1,4 +1,5 @@
 #include "VXOpenStepPropertyListReader.h"
+#include "VXCivilDate.h"
 
 #include "VXPlistLogging.h"
 #include "VXPropertyListSerialization.h"
@@ -42,16 +43,6 @@ inline int hexValue(char16_t c)
     return -1;
 }
 
-std::int64_t daysFromCivil(std::int64_t year, int month, int day)
-{
-    year -= month <= 2 ? 1 : 0;
-    const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
-    const std::int64_t yearOfEra = year - era * 400;
-    const std::int64_t dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
-    const std::int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-    return era * 146097 + dayOfEra - 719468;
-}
-
 // GNUstep's date form "YYYY-MM-DD HH:MM:SS +HHMM", every field at its fixed place.
 bool parseGNUstepDate(const std::string &text, double &since2001)
 {
@@ -81,7 +72,7 @@ bool parseGNUstepDate(const std::string &text, double &since2001)
         || hour > 23 || minute > 59 || second > 59 || zoneMinutes > 59)
         return false;
     const int offset = (zoneHours * 3600 + zoneMinutes * 60) * (text[20] == '-' ? -1 : 1);
-    const std::int64_t local = daysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 + second;
+    const std::int64_t local = VXDaysFromCivil(year, month, day) * 86400 + hour * 3600 + minute * 60 + second;
     since2001 = static_cast<double>(local - offset - static_cast<std::int64_t>(VXValue::kUnixTimeOf2001));
     return true;
 }

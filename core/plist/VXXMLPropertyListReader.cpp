@@ -1,4 +1,5 @@
 #include "VXXMLPropertyListReader.h"
+#include "VXCivilDate.h"
 
 #include "VXPlistLogging.h"
 #include "VXPropertyListSerialization.h"
@@ -232,16 +233,6 @@ bool parseReal(std::string_view text, double &out)
     return result.ec == std::errc() && result.ptr == end;
 }
 
-std::int64_t daysFromCivil(std::int64_t year, int month, int day)
-{
-    year -= month <= 2 ? 1 : 0;
-    const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
-    const std::int64_t yearOfEra = year - era * 400;
-    const std::int64_t dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
-    const std::int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-    return era * 146097 + dayOfEra - 719468;
-}
-
 int daysInMonth(std::int64_t year, int month)
 {
     static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
@@ -316,7 +307,7 @@ bool parseDate(std::string_view text, double &since2001)
     if (month < 1 || month > 12 || day < 1 || day > daysInMonth(year, static_cast<int>(month)) || hour > 23
         || minute > 59 || second > 59)
         return false;
-    const std::int64_t seconds = daysFromCivil(year, static_cast<int>(month), static_cast<int>(day)) * 86400
+    const std::int64_t seconds = VXDaysFromCivil(year, static_cast<int>(month), static_cast<int>(day)) * 86400
         + hour * 3600 + minute * 60 + second;
     since2001 = static_cast<double>(seconds - static_cast<std::int64_t>(VXValue::kUnixTimeOf2001)) + fraction;
     return true;

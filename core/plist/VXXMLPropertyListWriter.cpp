@@ -1,4 +1,5 @@
 #include "VXXMLPropertyListWriter.h"
+#include "VXCivilDate.h"
 
 #include "VXPlistLogging.h"
 #include "VXPropertyListSerialization.h"
@@ -431,16 +432,7 @@ private:
             secondOfDay += 86400;
             --days;
         }
-        // Civil date from a day count (proleptic Gregorian calendar, eras of 400 years).
-        days += 719468;
-        const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-        const std::int64_t dayOfEra = days - era * 146097;
-        const std::int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-        const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-        const std::int64_t monthIndex = (5 * dayOfYear + 2) / 153;
-        const int day = static_cast<int>(dayOfYear - (153 * monthIndex + 2) / 5 + 1);
-        const int month = static_cast<int>(monthIndex < 10 ? monthIndex + 3 : monthIndex - 9);
-        const std::int64_t year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
+        const auto [year, month, day] = VXCivilFromDays(days);
 
         line(level, "<date>");
         char *p = m_out.claim(48);

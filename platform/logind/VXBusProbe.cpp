@@ -1,9 +1,11 @@
 #include "VXBusProbe.h"
 
 #include <QByteArray>
+#include <QDeadlineTimer>
 #include <QSocketNotifier>
 #include <QStringList>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -41,7 +43,91 @@ bool unixSocketAddress(const QString &entry, sockaddr_un &address, socklen_t &le
     return false;
 }
 
+// The credentials byte, then the first line of the authentication: the bus answers it with a
+// line of its own, whatever it decides.
+QByteArray greeting()
+{
+    return QByteArray(1, '\0') + "AUTH EXTERNAL " + QByteArray::number(::getuid()).toHex() + "\r\n";
+}
+
+QString errorText()
+{
+    return QString::fromLocal8Bit(strerror(errno));
+}
+
+// A non-blocking socket connecting (or connected) to the first unix socket of the address: -2
+// when the address names none, -1 (with the reason) when nothing takes the connection.
+int connectTo(const QString &address, QString *whyNot)
+{
+    sockaddr_un socketAddress {};
+    socklen_t length = 0;
+    bool found = false;
+    for (const QString &entry : address.split(u';', Qt::SkipEmptyParts)) {
+        if ((found = unixSocketAddress(entry, socketAddress, length)))
+            break;
+    }
+    if (!found)
+        return -2;
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd < 0
+        || (::connect(fd, reinterpret_cast<const sockaddr *>(&socketAddress), length) != 0 && errno != EINPROGRESS
+            && errno != EAGAIN)) {
+        if (whyNot)
+            *whyNot = QStringLiteral("cannot connect to %1: %2").arg(address, errorText());
+        if (fd >= 0)
+            ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+// Waits for `events` on the descriptor until the deadline.
+bool waitFor(int fd, short events, const QDeadlineTimer &deadline)
+{
+    for (;;) {
+        pollfd entry {fd, events, 0};
+        const int result = ::poll(&entry, 1, int(deadline.remainingTime()));
+        if (result > 0)
+            return true;
+        if (result == 0 || errno != EINTR)
+            return false;
+    }
+}
+
 }   // namespace
+
+VXBusProbe::Answer VXBusProbe::ask(const QString &address, int timeoutMs, QString *whyNot)
+{
+    const QDeadlineTimer deadline(timeoutMs);
+    const int fd = connectTo(address, whyNot);
+    if (fd == -2)
+        return Answer::Answered;
+    if (fd == -1)
+        return Answer::NobodyListens;
+    const auto silent = [&](const QString &reason) {
+        ::close(fd);
+        if (whyNot)
+            *whyNot = reason;
+        return Answer::Silent;
+    };
+    QByteArray unsent = greeting();
+    while (!unsent.isEmpty()) {
+        if (!waitFor(fd, POLLOUT, deadline))
+            return silent(QStringLiteral("%1 did not answer in time").arg(address));
+        const ssize_t written = ::send(fd, unsent.constData(), std::size_t(unsent.size()), MSG_NOSIGNAL);
+        if (written < 0 && errno != EAGAIN && errno != EINTR)
+            return silent(QStringLiteral("cannot write to %1: %2").arg(address, errorText()));
+        if (written > 0)
+            unsent.remove(0, written);
+    }
+    char buffer[256];
+    if (!waitFor(fd, POLLIN, deadline))
+        return silent(QStringLiteral("%1 did not answer in time").arg(address));
+    if (::recv(fd, buffer, sizeof buffer, 0) <= 0)
+        return silent(QStringLiteral("%1 closed the connection").arg(address));
+    ::close(fd);
+    return Answer::Answered;
+}
 
 VXBusProbe::VXBusProbe(QObject *parent) : QObject(parent)
 {
@@ -65,29 +151,15 @@ bool VXBusProbe::start(const QString &address, int timeoutMs, QString *whyNot)
 {
     close();
     m_address = address;
-    sockaddr_un socketAddress {};
-    socklen_t length = 0;
-    bool found = false;
-    for (const QString &entry : address.split(u';', Qt::SkipEmptyParts)) {
-        if ((found = unixSocketAddress(entry, socketAddress, length)))
-            break;
-    }
-    if (!found) {
+    m_socket = connectTo(address, whyNot);
+    if (m_socket == -2) {
+        m_socket = -1;
         QTimer::singleShot(0, this, [this] { Q_EMIT finished(true, QString()); });
         return true;
     }
-    m_socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (m_socket < 0
-        || (::connect(m_socket, reinterpret_cast<const sockaddr *>(&socketAddress), length) != 0 && errno != EINPROGRESS
-            && errno != EAGAIN)) {
-        if (whyNot)
-            *whyNot = QStringLiteral("cannot connect to %1: %2").arg(address, QString::fromLocal8Bit(strerror(errno)));
-        close();
+    if (m_socket < 0)
         return false;
-    }
-    // The credentials byte, then the first line of the authentication: the bus answers it with
-    // a line of its own, whatever it decides.
-    m_unsent = QByteArray(1, '\0') + "AUTH EXTERNAL " + QByteArray::number(::getuid()).toHex() + "\r\n";
+    m_unsent = greeting();
     m_writable = new QSocketNotifier(m_socket, QSocketNotifier::Write, this);
     connect(m_writable, &QSocketNotifier::activated, this, &VXBusProbe::onWritable);
     m_readable = new QSocketNotifier(m_socket, QSocketNotifier::Read, this);
@@ -100,7 +172,7 @@ void VXBusProbe::onWritable()
 {
     const ssize_t written = ::send(m_socket, m_unsent.constData(), std::size_t(m_unsent.size()), MSG_NOSIGNAL);
     if (written < 0 && errno != EAGAIN && errno != EINTR) {
-        finish(false, QStringLiteral("cannot write to %1: %2").arg(m_address, QString::fromLocal8Bit(strerror(errno))));
+        finish(false, QStringLiteral("cannot write to %1: %2").arg(m_address, errorText()));
         return;
     }
     if (written > 0)

@@ -12,6 +12,9 @@
 //     auto *probe = new VXBusProbe(this);
 //     connect(probe, &VXBusProbe::finished, this, [](bool answered, const QString &whyNot) { ... });
 //     probe->start(VXBusProbe::systemBusAddress(), 3000);
+//
+// Before the event loop runs (the program's check of its session bus at start-up), ask() does
+// the same and waits for the answer.
 
 #include <QObject>
 #include <QString>
@@ -28,6 +31,15 @@ public:
 
     // DBUS_SYSTEM_BUS_ADDRESS, else the system bus's usual socket.
     static QString systemBusAddress();
+
+    enum class Answer {
+        Answered,   // the bus answered, or the address has no unix socket to ask
+        NobodyListens,   // nothing takes the connection: Qt finds that out at once as well
+        Silent,   // the connection was taken but the bus said nothing in time, or hung up
+    };
+    // Asks the bus at `address` and waits at most timeoutMs; the reason in `whyNot` when the
+    // answer is not Answered.
+    static Answer ask(const QString &address, int timeoutMs, QString *whyNot = nullptr);
 
     // Starts asking the bus at `address` (D-Bus address syntax; its first unix socket entry is
     // asked). Answers false, with the reason, when nothing listens there; otherwise finished()

@@ -1,6 +1,7 @@
 // The program's own input through real widgets on the offscreen platform.
 
 #include "VXOwnInputFilter.h"
+#include "VXPresenceRecorder.h"
 
 #include <QApplication>
 #include <QLineEdit>
@@ -8,21 +9,6 @@
 #include <QThread>
 
 #include <gtest/gtest.h>
-
-namespace {
-
-struct CountingObserver final : VXPresenceObserver {
-    int inputs = 0;
-    void inputHappened() override { ++inputs; }
-    void systemWillSleep() override { }
-    void systemDidWake() override { }
-    void sessionDidResignActive() override { }
-    void sessionDidBecomeActive() override { }
-    void screenDidLock() override { }
-    void screenDidUnlock() override { }
-};
-
-}   // namespace
 
 TEST(VXOwnInputFilter, ReportsTypingInOwnWindowsAtMostOncePerSecond)
 {
@@ -34,7 +20,7 @@ TEST(VXOwnInputFilter, ReportsTypingInOwnWindowsAtMostOncePerSecond)
     char *argv[] = {name, nullptr};
     QApplication app(argc, argv);
 
-    CountingObserver observer;
+    VXPresenceRecorder observer;
     VXOwnInputFilter filter(observer);
     app.installEventFilter(&filter);
     QLineEdit field;
@@ -43,17 +29,17 @@ TEST(VXOwnInputFilter, ReportsTypingInOwnWindowsAtMostOncePerSecond)
     // A burst of typing is one report.
     QTest::keyClicks(&field, QStringLiteral("pool name"));
     EXPECT_EQ(field.text(), QStringLiteral("pool name"));
-    EXPECT_EQ(observer.inputs, 1);
+    EXPECT_EQ(observer.inputs(), 1);
 
     // Input a second later is reported again; events that are not input are not.
     QThread::msleep(1050);
     QEvent paint(QEvent::UpdateRequest);
     QCoreApplication::sendEvent(&field, &paint);
-    EXPECT_EQ(observer.inputs, 1);
+    EXPECT_EQ(observer.inputs(), 1);
     QTest::mouseClick(&field, Qt::LeftButton);
-    EXPECT_EQ(observer.inputs, 2);
+    EXPECT_EQ(observer.inputs(), 2);
 
     app.removeEventFilter(&filter);
     QTest::keyClicks(&field, QStringLiteral("x"));
-    EXPECT_EQ(observer.inputs, 2);
+    EXPECT_EQ(observer.inputs(), 2);
 }

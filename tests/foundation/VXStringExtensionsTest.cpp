@@ -17,6 +17,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <pwd.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -316,6 +318,28 @@ TEST(CSVStringWithString, QuotesOnlyWhatNeedsIt)
     EXPECT_FALSE(CSVStringWithString(QString(), comma).isNull());
 }
 
+TEST(VXFillFormat, FillsPlaceholdersFromLeftToRight)
+{
+    const struct {
+        QString format;
+        QStringList arguments;
+        QString filled;
+    } rows[] = {
+        {u"Report: %@: %@"_s, {u"/tmp/a.csv"_s, u"Front"_s}, u"Report: /tmp/a.csv: Front"_s},
+        {u"Total: %@ (%lu%%)"_s, {u"1:00"_s, u"42"_s}, u"Total: 1:00 (42%)"_s},
+        // An argument's own placeholder stays as it is: a report named "%@" keeps its name.
+        {u"Report: %@: %@"_s, {u"%@"_s, u"Total"_s}, u"Report: %@: Total"_s},
+        // Placeholders without an argument stay; a lone "%" at the end too.
+        {u"%@ and %@"_s, {u"one"_s}, u"one and %@"_s},
+        {u"100%"_s, {u"x"_s}, u"100%"_s},
+        {u"%d %@"_s, {u"x"_s}, u"%d x"_s},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.format.toStdString());
+        EXPECT_EQ(VXFillFormat(row.format, row.arguments), row.filled);
+    }
+}
+
 TEST(NewUUIDString, CanonicalUpperCaseAndFresh)
 {
     const QRegularExpression form(u"^[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}$"_s);
@@ -326,15 +350,6 @@ TEST(NewUUIDString, CanonicalUpperCaseAndFresh)
         seen.insert(uuid);
     }
     EXPECT_EQ(seen.size(), 100);
-}
-
-TEST(Marks, TriangleDashAndBullet)
-{
-    EXPECT_EQ(rightTriangleArrowString(), u16(u"\u25B8"));
-    EXPECT_EQ(spacedRightTriangleArrowString(), u16(u" \u25B8 "));
-    EXPECT_EQ(dashString(), u16(u"\u2014"));
-    EXPECT_EQ(spacedDashString(), u16(u" \u2014 "));
-    EXPECT_EQ(bulletString(), u16(u"\u2022"));
 }
 
 // ---- Names
@@ -471,16 +486,37 @@ TEST_F(Paths, EqualityIgnoresCase)
     EXPECT_TRUE(isEqualToPath(u""_s, u""_s));
 }
 
-TEST_F(Paths, VolumeNames)
+TEST_F(Paths, VolumesAreTheFoldersUnderTheMountRoots)
 {
-    EXPECT_EQ(volumePath(u"/Volumes/Backup/Reports/day.csv"_s), u"Backup"_s);
-    EXPECT_EQ(volumePath(u"/Volumes/My Disk/x"_s), u"My Disk"_s);
-    EXPECT_EQ(volumePath(u"/Volumes/Backup"_s), u"/"_s);
-    EXPECT_EQ(volumePath(u"/Volumes/"_s), u"/"_s);
-    EXPECT_EQ(volumePath(u"/Volumes//x"_s), u""_s);
-    EXPECT_EQ(volumePath(u"/home/joe/Reports"_s), u"/"_s);
-    EXPECT_EQ(volumePath(u"/VolumesX/a/b"_s), u"/"_s);
-    EXPECT_EQ(volumePath(u""_s), u"/"_s);
+    // The login name, as the mount roots are named (USER, else the password database).
+    QString user = qEnvironmentVariable("USER");
+    if (const passwd *entry = user.isEmpty() ? ::getpwuid(::getuid()) : nullptr)
+        user = QString::fromLocal8Bit(entry->pw_name);
+    ASSERT_FALSE(user.isEmpty());
+    const QString media = u"/media/"_s + user;
+    const QString runMedia = u"/run/media/"_s + user;
+    const struct {
+        QString path;
+        QString volume;
+    } rows[] = {
+        {media + u"/Backup/Reports/day.csv"_s, media + u"/Backup"_s},
+        {runMedia + u"/My Disk/x"_s, runMedia + u"/My Disk"_s},
+        {u"/mnt/usb"_s, u"/mnt/usb"_s},
+        {u"/mnt//x"_s, QString()},
+        {media + u"/"_s, QString()},
+        {u"/media/someone-else-entirely/Disk/x"_s, u"/"_s},
+        {u"/mntx/a/b"_s, u"/"_s},
+        {u"/home/joe/Reports"_s, u"/"_s},
+        {QString(), u"/"_s},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.path.toStdString());
+        EXPECT_EQ(volumePath(row.path), row.volume);
+    }
+    // A volume that is not mounted is currently not available; a missing path elsewhere is not found.
+    EXPECT_EQ(readablePathRepresentation(media + u"/NoSuchDisk-wendle/Reports"_s),
+              media + u16(u"/NoSuchDisk-wendle/Reports \u2014 Currently not available"));
+    EXPECT_EQ(readablePathRepresentation(u"/mnt//Reports"_s), u16(u"/mnt//Reports \u2014 Currently not available"));
 }
 
 TEST_F(Paths, DisplayComponents)
@@ -524,37 +560,22 @@ TEST_F(Paths, ReadableRepresentation)
     const QString missing = path(u"Reports/1999"_s);
     EXPECT_EQ(readablePathRepresentation(missing), missing + u16(u" \u2014 Not found"));
     EXPECT_EQ(readablePathRepresentationRelativeToPath(missing, root(), false), missing + u16(u" \u2014 Not found"));
-    EXPECT_EQ(readablePathRepresentation(u"/Volumes/NoSuchDisk/Reports"_s),
-              u16(u"/Volumes/NoSuchDisk/Reports \u2014 Currently not available"));
-    EXPECT_EQ(readablePathRepresentation(u"/Volumes//Reports"_s),
-              u16(u"/Volumes//Reports \u2014 Currently not available"));
-
-    // The volume test is made on the bare volume name, as it stands: with a folder of that name
-    // in the current folder, the missing path reads as not found.
-    ASSERT_TRUE(QDir().mkpath(path(u"Stick"_s)));
-    const QString savedCurrent = QDir::currentPath();
-    ASSERT_TRUE(QDir::setCurrent(root()));
-    const QString onStick = readablePathRepresentation(u"/Volumes/Stick/Reports"_s);
-    const QString elsewhere = readablePathRepresentation(u"/Volumes/Other/Reports"_s);
-    QDir::setCurrent(savedCurrent);
-    EXPECT_EQ(onStick, u16(u"/Volumes/Stick/Reports \u2014 Not found"));
-    EXPECT_EQ(elsewhere, u16(u"/Volumes/Other/Reports \u2014 Currently not available"));
 }
 
 TEST_F(Paths, ContainerPathsAndDisplayNames)
 {
     EXPECT_EQ(
-        stringByDeletingWendleCountainerPathComponents(
+        stringByDeletingWendleContainerPathComponents(
             u"/home/joe/Library/Containers/com.brasswing.WendleClient/Data/Library/Wendle/Configurations/Default.plist"_s),
         u"/home/joe/Library/Wendle/Configurations/Default.plist"_s);
     // Only the first occurrence.
     EXPECT_EQ(
-        stringByDeletingWendleCountainerPathComponents(
+        stringByDeletingWendleContainerPathComponents(
             u"/a/Library/Containers/com.brasswing.WendleClient/Data/Library/b/Library/Containers/com.brasswing.WendleClient/Data/Library/c"_s),
         u"/a/Library/b/Library/Containers/com.brasswing.WendleClient/Data/Library/c"_s);
-    EXPECT_EQ(stringByDeletingWendleCountainerPathComponents(u"/home/joe/.local/share/Wendle"_s),
+    EXPECT_EQ(stringByDeletingWendleContainerPathComponents(u"/home/joe/.local/share/Wendle"_s),
               u"/home/joe/.local/share/Wendle"_s);
-    EXPECT_EQ(stringByDeletingWendleCountainerPathComponents(
+    EXPECT_EQ(stringByDeletingWendleContainerPathComponents(
                   u"/home/joe/Library/Containers/com.brasswing.Wendle/Data/Library/Wendle"_s),
               u"/home/joe/Library/Containers/com.brasswing.Wendle/Data/Library/Wendle"_s);
 

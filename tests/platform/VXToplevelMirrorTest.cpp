@@ -6,6 +6,7 @@
 #include "VXToplevelMirror.h"
 #include "VXDesktopEntryLauncher.h"
 #include "VXIdleReporter.h"
+#include "VXPresenceRecorder.h"
 #include "VXTestSupport.h"
 
 #include <QDir>
@@ -204,61 +205,44 @@ TEST_F(ToplevelMirror, SteadyTicksLookNothingUp)
     EXPECT_EQ(snapshot.windows.front().title, QStringLiteral("Renamed"));
 }
 
-namespace {
-
-class CountingObserver final : public VXPresenceObserver
-{
-public:
-    void inputHappened() override { ++inputs; }
-    void systemWillSleep() override { }
-    void systemDidWake() override { }
-    void sessionDidResignActive() override { }
-    void sessionDidBecomeActive() override { }
-    void screenDidLock() override { }
-    void screenDidUnlock() override { }
-    int inputs = 0;
-};
-
-}   // namespace
-
 TEST(VXIdleReporter, ReportsInputOnceASecondAndNothingWhileIdle)
 {
     VXEnsureCoreApplication();
     VXIdleReporter reporter;
-    CountingObserver observer;
+    VXPresenceRecorder observer;
     const auto settle = [] { VXSpinEventLoop(VXIdleReporter::kCoolingMs + 150); };
 
     // Idle at the start: nothing to report.
     reporter.start(observer);
     reporter.idled();
     settle();
-    EXPECT_EQ(observer.inputs, 0);
+    EXPECT_EQ(observer.inputs(), 0);
 
     // Input after idling is reported at once; the compositor staying quiet (no "idled") for a
     // second means more input came: reported after the second, not before.
     reporter.resumed();
-    EXPECT_EQ(observer.inputs, 1);
+    EXPECT_EQ(observer.inputs(), 1);
     settle();
-    EXPECT_EQ(observer.inputs, 2);
+    EXPECT_EQ(observer.inputs(), 2);
     reporter.idled();
     settle();
-    EXPECT_EQ(observer.inputs, 2);
+    EXPECT_EQ(observer.inputs(), 2);
 
     // Input that came and went within the second after a report is reported at its end.
     reporter.resumed();
     reporter.idled();
     reporter.resumed();
     reporter.idled();
-    EXPECT_EQ(observer.inputs, 3);
+    EXPECT_EQ(observer.inputs(), 3);
     settle();
-    EXPECT_EQ(observer.inputs, 4);
+    EXPECT_EQ(observer.inputs(), 4);
     settle();
-    EXPECT_EQ(observer.inputs, 4);
+    EXPECT_EQ(observer.inputs(), 4);
 
     reporter.stop();
     reporter.resumed();
     settle();
-    EXPECT_EQ(observer.inputs, 4);
+    EXPECT_EQ(observer.inputs(), 4);
 }
 
 TEST(VXDesktopEntryLauncher, SplitsExecLinesAndLaunchesEntries)

@@ -8,6 +8,7 @@
 #include "VXGnomeShellDesktop.h"
 #include "VXIdleReporter.h"
 #include "VXKWinScriptDesktop.h"
+#include "VXPresenceRecorder.h"
 #include "VXPropertyListSerialization.h"
 #include "VXTestProcess.h"
 #include "VXTestSupport.h"
@@ -41,19 +42,6 @@ QString s(const char *text)
 
 const QString kAlphaId = s("org.wendle.Alpha");
 const QString kBetaId = s("org.wendle.Beta");
-
-class PresenceCounter final : public VXPresenceObserver
-{
-public:
-    void inputHappened() override { ++inputs; }
-    void systemWillSleep() override { }
-    void systemDidWake() override { }
-    void sessionDidResignActive() override { }
-    void sessionDidBecomeActive() override { }
-    void screenDidLock() override { }
-    void screenDidUnlock() override { }
-    int inputs = 0;
-};
 
 // The rig, the test's desktop entries, and what the checks share.
 class WaylandTest : public ::testing::Test
@@ -209,18 +197,18 @@ void WaylandTest::exercise(VXToplevelDesktop &desktop, VXPresenceSource *idle)
     if (!idle)
         return;
     // Idle: no input, no reports; input is reported within a second or so.
-    PresenceCounter counter;
+    VXPresenceRecorder counter;
     ASSERT_TRUE(idle->start(counter)) << idle->name().toStdString();
     VXSpinEventLoop(VXIdleReporter::kCoolingMs + 1000);
-    const int quiet = counter.inputs;
+    const int quiet = counter.inputs();
     VXSpinEventLoop(VXIdleReporter::kCoolingMs + 500);
-    EXPECT_EQ(counter.inputs, quiet) << "nothing reported while idle";
+    EXPECT_EQ(counter.inputs(), quiet) << "nothing reported while idle";
     ASSERT_TRUE(rig.injectInput());
-    EXPECT_TRUE(VXWaitUntil([&] { return counter.inputs > quiet; }, 3000)) << "input after idling";
+    EXPECT_TRUE(VXWaitUntil([&] { return counter.inputs() > quiet; }, 3000)) << "input after idling";
     VXSpinEventLoop(VXIdleReporter::kCoolingMs + 1000);
-    const int after = counter.inputs;
+    const int after = counter.inputs();
     ASSERT_TRUE(rig.injectInput());
-    EXPECT_TRUE(VXWaitUntil([&] { return counter.inputs > after; }, 3000)) << "input after idling again";
+    EXPECT_TRUE(VXWaitUntil([&] { return counter.inputs() > after; }, 3000)) << "input after idling again";
     idle->stop();
 }
 

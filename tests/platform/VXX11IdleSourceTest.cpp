@@ -6,9 +6,10 @@
 #include "VXEventLoopScheduler.h"
 #include "VXHibernation.h"
 #include "VXHibernationDelegate.h"
+#include "VXPresenceRecorder.h"
 #include "VXSystemClock.h"
 #include "VXTestSettings.h"
-#include "VXX11TestRig.h"
+#include "VXX11RigSuite.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -21,27 +22,6 @@
 
 namespace {
 
-class RecordingObserver final : public VXPresenceObserver
-{
-public:
-    RecordingObserver() { clock.start(); }
-    void inputHappened() override { reports.push_back(clock.elapsed()); }
-    void systemWillSleep() override { }
-    void systemDidWake() override { }
-    void sessionDidResignActive() override { }
-    void sessionDidBecomeActive() override { }
-    void screenDidLock() override { }
-    void screenDidUnlock() override { }
-
-    int reportsSince(qint64 at) const
-    {
-        return int(std::count_if(reports.begin(), reports.end(), [&](qint64 t) { return t >= at; }));
-    }
-
-    QElapsedTimer clock;
-    std::vector<qint64> reports;
-};
-
 // Runs the event loop for a while (the source works only from there).
 void spin(int ms)
 {
@@ -51,41 +31,25 @@ void spin(int ms)
 }
 
 // Runs the event loop until the observer has a report at or after `since`, at most timeoutMs.
-bool spinUntilReport(const RecordingObserver &observer, qint64 since, int timeoutMs)
+bool spinUntilReport(const VXPresenceRecorder &observer, qint64 since, int timeoutMs)
 {
     QElapsedTimer timer;
     timer.start();
     while (timer.elapsed() < timeoutMs) {
-        if (observer.reportsSince(since) > 0)
+        if (observer.inputsSince(since) > 0)
             return true;
         spin(5);
     }
-    return observer.reportsSince(since) > 0;
+    return observer.inputsSince(since) > 0;
 }
 
-class VXX11IdleSourceTest : public ::testing::TestWithParam<VXX11IdleSource::Method>
+class VXX11IdleSourceTest : public VXX11RigSuite<VXX11IdleSourceTest, ::testing::TestWithParam<VXX11IdleSource::Method>>
 {
-protected:
-    static void SetUpTestSuite()
-    {
-        s_rig = new VXX11TestRig;
-        QString whyNot;
-        if (const QString missing = VXX11TestRig::missingProgram({QStringLiteral("xdotool")}); !missing.isEmpty())
-            s_skip = missing + QStringLiteral(" is not installed");
-        else if (!s_rig->start({false}, &whyNot))
-            s_skip = whyNot;
-    }
-    static void TearDownTestSuite()
-    {
-        delete s_rig;
-        s_rig = nullptr;
-    }
-    void SetUp() override
-    {
-        if (!s_skip.isEmpty())
-            GTEST_SKIP() << s_skip.toStdString();
-    }
+public:
+    static QStringList rigPrograms() { return {QStringLiteral("xdotool")}; }
+    static VXX11TestRig::Options rigOptions() { return {false}; }
 
+protected:
     bool input(const QStringList &arguments) { return s_rig->run(QStringLiteral("xdotool"), arguments, 5000); }
 
     // Input from inside the event loop: xdotool started without waiting, as a person's input
@@ -107,20 +71,15 @@ protected:
             process->waitForFinished(5000);
     }
 
-    static VXX11TestRig *s_rig;
-    static QString s_skip;
     QObject m_processes;
 };
-
-VXX11TestRig *VXX11IdleSourceTest::s_rig = nullptr;
-QString VXX11IdleSourceTest::s_skip;
 
 }   // namespace
 
 TEST_P(VXX11IdleSourceTest, ReportsInputWithinASecondAndNothingWhileIdle)
 {
     VXX11IdleSource source(s_rig->display(), GetParam());
-    RecordingObserver observer;
+    VXPresenceRecorder observer;
     ASSERT_TRUE(source.start(observer));
     EXPECT_EQ(source.name(),
               GetParam() == VXX11IdleSource::Method::Automatic ? QStringLiteral("X11 SYNC idle counter")
@@ -129,10 +88,10 @@ TEST_P(VXX11IdleSourceTest, ReportsInputWithinASecondAndNothingWhileIdle)
     spin(1500);
 
     // Idle: nothing reported, and (with the alarm) nothing wakes the source.
-    const qint64 quietFrom = observer.clock.elapsed();
+    const qint64 quietFrom = observer.elapsed();
     const std::uint64_t wakeUpsBefore = source.wakeUpCount();
     spin(2000);
-    EXPECT_EQ(observer.reportsSince(quietFrom), 0);
+    EXPECT_EQ(observer.inputsSince(quietFrom), 0);
     if (GetParam() == VXX11IdleSource::Method::Automatic) {
         EXPECT_EQ(source.wakeUpCount(), wakeUpsBefore);
     }
@@ -142,9 +101,9 @@ TEST_P(VXX11IdleSourceTest, ReportsInputWithinASecondAndNothingWhileIdle)
          {QStringList {QStringLiteral("mousemove"), QStringLiteral("200"), QStringLiteral("150")},
           QStringList {QStringLiteral("key"), QStringLiteral("shift")}}) {
         ASSERT_TRUE(input(arguments));
-        const qint64 inputAt = observer.clock.elapsed();
+        const qint64 inputAt = observer.elapsed();
         ASSERT_TRUE(spinUntilReport(observer, inputAt - 50, 2000)) << arguments.join(u' ').toStdString();
-        const qint64 reportedAt = *std::find_if(observer.reports.begin(), observer.reports.end(),
+        const qint64 reportedAt = *std::find_if(observer.inputTimes.begin(), observer.inputTimes.end(),
                                                 [&](qint64 t) { return t >= inputAt - 50; });
         EXPECT_LE(reportedAt - inputAt, 1000) << arguments.join(u' ').toStdString();
         if (GetParam() == VXX11IdleSource::Method::Automatic) {
@@ -152,28 +111,28 @@ TEST_P(VXX11IdleSourceTest, ReportsInputWithinASecondAndNothingWhileIdle)
         }
         // After it, quiet again.
         spin(1600);
-        const qint64 settledAt = observer.clock.elapsed();
+        const qint64 settledAt = observer.elapsed();
         spin(1200);
-        EXPECT_EQ(observer.reportsSince(settledAt), 0);
+        EXPECT_EQ(observer.inputsSince(settledAt), 0);
     }
 
     // Stopped: input is no longer reported.
     source.stop();
-    const qint64 stoppedAt = observer.clock.elapsed();
+    const qint64 stoppedAt = observer.elapsed();
     ASSERT_TRUE(input({QStringLiteral("mousemove"), QStringLiteral("10"), QStringLiteral("10")}));
     spin(1200);
-    EXPECT_EQ(observer.reportsSince(stoppedAt), 0);
+    EXPECT_EQ(observer.inputsSince(stoppedAt), 0);
 }
 
 TEST_P(VXX11IdleSourceTest, ContinuousInputIsReportedAboutOnceASecond)
 {
     VXX11IdleSource source(s_rig->display(), GetParam());
-    RecordingObserver observer;
+    VXPresenceRecorder observer;
     ASSERT_TRUE(source.start(observer));
     spin(1500);
 
     // Twenty movements over two seconds.
-    const qint64 burstFrom = observer.clock.elapsed();
+    const qint64 burstFrom = observer.elapsed();
     const std::uint64_t wakeUpsBefore = source.wakeUpCount();
     int moves = 0;
     QTimer mover;
@@ -189,13 +148,13 @@ TEST_P(VXX11IdleSourceTest, ContinuousInputIsReportedAboutOnceASecond)
     mover.start();
     spin(2000 + 1800);
     EXPECT_EQ(moves, 20);
-    const int reports = observer.reportsSince(burstFrom);
+    const int reports = observer.inputsSince(burstFrom);
     EXPECT_GE(reports, 2);
     EXPECT_LE(reports, 4);
     // Reports are spaced by about a second, never bunched.
-    for (std::size_t i = 1; i < observer.reports.size(); ++i) {
-        if (observer.reports[i - 1] >= burstFrom) {
-            EXPECT_GE(observer.reports[i] - observer.reports[i - 1], 900);
+    for (std::size_t i = 1; i < observer.inputTimes.size(); ++i) {
+        if (observer.inputTimes[i - 1] >= burstFrom) {
+            EXPECT_GE(observer.inputTimes[i] - observer.inputTimes[i - 1], 900);
         }
     }
     // The source did not wake for each movement.
@@ -268,7 +227,7 @@ INSTANTIATE_TEST_SUITE_P(Methods, VXX11IdleSourceTest,
 TEST(VXX11IdleSourceAvailability, CannotStartWithoutADisplayAndStopsWhenTheServerGoes)
 {
     VXX11TestRig::application();
-    RecordingObserver observer;
+    VXPresenceRecorder observer;
     VXX11IdleSource nowhere(QStringLiteral(":4321"));
     EXPECT_FALSE(nowhere.start(observer));
 

@@ -4,13 +4,13 @@
 #include "VXOpenStepPropertyListReader.h"
 #include "VXPlistCodecTestSupport.h"
 #include "VXPropertyListSerialization.h"
+#include "VXSeededRandom.h"
 
 #include <QStringEncoder>
 
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <random>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -233,7 +233,7 @@ TEST(VXOpenStepPropertyList, SurvivesTruncationAndBoundsNesting)
 TEST(VXOpenStepPropertyList, SurvivesRandomDamage)
 {
     const char pieces[] = "{}()<>*;=,\"'\\/ \n\r\tUIRBDY0123456789abcdef\xC3\xA9\xFF";
-    std::mt19937 random(11);
+    VXSeededRandom random(11);
     VXPlistLogCapture log;
     int accepted = 0;
     for (int round = 0; round < 3000; ++round) {

@@ -1,9 +1,9 @@
 #include "VXValue.h"
+#include "VXSeededRandom.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
-#include <random>
 
 namespace {
 
@@ -78,7 +78,7 @@ TEST(VXValue, DictionaryAgreesWithAReferenceMapUnderRandomEdits)
 {
     VXDictionaryRef dictionary = VXMakeDictionary();
     std::map<int, int> reference;
-    std::mt19937 random(7);
+    VXSeededRandom random(7);
     for (int step = 0; step < 60000; ++step) {
         const int k = static_cast<int>(random() % 3000);
         switch (random() % 3) {

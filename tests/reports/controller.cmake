@@ -11,9 +11,7 @@ wendle_add_test(NAME test_report_controller
     ${CMAKE_CURRENT_LIST_DIR}/controller/VXHugeSnapshotCellTest.cpp
   LIBS Wendle::Reports Wendle::Controller Wendle::PlatformFake Wendle::Shell Qt6::Test Qt6::Widgets
   LABELS unit)
-target_include_directories(test_report_controller PRIVATE
-  ${CMAKE_CURRENT_LIST_DIR}/controller
-  ${PROJECT_SOURCE_DIR}/tests/controller/support)
+target_include_directories(test_report_controller PRIVATE ${CMAKE_CURRENT_LIST_DIR}/controller)
 set_tests_properties(test_report_controller PROPERTIES ENVIRONMENT
   "QT_QPA_PLATFORM=offscreen;LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_LIST_DIR}/controller/lsan.supp")
 
@@ -22,9 +20,7 @@ if(TARGET wendle_x11_test_rig)
     SOURCES ${CMAKE_CURRENT_LIST_DIR}/controller/VXReportScreenshotTest.cpp
     LIBS Wendle::Reports Wendle::Controller Wendle::PlatformFake wendle_x11_test_rig Qt6::Test Qt6::Widgets
     LABELS gui)
-  target_include_directories(test_report_controller_gui PRIVATE
-    ${CMAKE_CURRENT_LIST_DIR}/controller
-    ${PROJECT_SOURCE_DIR}/tests/controller/support)
+  target_include_directories(test_report_controller_gui PRIVATE ${CMAKE_CURRENT_LIST_DIR}/controller)
   target_compile_definitions(test_report_controller_gui PRIVATE WENDLE_SCREENSHOT_DIR="${CMAKE_BINARY_DIR}/screenshots")
   set_tests_properties(test_report_controller_gui PROPERTIES ENVIRONMENT
     "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_LIST_DIR}/controller/lsan.supp")

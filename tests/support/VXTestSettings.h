@@ -20,7 +20,7 @@ public:
     Settings()
     {
         VXEnsureCoreApplication();
-        defaults = std::make_unique<VXUserDefaults>(QStringLiteral("com.brasswing.WendleTests"), folder.path());
+        defaults = std::make_unique<VXUserDefaults>(QStringLiteral("org.example.WendleTests"), folder.path());
         VXRegisterDefaults(*defaults);
         VXUserDefaults::setStandard(defaults.get());
     }

@@ -4,14 +4,11 @@
 
 #include "VXDictionaryExtensions.h"
 #include "VXConfigurationKeys.h"
-#include "VXSorting.h"
 #include "VXTrackingTestSupport.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <limits>
-#include <random>
 
 using namespace vxtest;
 using namespace Qt::StringLiterals;
@@ -196,99 +193,6 @@ TEST(VXConsolidation, BothStatesUseTheirOwnKeysAndTheActiveResultIsAnswered)
     EXPECT_TRUE(consolidateStates(*item, false, 30, 20));
     EXPECT_EQ(frontLog(*item), Log {});   // the front period of one sample went
     EXPECT_EQ(activeLog(*item), (Log {5, -10, 30}));
-}
-
-// The consolidation written out as its steps read, with one plain lookup per step: the
-// program's version must decide the same for any state an item can be in.
-namespace {
-
-bool consolidateStepByStep(VXDictionary &item, bool front, bool gap, double now, double previous)
-{
-    const QString &markKey = front ? VXFrontActiveMarkKey : VXActiveMarkKey;
-    const QString &flagKey = front ? VXFrontActiveKey : VXActiveKey;
-    const QString &logKey = front ? VXFrontActiveLogKey : VXActiveLogKey;
-    // 1. The mark becomes the flag and goes.
-    const bool seen = item.value(markKey).toBool();
-    if (seen)
-        item.insert(flagKey, true);
-    else
-        item.remove(flagKey);
-    item.remove(markKey);
-    // 2. The last number, or -1.
-    VXArray *log = item.value(logKey).array();
-    double last = log && !log->isEmpty() ? log->last().toDouble() : -1;
-    // 3. A gap closes an open period at the previous sample, or drops it when it began there.
-    if (gap && last > 0) {
-        if (previous < 0.001 || VXSimilarAbsoluteTimeIntervals(last, previous))
-            log->removeLast();
-        else
-            log->append(-previous);
-        last = -1;
-    }
-    // 4.-7.
-    if (seen && last > 0)
-        return true;
-    if (seen) {
-        if (!log) {
-            item.insert(logKey, VXMakeArray());
-            log = item.value(logKey).array();
-        }
-        log->append(now);
-        return true;
-    }
-    if (last <= 0)
-        return false;
-    if (previous < 0.001)
-        log->append(-now);
-    else if (VXSimilarAbsoluteTimeIntervals(last, previous))
-        log->removeLast();
-    else
-        log->append(-previous);
-    return false;
-}
-
-}   // namespace
-
-TEST(VXConsolidation, AgreesWithTheStepsForAnyStateOfAnItem)
-{
-    std::mt19937 random(7);
-    auto pick = [&](int n) { return int(random() % unsigned(n)); };
-    const double now = 1000.0;
-    for (int round = 0; round < 4000; ++round) {
-        VXDictionaryRef item = VXMakeDictionary();
-        // Other keys in between, so that the ones that matter sit anywhere among the entries.
-        const QString others[] = {VXNameKey, VXPathKey, VXTimeKey, VXWindowNumberKey, VXFrontTimeKey, VXExpandedKey};
-        std::vector<std::pair<QString, VXValue>> entries;
-        for (const QString &other : others)
-            if (pick(2))
-                entries.push_back({other, VXValue(1.0)});
-        for (bool front : {false, true}) {
-            const VXValue states[] = {VXValue(), VXValue(true), VXValue(false), VXValue(1), VXValue(u"x"_s)};
-            entries.push_back({front ? VXFrontActiveMarkKey : VXActiveMarkKey, states[pick(5)]});
-            entries.push_back({front ? VXFrontActiveKey : VXActiveKey, states[pick(5)]});
-            const double begin = 990.0 + pick(3) * 4.9995;   // 990, 995.0 (near 994.9995), 1000
-            const VXValue logs[] = {VXValue(),
-                                    VXValue(VXMakeArray()),
-                                    VXValue(numbers({begin})),
-                                    VXValue(numbers({900, -begin})),
-                                    VXValue(u"damaged"_s),
-                                    VXValue(numbers({0.0}))};
-            entries.push_back({front ? VXFrontActiveLogKey : VXActiveLogKey, logs[pick(6)]});
-        }
-        std::shuffle(entries.begin(), entries.end(), random);
-        for (const auto &[key, value] : entries)
-            item->insert(key, value);
-        VXDictionaryRef expected = VXValue(item).deepCopy().dictionaryRef();
-
-        const bool gap = pick(2);
-        const double previousChoices[] = {0.0, 995.0, 994.9995, 999.0, 990.0};
-        const double previous = previousChoices[pick(5)];
-        const bool front = pick(2);
-        const bool answered = consolidateFrontState(*item, front, gap, now, previous);
-        const bool expectedAnswer = consolidateStepByStep(*expected, front, gap, now, previous);
-        ASSERT_EQ(answered, expectedAnswer) << "round " << round;
-        ASSERT_EQ(firstDifference(VXValue(item), VXValue(expected)), std::string()) << "round " << round;
-    }
 }
 
 // ---- Reset, names, kinds, running process

@@ -3,11 +3,10 @@
 
 #include "VXPools.h"
 #include "VXConfigurationKeys.h"
+#include "VXSeededRandom.h"
 #include "VXTrackingTestSupport.h"
 
 #include <gtest/gtest.h>
-
-#include <random>
 
 using namespace vxtest;
 using namespace Qt::StringLiterals;
@@ -157,11 +156,11 @@ TEST(VXPoolCrediting, ThePreparedMatcherCreditsExactlyAsThePlainFunction)
     const QString titles[] = {u"Report 1"_s, u"report draft"_s, u"Notes"_s, u"R\u00E9sum\u00E9"_s, u"Inbox (3)"_s};
     const QString patterns[] = {u"Report*"_s, u"*draft*"_s, u"notes"_s, u"re\u0301sume\u0301"_s, u"*"_s, u"In*(*)"_s};
 
-    std::mt19937 random(20240611);
+    VXSeededRandom random(20240611);
     auto pick = [&](const auto &choices) { return choices[random() % std::size(choices)]; };
     for (int round = 0; round < 200; ++round) {
-        auto build = [&](std::uint32_t seed) {
-            std::mt19937 r(seed);
+        auto build = [&](std::uint64_t seed) {
+            VXSeededRandom r(seed);
             auto choose = [&](const auto &choices) { return choices[r() % std::size(choices)]; };
             VXArrayRef pools = VXMakeArray();
             for (int p = 0; p < 3; ++p) {
@@ -190,7 +189,7 @@ TEST(VXPoolCrediting, ThePreparedMatcherCreditsExactlyAsThePlainFunction)
             });
             return pools;
         };
-        const std::uint32_t seed = random();
+        const std::uint64_t seed = random();
         VXArrayRef plain = build(seed);
         VXArrayRef prepared = build(seed);
         VXPoolMatcher matcher;

@@ -8,12 +8,12 @@
 #include "VXBlacklists.h"
 #include "VXConfigurationKeys.h"
 #include "VXFakeDesktop.h"
+#include "VXSeededRandom.h"
 #include "VXTrackingTestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
-#include <random>
 
 using namespace vxtest;
 using namespace Qt::StringLiterals;
@@ -121,7 +121,7 @@ class Scenario
 public:
     explicit Scenario(std::uint32_t seed) : m_random(seed) { }
 
-    bool chance(double p) { return std::uniform_real_distribution<double>(0.0, 1.0)(m_random) < p; }
+    bool chance(double p) { return m_random.chance(p); }
     template <class C> const auto &pick(const C &choices) { return choices[m_random() % std::size(choices)]; }
 
     void run(int ticks)
@@ -355,7 +355,7 @@ private:
         return true;
     }
 
-    std::mt19937 m_random;
+    VXSeededRandom m_random;
     VXFakeDesktop m_desktop;
     std::int64_t m_nextPID = 100;
     int m_duplicateTicks = 0;

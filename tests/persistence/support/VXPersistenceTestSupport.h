@@ -8,6 +8,7 @@
 #include "VXDictionaryExtensions.h"
 #include "VXListRows.h"
 #include "VXRegisteredDefaults.h"
+#include "VXSeededRandom.h"
 #include "VXTestSettings.h"
 #include "VXTestSupport.h"
 #include "VXUserDefaults.h"
@@ -165,25 +166,7 @@ inline VXDictionaryRef makeMember(const QString &name)
     return member;
 }
 
-// SplitMix64: the same numbers on every machine.
-class Random
-{
-public:
-    explicit Random(std::uint64_t seed) : m_state(seed) { }
-    std::uint64_t next()
-    {
-        std::uint64_t z = (m_state += 0x9E3779B97F4A7C15ULL);
-        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ULL;
-        z = (z ^ (z >> 27)) * 0x94D049BB133111EBULL;
-        return z ^ (z >> 31);
-    }
-    double uniform() { return static_cast<double>(next() >> 11) * 0x1.0p-53; }
-    int below(int bound) { return static_cast<int>(uniform() * bound); }
-    bool chance(double probability) { return uniform() < probability; }
-
-private:
-    std::uint64_t m_state;
-};
+using Random = VXSeededRandom;
 
 // Names that make a CSV writer and reader work: separators, quotes, line breaks, blanks at the
 // ends, the header words, non-Latin text.

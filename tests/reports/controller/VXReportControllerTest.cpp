@@ -622,7 +622,6 @@ TEST_F(ReportControllerTest, TheViewIsRebuiltOnlyWhenItCanBeSeenUnlessForced)
                      &VXReportController::updateRegardless);
     VXLiveReportNotification::defaultCenter()->post();
     EXPECT_EQ(source.logsAsked, 2);
-    EXPECT_EQ(VXLiveReportNotification::kName, u"com.brasswing.Wendle.Live Report <- Update"_s);
 
     showActive(*controller);
     const int shown = source.logsAsked;
@@ -642,36 +641,6 @@ TEST_F(ReportControllerTest, TheViewIsRebuiltOnlyWhenItCanBeSeenUnlessForced)
     VXLiveReportNotification::defaultCenter()->post();
     EXPECT_EQ(source.logsAsked, shown + 2);
     QObject::disconnect(VXLiveReportNotification::defaultCenter(), nullptr, controller.get(), nullptr);
-}
-
-TEST_F(ReportControllerTest, TheBottomBarsGradientFollowsTheSchemeAndTheWindowLevel)
-{
-    using Bar = VXReportBottomBar;
-    EXPECT_EQ(Bar::gradientForScheme(2, false).bottom, QColor::fromRgbF(0.93f, 0.93f, 0.93f));
-    EXPECT_EQ(Bar::gradientForScheme(2, true).top, QColor::fromRgbF(0.98f, 0.98f, 0.98f));
-    EXPECT_EQ(Bar::gradientForScheme(0, false).bottom, QColor::fromRgbF(1, 1, 1, 0.1f));
-    EXPECT_EQ(Bar::gradientForScheme(3, false).top, QColor::fromRgbF(1, 1, 1, 0.6f));
-    EXPECT_EQ(Bar::gradientForScheme(3, true).bottom, QColor::fromRgbF(0.85f, 0.85f, 0.85f));
-    EXPECT_EQ(Bar::gradientForScheme(0, true).top, QColor::fromRgbF(0.95f, 0.95f, 0.95f));
-
-    auto controller = makeController(u"Day"_s);
-    showActive(*controller);
-    Bar *bar = controller->bottomBar();
-    EXPECT_EQ(bar->height(), 39);
-    settings.defaults->setInteger(2, VXColorSchemeKey);
-    const QImage image = bar->grab().toImage();
-    const int x = image.width() / 2;
-    // Drawn from white 0.93 at the bottom edge to 0.98 at the top edge.
-    EXPECT_NEAR(qGray(image.pixel(x, image.height() - 1)), 237, 2);
-    EXPECT_NEAR(qGray(image.pixel(x, 0)), 250, 2);
-    EXPECT_LT(qGray(image.pixel(x, image.height() - 1)), qGray(image.pixel(x, image.height() / 2)));
-
-    // The end controls stay at the right edge when the window widens.
-    const int rightGap = bar->width() - controller->endDatePicker()->geometry().right();
-    controller->reportWindow()->resize(controller->reportWindow()->width() + 120, controller->reportWindow()->height());
-    QCoreApplication::processEvents();
-    EXPECT_EQ(bar->width() - controller->endDatePicker()->geometry().right(), rightGap);
-    EXPECT_LT(controller->endDateSwitch()->geometry().right(), controller->endDatePicker()->x());
 }
 
 TEST(ChameleonDatePickerTest, EnablingMovesThePickerOrItsCheckBoxOnlyOnAChange)

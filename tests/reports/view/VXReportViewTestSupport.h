@@ -46,8 +46,7 @@ public:
         static char *argv[] = {name, nullptr};
         m_application = std::make_unique<QApplication>(argc, argv);
         m_folder = std::make_unique<QTemporaryDir>();
-        m_defaults
-            = std::make_unique<VXUserDefaults>(QStringLiteral("com.brasswing.WendleClient.Test"), m_folder->path());
+        m_defaults = std::make_unique<VXUserDefaults>(QStringLiteral("org.example.WendleTests"), m_folder->path());
         VXUserDefaults::setStandard(m_defaults.get());
     }
     void TearDown() override

@@ -129,7 +129,7 @@ TEST_F(UndoTest, UndoAfterAResetRestoresEveryTimerAndLogAndRedoEmptiesThemAgain)
     const VXValue before = snapshot();
 
     ui.alertAnswers = {0};   // "Reset"
-    controller->resets().resetAllTimers(this);
+    controller->resets().resetAllTimers();
     ASSERT_EQ(ui.alerts.size(), 1u);   // one question for both halves
     EXPECT_EQ(ui.alerts[0].message, u"Reset timers?"_s);
     EXPECT_EQ(ui.alerts[0].informative,
@@ -172,7 +172,7 @@ TEST_F(UndoTest, UndoAfterAResetRestoresEveryTimerAndLogAndRedoEmptiesThemAgain)
 
 TEST_F(UndoTest, TheRedoStackIsClearedOneTurnLaterUnlessThePushIsWithdrawn)
 {
-    controller->resets().clearPools(this);
+    controller->resets().clearPools();
     time.runDue();
     controller->undo(this);
     ASSERT_TRUE(controller->canRedo());
@@ -219,9 +219,9 @@ TEST_F(UndoTest, ResetsAskOnceAndCancelledOnesChangeNothing)
     const VXValue before = snapshot();
     const int ticks = desktop.snapshotCount();
     ui.alertAnswers = {1};   // "Cancel"
-    controller->resets().resetAllTimers(this);
+    controller->resets().resetAllTimers();
     ui.alertAnswers = {-1};   // closed without an answer
-    controller->resets().resetPoolTimers(this);
+    controller->resets().resetPoolTimers();
     EXPECT_EQ(ui.alerts.size(), 2u);
     EXPECT_EQ(differenceFrom(before), "");
     EXPECT_FALSE(controller->canUndo());
@@ -230,7 +230,7 @@ TEST_F(UndoTest, ResetsAskOnceAndCancelledOnesChangeNothing)
     // Applications only: pools keep their time; the forced tick after it is a gap.
     time.advanceTo(kStart + 100.25);
     ui.alertAnswers = {0};
-    controller->resets().resetApplicationTimers(this);
+    controller->resets().resetApplicationTimers();
     EXPECT_EQ(timeOf(*editor()), 0.0);
     EXPECT_EQ(timeOf(writing()), 100.0);
     EXPECT_EQ(history().undoCount(), 1u);
@@ -246,23 +246,23 @@ TEST_F(UndoTest, ResetsAskOnceAndCancelledOnesChangeNothing)
 TEST_F(UndoTest, WithNothingToResetTheListsAreLeftAlone)
 {
     // A desktop where nothing runs, and no pools.
-    controller->resets().clearPools(this);
+    controller->resets().clearPools();
     desktop.quit(10);
     desktop.quit(20);
     ui.alertAnswers = {0};
-    controller->resets().clearApplications(this);
+    controller->resets().clearApplications();
     time.runDue();
     ASSERT_TRUE(tree().value(VXApplicationsKey).dictionary()->isEmpty());
     const std::size_t states = history().undoCount();
     const int ticks = desktop.snapshotCount();
 
-    controller->resets().resetApplicationTimers(this);
+    controller->resets().resetApplicationTimers();
     EXPECT_EQ(desktop.snapshotCount(), ticks);
     EXPECT_EQ(history().undoCount(), states);
     EXPECT_EQ(ui.alerts.size(), 0u);
 
     // Resetting pools when there are none still forgets the pool totals and updates.
-    controller->resets().resetPoolTimers(this);
+    controller->resets().resetPoolTimers();
     EXPECT_EQ(desktop.snapshotCount(), ticks + 1);
     EXPECT_EQ(history().undoCount(), states);
     EXPECT_EQ(ui.alerts.size(), 0u);
@@ -272,12 +272,12 @@ TEST_F(UndoTest, ClearingPoolsLeavesTheTimeSinceTheLastTickToBeCreditedUnlikeEve
 {
     // Between two ticks (the last at 100.0), each change forces a tick at 100.25.
     time.advanceTo(kStart + 100.25);
-    controller->resets().clearPools(this);
+    controller->resets().clearPools();
     EXPECT_EQ(timeOf(*editor()), 100.25);
     EXPECT_TRUE(tree().value(VXPoolsKey).array()->isEmpty());
     EXPECT_LT(tree().value(VXOverallPoolTimeKey).toDouble(), 1.0);
     EXPECT_EQ(history().undoCount(), 1u);
-    controller->resets().clearPools(this);   // nothing left: no state
+    controller->resets().clearPools();   // nothing left: no state
     EXPECT_EQ(history().undoCount(), 1u);
 
     // The forced tick moved the chain to 100.75, 101.25, ...: 110.5 lies between two ticks.
@@ -291,14 +291,14 @@ TEST_F(UndoTest, ClearingPoolsLeavesTheTimeSinceTheLastTickToBeCreditedUnlikeEve
 
     // Ticks at 111.0, 111.5, ...: 120.25 lies between two.
     time.advanceTo(kStart + 120.25);
-    controller->resets().clearApplications(this);
+    controller->resets().clearApplications();
     ASSERT_NE(editor(), nullptr);
     EXPECT_EQ(timeOf(*editor()), 0.0);
     EXPECT_EQ(timeOf(*mail()), 0.0);
     EXPECT_EQ(controller->overallApplicationTime(), 0.0);
     EXPECT_EQ(history().undoCount(), 3u);
     time.runDue();
-    controller->resets().clearApplications(this);   // pushes even when there is little to clear
+    controller->resets().clearApplications();   // pushes even when there is little to clear
     EXPECT_EQ(history().undoCount(), 4u);
 
     // One undo after another walks back through every state.
@@ -316,7 +316,7 @@ TEST_F(UndoTest, ClearAllAsksAndStartsANewTree)
 {
     const VXValue before = snapshot();
     ui.alertAnswers = {1};
-    controller->resets().clearAll(this);
+    controller->resets().clearAll();
     ASSERT_EQ(ui.alerts.size(), 1u);
     EXPECT_EQ(ui.alerts[0].message, u"Clear all?"_s);
     EXPECT_EQ(
@@ -327,7 +327,7 @@ TEST_F(UndoTest, ClearAllAsksAndStartsANewTree)
 
     const VXDictionaryRef old = controller->configuration();
     ui.alertAnswers = {0};
-    controller->resets().clearAll(this);
+    controller->resets().clearAll();
     ASSERT_NE(controller->configuration(), VXDictionaryRef());
     EXPECT_NE(controller->configuration(), old);
     EXPECT_FALSE(tree().contains(VXPoolsKey) && !tree().value(VXPoolsKey).array()->isEmpty());

@@ -1,0 +1,3 @@
+#include "VXAppLogging.h"
+
+Q_LOGGING_CATEGORY(lcInstance, "wendle.app")
