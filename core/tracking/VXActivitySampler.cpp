@@ -169,10 +169,9 @@ struct VXActivitySampler::WindowRecord {
     VXDictionaryRef application;   // keeps the map's key alive, so that it is never reused
     bool recorded = false;   // consolidated since the record was last forgotten
     VXDictionaryRef windowsByName;   // the window table when it was last consolidated
-    std::size_t size = 0;   // its size then
+    std::uint32_t changes = 0;   // its change count then, and after the sampler's own filing since
     std::vector<KeyedItem> seen;   // its windows seen then
     std::vector<KeyedItem> touched;   // its windows seen so far in the tick in progress
-    std::size_t filed = 0;   // windows the tick in progress added to the table
     std::uint64_t generation = 0;   // the tick that consolidated it last
     // While inactive windows are listed: all its windows, sorted by that tick.
     std::vector<KeyedItem> children;
@@ -196,7 +195,9 @@ struct VXActivitySampler::Tick {
     VXDictionary *applications = nullptr;
     const VXArray *pools = nullptr;
     const VXDictionary *cutoffs = nullptr;
+    bool fullWalk = false;
     bool useRecord = false;
+    bool applicationsUnchanged = false;   // the table as the previous tick left it
     bool skipDormantApplications = false;
     bool usePoolRecord = false;
     std::uint64_t generation = 0;
@@ -348,9 +349,10 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
         root.insert(VXApplicationsKey, std::move(created));
     }
     tick.pools = root.value(VXPoolsKey).array();
-    // The record of dormant items holds only while the tree is the one it was made from.
+    // The record of dormant items holds only while the tree is the one it was made from. Within
+    // it, tables are checked by their change counts: a forced tick walks only what changed.
     const VXDictionaryRef applications(tick.applications);
-    if (fullWalk || m_recordedConfiguration != configuration || m_recordedApplications != applications)
+    if (m_recordedConfiguration != configuration || m_recordedApplications != applications)
         invalidateDormancyRecord();
     blacklistWithName(root, VXApplicationBlacklistKey);
     blacklistWithName(root, VXWindowBlacklistKey);
@@ -369,13 +371,14 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     m_poolMatcher.clearTouched();
     tick.usePoolRecord = !fullWalk && m_hasPoolRecord && m_poolRecordSortColumn == settings.sortColumn;
 
+    tick.fullWalk = fullWalk;
     tick.useRecord = m_hasRecord;
+    tick.applicationsUnchanged = m_hasRecord && tick.applications->changeCount() == m_recordedApplicationChanges;
     // Applications unseen keep their "Children" while inactive items are listed: they are dormant
     // only when the previous tick did not list them.
     tick.skipDormantApplications = m_hasRecord && m_previousTickHidInactive && !settings.showInactiveApplicationItems;
     tick.generation = ++m_generation;
     m_touchedApplications.clear();
-    m_filedApplications = 0;
 
     creditApplications(tick);
     consolidateApplications(tick);
@@ -410,8 +413,6 @@ void VXActivitySampler::creditApplications(Tick &tick)
             created->insert(VXNameKey, *name);
             created->insert(VXApplicationIDKey, applicationID);
             application = created.get();
-            if (!tick.applications->contains(applicationID))
-                ++m_filedApplications;
             tick.applications->insert(applicationID, std::move(created));
         }
         m_touchedApplications.push_back({applicationID, VXDictionaryRef(application)});
@@ -460,11 +461,14 @@ void VXActivitySampler::creditWindows(Tick &tick, VXDictionary &application, con
                 windows = created.get();
                 application.insert(VXWindowsByNameKey, std::move(created));
             }
-            if (!windows->contains(key))
-                ++record.filed;
+            // The sampler's own filing leaves a record that held holding.
+            const bool recordHeld
+                = record.recorded && record.windowsByName.get() == windows && record.changes == windows->changeCount();
             VXDictionaryRef created = VXMakeWindowItem(description);
             window = created.get();
             windows->insert(key, std::move(created));
+            if (recordHeld)
+                record.changes = windows->changeCount();
         }
         if (key != description.name)
             setString(*window, VXNameKey, key);
@@ -482,8 +486,8 @@ void VXActivitySampler::consolidateApplications(Tick &tick)
 {
     std::vector<KeyedItem> listed;
     std::vector<KeyedItem> seen;
-    const bool walkAll = !tick.skipDormantApplications
-        || tick.applications->size() != m_recordedApplicationCount + m_filedApplications;
+    // A forced tick walks every application (not their windows): a few hundred items.
+    const bool walkAll = !tick.skipDormantApplications || !tick.applicationsUnchanged || tick.fullWalk;
     if (walkAll) {
         for (std::size_t i = 0; i < tick.applications->size(); ++i) {
             const VXDictionary::Entry &entry = tick.applications->entries()[i];
@@ -511,7 +515,7 @@ void VXActivitySampler::consolidateApplications(Tick &tick)
         }
     }
     m_touchedApplications.clear();
-    m_recordedApplicationCount = tick.applications->size();
+    m_recordedApplicationChanges = tick.applications->changeCount();
 
     sortKeyedItems(listed, tick.settings.sortColumn);
     // Without inactive items the listed applications are the ones seen, now in order.
@@ -531,11 +535,9 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
     const bool active = consolidateStates(application, tick.gap, tick.timestamp, tick.previous);
     const bool isListed = active || settings.showInactiveApplicationItems;
     VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary();
-    const std::size_t windowCount = windows ? windows->size() : 0;
-
     WindowRecord &record = m_windowRecords[&application];
     const bool recordHolds = tick.useRecord && record.recorded && record.windowsByName.get() == windows
-        && record.size + record.filed == windowCount;
+        && (!windows || record.changes == windows->changeCount());
 
     // Consolidate every window, or, when the record holds, the ones seen at the previous tick or
     // now: the others are dormant and would not change.
@@ -583,10 +585,11 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
         record.hasChildren = false;
     } else {
         std::vector<KeyedItem> children;
-        if (recordHolds && record.hasChildren && record.generation + 1 == tick.generation
+        if (recordHolds && !tick.fullWalk && record.hasChildren && record.generation + 1 == tick.generation
             && record.childrenSortColumn == settings.sortColumn) {
             // Every window, as the previous tick sorted them: only the windows seen now can have
-            // moved (their times changed) or be new. Take them out and put them back in place;
+            // moved (their times changed) or be new; a forced tick sorts anew, since a change
+            // to the tree (a reset) may have changed the times of the others. Take them out and put them back in place;
             // the order is total, so this is the order a full sort gives.
             children = std::move(record.children);
             std::sort(touchedWindows.begin(), touchedWindows.end());
@@ -626,10 +629,9 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
     record.application = VXDictionaryRef(&application);
     record.recorded = true;
     record.windowsByName = VXDictionaryRef(windows);
-    record.size = windowCount;
+    record.changes = windows ? windows->changeCount() : 0;
     record.seen = std::move(seenWindows);
     record.touched.clear();
-    record.filed = 0;
     record.generation = tick.generation;
     return active;
 }

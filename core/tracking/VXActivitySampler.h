@@ -104,14 +104,17 @@ public:
     // windows, blacklists, cut-offs and pools, consolidation of every item, and the sorted lists.
     // A missing configuration is started empty (and the tick is a gap).
     //
-    // `fullWalk` prepares the rules anew and consolidates every item of the tree one by one.
-    // Without it, items known to be dormant since the previous tick are skipped. Ask for a full
-    // walk after the tree was changed outside the sampler (a user action, undo, a reset,
-    // loading); the controller does on every forced tick. Without being asked, the sampler walks
-    // in full what it finds changed: the configuration, its "Applications" or "Pools" or an
-    // application's window table replaced, a table or array of a different size, a pool,
-    // member or entry renamed, re-identified or switched to any application, a blacklist or the
-    // cut-offs edited.
+    // Items known to be dormant since the previous tick are skipped; the sampler walks in full
+    // what it finds changed: the configuration or its "Applications" replaced (a load, undo),
+    // the applications table or an application's window table changed in any way (their change
+    // counts tell), "Pools" replaced or of a different size, a pool, member or entry renamed,
+    // re-identified or switched to any application, a blacklist or the cut-offs edited. Ask for
+    // `fullWalk` after the tree was changed outside the sampler (a user action, undo, a reset,
+    // loading); the controller does on every forced tick. It prepares the rules and pools anew,
+    // walks every application, pool, member and entry, and sorts every list anew (a reset may
+    // have changed any time), but walks the windows only of the tables that changed: no change
+    // made outside the sampler gives a dormant window a flag or a mark, which only ticks set.
+    // invalidateDormancyRecord() before it walks every window as well.
     void sample(VXDictionaryRef &configuration, const VXDesktopSnapshot &desktop, double now,
                 const VXSamplerSettings &settings, bool fullWalk);
 
@@ -130,7 +133,7 @@ public:
     const VXArrayRef &applicationArray() const { return m_applicationArray; }
     const VXArrayRef &poolArray() const { return m_poolArray; }
 
-    // Forgets the record of dormant items: the next tick walks in full.
+    // Forgets the record of dormant items: the next tick walks every item of the tree.
     void invalidateDormancyRecord();
 
 private:
@@ -172,8 +175,7 @@ private:
     VXDictionaryRef m_recordedApplications;
     bool m_hasRecord = false;
     bool m_previousTickHidInactive = false;
-    std::size_t m_recordedApplicationCount = 0;
-    std::size_t m_filedApplications = 0;   // applications the tick in progress added
+    std::uint32_t m_recordedApplicationChanges = 0;   // the table's change count after the previous tick
     std::vector<KeyedItem> m_seenApplications;   // seen at the previous tick
     std::vector<KeyedItem> m_touchedApplications;   // seen so far in the tick in progress
     std::unordered_map<const VXDictionary *, WindowRecord> m_windowRecords;
