@@ -2,7 +2,9 @@
 // and 10 heavy years (VXHeavyConfigurationParametersForYears) against an empty record, in one
 // run. Every record ends now, so that "30 days ago" falls inside it.
 //
-//     bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep]
+//     bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--in-process]
+//
+// --in-process leaves out the commands and the idle program (for a profiler).
 //
 // For each record:
 //   file          the binary record's size
@@ -259,7 +261,7 @@ bool bestOfThree(const QString &program, const QStringList &arguments, const QPr
 }
 
 // Makes the record, writes it, and measures everything but the idle program.
-bool measureRecord(int years, const Home &home, const QString &wendle, Row &row)
+bool measureRecord(int years, const Home &home, const QString &wendle, bool inProcess, Row &row)
 {
     row.years = years;
     home.make();
@@ -302,6 +304,8 @@ bool measureRecord(int years, const Home &home, const QString &wendle, Row &row)
         store.waitForPendingWrites();
     }
 
+    if (inProcess)
+        return true;
     // The commands, as the user runs them, on the file as written.
     const QProcessEnvironment environment = home.environment(QProcessEnvironment::systemEnvironment());
     double peak = 0;
@@ -376,6 +380,7 @@ int main(int argc, char **argv)
     int idleMinutes = 3;
     QString work;
     bool keep = false;
+    bool inProcess = false;
     const QStringList arguments = application.arguments();
     for (qsizetype i = 1; i < arguments.size(); ++i) {
         const QString &argument = arguments[i];
@@ -393,8 +398,11 @@ int main(int argc, char **argv)
             ++i;
         } else if (argument == QLatin1StringView("--keep")) {
             keep = true;
+        } else if (argument == QLatin1StringView("--in-process")) {
+            inProcess = true;
+            idleMinutes = 0;
         } else {
-            std::fprintf(stderr, "usage: bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep]\n");
+            std::fprintf(stderr, "usage: bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--in-process]\n");
             return 2;
         }
     }
@@ -409,7 +417,7 @@ int main(int argc, char **argv)
     std::vector<Home> homes;
     for (qsizetype i = 0; i < years.size(); ++i) {
         homes.push_back({work + QStringLiteral("/years-%1").arg(years[i])});
-        if (!measureRecord(years[i], homes.back(), wendle, rows[std::size_t(i)]))
+        if (!measureRecord(years[i], homes.back(), wendle, inProcess, rows[std::size_t(i)]))
             return 1;
         std::fprintf(stderr, "measured %d years\n", years[i]);
     }
