@@ -107,6 +107,7 @@ public:
         m_items.erase(std::unique(m_items.begin(), m_items.end()), m_items.end());
     }
     bool contains(const void *item) const { return std::binary_search(m_items.begin(), m_items.end(), item); }
+    const std::vector<const void *> &items() const { return m_items; }
 
 private:
     std::vector<const void *> &m_items;
@@ -299,7 +300,6 @@ void VXActivitySampler::invalidateDormancyRecord()
 {
     m_hasPoolRecord = false;
     m_seenPoolItems.clear();
-    m_sortedPoolArrays.clear();
     m_windowRecords.clear();
     m_seenApplications.clear();
     m_recordedConfiguration.reset();
@@ -369,7 +369,8 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     else if (m_poolMatcher.update(tick.pools))
         m_hasPoolRecord = false;
     m_poolMatcher.clearTouched();
-    tick.usePoolRecord = !fullWalk && m_hasPoolRecord && m_poolRecordSortColumn == settings.sortColumn;
+    tick.usePoolRecord = !fullWalk && m_hasPoolRecord && tick.pools && m_poolRecordSortColumn == settings.sortColumn
+        && m_poolRecordShowsInactive == settings.showInactivePools;
 
     tick.fullWalk = fullWalk;
     tick.useRecord = m_hasRecord;
@@ -680,50 +681,29 @@ void VXActivitySampler::sortPoolArray(int sortColumn)
 
 void VXActivitySampler::consolidatePools(Tick &tick)
 {
+    if (tick.usePoolRecord)
+        consolidatePoolsSeen(tick);
+    else
+        consolidateEveryPool(tick);
+    m_poolRecordSortColumn = tick.settings.sortColumn;
+    m_poolRecordShowsInactive = tick.settings.showInactivePools;
+    m_hasPoolRecord = true;
+    m_poolMatcher.clearTouched();
+}
+
+// Every pool, member and entry, and every list of a listed pool sorted: what the record of the
+// next tick starts from.
+void VXActivitySampler::consolidateEveryPool(Tick &tick)
+{
     m_poolArray->clear();
     const int sortColumn = tick.settings.sortColumn;
-    const bool useRecord = tick.usePoolRecord;
-
-    // With the record, only the items seen at the previous tick or now need consolidating (the
-    // others are dormant), and only arrays with an item credited now can have changed order.
-    IdentitySet candidates(m_poolCandidates);
-    IdentitySet touched(m_poolTouched);
-    if (useRecord) {
-        for (const VXDictionaryRef &item : m_seenPoolItems)
-            candidates.add(item.get());
-        for (const VXDictionary *item : m_poolMatcher.touched()) {
-            candidates.add(item);
-            touched.add(item);
-        }
-    } else {
-        m_sortedPoolArrays.clear();
-    }
-    candidates.seal();
-    touched.seal();
     std::vector<VXDictionaryRef> seen;
-    seen.reserve(m_seenPoolItems.size() + m_poolMatcher.touched().size());
-    const std::uint64_t generation = tick.generation;
-
     auto consolidate = [&](VXDictionary &item) {
-        if (useRecord && !candidates.contains(&item))
-            return false;
         const bool wasSeen = consolidateStates(item, tick.gap, tick.timestamp, tick.previous);
         if (wasSeen)
             seen.emplace_back(&item);
         return wasSeen;
     };
-    // Sorts the array unless the previous tick left it sorted and none of its items was
-    // credited since.
-    auto sortArray = [&](VXArray &array) {
-        auto [place, added] = m_sortedPoolArrays.try_emplace(&array, SortedArray {VXArrayRef(&array), 0});
-        bool unchanged = useRecord && !added && place->second.generation + 1 == generation;
-        for (std::size_t i = 0; unchanged && i < array.size(); ++i)
-            unchanged = !touched.contains(array.at(i).dictionary());
-        if (!unchanged)
-            VXSortItemArray(array, sortColumn);
-        place->second.generation = generation;
-    };
-
     if (tick.pools) {
         for (const VXValue &poolValue : *tick.pools) {
             VXDictionary *pool = poolValue.dictionary();
@@ -735,7 +715,7 @@ void VXActivitySampler::consolidatePools(Tick &tick)
             if (isListed) {
                 m_poolArray->append(poolValue);
                 if (members)
-                    sortArray(*members);
+                    VXSortItemArray(*members, sortColumn);
             }
             if (!members)
                 continue;
@@ -752,14 +732,79 @@ void VXActivitySampler::consolidatePools(Tick &tick)
                         consolidate(*entry);
                 }
                 if (isListed)
-                    sortArray(*entries);
+                    VXSortItemArray(*entries, sortColumn);
             }
         }
     }
     sortPoolArray(sortColumn);
-
     m_seenPoolItems = std::move(seen);
-    m_poolRecordSortColumn = sortColumn;
-    m_hasPoolRecord = true;
-    m_poolMatcher.clearTouched();
+}
+
+// With the record, only the items seen at the previous tick or now can change (the others are
+// dormant), only the lists holding an item credited now can change order, and the pool list
+// changes only when a pool is among them. A pool listed now and not before has its lists
+// sorted, which they were not while it was unlisted.
+void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
+{
+    const int sortColumn = tick.settings.sortColumn;
+    const bool showInactive = tick.settings.showInactivePools;
+    IdentitySet previouslySeen(m_poolPreviouslySeen);
+    IdentitySet candidates(m_poolCandidates);
+    for (const VXDictionaryRef &item : m_seenPoolItems) {
+        previouslySeen.add(item.get());
+        candidates.add(item.get());
+    }
+    for (const VXDictionary *item : m_poolMatcher.touched())
+        candidates.add(item);
+    previouslySeen.seal();
+    candidates.seal();
+
+    std::vector<VXDictionaryRef> seen;
+    seen.reserve(candidates.items().size());
+    std::vector<VXArray *> &unsorted = m_poolArraysToSort;
+    unsorted.clear();
+    bool poolChanged = false;
+    for (const void *candidate : candidates.items()) {
+        VXDictionary &item = *static_cast<VXDictionary *>(const_cast<void *>(candidate));
+        const bool active = consolidateStates(item, tick.gap, tick.timestamp, tick.previous);
+        if (active)
+            seen.emplace_back(&item);
+        if (m_poolMatcher.placeOf(&item))
+            continue;
+        // A pool.
+        poolChanged = true;
+        if (active && !showInactive && !previouslySeen.contains(&item)) {
+            if (VXArray *members = item.value(VXChildrenKey).array()) {
+                unsorted.push_back(members);
+                for (const VXValue &member : *members) {
+                    if (VXArray *entries
+                        = member.dictionary() ? member.dictionary()->value(VXChildrenKey).array() : nullptr)
+                        unsorted.push_back(entries);
+                }
+            }
+        }
+    }
+    IdentitySet seenNow(m_poolSeenNow);
+    for (const VXDictionaryRef &item : seen)
+        seenNow.add(item.get());
+    seenNow.seal();
+    for (const VXDictionary *item : m_poolMatcher.touched()) {
+        const VXPoolMatcher::Place *place = m_poolMatcher.placeOf(item);
+        if (place && (showInactive || seenNow.contains(place->pool)))
+            unsorted.push_back(place->array);
+    }
+    std::sort(unsorted.begin(), unsorted.end());
+    unsorted.erase(std::unique(unsorted.begin(), unsorted.end()), unsorted.end());
+    for (VXArray *array : unsorted)
+        VXSortItemArray(*array, sortColumn);
+
+    if (poolChanged) {
+        m_poolArray->clear();
+        for (const VXValue &poolValue : *tick.pools) {
+            if (poolValue.isDictionary() && (showInactive || seenNow.contains(poolValue.dictionary())))
+                m_poolArray->append(poolValue);
+        }
+        sortPoolArray(sortColumn);
+    }
+    m_seenPoolItems = std::move(seen);
 }

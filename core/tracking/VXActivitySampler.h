@@ -153,6 +153,8 @@ private:
     bool consolidateApplication(Tick &tick, const QString &key, VXDictionary &application,
                                 std::vector<KeyedItem> &listed);
     void consolidatePools(Tick &tick);
+    void consolidateEveryPool(Tick &tick);
+    void consolidatePoolsSeen(Tick &tick);
     void sortPoolArray(int sortColumn);
 
     std::optional<double> m_lastDate;
@@ -180,19 +182,16 @@ private:
     std::vector<KeyedItem> m_touchedApplications;   // seen so far in the tick in progress
     std::unordered_map<const VXDictionary *, WindowRecord> m_windowRecords;
     std::uint64_t m_generation = 0;
-    // The same for pools, their members and entries: those seen at the previous tick, and the
-    // arrays of members and entries that tick left sorted. Valid while the pools stay as they
-    // were prepared.
+    // The same for pools, their members and entries: those seen at the previous tick. Valid
+    // while the pools stay as they were prepared and the pool list's settings stay the same.
     bool m_hasPoolRecord = false;
     int m_poolRecordSortColumn = 0;
+    bool m_poolRecordShowsInactive = true;
     std::vector<VXDictionaryRef> m_seenPoolItems;
-    struct SortedArray {
-        VXArrayRef array;   // keeps the map's key alive
-        std::uint64_t generation = 0;   // the tick that last left it sorted
-    };
-    std::unordered_map<const VXArray *, SortedArray> m_sortedPoolArrays;
     // Scratch lists of the pool step, kept for their capacity.
     std::vector<const void *> m_poolCandidates;
-    std::vector<const void *> m_poolTouched;
+    std::vector<const void *> m_poolPreviouslySeen;
+    std::vector<const void *> m_poolSeenNow;
+    std::vector<VXArray *> m_poolArraysToSort;
     std::vector<VXDictionaryRef> m_previousPoolOrder;
 };
