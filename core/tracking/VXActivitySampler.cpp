@@ -357,16 +357,15 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     blacklistWithName(root, VXApplicationBlacklistKey);
     blacklistWithName(root, VXWindowBlacklistKey);
     tick.cutoffs = cutoffs(root);
-    // A forced tick prepares everything anew from the tree; a scheduled one only what changed.
-    if (fullWalk || !m_rules->isCurrent(root))
+    // The rules and pools are prepared anew only when they changed (the checks compare them with
+    // what they were prepared from), so that a forced tick keeps the answers they gave.
+    if (!m_rules->isCurrent(root))
         m_rules->prepare(root);
     Rules &rules = *m_rules;
     VXWindowDescriptionsByPID(
         desktop, [&rules](const QString &title) { return rules.windowTitle(title); },
         settings.includeWindowsFromAllSpaces, settings.includeFloatingWindows, m_windowDescriptions);
-    if (fullWalk)
-        m_poolMatcher.build(tick.pools);
-    else if (m_poolMatcher.update(tick.pools))
+    if (m_poolMatcher.update(tick.pools))
         m_hasPoolRecord = false;
     m_poolMatcher.clearTouched();
     tick.usePoolRecord = !fullWalk && m_hasPoolRecord && tick.pools && m_poolRecordSortColumn == settings.sortColumn

@@ -110,10 +110,11 @@ public:
     // counts tell), "Pools" replaced or of a different size, a pool, member or entry renamed,
     // re-identified or switched to any application, a blacklist or the cut-offs edited. Ask for
     // `fullWalk` after the tree was changed outside the sampler (a user action, undo, a reset,
-    // loading); the controller does on every forced tick. It prepares the rules and pools anew,
-    // walks every application, pool, member and entry, and sorts every list anew (a reset may
-    // have changed any time), but walks the windows only of the tables that changed: no change
-    // made outside the sampler gives a dormant window a flag or a mark, which only ticks set.
+    // loading); the controller does on every forced tick. It walks every application, pool,
+    // member and entry and sorts every list anew (a reset may have changed any time), but walks
+    // the windows only of the tables that changed (no change made outside the sampler gives a
+    // dormant window a flag or a mark, which only ticks set) and keeps the rules and pools
+    // prepared while they compare equal to what they were prepared from.
     // invalidateDormancyRecord() before it walks every window as well.
     void sample(VXDictionaryRef &configuration, const VXDesktopSnapshot &desktop, double now,
                 const VXSamplerSettings &settings, bool fullWalk);
