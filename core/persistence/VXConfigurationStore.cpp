@@ -7,6 +7,7 @@
 #include "VXPersistenceLogging.h"
 #include "VXPrivateFiles.h"
 #include "VXPropertyListSerialization.h"
+#include "VXRecordReading.h"
 #include "VXScheduler.h"
 #include "VXStringExtensions.h"
 #include "VXUserDefaults.h"
@@ -151,14 +152,16 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
     bool damaged = false;
     if (!path.isEmpty()) {
         removeInterruptedSaves(path);
-        QFile file(path);
-        if (file.open(QIODevice::ReadOnly)) {
-            const QByteArray data = file.readAll();
-            fromFile = deeplyMutableDictionaryWithData(data);
-            damaged = !fromFile && !data.isEmpty();
-        } else if (file.exists()) {
+        const VXRecordReading reading = VXReadRecordFile(path);
+        fromFile = reading.configuration;
+        if (reading.tooLarge) {
+            // Not a byte of it loaded, and nothing written over it: it is whole, only too large.
             qCWarning(lcPersistence).noquote()
-                << QStringLiteral("cannot read the configuration <%1>: %2").arg(path, file.errorString());
+                << reading.problem + QStringLiteral(": it is left as it is, and the record is not saved over it");
+            m_damagedPath = path;
+            m_damagedInPlace = true;
+        } else if (!reading.problem.isEmpty()) {
+            qCWarning(lcPersistence).noquote() << reading.problem;
             damaged = true;
         }
     }
