@@ -4,7 +4,6 @@
 #include "VXDictionaryExtensions.h"
 #include "VXItemSorting.h"
 #include "VXLibraryFolders.h"
-#include "VXPropertyListSerialization.h"
 #include "VXRecordReading.h"
 #include "VXSingleInstance.h"
 #include "VXStringExtensions.h"
