@@ -6,6 +6,7 @@
 #include "VXLibraryFolders.h"
 #include "VXListedItems.h"
 #include "VXPropertyListSerialization.h"
+#include "VXRecordReading.h"
 #include "VXRegisteredDefaults.h"
 #include "VXReportEventLogs.h"
 #include "VXSingleInstance.h"
@@ -18,7 +19,6 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDateTime>
-#include <QFile>
 #include <QRegularExpression>
 #include <QTextStream>
 
@@ -124,8 +124,8 @@ VXDictionaryRef currentConfiguration(const VXExportCommand::Environment &environ
     }
     const QString path
         = environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    const VXRecordReading reading = VXReadRecordFile(path);
+    if (!reading.exists) {
         err << "wendle " << command << ": "
             << Text::tr("Wendle is not running and has saved no record at %1 yet (it saves every half hour and "
                         "when it quits)")
@@ -133,11 +133,15 @@ VXDictionaryRef currentConfiguration(const VXExportCommand::Environment &environ
             << '\n';
         return VXDictionaryRef();
     }
-    VXDictionaryRef configuration = deeplyMutableDictionaryWithData(file.readAll());
-    if (!configuration)
+    if (reading.tooLarge)
+        err << "wendle " << command << ": " << reading.problem << "\n";
+    else if (!reading.configuration)
         err << "wendle " << command << ": "
             << Text::tr("cannot read the record %1: it is damaged or not a record").arg(path) << '\n';
-    return configuration;
+    // Read once and dropped at exit: the system frees it faster than a walk over it does.
+    if (reading.configuration)
+        VXKeepUntilExit(VXValue(reading.configuration));
+    return reading.configuration;
 }
 
 QString localText(double timestamp, const VXClock &clock)
@@ -183,6 +187,15 @@ std::optional<Range> rangeOf(const QCommandLineParser &parser, const VXDictionar
             *clipped = true;
     }
     return range;
+}
+
+// The end of what the record holds in the range: nothing after its last tick, where its open
+// periods end (a range wholly after it holds nothing).
+double recordedEnd(const VXDictionary &configuration, const Range &range)
+{
+    if (!configuration.contains(VXLastTimestampKey))
+        return range.end;
+    return std::max(range.begin, std::min(range.end, timeIntervalForKey(configuration, VXLastTimestampKey)));
 }
 
 std::optional<QString> separatorFromText(const QString &text, bool rows)
@@ -323,8 +336,11 @@ int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, Q
     if (exportSettings.exportedReportContent != 1)
         rows = VXListedItems::fromConfiguration(*configuration,
                                                 settings.defaults().boolForKey(VXDefaultsKey::kShowInactivePools));
-    const std::optional<QByteArray> data = CSVDataWithBeginTimestamp(configuration.get(), range->begin, range->end,
-                                                                     exportSettings, rows ? &*rows : nullptr);
+    // A range that holds nothing of the record gives the header alone.
+    const double end = recordedEnd(*configuration, *range);
+    const VXDictionaryRef source = end > range->begin ? configuration : VXMakeDictionary();
+    const std::optional<QByteArray> data
+        = CSVDataWithBeginTimestamp(source.get(), range->begin, end, exportSettings, rows ? &*rows : nullptr);
     if (!data)
         return UsageError;
     if (!parser.isSet(output) || parser.value(output) == QStringLiteral("-")) {
@@ -400,13 +416,17 @@ QString VXExportCommand::summaryTable(const VXDictionary &configuration, double 
     };
     const double range = endTimestamp - beginTimestamp;
     std::vector<Row> rows;
+    // Shares are of the range asked for; periods end where the record does.
+    const double recorded = recordedEnd(configuration, {beginTimestamp, endTimestamp});
+    if (!(recorded > beginTimestamp))
+        return QString();
     // Items with activity in the range, both halves, in the organizer's order.
     VXReportContentSettings content;
     content.liveReportContent = 2;
     content.sortColumn = sortColumn;
     bool inPools = false;
     collectEventLogsClippedBetweenTimestamp(
-        configuration, beginTimestamp, endTimestamp, content, nullptr, [&](const VXDictionaryRef &entry, int depth) {
+        configuration, beginTimestamp, recorded, content, nullptr, [&](const VXDictionaryRef &entry, int depth) {
             const bool pool = depth == 0 && isPoolOrPoolItem(*entry);
             if (rows.empty() || (pool && !inPools)) {
                 inPools = inPools || pool;

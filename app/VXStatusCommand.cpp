@@ -4,13 +4,12 @@
 #include "VXDictionaryExtensions.h"
 #include "VXItemSorting.h"
 #include "VXLibraryFolders.h"
-#include "VXPropertyListSerialization.h"
+#include "VXRecordReading.h"
 #include "VXSingleInstance.h"
 #include "VXStringExtensions.h"
 #include "VXTerminalText.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QTextStream>
 
 const QString VXStatusCommand::kName = QStringLiteral("status");
@@ -183,14 +182,19 @@ int VXStatusCommand::run(const QStringList &arguments, QTextStream &out, QTextSt
         ? VXLibraryFolderPath() + QLatin1Char('/') + VXConfigurationsFolderName + QStringLiteral("/Default.plist")
         : configurationPath;
     VXStatusSnapshot snapshot;
-    QFile file(path);
-    if (file.open(QIODevice::ReadOnly)) {
-        snapshot.configuration = deeplyMutableDictionaryWithData(file.readAll());
-        if (!snapshot.configuration) {
-            err << tr("Wendle is not running, and its saved record <%1> cannot be read.").arg(path) << '\n';
-            return Failure;
-        }
+    const VXRecordReading reading = VXReadRecordFile(path);
+    if (reading.tooLarge) {
+        err << tr("Wendle is not running, and its saved record cannot be shown: %1.").arg(reading.problem) << '\n';
+        return Failure;
     }
+    if (!reading.problem.isEmpty()) {
+        err << tr("Wendle is not running, and its saved record <%1> cannot be read.").arg(path) << '\n';
+        return Failure;
+    }
+    snapshot.configuration = reading.configuration;
+    // Read once and dropped at exit: the system frees it faster than a walk over it does.
+    if (snapshot.configuration)
+        VXKeepUntilExit(VXValue(snapshot.configuration));
     snapshot.source = tr("Wendle is not running; this is the record saved in <%1>.").arg(path);
     out << statusText(snapshot);
     return Success;

@@ -161,6 +161,20 @@ VXHeavyConfigurationParameters VXScaledHeavyConfigurationParameters(int factor)
     return parameters;
 }
 
+VXHeavyConfigurationParameters VXHeavyConfigurationParametersForYears(int years, double lastTimestamp)
+{
+    VXHeavyConfigurationParameters parameters;
+    years = std::max(years, 1);
+    const VXHeavyConfigurationParameters year;
+    parameters.applicationCount = year.applicationCount + 100 * (years - 1);
+    parameters.windowCount = year.windowCount * years;
+    parameters.poolCount = year.poolCount + 10 * (years - 1);
+    parameters.eventLogNumbers = year.eventLogNumbers * years;
+    parameters.span = year.span * years;
+    parameters.firstTimestamp = lastTimestamp - parameters.span;
+    return parameters;
+}
+
 VXDictionaryRef VXMakeHeavyConfiguration(const VXHeavyConfigurationParameters &parameters,
                                          VXHeavyConfigurationSummary *summary)
 {

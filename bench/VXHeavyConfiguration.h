@@ -42,3 +42,8 @@ VXDictionaryRef VXMakeHeavyConfiguration(const VXHeavyConfigurationParameters &p
 
 // The same parameters divided by `factor` (counts of at least one), for quick runs.
 VXHeavyConfigurationParameters VXScaledHeavyConfigurationParameters(int factor);
+
+// A record kept for `years` heavy years and ending at `lastTimestamp`: window titles and
+// event-log numbers grow by a heavy year's worth every year, applications and pools more slowly
+// (a few new ones each year, the old ones kept).
+VXHeavyConfigurationParameters VXHeavyConfigurationParametersForYears(int years, double lastTimestamp);

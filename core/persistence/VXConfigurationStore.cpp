@@ -8,6 +8,7 @@
 #include "VXPersistenceLogging.h"
 #include "VXPrivateFiles.h"
 #include "VXPropertyListSerialization.h"
+#include "VXRecordReading.h"
 #include "VXScheduler.h"
 #include "VXStringExtensions.h"
 #include "VXTreeSnapshots.h"
@@ -271,18 +272,20 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
     bool damaged = false;
     if (!path.isEmpty()) {
         removeInterruptedSaves(path);
-        QFile file(path);
-        if (file.open(QIODevice::ReadOnly)) {
-            const QByteArray data = file.readAll();
-            fromFile = deeplyMutableDictionaryWithData(data);
-            damaged = !fromFile && !data.isEmpty();
-            if (fromFile)
-                recoverFromJournal(path, data, fromFile);
-        } else if (file.exists()) {
+        const VXRecordReading reading = VXReadRecordFile(path);
+        fromFile = reading.configuration;
+        if (reading.tooLarge) {
+            // Not a byte of it loaded, and nothing written over it: it is whole, only too large.
             qCWarning(lcPersistence).noquote()
-                << QStringLiteral("cannot read the configuration <%1>: %2").arg(path, file.errorString());
+                << reading.problem + QStringLiteral(": it is left as it is, and the record is not saved over it");
+            m_damagedPath = path;
+            m_damagedInPlace = true;
+        } else if (!reading.problem.isEmpty()) {
+            qCWarning(lcPersistence).noquote() << reading.problem;
             damaged = true;
         }
+        if (fromFile)
+            recoverFromJournal(path, fromFile);
     }
     if (damaged) {
         // Kept for a person (or a tool) to recover: never overwritten by the next save.
@@ -334,13 +337,23 @@ QString VXConfigurationStore::journalPathFor(const QString &configurationPath)
                                        : QFileInfo(configurationPath).path() + u'/' + VXDefaultJournalFileName;
 }
 
-void VXConfigurationStore::recoverFromJournal(const QString &path, const QByteArray &data, VXDictionaryRef &record)
+void VXConfigurationStore::recoverFromJournal(const QString &path, VXDictionaryRef &record)
 {
     m_recoveredSeconds = m_recoveredUpTo = 0.0;
     const QString journalPath = journalPathFor(path);
     QFile file(journalPath);
     if (!file.exists())
         return;
+    // The journal names its record by size and checksum; the record was read mapped, so its bytes
+    // are read again, only when there is a journal to check them against.
+    QFile recordFile(path);
+    if (!recordFile.open(QIODevice::ReadOnly)) {
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("cannot read the configuration <%1> again: %2").arg(path, recordFile.errorString());
+        return;
+    }
+    const QByteArray data = recordFile.readAll();
+    recordFile.close();
     if (!file.open(QIODevice::ReadOnly)) {
         qCWarning(lcPersistence).noquote()
             << QStringLiteral("cannot read the journal <%1>: %2").arg(journalPath, file.errorString());

@@ -172,7 +172,7 @@ private:
     bool writeConfiguration(bool withUserDefaultsFallback);
     // Replays the journal beside `path` onto `record` (read from `data`) and, when anything was
     // replayed, saves the result and starts the journal anew.
-    void recoverFromJournal(const QString &path, const QByteArray &data, VXDictionaryRef &record);
+    void recoverFromJournal(const QString &path, VXDictionaryRef &record);
     void setJournalAside(const QString &journalPath, const QByteArray &rest, const QString &why);
     // Whether the path may be written: false while a damaged file lies there that cannot be
     // set aside.

@@ -411,6 +411,7 @@ void VXDictionary::insert(const QString &key, VXValue value)
         remove(key);
         return;
     }
+    ++m_changes;
     const std::size_t hash = hashKey(key);
     const std::ptrdiff_t index = find(key, hash);
     if (index >= 0) {
@@ -434,6 +435,7 @@ void VXDictionary::insertNew(QString key, VXValue value)
         insert(key, std::move(value));
         return;
     }
+    ++m_changes;
     if ((m_entries.size() + 1) * 2 > m_table.size())
         rehash(std::max<std::size_t>(m_entries.size() + 1, m_entries.size() * 2));
     const auto newIndex = static_cast<std::uint32_t>(m_entries.size());
@@ -458,6 +460,7 @@ bool VXDictionary::remove(const QString &key)
             break;
     }
     const std::uint32_t removed = m_table[slot] - 1;
+    ++m_changes;
 
     // Backward-shift deletion keeps every probe chain unbroken without tombstones.
     std::size_t hole = slot;
@@ -491,6 +494,7 @@ bool VXDictionary::remove(const QString &key)
 
 void VXDictionary::clear() noexcept
 {
+    ++m_changes;
     m_entries.clear();
     m_hashes.clear();
     m_table.clear();

@@ -305,6 +305,10 @@ public:
     VXValue &valueAt(std::size_t index) noexcept { return m_entries[index].value; }
     // The keys in code-point order, as writers emit them.
     std::vector<std::size_t> sortedEntryIndexes() const;
+    // Counts the calls that stored, replaced or removed an entry (insert, insertNew, remove,
+    // clear), so that a reader can tell cheaply that the table is the one it last saw. Changes
+    // made in place through valueAt() or valuePointer() are not counted.
+    std::uint32_t changeCount() const noexcept { return m_changes; }
 
 private:
     std::ptrdiff_t find(const QString &key) const noexcept;
@@ -312,6 +316,7 @@ private:
     void rehash(std::size_t capacity);
     void placeInTable(std::uint32_t entryIndex, std::size_t hash);
 
+    std::uint32_t m_changes = 0;   // fits beside the reference count
     std::vector<Entry> m_entries;
     std::vector<std::uint32_t> m_hashes;   // hash of each entry's key, parallel to m_entries
     // Open addressing: 0 is empty, otherwise entry index + 1. No tombstones: removal uses

@@ -107,6 +107,7 @@ public:
         m_items.erase(std::unique(m_items.begin(), m_items.end()), m_items.end());
     }
     bool contains(const void *item) const { return std::binary_search(m_items.begin(), m_items.end(), item); }
+    const std::vector<const void *> &items() const { return m_items; }
 
 private:
     std::vector<const void *> &m_items;
@@ -169,10 +170,9 @@ struct VXActivitySampler::WindowRecord {
     VXDictionaryRef application;   // keeps the map's key alive, so that it is never reused
     bool recorded = false;   // consolidated since the record was last forgotten
     VXDictionaryRef windowsByName;   // the window table when it was last consolidated
-    std::size_t size = 0;   // its size then
+    std::uint32_t changes = 0;   // its change count then, and after the sampler's own filing since
     std::vector<KeyedItem> seen;   // its windows seen then
     std::vector<KeyedItem> touched;   // its windows seen so far in the tick in progress
-    std::size_t filed = 0;   // windows the tick in progress added to the table
     std::uint64_t generation = 0;   // the tick that consolidated it last
     // While inactive windows are listed: all its windows, sorted by that tick.
     std::vector<KeyedItem> children;
@@ -196,7 +196,9 @@ struct VXActivitySampler::Tick {
     VXDictionary *applications = nullptr;
     const VXArray *pools = nullptr;
     const VXDictionary *cutoffs = nullptr;
+    bool fullWalk = false;
     bool useRecord = false;
+    bool applicationsUnchanged = false;   // the table as the previous tick left it
     bool skipDormantApplications = false;
     bool usePoolRecord = false;
     std::uint64_t generation = 0;
@@ -298,7 +300,6 @@ void VXActivitySampler::invalidateDormancyRecord()
 {
     m_hasPoolRecord = false;
     m_seenPoolItems.clear();
-    m_sortedPoolArrays.clear();
     m_windowRecords.clear();
     m_seenApplications.clear();
     m_recordedConfiguration.reset();
@@ -348,34 +349,36 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
         root.insert(VXApplicationsKey, std::move(created));
     }
     tick.pools = root.value(VXPoolsKey).array();
-    // The record of dormant items holds only while the tree is the one it was made from.
+    // The record of dormant items holds only while the tree is the one it was made from. Within
+    // it, tables are checked by their change counts: a forced tick walks only what changed.
     const VXDictionaryRef applications(tick.applications);
-    if (fullWalk || m_recordedConfiguration != configuration || m_recordedApplications != applications)
+    if (m_recordedConfiguration != configuration || m_recordedApplications != applications)
         invalidateDormancyRecord();
     blacklistWithName(root, VXApplicationBlacklistKey);
     blacklistWithName(root, VXWindowBlacklistKey);
     tick.cutoffs = cutoffs(root);
-    // A forced tick prepares everything anew from the tree; a scheduled one only what changed.
-    if (fullWalk || !m_rules->isCurrent(root))
+    // The rules and pools are prepared anew only when they changed (the checks compare them with
+    // what they were prepared from), so that a forced tick keeps the answers they gave.
+    if (!m_rules->isCurrent(root))
         m_rules->prepare(root);
     Rules &rules = *m_rules;
     VXWindowDescriptionsByPID(
         desktop, [&rules](const QString &title) { return rules.windowTitle(title); },
         settings.includeWindowsFromAllSpaces, settings.includeFloatingWindows, m_windowDescriptions);
-    if (fullWalk)
-        m_poolMatcher.build(tick.pools);
-    else if (m_poolMatcher.update(tick.pools))
+    if (m_poolMatcher.update(tick.pools))
         m_hasPoolRecord = false;
     m_poolMatcher.clearTouched();
-    tick.usePoolRecord = !fullWalk && m_hasPoolRecord && m_poolRecordSortColumn == settings.sortColumn;
+    tick.usePoolRecord = !fullWalk && m_hasPoolRecord && tick.pools && m_poolRecordSortColumn == settings.sortColumn
+        && m_poolRecordShowsInactive == settings.showInactivePools;
 
+    tick.fullWalk = fullWalk;
     tick.useRecord = m_hasRecord;
+    tick.applicationsUnchanged = m_hasRecord && tick.applications->changeCount() == m_recordedApplicationChanges;
     // Applications unseen keep their "Children" while inactive items are listed: they are dormant
     // only when the previous tick did not list them.
     tick.skipDormantApplications = m_hasRecord && m_previousTickHidInactive && !settings.showInactiveApplicationItems;
     tick.generation = ++m_generation;
     m_touchedApplications.clear();
-    m_filedApplications = 0;
 
     creditApplications(tick);
     consolidateApplications(tick);
@@ -410,8 +413,6 @@ void VXActivitySampler::creditApplications(Tick &tick)
             created->insert(VXNameKey, *name);
             created->insert(VXApplicationIDKey, applicationID);
             application = created.get();
-            if (!tick.applications->contains(applicationID))
-                ++m_filedApplications;
             tick.applications->insert(applicationID, std::move(created));
         }
         m_touchedApplications.push_back({applicationID, VXDictionaryRef(application)});
@@ -460,11 +461,14 @@ void VXActivitySampler::creditWindows(Tick &tick, VXDictionary &application, con
                 windows = created.get();
                 application.insert(VXWindowsByNameKey, std::move(created));
             }
-            if (!windows->contains(key))
-                ++record.filed;
+            // The sampler's own filing leaves a record that held holding.
+            const bool recordHeld
+                = record.recorded && record.windowsByName.get() == windows && record.changes == windows->changeCount();
             VXDictionaryRef created = VXMakeWindowItem(description);
             window = created.get();
             windows->insert(key, std::move(created));
+            if (recordHeld)
+                record.changes = windows->changeCount();
         }
         if (key != description.name)
             setString(*window, VXNameKey, key);
@@ -482,8 +486,8 @@ void VXActivitySampler::consolidateApplications(Tick &tick)
 {
     std::vector<KeyedItem> listed;
     std::vector<KeyedItem> seen;
-    const bool walkAll = !tick.skipDormantApplications
-        || tick.applications->size() != m_recordedApplicationCount + m_filedApplications;
+    // A forced tick walks every application (not their windows): a few hundred items.
+    const bool walkAll = !tick.skipDormantApplications || !tick.applicationsUnchanged || tick.fullWalk;
     if (walkAll) {
         for (std::size_t i = 0; i < tick.applications->size(); ++i) {
             const VXDictionary::Entry &entry = tick.applications->entries()[i];
@@ -511,7 +515,7 @@ void VXActivitySampler::consolidateApplications(Tick &tick)
         }
     }
     m_touchedApplications.clear();
-    m_recordedApplicationCount = tick.applications->size();
+    m_recordedApplicationChanges = tick.applications->changeCount();
 
     sortKeyedItems(listed, tick.settings.sortColumn);
     // Without inactive items the listed applications are the ones seen, now in order.
@@ -531,11 +535,9 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
     const bool active = consolidateStates(application, tick.gap, tick.timestamp, tick.previous);
     const bool isListed = active || settings.showInactiveApplicationItems;
     VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary();
-    const std::size_t windowCount = windows ? windows->size() : 0;
-
     WindowRecord &record = m_windowRecords[&application];
     const bool recordHolds = tick.useRecord && record.recorded && record.windowsByName.get() == windows
-        && record.size + record.filed == windowCount;
+        && (!windows || record.changes == windows->changeCount());
 
     // Consolidate every window, or, when the record holds, the ones seen at the previous tick or
     // now: the others are dormant and would not change.
@@ -583,10 +585,11 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
         record.hasChildren = false;
     } else {
         std::vector<KeyedItem> children;
-        if (recordHolds && record.hasChildren && record.generation + 1 == tick.generation
+        if (recordHolds && !tick.fullWalk && record.hasChildren && record.generation + 1 == tick.generation
             && record.childrenSortColumn == settings.sortColumn) {
             // Every window, as the previous tick sorted them: only the windows seen now can have
-            // moved (their times changed) or be new. Take them out and put them back in place;
+            // moved (their times changed) or be new; a forced tick sorts anew, since a change
+            // to the tree (a reset) may have changed the times of the others. Take them out and put them back in place;
             // the order is total, so this is the order a full sort gives.
             children = std::move(record.children);
             std::sort(touchedWindows.begin(), touchedWindows.end());
@@ -626,10 +629,9 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
     record.application = VXDictionaryRef(&application);
     record.recorded = true;
     record.windowsByName = VXDictionaryRef(windows);
-    record.size = windowCount;
+    record.changes = windows ? windows->changeCount() : 0;
     record.seen = std::move(seenWindows);
     record.touched.clear();
-    record.filed = 0;
     record.generation = tick.generation;
     return active;
 }
@@ -678,50 +680,29 @@ void VXActivitySampler::sortPoolArray(int sortColumn)
 
 void VXActivitySampler::consolidatePools(Tick &tick)
 {
+    if (tick.usePoolRecord)
+        consolidatePoolsSeen(tick);
+    else
+        consolidateEveryPool(tick);
+    m_poolRecordSortColumn = tick.settings.sortColumn;
+    m_poolRecordShowsInactive = tick.settings.showInactivePools;
+    m_hasPoolRecord = true;
+    m_poolMatcher.clearTouched();
+}
+
+// Every pool, member and entry, and every list of a listed pool sorted: what the record of the
+// next tick starts from.
+void VXActivitySampler::consolidateEveryPool(Tick &tick)
+{
     m_poolArray->clear();
     const int sortColumn = tick.settings.sortColumn;
-    const bool useRecord = tick.usePoolRecord;
-
-    // With the record, only the items seen at the previous tick or now need consolidating (the
-    // others are dormant), and only arrays with an item credited now can have changed order.
-    IdentitySet candidates(m_poolCandidates);
-    IdentitySet touched(m_poolTouched);
-    if (useRecord) {
-        for (const VXDictionaryRef &item : m_seenPoolItems)
-            candidates.add(item.get());
-        for (const VXDictionary *item : m_poolMatcher.touched()) {
-            candidates.add(item);
-            touched.add(item);
-        }
-    } else {
-        m_sortedPoolArrays.clear();
-    }
-    candidates.seal();
-    touched.seal();
     std::vector<VXDictionaryRef> seen;
-    seen.reserve(m_seenPoolItems.size() + m_poolMatcher.touched().size());
-    const std::uint64_t generation = tick.generation;
-
     auto consolidate = [&](VXDictionary &item) {
-        if (useRecord && !candidates.contains(&item))
-            return false;
         const bool wasSeen = consolidateStates(item, tick.gap, tick.timestamp, tick.previous);
         if (wasSeen)
             seen.emplace_back(&item);
         return wasSeen;
     };
-    // Sorts the array unless the previous tick left it sorted and none of its items was
-    // credited since.
-    auto sortArray = [&](VXArray &array) {
-        auto [place, added] = m_sortedPoolArrays.try_emplace(&array, SortedArray {VXArrayRef(&array), 0});
-        bool unchanged = useRecord && !added && place->second.generation + 1 == generation;
-        for (std::size_t i = 0; unchanged && i < array.size(); ++i)
-            unchanged = !touched.contains(array.at(i).dictionary());
-        if (!unchanged)
-            VXSortItemArray(array, sortColumn);
-        place->second.generation = generation;
-    };
-
     if (tick.pools) {
         for (const VXValue &poolValue : *tick.pools) {
             VXDictionary *pool = poolValue.dictionary();
@@ -733,7 +714,7 @@ void VXActivitySampler::consolidatePools(Tick &tick)
             if (isListed) {
                 m_poolArray->append(poolValue);
                 if (members)
-                    sortArray(*members);
+                    VXSortItemArray(*members, sortColumn);
             }
             if (!members)
                 continue;
@@ -750,14 +731,79 @@ void VXActivitySampler::consolidatePools(Tick &tick)
                         consolidate(*entry);
                 }
                 if (isListed)
-                    sortArray(*entries);
+                    VXSortItemArray(*entries, sortColumn);
             }
         }
     }
     sortPoolArray(sortColumn);
-
     m_seenPoolItems = std::move(seen);
-    m_poolRecordSortColumn = sortColumn;
-    m_hasPoolRecord = true;
-    m_poolMatcher.clearTouched();
+}
+
+// With the record, only the items seen at the previous tick or now can change (the others are
+// dormant), only the lists holding an item credited now can change order, and the pool list
+// changes only when a pool is among them. A pool listed now and not before has its lists
+// sorted, which they were not while it was unlisted.
+void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
+{
+    const int sortColumn = tick.settings.sortColumn;
+    const bool showInactive = tick.settings.showInactivePools;
+    IdentitySet previouslySeen(m_poolPreviouslySeen);
+    IdentitySet candidates(m_poolCandidates);
+    for (const VXDictionaryRef &item : m_seenPoolItems) {
+        previouslySeen.add(item.get());
+        candidates.add(item.get());
+    }
+    for (const VXDictionary *item : m_poolMatcher.touched())
+        candidates.add(item);
+    previouslySeen.seal();
+    candidates.seal();
+
+    std::vector<VXDictionaryRef> seen;
+    seen.reserve(candidates.items().size());
+    std::vector<VXArray *> &unsorted = m_poolArraysToSort;
+    unsorted.clear();
+    bool poolChanged = false;
+    for (const void *candidate : candidates.items()) {
+        VXDictionary &item = *static_cast<VXDictionary *>(const_cast<void *>(candidate));
+        const bool active = consolidateStates(item, tick.gap, tick.timestamp, tick.previous);
+        if (active)
+            seen.emplace_back(&item);
+        if (m_poolMatcher.placeOf(&item))
+            continue;
+        // A pool.
+        poolChanged = true;
+        if (active && !showInactive && !previouslySeen.contains(&item)) {
+            if (VXArray *members = item.value(VXChildrenKey).array()) {
+                unsorted.push_back(members);
+                for (const VXValue &member : *members) {
+                    if (VXArray *entries
+                        = member.dictionary() ? member.dictionary()->value(VXChildrenKey).array() : nullptr)
+                        unsorted.push_back(entries);
+                }
+            }
+        }
+    }
+    IdentitySet seenNow(m_poolSeenNow);
+    for (const VXDictionaryRef &item : seen)
+        seenNow.add(item.get());
+    seenNow.seal();
+    for (const VXDictionary *item : m_poolMatcher.touched()) {
+        const VXPoolMatcher::Place *place = m_poolMatcher.placeOf(item);
+        if (place && (showInactive || seenNow.contains(place->pool)))
+            unsorted.push_back(place->array);
+    }
+    std::sort(unsorted.begin(), unsorted.end());
+    unsorted.erase(std::unique(unsorted.begin(), unsorted.end()), unsorted.end());
+    for (VXArray *array : unsorted)
+        VXSortItemArray(*array, sortColumn);
+
+    if (poolChanged) {
+        m_poolArray->clear();
+        for (const VXValue &poolValue : *tick.pools) {
+            if (poolValue.isDictionary() && (showInactive || seenNow.contains(poolValue.dictionary())))
+                m_poolArray->append(poolValue);
+        }
+        sortPoolArray(sortColumn);
+    }
+    m_seenPoolItems = std::move(seen);
 }

@@ -104,14 +104,18 @@ public:
     // windows, blacklists, cut-offs and pools, consolidation of every item, and the sorted lists.
     // A missing configuration is started empty (and the tick is a gap).
     //
-    // `fullWalk` prepares the rules anew and consolidates every item of the tree one by one.
-    // Without it, items known to be dormant since the previous tick are skipped. Ask for a full
-    // walk after the tree was changed outside the sampler (a user action, undo, a reset,
-    // loading); the controller does on every forced tick. Without being asked, the sampler walks
-    // in full what it finds changed: the configuration, its "Applications" or "Pools" or an
-    // application's window table replaced, a table or array of a different size, a pool,
-    // member or entry renamed, re-identified or switched to any application, a blacklist or the
-    // cut-offs edited.
+    // Items known to be dormant since the previous tick are skipped; the sampler walks in full
+    // what it finds changed: the configuration or its "Applications" replaced (a load, undo),
+    // the applications table or an application's window table changed in any way (their change
+    // counts tell), "Pools" replaced or of a different size, a pool, member or entry renamed,
+    // re-identified or switched to any application, a blacklist or the cut-offs edited. Ask for
+    // `fullWalk` after the tree was changed outside the sampler (a user action, undo, a reset,
+    // loading); the controller does on every forced tick. It walks every application, pool,
+    // member and entry and sorts every list anew (a reset may have changed any time), but walks
+    // the windows only of the tables that changed (no change made outside the sampler gives a
+    // dormant window a flag or a mark, which only ticks set) and keeps the rules and pools
+    // prepared while they compare equal to what they were prepared from.
+    // invalidateDormancyRecord() before it walks every window as well.
     void sample(VXDictionaryRef &configuration, const VXDesktopSnapshot &desktop, double now,
                 const VXSamplerSettings &settings, bool fullWalk);
 
@@ -130,7 +134,7 @@ public:
     const VXArrayRef &applicationArray() const { return m_applicationArray; }
     const VXArrayRef &poolArray() const { return m_poolArray; }
 
-    // Forgets the record of dormant items: the next tick walks in full.
+    // Forgets the record of dormant items: the next tick walks every item of the tree.
     void invalidateDormancyRecord();
 
 private:
@@ -150,6 +154,8 @@ private:
     bool consolidateApplication(Tick &tick, const QString &key, VXDictionary &application,
                                 std::vector<KeyedItem> &listed);
     void consolidatePools(Tick &tick);
+    void consolidateEveryPool(Tick &tick);
+    void consolidatePoolsSeen(Tick &tick);
     void sortPoolArray(int sortColumn);
 
     std::optional<double> m_lastDate;
@@ -172,25 +178,21 @@ private:
     VXDictionaryRef m_recordedApplications;
     bool m_hasRecord = false;
     bool m_previousTickHidInactive = false;
-    std::size_t m_recordedApplicationCount = 0;
-    std::size_t m_filedApplications = 0;   // applications the tick in progress added
+    std::uint32_t m_recordedApplicationChanges = 0;   // the table's change count after the previous tick
     std::vector<KeyedItem> m_seenApplications;   // seen at the previous tick
     std::vector<KeyedItem> m_touchedApplications;   // seen so far in the tick in progress
     std::unordered_map<const VXDictionary *, WindowRecord> m_windowRecords;
     std::uint64_t m_generation = 0;
-    // The same for pools, their members and entries: those seen at the previous tick, and the
-    // arrays of members and entries that tick left sorted. Valid while the pools stay as they
-    // were prepared.
+    // The same for pools, their members and entries: those seen at the previous tick. Valid
+    // while the pools stay as they were prepared and the pool list's settings stay the same.
     bool m_hasPoolRecord = false;
     int m_poolRecordSortColumn = 0;
+    bool m_poolRecordShowsInactive = true;
     std::vector<VXDictionaryRef> m_seenPoolItems;
-    struct SortedArray {
-        VXArrayRef array;   // keeps the map's key alive
-        std::uint64_t generation = 0;   // the tick that last left it sorted
-    };
-    std::unordered_map<const VXArray *, SortedArray> m_sortedPoolArrays;
     // Scratch lists of the pool step, kept for their capacity.
     std::vector<const void *> m_poolCandidates;
-    std::vector<const void *> m_poolTouched;
+    std::vector<const void *> m_poolPreviouslySeen;
+    std::vector<const void *> m_poolSeenNow;
+    std::vector<VXArray *> m_poolArraysToSort;
     std::vector<VXDictionaryRef> m_previousPoolOrder;
 };

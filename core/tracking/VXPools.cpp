@@ -132,6 +132,13 @@ void VXPoolMatcher::clear()
     m_poolCount = 0;
     m_prepared.clear();
     m_matches->byName.clear();
+    m_places.clear();
+}
+
+const VXPoolMatcher::Place *VXPoolMatcher::placeOf(const VXDictionary *item) const
+{
+    const auto found = m_places.find(item);
+    return found != m_places.end() ? &found->second : nullptr;
 }
 
 void VXPoolMatcher::build(const VXArray *pools)
@@ -149,7 +156,8 @@ void VXPoolMatcher::build(const VXArray *pools)
         Pool &prepared = m_prepared.emplace_back();
         prepared.dictionary = VXDictionaryRef(pool);
         prepared.children = pool->value(VXChildrenKey);
-        const VXArray *members = prepared.children.array();
+        prepared.changes = pool->changeCount();
+        VXArray *members = prepared.children.array();
         if (!members)
             continue;
         prepared.memberCount = members->size();
@@ -160,6 +168,8 @@ void VXPoolMatcher::build(const VXArray *pools)
                 continue;
             Member &preparedMember = prepared.members.emplace_back();
             preparedMember.dictionary = VXDictionaryRef(member);
+            preparedMember.changes = member->changeCount();
+            m_places[member] = {members, pool};
             preparedMember.name = member->value(VXNameKey);
             preparedMember.applicationIDValue = member->value(VXApplicationIDKey);
             preparedMember.matchAnyApplication = member->value(VXMatchAnyApplicationKey);
@@ -167,7 +177,7 @@ void VXPoolMatcher::build(const VXArray *pools)
             preparedMember.matchesAnyApplication = preparedMember.matchAnyApplication.toBool();
             preparedMember.applicationID = preparedMember.applicationIDValue.stringRef();
             preparedMember.namePattern = VXPattern(preparedMember.name.toString(), false);
-            const VXArray *entries = preparedMember.children.array();
+            VXArray *entries = preparedMember.children.array();
             preparedMember.childCount = entries ? entries->size() : 0;
             preparedMember.hasEntries = preparedMember.childCount > 0;
             if (!entries)
@@ -176,8 +186,9 @@ void VXPoolMatcher::build(const VXArray *pools)
             for (const VXValue &entryValue : *entries) {
                 if (VXDictionary *entry = entryValue.dictionary()) {
                     const VXValue &entryName = entry->value(VXNameKey);
-                    preparedMember.entries.push_back(
-                        {VXDictionaryRef(entry), entryName, VXPattern(entryName.toString(), false)});
+                    preparedMember.entries.push_back({VXDictionaryRef(entry), entryName,
+                                                      VXPattern(entryName.toString(), false), entry->changeCount()});
+                    m_places[entry] = {entries, pool};
                 }
             }
         }
@@ -231,8 +242,13 @@ bool VXPoolMatcher::isCurrent(const VXArray *pools) const
         if (index >= m_prepared.size())
             return false;
         const Pool &prepared = m_prepared[index++];
-        if (prepared.dictionary.get() != pool || !(pool->value(VXChildrenKey) == prepared.children))
+        if (prepared.dictionary.get() != pool)
             return false;
+        if (pool->changeCount() != prepared.changes) {
+            if (!(pool->value(VXChildrenKey) == prepared.children))
+                return false;
+            prepared.changes = pool->changeCount();
+        }
         const VXArray *members = prepared.children.array();
         if (!members)
             continue;
@@ -248,12 +264,15 @@ bool VXPoolMatcher::isCurrent(const VXArray *pools) const
             const Member &preparedMember = prepared.members[memberIndex++];
             if (preparedMember.dictionary.get() != member)
                 return false;
-            const MemberValues values(*member);
-            if (!sameValue(values.name, preparedMember.name)
-                || !sameValue(values.applicationID, preparedMember.applicationIDValue)
-                || !sameValue(values.matchAnyApplication, preparedMember.matchAnyApplication)
-                || !sameValue(values.children, preparedMember.children))
-                return false;
+            if (member->changeCount() != preparedMember.changes) {
+                const MemberValues values(*member);
+                if (!sameValue(values.name, preparedMember.name)
+                    || !sameValue(values.applicationID, preparedMember.applicationIDValue)
+                    || !sameValue(values.matchAnyApplication, preparedMember.matchAnyApplication)
+                    || !sameValue(values.children, preparedMember.children))
+                    return false;
+                preparedMember.changes = member->changeCount();
+            }
             const VXArray *entries = preparedMember.children.array();
             if (!entries)
                 continue;
@@ -267,8 +286,13 @@ bool VXPoolMatcher::isCurrent(const VXArray *pools) const
                 if (entryIndex >= preparedMember.entries.size())
                     return false;
                 const Entry &preparedEntry = preparedMember.entries[entryIndex++];
-                if (preparedEntry.dictionary.get() != entry || !(entry->value(VXNameKey) == preparedEntry.name))
+                if (preparedEntry.dictionary.get() != entry)
                     return false;
+                if (entry->changeCount() != preparedEntry.changes) {
+                    if (!(entry->value(VXNameKey) == preparedEntry.name))
+                        return false;
+                    preparedEntry.changes = entry->changeCount();
+                }
             }
             if (entryIndex != preparedMember.entries.size())
                 return false;

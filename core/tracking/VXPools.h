@@ -19,7 +19,9 @@
 
 #include <QString>
 
+#include <cstdint>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 // Credits the pools for one application or window item of the tick in progress. A window item
@@ -54,11 +56,22 @@ public:
     const std::vector<VXDictionary *> &touched() const { return m_touched; }
     void clearTouched() { m_touched.clear(); }
 
+    // Where a prepared member or entry is listed: the array that holds it (a pool's members, a
+    // member's entries) and the pool it belongs to. Null for anything else (pools included).
+    struct Place {
+        VXArray *array = nullptr;
+        VXDictionary *pool = nullptr;
+    };
+    const Place *placeOf(const VXDictionary *item) const;
+
 private:
+    // Each prepared dictionary keeps the change count it had when its values were last found
+    // equal, so that an unchanged one is a single comparison.
     struct Entry {
         VXDictionaryRef dictionary;
         VXValue name;
         VXPattern pattern;
+        mutable std::uint32_t changes = 0;
     };
     struct Member {
         VXDictionaryRef dictionary;
@@ -72,10 +85,12 @@ private:
         QString applicationID;
         VXPattern namePattern;
         std::vector<Entry> entries;
+        mutable std::uint32_t changes = 0;
     };
     struct Pool {
         VXDictionaryRef dictionary;
         VXValue children;
+        mutable std::uint32_t changes = 0;
         std::size_t memberCount = 0;
         std::vector<Member> members;
     };
@@ -92,6 +107,7 @@ private:
     std::vector<Pool> m_prepared;
     std::unique_ptr<Matches> m_matches;
     std::vector<VXDictionary *> m_touched;
+    std::unordered_map<const VXDictionary *, Place> m_places;
 };
 
 // The member that the "Match Any Application" command acts on for an item of the pool list:

@@ -157,6 +157,7 @@ public:
             const double overallBefore = timeIntervalForKey(*skipping, VXOverallTimeKey);
 
             m_desktop.takeSnapshot(snapshot);
+            walking.invalidateDormancyRecord();
             walking.sample(walked, snapshot, now, settings, true);
             skipper.sample(skipping, snapshot, now, settings, forced);
             lastTick = now;
