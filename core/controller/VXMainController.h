@@ -17,10 +17,19 @@
 // Its dependencies come in through the constructor, so a test runs a day of ticks on a fake
 // desktop and a virtual clock. The program's main() only wires:
 //
-//     controller.applicationWillFinishLaunching();            // settings
+//     controller.applicationWillFinishLaunching();            // settings, the mode
 //     controller.applicationDidFinishLaunching(input, other); // presence, tree, first tick
-//     ... event loop (completeUISetup runs on its first turn) ...
+//     ... event loop (completeUISetup runs on its first turn: welcome, tray or windows) ...
 //     controller.applicationShouldTerminate();                // on every way out: save
+//
+// The program lives in windows (the organizer and the report with a menu bar) or in the tray
+// (an icon whose menu is the action menu). The mode switches in place:
+//
+//     "Welcome" unset  -> windowed, the welcome window asks once
+//     "Status Item"    -> tray, where the session has one; else windowed (said once in the log)
+//
+// The menu entries, the preferences' handlers and the quit confirmation live here and in
+// VXMenuItems and VXPreferenceHandlers; the windows are the delegate's and only show them.
 
 #include "VXActivitySampler.h"
 #include "VXConfigurationStore.h"
@@ -29,6 +38,8 @@
 #include "VXFolderAccessUserInterface.h"
 #include "VXHibernation.h"
 #include "VXHibernationDelegate.h"
+#include "VXMenuItems.h"
+#include "VXPreferenceHandlers.h"
 #include "VXReportDataSource.h"
 #include "VXResets.h"
 #include "VXResetsDelegate.h"
@@ -63,6 +74,30 @@ inline constexpr char VXStandardHighlightColorTitle[]
     = QT_TRANSLATE_NOOP("VXMainController", "Standard Highlight Color");
 inline constexpr char VXDarkColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Dark");
 inline constexpr char VXLightColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Light");
+
+// Settings of the application shell.
+inline const QString VXStatusItemKey = QStringLiteral("Status Item");   // tray mode (after the welcome)
+inline const QString VXWelcomeKey = QStringLiteral("Welcome");   // the welcome choice was offered
+// The preferences window's frame ("x y width height") to show again after a mode switch.
+inline const QString VXPreferencesFrameKey = QStringLiteral("Preferences Frame");
+inline const QString VXListWindowStayInFrontKey = QStringLiteral("ListWindow: Stay In Front");
+inline const QString VXListWindowClosedKey = QStringLiteral("ListWindow: Closed");
+inline const QString VXQuitWithoutConfirmationKey = QStringLiteral("Quit Without Confirmation");
+
+// The quit confirmation. Translation context "VXMainController".
+inline constexpr char VXQuitAlertTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Quit Wendle?");
+inline constexpr char VXQuitAlertText[] = QT_TRANSLATE_NOOP(
+    "VXMainController", "Are you sure you want Wendle to stop tracking your activities and quit now?");
+inline constexpr char VXQuitButtonTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Quit");
+inline constexpr char VXQuitAndDontAskAgainButtonTitle[]
+    = QT_TRANSLATE_NOOP("VXMainController", "Quit and don't ask again");
+// The open panel of "Open Snapshot".
+inline constexpr char VXOpenSnapshotPanelTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Open Snapshot");
+
+// Log lines of the shell.
+inline const QString VXNoSystemTrayMessage
+    = QStringLiteral("the session shows no tray icons: Wendle runs in windows instead of the tray");
+inline const QString VXCannotLoadPreferencesMessage = QStringLiteral("cannot load <Preferences.nib>");
 
 class VXMainController : public VXReportDataSource,
                          private VXHibernationDelegate,
@@ -99,14 +134,73 @@ public:
     // completeUISetup() for the next turn of the loop.
     void applicationDidFinishLaunching(const std::vector<VXPresenceSource *> &inputMonitors,
                                        const std::vector<VXPresenceSource *> &notificationSources);
-    // The end of launch: the user interface, the daily tasks, and the first periodic save
-    // scheduled 1800 s ahead.
+    // The end of launch: the live report, the welcome choice, the tray or the windows, the daily
+    // tasks, and the first periodic save scheduled 1800 s ahead.
     void completeUISetup();
     // The quit path (quit, logout, SIGTERM): the presence sources stop, the user interface is
     // torn down, the tree is saved with the settings as fallback, and the settings are written.
     // Answers whether the record reached its file; when not, store().saveFailure() says why
     // (the tree is then in the settings, as far as they could be written).
     bool applicationShouldTerminate();
+
+    // ---- Windowed and tray mode
+
+    // True in windowed mode. (The name is the program's of old, kept with this sense: the
+    // process starts as a tray program and is "transformed" into a windowed one.)
+    bool isStatusItem() const { return m_isStatusItem; }
+    bool runsAsStatusItem() const { return !m_isStatusItem; }
+    // Whether the tray icon and its menu are built.
+    bool hasStatusItemUI() const { return m_hasStatusItemUI; }
+    bool isSystemTrayAvailable() const;
+    // Settles the mode from "Status Item" and "Welcome" (tray only after the welcome choice, and
+    // only where the session has a tray), in place; the preferences window shows again at its
+    // frame when the mode changed under it.
+    void checkStatusItem();
+    // Builds or tears down the tray's interface when it does not match the mode.
+    void checkStatusItemUI();
+    // The tray switch and the welcome window's two choices: stores the mode and switches to it;
+    // closes the welcome window in any case.
+    void setStatusItem(bool statusItem);
+    void welcomeDock() { setStatusItem(false); }
+    void welcomeMenuBar() { setStatusItem(true); }
+
+    // Wendle was started again while it runs (from the launcher): answers whether windows were
+    // visible (they come to the front); otherwise the window closed last opens again.
+    bool applicationShouldHandleReopen(bool hasVisibleWindows);
+
+    // ---- Menus and windows
+
+    // Whether a menu entry is enabled, checked and how it is titled now. `item` is the entry's
+    // own item (the organizer's context menu), if any.
+    VXMenuItemState validateMenuItem(VXMenuAction action, int tag,
+                                     const VXDictionaryRef &item = VXDictionaryRef()) const;
+    // Runs a menu entry.
+    void performMenuAction(VXMenuAction action, int tag);
+
+    void toggleListWindow();
+    // The organizer's close button: remembers that the organizer was closed; the close goes ahead.
+    bool listWindowShouldClose();
+    void toggleStayInFront();
+    void toggleDebugLogging();
+    void showPreferencesWindow() { showPreferencesWithFrame(QString()); }
+    void showPreferencesWithFrame(const QString &frame);
+    void openCSV();
+    void exportCSV();
+    // The export's save panel runs: the program is modal (the tray switch is disabled).
+    void setModal(bool modal);
+
+    // The three handlers of the preferences' controls and what each control shows.
+    VXPreferenceHandlers &preferences() { return m_preferences; }
+    const VXPreferenceHandlers &preferences() const { return m_preferences; }
+
+    // ---- Quit
+
+    // The "Quit" entries: asks first (unless "Quit Without Confirmation" is on or the tag is 1,
+    // the entry shown with Shift), removes the login item in tray mode when the settings say so,
+    // and quits.
+    void quitDeliberately(int tag);
+    // True once the quit path ran.
+    bool isTerminating() const { return m_terminating; }
 
     // ---- The configuration
 
@@ -259,6 +353,8 @@ public:
     void toggleConversionToDaysFromMenuItem();
 
 private:
+    friend class VXPreferenceHandlers;
+
     // VXHibernationDelegate
     void lastPauseDidEnd() override;
     void showHibernationState(bool hibernating, bool animated) override;
@@ -298,6 +394,11 @@ private:
     bool m_showInactivePools = true;
     bool m_hasCompletedFullTick = false;
     bool m_isModal = false;
+    // The mode: windowed (see isStatusItem()), and whether the tray's interface is built.
+    bool m_isStatusItem = false;
+    bool m_hasStatusItemUI = false;
+    bool m_saidNoSystemTray = false;
+    bool m_terminating = false;
     std::vector<VXPresenceSource *> m_presenceSources;
     // When the pending scheduled tick is due (clock time).
     double m_nextTickDue = 0.0;
@@ -309,4 +410,5 @@ private:
     VXUndoHistory m_undoHistory;
     VXResets m_resets;
     VXExporter m_exporter;
+    VXPreferenceHandlers m_preferences;
 };
