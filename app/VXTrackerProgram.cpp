@@ -219,6 +219,7 @@ int VXTrackerProgram::run(const QStringList &files)
     d->defaults = std::make_unique<VXUserDefaults>();
     VXUserDefaults::setStandard(d->defaults.get());
     d->backends = VXMakeDesktopBackends();
+    d->backends.onSessionLost([this] { quit(QStringLiteral("the compositor went away")); });
     d->delegate = std::make_unique<IndicatorDelegate>([this] { refreshIndicator(); });
     d->controller = std::make_unique<VXMainController>(*d->backends.desktop, *d->scheduler, d->clock, *d->defaults,
                                                        d->delegate.get());
@@ -364,7 +365,7 @@ QByteArray VXTrackerProgram::statusReply() const
     snapshot.hibernating = d->controller->hibernation().isHibernating();
     snapshot.damagedRecordPath = d->controller->damagedConfigurationPath();
     snapshot.source
-        = QCoreApplication::translate("VXTrackerProgram", "Wendle is running. %1").arg(d->backends.description);
+        = QCoreApplication::translate("VXTrackerProgram", "Wendle is running. %1").arg(d->backends.status());
     return VXStatusCommand::statusText(snapshot).toUtf8();
 }
 
@@ -411,7 +412,9 @@ void VXTrackerProgram::refreshIndicator()
         state = QCoreApplication::translate("VXTrackerProgram", "Wendle is paused");
     else
         state = QCoreApplication::translate("VXTrackerProgram", "Wendle is tracking");
-    d->indicator->setStatus(state);
+    // A step the user must take before windows can be tracked stays in view until it is done.
+    const QString notice = d->backends.notice();
+    d->indicator->setStatus(notice.isEmpty() ? state : state + QLatin1Char('\n') + notice);
 }
 
 void VXTrackerProgram::setOpensLiveReport(bool opens)

@@ -9,11 +9,17 @@ packages=(
   qt6-base-dev qt6-base-dev-tools qt6-svg-dev libgl-dev
   # the X11 desktop adapter
   libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-res0-dev libxcb-sync-dev libxcb-screensaver0-dev
+  # the Wayland desktop adapters (the protocol descriptions are read at build time) and Qt's
+  # Wayland platform, which Wendle's own windows use in a Wayland session
+  libwayland-dev libwayland-bin wayland-protocols plasma-wayland-protocols qt6-wayland
   # tests and benchmarks
   googletest libgtest-dev libbenchmark-dev time
   python3 libplist-utils
   # a real desktop for the integration tests: X server, window manager, clients, session bus
   xvfb openbox xdotool x11-utils wmctrl xterm x11-apps x11-xserver-utils python3-xlib dbus python3-dbusmock python3-dbus python3-gi libglib2.0-bin
+  # headless Wayland compositors for the Wayland tests: sway (with swaymsg and wtype to drive it),
+  # KWin, GNOME Shell (gsettings comes with libglib2.0-bin)
+  sway wtype kwin-wayland gnome-shell
   # fuzzing (libFuzzer comes with clang)
   clang libclang-rt-14-dev
   # the format check of CI

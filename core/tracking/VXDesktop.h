@@ -15,6 +15,7 @@
 // that its vectors keep their capacity, and QString copies only share data: a steady desktop
 // makes a tick allocate nothing here.
 
+#include <QCoreApplication>
 #include <QString>
 
 #include <cstdint>
@@ -94,22 +95,36 @@ public:
     // the main thread; must not block or read the disk.
     virtual void takeSnapshot(VXDesktopSnapshot &snapshot) = 0;
 
-    // The organizer's "Bring to Foreground" and "Quit" for a running application, named by its
-    // bundle path; they act on every process of the application. Each answers whether the
-    // request went out (the desktop carries it out a moment later). A desktop that cannot act
-    // answers false.
+    // The organizer's "Launch", "Bring to Foreground" and "Quit" for an application, named by its
+    // bundle path; bringing to the front and quitting act on every process of the application.
+    // Each answers whether the request went out (the desktop carries it out a moment later); when
+    // not, `whyNot` says why in a sentence for the user. A desktop that cannot act answers false.
 
     // Brings the application's frontmost window to the front (raised, focused, shown if it was
     // minimised or on another desktop).
-    virtual bool activateApplication(const QString &bundlePath)
+    virtual bool activateApplication(const QString &bundlePath, QString *whyNot = nullptr)
     {
         Q_UNUSED(bundlePath);
-        return false;
+        return notAvailableHere(whyNot);
     }
     // Asks every window of the application to close, as its close button would.
-    virtual bool quitApplication(const QString &bundlePath)
+    virtual bool quitApplication(const QString &bundlePath, QString *whyNot = nullptr)
     {
         Q_UNUSED(bundlePath);
+        return notAvailableHere(whyNot);
+    }
+    // Starts the application from its desktop entry (or its executable).
+    virtual bool launchApplication(const QString &bundlePath, QString *whyNot = nullptr)
+    {
+        Q_UNUSED(bundlePath);
+        return notAvailableHere(whyNot);
+    }
+
+protected:
+    static bool notAvailableHere(QString *whyNot)
+    {
+        if (whyNot)
+            *whyNot = QCoreApplication::translate("VXDesktop", "This is not available on this desktop.");
         return false;
     }
 };

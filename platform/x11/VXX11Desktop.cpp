@@ -3,6 +3,9 @@
 #include "VXX11DesktopPrivate.h"
 #include "VXX11Logging.h"
 
+#include "VXDesktopEntryLauncher.h"
+
+#include <QCoreApplication>
 #include <QLocale>
 
 #include <xcb/res.h>
@@ -288,16 +291,22 @@ void VXX11Desktop::Private::update()
         rebuild();
 }
 
-std::vector<xcb_window_t> VXX11Desktop::Private::windowsToActOn(const QString &bundlePath, const char *action)
+std::vector<xcb_window_t> VXX11Desktop::Private::windowsToActOn(const QString &bundlePath, const char *action,
+                                                                QString *whyNot)
 {
     update();
     if (lost || !ewmh) {
         qCWarning(lcX11).nospace() << "cannot " << action << " " << bundlePath << ": no EWMH window manager to ask";
+        if (whyNot)
+            *whyNot = QCoreApplication::translate("VXX11Desktop", "The window manager cannot be asked to do this.");
         return {};
     }
     std::vector<xcb_window_t> found = windowsOfApplication(bundlePath);
-    if (found.empty())
+    if (found.empty()) {
         qCInfo(lcX11).nospace() << "cannot " << action << " " << bundlePath << ": it has no window";
+        if (whyNot)
+            *whyNot = QCoreApplication::translate("VXX11Desktop", "<%1> has no open window.").arg(bundlePath);
+    }
     return found;
 }
 
@@ -381,9 +390,9 @@ void VXX11Desktop::takeSnapshot(VXDesktopSnapshot &snapshot)
     snapshot.popUpMenuWindowLevel = d->cache.popUpMenuWindowLevel;
 }
 
-bool VXX11Desktop::activateApplication(const QString &bundlePath)
+bool VXX11Desktop::activateApplication(const QString &bundlePath, QString *whyNot)
 {
-    const std::vector<xcb_window_t> windows = d->windowsToActOn(bundlePath, "bring to the front");
+    const std::vector<xcb_window_t> windows = d->windowsToActOn(bundlePath, "bring to the front", whyNot);
     if (windows.empty())
         return false;
     d->sendToWindowManager(windows.front(), NET_ACTIVE_WINDOW, {kSourcePager, XCB_CURRENT_TIME, XCB_NONE, 0, 0});
@@ -391,13 +400,18 @@ bool VXX11Desktop::activateApplication(const QString &bundlePath)
     return d->checkConnection();
 }
 
-bool VXX11Desktop::quitApplication(const QString &bundlePath)
+bool VXX11Desktop::quitApplication(const QString &bundlePath, QString *whyNot)
 {
-    const std::vector<xcb_window_t> windows = d->windowsToActOn(bundlePath, "quit");
+    const std::vector<xcb_window_t> windows = d->windowsToActOn(bundlePath, "quit", whyNot);
     for (const xcb_window_t window : windows)
         d->sendToWindowManager(window, NET_CLOSE_WINDOW, {XCB_CURRENT_TIME, kSourcePager, 0, 0, 0});
     xcb_flush(d->c());
     return !windows.empty() && d->checkConnection();
+}
+
+bool VXX11Desktop::launchApplication(const QString &bundlePath, QString *whyNot)
+{
+    return VXLaunchApplication(bundlePath, whyNot);
 }
 
 VXX11Desktop::Statistics VXX11Desktop::statistics() const

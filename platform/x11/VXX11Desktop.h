@@ -63,8 +63,9 @@ public:
     // Through the window manager (_NET_ACTIVE_WINDOW on the application's frontmost window,
     // _NET_CLOSE_WINDOW on each of its windows), as a pager asks; false without an EWMH window
     // manager or when the application has no window.
-    bool activateApplication(const QString &bundlePath) override;
-    bool quitApplication(const QString &bundlePath) override;
+    bool activateApplication(const QString &bundlePath, QString *whyNot = nullptr) override;
+    bool quitApplication(const QString &bundlePath, QString *whyNot = nullptr) override;
+    bool launchApplication(const QString &bundlePath, QString *whyNot = nullptr) override;
 
     // What the adapter cost so far, for tests and benchmarks.
     struct Statistics {

@@ -147,7 +147,7 @@ struct VXX11Desktop::Private {
     std::vector<xcb_window_t> windowsOfApplication(const QString &bundlePath) const;
     // The same, read afresh, for a request to the window manager; none, with a log line naming the
     // action, when there is no window manager or the application has no window.
-    std::vector<xcb_window_t> windowsToActOn(const QString &bundlePath, const char *action);
+    std::vector<xcb_window_t> windowsToActOn(const QString &bundlePath, const char *action, QString *whyNot);
     // A request to the window manager about a window (a client message to the root window).
     void sendToWindowManager(xcb_window_t window, VXX11Atom type, std::array<std::uint32_t, 5> data);
 

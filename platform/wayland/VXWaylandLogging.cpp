@@ -1,0 +1,3 @@
+#include "VXWaylandLogging.h"
+
+Q_LOGGING_CATEGORY(lcWayland, "wendle.wayland")

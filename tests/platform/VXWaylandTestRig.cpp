@@ -1,0 +1,733 @@
+#include "VXWaylandTestRig.h"
+
+#include "fake-input-client-protocol.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusObjectPath>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLibraryInfo>
+#include <QStandardPaths>
+#include <QThread>
+
+#include <wayland-client.h>
+
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include <cstring>
+#include <functional>
+#include <optional>
+
+#ifndef WENDLE_WAYLAND_TEST_WINDOW
+#error "WENDLE_WAYLAND_TEST_WINDOW must name the test window's path"
+#endif
+
+namespace {
+
+// The account sway runs under when the tests run as root (sway refuses root): nobody.
+constexpr uid_t kUnprivilegedUser = 65534;
+const QString kKWinSocket = QStringLiteral("wayland-kde");
+const QString kGnomeSocket = QStringLiteral("wayland-gnome");
+// The dynamic loader that runs kwin_wayland without its file capabilities (see start).
+const QString kLoader = QStringLiteral("/lib64/ld-linux-x86-64.so.2");
+// The variables a test's own process takes from the rig, put back by stop().
+const char *const kProcessVariables[] = {"XDG_RUNTIME_DIR",         "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS",
+                                         "DBUS_SYSTEM_BUS_ADDRESS", "XDG_DATA_HOME",   "XDG_CONFIG_HOME",
+                                         "XDG_CACHE_HOME",          "DISPLAY",         "XDG_SESSION_TYPE"};
+
+QByteArray readLine(QProcess &process, QByteArray &pending, const QDeadlineTimer &deadline)
+{
+    while (true) {
+        const qsizetype newline = pending.indexOf('\n');
+        if (newline >= 0) {
+            const QByteArray line = pending.left(newline);
+            pending.remove(0, newline + 1);
+            return line;
+        }
+        if (deadline.hasExpired() || process.state() == QProcess::NotRunning)
+            return QByteArray();
+        process.waitForReadyRead(int(std::max<qint64>(1, std::min<qint64>(deadline.remainingTime(), 100))));
+        pending += process.readAllStandardOutput();
+    }
+}
+
+bool waitFor(const std::function<bool()> &condition, int timeoutMs)
+{
+    const QDeadlineTimer deadline(timeoutMs);
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return false;
+        QThread::msleep(20);
+    }
+    return true;
+}
+
+// A test that dies (a crash, a timeout) takes what it started with it: nothing is left running.
+void endsWithTheTest(QProcess &process)
+{
+    process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
+}
+
+void stopProcess(QProcess &process)
+{
+    if (process.state() == QProcess::NotRunning)
+        return;
+    process.terminate();
+    if (!process.waitForFinished(5000)) {
+        process.kill();
+        process.waitForFinished(5000);
+    }
+}
+
+bool writeFile(const QString &path, const QByteArray &contents)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(contents) == contents.size();
+}
+
+bool copyFolder(const QString &from, const QString &to)
+{
+    QDirIterator files(from, QDir::Files, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString file = files.next();
+        const QString target = to + file.mid(from.size());
+        QDir().mkpath(QFileInfo(target).path());
+        if (!QFile::copy(file, target))
+            return false;
+    }
+    return true;
+}
+
+}   // namespace
+
+// ---- Test window
+
+VXWaylandTestWindow::VXWaylandTestWindow(std::unique_ptr<QProcess> process) : m_process(std::move(process)) { }
+
+VXWaylandTestWindow::~VXWaylandTestWindow()
+{
+    quit();
+}
+
+bool VXWaylandTestWindow::waitForReady(int timeoutMs)
+{
+    return readLine(*m_process, m_pending, QDeadlineTimer(timeoutMs)) == "ready";
+}
+
+bool VXWaylandTestWindow::setTitle(int index, const QString &title, int timeoutMs)
+{
+    if (m_process->state() != QProcess::Running)
+        return false;
+    m_process->write(QStringLiteral("title %1 %2\n").arg(index).arg(title).toUtf8());
+    m_process->waitForBytesWritten(timeoutMs);
+    return readLine(*m_process, m_pending, QDeadlineTimer(timeoutMs)) == "ok";
+}
+
+void VXWaylandTestWindow::quit()
+{
+    if (!m_process || m_process->state() == QProcess::NotRunning)
+        return;
+    m_process->closeWriteChannel();   // the window ends at the end of its input
+    if (!m_process->waitForFinished(3000)) {
+        m_process->kill();
+        m_process->waitForFinished(3000);
+    }
+}
+
+bool VXWaylandTestWindow::waitForExit(int timeoutMs)
+{
+    return m_process->state() == QProcess::NotRunning || m_process->waitForFinished(timeoutMs);
+}
+
+// ---- Rig
+
+struct VXWaylandTestRig::Private {
+    Options options;
+    std::unique_ptr<QProcess> bus;
+    std::unique_ptr<QProcess> systemBus;
+    std::unique_ptr<QProcess> compositor;
+    QString compositorLog;
+    QString swaySocket;
+    QString connectionName;
+    std::vector<std::pair<const char *, std::optional<QByteArray>>> savedVariables;
+    // KWin: the rig's own connection for injecting input (org_kde_kwin_fake_input).
+    wl_display *display = nullptr;
+    org_kde_kwin_fake_input *fakeInput = nullptr;
+    int scripts = 0;
+
+    std::unique_ptr<QProcess> makeProcess(const QProcessEnvironment &environment) const
+    {
+        auto process = std::make_unique<QProcess>();
+        endsWithTheTest(*process);
+        process->setProcessEnvironment(environment);
+        if (qEnvironmentVariableIsEmpty("WENDLE_WAYLAND_RIG_VERBOSE"))
+            process->setStandardErrorFile(QProcess::nullDevice());
+        else
+            process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        return process;
+    }
+
+    void dropFakeInput()
+    {
+        if (fakeInput)
+            org_kde_kwin_fake_input_destroy(fakeInput);
+        fakeInput = nullptr;
+        if (display)
+            wl_display_disconnect(display);
+        display = nullptr;
+    }
+};
+
+VXWaylandTestRig::VXWaylandTestRig() : d(std::make_unique<Private>()) { }
+
+VXWaylandTestRig::~VXWaylandTestRig()
+{
+    stop();
+}
+
+const char *VXWaylandTestRig::compositorName(Compositor compositor)
+{
+    switch (compositor) {
+    case Sway: return "sway";
+    case KWin: return "kwin_wayland";
+    case GnomeShell: return "gnome-shell";
+    }
+    return "";
+}
+
+QString VXWaylandTestRig::dataHome() const
+{
+    return m_environment.value(QStringLiteral("XDG_DATA_HOME"));
+}
+
+qint64 VXWaylandTestRig::compositorPid() const
+{
+    return d->compositor ? d->compositor->processId() : 0;
+}
+
+QByteArray VXWaylandTestRig::compositorLog() const
+{
+    QFile log(d->compositorLog);
+    return log.open(QIODevice::ReadOnly) ? log.readAll() : QByteArray();
+}
+
+bool VXWaylandTestRig::start(const Options &options, QString *whyNot)
+{
+    stop();
+    d->options = options;
+    const bool root = ::geteuid() == 0;
+    QStringList needed = {QStringLiteral("dbus-daemon"), QString::fromUtf8(compositorName(options.compositor))};
+    if (options.compositor == Sway)
+        needed << QStringLiteral("swaymsg") << QStringLiteral("wtype")
+               << (root ? QStringLiteral("setpriv") : QString());
+    if (options.compositor == GnomeShell)
+        needed << QStringLiteral("gsettings");
+    for (const QString &program : std::as_const(needed)) {
+        if (!program.isEmpty() && QStandardPaths::findExecutable(program).isEmpty()) {
+            *whyNot = program + QStringLiteral(" is not installed");
+            return false;
+        }
+    }
+    if (!QFileInfo::exists(QLibraryInfo::path(QLibraryInfo::PluginsPath)
+                           + QStringLiteral("/platforms/libqwayland-generic.so"))) {
+        *whyNot = QStringLiteral("Qt's Wayland platform plug-in (qt6-wayland) is not installed");
+        return false;
+    }
+
+    m_temporary = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/wendle-wl-XXXXXX"));
+    // WENDLE_WAYLAND_RIG_KEEP=1 leaves the folder (logs, scripts, the desktop's files) for a look.
+    m_temporary->setAutoRemove(qEnvironmentVariableIsEmpty("WENDLE_WAYLAND_RIG_KEEP"));
+    const QString root_ = m_temporary->path();
+    const QString runtime = root_ + QStringLiteral("/run");
+    const QString home = root_ + QStringLiteral("/home");
+    QDir().mkpath(runtime);
+    QDir().mkpath(home);
+    QFile::setPermissions(runtime, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    m_environment = QProcessEnvironment::systemEnvironment();
+    for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "WAYLAND_SOCKET", "XDG_SESSION_TYPE", "XDG_CURRENT_DESKTOP",
+                             "SWAYSOCK", "DBUS_SYSTEM_BUS_ADDRESS"})
+        m_environment.remove(QString::fromUtf8(name));
+    m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
+    m_environment.insert(QStringLiteral("HOME"), home);
+    m_environment.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/.local/share"));
+    m_environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
+    m_environment.insert(QStringLiteral("XDG_CACHE_HOME"), home + QStringLiteral("/.cache"));
+    m_environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("wayland"));
+
+    std::vector<std::pair<QString, QByteArray>> entries = options.desktopEntries;
+    if (options.compositor == KWin) {
+        // KWin offers fake input (and the window-management protocol) only to a program named,
+        // by absolute path, in a desktop entry that asks for them: this test program.
+        entries.emplace_back(
+            QStringLiteral("wendle-wayland-test.desktop"),
+            QStringLiteral("[Desktop Entry]\nType=Application\nName=Wendle Wayland test\nExec=%1\nNoDisplay=true\n"
+                           "X-KDE-Wayland-Interfaces=org_kde_kwin_fake_input,org_kde_plasma_window_management\n")
+                .arg(QCoreApplication::applicationFilePath())
+                .toUtf8());
+    }
+    for (const auto &[name, contents] : entries) {
+        if (!writeFile(dataHome() + QStringLiteral("/applications/") + name, contents)) {
+            *whyNot = QStringLiteral("cannot write the desktop entry ") + name;
+            stop();
+            return false;
+        }
+    }
+
+    const auto startBus = [&](std::unique_ptr<QProcess> &bus, const QString &variable) {
+        bus = d->makeProcess(m_environment);
+        bus->start(QStringLiteral("dbus-daemon"),
+                   {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
+        QByteArray pending;
+        const QByteArray address = readLine(*bus, pending, QDeadlineTimer(10000)).trimmed();
+        if (address.isEmpty())
+            return false;
+        m_environment.insert(variable, QString::fromUtf8(address));
+        return true;
+    };
+    if (!startBus(d->bus, QStringLiteral("DBUS_SESSION_BUS_ADDRESS"))
+        || (options.compositor == GnomeShell && !startBus(d->systemBus, QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS")))) {
+        *whyNot = QStringLiteral("a bus did not start");
+        stop();
+        return false;
+    }
+    d->connectionName = QStringLiteral("wendle-wayland-rig-%1").arg(quintptr(this));
+
+    if (options.compositor == GnomeShell) {
+        const QString extensions = dataHome() + QStringLiteral("/gnome-shell/extensions/");
+        for (const QString &folder : options.extensionFolders) {
+            if (!copyFolder(folder, extensions + QFileInfo(folder).fileName())) {
+                *whyNot = QStringLiteral("cannot copy the extension ") + folder;
+                stop();
+                return false;
+            }
+        }
+        QStringList quoted;
+        for (const QString &uuid : options.enabledExtensions)
+            quoted << QLatin1Char('\'') + uuid + QLatin1Char('\'');
+        if (!run(QStringLiteral("gsettings"),
+                 {QStringLiteral("set"), QStringLiteral("org.gnome.shell"), QStringLiteral("enabled-extensions"),
+                  QLatin1Char('[') + quoted.join(QStringLiteral(", ")) + QLatin1Char(']')},
+                 10000)) {
+            *whyNot = QStringLiteral("gsettings cannot enable the extensions");
+            stop();
+            return false;
+        }
+    }
+    if (!startCompositor(whyNot)) {
+        stop();
+        return false;
+    }
+    // This process reaches the same desktop and bus (the adapters under test read them).
+    for (const char *name : kProcessVariables) {
+        d->savedVariables.emplace_back(
+            name, qEnvironmentVariableIsSet(name) ? std::optional<QByteArray>(qgetenv(name)) : std::nullopt);
+        const QString value = m_environment.value(QString::fromUtf8(name));
+        if (value.isEmpty())
+            qunsetenv(name);
+        else
+            qputenv(name, value.toLocal8Bit());
+    }
+    return true;
+}
+
+bool VXWaylandTestRig::startCompositor(QString *whyNot)
+{
+    const QString runtime = m_environment.value(QStringLiteral("XDG_RUNTIME_DIR"));
+    d->compositorLog = m_temporary->path() + QStringLiteral("/compositor.log");
+    QFile::remove(d->compositorLog);
+    QProcessEnvironment environment = m_environment;
+    auto process = std::make_unique<QProcess>();
+    endsWithTheTest(*process);
+    process->setStandardOutputFile(d->compositorLog);
+    process->setStandardErrorFile(d->compositorLog, QIODevice::Append);
+    QString program;
+    QStringList arguments;
+
+    switch (d->options.compositor) {
+    case Sway: {
+        const QString config = runtime + QStringLiteral("/sway.conf");
+        writeFile(config, "output HEADLESS-1 resolution 1280x800\ndefault_border none\nxwayland disable\n");
+        environment.insert(QStringLiteral("WLR_BACKENDS"), QStringLiteral("headless"));
+        environment.insert(QStringLiteral("WLR_LIBINPUT_NO_DEVICES"), QStringLiteral("1"));
+        environment.insert(QStringLiteral("WLR_RENDERER"), QStringLiteral("pixman"));
+        environment.insert(QStringLiteral("WLR_HEADLESS_OUTPUTS"), QStringLiteral("1"));
+        program = QStringLiteral("sway");
+        arguments = {QStringLiteral("-c"), config};
+        if (::geteuid() == 0) {
+            // sway refuses to run as root: it runs as nobody, owning its runtime folder, which
+            // root (the tests, the windows) can still reach.
+            QFile::setPermissions(m_temporary->path(),
+                                  QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner
+                                      | QFileDevice::ExeOther);
+            for (const QString &path : {runtime, config, d->compositorLog}) {
+                if (!QFileInfo::exists(path))
+                    writeFile(path, QByteArray());
+                if (::chown(path.toLocal8Bit().constData(), kUnprivilegedUser, kUnprivilegedUser) != 0) {
+                    *whyNot = QStringLiteral("cannot hand <%1> to the unprivileged user").arg(path);
+                    return false;
+                }
+            }
+            environment.insert(QStringLiteral("HOME"), runtime);
+            // A change of user clears the parent-death signal: setpriv sets it again.
+            arguments = QStringList {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                                     QStringLiteral("--clear-groups"), QStringLiteral("--pdeathsig=TERM"), program}
+                + arguments;
+            program = QStringLiteral("setpriv");
+        }
+        break;
+    }
+    case KWin: {
+        program = QStringLiteral("kwin_wayland");
+        // Debian gives kwin_wayland a file capability (cap_sys_resource) that a container's
+        // bounding set may lack, and then exec fails. Through the loader the file's capabilities
+        // do not apply; KWin then needs to be told to use its own Qt platform plug-in.
+        QProcess probe;
+        probe.setProcessEnvironment(environment);
+        probe.start(program, {QStringLiteral("--version")});
+        if (!probe.waitForFinished(10000) || probe.exitStatus() != QProcess::NormalExit || probe.exitCode() != 0) {
+            if (!QFileInfo::exists(kLoader)) {
+                *whyNot = QStringLiteral("kwin_wayland cannot be run here");
+                return false;
+            }
+            environment.insert(QStringLiteral("KWIN_FORCE_OWN_QPA"), QStringLiteral("1"));
+            arguments << QStandardPaths::findExecutable(program);
+            program = kLoader;
+        }
+        environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
+        arguments << QStringLiteral("--virtual") << QStringLiteral("--width") << QStringLiteral("1280")
+                  << QStringLiteral("--height") << QStringLiteral("800") << QStringLiteral("--no-lockscreen")
+                  << QStringLiteral("--no-global-shortcuts") << QStringLiteral("--no-kactivities")
+                  << QStringLiteral("--socket") << kKWinSocket;
+        break;
+    }
+    case GnomeShell:
+        environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
+        program = QStringLiteral("gnome-shell");
+        arguments = {QStringLiteral("--headless"),
+                     QStringLiteral("--wayland"),
+                     QStringLiteral("--no-x11"),
+                     QStringLiteral("--virtual-monitor"),
+                     QStringLiteral("1280x800"),
+                     QStringLiteral("--wayland-display"),
+                     kGnomeSocket};
+        break;
+    }
+    process->setProcessEnvironment(environment);
+    process->start(program, arguments);
+    if (!process->waitForStarted(10000)) {
+        *whyNot = QStringLiteral("%1 did not start").arg(program);
+        return false;
+    }
+    d->compositor = std::move(process);
+    QProcess &compositor = *d->compositor;
+    const auto failed = [&](const QString &why) {
+        *whyNot = QStringLiteral("%1 %2; its log:\n%3")
+                      .arg(QString::fromUtf8(compositorName(d->options.compositor)), why,
+                           QString::fromUtf8(compositorLog().right(3000)));
+        stopProcess(compositor);
+        return false;
+    };
+
+    switch (d->options.compositor) {
+    case Sway: {
+        const bool ready = waitFor(
+            [&] {
+                const QStringList sockets = QDir(runtime).entryList({QStringLiteral("wayland-*")}, QDir::System);
+                const QStringList ipc = QDir(runtime).entryList({QStringLiteral("sway-ipc.*.sock")}, QDir::System);
+                for (const QString &socket : sockets) {
+                    if (!socket.endsWith(QLatin1StringView(".lock")) && !ipc.isEmpty()) {
+                        m_display = socket;
+                        d->swaySocket = runtime + QLatin1Char('/') + ipc.first();
+                        return true;
+                    }
+                }
+                return compositor.state() == QProcess::NotRunning;
+            },
+            15000);
+        if (!ready || compositor.state() == QProcess::NotRunning)
+            return failed(QStringLiteral("was not ready in time"));
+        m_environment.insert(QStringLiteral("SWAYSOCK"), d->swaySocket);
+        break;
+    }
+    case KWin:
+    case GnomeShell: {
+        const bool gnome = d->options.compositor == GnomeShell;
+        m_display = gnome ? kGnomeSocket : kKWinSocket;
+        const QString service = gnome ? QStringLiteral("org.gnome.Shell") : QStringLiteral("org.kde.KWin");
+        const bool ready = waitFor(
+            [&] {
+                if (compositor.state() == QProcess::NotRunning)
+                    return true;
+                if (!QFileInfo::exists(runtime + QLatin1Char('/') + m_display))
+                    return false;
+                if (gnome && !compositorLog().contains("GNOME Shell started"))
+                    return false;
+                const QDBusMessage reply
+                    = call(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                           QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameHasOwner"), {service}, 1000);
+                return !reply.arguments().isEmpty() && reply.arguments().constFirst().toBool();
+            },
+            30000);
+        if (!ready || compositor.state() == QProcess::NotRunning)
+            return failed(QStringLiteral("was not ready in time"));
+        break;
+    }
+    }
+    m_environment.insert(QStringLiteral("WAYLAND_DISPLAY"), m_display);
+    if (d->options.compositor == GnomeShell
+        && d->options.enabledExtensions.contains(QStringLiteral("wendle-test@wendle"))) {
+        // GNOME Shell starts in the overview, where new windows do not take the focus.
+        evaluate(QStringLiteral("Main.overview.hide()"));
+    }
+    return true;
+}
+
+void VXWaylandTestRig::killCompositor()
+{
+    d->dropFakeInput();
+    if (d->compositor) {
+        d->compositor->kill();
+        d->compositor->waitForFinished(5000);
+    }
+}
+
+bool VXWaylandTestRig::restartCompositor(QString *whyNot)
+{
+    if (d->compositor)
+        stopProcess(*d->compositor);
+    d->compositor.reset();
+    d->dropFakeInput();
+    return startCompositor(whyNot);
+}
+
+void VXWaylandTestRig::stop()
+{
+    d->dropFakeInput();
+    if (!d->connectionName.isEmpty())
+        QDBusConnection::disconnectFromBus(d->connectionName);
+    d->connectionName.clear();
+    if (d->compositor)
+        stopProcess(*d->compositor);
+    d->compositor.reset();
+    for (auto *bus : {&d->systemBus, &d->bus}) {
+        if (*bus)
+            stopProcess(**bus);
+        bus->reset();
+    }
+    for (const auto &[name, value] : d->savedVariables) {
+        if (value)
+            qputenv(name, *value);
+        else
+            qunsetenv(name);
+    }
+    d->savedVariables.clear();
+    m_display.clear();
+    m_temporary.reset();
+}
+
+std::unique_ptr<VXWaylandTestWindow> VXWaylandTestRig::startWindow(const QString &appId, const QString &title,
+                                                                   int count, int timeoutMs)
+{
+    auto process = d->makeProcess(m_environment);
+    process->start(QStringLiteral(WENDLE_WAYLAND_TEST_WINDOW),
+                   {QStringLiteral("--app-id"), appId, QStringLiteral("--title"), title, QStringLiteral("--count"),
+                    QString::number(count)});
+    if (!process->waitForStarted(5000))
+        return nullptr;
+    auto window = std::make_unique<VXWaylandTestWindow>(std::move(process));
+    if (!window->waitForReady(timeoutMs))
+        return nullptr;
+    return window;
+}
+
+QDBusMessage VXWaylandTestRig::call(const QString &service, const QString &path, const QString &interface,
+                                    const QString &method, const QVariantList &arguments, int timeoutMs)
+{
+    QDBusConnection bus = QDBusConnection::connectToBus(m_environment.value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS")),
+                                                        d->connectionName);
+    QDBusMessage message = QDBusMessage::createMethodCall(service, path, interface, method);
+    message.setArguments(arguments);
+    return bus.call(message, QDBus::Block, timeoutMs);
+}
+
+bool VXWaylandTestRig::run(const QString &program, const QStringList &arguments, int timeoutMs, QByteArray *output)
+{
+    auto process = d->makeProcess(m_environment);
+    process->start(program, arguments);
+    if (!process->waitForStarted(5000))
+        return false;
+    if (!process->waitForFinished(timeoutMs)) {
+        stopProcess(*process);
+        return false;
+    }
+    if (output)
+        *output = process->readAllStandardOutput();
+    return process->exitStatus() == QProcess::NormalExit && process->exitCode() == 0;
+}
+
+bool VXWaylandTestRig::runKWinScript(const QString &text, QString *result)
+{
+    // A one-shot script; it prints a mark (and its result) to KWin's log when it has run, and is
+    // unloaded then.
+    const QString name = QStringLiteral("wendle-test-%1").arg(++d->scripts);
+    const QString path = m_temporary->path() + QLatin1Char('/') + name + QStringLiteral(".js");
+    const QByteArray mark = "js: " + name.toUtf8() + " done ";
+    if (!writeFile(path,
+                   (QStringLiteral("var result = \"\";\n") + text
+                    + QStringLiteral("\nprint(\"%1 done \" + result);\n").arg(name))
+                       .toUtf8()))
+        return false;
+    const QString kwin = QStringLiteral("org.kde.KWin");
+    const QString scripting = QStringLiteral("org.kde.kwin.Scripting");
+    if (call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("loadScript"), {path, name}).type()
+        != QDBusMessage::ReplyMessage)
+        return false;
+    call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("start"));
+    QByteArray log;
+    const bool ran = waitFor(
+        [&] {
+            log = compositorLog();
+            return log.contains(mark);
+        },
+        5000);
+    call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("unloadScript"), {name});
+    if (ran && result) {
+        const qsizetype at = log.indexOf(mark) + mark.size();
+        *result = QString::fromUtf8(log.mid(at, log.indexOf('\n', at) - at));
+    }
+    return ran;
+}
+
+bool VXWaylandTestRig::evaluate(const QString &script, QString *result)
+{
+    const QDBusMessage reply = call(QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
+                                    QStringLiteral("org.gnome.Shell"), QStringLiteral("Eval"), {script});
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().size() < 2)
+        return false;
+    if (result)
+        *result = reply.arguments().at(1).toString();
+    return reply.arguments().constFirst().toBool();
+}
+
+bool VXWaylandTestRig::focus(qint64 pid)
+{
+    switch (d->options.compositor) {
+    case Sway: return run(QStringLiteral("swaymsg"), {QStringLiteral("[pid=%1] focus").arg(pid)});
+    case KWin:
+        return runKWinScript(
+            QStringLiteral(
+                "var list = workspace.windowList ? workspace.windowList() : workspace.clientList();\n"
+                "for (var i = 0; i < list.length; ++i) {\n"
+                "    if (list[i].pid != %1) continue;\n"
+                "    if (workspace.activeWindow !== undefined) workspace.activeWindow = list[i];\n"
+                "    else workspace.activeClient = list[i];\n"
+                "    print(\"focus\", list[i].caption, workspace.activeClient ? workspace.activeClient.caption : \"-\");\n"
+                "    break;\n"
+                "}")
+                .arg(pid));
+    case GnomeShell:
+        return evaluate(
+            QStringLiteral("global.get_window_actors().map(a => a.meta_window)"
+                           ".find(w => w.get_pid() == %1).activate(global.display.get_current_time_roundtrip())")
+                .arg(pid));
+    }
+    return false;
+}
+
+qint64 VXWaylandTestRig::focusedPid()
+{
+    switch (d->options.compositor) {
+    case Sway: {
+        QByteArray tree;
+        if (!run(QStringLiteral("swaymsg"), {QStringLiteral("-t"), QStringLiteral("get_tree"), QStringLiteral("-r")},
+                 5000, &tree))
+            return -1;
+        std::function<qint64(const QJsonObject &)> find = [&](const QJsonObject &node) -> qint64 {
+            if (node.value(QStringLiteral("focused")).toBool() && node.contains(QStringLiteral("pid")))
+                return node.value(QStringLiteral("pid")).toInteger();
+            for (const QString &children : {QStringLiteral("nodes"), QStringLiteral("floating_nodes")}) {
+                for (const QJsonValue &child : node.value(children).toArray()) {
+                    if (const qint64 pid = find(child.toObject()))
+                        return pid;
+                }
+            }
+            return 0;
+        };
+        return find(QJsonDocument::fromJson(tree).object());
+    }
+    case KWin: {
+        QString result;
+        if (!runKWinScript(QStringLiteral("var active = workspace.activeWindow !== undefined ? workspace.activeWindow "
+                                          ": workspace.activeClient;\nresult = active ? String(active.pid) : \"0\";"),
+                           &result))
+            return -1;
+        return result.toLongLong();
+    }
+    case GnomeShell: {
+        QString result;
+        if (!evaluate(
+                QStringLiteral("global.display.focus_window ? String(global.display.focus_window.get_pid()) : '0'"),
+                &result))
+            return -1;
+        // Eval answers JSON: a string comes quoted.
+        return result.remove(QLatin1Char('"')).toLongLong();
+    }
+    }
+    return -1;
+}
+
+bool VXWaylandTestRig::injectInput()
+{
+    switch (d->options.compositor) {
+    case Sway: return run(QStringLiteral("wtype"), {QStringLiteral("-k"), QStringLiteral("Shift_L")});
+    case KWin: {
+        if (!d->display) {
+            d->display = wl_display_connect(m_display.toLocal8Bit().constData());
+            if (!d->display)
+                return false;
+            wl_registry *registry = wl_display_get_registry(d->display);
+            static const wl_registry_listener kListener
+                = {[](void *data, wl_registry *r, std::uint32_t name, const char *interface, std::uint32_t) {
+                       if (std::strcmp(interface, org_kde_kwin_fake_input_interface.name) == 0)
+                           static_cast<Private *>(data)->fakeInput = static_cast<org_kde_kwin_fake_input *>(
+                               wl_registry_bind(r, name, &org_kde_kwin_fake_input_interface, 1));
+                   },
+                   [](void *, wl_registry *, std::uint32_t) {}};
+            wl_registry_add_listener(registry, &kListener, d.get());
+            wl_display_roundtrip(d->display);
+            wl_registry_destroy(registry);
+            if (!d->fakeInput)
+                return false;
+            org_kde_kwin_fake_input_authenticate(d->fakeInput, "Wendle tests", "moves the pointer to end idling");
+        }
+        org_kde_kwin_fake_input_pointer_motion(d->fakeInput, wl_fixed_from_int(1), wl_fixed_from_int(0));
+        return wl_display_roundtrip(d->display) >= 0;
+    }
+    case GnomeShell: {
+        const QString service = QStringLiteral("org.gnome.Mutter.RemoteDesktop");
+        const QDBusMessage created = call(service, QStringLiteral("/org/gnome/Mutter/RemoteDesktop"), service,
+                                          QStringLiteral("CreateSession"));
+        if (created.type() != QDBusMessage::ReplyMessage || created.arguments().isEmpty())
+            return false;
+        const QString session = created.arguments().constFirst().value<QDBusObjectPath>().path();
+        const QString interface = service + QStringLiteral(".Session");
+        call(service, session, interface, QStringLiteral("Start"));
+        const QDBusMessage moved
+            = call(service, session, interface, QStringLiteral("NotifyPointerMotionRelative"), {1.0, 0.0});
+        call(service, session, interface, QStringLiteral("Stop"));
+        return moved.type() == QDBusMessage::ReplyMessage;
+    }
+    }
+    return false;
+}
