@@ -83,6 +83,10 @@ inline const QString VXPreferencesFrameKey = QStringLiteral("Preferences Frame")
 inline const QString VXListWindowStayInFrontKey = QStringLiteral("ListWindow: Stay In Front");
 inline const QString VXListWindowClosedKey = QStringLiteral("ListWindow: Closed");
 inline const QString VXQuitWithoutConfirmationKey = QStringLiteral("Quit Without Confirmation");
+// The live report's window: left open at the last quit, floating, and closed after the organizer.
+inline const QString VXReportDefaultVisibleKey = QStringLiteral("Report: Default: Visible");
+inline const QString VXReportDefaultStayInFrontKey = QStringLiteral("Report: Default: Stay In Front");
+inline const QString VXReportDefaultClosedLastKey = QStringLiteral("Report: Default: Closed Last");
 
 // The quit confirmation. Translation context "VXMainController".
 inline constexpr char VXQuitAlertTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Quit Wendle?");
@@ -164,9 +168,13 @@ public:
     void welcomeDock() { setStatusItem(false); }
     void welcomeMenuBar() { setStatusItem(true); }
 
-    // Wendle was started again while it runs (from the launcher): answers whether windows were
-    // visible (they come to the front); otherwise the window closed last opens again.
+    // Wendle was started again while it runs (from the launcher): answers whether a window of
+    // it was visible (nothing else happens then); otherwise, in windowed mode, the window closed
+    // last opens again.
     bool applicationShouldHandleReopen(bool hasVisibleWindows);
+    // Files handed to the program (its command line, a second start): CSV files open as
+    // snapshot reports, others are left alone. Answers the files that will open.
+    QStringList applicationOpenFiles(const QStringList &paths);
 
     // ---- Menus and windows
 
@@ -183,9 +191,16 @@ public:
     void toggleStayInFront();
     void toggleDebugLogging();
     void showPreferencesWindow() { showPreferencesWithFrame(QString()); }
+    // Shows the preferences (made on first use) at a frame ("x y width height"), or centred.
     void showPreferencesWithFrame(const QString &frame);
+    // "Open Snapshot...": the chosen CSV files open as reports.
     void openCSV();
+    // "Export Snapshot...": the live report's range to a CSV file.
     void exportCSV();
+    // "New Pool from Selection": a pool made of the organizer's selection. Answers whether one
+    // was made; the organizer's lists do it, and without them there is nothing to make it from.
+    bool newPoolFromSelection();
+    bool canMakeNewPoolFromSelection() const;
     // The export's save panel runs: the program is modal (the tray switch is disabled).
     void setModal(bool modal);
 
@@ -197,8 +212,9 @@ public:
 
     // The "Quit" entries: asks first (unless "Quit Without Confirmation" is on or the tag is 1,
     // the entry shown with Shift), removes the login item in tray mode when the settings say so,
-    // and quits.
-    void quitDeliberately(int tag);
+    // and quits through the delegate (which runs applicationShouldTerminate()). Answers whether
+    // the program quits.
+    bool quitDeliberately(int tag);
     // True once the quit path ran.
     bool isTerminating() const { return m_terminating; }
 
@@ -374,6 +390,9 @@ private:
     void showBlacklistText(const QString &blacklistName, const QString &text) override;
 
     void readStartUpSettings();
+    // The mode the settings and the session ask for: the tray only after the welcome choice and
+    // only where the session shows tray icons.
+    bool wantsStatusItem();
     // A setting changed while the program runs, from the preferences or from outside (`wendle
     // defaults write`, an edited settings file): it takes effect at once, as its control would
     // make it.

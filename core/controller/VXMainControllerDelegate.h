@@ -165,3 +165,6 @@ public:
     // The program quits: the status item goes.
     virtual void tearDownUserInterface() { }
 };
+
+// The delegate that does nothing, where the controller runs without a user interface.
+VXMainControllerDelegate &VXNoMainControllerDelegate();

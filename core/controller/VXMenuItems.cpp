@@ -58,6 +58,8 @@ const std::vector<VXMenuEntryDefinition> &VXMenuEntryDefinitions()
         {E::Undo, A::Undo, 0, VXUndoTitle, "Ctrl+Z", false, false},
         {E::Redo, A::Redo, 0, VXRedoTitle, "Ctrl+Shift+Z", false, false},
         {E::ClearPools, A::ClearPools, 0, VXClearPoolsTitle, nullptr, false, false},
+        {E::Delete, A::Delete, 0, VXDeleteTitle, "Del", false, false},
+        {E::NewPoolFromSelection, A::NewPoolFromSelection, 0, VXNewPoolFromSelectionTitle, "Ctrl+N", false, false},
         {E::Quit, A::QuitDeliberately, 0, VXQuitTitle, "Ctrl+Q", false, false},
         {E::QuitWithoutAsking, A::QuitDeliberately, 1, VXQuitTitle, nullptr, true, false},
         {E::Organizer, A::ToggleListWindow, 0, VXOrganizerTitle, "Ctrl+1", false, true},
@@ -81,16 +83,18 @@ const std::vector<VXMenuLayoutItem> &VXMainMenuLayout()
         submenu(VXApplicationMenuTitle,
                 {entry(E::SuspendTimers), separator(), entry(E::Preferences), entry(E::EnableDebugLogging), separator(),
                  entry(E::Quit), entry(E::QuitWithoutAsking)}),
-        submenu(VXFileMenuTitle, [] {
-            std::vector<VXMenuLayoutItem> items = fileItems();
-            items.push_back(separator());
-            items.push_back(entry(E::CloseWindow));
-            return items;
-        }()),
-        submenu(VXEditMenuTitle, {entry(E::Undo), entry(E::Redo), separator(), entry(E::ClearPools)}),
+        submenu(VXFileMenuTitle,
+                [] {
+                    std::vector<VXMenuLayoutItem> items = fileItems();
+                    items.push_back(separator());
+                    items.push_back(entry(E::CloseWindow));
+                    return items;
+                }()),
+        submenu(VXEditMenuTitle,
+                {entry(E::Undo), entry(E::Redo), separator(), entry(E::Delete), entry(E::NewPoolFromSelection),
+                 separator(), entry(E::ClearPools)}),
         viewMenu(),
-        submenu(VXWindowMenuTitle,
-                {entry(E::Organizer), entry(E::ActivityReport), separator(), entry(E::StayInFront)}),
+        submenu(VXWindowMenuTitle, {entry(E::Organizer), entry(E::ActivityReport), separator(), entry(E::StayInFront)}),
         submenu(VXHelpMenuTitle, {entry(E::Help), separator(), entry(E::About)}),
     };
     return layout;

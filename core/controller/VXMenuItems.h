@@ -37,6 +37,8 @@ enum class VXMenuAction {
     ToggleReportWindow,   // toggleReportWindow:
     ToggleStayInFront,   // toggleStayInFront:
     PerformClose,   // closes the active window, as its close button does
+    Delete,   // delete: (the organizer's selected item)
+    NewPoolFromSelection,   // a pool made of the organizer's selection
     // Sent by the organizer's and the reports' menus; validated here too.
     EditNotesViaMenuItem,   // editNotesViaMenuItem:
     ResetTimerViaMenuItem,   // resetTimerViaMenuItem:
@@ -69,6 +71,8 @@ enum class VXMenuEntry {
     Undo,
     Redo,
     ClearPools,
+    Delete,
+    NewPoolFromSelection,
     Quit,
     QuitWithoutAsking,
     Organizer,
@@ -125,6 +129,8 @@ inline constexpr char VXResetAllTimersTitle[] = QT_TRANSLATE_NOOP("VXMenuItems",
 inline constexpr char VXUndoTitle[] = QT_TRANSLATE_NOOP("VXMenuItems", "Undo");
 inline constexpr char VXRedoTitle[] = QT_TRANSLATE_NOOP("VXMenuItems", "Redo");
 inline constexpr char VXClearPoolsTitle[] = QT_TRANSLATE_NOOP("VXMenuItems", "Clear Pools");
+inline constexpr char VXDeleteTitle[] = QT_TRANSLATE_NOOP("VXMenuItems", "Delete");
+inline constexpr char VXNewPoolFromSelectionTitle[] = QT_TRANSLATE_NOOP("VXMenuItems", "New Pool from Selection");
 inline constexpr char VXQuitTitle[] = QT_TRANSLATE_NOOP("VXMenuItems", "Quit");
 inline constexpr char VXOrganizerTitle[] = QT_TRANSLATE_NOOP("VXMenuItems", "Organizer");
 inline constexpr char VXActivityReportTitle[] = QT_TRANSLATE_NOOP("VXMenuItems", "Activity Report");

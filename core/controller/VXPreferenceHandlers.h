@@ -80,9 +80,9 @@ inline constexpr char VXChooseFolderTitle[] = QT_TRANSLATE_NOOP("VXPreferenceHan
 inline constexpr char VXOtherFolderTitle[] = QT_TRANSLATE_NOOP("VXPreferenceHandlers", "Other...");
 inline constexpr char VXUnwritableFolderMessage[]
     = QT_TRANSLATE_NOOP("VXPreferenceHandlers", "Wendle cannot export to this folder.");
-inline constexpr char VXUnwritableFolderInformativeText[] = QT_TRANSLATE_NOOP(
-    "VXPreferenceHandlers",
-    "The folder \u201c%@\u201d cannot be written. Automatic exports keep going to \u201c%@\u201d.");
+inline constexpr char VXUnwritableFolderInformativeText[]
+    = QT_TRANSLATE_NOOP("VXPreferenceHandlers",
+                        "The folder \u201c%@\u201d cannot be written. Automatic exports keep going to \u201c%@\u201d.");
 inline constexpr char VXOKButtonTitle[] = QT_TRANSLATE_NOOP("VXPreferenceHandlers", "OK");
 
 // The update interval's label.
