@@ -27,6 +27,7 @@ const QString VXSingleInstance::kReportRequest = QStringLiteral("report");
 const QString VXSingleInstance::kImportRequest = QStringLiteral("import");
 const QString VXSingleInstance::kStatusRequest = QStringLiteral("status");
 const QString VXSingleInstance::kConfigurationRequest = QStringLiteral("configuration");
+const QString VXSingleInstance::kReopenRequest = QStringLiteral("reopen");
 
 namespace {
 
@@ -108,6 +109,8 @@ std::optional<VXInstanceRequest> VXSingleInstance::requestFromLine(QByteArrayVie
         request.kind = VXInstanceRequest::Kind::Status;
     else if (word == kConfigurationRequest && noFiles)
         request.kind = VXInstanceRequest::Kind::Configuration;
+    else if (word == kReopenRequest && noFiles)
+        request.kind = VXInstanceRequest::Kind::Reopen;
     else
         return std::nullopt;
     // A file name that is empty or holds a line break cannot have come from a real request.
@@ -120,7 +123,7 @@ std::optional<VXInstanceRequest> VXSingleInstance::requestFromLine(QByteArrayVie
 QByteArray VXSingleInstance::lineForRequest(const VXInstanceRequest &request)
 {
     static const QString *const words[]
-        = {&kOpenRequest, &kReportRequest, &kImportRequest, &kStatusRequest, &kConfigurationRequest};
+        = {&kOpenRequest, &kReportRequest, &kImportRequest, &kStatusRequest, &kConfigurationRequest, &kReopenRequest};
     QStringList line {*words[int(request.kind)]};
     line += request.files;
     return line.join(u'\t').toUtf8() + '\n';

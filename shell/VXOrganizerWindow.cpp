@@ -1,0 +1,51 @@
+#include "VXOrganizerWindow.h"
+
+#include "VXApplicationIcon.h"
+#include "VXMainController.h"
+
+#include <QCloseEvent>
+#include <QGuiApplication>
+#include <QScreen>
+
+VXOrganizerWindow::VXOrganizerWindow(VXMainController &controller, QWidget *parent) :
+    QMainWindow(parent), m_controller(controller)
+{
+    setObjectName(QStringLiteral("ListWindow"));
+    setWindowTitle(tr(VXOrganizerWindowTitle));
+    setWindowIcon(applicationIcon());
+    setListContainer(new QWidget());
+    resize(420, 560);
+}
+
+void VXOrganizerWindow::setListContainer(QWidget *container)
+{
+    if (!container || container == m_listContainer)
+        return;
+    container->setObjectName(QStringLiteral("listContainer"));
+    container->setAccessibleName(tr(VXOrganizerListsName));
+    if (QWidget *previous = takeCentralWidget(); previous && previous != container)
+        previous->deleteLater();
+    setCentralWidget(container);
+    m_listContainer = container;
+}
+
+void VXOrganizerWindow::setFloating(bool floating)
+{
+    if (windowFlags().testFlag(Qt::WindowStaysOnTopHint) == floating)
+        return;
+    const bool visible = isVisible();
+    setWindowFlag(Qt::WindowStaysOnTopHint, floating);
+    // Changing the flags hides a window; it comes back where it was.
+    if (visible)
+        show();
+}
+
+void VXOrganizerWindow::closeEvent(QCloseEvent *event)
+{
+    // Quitting closes every window; only a close by the user is remembered.
+    if (!m_controller.isTerminating() && !m_controller.listWindowShouldClose()) {
+        event->ignore();
+        return;
+    }
+    QMainWindow::closeEvent(event);
+}
