@@ -25,6 +25,7 @@
 #include <QScreen>
 #include <QSystemTrayIcon>
 #include <QUrl>
+#include <QWindow>
 
 namespace {
 
@@ -51,11 +52,16 @@ void setFloating(QWidget *window, bool floating)
 {
     if (!window || window->windowFlags().testFlag(Qt::WindowStaysOnTopHint) == floating)
         return;
-    const bool visible = window->isVisible();
-    window->setWindowFlag(Qt::WindowStaysOnTopHint, floating);
-    // Changing the flags hides a window; it comes back where it was.
-    if (visible)
-        window->show();
+    Qt::WindowFlags flags = window->windowFlags();
+    flags.setFlag(Qt::WindowStaysOnTopHint, floating);
+    // A shown window changes its level in place (setWindowFlags() would hide it and lose the
+    // focus); one not shown yet takes the level when it is.
+    if (QWindow *handle = window->windowHandle()) {
+        window->overrideWindowFlags(flags);
+        handle->setFlags(flags);
+    } else {
+        window->setWindowFlags(flags);
+    }
 }
 
 }   // namespace
@@ -272,7 +278,7 @@ VXOrganizerWindow *VXApplicationShell::loadOrganizerWindow()
         m_organizerWindow = std::make_unique<VXOrganizerWindow>(*m_controller);
         if (m_menus)
             m_menus->populateMenuBar(m_organizerWindow->menuBar());
-        m_organizerWindow->setFloating(m_defaults.boolForKey(VXListWindowStayInFrontKey));
+        setFloating(m_organizerWindow.get(), m_defaults.boolForKey(VXListWindowStayInFrontKey));
         centreOnScreen(m_organizerWindow.get());
     }
     return m_organizerWindow.get();

@@ -4,8 +4,6 @@
 #include "VXMainController.h"
 
 #include <QCloseEvent>
-#include <QGuiApplication>
-#include <QScreen>
 
 VXOrganizerWindow::VXOrganizerWindow(VXMainController &controller, QWidget *parent) :
     QMainWindow(parent), m_controller(controller)
@@ -27,17 +25,6 @@ void VXOrganizerWindow::setListContainer(QWidget *container)
         previous->deleteLater();
     setCentralWidget(container);
     m_listContainer = container;
-}
-
-void VXOrganizerWindow::setFloating(bool floating)
-{
-    if (windowFlags().testFlag(Qt::WindowStaysOnTopHint) == floating)
-        return;
-    const bool visible = isVisible();
-    setWindowFlag(Qt::WindowStaysOnTopHint, floating);
-    // Changing the flags hides a window; it comes back where it was.
-    if (visible)
-        show();
 }
 
 void VXOrganizerWindow::closeEvent(QCloseEvent *event)

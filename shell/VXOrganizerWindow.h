@@ -24,9 +24,6 @@ public:
     void setListContainer(QWidget *container);
     QWidget *listContainer() const { return m_listContainer; }
 
-    // Keeps the window above the others, or not ("ListWindow: Stay In Front").
-    void setFloating(bool floating);
-
 protected:
     void closeEvent(QCloseEvent *event) override;
 
