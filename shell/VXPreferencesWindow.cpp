@@ -271,7 +271,8 @@ QString VXPreferencesWindow::currentSection() const
     return m_ui->preferencesTabView->currentWidget()->objectName();
 }
 
-// The window fits the section shown: the other sections do not count towards its size.
+// The window fits the section shown: the other sections do not count towards its size, and
+// rows shown or hidden a moment ago count now. (A tab widget asks every page for its size.)
 void VXPreferencesWindow::updatePreferencesWindowFrame()
 {
     QTabWidget *tabs = m_ui->preferencesTabView;
@@ -280,10 +281,17 @@ void VXPreferencesWindow::updatePreferencesWindowFrame()
         tabs->widget(index)->setSizePolicy(current ? QSizePolicy::Preferred : QSizePolicy::Ignored,
                                            current ? QSizePolicy::Preferred : QSizePolicy::Ignored);
     }
-    tabs->updateGeometry();
-    layout()->invalidate();
+    QWidget *page = tabs->currentWidget();
+    if (!page || !page->layout())
+        return;
+    page->layout()->activate();
+    if (!testAttribute(Qt::WA_WState_Polished) || !isVisible())
+        adjustSize();
     layout()->activate();
-    resize(qMax(width(), sizeHint().width()), sizeHint().height());
+    // What surrounds the page (the margins, the tabs) stays; the page takes what it asks for.
+    const int chrome = height() - page->height();
+    const int pageHeight = qMax(page->sizeHint().height(), page->minimumSizeHint().height());
+    resize(qMax(width(), minimumSizeHint().width()), chrome + pageHeight);
 }
 
 QString VXPreferencesWindow::frameText() const

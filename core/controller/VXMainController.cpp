@@ -328,7 +328,12 @@ void VXMainController::blacklistTextDidChange(const QString &name, const QString
 {
     if (!m_configuration)
         m_configuration = VXMakeDictionary();
-    VXSetBlacklistText(*m_configuration, name, text);
+    VXArray &blacklist = ::blacklistWithName(*m_configuration, name);
+    blacklist.clear();
+    // A line of nothing but spaces names nothing: it is no entry.
+    for (const QString &line : text.split(u'\n'))
+        if (!line.trimmed().isEmpty())
+            blacklist.append(line);
 }
 
 VXDictionary *VXMainController::cutoffs() const

@@ -292,7 +292,8 @@ public:
     VXArray &blacklistWithName(const QString &name);
     // Sorts both blacklists and shows them in the preferences.
     void updateBlacklists();
-    // The user edited a blacklist's text view: its lines replace the entries.
+    // The user edited a blacklist's text view: its lines replace the entries (blank lines are
+    // none).
     void blacklistTextDidChange(const QString &name, const QString &text);
     // "Cutoffs", or null.
     VXDictionary *cutoffs() const;

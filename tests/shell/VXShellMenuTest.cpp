@@ -274,6 +274,6 @@ TEST(ShellMenus, QuitAsksUnlessToldNotToOrHeldWithShift)
         quitFromMenu(step.entry);
         EXPECT_EQ(asked, step.answer != nullptr);
         EXPECT_EQ(program.terminations, step.terminations);
-        EXPECT_EQ(program.reread().boolForKey(VXQuitWithoutConfirmationKey), step.dontAsk);
+        EXPECT_EQ(program.reread()->boolForKey(VXQuitWithoutConfirmationKey), step.dontAsk);
     }
 }

@@ -68,9 +68,9 @@ TEST(ShellStartUp, TheFirstLaunchAsksOnceAndTheWindowsChoiceOpensTheOrganizer)
     EXPECT_EQ(program.shell->statusItemController(), nullptr);
     EXPECT_TRUE(isShown(program.shell->organizerWindow()));
     EXPECT_EQ(program.shell->welcomeWindow(), nullptr);
-    const VXUserDefaults stored = program.reread();
-    EXPECT_TRUE(stored.boolForKey(VXWelcomeKey));
-    EXPECT_FALSE(stored.boolForKey(VXStatusItemKey));
+    const auto stored = program.reread();
+    EXPECT_TRUE(stored->boolForKey(VXWelcomeKey));
+    EXPECT_FALSE(stored->boolForKey(VXStatusItemKey));
 
     // Started again: no welcome, the organizer as it was left.
     program.launch();
@@ -87,7 +87,7 @@ TEST(ShellStartUp, TheTrayChoiceSwitchesInPlaceAndARelaunchHonoursIt)
     EXPECT_TRUE(program.controller->runsAsStatusItem());
     ASSERT_NE(program.shell->statusItemController(), nullptr);
     EXPECT_FALSE(isShown(program.shell->organizerWindow()));
-    EXPECT_TRUE(program.reread().boolForKey(VXStatusItemKey));
+    EXPECT_TRUE(program.reread()->boolForKey(VXStatusItemKey));
     // The tray's icon opens the organizer until the tray has its panel.
     program.controller->toggleListWindow();
     EXPECT_TRUE(isShown(program.shell->organizerWindow()));
@@ -108,7 +108,7 @@ TEST(ShellStartUp, TheTrayChoiceSwitchesInPlaceAndARelaunchHonoursIt)
     EXPECT_TRUE(program.controller->isStatusItem());
     EXPECT_EQ(program.shell->statusItemController(), nullptr);
     EXPECT_TRUE(isShown(program.shell->organizerWindow()));
-    EXPECT_FALSE(program.reread().boolForKey(VXStatusItemKey));
+    EXPECT_FALSE(program.reread()->boolForKey(VXStatusItemKey));
 }
 
 TEST(ShellStartUp, WithoutATrayAStoredTrayChoiceGetsTheWindowsAndOneLogLine)

@@ -136,11 +136,13 @@ public:
         time.advanceBy(0.0);
         QApplication::processEvents();
     }
-    // The settings as a second reader finds them in their file.
-    VXUserDefaults reread() const
+    // The settings as a second reader finds them in their file (under the registered defaults).
+    std::unique_ptr<VXUserDefaults> reread() const
     {
         defaults->synchronize();
-        return VXUserDefaults();
+        auto stored = std::make_unique<VXUserDefaults>();
+        VXRegisterDefaults(*stored);
+        return stored;
     }
 
     QTemporaryDir configFolder;
