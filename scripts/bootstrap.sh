@@ -17,6 +17,8 @@ packages=(
   python3 libplist-utils
   # a real desktop for the integration tests: X server, window manager, clients, session bus
   xvfb openbox xdotool x11-utils wmctrl xterm x11-apps x11-xserver-utils python3-xlib dbus python3-dbusmock python3-dbus python3-gi libglib2.0-bin
+  # the shell's tests: a tray host under Xvfb, the desktop entry's check
+  trayer desktop-file-utils
   # headless Wayland compositors for the Wayland tests: sway (with swaymsg and wtype to drive it),
   # KWin, GNOME Shell (gsettings comes with libglib2.0-bin)
   sway wtype kwin-wayland gnome-shell
