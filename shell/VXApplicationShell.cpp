@@ -264,7 +264,7 @@ void VXApplicationShell::checkStatusItemUI(bool buildStatusItemUI)
         }
         return;
     }
-    m_statusItem.reset();
+    dismissStatusItem();
     // Without the tray, a window is the way in.
     if (!isListWindowVisible() && !isReportWindowVisible() && m_controller)
         showWindow(Window::Organizer);
@@ -442,7 +442,20 @@ void VXApplicationShell::tearDownUserInterface()
 {
     // Windows closed from now on keep their open state for the next launch.
     VXReportController::setApplicationTerminating(true);
-    m_statusItem.reset();
+    dismissStatusItem();
+}
+
+// The tray's menu may be the one whose entry runs this (its Quit): the icon goes at once, the
+// menu once the entry has returned.
+void VXApplicationShell::dismissStatusItem()
+{
+    if (!m_statusItem)
+        return;
+    m_statusItem->trayIcon()->hide();
+    // (Owned by the shell meanwhile, should the loop not turn again.)
+    VXStatusItemController *statusItem = m_statusItem.release();
+    statusItem->setParent(this);
+    statusItem->deleteLater();
 }
 
 // ---- The export's panel

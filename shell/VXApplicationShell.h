@@ -113,6 +113,7 @@ private:
     bool revealFolderInFileManager(const QString &path) override;
 
     QWidget *windowOf(Window window) const;
+    void dismissStatusItem();
     QWidget *dialogParent() const;
     void fillViewMenu(QMenu *menu);
 
