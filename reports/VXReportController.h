@@ -25,12 +25,12 @@
 // Main thread only.
 
 #include "VXChameleonDatePicker.h"
-#include "VXMainController.h"
 #include "VXReportBottomBar.h"
 #include "VXReportDataSource.h"
 #include "VXReportMenuTarget.h"
 #include "VXReportView.h"
 #include "VXReportViewDelegate.h"
+#include "VXShellSettings.h"
 #include "VXValue.h"
 
 #include <QCheckBox>

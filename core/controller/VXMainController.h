@@ -44,6 +44,7 @@
 #include "VXResets.h"
 #include "VXResetsDelegate.h"
 #include "VXSecurityScopedBookmarkManager.h"
+#include "VXShellSettings.h"
 #include "VXUndoHistory.h"
 #include "VXValue.h"
 
@@ -74,19 +75,6 @@ inline constexpr char VXStandardHighlightColorTitle[]
     = QT_TRANSLATE_NOOP("VXMainController", "Standard Highlight Color");
 inline constexpr char VXDarkColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Dark");
 inline constexpr char VXLightColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Light");
-
-// Settings of the application shell.
-inline const QString VXStatusItemKey = QStringLiteral("Status Item");   // tray mode (after the welcome)
-inline const QString VXWelcomeKey = QStringLiteral("Welcome");   // the welcome choice was offered
-// The preferences window's frame ("x y width height") to show again after a mode switch.
-inline const QString VXPreferencesFrameKey = QStringLiteral("Preferences Frame");
-inline const QString VXListWindowStayInFrontKey = QStringLiteral("ListWindow: Stay In Front");
-inline const QString VXListWindowClosedKey = QStringLiteral("ListWindow: Closed");
-inline const QString VXQuitWithoutConfirmationKey = QStringLiteral("Quit Without Confirmation");
-// The live report's window: left open at the last quit, floating, and closed after the organizer.
-inline const QString VXReportDefaultVisibleKey = QStringLiteral("Report: Default: Visible");
-inline const QString VXReportDefaultStayInFrontKey = QStringLiteral("Report: Default: Stay In Front");
-inline const QString VXReportDefaultClosedLastKey = QStringLiteral("Report: Default: Closed Last");
 
 // The quit confirmation. Translation context "VXMainController".
 inline constexpr char VXQuitAlertTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Quit Wendle?");
