@@ -121,6 +121,9 @@ void VXMainController::completeUISetup()
         m_defaults.setBool(true, VXWelcomeKey);
         // Runs until one of its two choices calls setStatusItem(), which switches in place.
         delegate.runWelcomeWindow();
+        // The session may have ended meanwhile: the quit path ran, the launch stops here.
+        if (m_terminating)
+            return;
     }
     checkStatusItemUI();
     delegate.updateIcon();
