@@ -23,6 +23,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
+#include <QStatusBar>
 #include <QSystemTrayIcon>
 #include <QUrl>
 #include <QWindow>
@@ -168,10 +169,17 @@ void VXApplicationShell::beep()
 
 // ---- What the controller shows
 
+// What Wendle does now (and a step the user must take before windows can be tracked) stays in
+// view: in the tray's tooltip, and at the foot of the organizer.
 void VXApplicationShell::reloadApplicationList()
 {
-    if (m_statusItem && m_statusText)
-        m_statusItem->setStatus(m_statusText());
+    if (!m_statusText || (!m_statusItem && !m_organizerWindow))
+        return;
+    const QString status = m_statusText();
+    if (m_statusItem)
+        m_statusItem->setStatus(status);
+    if (m_organizerWindow && m_organizerWindow->statusBar()->currentMessage() != status)
+        m_organizerWindow->statusBar()->showMessage(status);
 }
 
 bool VXApplicationShell::runsAsStatusItem() const

@@ -79,6 +79,7 @@ public:
     bool isSystemTrayAvailable() const override;
     void createDefaultReportController() override;
     bool canShowWelcomeWindow() const override { return true; }
+    bool isWelcomeWindowVisible() const override { return m_welcomeWindow && m_welcomeWindow->isVisible(); }
     void runWelcomeWindow() override;
     void closeWelcomeWindow() override;
     void checkStatusItemUI(bool buildStatusItemUI) override;

@@ -81,6 +81,7 @@ public:
     // The welcome window: whether it can be shown at all, then shown modally until one of its
     // choices calls setStatusItem() (which closes it through closeWelcomeWindow()).
     virtual bool canShowWelcomeWindow() const { return false; }
+    virtual bool isWelcomeWindowVisible() const { return false; }
     virtual void runWelcomeWindow() { }
     virtual void closeWelcomeWindow() { }
 

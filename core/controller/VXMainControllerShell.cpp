@@ -142,6 +142,9 @@ bool VXMainController::applicationShouldHandleReopen(bool hasVisibleWindows)
 {
     Q_UNUSED(hasVisibleWindows);
     VXMainControllerDelegate &delegate = m_delegate ? *m_delegate : VXNoMainControllerDelegate();
+    // The welcome window still asks: it is the way in, and nothing opens beside it.
+    if (delegate.isWelcomeWindowVisible())
+        return true;
     if (delegate.isListWindowVisible() || delegate.isReportWindowVisible() || delegate.isPreferencesWindowVisible()) {
         delegate.activateApplication();
         return true;
