@@ -28,6 +28,7 @@ const QString VXSingleInstance::kReportRequest = QStringLiteral("report");
 const QString VXSingleInstance::kImportRequest = QStringLiteral("import");
 const QString VXSingleInstance::kStatusRequest = QStringLiteral("status");
 const QString VXSingleInstance::kConfigurationRequest = QStringLiteral("configuration");
+const QString VXSingleInstance::kReopenRequest = QStringLiteral("reopen");
 
 namespace {
 
@@ -153,6 +154,8 @@ std::optional<VXInstanceRequest> VXSingleInstance::requestFromLine(QByteArrayVie
         request.kind = VXInstanceRequest::Kind::Status;
     else if (word == kConfigurationRequest && noFiles)
         request.kind = VXInstanceRequest::Kind::Configuration;
+    else if (word == kReopenRequest && noFiles)
+        request.kind = VXInstanceRequest::Kind::Reopen;
     else
         return std::nullopt;
     // An empty file name, or one escaped as no request is, cannot have come from a real request.
@@ -168,7 +171,7 @@ std::optional<VXInstanceRequest> VXSingleInstance::requestFromLine(QByteArrayVie
 QByteArray VXSingleInstance::lineForRequest(const VXInstanceRequest &request)
 {
     static const QString *const words[]
-        = {&kOpenRequest, &kReportRequest, &kImportRequest, &kStatusRequest, &kConfigurationRequest};
+        = {&kOpenRequest, &kReportRequest, &kImportRequest, &kStatusRequest, &kConfigurationRequest, &kReopenRequest};
     QStringList line {*words[int(request.kind)]};
     for (const QString &file : request.files)
         line += escapedWord(file);

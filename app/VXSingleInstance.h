@@ -37,7 +37,7 @@ class QSocketNotifier;
 class QTimer;
 
 struct VXInstanceRequest {
-    enum class Kind { Open, Report, Import, Status, Configuration };
+    enum class Kind { Open, Report, Import, Status, Configuration, Reopen };
     Kind kind = Kind::Status;
     // The files of "open", the file of "import".
     QStringList files;
@@ -52,6 +52,7 @@ public:
     static const QString kImportRequest;   // "import"
     static const QString kStatusRequest;   // "status"
     static const QString kConfigurationRequest;   // "configuration"
+    static const QString kReopenRequest;   // "reopen": started again from the launcher
 
     // A request is one line of at most this many bytes.
     static constexpr qsizetype kMaximumRequest = 64 * 1024;

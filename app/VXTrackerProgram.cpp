@@ -2,6 +2,7 @@
 #include "VXAppLogging.h"
 
 #include "VXAbruptEnd.h"
+#include "VXApplicationShell.h"
 #include "VXConfigCommand.h"
 #include "VXConfigurationStore.h"
 #include "VXDesktopBackends.h"
@@ -20,7 +21,6 @@
 #include "VXSignalWatcher.h"
 #include "VXStatusCommand.h"
 #include "VXSystemClock.h"
-#include "VXTrackingIndicator.h"
 #include "VXUserDefaults.h"
 
 #include <QCoreApplication>
@@ -35,33 +35,6 @@
 #include <vector>
 
 namespace {
-
-// The indicator learns of every tick through the list reloads, the live report through
-// updateReport().
-class IndicatorDelegate final : public VXMainControllerDelegate
-{
-public:
-    explicit IndicatorDelegate(std::function<void()> changed) : m_changed(std::move(changed)) { }
-    void reloadApplicationList() override { m_changed(); }
-    // The live report follows every tick.
-    void updateReport() override
-    {
-        if (liveReport)
-            liveReport->update(nullptr);
-    }
-    bool isReportWindowVisible() const override
-    {
-        return liveReport && liveReport->reportWindow() && liveReport->reportWindow()->isVisible();
-    }
-    // Quitting closes the report windows: they keep their open state for the next launch.
-    void tearDownUserInterface() override { VXReportController::setApplicationTerminating(true); }
-    VXReportController *liveReport = nullptr;
-    void showHibernationState(bool, bool) override { m_changed(); }
-    void beep() override { std::fputc('\a', stderr); }
-
-private:
-    std::function<void()> m_changed;
-};
 
 // A file named as the snapshot reader names it in its log and its answers.
 QString cleanAbsolutePath(const QString &path)
@@ -125,6 +98,14 @@ void printProblems(const QString &message)
         err << "wendle: " << line << '\n';
 }
 
+// The answer to files this start was given: problems go where the person who started it sees them.
+void logProblems(const QByteArray &reply)
+{
+    QString problems;
+    if (!VXSingleInstance::isOkReply(reply, &problems))
+        printProblems(problems);
+}
+
 // The files of one "open" request, until each is shown or refused.
 struct FileBatch {
     QSet<QString> waiting;
@@ -162,14 +143,13 @@ struct VXTrackerProgram::Private {
     std::unique_ptr<VXEventLoopScheduler> scheduler;
     std::unique_ptr<VXUserDefaults> defaults;
     VXDesktopBackends backends;
-    std::unique_ptr<IndicatorDelegate> delegate;
+    // The windows and the tray: the controller's user interface (none without a display).
+    std::unique_ptr<VXApplicationShell> shell;
     std::unique_ptr<VXMainController> controller;
-    std::unique_ptr<VXTrackingIndicator> indicator;
     std::unique_ptr<VXSignalWatcher> signals;
     std::unique_ptr<VXOwnInputFilter> ownInput;
     bool opensLiveReport = false;
     std::unique_ptr<VXReportSnapshotWindows> snapshotWindows;
-    std::shared_ptr<VXReportController> liveReport;
     bool saved = true;
     std::vector<std::shared_ptr<FileBatch>> fileBatches;
 };
@@ -189,10 +169,8 @@ VXTrackerProgram::~VXTrackerProgram()
     // Report windows go while the application and the controller they ask are still there.
     if (d->snapshotWindows)
         delete VXReportSnapshotManager::snapshotManager();
-    if (d->delegate)
-        d->delegate->liveReport = nullptr;
-    d->liveReport.reset();
-    // The controller refers to the adapters and the settings: it goes first.
+    // The windows ask the controller; the controller refers to the adapters and the settings.
+    d->shell.reset();
     d->controller.reset();
     d->backends = VXDesktopBackends();
     if (VXUserDefaults::standard() == d->defaults.get())
@@ -220,9 +198,17 @@ int VXTrackerProgram::run(const QStringList &files)
     VXUserDefaults::setStandard(d->defaults.get());
     d->backends = VXMakeDesktopBackends();
     d->backends.onSessionLost([this] { quit(QStringLiteral("the compositor went away")); });
-    d->delegate = std::make_unique<IndicatorDelegate>([this] { refreshIndicator(); });
+    if (d->withIndicator)
+        d->shell = std::make_unique<VXApplicationShell>(*d->defaults);
     d->controller = std::make_unique<VXMainController>(*d->backends.desktop, *d->scheduler, d->clock, *d->defaults,
-                                                       d->delegate.get());
+                                                       d->shell.get());
+    if (d->shell) {
+        d->shell->setController(d->controller.get());
+        d->shell->setTerminateHandler([this] { quit(QStringLiteral("Quit")); });
+        d->shell->setStatusText([this] { return statusText(); });
+        // "Open Snapshot..." answers in the report windows it opens, or in the log.
+        d->shell->setOpenFilesHandler([this](const QStringList &paths) { openFiles(paths, logProblems); });
+    }
 
     const std::vector<VXPresenceSource *> inputMonitors = presenceSources(d->backends.inputMonitors);
     const std::vector<VXPresenceSource *> notificationSources = presenceSources(d->backends.sessionNotificationSources);
@@ -232,7 +218,11 @@ int VXTrackerProgram::run(const QStringList &files)
         source->setBeforeSleep([this] { saveBeforeSleep(); });
     }
 
+    // The start-up order: settings and the mode; snapshot reports; presence, the record and the
+    // first tick (completeUISetup, with the welcome choice and the windows or the tray, follows
+    // on the loop's first turn); then the files this start was given.
     d->controller->applicationWillFinishLaunching();
+    setUpReports();
     d->controller->applicationDidFinishLaunching(inputMonitors, notificationSources);
     VXAbruptEnd::install([this] { saveAtAbruptEnd(); });
 
@@ -242,12 +232,10 @@ int VXTrackerProgram::run(const QStringList &files)
     d->instance.setRequestHandler(
         [this](const VXInstanceRequest &request, const VXSingleInstance::Reply &reply) { answer(request, reply); });
     if (!files.isEmpty())
-        openFiles(files, [](const QByteArray &reply) {
-            QString problems;
-            if (!VXSingleInstance::isOkReply(reply, &problems))
-                printProblems(problems);
-        });
-    startUserInterface();
+        openFiles(files, logProblems);
+    if (d->opensLiveReport)
+        QMetaObject::invokeMethod(
+            this, [this] { openLiveReport(); }, Qt::QueuedConnection);
 
     // The session ending closes the connection to the display, which ends the loop: the quit
     // path runs then too.
@@ -276,8 +264,8 @@ int VXTrackerProgram::handOver(const QStringList &files)
     if (d->opensLiveReport)
         requests.push_back({VXInstanceRequest::Kind::Report, {}});
     if (requests.empty()) {
-        // Nothing to hand over: only whether it answers.
-        if (!VXSingleInstance::send(socket, {VXInstanceRequest::Kind::Status, {}}))
+        // Started again from the launcher: the running Wendle brings its window back.
+        if (!VXSingleInstance::send(socket, {VXInstanceRequest::Kind::Reopen, {}}))
             return noAnswer();
         QTextStream(stderr) << tr("Wendle is already running.") << '\n';
         return 0;
@@ -362,6 +350,12 @@ void VXTrackerProgram::answer(const VXInstanceRequest &request, const VXSingleIn
     case VXInstanceRequest::Kind::Import: reply(importReply(request.files.constFirst())); return;
     case VXInstanceRequest::Kind::Status: reply(statusReply()); return;
     case VXInstanceRequest::Kind::Configuration: reply(configurationReply()); return;
+    case VXInstanceRequest::Kind::Reopen:
+        // Without a display there is nothing to bring back: the start is answered all the same.
+        if (d->shell)
+            d->controller->applicationShouldHandleReopen(false);
+        reply(VXSingleInstance::okReply());
+        return;
     }
 }
 
@@ -411,12 +405,9 @@ QByteArray VXTrackerProgram::importReply(const QString &path)
     return VXSingleInstance::okReply() + message.toUtf8() + '\n';
 }
 
-void VXTrackerProgram::refreshIndicator()
+QString VXTrackerProgram::statusText() const
 {
-    if (!d->indicator || !d->controller)
-        return;
     QString state;
-    d->indicator->setHibernating(d->controller->hibernation().isHibernating());
     if (d->controller->hibernation().isHibernating())
         state = QCoreApplication::translate("VXTrackerProgram", "Wendle is hibernating");
     else if (d->controller->isPaused())
@@ -425,7 +416,7 @@ void VXTrackerProgram::refreshIndicator()
         state = QCoreApplication::translate("VXTrackerProgram", "Wendle is tracking");
     // A step the user must take before windows can be tracked stays in view until it is done.
     const QString notice = d->backends.notice();
-    d->indicator->setStatus(notice.isEmpty() ? state : state + QLatin1Char('\n') + notice);
+    return notice.isEmpty() ? state : state + QLatin1Char('\n') + notice;
 }
 
 void VXTrackerProgram::setOpensLiveReport(bool opens)
@@ -448,19 +439,10 @@ void VXTrackerProgram::checkSessionBus()
     VXForgetSessionBus();
 }
 
-void VXTrackerProgram::startUserInterface()
+void VXTrackerProgram::setUpReports()
 {
     if (!d->withIndicator)
         return;
-    setUpReports();
-    d->indicator = std::make_unique<VXTrackingIndicator>();
-    connect(d->indicator.get(), &VXTrackingIndicator::quitRequested, this, [this] { quit(QStringLiteral("Quit")); });
-    refreshIndicator();
-    d->indicator->show();
-}
-
-void VXTrackerProgram::setUpReports()
-{
     d->snapshotWindows = std::make_unique<VXReportSnapshotWindows>(d->defaults.get());
     VXReportSnapshotManager *snapshots = VXReportSnapshotManager::snapshotManager();
     snapshots->setPresenter(d->snapshotWindows.get());
@@ -475,26 +457,16 @@ void VXTrackerProgram::setUpReports()
             reason = tr("it is not a CSV file exported by Wendle");
         settleFile(path, tr("cannot open <%1> as a report: %2").arg(path, reason));
     });
-
-    d->liveReport = VXReportController::reportControllerWithUniqueID(VXReportKey::kDefaultUniqueID, d->controller.get(),
-                                                                     d->defaults.get());
-    d->delegate->liveReport = d->liveReport.get();
-    connect(VXLiveReportNotification::defaultCenter(), &VXLiveReportNotification::posted, d->liveReport.get(),
-            &VXReportController::updateRegardless);
-    // Asked for, or left open at the last quit.
-    if (d->opensLiveReport || d->defaults->boolForKey(VXReportKey::kDefaultVisible))
-        openLiveReport();
 }
 
 bool VXTrackerProgram::openLiveReport()
 {
-    if (!d->liveReport)
+    if (!d->shell)
         return false;
     // Shown, or brought to the front; a report already in front stays open.
-    const QWidget *window = d->liveReport->reportWindow();
-    if (!window || !window->isVisible() || !window->isActiveWindow())
-        d->liveReport->toggleReportWindow(nullptr);
-    return d->liveReport->reportWindow() && d->liveReport->reportWindow()->isVisible();
+    d->shell->createDefaultReportController();
+    d->shell->showWindow(VXMainControllerDelegate::Window::Report);
+    return d->shell->isReportWindowVisible();
 }
 
 void VXTrackerProgram::openFiles(const QStringList &paths, const VXSingleInstance::Reply &reply)

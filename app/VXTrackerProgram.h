@@ -25,7 +25,7 @@ public:
     // How long the session bus may take to answer before the program goes on without it.
     static constexpr int kSessionBusTimeout = 3000;   // milliseconds
 
-    // `withIndicator`: show the tray icon or window (needs a QApplication).
+    // `withIndicator`: show the windows or the tray (needs a QApplication).
     explicit VXTrackerProgram(bool withIndicator, QObject *parent = nullptr);
     ~VXTrackerProgram() override;
 
@@ -51,9 +51,9 @@ private:
     QByteArray statusReply() const;
     QByteArray configurationReply() const;
     QByteArray importReply(const QString &path);
-    void refreshIndicator();
+    // What Wendle does now, for the tray's tooltip.
+    QString statusText() const;
     void checkSessionBus();
-    void startUserInterface();
     void setUpReports();
     bool openLiveReport();
     void openFiles(const QStringList &paths, const VXSingleInstance::Reply &reply);

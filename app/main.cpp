@@ -87,8 +87,12 @@ int main(int argc, char *argv[])
     QCoreApplication &app = *application;
     QCoreApplication::setApplicationName(QStringLiteral("Wendle"));
     QCoreApplication::setApplicationVersion(QStringLiteral(WENDLE_VERSION));
-    if (withDisplay)
+    if (withDisplay) {
+        // Closing the last window leaves Wendle tracking; only Quit (or the session) ends it.
         QApplication::setQuitOnLastWindowClosed(false);
+        // The desktop entry that launchers and taskbars (and Wayland's app id) know it by.
+        QGuiApplication::setDesktopFileName(QStringLiteral("wendle"));
+    }
     VXTranslations::install();
 
     QCommandLineParser parser;

@@ -30,6 +30,7 @@
 #include "VXReportMenuTarget.h"
 #include "VXReportView.h"
 #include "VXReportViewDelegate.h"
+#include "VXShellSettings.h"
 #include "VXValue.h"
 
 #include <QCheckBox>
@@ -62,9 +63,10 @@ inline const QString kEnd = QStringLiteral("Report: %@: End");
 // The window was last left open.
 inline const QString kVisible = QStringLiteral("Report: %@: Visible");
 // The live report's own: its window floats, and it (not the organizer) was closed last.
-inline const QString kDefaultStayInFront = QStringLiteral("Report: Default: Stay In Front");
-inline const QString kDefaultClosedLast = QStringLiteral("Report: Default: Closed Last");
-inline const QString kDefaultVisible = QStringLiteral("Report: Default: Visible");
+// (The program's windows read them too: they are the controller's.)
+inline const QString kDefaultStayInFront = VXReportDefaultStayInFrontKey;
+inline const QString kDefaultClosedLast = VXReportDefaultClosedLastKey;
+inline const QString kDefaultVisible = VXReportDefaultVisibleKey;
 // The saved window frame ("x y width height"): the live report's, and others' followed by the ID.
 inline const QString kLiveWindowFrame = QStringLiteral("ReportWindow");
 inline const QString kWindowFramePrefix = QStringLiteral("ReportWindow: ");

@@ -19,8 +19,8 @@ packages=(
   python3 libplist-utils
   # a real desktop for the integration tests: X server, window manager, clients, session bus
   xvfb openbox xdotool x11-utils wmctrl xterm x11-apps x11-xserver-utils python3-xlib dbus python3-dbusmock python3-dbus python3-gi libglib2.0-bin
-  # a tray host (XEmbed) for the tray icon and panel tests
-  trayer
+  # a tray host (XEmbed) for the tray and shell tests under Xvfb; the desktop entry's check
+  trayer desktop-file-utils
   # headless Wayland compositors for the Wayland tests: sway (with swaymsg and wtype to drive it),
   # KWin, GNOME Shell (gsettings comes with libglib2.0-bin)
   sway wtype kwin-wayland gnome-shell

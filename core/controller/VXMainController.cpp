@@ -18,16 +18,11 @@
 
 #include <QCoreApplication>
 
-namespace {
-
-// Used where the controller runs without a user interface.
-VXMainControllerDelegate &noDelegate()
+VXMainControllerDelegate &VXNoMainControllerDelegate()
 {
     static VXMainControllerDelegate delegate;
     return delegate;
 }
-
-}   // namespace
 
 const QString VXMainController::kUpdateListsOperation = QStringLiteral("updateLists:");
 const QString VXMainController::kCompleteUISetupOperation = QStringLiteral("completeUISetup");
@@ -46,7 +41,8 @@ VXMainController::VXMainController(VXDesktop &desktop, VXScheduler &scheduler, V
     m_resets(defaults, clock, scheduler, *this),
     m_exporter(VXExportSource {[this] { return m_configuration; }, [this] { return m_sampler.applicationArray(); },
                                [this] { return m_sampler.poolArray(); }, [] { return VXCurrentSortColumn(); }},
-               defaults, clock, &m_bookmarkManager)
+               defaults, clock, &m_bookmarkManager),
+    m_preferences(*this, defaults)
 {
     readStartUpSettings();
     m_store.setJournal(&m_journal);
@@ -92,6 +88,9 @@ void VXMainController::applicationWillFinishLaunching()
     VXRegisterDefaults(m_defaults);
     VXSecurityScopedBookmarkManager::setBookmarkManager(&m_bookmarkManager);
     VXFolderAccessDelegate::setShared(&m_bookmarkManager);
+    checkStatusItem();
+    if (runsAsStatusItem() && m_defaults.boolForKey(VXDefaultsKey::kEnableLoginItemAutomatically) && m_delegate)
+        m_delegate->setLoginItem(true, true);
 }
 
 void VXMainController::applicationDidFinishLaunching(const std::vector<VXPresenceSource *> &inputMonitors,
@@ -128,20 +127,9 @@ void VXMainController::applicationDidFinishLaunching(const std::vector<VXPresenc
     m_scheduler.performAfterDelay(this, kCompleteUISetupOperation, 0.0, [this] { completeUISetup(); });
 }
 
-void VXMainController::completeUISetup()
-{
-    if (m_delegate && !m_delegate->buildUserInterface())
-        return;
-    if (m_delegate)
-        m_delegate->updateIcon();
-    m_resets.doAutoTasksIfNecessary(this);
-    if (m_delegate)
-        m_delegate->showWindows();
-    m_store.saveConfiguration(false, false, true);
-}
-
 bool VXMainController::applicationShouldTerminate()
 {
+    m_terminating = true;
     QObject::disconnect(m_settingsConnection);
     for (VXPresenceSource *source : m_presenceSources)
         source->stop();
@@ -165,7 +153,11 @@ void VXMainController::settingDidChange(const QString &key)
                                              VXShowActivityReportOnDesktopKey};
     // What the program keeps beside a setting is compared first: its own setters store the
     // setting after they acted, and must not act twice.
-    if (key == VXDefaultsKey::kHibernationInterval) {
+    if (key == VXStatusItemKey || key == VXWelcomeKey) {
+        // The tray switch stored it and switched already; a change from outside switches here.
+        checkStatusItem();
+        checkStatusItemUI();
+    } else if (key == VXDefaultsKey::kHibernationInterval) {
         m_hibernation.hibernationIntervalDidChange();
     } else if (key == VXShowInactiveApplicationItemsKey || key == VXDefaultsKey::kShowInactivePools) {
         m_showInactiveApplicationItems = m_settings.showInactiveApplicationItems
@@ -203,7 +195,7 @@ void VXMainController::settingDidChange(const QString &key)
 
 void VXMainController::updateLists(const void *sender)
 {
-    VXMainControllerDelegate &delegate = m_delegate ? *m_delegate : noDelegate();
+    VXMainControllerDelegate &delegate = m_delegate ? *m_delegate : VXNoMainControllerDelegate();
     if (sender)
         m_scheduler.cancel(this, kUpdateListsOperation);
 
@@ -313,6 +305,11 @@ void VXMainController::beep()
 VXDictionaryRef VXMainController::selectedItem()
 {
     return m_delegate ? m_delegate->selectedItem() : VXDictionaryRef();
+}
+
+bool VXMainController::canMakeNewPoolFromSelection() const
+{
+    return m_delegate && m_organizer.canMakePoolFromItem(m_delegate->selectedItem().get());
 }
 
 void VXMainController::showBlacklistText(const QString &blacklistName, const QString &text)

@@ -17,10 +17,19 @@
 // Its dependencies come in through the constructor, so a test runs a day of ticks on a fake
 // desktop and a virtual clock. The program's main() only wires:
 //
-//     controller.applicationWillFinishLaunching();            // settings
+//     controller.applicationWillFinishLaunching();            // settings, the mode
 //     controller.applicationDidFinishLaunching(input, other); // presence, tree, first tick
-//     ... event loop (completeUISetup runs on its first turn) ...
+//     ... event loop (completeUISetup runs on its first turn: welcome, tray or windows) ...
 //     controller.applicationShouldTerminate();                // on every way out: save
+//
+// The program lives in windows (the organizer and the report with a menu bar) or in the tray
+// (an icon whose menu is the action menu). The mode switches in place:
+//
+//     "Welcome" unset  -> windowed, the welcome window asks once
+//     "Status Item"    -> tray, where the session has one; else windowed (said once in the log)
+//
+// The menu entries, the preferences' handlers and the quit confirmation live here and in
+// VXMenuItems and VXPreferenceHandlers; the windows are the delegate's and only show them.
 
 #include "VXActivitySampler.h"
 #include "VXConfigurationStore.h"
@@ -30,11 +39,14 @@
 #include "VXHibernation.h"
 #include "VXHibernationDelegate.h"
 #include "VXJournal.h"
+#include "VXMenuItems.h"
 #include "VXOrganizerOperations.h"
+#include "VXPreferenceHandlers.h"
 #include "VXReportDataSource.h"
 #include "VXResets.h"
 #include "VXResetsDelegate.h"
 #include "VXSecurityScopedBookmarkManager.h"
+#include "VXShellSettings.h"
 #include "VXUndoHistory.h"
 #include "VXValue.h"
 
@@ -65,6 +77,21 @@ inline constexpr char VXStandardHighlightColorTitle[]
     = QT_TRANSLATE_NOOP("VXMainController", "Standard Highlight Color");
 inline constexpr char VXDarkColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Dark");
 inline constexpr char VXLightColorSchemeTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Light");
+
+// The quit confirmation. Translation context "VXMainController".
+inline constexpr char VXQuitAlertTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Quit Wendle?");
+inline constexpr char VXQuitAlertText[] = QT_TRANSLATE_NOOP(
+    "VXMainController", "Are you sure you want Wendle to stop tracking your activities and quit now?");
+inline constexpr char VXQuitButtonTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Quit");
+inline constexpr char VXQuitAndDontAskAgainButtonTitle[]
+    = QT_TRANSLATE_NOOP("VXMainController", "Quit and don't ask again");
+// The open panel of "Open Snapshot".
+inline constexpr char VXOpenSnapshotPanelTitle[] = QT_TRANSLATE_NOOP("VXMainController", "Open Snapshot");
+
+// Log lines of the shell.
+inline const QString VXNoSystemTrayMessage
+    = QStringLiteral("the session shows no tray icons: Wendle runs in windows instead of the tray");
+inline const QString VXCannotLoadPreferencesMessage = QStringLiteral("cannot load <Preferences.nib>");
 
 class VXMainController : public VXReportDataSource,
                          private VXHibernationDelegate,
@@ -101,14 +128,81 @@ public:
     // completeUISetup() for the next turn of the loop.
     void applicationDidFinishLaunching(const std::vector<VXPresenceSource *> &inputMonitors,
                                        const std::vector<VXPresenceSource *> &notificationSources);
-    // The end of launch: the user interface, the daily tasks, and the first periodic save
-    // scheduled 1800 s ahead.
+    // The end of launch: the live report, the welcome choice, the tray or the windows, the daily
+    // tasks, and the first periodic save scheduled 1800 s ahead.
     void completeUISetup();
     // The quit path (quit, logout, SIGTERM): the presence sources stop, the user interface is
     // torn down, the tree is saved with the settings as fallback, and the settings are written.
     // Answers whether the record reached its file; when not, store().saveFailure() says why
     // (the tree is then in the settings, as far as they could be written).
     bool applicationShouldTerminate();
+
+    // ---- Windowed and tray mode
+
+    // True in windowed mode. (The name is the program's of old, kept with this sense: the
+    // process starts as a tray program and is "transformed" into a windowed one.)
+    bool isStatusItem() const { return m_isStatusItem; }
+    bool runsAsStatusItem() const { return !m_isStatusItem; }
+    // Whether the tray icon and its menu are built.
+    bool hasStatusItemUI() const { return m_hasStatusItemUI; }
+    bool isSystemTrayAvailable() const;
+    // Settles the mode from "Status Item" and "Welcome" (tray only after the welcome choice, and
+    // only where the session has a tray), in place; the preferences window shows again at its
+    // frame when the mode changed under it.
+    void checkStatusItem();
+    // Builds or tears down the tray's interface when it does not match the mode.
+    void checkStatusItemUI();
+    // The tray switch and the welcome window's two choices: stores the mode and switches to it;
+    // closes the welcome window in any case.
+    void setStatusItem(bool statusItem);
+    void welcomeDock() { setStatusItem(false); }
+    void welcomeMenuBar() { setStatusItem(true); }
+
+    // Wendle was started again while it runs (from the launcher): answers whether a window of
+    // it was visible (nothing else happens then); otherwise, in windowed mode, the window closed
+    // last opens again.
+    bool applicationShouldHandleReopen(bool hasVisibleWindows);
+    // Files handed to the program (its command line, a second start): CSV files open as
+    // snapshot reports, others are left alone. Answers the files that will open.
+    QStringList applicationOpenFiles(const QStringList &paths);
+
+    // ---- Menus and windows
+
+    // Whether a menu entry is enabled, checked and how it is titled now. `item` is the entry's
+    // own item (the organizer's context menu), if any.
+    VXMenuItemState validateMenuItem(VXMenuAction action, int tag,
+                                     const VXDictionaryRef &item = VXDictionaryRef()) const;
+    // Runs a menu entry.
+    void performMenuAction(VXMenuAction action, int tag);
+
+    void toggleListWindow();
+    // The organizer's close button: remembers that the organizer was closed; the close goes ahead.
+    bool listWindowShouldClose();
+    void toggleStayInFront();
+    void toggleDebugLogging();
+    void showPreferencesWindow() { showPreferencesWithFrame(QString()); }
+    // Shows the preferences (made on first use) at a frame ("x y width height"), or centred.
+    void showPreferencesWithFrame(const QString &frame);
+    // "Open Snapshot...": the chosen CSV files open as reports.
+    void openCSV();
+    // "Export Snapshot...": the live report's range to a CSV file.
+    void exportCSV();
+    // The export's save panel runs: the program is modal (the tray switch is disabled).
+    void setModal(bool modal);
+
+    // The three handlers of the preferences' controls and what each control shows.
+    VXPreferenceHandlers &preferences() { return m_preferences; }
+    const VXPreferenceHandlers &preferences() const { return m_preferences; }
+
+    // ---- Quit
+
+    // The "Quit" entries: asks first (unless "Quit Without Confirmation" is on or the tag is 1,
+    // the entry shown with Shift), removes the login item in tray mode when the settings say so,
+    // and quits through the delegate (which runs applicationShouldTerminate()). Answers whether
+    // the program quits.
+    bool quitDeliberately(int tag);
+    // True once the quit path ran.
+    bool isTerminating() const { return m_terminating; }
 
     // ---- The configuration
 
@@ -188,7 +282,8 @@ public:
     VXArray &blacklistWithName(const QString &name);
     // Sorts both blacklists and shows them in the preferences.
     void updateBlacklists();
-    // The user edited a blacklist's text view: its lines replace the entries.
+    // The user edited a blacklist's text view: its lines replace the entries (blank lines are
+    // none).
     void blacklistTextDidChange(const QString &name, const QString &text);
     // "Cutoffs", or null.
     VXDictionary *cutoffs() const;
@@ -207,7 +302,7 @@ public:
     // The Edit menu's "New Pool from Selection": what a drop of the selected application or
     // window on empty space does. Answers success; canMakeNewPoolFromSelection() enables it.
     bool newPoolFromSelection() { return m_organizer.newPoolFromItem(selectedItem()); }
-    bool canMakeNewPoolFromSelection() { return m_organizer.canMakePoolFromItem(selectedItem().get()); }
+    bool canMakeNewPoolFromSelection() const;
     // Where launching, bringing forward and quitting other applications go.
     VXDesktop &desktop() { return m_desktop; }
 
@@ -281,6 +376,8 @@ public:
     void toggleConversionToDaysFromMenuItem();
 
 private:
+    friend class VXPreferenceHandlers;
+
     // VXHibernationDelegate
     void lastPauseDidEnd() override;
     void showHibernationState(bool hibernating, bool animated) override;
@@ -300,6 +397,9 @@ private:
     void showBlacklistText(const QString &blacklistName, const QString &text) override;
 
     void readStartUpSettings();
+    // The mode the settings and the session ask for: the tray only after the welcome choice and
+    // only where the session shows tray icons.
+    bool wantsStatusItem();
     // A setting changed while the program runs, from the preferences or from outside (`wendle
     // defaults write`, an edited settings file): it takes effect at once, as its control would
     // make it.
@@ -320,6 +420,11 @@ private:
     bool m_showInactivePools = true;
     bool m_hasCompletedFullTick = false;
     bool m_isModal = false;
+    // The mode: windowed (see isStatusItem()), and whether the tray's interface is built.
+    bool m_isStatusItem = false;
+    bool m_hasStatusItemUI = false;
+    bool m_saidNoSystemTray = false;
+    bool m_terminating = false;
     std::vector<VXPresenceSource *> m_presenceSources;
     // When the pending scheduled tick is due (clock time).
     double m_nextTickDue = 0.0;
@@ -333,4 +438,5 @@ private:
     VXResets m_resets;
     VXExporter m_exporter;
     VXOrganizerOperations m_organizer {*this};
+    VXPreferenceHandlers m_preferences;
 };

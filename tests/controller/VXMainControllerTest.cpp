@@ -225,7 +225,7 @@ TEST_F(ControllerTest, BlacklistsAreSortedShownAndEditedAndTheNextTickHonoursThe
     EXPECT_NE(applicationItem(*controller.configuration(), kEditorID), nullptr);
     controller.blacklistTextDidChange(u"Application Blacklist"_s, u"Wendle\nEditor\n"_s);
     controller.updateBlacklists();
-    EXPECT_EQ(delegate.shownBlacklists[u"Application Blacklist"_s], u"Editor\nWendle\n"_s);
+    EXPECT_EQ(delegate.shownBlacklists[u"Application Blacklist"_s], u"Editor\nWendle"_s);   // no blank entry
     EXPECT_EQ(delegate.shownBlacklists[u"Window Blacklist"_s], u"http*://*"_s);
 
     time.advanceBy(0.5);

@@ -13,7 +13,6 @@
 #include "VXReportController.h"
 #include "VXReportSnapshotManager.h"
 #include "VXReportSnapshotWindows.h"
-#include "VXTrackingIndicator.h"
 #include "VXTranslations.h"
 #include "VXVirtualScheduler.h"
 
@@ -191,14 +190,8 @@ TEST(GermanWindows, NoEnglishTextOnAnyWindow)
     ASSERT_NE(snapshot, nullptr);
     snapshot->reportWindow()->resize(900, 560);
 
-    // The tracking indicator (a window: the offscreen platform has no tray).
-    VXTrackingIndicator indicator;
-    indicator.show();
-    ASSERT_NE(indicator.window(), nullptr);
-
-    const std::pair<QString, QWidget *> shownWindows[] = {{u"report-live"_s, live->reportWindow()},
-                                                          {u"report-snapshot"_s, snapshot->reportWindow()},
-                                                          {u"tracking-indicator"_s, indicator.window()}};
+    const std::pair<QString, QWidget *> shownWindows[]
+        = {{u"report-live"_s, live->reportWindow()}, {u"report-snapshot"_s, snapshot->reportWindow()}};
     for (const auto &[name, window] : shownWindows) {
         SCOPED_TRACE(name.toStdString());
         ASSERT_TRUE(QTest::qWaitForWindowExposed(window));

@@ -1,6 +1,5 @@
 # The report controller: its window, date controls, settings and data sources through the real
-# widgets on the offscreen platform, and the program's icon on them and on the tracking
-# indicator (unit); screenshots of live and snapshot reports under Xvfb (gui).
+# widgets on the offscreen platform, and the program's icon on them (unit); screenshots of live and snapshot reports under Xvfb (gui).
 find_package(Qt6 REQUIRED COMPONENTS Test Widgets)
 
 wendle_add_test(NAME test_report_controller
@@ -9,7 +8,7 @@ wendle_add_test(NAME test_report_controller
     ${CMAKE_CURRENT_LIST_DIR}/controller/VXReportDataSourcesTest.cpp
     ${CMAKE_CURRENT_LIST_DIR}/controller/VXApplicationIconTest.cpp
     ${CMAKE_CURRENT_LIST_DIR}/controller/VXHugeSnapshotCellTest.cpp
-  LIBS Wendle::Reports Wendle::Controller Wendle::PlatformFake Wendle::Shell Qt6::Test Qt6::Widgets
+  LIBS Wendle::Reports Wendle::Controller Wendle::PlatformFake Qt6::Test Qt6::Widgets
   LABELS unit)
 target_include_directories(test_report_controller PRIVATE ${CMAKE_CURRENT_LIST_DIR}/controller)
 set_tests_properties(test_report_controller PROPERTIES ENVIRONMENT

@@ -55,12 +55,6 @@ public:
     }
     void updateIcon() override { ++iconUpdates; }
 
-    bool buildUserInterface() override
-    {
-        ++builds;
-        return keepLaunching;
-    }
-    void showWindows() override { ++windowShows; }
     void tearDownUserInterface() override { ++tearDowns; }
 
     std::deque<int> alertAnswers;
@@ -73,9 +67,6 @@ public:
     VXDictionaryRef selection;
     std::vector<std::pair<bool, bool>> hibernationStates;   // (hibernating, animated)
     int iconUpdates = 0;
-    int builds = 0;
-    bool keepLaunching = true;
-    int windowShows = 0;
     int tearDowns = 0;
 };
 

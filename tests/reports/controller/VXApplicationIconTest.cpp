@@ -1,11 +1,10 @@
 // Wendle's icon: drawn from the compiled-in picture, in colour and in grey scale; carried by the
-// report windows, and by the tracking indicator in the state of tracking.
+// report windows (the tray's icon in the state of tracking is the shell's test).
 
 #include "VXReportControllerTestSupport.h"
 
 #include "VXApplicationIcon.h"
 #include "VXReportController.h"
-#include "VXTrackingIndicator.h"
 
 #include <QWidget>
 
@@ -56,24 +55,11 @@ TEST(ApplicationIcon, DrawnInColourAndInGreyWithTheSameShape)
     EXPECT_TRUE(applicationIconImage(0).isNull());
 }
 
-TEST(ApplicationIcon, ReportWindowsAndTheIndicatorCarryIt)
+TEST(ApplicationIcon, ReportWindowsCarryIt)
 {
     PrivateSettings settings;
     FakeDataSource source;
     auto report = VXReportController::reportControllerWithUniqueID(u"Day"_s, &source, settings.defaults.get());
     ASSERT_NE(report->loadReportWindow(), nullptr);
     EXPECT_EQ(iconImage(report->reportWindow()->windowIcon()), iconImage(applicationIcon()));
-
-    // Without a tray the indicator is a window; grey while hibernating, in colour otherwise.
-    VXTrackingIndicator indicator;
-    indicator.show();
-    QWidget *window = indicator.window();
-    ASSERT_NE(window, nullptr) << "the offscreen platform has no tray";
-    EXPECT_GT(colouredPixels(iconImage(window->windowIcon())), 0);
-    indicator.setHibernating(true);
-    EXPECT_TRUE(indicator.isHibernating());
-    EXPECT_EQ(colouredPixels(iconImage(window->windowIcon())), 0);
-    EXPECT_EQ(iconImage(window->windowIcon()), iconImage(applicationIcon(true)));
-    indicator.setHibernating(false);
-    EXPECT_GT(colouredPixels(iconImage(window->windowIcon())), 0);
 }
