@@ -2,6 +2,496 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de_DE">
 <context>
+    <name>Notes</name>
+    <message>
+        <source>Pool Notes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Notes</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>Preferences</name>
+    <message>
+        <source>Preferences</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>General</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show Wendle in the &amp;tray instead of windows</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Tray &amp;icon:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>11</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>12</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>10</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>0</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Clock</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Clock with report</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Clock, report while reporting</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Wendle icon</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Wendle icon, report while reporting</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show &amp;applications that are not running</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show &amp;pools without current activity</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Reset application timers every &amp;day</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Reset pool timers every da&amp;y</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Suspend timers after:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>60</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>120</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>300</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>600</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>900</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>1800</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>3600</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>7200</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>1 minute</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>2 minutes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>5 minutes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>10 minutes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>15 minutes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>30 minutes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>1 hour</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>2 hours</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Count a &amp;locked screen as time away</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Check every:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Blacklist</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Wendle never tracks what these lists name: one name per line, * matches any text, a leading ! keeps what matches. A window line may name its application first: Firefox ▸ *private*.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Applications:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Windows:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Report</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Include &amp;applications</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Include &amp;pools</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Show:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Items shown in the organizer</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>All items</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Items with activity in the range</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show the report in the &amp;taskbar icon</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show the report on the &amp;desktop</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Opacity:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show the time under the &amp;mouse pointer</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Export</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Columns:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Pool</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Pool &amp;notes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Application</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Window</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Foreground time</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Total time</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Export:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Only items shown in the organizer</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Column separator:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Comma</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Semicolon</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Tab</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Line ending:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>LF (Linux, macOS)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>CR</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>CR LF (Windows)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Export a report every &amp;day</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>At &amp;hour:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>3</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>4</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>5</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>6</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>7</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>8</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>9</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>13</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>14</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>15</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>16</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>17</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>18</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>19</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>20</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>21</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>22</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>23</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>00:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>01:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>02:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>03:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>04:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>05:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>06:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>07:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>08:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>09:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>10:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>11:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>12:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>13:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>14:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>15:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>16:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>17:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>18:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>19:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>20:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>21:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>22:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>23:00</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&amp;Range:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Everything</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Only what is new since the last export</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>F&amp;older:</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>Report</name>
     <message>
         <source>Activity Report</source>
@@ -21,6 +511,52 @@
     </message>
 </context>
 <context>
+    <name>StatusItem</name>
+    <message>
+        <source>Wendle</source>
+        <translation type="unfinished">Wendle</translation>
+    </message>
+    <message>
+        <source>Organizer</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Activity Report</source>
+        <translation type="unfinished">Aktivitätsbericht</translation>
+    </message>
+    <message>
+        <source>Actions</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VXAboutDialog</name>
+    <message>
+        <source>About Wendle</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Wendle keeps track of the time you spend in each application and window, on its own.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Version %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Your record: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Your settings: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Free software under the GNU General Public License, version 3 or later. It comes with no warranty.</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>VXActivitySampler</name>
     <message>
         <source>1 second</source>
@@ -29,6 +565,13 @@
     <message>
         <source>%1 seconds</source>
         <translation>%1 Sekunden</translation>
+    </message>
+</context>
+<context>
+    <name>VXApplicationShell</name>
+    <message>
+        <source>CSV files (*.%1)</source>
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
@@ -497,6 +1040,13 @@ Die Einstellungen wurden nicht geändert.</translation>
     </message>
 </context>
 <context>
+    <name>VXDesktopReport</name>
+    <message>
+        <source>Activity Report</source>
+        <translation type="unfinished">Aktivitätsbericht</translation>
+    </message>
+</context>
+<context>
     <name>VXDialogs</name>
     <message>
         <source>Cancel</source>
@@ -696,6 +1246,21 @@ gespeicherte.
     </message>
 </context>
 <context>
+    <name>VXHelpWindow</name>
+    <message>
+        <source>Wendle Help</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Help topics</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Help page</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>VXHibernation</name>
     <message>
         <source>Wake Up</source>
@@ -727,6 +1292,43 @@ gespeicherte.
     <message>
         <source>Empty Pool</source>
         <translation>Leerer Pool</translation>
+    </message>
+</context>
+<context>
+    <name>VXItemListModel</name>
+    <message>
+        <source>Name</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Front Time</source>
+        <translation type="unfinished">Vordergrundzeit</translation>
+    </message>
+    <message>
+        <source>Time</source>
+        <translation type="unfinished">Zeit</translation>
+    </message>
+</context>
+<context>
+    <name>VXListContainer</name>
+    <message>
+        <source>Organizer lists</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VXLoginItems</name>
+    <message>
+        <source>%@ Login Item set to Hidden</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%@ may not function properly if set to run at login and marked Hidden. To make sure %@ works as expected, click the button below to remove the Hidden option from %@&apos;s Login Items entry.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Unhide %@</source>
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
@@ -771,6 +1373,219 @@ gespeicherte.
         <source>Light</source>
         <translation>Hell</translation>
     </message>
+    <message>
+        <source>Quit Wendle?</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Are you sure you want Wendle to stop tracking your activities and quit now?</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Quit</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Quit and don&apos;t ask again</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Open Snapshot</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VXMenuItems</name>
+    <message>
+        <source>Wendle</source>
+        <translation type="unfinished">Wendle</translation>
+    </message>
+    <message>
+        <source>File</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Edit</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>View</source>
+        <translation type="unfinished">Ansicht</translation>
+    </message>
+    <message>
+        <source>Window</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Help</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&lt;&lt; Suspend Timers &gt;&gt;</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>About Wendle</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Preferences...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Enable Debug Logging</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Open Snapshot...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Export Snapshot...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Close Window</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Reset Application Timers</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Reset Pool Timers</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Reset All Timers</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Undo</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Redo</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Clear Pools</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Delete</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>New Pool from Selection</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Quit</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Organizer</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Activity Report</source>
+        <translation type="unfinished">Aktivitätsbericht</translation>
+    </message>
+    <message>
+        <source>Stay in Front</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VXOrganizer</name>
+    <message>
+        <source>Applications</source>
+        <translation type="unfinished">Programme</translation>
+    </message>
+    <message>
+        <source>Pools</source>
+        <translation type="unfinished">Pools</translation>
+    </message>
+    <message>
+        <source>Drag items here to create pools</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Create Pool</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Suspended</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Context</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Collapse</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Expand</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Edit Notes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Reset Timer</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Remove from List</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Remove from List and Add to Blacklist</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Bring to Foreground</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Quit</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Launch</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; - Notes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; cannot be launched.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; cannot be brought to the foreground.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; cannot be quit.</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VXOrganizerWindow</name>
+    <message>
+        <source>Wendle</source>
+        <translation type="unfinished">Wendle</translation>
+    </message>
+    <message>
+        <source>Organizer lists</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>VXPools</name>
@@ -789,6 +1604,48 @@ gespeicherte.
     <message>
         <source>Track Window Titles Across All Applications</source>
         <translation>Fenstertitel über alle Programme hinweg erfassen</translation>
+    </message>
+</context>
+<context>
+    <name>VXPreferenceHandlers</name>
+    <message>
+        <source>Choose Folder</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Other...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Wendle cannot export to this folder.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The folder “%@” cannot be written. Automatic exports keep going to “%@”.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>1 second</source>
+        <translation type="unfinished">1 Sekunde</translation>
+    </message>
+    <message>
+        <source>%@ seconds</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VXPreferencesWindow</name>
+    <message>
+        <source>Preferences</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Wendle Preferences</source>
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
@@ -996,101 +1853,6 @@ Wenn Sie es sich danach anders überlegen, lässt sich dieser Schritt widerrufen
 <context>
     <name>VXSimulateCommand</name>
     <message>
-        <source>Usage: wendle simulate SCENARIO.json -o OUT.plist
-
-Runs the scripted day in SCENARIO.json through Wendle&apos;s tracking engine in virtual
-time (a working day takes seconds) and writes the record that Wendle would have saved
-on quit to OUT.plist, as a binary property list. Your own record and settings are not
-touched.
-
-The scenario is a JSON object:
-
-  {&quot;start&quot;: 1767254400, &quot;end&quot;: 3600,
-   &quot;defaults&quot;: {&quot;Update Interval&quot;: 1, &quot;Hibernation Interval&quot;: 300},
-   &quot;configuration&quot;: {...},
-   &quot;desktop&quot;: [{&quot;at&quot;: 0, &quot;front&quot;: &quot;/apps/editor.desktop&quot;,
-                &quot;applications&quot;: [{&quot;name&quot;: &quot;Editor&quot;, &quot;identifier&quot;: &quot;editor&quot;,
-                                  &quot;path&quot;: &quot;/apps/editor.desktop&quot;, &quot;pid&quot;: 100}],
-                &quot;windows&quot;: [{&quot;pid&quot;: 100, &quot;title&quot;: &quot;Report.odt&quot;, &quot;number&quot;: 1}]}],
-   &quot;events&quot;: [{&quot;at&quot;: 1800, &quot;type&quot;: &quot;sleep&quot;}, {&quot;at&quot;: 2400, &quot;type&quot;: &quot;wake&quot;}]}
-
-  start          Unix time at which the program starts (required)
-  end            seconds after start at which it quits (required)
-  defaults       settings of the run, over the registered defaults (no daily tasks:
-                 &quot;Auto-Reset ...&quot; and &quot;Auto-Export Reports&quot; are refused)
-  configuration  the record the program loads at start (default: none)
-  desktop        states of the desktop; each replaces the whole desktop from its &quot;at&quot;
-                 until the next one (&quot;at&quot; strictly increasing; before the first:
-                 an empty desktop)
-    front          desktop-entry path of the frontmost application, or null
-    applications   name, path (null: none), pid (required), identifier, regular
-                   (default true)
-    windows        front to back: pid (required), title, number, layer (default 0),
-                   onScreen and orderedIn (default true)
-  events         what happens, in order (&quot;at&quot; never decreasing), each with &quot;at&quot; and
-                 &quot;type&quot;:
-    input, sleep, wake, sessionResign, sessionActive, lock, unlock,
-    suspendAutomatic, suspendManual, wakeUp (the Suspend Timers command and its answers),
-    resetApplicationTimers, resetPoolTimers, resetAllTimers, clearApplications,
-    clearPools, clearAll, undo, redo, forceTick, and
-    setDefault with &quot;key&quot; and &quot;value&quot; (null removes it), for %1
-
-Times (&quot;start&quot;, &quot;end&quot;, every &quot;at&quot;, an &quot;Update Interval&quot; above 0.5) are multiples of
-1/8 second, so that sums of them are exact; &quot;at&quot; lies between 0 and &quot;end&quot;. Unknown fields
-are refused, and the message names the field (&quot;desktop[2].windows[0].pid: missing&quot;).
-Examples: tests/app/scenarios in Wendle&apos;s sources.
-
-Exit status: 0 done, 1 a file could not be read or written, 2 the scenario was refused.
-</source>
-        <translation>Aufruf: wendle simulate SZENARIO.json -o AUS.plist
-
-Lässt den geskripteten Tag aus SZENARIO.json in virtueller Zeit durch die Erfassung von
-Wendle laufen (ein Arbeitstag dauert Sekunden) und schreibt die Aufzeichnung, die Wendle
-beim Beenden gespeichert hätte, als binäre Property-Liste nach AUS.plist. Ihre eigene
-Aufzeichnung und Ihre Einstellungen bleiben unberührt.
-
-Das Szenario ist ein JSON-Objekt:
-
-  {&quot;start&quot;: 1767254400, &quot;end&quot;: 3600,
-   &quot;defaults&quot;: {&quot;Update Interval&quot;: 1, &quot;Hibernation Interval&quot;: 300},
-   &quot;configuration&quot;: {...},
-   &quot;desktop&quot;: [{&quot;at&quot;: 0, &quot;front&quot;: &quot;/apps/editor.desktop&quot;,
-                &quot;applications&quot;: [{&quot;name&quot;: &quot;Editor&quot;, &quot;identifier&quot;: &quot;editor&quot;,
-                                  &quot;path&quot;: &quot;/apps/editor.desktop&quot;, &quot;pid&quot;: 100}],
-                &quot;windows&quot;: [{&quot;pid&quot;: 100, &quot;title&quot;: &quot;Report.odt&quot;, &quot;number&quot;: 1}]}],
-   &quot;events&quot;: [{&quot;at&quot;: 1800, &quot;type&quot;: &quot;sleep&quot;}, {&quot;at&quot;: 2400, &quot;type&quot;: &quot;wake&quot;}]}
-
-  start          Unix-Zeit, zu der das Programm startet (nötig)
-  end            Sekunden nach dem Start, zu denen es endet (nötig)
-  defaults       Einstellungen des Laufs über den registrierten Vorgaben (keine täglichen
-                 Aufgaben: „Auto-Reset ...“ und „Auto-Export Reports“ werden abgelehnt)
-  configuration  die Aufzeichnung, die das Programm beim Start lädt (Vorgabe: keine)
-  desktop        Zustände des Desktops; jeder ersetzt den ganzen Desktop von seinem „at“
-                 bis zum nächsten („at“ streng steigend; vor dem ersten: ein leerer
-                 Desktop)
-    front          Pfad des Desktop-Eintrags des vordersten Programms, oder null
-    applications   name, path (null: keiner), pid (nötig), identifier, regular
-                   (Vorgabe true)
-    windows        von vorne nach hinten: pid (nötig), title, number, layer (Vorgabe 0),
-                   onScreen und orderedIn (Vorgabe true)
-  events         was geschieht, der Reihe nach („at“ nie fallend), jeweils mit „at“ und
-                 „type“:
-    input, sleep, wake, sessionResign, sessionActive, lock, unlock,
-    suspendAutomatic, suspendManual, wakeUp (der Befehl „Zeitmessung anhalten“ und seine
-    Antworten), resetApplicationTimers, resetPoolTimers, resetAllTimers, clearApplications,
-    clearPools, clearAll, undo, redo, forceTick und
-    setDefault mit „key“ und „value“ (null entfernt sie), für %1
-
-Zeiten („start“, „end“, jedes „at“, ein „Update Interval“ über 0,5) sind Vielfache von
-1/8 Sekunde, damit ihre Summen genau sind; „at“ liegt zwischen 0 und „end“. Unbekannte
-Felder werden abgelehnt, und die Meldung nennt das Feld („desktop[2].windows[0].pid: fehlt“).
-Beispiele: tests/app/scenarios in den Quellen von Wendle.
-
-Rückgabewert: 0 erledigt, 1 eine Datei konnte nicht gelesen oder geschrieben werden,
-2 das Szenario wurde abgelehnt.
-</translation>
-    </message>
-    <message>
         <source>wendle simulate: %1 needs a file name</source>
         <translation>wendle simulate: %1 braucht einen Dateinamen</translation>
     </message>
@@ -1125,6 +1887,58 @@ Rückgabewert: 0 erledigt, 1 eine Datei konnte nicht gelesen oder geschrieben we
     <message>
         <source>wendle simulate: cannot write &lt;%1&gt;</source>
         <translation>wendle simulate: &lt;%1&gt; kann nicht geschrieben werden</translation>
+    </message>
+    <message>
+        <source>Usage: wendle simulate SCENARIO.json -o OUT.plist
+
+Runs the scripted day in SCENARIO.json through Wendle&apos;s tracking engine in virtual
+time (a working day takes seconds) and writes the record that Wendle would have saved
+on quit to OUT.plist, as a binary property list. Your own record and settings are not
+touched.
+
+The scenario is a JSON object:
+
+  {&quot;start&quot;: 1767254400, &quot;end&quot;: 3600,
+   &quot;defaults&quot;: {&quot;Update Interval&quot;: 1, &quot;Hibernation Interval&quot;: 300},
+   &quot;configuration&quot;: {...},
+   &quot;desktop&quot;: [{&quot;at&quot;: 0, &quot;front&quot;: &quot;/apps/editor.desktop&quot;,
+                &quot;applications&quot;: [{&quot;name&quot;: &quot;Editor&quot;, &quot;identifier&quot;: &quot;editor&quot;,
+                                  &quot;path&quot;: &quot;/apps/editor.desktop&quot;, &quot;pid&quot;: 100}],
+                &quot;windows&quot;: [{&quot;pid&quot;: 100, &quot;title&quot;: &quot;Report.odt&quot;, &quot;number&quot;: 1}]}],
+   &quot;events&quot;: [{&quot;at&quot;: 1800, &quot;type&quot;: &quot;sleep&quot;}, {&quot;at&quot;: 2400, &quot;type&quot;: &quot;wake&quot;}]}
+
+  start          Unix time at which the program starts (required)
+  end            seconds after start at which it quits (required)
+  crash          true: at the end the program is killed instead of quitting; the
+                 output is then the record a restart recovers (default false)
+  defaults       settings of the run, over the registered defaults (no daily tasks:
+                 &quot;Auto-Reset ...&quot; and &quot;Auto-Export Reports&quot; are refused)
+  configuration  the record the program loads at start (default: none)
+  desktop        states of the desktop; each replaces the whole desktop from its &quot;at&quot;
+                 until the next one (&quot;at&quot; strictly increasing; before the first:
+                 an empty desktop)
+    front          desktop-entry path of the frontmost application, or null
+    applications   name, path (null: none), pid (required), identifier, regular
+                   (default true)
+    windows        front to back: pid (required), title, number, layer (default 0),
+                   onScreen and orderedIn (default true)
+  events         what happens, in order (&quot;at&quot; never decreasing), each with &quot;at&quot; and
+                 &quot;type&quot;:
+    input, sleep, wake, sessionResign, sessionActive, lock, unlock,
+    suspendAutomatic, suspendManual, wakeUp (the Suspend Timers command and its answers),
+    resetApplicationTimers, resetPoolTimers, resetAllTimers, clearApplications,
+    clearPools, clearAll, undo, redo, forceTick, crash (ends the run as &quot;crash&quot;: true
+    does, at that moment), and
+    setDefault with &quot;key&quot; and &quot;value&quot; (null removes it), for %1
+
+Times (&quot;start&quot;, &quot;end&quot;, every &quot;at&quot;, an &quot;Update Interval&quot; above 0.5) are multiples of
+1/8 second, so that sums of them are exact; &quot;at&quot; lies between 0 and &quot;end&quot;. Unknown fields
+are refused, and the message names the field (&quot;desktop[2].windows[0].pid: missing&quot;).
+Examples: tests/app/scenarios in Wendle&apos;s sources.
+
+Exit status: 0 done, 1 a file could not be read or written, 2 the scenario was refused.
+</source>
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
@@ -1211,6 +2025,32 @@ Zeigt, was das laufende Wendle gerade sieht; ohne eines die gespeicherte Aufzeic
     <message>
         <source>Time</source>
         <translation>Zeit</translation>
+    </message>
+    <message>
+        <source>Wendle is not running, and its saved record cannot be shown: %1.</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VXStatusItemPanel</name>
+    <message>
+        <source>Wendle</source>
+        <translation type="unfinished">Wendle</translation>
+    </message>
+    <message>
+        <source>Organizer (Ctrl+1)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Activity Report (Ctrl+2)</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VXStatusItemPanelResizeView</name>
+    <message>
+        <source>Resize</source>
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
@@ -1323,25 +2163,6 @@ Zeigt, was das laufende Wendle gerade sieht; ohne eines die gespeicherte Aufzeic
     </message>
 </context>
 <context>
-    <name>VXTrackingIndicator</name>
-    <message>
-        <source>Wendle is tracking</source>
-        <translation>Wendle erfasst</translation>
-    </message>
-    <message>
-        <source>Quit Wendle</source>
-        <translation>Wendle beenden</translation>
-    </message>
-    <message>
-        <source>Wendle</source>
-        <translation>Wendle</translation>
-    </message>
-    <message>
-        <source>&amp;Quit Wendle</source>
-        <translation>Wendle &amp;beenden</translation>
-    </message>
-</context>
-<context>
     <name>VXUserDefaults</name>
     <message>
         <source>Export Folder Found</source>
@@ -1366,6 +2187,17 @@ Wenn Sie diesen Ordner weiter für Exporte verwenden möchten, entsperren Sie ih
     <message>
         <source>Switch to Sandbox Default</source>
         <translation>Zur Sandbox-Vorgabe wechseln</translation>
+    </message>
+</context>
+<context>
+    <name>VXWelcomeWindow</name>
+    <message>
+        <source>Wendle</source>
+        <translation type="unfinished">Wendle</translation>
+    </message>
+    <message>
+        <source>This desktop shows no tray icons, so Wendle lives in windows.</source>
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>
@@ -1404,6 +2236,37 @@ Wenn Sie diesen Ordner weiter für Exporte verwenden möchten, entsperren Sie ih
     <message>
         <source>&lt;%1&gt; has no open window.</source>
         <translation>&lt;%1&gt; hat kein geöffnetes Fenster.</translation>
+    </message>
+</context>
+<context>
+    <name>Welcome</name>
+    <message>
+        <source>Welcome to Wendle</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Wendle keeps track of the time you spend in each application and window, all day, on its own. Where would you like it to live?</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>In windows: the organizer and the report are ordinary windows with a menu bar and an entry in the taskbar.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>In the tray: a small icon in the panel, whose menu holds everything; nothing else on screen until you ask for it.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>You can change this at any time in the preferences.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>In the &amp;Tray</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>In &amp;Windows</source>
+        <translation type="unfinished"></translation>
     </message>
 </context>
 </TS>
