@@ -5,490 +5,490 @@
     <name>Notes</name>
     <message>
         <source>Pool Notes</source>
-        <translation type="unfinished"></translation>
+        <translation>Pool-Notizen</translation>
     </message>
     <message>
         <source>Notes</source>
-        <translation type="unfinished"></translation>
+        <translation>Notizen</translation>
     </message>
 </context>
 <context>
     <name>Preferences</name>
     <message>
         <source>Preferences</source>
-        <translation type="unfinished"></translation>
+        <translation>Einstellungen</translation>
     </message>
     <message>
         <source>General</source>
-        <translation type="unfinished"></translation>
+        <translation>Allgemein</translation>
     </message>
     <message>
         <source>Show Wendle in the &amp;tray instead of windows</source>
-        <translation type="unfinished"></translation>
+        <translation>Wendle im &amp;Infobereich statt in Fenstern zeigen</translation>
     </message>
     <message>
         <source>Tray &amp;icon:</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Symbol im Infobereich:</translation>
     </message>
     <message>
         <source>11</source>
-        <translation type="unfinished"></translation>
+        <translation>11</translation>
     </message>
     <message>
         <source>12</source>
-        <translation type="unfinished"></translation>
+        <translation>12</translation>
     </message>
     <message>
         <source>10</source>
-        <translation type="unfinished"></translation>
+        <translation>10</translation>
     </message>
     <message>
         <source>1</source>
-        <translation type="unfinished"></translation>
+        <translation>1</translation>
     </message>
     <message>
         <source>0</source>
-        <translation type="unfinished"></translation>
+        <translation>0</translation>
     </message>
     <message>
         <source>Clock</source>
-        <translation type="unfinished"></translation>
+        <translation>Uhr</translation>
     </message>
     <message>
         <source>Clock with report</source>
-        <translation type="unfinished"></translation>
+        <translation>Uhr mit Bericht</translation>
     </message>
     <message>
         <source>Clock, report while reporting</source>
-        <translation type="unfinished"></translation>
+        <translation>Uhr, bei laufendem Bericht der Bericht</translation>
     </message>
     <message>
         <source>Wendle icon</source>
-        <translation type="unfinished"></translation>
+        <translation>Wendle-Symbol</translation>
     </message>
     <message>
         <source>Wendle icon, report while reporting</source>
-        <translation type="unfinished"></translation>
+        <translation>Wendle-Symbol, bei laufendem Bericht der Bericht</translation>
     </message>
     <message>
         <source>Show &amp;applications that are not running</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Programme zeigen, die nicht laufen</translation>
     </message>
     <message>
         <source>Show &amp;pools without current activity</source>
-        <translation type="unfinished"></translation>
+        <translation>P&amp;ools ohne aktuelle Aktivität zeigen</translation>
     </message>
     <message>
         <source>Reset application timers every &amp;day</source>
-        <translation type="unfinished"></translation>
+        <translation>Programmzeiten jeden &amp;Tag zurücksetzen</translation>
     </message>
     <message>
         <source>Reset pool timers every da&amp;y</source>
-        <translation type="unfinished"></translation>
+        <translation>Poolzeiten jeden Ta&amp;g zurücksetzen</translation>
     </message>
     <message>
         <source>&amp;Suspend timers after:</source>
-        <translation type="unfinished"></translation>
+        <translation>Zeitmessung anhalten &amp;nach:</translation>
     </message>
     <message>
         <source>60</source>
-        <translation type="unfinished"></translation>
+        <translation>60</translation>
     </message>
     <message>
         <source>120</source>
-        <translation type="unfinished"></translation>
+        <translation>120</translation>
     </message>
     <message>
         <source>300</source>
-        <translation type="unfinished"></translation>
+        <translation>300</translation>
     </message>
     <message>
         <source>600</source>
-        <translation type="unfinished"></translation>
+        <translation>600</translation>
     </message>
     <message>
         <source>900</source>
-        <translation type="unfinished"></translation>
+        <translation>900</translation>
     </message>
     <message>
         <source>1800</source>
-        <translation type="unfinished"></translation>
+        <translation>1800</translation>
     </message>
     <message>
         <source>3600</source>
-        <translation type="unfinished"></translation>
+        <translation>3600</translation>
     </message>
     <message>
         <source>7200</source>
-        <translation type="unfinished"></translation>
+        <translation>7200</translation>
     </message>
     <message>
         <source>1 minute</source>
-        <translation type="unfinished"></translation>
+        <translation>1 Minute</translation>
     </message>
     <message>
         <source>2 minutes</source>
-        <translation type="unfinished"></translation>
+        <translation>2 Minuten</translation>
     </message>
     <message>
         <source>5 minutes</source>
-        <translation type="unfinished"></translation>
+        <translation>5 Minuten</translation>
     </message>
     <message>
         <source>10 minutes</source>
-        <translation type="unfinished"></translation>
+        <translation>10 Minuten</translation>
     </message>
     <message>
         <source>15 minutes</source>
-        <translation type="unfinished"></translation>
+        <translation>15 Minuten</translation>
     </message>
     <message>
         <source>30 minutes</source>
-        <translation type="unfinished"></translation>
+        <translation>30 Minuten</translation>
     </message>
     <message>
         <source>1 hour</source>
-        <translation type="unfinished"></translation>
+        <translation>1 Stunde</translation>
     </message>
     <message>
         <source>2 hours</source>
-        <translation type="unfinished"></translation>
+        <translation>2 Stunden</translation>
     </message>
     <message>
         <source>Count a &amp;locked screen as time away</source>
-        <translation type="unfinished"></translation>
+        <translation>Gesperrten &amp;Bildschirm als Abwesenheit zählen</translation>
     </message>
     <message>
         <source>&amp;Check every:</source>
-        <translation type="unfinished"></translation>
+        <translation>Prüfen &amp;alle:</translation>
     </message>
     <message>
         <source>Blacklist</source>
-        <translation type="unfinished"></translation>
+        <translation>Sperrliste</translation>
     </message>
     <message>
         <source>Wendle never tracks what these lists name: one name per line, * matches any text, a leading ! keeps what matches. A window line may name its application first: Firefox ▸ *private*.</source>
-        <translation type="unfinished"></translation>
+        <translation>Wendle erfasst nie, was diese Listen nennen: ein Name pro Zeile, * passt auf beliebigen Text, ein ! am Zeilenanfang nimmt das Passende wieder aus. Eine Fensterzeile kann zuerst ihr Programm nennen: Firefox ▸ *private*.</translation>
     </message>
     <message>
         <source>&amp;Applications:</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Programme:</translation>
     </message>
     <message>
         <source>&amp;Windows:</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Fenster:</translation>
     </message>
     <message>
         <source>Report</source>
-        <translation type="unfinished"></translation>
+        <translation>Bericht</translation>
     </message>
     <message>
         <source>Include &amp;applications</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Programme einbeziehen</translation>
     </message>
     <message>
         <source>Include &amp;pools</source>
-        <translation type="unfinished"></translation>
+        <translation>P&amp;ools einbeziehen</translation>
     </message>
     <message>
         <source>&amp;Show:</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Anzeigen:</translation>
     </message>
     <message>
         <source>2</source>
-        <translation type="unfinished"></translation>
+        <translation>2</translation>
     </message>
     <message>
         <source>Items shown in the organizer</source>
-        <translation type="unfinished"></translation>
+        <translation>Im Organizer gezeigte Einträge</translation>
     </message>
     <message>
         <source>All items</source>
-        <translation type="unfinished"></translation>
+        <translation>Alle Einträge</translation>
     </message>
     <message>
         <source>Items with activity in the range</source>
-        <translation type="unfinished"></translation>
+        <translation>Einträge mit Aktivität im Zeitraum</translation>
     </message>
     <message>
         <source>Show the report in the &amp;taskbar icon</source>
-        <translation type="unfinished"></translation>
+        <translation>Bericht im &amp;Taskleistensymbol zeigen</translation>
     </message>
     <message>
         <source>Show the report on the &amp;desktop</source>
-        <translation type="unfinished"></translation>
+        <translation>Bericht auf dem &amp;Desktop zeigen</translation>
     </message>
     <message>
         <source>&amp;Opacity:</source>
-        <translation type="unfinished"></translation>
+        <translation>De&amp;ckkraft:</translation>
     </message>
     <message>
         <source>Show the time under the &amp;mouse pointer</source>
-        <translation type="unfinished"></translation>
+        <translation>Zeit unter dem &amp;Mauszeiger zeigen</translation>
     </message>
     <message>
         <source>Export</source>
-        <translation type="unfinished"></translation>
+        <translation>Export</translation>
     </message>
     <message>
         <source>Columns:</source>
-        <translation type="unfinished"></translation>
+        <translation>Spalten:</translation>
     </message>
     <message>
         <source>&amp;Pool</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Pool</translation>
     </message>
     <message>
         <source>Pool &amp;notes</source>
-        <translation type="unfinished"></translation>
+        <translation>Pool-&amp;Notizen</translation>
     </message>
     <message>
         <source>&amp;Application</source>
-        <translation type="unfinished"></translation>
+        <translation>Progr&amp;amm</translation>
     </message>
     <message>
         <source>&amp;Window</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Fenster</translation>
     </message>
     <message>
         <source>&amp;Foreground time</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Vordergrundzeit</translation>
     </message>
     <message>
         <source>&amp;Total time</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Gesamtzeit</translation>
     </message>
     <message>
         <source>&amp;Export:</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Exportieren:</translation>
     </message>
     <message>
         <source>Only items shown in the organizer</source>
-        <translation type="unfinished"></translation>
+        <translation>Nur im Organizer gezeigte Einträge</translation>
     </message>
     <message>
         <source>&amp;Column separator:</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Spaltentrennzeichen:</translation>
     </message>
     <message>
         <source>Comma</source>
-        <translation type="unfinished"></translation>
+        <translation>Komma</translation>
     </message>
     <message>
         <source>Semicolon</source>
-        <translation type="unfinished"></translation>
+        <translation>Semikolon</translation>
     </message>
     <message>
         <source>Tab</source>
-        <translation type="unfinished"></translation>
+        <translation>Tabulator</translation>
     </message>
     <message>
         <source>&amp;Line ending:</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Zeilenende:</translation>
     </message>
     <message>
         <source>LF (Linux, macOS)</source>
-        <translation type="unfinished"></translation>
+        <translation>LF (Linux, macOS)</translation>
     </message>
     <message>
         <source>CR</source>
-        <translation type="unfinished"></translation>
+        <translation>CR</translation>
     </message>
     <message>
         <source>CR LF (Windows)</source>
-        <translation type="unfinished"></translation>
+        <translation>CR LF (Windows)</translation>
     </message>
     <message>
         <source>Export a report every &amp;day</source>
-        <translation type="unfinished"></translation>
+        <translation>Jeden &amp;Tag einen Bericht exportieren</translation>
     </message>
     <message>
         <source>At &amp;hour:</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Uhrzeit:</translation>
     </message>
     <message>
         <source>3</source>
-        <translation type="unfinished"></translation>
+        <translation>3</translation>
     </message>
     <message>
         <source>4</source>
-        <translation type="unfinished"></translation>
+        <translation>4</translation>
     </message>
     <message>
         <source>5</source>
-        <translation type="unfinished"></translation>
+        <translation>5</translation>
     </message>
     <message>
         <source>6</source>
-        <translation type="unfinished"></translation>
+        <translation>6</translation>
     </message>
     <message>
         <source>7</source>
-        <translation type="unfinished"></translation>
+        <translation>7</translation>
     </message>
     <message>
         <source>8</source>
-        <translation type="unfinished"></translation>
+        <translation>8</translation>
     </message>
     <message>
         <source>9</source>
-        <translation type="unfinished"></translation>
+        <translation>9</translation>
     </message>
     <message>
         <source>13</source>
-        <translation type="unfinished"></translation>
+        <translation>13</translation>
     </message>
     <message>
         <source>14</source>
-        <translation type="unfinished"></translation>
+        <translation>14</translation>
     </message>
     <message>
         <source>15</source>
-        <translation type="unfinished"></translation>
+        <translation>15</translation>
     </message>
     <message>
         <source>16</source>
-        <translation type="unfinished"></translation>
+        <translation>16</translation>
     </message>
     <message>
         <source>17</source>
-        <translation type="unfinished"></translation>
+        <translation>17</translation>
     </message>
     <message>
         <source>18</source>
-        <translation type="unfinished"></translation>
+        <translation>18</translation>
     </message>
     <message>
         <source>19</source>
-        <translation type="unfinished"></translation>
+        <translation>19</translation>
     </message>
     <message>
         <source>20</source>
-        <translation type="unfinished"></translation>
+        <translation>20</translation>
     </message>
     <message>
         <source>21</source>
-        <translation type="unfinished"></translation>
+        <translation>21</translation>
     </message>
     <message>
         <source>22</source>
-        <translation type="unfinished"></translation>
+        <translation>22</translation>
     </message>
     <message>
         <source>23</source>
-        <translation type="unfinished"></translation>
+        <translation>23</translation>
     </message>
     <message>
         <source>00:00</source>
-        <translation type="unfinished"></translation>
+        <translation>00:00</translation>
     </message>
     <message>
         <source>01:00</source>
-        <translation type="unfinished"></translation>
+        <translation>01:00</translation>
     </message>
     <message>
         <source>02:00</source>
-        <translation type="unfinished"></translation>
+        <translation>02:00</translation>
     </message>
     <message>
         <source>03:00</source>
-        <translation type="unfinished"></translation>
+        <translation>03:00</translation>
     </message>
     <message>
         <source>04:00</source>
-        <translation type="unfinished"></translation>
+        <translation>04:00</translation>
     </message>
     <message>
         <source>05:00</source>
-        <translation type="unfinished"></translation>
+        <translation>05:00</translation>
     </message>
     <message>
         <source>06:00</source>
-        <translation type="unfinished"></translation>
+        <translation>06:00</translation>
     </message>
     <message>
         <source>07:00</source>
-        <translation type="unfinished"></translation>
+        <translation>07:00</translation>
     </message>
     <message>
         <source>08:00</source>
-        <translation type="unfinished"></translation>
+        <translation>08:00</translation>
     </message>
     <message>
         <source>09:00</source>
-        <translation type="unfinished"></translation>
+        <translation>09:00</translation>
     </message>
     <message>
         <source>10:00</source>
-        <translation type="unfinished"></translation>
+        <translation>10:00</translation>
     </message>
     <message>
         <source>11:00</source>
-        <translation type="unfinished"></translation>
+        <translation>11:00</translation>
     </message>
     <message>
         <source>12:00</source>
-        <translation type="unfinished"></translation>
+        <translation>12:00</translation>
     </message>
     <message>
         <source>13:00</source>
-        <translation type="unfinished"></translation>
+        <translation>13:00</translation>
     </message>
     <message>
         <source>14:00</source>
-        <translation type="unfinished"></translation>
+        <translation>14:00</translation>
     </message>
     <message>
         <source>15:00</source>
-        <translation type="unfinished"></translation>
+        <translation>15:00</translation>
     </message>
     <message>
         <source>16:00</source>
-        <translation type="unfinished"></translation>
+        <translation>16:00</translation>
     </message>
     <message>
         <source>17:00</source>
-        <translation type="unfinished"></translation>
+        <translation>17:00</translation>
     </message>
     <message>
         <source>18:00</source>
-        <translation type="unfinished"></translation>
+        <translation>18:00</translation>
     </message>
     <message>
         <source>19:00</source>
-        <translation type="unfinished"></translation>
+        <translation>19:00</translation>
     </message>
     <message>
         <source>20:00</source>
-        <translation type="unfinished"></translation>
+        <translation>20:00</translation>
     </message>
     <message>
         <source>21:00</source>
-        <translation type="unfinished"></translation>
+        <translation>21:00</translation>
     </message>
     <message>
         <source>22:00</source>
-        <translation type="unfinished"></translation>
+        <translation>22:00</translation>
     </message>
     <message>
         <source>23:00</source>
-        <translation type="unfinished"></translation>
+        <translation>23:00</translation>
     </message>
     <message>
         <source>&amp;Range:</source>
-        <translation type="unfinished"></translation>
+        <translation>Zeit&amp;raum:</translation>
     </message>
     <message>
         <source>Everything</source>
-        <translation type="unfinished"></translation>
+        <translation>Alles</translation>
     </message>
     <message>
         <source>Only what is new since the last export</source>
-        <translation type="unfinished"></translation>
+        <translation>Nur, was seit dem letzten Export neu ist</translation>
     </message>
     <message>
         <source>F&amp;older:</source>
-        <translation type="unfinished"></translation>
+        <translation>&amp;Ordner:</translation>
     </message>
 </context>
 <context>
@@ -514,46 +514,46 @@
     <name>StatusItem</name>
     <message>
         <source>Wendle</source>
-        <translation type="unfinished">Wendle</translation>
+        <translation>Wendle</translation>
     </message>
     <message>
         <source>Organizer</source>
-        <translation type="unfinished"></translation>
+        <translation>Organizer</translation>
     </message>
     <message>
         <source>Activity Report</source>
-        <translation type="unfinished">Aktivitätsbericht</translation>
+        <translation>Aktivitätsbericht</translation>
     </message>
     <message>
         <source>Actions</source>
-        <translation type="unfinished"></translation>
+        <translation>Aktionen</translation>
     </message>
 </context>
 <context>
     <name>VXAboutDialog</name>
     <message>
         <source>About Wendle</source>
-        <translation type="unfinished"></translation>
+        <translation>Über Wendle</translation>
     </message>
     <message>
         <source>Wendle keeps track of the time you spend in each application and window, on its own.</source>
-        <translation type="unfinished"></translation>
+        <translation>Wendle erfasst selbstständig, wie viel Zeit Sie in jedem Programm und jedem Fenster verbringen.</translation>
     </message>
     <message>
         <source>Version %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Version %1</translation>
     </message>
     <message>
         <source>Your record: %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Ihre Aufzeichnung: %1</translation>
     </message>
     <message>
         <source>Your settings: %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Ihre Einstellungen: %1</translation>
     </message>
     <message>
         <source>Free software under the GNU General Public License, version 3 or later. It comes with no warranty.</source>
-        <translation type="unfinished"></translation>
+        <translation>Freie Software unter der GNU General Public License, Version 3 oder später. Es gibt keinerlei Gewährleistung.</translation>
     </message>
 </context>
 <context>
@@ -571,7 +571,7 @@
     <name>VXApplicationShell</name>
     <message>
         <source>CSV files (*.%1)</source>
-        <translation type="unfinished"></translation>
+        <translation>CSV-Dateien (*.%1)</translation>
     </message>
 </context>
 <context>
@@ -1043,7 +1043,7 @@ Die Einstellungen wurden nicht geändert.</translation>
     <name>VXDesktopReport</name>
     <message>
         <source>Activity Report</source>
-        <translation type="unfinished">Aktivitätsbericht</translation>
+        <translation>Aktivitätsbericht</translation>
     </message>
 </context>
 <context>
@@ -1249,15 +1249,15 @@ gespeicherte.
     <name>VXHelpWindow</name>
     <message>
         <source>Wendle Help</source>
-        <translation type="unfinished"></translation>
+        <translation>Wendle-Hilfe</translation>
     </message>
     <message>
         <source>Help topics</source>
-        <translation type="unfinished"></translation>
+        <translation>Hilfethemen</translation>
     </message>
     <message>
         <source>Help page</source>
-        <translation type="unfinished"></translation>
+        <translation>Hilfeseite</translation>
     </message>
 </context>
 <context>
@@ -1298,37 +1298,37 @@ gespeicherte.
     <name>VXItemListModel</name>
     <message>
         <source>Name</source>
-        <translation type="unfinished"></translation>
+        <translation>Name</translation>
     </message>
     <message>
         <source>Front Time</source>
-        <translation type="unfinished">Vordergrundzeit</translation>
+        <translation>Vordergrundzeit</translation>
     </message>
     <message>
         <source>Time</source>
-        <translation type="unfinished">Zeit</translation>
+        <translation>Zeit</translation>
     </message>
 </context>
 <context>
     <name>VXListContainer</name>
     <message>
         <source>Organizer lists</source>
-        <translation type="unfinished"></translation>
+        <translation>Listen des Organizers</translation>
     </message>
 </context>
 <context>
     <name>VXLoginItems</name>
     <message>
         <source>%@ Login Item set to Hidden</source>
-        <translation type="unfinished"></translation>
+        <translation>Anmeldeobjekt %@ ist auf „Ausgeblendet“ gesetzt</translation>
     </message>
     <message>
         <source>%@ may not function properly if set to run at login and marked Hidden. To make sure %@ works as expected, click the button below to remove the Hidden option from %@&apos;s Login Items entry.</source>
-        <translation type="unfinished"></translation>
+        <translation>%@ funktioniert möglicherweise nicht richtig, wenn es bei der Anmeldung startet und als „Ausgeblendet“ markiert ist. Damit %@ wie erwartet funktioniert, klicken Sie auf die Schaltfläche unten, um die Option „Ausgeblendet“ aus dem Anmeldeobjekt von %@ zu entfernen.</translation>
     </message>
     <message>
         <source>Unhide %@</source>
-        <translation type="unfinished"></translation>
+        <translation>%@ einblenden</translation>
     </message>
 </context>
 <context>
@@ -1375,216 +1375,216 @@ gespeicherte.
     </message>
     <message>
         <source>Quit Wendle?</source>
-        <translation type="unfinished"></translation>
+        <translation>Wendle beenden?</translation>
     </message>
     <message>
         <source>Are you sure you want Wendle to stop tracking your activities and quit now?</source>
-        <translation type="unfinished"></translation>
+        <translation>Möchten Sie Wendle wirklich jetzt beenden? Ihre Aktivitäten werden dann nicht mehr erfasst.</translation>
     </message>
     <message>
         <source>Quit</source>
-        <translation type="unfinished"></translation>
+        <translation>Beenden</translation>
     </message>
     <message>
         <source>Quit and don&apos;t ask again</source>
-        <translation type="unfinished"></translation>
+        <translation>Beenden und nicht mehr fragen</translation>
     </message>
     <message>
         <source>Open Snapshot</source>
-        <translation type="unfinished"></translation>
+        <translation>Schnappschuss öffnen</translation>
     </message>
 </context>
 <context>
     <name>VXMenuItems</name>
     <message>
         <source>Wendle</source>
-        <translation type="unfinished">Wendle</translation>
+        <translation>Wendle</translation>
     </message>
     <message>
         <source>File</source>
-        <translation type="unfinished"></translation>
+        <translation>Datei</translation>
     </message>
     <message>
         <source>Edit</source>
-        <translation type="unfinished"></translation>
+        <translation>Bearbeiten</translation>
     </message>
     <message>
         <source>View</source>
-        <translation type="unfinished">Ansicht</translation>
+        <translation>Ansicht</translation>
     </message>
     <message>
         <source>Window</source>
-        <translation type="unfinished"></translation>
+        <translation>Fenster</translation>
     </message>
     <message>
         <source>Help</source>
-        <translation type="unfinished"></translation>
+        <translation>Hilfe</translation>
     </message>
     <message>
         <source>&lt;&lt; Suspend Timers &gt;&gt;</source>
-        <translation type="unfinished"></translation>
+        <translation>&lt;&lt; Zeitmessung anhalten &gt;&gt;</translation>
     </message>
     <message>
         <source>About Wendle</source>
-        <translation type="unfinished"></translation>
+        <translation>Über Wendle</translation>
     </message>
     <message>
         <source>Preferences...</source>
-        <translation type="unfinished"></translation>
+        <translation>Einstellungen …</translation>
     </message>
     <message>
         <source>Enable Debug Logging</source>
-        <translation type="unfinished"></translation>
+        <translation>Debug-Protokollierung einschalten</translation>
     </message>
     <message>
         <source>Open Snapshot...</source>
-        <translation type="unfinished"></translation>
+        <translation>Schnappschuss öffnen …</translation>
     </message>
     <message>
         <source>Export Snapshot...</source>
-        <translation type="unfinished"></translation>
+        <translation>Schnappschuss exportieren …</translation>
     </message>
     <message>
         <source>Close Window</source>
-        <translation type="unfinished"></translation>
+        <translation>Fenster schließen</translation>
     </message>
     <message>
         <source>Reset Application Timers</source>
-        <translation type="unfinished"></translation>
+        <translation>Programmzeiten zurücksetzen</translation>
     </message>
     <message>
         <source>Reset Pool Timers</source>
-        <translation type="unfinished"></translation>
+        <translation>Poolzeiten zurücksetzen</translation>
     </message>
     <message>
         <source>Reset All Timers</source>
-        <translation type="unfinished"></translation>
+        <translation>Alle Zeiten zurücksetzen</translation>
     </message>
     <message>
         <source>Undo</source>
-        <translation type="unfinished"></translation>
+        <translation>Widerrufen</translation>
     </message>
     <message>
         <source>Redo</source>
-        <translation type="unfinished"></translation>
+        <translation>Wiederholen</translation>
     </message>
     <message>
         <source>Clear Pools</source>
-        <translation type="unfinished"></translation>
+        <translation>Pools löschen</translation>
     </message>
     <message>
         <source>Delete</source>
-        <translation type="unfinished"></translation>
+        <translation>Löschen</translation>
     </message>
     <message>
         <source>New Pool from Selection</source>
-        <translation type="unfinished"></translation>
+        <translation>Neuer Pool aus Auswahl</translation>
     </message>
     <message>
         <source>Quit</source>
-        <translation type="unfinished"></translation>
+        <translation>Beenden</translation>
     </message>
     <message>
         <source>Organizer</source>
-        <translation type="unfinished"></translation>
+        <translation>Organizer</translation>
     </message>
     <message>
         <source>Activity Report</source>
-        <translation type="unfinished">Aktivitätsbericht</translation>
+        <translation>Aktivitätsbericht</translation>
     </message>
     <message>
         <source>Stay in Front</source>
-        <translation type="unfinished"></translation>
+        <translation>Im Vordergrund bleiben</translation>
     </message>
 </context>
 <context>
     <name>VXOrganizer</name>
     <message>
         <source>Applications</source>
-        <translation type="unfinished">Programme</translation>
+        <translation>Programme</translation>
     </message>
     <message>
         <source>Pools</source>
-        <translation type="unfinished">Pools</translation>
+        <translation>Pools</translation>
     </message>
     <message>
         <source>Drag items here to create pools</source>
-        <translation type="unfinished"></translation>
+        <translation>Ziehen Sie Einträge hierher, um Pools anzulegen</translation>
     </message>
     <message>
         <source>Create Pool</source>
-        <translation type="unfinished"></translation>
+        <translation>Pool anlegen</translation>
     </message>
     <message>
         <source>Suspended</source>
-        <translation type="unfinished"></translation>
+        <translation>Zeitmessung angehalten</translation>
     </message>
     <message>
         <source>Context</source>
-        <translation type="unfinished"></translation>
+        <translation>Kontextmenü</translation>
     </message>
     <message>
         <source>Collapse</source>
-        <translation type="unfinished"></translation>
+        <translation>Einklappen</translation>
     </message>
     <message>
         <source>Expand</source>
-        <translation type="unfinished"></translation>
+        <translation>Ausklappen</translation>
     </message>
     <message>
         <source>Edit Notes</source>
-        <translation type="unfinished"></translation>
+        <translation>Notizen bearbeiten</translation>
     </message>
     <message>
         <source>Reset Timer</source>
-        <translation type="unfinished"></translation>
+        <translation>Zeit zurücksetzen</translation>
     </message>
     <message>
         <source>Remove from List</source>
-        <translation type="unfinished"></translation>
+        <translation>Aus der Liste entfernen</translation>
     </message>
     <message>
         <source>Remove from List and Add to Blacklist</source>
-        <translation type="unfinished"></translation>
+        <translation>Aus der Liste entfernen und zur Sperrliste hinzufügen</translation>
     </message>
     <message>
         <source>Bring to Foreground</source>
-        <translation type="unfinished"></translation>
+        <translation>In den Vordergrund holen</translation>
     </message>
     <message>
         <source>Quit</source>
-        <translation type="unfinished"></translation>
+        <translation>Beenden</translation>
     </message>
     <message>
         <source>Launch</source>
-        <translation type="unfinished"></translation>
+        <translation>Starten</translation>
     </message>
     <message>
         <source>&quot;%1&quot; - Notes</source>
-        <translation type="unfinished"></translation>
+        <translation>„%1“ – Notizen</translation>
     </message>
     <message>
         <source>&quot;%1&quot; cannot be launched.</source>
-        <translation type="unfinished"></translation>
+        <translation>„%1“ kann nicht gestartet werden.</translation>
     </message>
     <message>
         <source>&quot;%1&quot; cannot be brought to the foreground.</source>
-        <translation type="unfinished"></translation>
+        <translation>„%1“ kann nicht in den Vordergrund geholt werden.</translation>
     </message>
     <message>
         <source>&quot;%1&quot; cannot be quit.</source>
-        <translation type="unfinished"></translation>
+        <translation>„%1“ kann nicht beendet werden.</translation>
     </message>
 </context>
 <context>
     <name>VXOrganizerWindow</name>
     <message>
         <source>Wendle</source>
-        <translation type="unfinished">Wendle</translation>
+        <translation>Wendle</translation>
     </message>
     <message>
         <source>Organizer lists</source>
-        <translation type="unfinished"></translation>
+        <translation>Listen des Organizers</translation>
     </message>
 </context>
 <context>
@@ -1610,42 +1610,42 @@ gespeicherte.
     <name>VXPreferenceHandlers</name>
     <message>
         <source>Choose Folder</source>
-        <translation type="unfinished"></translation>
+        <translation>Ordner wählen</translation>
     </message>
     <message>
         <source>Other...</source>
-        <translation type="unfinished"></translation>
+        <translation>Andere …</translation>
     </message>
     <message>
         <source>Wendle cannot export to this folder.</source>
-        <translation type="unfinished"></translation>
+        <translation>Wendle kann nicht in diesen Ordner exportieren.</translation>
     </message>
     <message>
         <source>The folder “%@” cannot be written. Automatic exports keep going to “%@”.</source>
-        <translation type="unfinished"></translation>
+        <translation>In den Ordner „%@“ kann nicht geschrieben werden. Automatische Exporte gehen weiterhin nach „%@“.</translation>
     </message>
     <message>
         <source>OK</source>
-        <translation type="unfinished"></translation>
+        <translation>OK</translation>
     </message>
     <message>
         <source>1 second</source>
-        <translation type="unfinished">1 Sekunde</translation>
+        <translation>1 Sekunde</translation>
     </message>
     <message>
         <source>%@ seconds</source>
-        <translation type="unfinished"></translation>
+        <translation>%@ Sekunden</translation>
     </message>
 </context>
 <context>
     <name>VXPreferencesWindow</name>
     <message>
         <source>Preferences</source>
-        <translation type="unfinished"></translation>
+        <translation>Einstellungen</translation>
     </message>
     <message>
         <source>Wendle Preferences</source>
-        <translation type="unfinished"></translation>
+        <translation>Wendle-Einstellungen</translation>
     </message>
 </context>
 <context>
@@ -1938,7 +1938,58 @@ Examples: tests/app/scenarios in Wendle&apos;s sources.
 
 Exit status: 0 done, 1 a file could not be read or written, 2 the scenario was refused.
 </source>
-        <translation type="unfinished"></translation>
+        <translation>Aufruf: wendle simulate SZENARIO.json -o AUS.plist
+
+Führt den in SZENARIO.json beschriebenen Tag in virtueller Zeit durch die Erfassung von Wendle
+(ein Arbeitstag dauert Sekunden) und schreibt die Aufzeichnung, die Wendle beim Beenden
+gespeichert hätte, als binäre Property-Liste nach AUS.plist. Ihre eigene Aufzeichnung und
+Ihre Einstellungen bleiben unberührt.
+
+Das Szenario ist ein JSON-Objekt:
+
+  {&quot;start&quot;: 1767254400, &quot;end&quot;: 3600,
+   &quot;defaults&quot;: {&quot;Update Interval&quot;: 1, &quot;Hibernation Interval&quot;: 300},
+   &quot;configuration&quot;: {...},
+   &quot;desktop&quot;: [{&quot;at&quot;: 0, &quot;front&quot;: &quot;/apps/editor.desktop&quot;,
+                &quot;applications&quot;: [{&quot;name&quot;: &quot;Editor&quot;, &quot;identifier&quot;: &quot;editor&quot;,
+                                  &quot;path&quot;: &quot;/apps/editor.desktop&quot;, &quot;pid&quot;: 100}],
+                &quot;windows&quot;: [{&quot;pid&quot;: 100, &quot;title&quot;: &quot;Report.odt&quot;, &quot;number&quot;: 1}]}],
+   &quot;events&quot;: [{&quot;at&quot;: 1800, &quot;type&quot;: &quot;sleep&quot;}, {&quot;at&quot;: 2400, &quot;type&quot;: &quot;wake&quot;}]}
+
+  start          Unix-Zeit, zu der das Programm startet (Pflicht)
+  end            Sekunden nach dem Start, zu denen es sich beendet (Pflicht)
+  crash          true: Am Ende wird das Programm abgebrochen, statt sich zu beenden; die
+                 Ausgabe ist dann die Aufzeichnung, die ein Neustart wiederherstellt
+                 (Vorgabe false)
+  defaults       Einstellungen des Laufs, über den registrierten Vorgaben (keine täglichen
+                 Aufgaben: &quot;Auto-Reset ...&quot; und &quot;Auto-Export Reports&quot; werden abgelehnt)
+  configuration  die Aufzeichnung, die das Programm beim Start lädt (Vorgabe: keine)
+  desktop        Zustände des Desktops; jeder ersetzt den ganzen Desktop von seinem &quot;at&quot;
+                 bis zum nächsten (&quot;at&quot; streng steigend; vor dem ersten: ein leerer
+                 Desktop)
+    front          Pfad des Desktop-Eintrags des vordersten Programms, oder null
+    applications   name, path (null: keiner), pid (Pflicht), identifier, regular
+                   (Vorgabe true)
+    windows        von vorne nach hinten: pid (Pflicht), title, number, layer (Vorgabe 0),
+                   onScreen und orderedIn (Vorgabe true)
+  events         was geschieht, der Reihe nach (&quot;at&quot; nie fallend), jeweils mit &quot;at&quot; und
+                 &quot;type&quot;:
+    input, sleep, wake, sessionResign, sessionActive, lock, unlock,
+    suspendAutomatic, suspendManual, wakeUp (der Befehl „Zeitmessung anhalten“ und seine
+    Antworten),
+    resetApplicationTimers, resetPoolTimers, resetAllTimers, clearApplications,
+    clearPools, clearAll, undo, redo, forceTick, crash (beendet den Lauf wie &quot;crash&quot;: true,
+    in diesem Moment), und
+    setDefault mit &quot;key&quot; und &quot;value&quot; (null entfernt sie), für %1
+
+Zeiten (&quot;start&quot;, &quot;end&quot;, jedes &quot;at&quot;, ein &quot;Update Interval&quot; über 0.5) sind Vielfache von
+1/8 Sekunde, damit ihre Summen genau sind; &quot;at&quot; liegt zwischen 0 und &quot;end&quot;. Unbekannte Felder
+werden abgelehnt, und die Meldung nennt das Feld (&quot;desktop[2].windows[0].pid: fehlt&quot;).
+Beispiele: tests/app/scenarios in den Quellen von Wendle.
+
+Exit-Status: 0 erledigt, 1 eine Datei konnte nicht gelesen oder geschrieben werden, 2 das
+Szenario wurde abgelehnt.
+</translation>
     </message>
 </context>
 <context>
@@ -2028,29 +2079,29 @@ Zeigt, was das laufende Wendle gerade sieht; ohne eines die gespeicherte Aufzeic
     </message>
     <message>
         <source>Wendle is not running, and its saved record cannot be shown: %1.</source>
-        <translation type="unfinished"></translation>
+        <translation>Wendle läuft nicht, und seine gespeicherte Aufzeichnung kann nicht gezeigt werden: %1.</translation>
     </message>
 </context>
 <context>
     <name>VXStatusItemPanel</name>
     <message>
         <source>Wendle</source>
-        <translation type="unfinished">Wendle</translation>
+        <translation>Wendle</translation>
     </message>
     <message>
         <source>Organizer (Ctrl+1)</source>
-        <translation type="unfinished"></translation>
+        <translation>Organizer (Strg+1)</translation>
     </message>
     <message>
         <source>Activity Report (Ctrl+2)</source>
-        <translation type="unfinished"></translation>
+        <translation>Aktivitätsbericht (Strg+2)</translation>
     </message>
 </context>
 <context>
     <name>VXStatusItemPanelResizeView</name>
     <message>
         <source>Resize</source>
-        <translation type="unfinished"></translation>
+        <translation>Größe ändern</translation>
     </message>
 </context>
 <context>
@@ -2193,11 +2244,11 @@ Wenn Sie diesen Ordner weiter für Exporte verwenden möchten, entsperren Sie ih
     <name>VXWelcomeWindow</name>
     <message>
         <source>Wendle</source>
-        <translation type="unfinished">Wendle</translation>
+        <translation>Wendle</translation>
     </message>
     <message>
         <source>This desktop shows no tray icons, so Wendle lives in windows.</source>
-        <translation type="unfinished"></translation>
+        <translation>Dieser Desktop zeigt keine Symbole im Infobereich, daher lebt Wendle in Fenstern.</translation>
     </message>
 </context>
 <context>
@@ -2242,31 +2293,31 @@ Wenn Sie diesen Ordner weiter für Exporte verwenden möchten, entsperren Sie ih
     <name>Welcome</name>
     <message>
         <source>Welcome to Wendle</source>
-        <translation type="unfinished"></translation>
+        <translation>Willkommen bei Wendle</translation>
     </message>
     <message>
         <source>Wendle keeps track of the time you spend in each application and window, all day, on its own. Where would you like it to live?</source>
-        <translation type="unfinished"></translation>
+        <translation>Wendle erfasst den ganzen Tag selbstständig, wie viel Zeit Sie in jedem Programm und jedem Fenster verbringen. Wo soll es seinen Platz haben?</translation>
     </message>
     <message>
         <source>In windows: the organizer and the report are ordinary windows with a menu bar and an entry in the taskbar.</source>
-        <translation type="unfinished"></translation>
+        <translation>In Fenstern: Der Organizer und der Bericht sind gewöhnliche Fenster mit einer Menüleiste und einem Eintrag in der Taskleiste.</translation>
     </message>
     <message>
         <source>In the tray: a small icon in the panel, whose menu holds everything; nothing else on screen until you ask for it.</source>
-        <translation type="unfinished"></translation>
+        <translation>Im Infobereich: ein kleines Symbol in der Leiste, dessen Menü alles enthält; sonst nichts auf dem Bildschirm, bis Sie danach fragen.</translation>
     </message>
     <message>
         <source>You can change this at any time in the preferences.</source>
-        <translation type="unfinished"></translation>
+        <translation>Sie können das jederzeit in den Einstellungen ändern.</translation>
     </message>
     <message>
         <source>In the &amp;Tray</source>
-        <translation type="unfinished"></translation>
+        <translation>Im &amp;Infobereich</translation>
     </message>
     <message>
         <source>In &amp;Windows</source>
-        <translation type="unfinished"></translation>
+        <translation>In &amp;Fenstern</translation>
     </message>
 </context>
 </TS>
