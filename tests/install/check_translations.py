@@ -17,7 +17,7 @@ import sys
 import tempfile
 import xml.etree.ElementTree as ET
 
-FOLDERS = ["app", "core", "platform", "reports", "shell"]
+FOLDERS = ["app", "core", "platform", "reports", "shell", "resources"]
 PLACEHOLDER = re.compile(r"%(?:\d|@|lu|%)")
 
 
