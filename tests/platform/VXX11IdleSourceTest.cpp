@@ -151,10 +151,12 @@ TEST_P(VXX11IdleSourceTest, ContinuousInputIsReportedAboutOnceASecond)
     const int reports = observer.inputsSince(burstFrom);
     EXPECT_GE(reports, 2);
     EXPECT_LE(reports, 4);
-    // Reports are spaced by about a second, never bunched.
+    // Reports are spaced by about a second, never bunched: movements come every 100 ms, so a
+    // report per movement would be far closer than the bound (which leaves room for a loaded
+    // machine delivering one report late and the next on time).
     for (std::size_t i = 1; i < observer.inputTimes.size(); ++i) {
         if (observer.inputTimes[i - 1] >= burstFrom) {
-            EXPECT_GE(observer.inputTimes[i] - observer.inputTimes[i - 1], 900);
+            EXPECT_GE(observer.inputTimes[i] - observer.inputTimes[i - 1], 500);
         }
     }
     // The source did not wake for each movement.
