@@ -341,7 +341,10 @@ void VXMainController::blacklistTextDidChange(const QString &name, const QString
 {
     if (!m_configuration)
         setConfiguration(VXMakeDictionary());
-    VXSetBlacklistText(*m_configuration, name, text);
+    // A line of nothing but spaces the person typed in the preferences names nothing: no entry.
+    QStringList lines = text.split(u'\n');
+    lines.removeIf([](const QString &line) { return line.trimmed().isEmpty(); });
+    VXSetBlacklistText(*m_configuration, name, lines.join(u'\n'));
     m_journal.noteTreeReplaced();
 }
 

@@ -82,10 +82,8 @@ void VXSetBlacklistText(VXDictionary &configuration, const QString &name, const 
 {
     VXArray &blacklist = blacklistWithName(configuration, name);
     blacklist.clear();
-    // A line of nothing but spaces names nothing: it is no entry.
     for (QStringView line : QStringView(text).split(kNewline))
-        if (!line.trimmed().isEmpty())
-            blacklist.append(line.toString());
+        blacklist.append(line.toString());
 }
 
 VXDictionary *cutoffs(const VXDictionary &configuration)
