@@ -9,6 +9,7 @@
 #include "VXOrganizerTestSupport.h"
 
 #include "VXItemSorting.h"
+#include "VXScreenshotSupport.h"
 #include "VXTrackingTestSupport.h"
 #include "VXX11TestRig.h"
 
@@ -41,24 +42,6 @@ QString fileName(const QString &folder, const char16_t *state, const char16_t *t
 {
     return folder + u"/organizer-"_s + QString::fromUtf16(state) + u'-' + QString::fromUtf16(theme)
         + QString::fromUtf16(suffix) + u".png"_s;
-}
-
-QPalette darkPalette()
-{
-    QPalette palette;
-    const QColor window(0x2b, 0x2d, 0x30), base(0x1e, 0x1f, 0x22), text(0xe6, 0xe6, 0xe6);
-    palette.setColor(QPalette::Window, window);
-    palette.setColor(QPalette::WindowText, text);
-    palette.setColor(QPalette::Base, base);
-    palette.setColor(QPalette::AlternateBase, window);
-    palette.setColor(QPalette::Text, text);
-    palette.setColor(QPalette::Button, window);
-    palette.setColor(QPalette::ButtonText, text);
-    palette.setColor(QPalette::Highlight, QColor(0x35, 0x74, 0xc6));
-    palette.setColor(QPalette::HighlightedText, Qt::white);
-    palette.setColor(QPalette::PlaceholderText, QColor(0x9a, 0x9a, 0x9a));
-    palette.setColor(QPalette::Disabled, QPalette::Text, QColor(0x80, 0x80, 0x80));
-    return palette;
 }
 
 bool saveWindow(QWidget *window, const QString &path)
@@ -140,7 +123,7 @@ TEST(OrganizerScreenshotWindows, DrawADayInEachTheme)
     organizer.window->setGeometry(doubled ? QRect(10, 10, 470, 480) : QRect(60, 60, 540, 600));
     ASSERT_TRUE(QTest::qWaitForWindowExposed(organizer.window.get()));
     for (const Theme &theme : kThemes) {
-        application().setPalette(theme.dark ? darkPalette() : application().style()->standardPalette());
+        application().setPalette(theme.dark ? VXTestDarkPalette() : application().style()->standardPalette());
         organizer.lists->showHibernationState(false, false);
         EXPECT_TRUE(saveWindow(organizer.window.get(), fileName(folder, kStates[0], theme.name, suffix)));
         organizer.lists->showHibernationState(true, false);
@@ -162,33 +145,12 @@ TEST(OrganizerScreenshots, ADayInLightAndDarkAtBothScales)
 
     const QString folder = QStringLiteral(WENDLE_SCREENSHOT_DIR);
     ASSERT_TRUE(QDir().mkpath(folder));
-    for (const char *scale : {"1", "2"}) {
-        QProcessEnvironment environment = rig.environment();
-        environment.insert(QString::fromLatin1(kOutputVariable), folder);
-        environment.insert(QString::fromLatin1(kScaleVariable), QString::fromLatin1(scale));
-        environment.insert(u"QT_SCALE_FACTOR"_s, QString::fromLatin1(scale));
-        environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
-        QProcess drawing;
-        drawing.setProcessEnvironment(environment);
-        drawing.setProcessChannelMode(QProcess::MergedChannels);
-        drawing.start(QCoreApplication::applicationFilePath(), {u"--gtest_filter=OrganizerScreenshotWindows.*"_s});
-        ASSERT_TRUE(drawing.waitForFinished(180000)) << "the drawing run did not end";
-        const QByteArray output = drawing.readAll();
-        std::fputs(output.constData(), stdout);
-        ASSERT_EQ(drawing.exitStatus(), QProcess::NormalExit);
-        ASSERT_EQ(drawing.exitCode(), 0) << output.toStdString();
-    }
+    ASSERT_NO_FATAL_FAILURE(VXRunDrawingAtScales(rig.environment(), kOutputVariable, kScaleVariable, folder,
+                                                 u"OrganizerScreenshotWindows.*"_s, 180000));
 
     // Real drawings (many colours); dark darker than light; the veil changes the picture; the
     // doubled pictures have twice the pixels.
-    const auto brightness = [](const QImage &image) {
-        double sum = 0.0;
-        for (int y = 0; y < image.height(); y += 4) {
-            for (int x = 0; x < image.width(); x += 4)
-                sum += qGray(image.pixel(x, y));
-        }
-        return sum / ((image.height() / 4 + 1) * (image.width() / 4 + 1));
-    };
+    const auto brightness = VXMeanGray;
     for (const char16_t *suffix : kScaleSuffixes) {
         for (const char16_t *state : kStates) {
             SCOPED_TRACE(QString::fromUtf16(state).toStdString() + QString::fromUtf16(suffix).toStdString());

@@ -3,6 +3,7 @@
 // the about dialog and the help window, in a light and a dark theme. CTest runs this twice, at
 // the display's scale and at twice it (QT_SCALE_FACTOR=2); the files go to build/screenshots.
 
+#include "VXScreenshotSupport.h"
 #include "VXShellTestSupport.h"
 
 #include "VXAboutDialog.h"
@@ -26,29 +27,6 @@ using namespace vxshelltest;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QPalette darkPalette()
-{
-    QPalette palette;
-    const QColor window(45, 45, 48), base(30, 30, 32), text(230, 230, 230), disabled(130, 130, 130);
-    palette.setColor(QPalette::Window, window);
-    palette.setColor(QPalette::WindowText, text);
-    palette.setColor(QPalette::Base, base);
-    palette.setColor(QPalette::AlternateBase, window);
-    palette.setColor(QPalette::Text, text);
-    palette.setColor(QPalette::Button, window);
-    palette.setColor(QPalette::ButtonText, text);
-    palette.setColor(QPalette::ToolTipBase, base);
-    palette.setColor(QPalette::ToolTipText, text);
-    palette.setColor(QPalette::Highlight, QColor(61, 174, 233));
-    palette.setColor(QPalette::HighlightedText, Qt::white);
-    palette.setColor(QPalette::Link, QColor(110, 180, 255));
-    for (QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
-        palette.setColor(QPalette::Disabled, role, disabled);
-    // No etched shadow under disabled text, as dark themes draw it.
-    palette.setColor(QPalette::Disabled, QPalette::Light, window);
-    return palette;
-}
 
 double meanLightness(const QImage &image)
 {
@@ -102,7 +80,7 @@ TEST(ShellScreenshots, EveryWindowAndMenuInLightAndDark)
     int themeIndex = 0;
     for (const QString &theme : {u"light"_s, u"dark"_s}) {
         SCOPED_TRACE(theme.toStdString());
-        QApplication::setPalette(theme == u"dark"_s ? darkPalette() : light);
+        QApplication::setPalette(theme == u"dark"_s ? VXTestDarkPalette() : light);
         ShellFixture program;
         program.trayAvailable = true;
         Shots shots(theme);

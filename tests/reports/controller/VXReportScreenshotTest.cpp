@@ -13,6 +13,7 @@
 #include "VXReportController.h"
 #include "VXReportSnapshotManager.h"
 #include "VXReportSnapshotWindows.h"
+#include "VXScreenshotSupport.h"
 #include "VXVirtualScheduler.h"
 #include "VXX11TestRig.h"
 
@@ -223,33 +224,12 @@ TEST(ReportScreenshots, LiveAndSnapshotReportsInEachColourScheme)
     for (const QString &path : expectedFiles(folder))
         QFile::remove(path);
 
-    for (const char *scale : {"1", "2"}) {
-        QProcessEnvironment environment = rig.environment();
-        environment.insert(QString::fromLatin1(kOutputVariable), folder);
-        environment.insert(QString::fromLatin1(kScaleVariable), QString::fromLatin1(scale));
-        environment.insert(u"QT_SCALE_FACTOR"_s, QString::fromLatin1(scale));
-        environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
-        QProcess drawing;
-        drawing.setProcessEnvironment(environment);
-        drawing.setProcessChannelMode(QProcess::MergedChannels);
-        drawing.start(QCoreApplication::applicationFilePath(), {u"--gtest_filter=ReportScreenshotWindows.*"_s});
-        ASSERT_TRUE(drawing.waitForFinished(120000)) << "the drawing run did not end";
-        const QByteArray output = drawing.readAll();
-        std::fputs(output.constData(), stdout);
-        ASSERT_EQ(drawing.exitStatus(), QProcess::NormalExit);
-        ASSERT_EQ(drawing.exitCode(), 0) << output.toStdString();
-    }
+    ASSERT_NO_FATAL_FAILURE(VXRunDrawingAtScales(rig.environment(), kOutputVariable, kScaleVariable, folder,
+                                                 u"ReportScreenshotWindows.*"_s, 120000));
 
     // Each picture is a real drawing (many colours, not an empty window), and the schemes
     // differ: "Light" is brighter than "Dark".
-    const auto brightness = [](const QImage &image) {
-        double sum = 0.0;
-        for (int y = 0; y < image.height(); y += 4) {
-            for (int x = 0; x < image.width(); x += 4)
-                sum += qGray(image.pixel(x, y));
-        }
-        return sum / ((image.height() / 4 + 1) * (image.width() / 4 + 1));
-    };
+    const auto brightness = VXMeanGray;
     for (const QString &path : expectedFiles(folder)) {
         const QImage image(path);
         ASSERT_FALSE(image.isNull()) << path.toStdString();
