@@ -26,8 +26,6 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
-#include <QHash>
-#include <QMutex>
 #include <QSet>
 #include <QTextStream>
 
@@ -41,54 +39,6 @@ QString cleanAbsolutePath(const QString &path)
 {
     return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
 }
-
-// The snapshot reader says why it refuses a file in a log line that names the file (on its
-// worker thread, before the refusal reaches the main thread). While a file is awaited, the last
-// such line is kept to tell whoever asked for the file.
-class RefusalReasons
-{
-public:
-    static void install()
-    {
-        static bool installed = false;
-        if (!installed)
-            state().previous = qInstallMessageHandler(&RefusalReasons::handle);
-        installed = true;
-    }
-    static void await(const QString &path)
-    {
-        QMutexLocker locker(&state().mutex);
-        state().reasons.insert(path, QString());
-    }
-    static QString take(const QString &path)
-    {
-        QMutexLocker locker(&state().mutex);
-        return state().reasons.take(path);
-    }
-
-private:
-    struct State {
-        QMutex mutex;
-        QHash<QString, QString> reasons;
-        QtMessageHandler previous = nullptr;
-    };
-    static State &state()
-    {
-        static State s;
-        return s;
-    }
-    static void handle(QtMsgType type, const QMessageLogContext &context, const QString &message)
-    {
-        if (type >= QtWarningMsg && context.category && qstrcmp(context.category, "wendle.persistence") == 0) {
-            QMutexLocker locker(&state().mutex);
-            for (auto it = state().reasons.begin(); it != state().reasons.end(); ++it)
-                if (message.contains(it.key()))
-                    it.value() = message;
-        }
-        if (state().previous)
-            state().previous(type, context, message);
-    }
-};
 
 // A message of the running instance (one problem a line), as this program's own.
 void printProblems(const QString &message)
@@ -187,7 +137,6 @@ int VXTrackerProgram::run(const QStringList &files)
     }
 
     VXInstallMessageHandler();
-    RefusalReasons::install();
     checkSessionBus();
     d->signals = std::make_unique<VXSignalWatcher>();
     connect(d->signals.get(), &VXSignalWatcher::quitRequested, this,
@@ -447,16 +396,14 @@ void VXTrackerProgram::setUpReports()
     VXReportSnapshotManager *snapshots = VXReportSnapshotManager::snapshotManager();
     snapshots->setPresenter(d->snapshotWindows.get());
     snapshots->setDelegate(d->controller.get());
-    connect(snapshots, &VXReportSnapshotManager::reportSnapshotShown, this, [this](const QString &path) {
-        RefusalReasons::take(path);
-        settleFile(path, QString());
-    });
-    connect(snapshots, &VXReportSnapshotManager::reportSnapshotRefused, this, [this](const QString &path) {
-        QString reason = RefusalReasons::take(path);
-        if (reason.isEmpty())
-            reason = tr("it is not a CSV file exported by Wendle");
-        settleFile(path, tr("cannot open <%1> as a report: %2").arg(path, reason));
-    });
+    connect(snapshots, &VXReportSnapshotManager::reportSnapshotShown, this,
+            [this](const QString &path) { settleFile(path, QString()); });
+    connect(snapshots, &VXReportSnapshotManager::reportSnapshotRefused, this,
+            [this](const QString &path, const QString &reason) {
+                settleFile(path,
+                           tr("cannot open <%1> as a report: %2")
+                               .arg(path, reason.isEmpty() ? tr("it is not a CSV file exported by Wendle") : reason));
+            });
 }
 
 bool VXTrackerProgram::openLiveReport()
@@ -491,8 +438,6 @@ void VXTrackerProgram::openFiles(const QStringList &paths, const VXSingleInstanc
     }
     d->fileBatches.push_back(batch);
     const QStringList files(batch->waiting.cbegin(), batch->waiting.cend());
-    for (const QString &file : files)
-        RefusalReasons::await(file);
     for (const QString &file : files)
         VXReportSnapshotManager::snapshotManager()->showReportSnapshotFromCSVFile(file);
 }

@@ -98,29 +98,31 @@ void VXReportSnapshotManager::showReportSnapshotFromCSVFile(const QString &path,
     // The destructor waits for the workers, so the manager outlives this; a result that
     // arrives after it is gone is dropped with its event.
     m_workers.start([this, file, key, separator] {
+        QString reason;
         const VXDictionaryRef configuration
-            = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(file, separator);
+            = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(file, separator, &reason);
         QMetaObject::invokeMethod(
             this,
-            [this, file, key, configuration] {
+            [this, file, key, configuration, reason] {
                 m_pending.remove(key);
-                finishReading(file, configuration);
+                finishReading(file, configuration, reason);
             },
             Qt::QueuedConnection);
     });
 }
 
-void VXReportSnapshotManager::finishReading(const QString &path, const VXDictionaryRef &configuration)
+void VXReportSnapshotManager::finishReading(const QString &path, const VXDictionaryRef &configuration,
+                                            const QString &reason)
 {
     if (!configuration) {
-        Q_EMIT reportSnapshotRefused(path);
+        Q_EMIT reportSnapshotRefused(path, reason);
         return;
     }
     std::shared_ptr<VXReportClient> controller = m_presenter
         ? m_presenter->makeReportController(path, configuration, *this)
         : std::make_shared<VXWindowlessSnapshotReport>(path, configuration);
     if (!controller) {
-        Q_EMIT reportSnapshotRefused(path);
+        Q_EMIT reportSnapshotRefused(path, QString());
         return;
     }
     showReportSnapshotWithController(controller, true);

@@ -80,11 +80,12 @@ public:
 Q_SIGNALS:
     // A snapshot's report was made and shown (also when an open one was brought forward).
     void reportSnapshotShown(const QString &path);
-    // The file could not be used; nothing opened.
-    void reportSnapshotRefused(const QString &path);
+    // The file could not be used; nothing opened. `reason` is the reader's refusal, or empty
+    // when the file was read but no report could be made of it.
+    void reportSnapshotRefused(const QString &path, const QString &reason);
 
 private:
-    void finishReading(const QString &path, const VXDictionaryRef &configuration);
+    void finishReading(const QString &path, const VXDictionaryRef &configuration, const QString &reason);
 
     VXReportSnapshotPresenter *m_presenter = nullptr;
     VXReportDataSource *m_delegate = nullptr;

@@ -43,9 +43,18 @@ constexpr double kTolerance = 0.001;
 const QString kApplicationGroupName = VXApplicationsKey;
 const QString kPoolGroupName = VXPoolsKey;
 
-void logRefusal(const QString &format, const QString &path)
+// A refusal goes to the log; the first of a file's reasons is also kept for whoever asked to
+// read it (an earlier reason is the more precise one: "cannot read" before "empty").
+void refuse(QString *reason, const QString &message)
 {
-    qCWarning(lcPersistence).noquote() << VXFillFormat(format, {path});
+    qCWarning(lcPersistence).noquote() << message;
+    if (reason && reason->isEmpty())
+        *reason = message;
+}
+
+void refuse(QString *reason, const QString &format, const QString &path)
+{
+    refuse(reason, VXFillFormat(format, {path}));
 }
 
 // Every non-overlapping occurrence of the word taken out, left to right, in one pass.
@@ -77,9 +86,10 @@ class Parser
 {
 public:
     Parser(std::string_view text, const QString &path, char separator, int parts,
-           const VXReportSnapshotScanner::Survey &survey) :
+           const VXReportSnapshotScanner::Survey &survey, QString *reason) :
         m_begin(text.data()),
-        m_end(text.data() + text.size()), m_path(path), m_separator(separator), m_parts(parts), m_survey(survey)
+        m_end(text.data() + text.size()), m_path(path), m_separator(separator), m_parts(parts), m_survey(survey),
+        m_reason(reason)
     {
     }
 
@@ -104,6 +114,7 @@ private:
     char m_separator;
     int m_parts;
     VXReportSnapshotScanner::Survey m_survey;
+    QString *m_reason;
     VXReportSnapshotHeader m_header;
     VXDictionaryRef m_root;
     std::vector<Target> m_targets;
@@ -122,9 +133,9 @@ bool Parser::checkQuotes(VXReportSnapshotScanner &scanner)
             open = p;
             p = VXReportSnapshotScanner::afterClosingQuote(p, m_end);
         }
-        qCWarning(lcPersistence).noquote()
-            << VXFillFormat(VXReportSnapshotParser::kClosingQuoteMissingMessage,
-                            {VXReportSnapshotScanner::excerpt(open ? open + 1 : m_end, m_end)});
+        refuse(m_reason,
+               VXFillFormat(VXReportSnapshotParser::kClosingQuoteMissingMessage,
+                            {VXReportSnapshotScanner::excerpt(open ? open + 1 : m_end, m_end)}));
         return false;
     }
     if (m_survey.placeholder) {
@@ -267,9 +278,10 @@ bool Parser::merge(std::vector<VXReportSnapshotPart> &parts)
     for (const VXReportSnapshotPart &part : parts)
         intervals += part.periods.size();
     if (intervals > VXReportSnapshotParser::kMaximumIntervals) {
-        qCWarning(lcPersistence).noquote() << QStringLiteral("more than %1 intervals in CSV file: %2")
-                                                  .arg(VXReportSnapshotParser::kMaximumIntervals)
-                                                  .arg(m_path);
+        refuse(m_reason,
+               QStringLiteral("more than %1 intervals in CSV file: %2")
+                   .arg(VXReportSnapshotParser::kMaximumIntervals)
+                   .arg(m_path));
         return false;
     }
 
@@ -290,9 +302,10 @@ bool Parser::merge(std::vector<VXReportSnapshotPart> &parts)
                 m_targets.push_back({nodeFor(key), {0, 0}});
             targetOfItem[i].push_back(target);
             if (m_targets.size() > VXReportSnapshotParser::kMaximumItems) {
-                qCWarning(lcPersistence).noquote() << QStringLiteral("more than %1 items in CSV file: %2")
-                                                          .arg(VXReportSnapshotParser::kMaximumItems)
-                                                          .arg(m_path);
+                refuse(m_reason,
+                       QStringLiteral("more than %1 items in CSV file: %2")
+                           .arg(VXReportSnapshotParser::kMaximumItems)
+                           .arg(m_path));
                 return false;
             }
         }
@@ -369,28 +382,28 @@ VXDictionaryRef Parser::parse()
     // The header: the first line that is not empty. Then at least one more line.
     scanner.skipLineBreaks();
     if (scanner.atEnd()) {
-        logRefusal(VXReportSnapshotParser::kEmptyFileMessage, m_path);
+        refuse(m_reason, VXReportSnapshotParser::kEmptyFileMessage, m_path);
         return VXDictionaryRef();
     }
     readHeader(scanner);
     scanner.skipLineBreaks();
     if (scanner.atEnd()) {
-        logRefusal(VXReportSnapshotParser::kEmptyFileMessage, m_path);
+        refuse(m_reason, VXReportSnapshotParser::kEmptyFileMessage, m_path);
         return VXDictionaryRef();
     }
     if (m_header.columnCount == 0) {
-        logRefusal(VXReportSnapshotParser::kNoHeadersMessage, m_path);
+        refuse(m_reason, VXReportSnapshotParser::kNoHeadersMessage, m_path);
         return VXDictionaryRef();
     }
     const auto &columns = m_header.columns;
     if (!columns[VXPoolSlot] && !columns[VXApplicationSlot] && !columns[VXWindowSlot]) {
-        logRefusal(VXReportSnapshotParser::kNoRelevantEventStreamTypesMessage, m_path);
+        refuse(m_reason, VXReportSnapshotParser::kNoRelevantEventStreamTypesMessage, m_path);
         return VXDictionaryRef();
     }
     m_header.hasForeground = columns[VXForegroundBeginSlot] && columns[VXForegroundEndSlot];
     m_header.hasTotal = columns[VXTotalBeginSlot] && columns[VXTotalEndSlot];
     if (!m_header.hasForeground && !m_header.hasTotal) {
-        logRefusal(VXReportSnapshotParser::kNoEventStreamsMessage, m_path);
+        refuse(m_reason, VXReportSnapshotParser::kNoEventStreamsMessage, m_path);
         return VXDictionaryRef();
     }
     for (std::size_t slot = 0; slot < VXSlotCount; ++slot) {
@@ -432,10 +445,11 @@ VXDictionaryRef Parser::parse()
     }
     for (const VXReportSnapshotPart &part : parts) {
         if (part.tooMany) {
-            qCWarning(lcPersistence).noquote() << QStringLiteral("more than %1 items or %2 intervals in CSV file: %3")
-                                                      .arg(VXReportSnapshotParser::kMaximumItems)
-                                                      .arg(VXReportSnapshotParser::kMaximumIntervals)
-                                                      .arg(m_path);
+            refuse(m_reason,
+                   QStringLiteral("more than %1 items or %2 intervals in CSV file: %3")
+                       .arg(VXReportSnapshotParser::kMaximumItems)
+                       .arg(VXReportSnapshotParser::kMaximumIntervals)
+                       .arg(m_path));
             return VXDictionaryRef();
         }
     }
@@ -455,7 +469,7 @@ VXDictionaryRef Parser::parse()
     if (!merge(parts))
         return VXDictionaryRef();
     if (first < kTolerance || last - first < kTolerance) {
-        logRefusal(VXReportSnapshotParser::kNoSignificantTimestampsMessage, m_path);
+        refuse(m_reason, VXReportSnapshotParser::kNoSignificantTimestampsMessage, m_path);
         return VXDictionaryRef();
     }
     setBool(*m_root, foregroundActivity, VXForegroundActivityKey);
@@ -467,18 +481,18 @@ VXDictionaryRef Parser::parse()
 }
 
 // A file is read through a memory map where it can be, else read whole; at most the limit.
-std::optional<QByteArray> readFile(QFile &file, QByteArrayView *text)
+std::optional<QByteArray> readFile(QFile &file, QByteArrayView *text, QString *reason)
 {
     if (!file.open(QIODevice::ReadOnly)) {
-        qCWarning(lcPersistence).noquote()
-            << QStringLiteral("cannot read CSV file <%1>: %2").arg(file.fileName(), file.errorString());
+        refuse(reason, QStringLiteral("cannot read CSV file <%1>: %2").arg(file.fileName(), file.errorString()));
         return std::nullopt;
     }
     const qint64 size = file.size();
     if (size > VXReportSnapshotParser::kMaximumFileSize) {
-        qCWarning(lcPersistence).noquote() << QStringLiteral("CSV file <%1> is larger than %2 bytes")
-                                                  .arg(file.fileName())
-                                                  .arg(VXReportSnapshotParser::kMaximumFileSize);
+        refuse(reason,
+               QStringLiteral("CSV file <%1> is larger than %2 bytes")
+                   .arg(file.fileName())
+                   .arg(VXReportSnapshotParser::kMaximumFileSize));
         return std::nullopt;
     }
     if (size > 0 && !file.isSequential()) {
@@ -489,9 +503,10 @@ std::optional<QByteArray> readFile(QFile &file, QByteArrayView *text)
     }
     QByteArray data = file.read(VXReportSnapshotParser::kMaximumFileSize + 1);
     if (data.size() > VXReportSnapshotParser::kMaximumFileSize) {
-        qCWarning(lcPersistence).noquote() << QStringLiteral("CSV file <%1> is larger than %2 bytes")
-                                                  .arg(file.fileName())
-                                                  .arg(VXReportSnapshotParser::kMaximumFileSize);
+        refuse(reason,
+               QStringLiteral("CSV file <%1> is larger than %2 bytes")
+                   .arg(file.fileName())
+                   .arg(VXReportSnapshotParser::kMaximumFileSize));
         return std::nullopt;
     }
     *text = QByteArrayView(data);
@@ -523,7 +538,8 @@ char VXReportSnapshotParser::columnSeparatorForText(std::string_view text, char 
 }
 
 VXDictionaryRef VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(QByteArrayView data, const QString &path,
-                                                                               QChar fallbackSeparator, int parts)
+                                                                               QChar fallbackSeparator, int parts,
+                                                                               QString *reason)
 {
     std::string_view text(data.data(), static_cast<std::size_t>(data.size()));
     // A byte-order mark marks the encoding; it is no part of the first cell.
@@ -536,24 +552,24 @@ VXDictionaryRef VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(Q
     }
     const VXReportSnapshotScanner::Survey survey = VXReportSnapshotScanner::survey(text, parts);
     if (!survey.valid) {
-        qCWarning(lcPersistence).noquote() << QStringLiteral("CSV file is not UTF-8 text: %1").arg(path);
-        logRefusal(kEmptyFileMessage, path);
+        refuse(reason, QStringLiteral("CSV file is not UTF-8 text: %1").arg(path));
+        refuse(reason, kEmptyFileMessage, path);
         return VXDictionaryRef();
     }
     const char fallback = fallbackSeparator == u';' ? ';' : fallbackSeparator == u'\t' ? '\t' : ',';
-    Parser parser(text, path, columnSeparatorForText(text, fallback), parts, survey);
+    Parser parser(text, path, columnSeparatorForText(text, fallback), parts, survey, reason);
     return parser.parse();
 }
 
 VXDictionaryRef VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(const QString &path,
-                                                                               QChar fallbackSeparator)
+                                                                               QChar fallbackSeparator, QString *reason)
 {
     QFile file(path);
     QByteArrayView text;
-    const std::optional<QByteArray> data = readFile(file, &text);
+    const std::optional<QByteArray> data = readFile(file, &text, reason);
     if (!data) {
-        logRefusal(kEmptyFileMessage, path);
+        refuse(reason, kEmptyFileMessage, path);
         return VXDictionaryRef();
     }
-    return reportSnapshotConfigurationFromCSVData(text, path, fallbackSeparator);
+    return reportSnapshotConfigurationFromCSVData(text, path, fallbackSeparator, 0, reason);
 }

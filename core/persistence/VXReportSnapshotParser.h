@@ -71,15 +71,18 @@ public:
     // window title the tracker keeps: names, not documents.
     static constexpr std::size_t kMaximumCellLength = 4096;
 
-    // The file's snapshot configuration ("Path" = path), or null after the log line.
+    // The file's snapshot configuration ("Path" = path), or null after the log line; `reason`,
+    // when given, receives that line's text (the first refusal) for a person to read.
     // `fallbackSeparator` is the column separator of the user's setting.
-    static VXDictionaryRef reportSnapshotConfigurationFromCSVFile(const QString &path, QChar fallbackSeparator);
+    static VXDictionaryRef reportSnapshotConfigurationFromCSVFile(const QString &path, QChar fallbackSeparator,
+                                                                  QString *reason = nullptr);
 
     // The same for text already in memory; `path` names the file in the tree and the log.
     // `parts` is how many parts the lines are read in, side by side (0: by the size of the
     // text and the machine's cores); the result is the same in any case.
     static VXDictionaryRef reportSnapshotConfigurationFromCSVData(QByteArrayView data, const QString &path,
-                                                                  QChar fallbackSeparator, int parts = 0);
+                                                                  QChar fallbackSeparator, int parts = 0,
+                                                                  QString *reason = nullptr);
 
     // Texts from this size on are read in parts on several cores.
     static constexpr std::size_t kParallelReadingSize = std::size_t(8) << 20;

@@ -194,15 +194,21 @@ TEST(VXReportSnapshotManager, AFileThatCannotBeUsedOpensNothing)
     VXReportSnapshotManager manager;
     manager.setPresenter(&presenter);
     QStringList refused;
+    QStringList reasons;
     QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotRefused,
-                     [&](const QString &path) { refused << path; });
+                     [&](const QString &path, const QString &reason) {
+                         refused << path;
+                         reasons << reason;
+                     });
 
+    // The reader's own refusal reaches whoever asked, the same words as the log.
     const QString empty = writeFile(folder.filePath(QStringLiteral("empty.csv")), "Application\n");
     manager.showReportSnapshotFromCSVFile(empty);
     ASSERT_TRUE(VXWaitUntil([&] { return !refused.isEmpty(); }));
     EXPECT_TRUE(presenter.made.isEmpty());
     EXPECT_TRUE(manager.controllers().empty());
     EXPECT_EQ(log.take(), QStringList {QStringLiteral("empty CSV file: ") + empty});
+    EXPECT_EQ(reasons, QStringList {QStringLiteral("empty CSV file: ") + empty});
 
     // The reports layer cannot make a report: nothing kept either.
     presenter.makes = false;
@@ -210,6 +216,7 @@ TEST(VXReportSnapshotManager, AFileThatCannotBeUsedOpensNothing)
     manager.showReportSnapshotFromCSVFile(good);
     ASSERT_TRUE(VXWaitUntil([&] { return refused.size() == 2; }));
     EXPECT_TRUE(manager.controllers().empty());
+    EXPECT_EQ(reasons.last(), QString());
     // And may be asked again later.
     presenter.makes = true;
     manager.showReportSnapshotFromCSVFile(good);
