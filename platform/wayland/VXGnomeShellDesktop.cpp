@@ -10,7 +10,6 @@
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
-#include <QDBusServiceWatcher>
 #include <QDBusVariant>
 #include <QDir>
 #include <QFile>
@@ -143,17 +142,9 @@ std::unique_ptr<VXGnomeShellDesktop> VXGnomeShellDesktop::create(const VXTopleve
               SLOT(focusChanged(QDBusMessage)));
     b.connect(kShellService, kShellPath, kExtensionsInterface, QStringLiteral("ExtensionStateChanged"), self,
               SLOT(extensionStateChanged(QDBusMessage)));
-    auto *watcher = new QDBusServiceWatcher(kShellService, b, QDBusServiceWatcher::WatchForOwnerChange, self);
-    connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, self,
-            [self](const QString &, const QString &, const QString &owner) {
-                if (owner.isEmpty())
-                    self->shellVanished();
-                else
-                    self->shellAppeared(owner);
-            });
-    if (const QString owner = VXNameOwner(b, kShellService); !owner.isEmpty())
-        self->shellAppeared(owner);
-    else
+    if (!VXFollowNameOwner(
+            b, kShellService, self, [self](const QString &owner) { self->shellAppeared(owner); },
+            [self] { self->shellVanished(); }))
         qCInfo(lcWayland) << "GNOME Shell is not on the session bus yet: Wendle attaches to it when it comes";
     return desktop;
 }

@@ -7,7 +7,6 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QDBusServiceWatcher>
 #include <QDBusVirtualObject>
 #include <QDir>
 #include <QFile>
@@ -92,7 +91,6 @@ struct VXKWinScriptDesktop::Private {
     QDBusConnection bus;
     QString connectionName;
     std::unique_ptr<Receiver> receiver;
-    QDBusServiceWatcher *watcher = nullptr;
     QString kwinOwner;   // the unique name of KWin on the bus, empty while it is not there
     QString scriptPath;
     bool scriptReported = false;
@@ -222,18 +220,10 @@ std::unique_ptr<VXKWinScriptDesktop> VXKWinScriptDesktop::create(const VXTopleve
                           .arg(kServiceName);
         return nullptr;
     }
-    d.watcher = new QDBusServiceWatcher(kKWinService, d.bus, QDBusServiceWatcher::WatchForOwnerChange, desktop.get());
     VXKWinScriptDesktop *self = desktop.get();
-    connect(d.watcher, &QDBusServiceWatcher::serviceOwnerChanged, self,
-            [self](const QString &, const QString &, const QString &owner) {
-                if (owner.isEmpty())
-                    self->kwinVanished();
-                else
-                    self->kwinAppeared(owner);
-            });
-    if (const QString owner = VXNameOwner(d.bus, kKWinService); !owner.isEmpty())
-        desktop->kwinAppeared(owner);
-    else
+    if (!VXFollowNameOwner(
+            d.bus, kKWinService, self, [self](const QString &owner) { self->kwinAppeared(owner); },
+            [self] { self->kwinVanished(); }))
         qCInfo(lcWayland) << "KWin is not on the session bus yet: its script is loaded when it comes";
     return desktop;
 }

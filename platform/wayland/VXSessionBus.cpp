@@ -1,6 +1,8 @@
 #include "VXSessionBus.h"
 
 #include <QDBusMessage>
+#include <QDBusServiceWatcher>
+#include <QObject>
 
 #include <atomic>
 
@@ -37,6 +39,23 @@ QDBusConnection VXConnectSessionBus(const QString &prefix)
 QString VXNameOwner(const QDBusConnection &bus, const QString &service)
 {
     return firstAnswer(bus, busCall(QStringLiteral("GetNameOwner"), {service})).toString();
+}
+
+bool VXFollowNameOwner(const QDBusConnection &bus, const QString &service, QObject *context,
+                       std::function<void(const QString &owner)> appeared, std::function<void()> vanished)
+{
+    auto *watcher = new QDBusServiceWatcher(service, bus, QDBusServiceWatcher::WatchForOwnerChange, context);
+    QObject::connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, context,
+                     [appeared, vanished](const QString &, const QString &, const QString &owner) {
+                         if (owner.isEmpty())
+                             vanished();
+                         else
+                             appeared(owner);
+                     });
+    const QString owner = VXNameOwner(bus, service);
+    if (!owner.isEmpty())
+        appeared(owner);
+    return !owner.isEmpty();
 }
 
 QStringList VXBusNames(const QDBusConnection &bus)
