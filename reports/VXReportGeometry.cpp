@@ -32,6 +32,15 @@ bool isOpening(double value)
     return value > 0.0;
 }
 
+// std::floor, without the library call for the usual non-negative values below 2^52, where
+// truncation is exact.
+double floorOf(double value)
+{
+    if (value >= 0.0 && value < 4503599627370496.0)
+        return double(std::int64_t(value));
+    return std::floor(value);
+}
+
 }   // namespace
 
 qreal xCoordinateForTimestamp(double timestamp, double start, double stop, qreal width)
@@ -164,45 +173,57 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
     const double range = end - begin;
     if (eventLog.isEmpty() || !(range > 0.0))
         return;
+    // A year's row holds thousands of periods for a few hundred columns: the walk reads the
+    // numbers in place, and a column's periods give one rectangle, made when the column is left.
+    // Within a column the sum only grows (clipped periods are closed and in order), so its last
+    // rectangle holds every earlier one.
     const double scale = (r.width() + 1.0) / range;
     double prev = -1.0;
     double lastX = -1.0;
     double acc = 0.0;
-    for (const VXValue &number : eventLog) {
-        const double v = number.toDouble();
+    const auto fill = [&] {
+        if (!(acc > 0.09))
+            return;
+        QRectF rect(r.x() + lastX, r.y(), acc < 1.1 ? 1.0 : std::floor(acc), r.height());
+        if (emboss)
+            rect.adjust(-1.0, 0.0, 1.0, 0.0);
+        // Rectangles that touch or overlap are merged (the channel's colour is opaque).
+        if (!out->empty()) {
+            QRectF &last = out->back();
+            if (last.top() == rect.top() && last.height() == rect.height() && rect.left() <= last.right()
+                && rect.right() >= last.left()) {
+                last.setLeft(std::min(last.left(), rect.left()));
+                last.setRight(std::max(last.right(), rect.right()));
+                return;
+            }
+        }
+        out->push_back(rect);
+    };
+    bool pending = false;
+    for (const VXValue &number : eventLog.items()) {
+        const double v = number.isReal() ? number.realValue() : number.toDouble();
         if (isOpening(v) == isOpening(prev))
             continue;
         if (isOpening(v)) {
             prev = v;
             continue;
         }
-        const double x = std::floor((prev - begin) * scale);
+        const double x = floorOf((prev - begin) * scale);
         const double w = scale * (-v - prev);
         // Periods on the same pixel column add up, so that runs of short ones stay visible.
-        if (lastX > -0.1 && std::abs(x - lastX) <= 0.1)
+        if (lastX > -0.1 && x - lastX <= 0.1 && lastX - x <= 0.1) {
             acc += w;
-        else
+        } else {
+            if (pending)
+                fill();
             acc = w;
-        if (acc > 0.09) {
-            QRectF fill(r.x() + x, r.y(), acc < 1.1 ? 1.0 : std::floor(acc), r.height());
-            if (emboss)
-                fill.adjust(-1.0, 0.0, 1.0, 0.0);
-            if (!out->empty()) {
-                QRectF &last = out->back();
-                if (last.top() == fill.top() && last.height() == fill.height() && fill.left() <= last.right()
-                    && fill.right() >= last.left()) {
-                    last.setLeft(std::min(last.left(), fill.left()));
-                    last.setRight(std::max(last.right(), fill.right()));
-                    lastX = x;
-                    prev = v;
-                    continue;
-                }
-            }
-            out->push_back(fill);
         }
+        pending = true;
         lastX = x;
         prev = v;
     }
+    if (pending)
+        fill();
 }
 
 double eventLogDuration(const VXArray &eventLog)

@@ -47,6 +47,8 @@ private:
     VXUserDefaults &m_defaults;
     VXScheduler &m_scheduler;
     QPointer<VXReportView> m_view;
+    // The view's revision that the window's picture shows.
+    quint64 m_drawnRevision = 0;
     std::unique_ptr<VXFullscreenReportWindow> m_window;
     QPropertyAnimation *m_fade = nullptr;
     QList<QMetaObject::Connection> m_screenConnections;

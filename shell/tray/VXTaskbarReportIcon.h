@@ -62,4 +62,6 @@ private:
     bool m_hibernating = false;
     Kind m_kind = Kind::None;
     QImage m_liveImage;
+    // The view's revision that m_liveImage shows.
+    quint64 m_liveRevision = 0;
 };
