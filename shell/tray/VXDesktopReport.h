@@ -32,8 +32,9 @@ public:
     // The live report's view (not owned).
     void setReportView(VXReportView *view);
 
-    // Shows, refits and redraws the window for the settings, again after kRefreshInterval while
-    // it is on; or lets it vanish. Cancels a pending refresh first.
+    // Shows, refits and redraws the window for the settings (the picture only when the report or
+    // the window's size changed), again after kRefreshInterval while it is on; or lets it vanish.
+    // Cancels a pending refresh first.
     void updateIcon();
 
     // The window while it exists (null before the first showing).

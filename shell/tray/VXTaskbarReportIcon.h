@@ -39,7 +39,8 @@ public:
     void setHibernating(bool hibernating);
 
     // Sets the icon for the current settings and state; while it shows the live report, again
-    // after kRefreshInterval. Cancels a pending refresh first.
+    // after kRefreshInterval (drawn again only when the report changed). Cancels a pending
+    // refresh first.
     void updateIcon();
 
     Kind kind() const { return m_kind; }
