@@ -32,15 +32,6 @@ bool isOpening(double value)
     return value > 0.0;
 }
 
-// std::floor, without the library call for the usual non-negative values below 2^52, where
-// truncation is exact.
-double floorOf(double value)
-{
-    if (value >= 0.0 && value < 4503599627370496.0)
-        return double(std::int64_t(value));
-    return std::floor(value);
-}
-
 }   // namespace
 
 qreal xCoordinateForTimestamp(double timestamp, double start, double stop, qreal width)
@@ -174,17 +165,21 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
     if (eventLog.isEmpty() || !(range > 0.0))
         return;
     // A year's row holds thousands of periods for a few hundred columns: the walk reads the
-    // numbers in place, and a column's periods give one rectangle, made when the column is left.
-    // Within a column the sum only grows (clipped periods are closed and in order), so its last
-    // rectangle holds every earlier one.
+    // numbers in place, tells columns apart by their whole number, and makes one rectangle per
+    // column when it leaves it. Within a column the sum only grows (clipped periods are closed
+    // and in order), so its last rectangle holds every earlier one.
     const double scale = (r.width() + 1.0) / range;
     double prev = -1.0;
-    double lastX = -1.0;
+    // The column of the periods being added up: a whole number from 0 (the usual case), or, for
+    // one left of the range or beyond 2^52, -1 with the column in `otherX`. None before the first.
+    std::int64_t column = -1;
+    double otherX = -1.0;
     double acc = 0.0;
     const auto fill = [&] {
         if (!(acc > 0.09))
             return;
-        QRectF rect(r.x() + lastX, r.y(), acc < 1.1 ? 1.0 : std::floor(acc), r.height());
+        const double x = column >= 0 ? double(column) : otherX;
+        QRectF rect(r.x() + x, r.y(), acc < 1.1 ? 1.0 : std::floor(acc), r.height());
         if (emboss)
             rect.adjust(-1.0, 0.0, 1.0, 0.0);
         // Rectangles that touch or overlap are merged (the channel's colour is opaque).
@@ -208,18 +203,27 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
             prev = v;
             continue;
         }
-        const double x = floorOf((prev - begin) * scale);
         const double w = scale * (-v - prev);
+        const double position = (prev - begin) * scale;
         // Periods on the same pixel column add up, so that runs of short ones stay visible.
-        if (lastX > -0.1 && x - lastX <= 0.1 && lastX - x <= 0.1) {
-            acc += w;
+        // Columns left of the range never gather periods (nor, here, columns past 2^52 points).
+        bool sameColumn;
+        if (position >= 0.0 && position < 4503599627370496.0) {
+            const auto x = std::int64_t(position);   // the floor, exactly
+            sameColumn = x == column;
+            if (!sameColumn && pending)
+                fill();
+            column = x;
         } else {
+            const double x = std::floor(position);
+            sameColumn = false;
             if (pending)
                 fill();
-            acc = w;
+            column = -1;
+            otherX = x;
         }
+        acc = sameColumn ? acc + w : w;
         pending = true;
-        lastX = x;
         prev = v;
     }
     if (pending)
