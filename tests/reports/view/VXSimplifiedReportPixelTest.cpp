@@ -1,8 +1,8 @@
 // The report without text (taskbar icon, desktop report) of randomized records, pixel for pixel
 // against a plain drawing of the same rows made here: every period's rectangle filled on its
 // own, as the channel's rule has it (a period on its column, short ones in one column adding up
-// to a 1-point tick), with no merging, no grouping per column and no shortcut. Any rounding or
-// grouping slip of the drawing's walk shows as a differing pixel; no tolerance.
+// to a 1-point tick), with no merging, no one rectangle per column and no shortcut. Any rounding
+// or grouping slip of the drawing's walk shows as a differing pixel; no tolerance.
 
 #include "VXColorExtensions.h"
 #include "VXReportGeometry.h"
