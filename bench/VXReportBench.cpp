@@ -14,15 +14,13 @@
 
 #include "VXConfigurationKeys.h"
 #include "VXHeavyConfiguration.h"
-#include "VXReportEventLogs.h"
+#include "VXHeavyReportDelegate.h"
 #include "VXReportView.h"
-#include "VXReportViewDelegate.h"
 #include "VXUserDefaults.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QImage>
-#include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScrollArea>
@@ -84,44 +82,6 @@ Summary summarize(std::vector<Sample> samples)
     return s;
 }
 
-// The live report's data source over the heavy tree: every application, clipped to the range
-// (windows are clipped as well, as the live report does, but not shown).
-class HeavyDelegate : public VXReportViewDelegate
-{
-public:
-    VXDictionaryRef configuration;
-    double begin = 0.0, end = 0.0, first = 0.0, last = 0.0;
-
-    void getBeginTimestamp(double *b, double *e, double *f, double *l, VXReportView *) override
-    {
-        *b = begin;
-        *e = end;
-        *f = first;
-        *l = last;
-    }
-    void setBeginTimestamp(double, double, VXReportView *) override { }
-    VXArrayRef eventLogsForReportView(VXReportView *, double from, double to) override
-    {
-        VXReportContentSettings settings;
-        settings.liveReportContent = 1;
-        settings.applications = true;
-        settings.pools = false;
-        // The applications' own rows: the generator gives each application a window at least,
-        // which would double the rows.
-        VXArrayRef logs = VXMakeArray();
-        collectEventLogsClippedBetweenTimestamp(*configuration, from, to, settings, nullptr,
-                                                [&](const VXDictionaryRef &entry, int depth) {
-                                                    if (depth == 0)
-                                                        logs->append(entry);
-                                                });
-        return logs;
-    }
-    std::unique_ptr<QMenu> contextMenuForEventLog(const VXDictionaryRef &) override { return nullptr; }
-    int timeFormat() const override { return 0; }
-    bool drawFrontActivity() const override { return true; }
-    bool drawTotalActivity() const override { return true; }
-};
-
 std::int64_t countNumbers(const VXDictionary &configuration)
 {
     std::int64_t count = 0;
@@ -163,7 +123,7 @@ int main(int argc, char **argv)
     parameters.poolCount = 0;
     parameters.membersPerPool = 0;
     VXHeavyConfigurationSummary made;
-    HeavyDelegate delegate;
+    VXHeavyReportDelegate delegate;
     delegate.configuration = VXMakeHeavyConfiguration(parameters, &made);
     delegate.first = parameters.firstTimestamp;
     delegate.last = parameters.firstTimestamp + parameters.span;

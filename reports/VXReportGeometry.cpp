@@ -164,45 +164,70 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
     const double range = end - begin;
     if (eventLog.isEmpty() || !(range > 0.0))
         return;
+    // A year's row holds thousands of periods for a few hundred columns: the walk reads the
+    // numbers in place, tells columns apart by their whole number, and makes one rectangle per
+    // column when it leaves it. Within a column the sum only grows (clipped periods are closed
+    // and in order), so its last rectangle holds every earlier one.
     const double scale = (r.width() + 1.0) / range;
     double prev = -1.0;
-    double lastX = -1.0;
+    // The column of the periods being added up: a whole number from 0 (the usual case), or, for
+    // one left of the range or beyond 2^52, -1 with the column in `otherX`. None before the first.
+    std::int64_t column = -1;
+    double otherX = -1.0;
     double acc = 0.0;
-    for (const VXValue &number : eventLog) {
-        const double v = number.toDouble();
+    const auto fill = [&] {
+        if (!(acc > 0.09))
+            return;
+        const double x = column >= 0 ? double(column) : otherX;
+        QRectF rect(r.x() + x, r.y(), acc < 1.1 ? 1.0 : std::floor(acc), r.height());
+        if (emboss)
+            rect.adjust(-1.0, 0.0, 1.0, 0.0);
+        // Rectangles that touch or overlap are merged (the channel's colour is opaque).
+        if (!out->empty()) {
+            QRectF &last = out->back();
+            if (last.top() == rect.top() && last.height() == rect.height() && rect.left() <= last.right()
+                && rect.right() >= last.left()) {
+                last.setLeft(std::min(last.left(), rect.left()));
+                last.setRight(std::max(last.right(), rect.right()));
+                return;
+            }
+        }
+        out->push_back(rect);
+    };
+    bool pending = false;
+    for (const VXValue &number : eventLog.items()) {
+        const double v = number.isReal() ? number.realValue() : number.toDouble();
         if (isOpening(v) == isOpening(prev))
             continue;
         if (isOpening(v)) {
             prev = v;
             continue;
         }
-        const double x = std::floor((prev - begin) * scale);
         const double w = scale * (-v - prev);
+        const double position = (prev - begin) * scale;
         // Periods on the same pixel column add up, so that runs of short ones stay visible.
-        if (lastX > -0.1 && std::abs(x - lastX) <= 0.1)
-            acc += w;
-        else
-            acc = w;
-        if (acc > 0.09) {
-            QRectF fill(r.x() + x, r.y(), acc < 1.1 ? 1.0 : std::floor(acc), r.height());
-            if (emboss)
-                fill.adjust(-1.0, 0.0, 1.0, 0.0);
-            if (!out->empty()) {
-                QRectF &last = out->back();
-                if (last.top() == fill.top() && last.height() == fill.height() && fill.left() <= last.right()
-                    && fill.right() >= last.left()) {
-                    last.setLeft(std::min(last.left(), fill.left()));
-                    last.setRight(std::max(last.right(), fill.right()));
-                    lastX = x;
-                    prev = v;
-                    continue;
-                }
-            }
-            out->push_back(fill);
+        // Columns left of the range never gather periods (nor, here, columns past 2^52 points).
+        bool sameColumn;
+        if (position >= 0.0 && position < 4503599627370496.0) {
+            const auto x = std::int64_t(position);   // the floor, exactly
+            sameColumn = x == column;
+            if (!sameColumn && pending)
+                fill();
+            column = x;
+        } else {
+            const double x = std::floor(position);
+            sameColumn = false;
+            if (pending)
+                fill();
+            column = -1;
+            otherX = x;
         }
-        lastX = x;
+        acc = sameColumn ? acc + w : w;
+        pending = true;
         prev = v;
     }
+    if (pending)
+        fill();
 }
 
 double eventLogDuration(const VXArray &eventLog)

@@ -87,6 +87,13 @@ QColor lightChannelColor(const QColor &base, double ratio)
     return color;
 }
 
+// Revisions are unique among all views, so that a picture can be told from another view's.
+quint64 nextRevision()
+{
+    static quint64 last = 0;
+    return ++last;
+}
+
 QColor backgroundColor(int scheme)
 {
     return scheme == VXColorSchemeLight ? whiteColor(1.0) : whiteColor(0.1);
@@ -159,8 +166,10 @@ struct VXReportView::Private {
     QImage cache;
     CacheKey cacheKey;
     bool cacheValid = false;
-    quint64 generation = 1;
+    quint64 generation = nextRevision();
     QPointer<VXUserDefaults> watchedDefaults;
+    // A setting or the delegate changed since the last rebuild (or there was none yet).
+    bool modelStale = true;
     // Off while the cached part is drawn.
     bool drawReadOut = true;
 
@@ -190,13 +199,38 @@ VXReportView::~VXReportView() = default;
 
 void VXReportView::setDelegate(VXReportViewDelegate *delegate)
 {
-    ++d->generation;
+    d->generation = nextRevision();
+    d->modelStale = true;
     m_delegate = delegate;
+}
+
+quint64 VXReportView::revision() const
+{
+    return d->generation;
+}
+
+void VXReportView::watchDefaults()
+{
+    // Any change of a setting may change the drawing (scheme, texts, durations as days) and, for
+    // the live report, what the delegate lists.
+    VXUserDefaults *defaults = VXUserDefaults::standard();
+    if (defaults == d->watchedDefaults)
+        return;
+    if (d->watchedDefaults)
+        disconnect(d->watchedDefaults, nullptr, this, nullptr);
+    d->watchedDefaults = defaults;
+    if (defaults)
+        connect(defaults, &VXUserDefaults::valueChanged, this, [this] {
+            d->generation = nextRevision();
+            d->modelStale = true;
+        });
+    d->generation = nextRevision();
+    d->modelStale = true;
 }
 
 void VXReportView::setOverlayMessage(const QString &message, const QString &subtitle)
 {
-    ++d->generation;
+    d->generation = nextRevision();
     d->overlayMessage = message;
     d->overlaySubtitle = subtitle;
     QWidget::update();
@@ -233,13 +267,29 @@ static QScrollArea *enclosingScrollArea(const QWidget *view)
     return scrollArea && scrollArea->widget() == view ? scrollArea : nullptr;
 }
 
+void VXReportView::updateUnlessCurrent()
+{
+    watchDefaults();
+    if (!m_delegate)
+        return;
+    if (!d->modelStale) {
+        double begin = 0.0, end = 0.0, first = 0.0, last = 0.0;
+        m_delegate->getBeginTimestamp(&begin, &end, &first, &last, this);
+        if (begin == m_beginTimestamp && end == m_endTimestamp && first == m_firstTimestamp && last == m_lastTimestamp)
+            return;
+    }
+    update(nullptr);
+}
+
 void VXReportView::update(QObject *sender)
 {
     if (sender)
         d->deferredUpdate.stop();
     if (!m_delegate)
         return;
-    ++d->generation;
+    watchDefaults();
+    d->generation = nextRevision();
+    d->modelStale = false;
 
     // Follow the viewport's size: a resize of the window rebuilds the view.
     QScrollArea *scrollArea = enclosingScrollArea(this);
@@ -702,17 +752,7 @@ void VXReportView::drawFlippedAndSimplifiedReportInRect(QPainter &painter, const
 
 void VXReportView::paintEvent(QPaintEvent *)
 {
-    // Any change of a setting may change the drawing (scheme, texts, durations as days).
-    VXUserDefaults *defaults = VXUserDefaults::standard();
-    if (defaults != d->watchedDefaults) {
-        if (d->watchedDefaults)
-            disconnect(d->watchedDefaults, nullptr, this, nullptr);
-        d->watchedDefaults = defaults;
-        if (defaults)
-            connect(defaults, &VXUserDefaults::valueChanged, this, [this] { ++d->generation; });
-        ++d->generation;
-    }
-
+    watchDefaults();
     const QRectF visible = visibleRect();
     const qreal dpr = devicePixelRatioF();
     Private::CacheKey key;
@@ -832,6 +872,14 @@ void VXReportView::leaveEvent(QEvent *)
 
 // ---- Range selection
 
+void VXReportView::setMouseDownLocation(QPointF location)
+{
+    // While a range is being dragged, time portions are drawn in natural time.
+    if (isLocationSet(location) != isLocationSet(m_mouseDownLocation))
+        d->generation = nextRevision();
+    m_mouseDownLocation = location;
+}
+
 void VXReportView::tellRange(double begin, double end)
 {
     if (!m_delegate)
@@ -849,7 +897,7 @@ void VXReportView::mouseDoubleClickEvent(QMouseEvent *event)
     }
     d->ignoreNextRelease = true;
     m_dragMode = DragMode::None;
-    m_mouseDownLocation = noLocation();
+    setMouseDownLocation(noLocation());
     if (m_delegate)
         m_delegate->setBeginTimestamp(-1.0, -1.0, this);
     QWidget::update();
@@ -865,7 +913,7 @@ void VXReportView::mousePressEvent(QMouseEvent *event)
     const QPointF location = event->position();
     const QRectF visible = visibleRect();
     d->pressInChooser = locationIsInTimestampIntervalChooser(location);
-    m_mouseDownLocation = location;
+    setMouseDownLocation(location);
     m_mouseDragLocation = location;
     d->begin0 = m_beginTimestamp;
     d->end0 = m_endTimestamp;
@@ -940,7 +988,7 @@ void VXReportView::mouseReleaseEvent(QMouseEvent *event)
             zoomToRange(std::min(downTimestamp, dragTimestamp), std::max(downTimestamp, dragTimestamp));
     }
     m_dragMode = DragMode::None;
-    m_mouseDownLocation = noLocation();
+    setMouseDownLocation(noLocation());
     unsetCursor();
     QWidget::update();
 }
@@ -987,7 +1035,7 @@ void VXReportView::changeEvent(QEvent *event)
     // The theme's highlight colour is drawn in the light and dark schemes.
     if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ApplicationPaletteChange
         || event->type() == QEvent::StyleChange || event->type() == QEvent::FontChange) {
-        ++d->generation;
+        d->generation = nextRevision();
         QWidget::update();
     }
     QWidget::changeEvent(event);

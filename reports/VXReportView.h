@@ -61,6 +61,18 @@ public:
     // non-null sender first cancels a pending deferred resize (a viewport resize only resizes).
     void update(QObject *sender);
 
+    // Rebuilds as update(nullptr) does, unless the model is still current: the delegate answers
+    // the range and the data's bounds of the last rebuild, and no setting changed since. For a
+    // view that nothing else keeps current (a hidden live report drawn into the taskbar icon or
+    // onto the desktop). The data source must move its last timestamp whenever its records change,
+    // as the live record does: every tick stamps it, the forced tick after an edit included.
+    void updateUnlessCurrent();
+
+    // Changes whenever the drawing may change: on every rebuild, with a new delegate or overlay
+    // message, a change of any setting or of the theme; unique among all views. Equal revisions
+    // draw the same report into the same rectangle, so a picture of it can be kept.
+    quint64 revision() const;
+
     void setDelegate(VXReportViewDelegate *delegate);
     VXReportViewDelegate *delegate() const { return m_delegate; }
 
@@ -165,8 +177,11 @@ private:
 
     // Sizes the view to its rows and to the scroll area's viewport.
     void resizeToContent();
+    // Follows the settings store of the moment: its changes mark the model and the drawing stale.
+    void watchDefaults();
     bool locationIsInTimestampIntervalChooser(QPointF location) const;
     void trackMouse(QPointF location, bool entering);
+    void setMouseDownLocation(QPointF location);
     void tellRange(double begin, double end);
     void zoomToRange(double lo, double hi);
 

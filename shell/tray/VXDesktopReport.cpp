@@ -76,12 +76,18 @@ void VXDesktopReport::updateIcon()
     if (m_view) {
         VXTaskbarReportIcon::refreshHiddenView(m_view);
         const qreal ratio = m_window->devicePixelRatioF();
-        QImage image(m_window->size() * ratio, QImage::Format_ARGB32_Premultiplied);
-        image.setDevicePixelRatio(ratio);
-        QPainter painter(&image);
-        m_view->drawFlippedAndSimplifiedReportInRect(painter, QRectF(QPointF(), QSizeF(m_window->size())), false);
-        painter.end();
-        m_window->setImage(image);
+        // Drawn again only when the report or the window's size changed.
+        const QImage &shown = m_window->image();
+        if (m_drawnRevision != m_view->revision() || shown.devicePixelRatio() != ratio
+            || shown.size() != m_window->size() * ratio) {
+            QImage image(m_window->size() * ratio, QImage::Format_ARGB32_Premultiplied);
+            image.setDevicePixelRatio(ratio);
+            QPainter painter(&image);
+            m_view->drawFlippedAndSimplifiedReportInRect(painter, QRectF(QPointF(), QSizeF(m_window->size())), false);
+            painter.end();
+            m_window->setImage(image);
+            m_drawnRevision = m_view->revision();
+        }
     }
     if (!m_window->isVisible()) {
         m_window->show();

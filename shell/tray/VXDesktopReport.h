@@ -32,8 +32,9 @@ public:
     // The live report's view (not owned).
     void setReportView(VXReportView *view);
 
-    // Shows, refits and redraws the window for the settings, again after kRefreshInterval while
-    // it is on; or lets it vanish. Cancels a pending refresh first.
+    // Shows, refits and redraws the window for the settings (the picture only when the report or
+    // the window's size changed), again after kRefreshInterval while it is on; or lets it vanish.
+    // Cancels a pending refresh first.
     void updateIcon();
 
     // The window while it exists (null before the first showing).
@@ -47,6 +48,8 @@ private:
     VXUserDefaults &m_defaults;
     VXScheduler &m_scheduler;
     QPointer<VXReportView> m_view;
+    // The view's revision that the window's picture shows.
+    quint64 m_drawnRevision = 0;
     std::unique_ptr<VXFullscreenReportWindow> m_window;
     QPropertyAnimation *m_fade = nullptr;
     QList<QMetaObject::Connection> m_screenConnections;

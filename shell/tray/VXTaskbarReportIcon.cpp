@@ -72,7 +72,7 @@ QImage VXTaskbarReportIcon::renderReportImage(VXReportView *view, qreal devicePi
 void VXTaskbarReportIcon::refreshHiddenView(VXReportView *view)
 {
     if (view && !view->isVisible())
-        view->update(nullptr);
+        view->updateUnlessCurrent();
 }
 
 void VXTaskbarReportIcon::updateIcon()
@@ -89,9 +89,16 @@ void VXTaskbarReportIcon::updateIcon()
     } else {
         refreshHiddenView(m_view);
         const QScreen *screen = QGuiApplication::primaryScreen();
-        m_liveImage = renderReportImage(m_view, screen ? screen->devicePixelRatio() : 1.0);
-        m_kind = Kind::LiveReport;
-        QApplication::setWindowIcon(QIcon(QPixmap::fromImage(m_liveImage)));
+        const qreal ratio = screen ? screen->devicePixelRatio() : 1.0;
+        // Drawn again only when the report or the picture's size changed: a refresh that finds
+        // the report as it was (nothing credited since, as while paused) costs next to nothing.
+        if (m_kind != Kind::LiveReport || m_liveRevision != m_view->revision()
+            || m_liveImage.devicePixelRatio() != ratio) {
+            m_liveImage = renderReportImage(m_view, ratio);
+            m_liveRevision = m_view->revision();
+            m_kind = Kind::LiveReport;
+            QApplication::setWindowIcon(QIcon(QPixmap::fromImage(m_liveImage)));
+        }
     }
     m_scheduler.performAfterDelay(this, kUpdateIconOperation, kRefreshInterval, [this] { updateIcon(); });
 }

@@ -39,7 +39,8 @@ public:
     void setHibernating(bool hibernating);
 
     // Sets the icon for the current settings and state; while it shows the live report, again
-    // after kRefreshInterval. Cancels a pending refresh first.
+    // after kRefreshInterval (drawn again only when the report changed). Cancels a pending
+    // refresh first.
     void updateIcon();
 
     Kind kind() const { return m_kind; }
@@ -62,4 +63,6 @@ private:
     bool m_hibernating = false;
     Kind m_kind = Kind::None;
     QImage m_liveImage;
+    // The view's revision that m_liveImage shows.
+    quint64 m_liveRevision = 0;
 };

@@ -8,6 +8,7 @@ wendle_add_test(NAME test_report_view
     view/VXReportGeometryTest.cpp
     view/VXReportViewRenderTest.cpp
     view/VXReportViewMouseTest.cpp
+    view/VXSimplifiedReportPixelTest.cpp
     view/VXStringDrawingExtensionsTest.cpp
   LIBS Wendle::Reports Qt6::Widgets Qt6::Test
   LABELS unit)

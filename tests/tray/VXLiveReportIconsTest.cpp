@@ -2,6 +2,7 @@
 // offscreen platform and a virtual clock: what each shows in each state, that the pictures follow
 // the report, and that nothing is drawn or scheduled while their settings are off.
 
+#include "VXColorExtensions.h"
 #include "VXDesktopReport.h"
 #include "VXFullscreenReportWindow.h"
 #include "VXReportViewTestSupport.h"
@@ -11,6 +12,8 @@
 #include "VXVirtualScheduler.h"
 
 #include <QScreen>
+
+#include <functional>
 
 #include <gtest/gtest.h>
 
@@ -135,6 +138,57 @@ TEST_F(LiveReportIconsTest, TheDesktopReportCoversTheAvailableAreaAtItsOpacityWh
     const int clippings = delegate.clippings;
     EXPECT_EQ(scheduler.advanceBy(60), 0);
     EXPECT_EQ(delegate.clippings, clippings);
+}
+
+TEST_F(LiveReportIconsTest, RefreshesDrawAgainOnlyWhenTheReportChanged)
+{
+    // A hidden live report (the report window closed): the refreshes rebuild it themselves.
+    settings.defaults->setBool(true, VXTaskbarReportIcon::kShowInDockKey);
+    settings.defaults->setBool(true, VXDesktopReport::kShowOnDesktopKey);
+    VXTaskbarReportIcon icon(*settings.defaults, scheduler);
+    icon.setWindowedMode(true);
+    icon.setReportView(&view);
+    VXDesktopReport desktop(*settings.defaults, scheduler);
+    desktop.setReportView(&view);
+    icon.updateIcon();
+    desktop.updateIcon();
+    ASSERT_NE(desktop.window(), nullptr);
+
+    struct Row {
+        const char *name;
+        std::function<void()> change;
+        bool rebuilt;   // by the refreshes (once for both)
+        bool redrawn;
+    };
+    const Row rows[] = {
+        {"nothing changed", [] {}, false, false},
+        {"a tick credited the browser and moved the end of the data",
+         [&] {
+             delegate.last = delegate.end = kBase + 1200.0;
+             delegate.items[1] = item(QStringLiteral("Browser"), eventLog({{300, 1200}}), eventLog({{300, 1200}}));
+         },
+         true, true},
+        {"nothing changed again", [] {}, false, false},
+        {"a setting changed", [&] { settings.defaults->setInteger(VXColorSchemeLight, VXColorSchemeKey); }, true, true},
+        {"the view was rebuilt by its controller", [&] { view.update(nullptr); }, false, true},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        row.change();
+        const int clippings = delegate.clippings;
+        const QImage icon0 = icon.liveImage();
+        const QImage desktop0 = desktop.window()->image();
+        scheduler.advanceBy(VXTaskbarReportIcon::kRefreshInterval + 0.01);
+        EXPECT_EQ(delegate.clippings - clippings, row.rebuilt ? 1 : 0);
+        EXPECT_EQ(icon.liveImage().cacheKey() != icon0.cacheKey(), row.redrawn);
+        EXPECT_EQ(desktop.window()->image().cacheKey() != desktop0.cacheKey(), row.redrawn);
+        // Kept or drawn again, the pictures show the report as it is now.
+        EXPECT_EQ(icon.liveImage(), VXTaskbarReportIcon::renderReportImage(&view, icon.liveImage().devicePixelRatio()));
+        if (row.rebuilt) {
+            EXPECT_GT(differingPixels(icon0, icon.liveImage()), 20);
+        }
+    }
+    settings.defaults->removeObjectForKey(VXColorSchemeKey);
 }
 
 }   // namespace

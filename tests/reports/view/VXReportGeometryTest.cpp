@@ -174,6 +174,10 @@ TEST(ReportGeometry, ChannelPixelsInNaturalTime)
               std::vector<QRectF> {rect(610, 5, 1, 20)});
     // The same three spread over three columns do not.
     EXPECT_TRUE(channel(eventLog({{600.0, 600.05}, {601.3, 601.35}, {602.6, 602.65}}), r).empty());
+    // Left of the range (a log not yet clipped to a narrowed range) short periods never add up,
+    // and a period reaching into the range starts left of the row.
+    EXPECT_TRUE(channel(eventLog({{-50.0, -49.95}, {-49.7, -49.65}, {-49.4, -49.35}}), r).empty());
+    EXPECT_EQ(channel(eventLog({{-20.5, 30}}), r), std::vector<QRectF> {rect(-11, 5, 50, 20)});
     // 3.5 points are drawn 3 wide; 1.05 points as a 1-point tick.
     EXPECT_EQ(channel(eventLog({{700, 703.5}}), r), std::vector<QRectF> {rect(710, 5, 3, 20)});
     EXPECT_EQ(channel(eventLog({{800, 801.05}}), r), std::vector<QRectF> {rect(810, 5, 1, 20)});
