@@ -51,7 +51,7 @@ expect "wendle export --columns pool,ap" "pool,application"
 expect "wendle config " "--help import show"
 
 # The help pages, as the program lists them when it is given one it does not know.
-refusal=$(LC_ALL=C LANG=C "$wendle" --help-page nosuch 2>&1) && fail "'wendle --help-page nosuch' succeeds"
+refusal=$(LC_ALL=C LANGUAGE= "$wendle" --help-page nosuch 2>&1) && fail "'wendle --help-page nosuch' succeeds"
 pages=$(sed -n 's/.*(the pages: \(.*\))$/\1/p' <<<"$refusal" | tr -d ',' | tr ' ' '\n' | sort | tr '\n' ' ' | sed 's/ $//')
 [ -n "$pages" ] || fail "no help pages found in the answer to 'wendle --help-page nosuch'"
 expect "wendle --help-page " "$pages"

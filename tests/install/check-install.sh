@@ -97,7 +97,7 @@ if [ -f "$manual" ]; then
     grep -q -- "$option" "$root/manual.txt" || fail "the manual page does not mention the option '$option'"
   done
   # The help pages, as the program lists them when asked for one it does not know.
-  pages=$("$usr/bin/wendle" --help-page nosuch 2>&1 | sed -n 's/.*(the pages: \(.*\))$/\1/p' | tr -d ',' || true)
+  pages=$(LC_ALL=C LANGUAGE= "$usr/bin/wendle" --help-page nosuch 2>&1 | sed -n 's/.*(the pages: \(.*\))$/\1/p' | tr -d ',' || true)
   [ -n "$pages" ] || fail "'wendle --help-page nosuch' lists no pages"
   described=$(sed -n '/^ *--help-page/,/^$/p' "$root/manual.txt")
   for page in $pages; do
