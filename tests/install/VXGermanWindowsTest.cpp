@@ -266,6 +266,9 @@ TEST_F(GermanWindows, NoEnglishTextOnTheReports)
 
 TEST_F(GermanWindows, NoEnglishTextOnAnyWindowOfTheShell)
 {
+    // As the program names itself (the About window shows it).
+    QCoreApplication::setApplicationName(u"Wendle"_s);
+    QCoreApplication::setApplicationVersion(u"0.1.0"_s);
     vxshelltest::ShellFixture program;
     program.trayAvailable = true;
     // The first start's welcome; Wendle then lives in windows.
