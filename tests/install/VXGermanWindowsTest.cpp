@@ -10,27 +10,27 @@
 #include "VXReportControllerTestSupport.h"
 #include "VXShellTestSupport.h"
 
+#include "VXAboutDialog.h"
 #include "VXControllerTestSupport.h"
 #include "VXFakeDesktop.h"
-#include "VXMainController.h"
-#include "VXReportController.h"
-#include "VXReportSnapshotManager.h"
-#include "VXReportSnapshotWindows.h"
-#include "VXAboutDialog.h"
 #include "VXHelpWindow.h"
+#include "VXMainController.h"
 #include "VXMenuBuilder.h"
 #include "VXOrganizerWindow.h"
 #include "VXPreferencesWindow.h"
+#include "VXReportController.h"
+#include "VXReportSnapshotManager.h"
+#include "VXReportSnapshotWindows.h"
 #include "VXStatusItemController.h"
 #include "VXStatusItemPanel.h"
 #include "VXTranslations.h"
 #include "VXVirtualScheduler.h"
 
 #include <QAbstractButton>
+#include <QAbstractItemView>
 #include <QAction>
 #include <QComboBox>
 #include <QDir>
-#include <QAbstractItemView>
 #include <QGroupBox>
 #include <QLabel>
 #include <QListWidget>
