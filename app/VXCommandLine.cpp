@@ -17,6 +17,7 @@
 
 const QString VXCommandLine::kHelpCommand = QStringLiteral("help");
 const QString VXCommandLine::kVerboseOption = QStringLiteral("--verbose");
+const QString VXCommandLine::kHelpPageOption = QStringLiteral("--help-page");
 
 namespace {
 
@@ -130,9 +131,20 @@ QString VXCommandLine::help()
               "otherwise from the record it saved. They print their own messages; add --verbose to see the\n"
               "program's log lines as well.\n"
               "\n"
-              "Without a command, Wendle starts tracking (once per user: a second start hands its files\n"
-              "and --report to the first and exits). It saves its record on quit, on SIGTERM, SIGINT and\n"
-              "SIGHUP.");
+              "Without a command, Wendle starts tracking (once per user: a second start hands its files,\n"
+              "--report and --help-page to the first and exits). It saves its record on quit, on SIGTERM,\n"
+              "SIGINT and SIGHUP.");
+}
+
+QStringList VXCommandLine::withHelpPage(QStringList arguments, const QString &page)
+{
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        if (arguments.at(i) == QStringLiteral("--"))
+            break;
+        if (arguments.at(i) == kHelpPageOption && (i + 1 == arguments.size() || arguments.at(i + 1).startsWith(u'-')))
+            arguments.insert(i + 1, page);
+    }
+    return arguments;
 }
 
 bool VXCommandLine::takeVerbose(QStringList &arguments)

@@ -20,6 +20,7 @@ public:
     static const QStringList &commandNames();
     static const QString kHelpCommand;   // "help"
     static const QString kVerboseOption;   // "--verbose"
+    static const QString kHelpPageOption;   // "--help-page"
 
     // The command the first argument names, or empty.
     static QString commandOf(const QStringList &arguments);
@@ -34,6 +35,10 @@ public:
 
     // The program's help (`wendle --help`, `wendle help`).
     static QString help();
+
+    // The arguments with `page` given to a --help-page that names none (the last word, or one
+    // followed by another option), so that its PAGE may be left out.
+    static QStringList withHelpPage(QStringList arguments, const QString &page);
 
     // Takes --verbose out of the arguments; answers whether it was there.
     static bool takeVerbose(QStringList &arguments);

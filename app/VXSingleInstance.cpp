@@ -29,6 +29,7 @@ const QString VXSingleInstance::kImportRequest = QStringLiteral("import");
 const QString VXSingleInstance::kStatusRequest = QStringLiteral("status");
 const QString VXSingleInstance::kConfigurationRequest = QStringLiteral("configuration");
 const QString VXSingleInstance::kReopenRequest = QStringLiteral("reopen");
+const QString VXSingleInstance::kHelpRequest = QStringLiteral("help");
 
 namespace {
 
@@ -156,6 +157,8 @@ std::optional<VXInstanceRequest> VXSingleInstance::requestFromLine(QByteArrayVie
         request.kind = VXInstanceRequest::Kind::Configuration;
     else if (word == kReopenRequest && noFiles)
         request.kind = VXInstanceRequest::Kind::Reopen;
+    else if (word == kHelpRequest && request.files.size() == 1)
+        request.kind = VXInstanceRequest::Kind::Help;
     else
         return std::nullopt;
     // An empty file name, or one escaped as no request is, cannot have come from a real request.
@@ -170,8 +173,8 @@ std::optional<VXInstanceRequest> VXSingleInstance::requestFromLine(QByteArrayVie
 
 QByteArray VXSingleInstance::lineForRequest(const VXInstanceRequest &request)
 {
-    static const QString *const words[]
-        = {&kOpenRequest, &kReportRequest, &kImportRequest, &kStatusRequest, &kConfigurationRequest, &kReopenRequest};
+    static const QString *const words[] = {&kOpenRequest,          &kReportRequest, &kImportRequest, &kStatusRequest,
+                                           &kConfigurationRequest, &kReopenRequest, &kHelpRequest};
     QStringList line {*words[int(request.kind)]};
     for (const QString &file : request.files)
         line += escapedWord(file);

@@ -9,6 +9,7 @@
 //
 //     open<TAB>FILE...      show these CSV files as reports ("ok", or "error" and why)
 //     report                open or raise the live report ("ok", or "error" and why)
+//     help<TAB>PAGE         open or raise the help window at PAGE ("ok", or "error" and why)
 //     import<TAB>FILE       replace the record with the property list in FILE, undoably
 //     status                the running instance's view of the desktop, as text
 //     configuration         the record as it is now, as a binary property list
@@ -37,9 +38,9 @@ class QSocketNotifier;
 class QTimer;
 
 struct VXInstanceRequest {
-    enum class Kind { Open, Report, Import, Status, Configuration, Reopen };
+    enum class Kind { Open, Report, Import, Status, Configuration, Reopen, Help };
     Kind kind = Kind::Status;
-    // The files of "open", the file of "import".
+    // The files of "open", the file of "import", the page of "help".
     QStringList files;
 };
 
@@ -53,6 +54,7 @@ public:
     static const QString kStatusRequest;   // "status"
     static const QString kConfigurationRequest;   // "configuration"
     static const QString kReopenRequest;   // "reopen": started again from the launcher
+    static const QString kHelpRequest;   // "help"
 
     // A request is one line of at most this many bytes.
     static constexpr qsizetype kMaximumRequest = 64 * 1024;
@@ -72,8 +74,8 @@ public:
     static QString defaultSocketPath();
 
     // The request in one line (without its line break); nothing when it is not one: an unknown
-    // word, "import" without exactly one file, "open" without files, words after the others, an
-    // empty file name or an escape lineForRequest() does not write.
+    // word, "import" or "help" without exactly one word after it, "open" without files, words
+    // after the others, an empty file name or an escape lineForRequest() does not write.
     static std::optional<VXInstanceRequest> requestFromLine(QByteArrayView line);
     // The line that requestFromLine() reads back as the request.
     static QByteArray lineForRequest(const VXInstanceRequest &request);

@@ -8,6 +8,7 @@
 #include "VXDesktopBackends.h"
 #include "VXEventLoopScheduler.h"
 #include "VXExporter.h"
+#include "VXHelpWindow.h"
 #include "VXLiveReportNotification.h"
 #include "VXLog.h"
 #include "VXMainController.h"
@@ -99,6 +100,7 @@ struct VXTrackerProgram::Private {
     std::unique_ptr<VXSignalWatcher> signals;
     std::unique_ptr<VXOwnInputFilter> ownInput;
     bool opensLiveReport = false;
+    QString helpPage;
     std::unique_ptr<VXReportSnapshotWindows> snapshotWindows;
     bool saved = true;
     std::vector<std::shared_ptr<FileBatch>> fileBatches;
@@ -185,6 +187,9 @@ int VXTrackerProgram::run(const QStringList &files)
     if (d->opensLiveReport)
         QMetaObject::invokeMethod(
             this, [this] { openLiveReport(); }, Qt::QueuedConnection);
+    if (!d->helpPage.isEmpty())
+        QMetaObject::invokeMethod(
+            this, [this] { logProblems(helpReply(d->helpPage)); }, Qt::QueuedConnection);
 
     // The session ending closes the connection to the display, which ends the loop: the quit
     // path runs then too.
@@ -212,6 +217,8 @@ int VXTrackerProgram::handOver(const QStringList &files)
     }
     if (d->opensLiveReport)
         requests.push_back({VXInstanceRequest::Kind::Report, {}});
+    if (!d->helpPage.isEmpty())
+        requests.push_back({VXInstanceRequest::Kind::Help, {d->helpPage}});
     if (requests.empty()) {
         // Started again from the launcher: the running Wendle brings its window back.
         if (!VXSingleInstance::send(socket, {VXInstanceRequest::Kind::Reopen, {}}))
@@ -296,6 +303,7 @@ void VXTrackerProgram::answer(const VXInstanceRequest &request, const VXSingleIn
         reply(openLiveReport() ? VXSingleInstance::okReply()
                                : VXSingleInstance::errorReply(tr("the live report cannot be shown")));
         return;
+    case VXInstanceRequest::Kind::Help: reply(helpReply(request.files.constFirst())); return;
     case VXInstanceRequest::Kind::Import: reply(importReply(request.files.constFirst())); return;
     case VXInstanceRequest::Kind::Status: reply(statusReply()); return;
     case VXInstanceRequest::Kind::Configuration: reply(configurationReply()); return;
@@ -371,6 +379,21 @@ QString VXTrackerProgram::statusText() const
 void VXTrackerProgram::setOpensLiveReport(bool opens)
 {
     d->opensLiveReport = opens;
+}
+
+void VXTrackerProgram::setHelpPage(const QString &page)
+{
+    d->helpPage = page;
+}
+
+QByteArray VXTrackerProgram::helpReply(const QString &page)
+{
+    if (!d->shell)
+        return VXSingleInstance::errorReply(tr("the running Wendle has no display to show the help on"));
+    if (!VXHelpWindow::pageNames().contains(page))
+        return VXSingleInstance::errorReply(tr("there is no help page '%1'").arg(page));
+    d->shell->showHelpPage(page);
+    return VXSingleInstance::okReply();
 }
 
 // ---- The user interface

@@ -31,11 +31,14 @@ public:
 
     // Starts tracking and runs the event loop until quit; answers the exit status (not 0 when
     // the record could not be saved at quit). When another instance runs, hands it `files`
-    // (and the live report) and answers at once.
+    // (and the live report, and the help page) and answers at once.
     int run(const QStringList &files);
 
     // Opens the live report window once tracking has started (needs a display).
     void setOpensLiveReport(bool opens);
+    // Opens the help window at a page (VXHelpWindow::pageNames()) once tracking has started
+    // (needs a display); empty: none.
+    void setHelpPage(const QString &page);
 
 private:
     int handOver(const QStringList &files);
@@ -56,6 +59,8 @@ private:
     void checkSessionBus();
     void setUpReports();
     bool openLiveReport();
+    // The answer to a request for the help window at `page`.
+    QByteArray helpReply(const QString &page);
     void openFiles(const QStringList &paths, const VXSingleInstance::Reply &reply);
     void settleFile(const QString &path, const QString &problem);
 

@@ -2,6 +2,7 @@
 #include "VXConfigCommand.h"
 #include "VXDefaultsCommand.h"
 #include "VXExportCommand.h"
+#include "VXHelpWindow.h"
 #include "VXSignalWatcher.h"
 #include "VXSimulateCommand.h"
 #include "VXSingleInstance.h"
@@ -84,7 +85,6 @@ int main(int argc, char *argv[])
         = tracker && (qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY"));
     std::unique_ptr<QCoreApplication> application
         = withDisplay ? std::make_unique<QApplication>(argc, argv) : std::make_unique<QCoreApplication>(argc, argv);
-    QCoreApplication &app = *application;
     QCoreApplication::setApplicationName(QStringLiteral("Wendle"));
     QCoreApplication::setApplicationVersion(QStringLiteral(WENDLE_VERSION));
     if (withDisplay) {
@@ -105,6 +105,13 @@ int main(int argc, char *argv[])
     const QCommandLineOption reportOption(
         QStringLiteral("report"), QCoreApplication::translate("VXCommandLine", "Open the live activity report."));
     parser.addOption(reportOption);
+    const QCommandLineOption helpPageOption(
+        VXCommandLine::kHelpPageOption.mid(2),
+        QCoreApplication::translate("VXCommandLine",
+                                    "Open the help window at PAGE (%1), or at the first page without one.")
+            .arg(VXHelpWindow::pageNames().join(QStringLiteral(", "))),
+        QStringLiteral("PAGE"));
+    parser.addOption(helpPageOption);
     // The tracker always writes its log; the option is there for the commands.
     parser.addOption(
         QCommandLineOption(VXCommandLine::kVerboseOption.mid(2),
@@ -119,7 +126,11 @@ int main(int argc, char *argv[])
     if (!command.isEmpty())
         return runCommand(command, arguments.mid(2));
 
-    parser.process(app);
+    parser.process(VXCommandLine::withHelpPage(arguments, VXHelpWindow::pageNames().constFirst()));
+    const QString helpPage = parser.value(helpPageOption);
+    if (parser.isSet(helpPageOption) && !VXHelpWindow::pageNames().contains(helpPage))
+        return refuse(QCoreApplication::translate("VXCommandLine", "there is no help page '%1' (the pages: %2)")
+                          .arg(helpPage, VXHelpWindow::pageNames().join(QStringLiteral(", "))));
     for (const QString &file : parser.positionalArguments()) {
         if (const QString problem = VXCommandLine::fileArgumentProblem(file); !problem.isEmpty())
             return refuse(problem);
@@ -127,5 +138,6 @@ int main(int argc, char *argv[])
 
     VXTrackerProgram program(withDisplay);
     program.setOpensLiveReport(parser.isSet(reportOption));
+    program.setHelpPage(helpPage);
     return program.run(parser.positionalArguments());
 }

@@ -2,15 +2,22 @@
 # `export` and `summary`, and the files each one takes.
 
 _wendle_when_words="now today yesterday"
+_wendle_help_pages="index modes pools blacklists hibernation reports export undo command-line"
 
 _wendle()
 {
     local cur prev words cword
     _init_completion || return
 
+    # The tracker's option with a value, wherever it stands among the tracker's words.
+    if [[ $prev == --help-page ]]; then
+        COMPREPLY=($(compgen -W "$_wendle_help_pages" -- "$cur"))
+        return
+    fi
+
     if ((cword == 1)); then
         if [[ $cur == -* ]]; then
-            COMPREPLY=($(compgen -W '--help --help-all --version --report --verbose' -- "$cur"))
+            COMPREPLY=($(compgen -W '--help --help-all --version --report --help-page --verbose' -- "$cur"))
         else
             COMPREPLY=($(compgen -W 'defaults export summary config status simulate help' -- "$cur"))
             _filedir csv
@@ -87,7 +94,7 @@ _wendle()
     *)
         # The tracker: options and CSV files to open as reports.
         if [[ $cur == -* ]]; then
-            COMPREPLY=($(compgen -W '--report --verbose' -- "$cur"))
+            COMPREPLY=($(compgen -W '--report --help-page --verbose' -- "$cur"))
         else
             _filedir csv
         fi

@@ -471,6 +471,12 @@ void VXApplicationShell::showHelp()
     bringToFront(m_helpWindow.get());
 }
 
+void VXApplicationShell::showHelpPage(const QString &page)
+{
+    showHelp();
+    m_helpWindow->showPage(page);
+}
+
 void VXApplicationShell::openFiles(const QStringList &paths)
 {
     if (m_openFiles)

@@ -62,6 +62,8 @@ public:
     VXReportController *liveReport() const { return m_liveReport.get(); }
     std::shared_ptr<VXReportController> sharedLiveReport() const { return m_liveReport; }
     VXMenuBuilder *menuBuilder() const { return m_menus.get(); }
+    // The help window, raised at a page ("pools"; VXHelpWindow::pageNames()).
+    void showHelpPage(const QString &page);
     // The organizer window, made now if it was not yet.
     VXOrganizerWindow *loadOrganizerWindow();
 

@@ -1,7 +1,9 @@
 #include "VXHelpWindow.h"
 
 #include "VXApplicationIcon.h"
+#include "VXTranslations.h"
 
+#include <QDesktopServices>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QKeySequence>
@@ -12,16 +14,21 @@
 
 namespace {
 
-const QString kHelpFolder = QStringLiteral("qrc:/help/");
+const QString kHelpFolder = QStringLiteral(":/help/");
 
-// The pages in reading order.
-const QStringList &pageOrder()
+// The folders a page is looked for in, the translation's language first: "de_DE/", "de/", "".
+QStringList languageFolders()
 {
-    static const QStringList pages {
-        QStringLiteral("index"),      QStringLiteral("modes"),       QStringLiteral("pools"),
-        QStringLiteral("blacklists"), QStringLiteral("hibernation"), QStringLiteral("reports"),
-        QStringLiteral("export"),     QStringLiteral("undo"),        QStringLiteral("command-line")};
-    return pages;
+    QStringList folders;
+    const QString language = VXTranslations::language();
+    if (!language.isEmpty()) {
+        folders << language + u'/';
+        const QString base = language.section(u'_', 0, 0);
+        if (base != language)
+            folders << base + u'/';
+    }
+    folders << QString();
+    return folders;
 }
 
 }   // namespace
@@ -38,11 +45,13 @@ VXHelpWindow::VXHelpWindow(QWidget *parent) : QWidget(parent, Qt::Window)
     m_topics->setAccessibleName(tr(VXHelpPagesName));
     m_browser = new QTextBrowser(splitter);
     m_browser->setAccessibleName(tr(VXHelpPageName));
-    m_browser->setOpenExternalLinks(true);
-    m_browser->setSearchPaths({QStringLiteral(":/help")});
+    // Links are followed here: a page of another name may be in another language's folder.
+    m_browser->setOpenLinks(false);
+    connect(m_browser, &QTextBrowser::anchorClicked, this, &VXHelpWindow::followLink);
     splitter->setStretchFactor(1, 1);
-    for (const QString &page : pageOrder()) {
-        m_browser->setSource(QUrl(kHelpFolder + page + QStringLiteral(".html")));
+    // The list shows each page's own title, in the language it is shown in.
+    for (const QString &page : pageNames()) {
+        m_browser->setSource(pageUrl(page));
         auto *item = new QListWidgetItem(m_browser->documentTitle(), m_topics);
         item->setData(Qt::UserRole, page);
     }
@@ -51,7 +60,7 @@ VXHelpWindow::VXHelpWindow(QWidget *parent) : QWidget(parent, Qt::Window)
             showPage(m_topics->item(row)->data(Qt::UserRole).toString());
     });
     connect(m_browser, &QTextBrowser::sourceChanged, this, [this] {
-        const int row = int(pageOrder().indexOf(currentPage()));
+        const int row = int(pageNames().indexOf(currentPage()));
         if (row != m_topics->currentRow()) {
             const QSignalBlocker blocker(m_topics);
             m_topics->setCurrentRow(row);
@@ -61,14 +70,33 @@ VXHelpWindow::VXHelpWindow(QWidget *parent) : QWidget(parent, Qt::Window)
     connect(new QShortcut(QKeySequence(Qt::Key_Escape), this), &QShortcut::activated, this, &QWidget::close);
     connect(new QShortcut(QKeySequence::Close, this), &QShortcut::activated, this, &QWidget::close);
     connect(new QShortcut(QKeySequence::Back, this), &QShortcut::activated, m_browser, &QTextBrowser::backward);
-    showPage(pageOrder().first());
+    showPage(pageNames().first());
     m_browser->clearHistory();
     resize(760, 520);
 }
 
+const QStringList &VXHelpWindow::pageNames()
+{
+    static const QStringList pages {
+        QStringLiteral("index"),      QStringLiteral("modes"),       QStringLiteral("pools"),
+        QStringLiteral("blacklists"), QStringLiteral("hibernation"), QStringLiteral("reports"),
+        QStringLiteral("export"),     QStringLiteral("undo"),        QStringLiteral("command-line")};
+    return pages;
+}
+
+QUrl VXHelpWindow::pageUrl(const QString &name)
+{
+    const QString file = name + QStringLiteral(".html");
+    for (const QString &folder : languageFolders()) {
+        if (QFileInfo::exists(kHelpFolder + folder + file))
+            return QUrl(QStringLiteral("qrc") + kHelpFolder + folder + file);
+    }
+    return QUrl(QStringLiteral("qrc") + kHelpFolder + file);
+}
+
 void VXHelpWindow::showPage(const QString &name)
 {
-    m_browser->setSource(QUrl(kHelpFolder + name + QStringLiteral(".html")));
+    m_browser->setSource(pageUrl(pageNames().contains(name) ? name : pageNames().first()));
 }
 
 QString VXHelpWindow::currentPage() const
@@ -76,7 +104,16 @@ QString VXHelpWindow::currentPage() const
     return QFileInfo(m_browser->source().path()).completeBaseName();
 }
 
-QStringList VXHelpWindow::pageNames() const
+void VXHelpWindow::followLink(const QUrl &link)
 {
-    return pageOrder();
+    const QUrl target = m_browser->source().resolved(link);
+    if (target.scheme() != QStringLiteral("qrc")) {
+        QDesktopServices::openUrl(target);
+        return;
+    }
+    const QString page = QFileInfo(target.path()).completeBaseName();
+    if (target.fileName().isEmpty() || page == currentPage())
+        m_browser->scrollToAnchor(target.fragment());
+    else
+        showPage(page);
 }

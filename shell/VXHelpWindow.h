@@ -2,7 +2,8 @@
 
 // The help window: the HTML pages compiled into the program (resources/help), a list of them on
 // the left and the page on the right; links between pages follow, links elsewhere open in the
-// desktop's browser.
+// desktop's browser. Each page is shown in the language of the program's translation when it has
+// a copy in that language (resources/help/<language>/), in English otherwise.
 
 #include <QWidget>
 
@@ -19,13 +20,20 @@ class VXHelpWindow : public QWidget
 public:
     explicit VXHelpWindow(QWidget *parent = nullptr);
 
-    // Shows a page by its file name without ".html" ("index", "modes", ...).
+    // The pages by their file names without ".html" ("index", "modes", ...), in reading order.
+    static const QStringList &pageNames();
+    // The page as this program shows it: in the translation's language when there is a copy
+    // in it, else in English ("qrc:/help/de/pools.html", "qrc:/help/pools.html").
+    static QUrl pageUrl(const QString &name);
+
+    // Shows a page by its name; an unknown name shows the first page.
     void showPage(const QString &name);
     QString currentPage() const;
-    QStringList pageNames() const;
     QTextBrowser *browser() const { return m_browser; }
 
 private:
+    void followLink(const QUrl &link);
+
     QListWidget *m_topics;
     QTextBrowser *m_browser;
 };

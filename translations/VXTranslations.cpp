@@ -1,6 +1,7 @@
 #include "VXTranslations.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QTranslator>
@@ -13,15 +14,25 @@ namespace {
 const QString kFolder = QStringLiteral(":/i18n");
 const QString kName = QStringLiteral("wendle");
 
+QString &loadedLanguage()
+{
+    static QString language;
+    return language;
+}
+
 // Installs NAME_<language>.qm from the folder for the first of the locale's languages that has
-// one; the application owns it from then on.
-bool installTranslation(const QLocale &locale, const QString &name, const QString &folder)
+// one, and answers its language; the application owns it from then on.
+QString installTranslation(const QLocale &locale, const QString &name, const QString &folder)
 {
     auto translator = std::make_unique<QTranslator>(QCoreApplication::instance());
     if (!translator->load(locale, name, QStringLiteral("_"), folder))
-        return false;
+        return {};
+    // A file without its language named in it is known by its name (wendle_de.qm).
+    QString language = translator->language();
+    if (language.isEmpty())
+        language = QFileInfo(translator->filePath()).completeBaseName().mid(name.size() + 1);
     QCoreApplication::installTranslator(translator.release());
-    return true;
+    return language;
 }
 
 }   // namespace
@@ -30,5 +41,11 @@ bool VXTranslations::install()
 {
     const QLocale locale;
     installTranslation(locale, QStringLiteral("qtbase"), QLibraryInfo::path(QLibraryInfo::TranslationsPath));
-    return installTranslation(locale, kName, kFolder);
+    loadedLanguage() = installTranslation(locale, kName, kFolder);
+    return !loadedLanguage().isEmpty();
+}
+
+QString VXTranslations::language()
+{
+    return loadedLanguage();
 }

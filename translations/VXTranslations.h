@@ -4,6 +4,8 @@
 // fallback: a language Wendle has no translation for, or a text its translation lacks, reads in
 // English. Numbers, dates and durations follow the locale whatever the language (QLocale).
 
+#include <QString>
+
 class VXTranslations
 {
 public:
@@ -11,4 +13,8 @@ public:
     // languages in order of preference, into the running application. Answers whether Wendle's
     // translation for one of them was found; English (no translation) answers false as well.
     static bool install();
+
+    // The language of the translation install() loaded ("de_DE"), empty while Wendle speaks
+    // English: what else comes in the user's language (the help pages) follows this choice.
+    static QString language();
 };

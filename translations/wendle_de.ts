@@ -601,6 +601,22 @@
         <translation>&lt;%1&gt; kann nicht geöffnet werden: %2</translation>
     </message>
     <message>
+        <source>Run &apos;wendle --help&apos; for the commands and options.</source>
+        <translation>„wendle --help“ zeigt die Befehle und Optionen.</translation>
+    </message>
+    <message>
+        <source>CSV files to open as reports.</source>
+        <translation>CSV-Dateien, die als Berichte geöffnet werden.</translation>
+    </message>
+    <message>
+        <source>Open the live activity report.</source>
+        <translation>Den Live-Aktivitätsbericht öffnen.</translation>
+    </message>
+    <message>
+        <source>Commands show the program&apos;s log lines too.</source>
+        <translation>Befehle zeigen auch die Protokollzeilen des Programms.</translation>
+    </message>
+    <message>
         <source>Wendle tracks how long each application and window is in front and open.
 
 Commands:
@@ -619,9 +635,9 @@ Commands answer from the running Wendle when there is one, so they show the day 
 otherwise from the record it saved. They print their own messages; add --verbose to see the
 program&apos;s log lines as well.
 
-Without a command, Wendle starts tracking (once per user: a second start hands its files
-and --report to the first and exits). It saves its record on quit, on SIGTERM, SIGINT and
-SIGHUP.</source>
+Without a command, Wendle starts tracking (once per user: a second start hands its files,
+--report and --help-page to the first and exits). It saves its record on quit, on SIGTERM,
+SIGINT and SIGHUP.</source>
         <translation>Wendle erfasst, wie lange jedes Programm und jedes Fenster vorne und geöffnet ist.
 
 Befehle:
@@ -641,24 +657,16 @@ sonst aus der Aufzeichnung, die es gespeichert hat. Sie geben ihre eigenen Meldu
 --verbose erscheinen auch die Protokollzeilen des Programms.
 
 Ohne Befehl beginnt Wendle mit der Erfassung (einmal je Benutzer: ein zweiter Start übergibt
-seine Dateien und --report an den ersten und endet). Es speichert seine Aufzeichnung beim
-Beenden und bei SIGTERM, SIGINT und SIGHUP.</translation>
+seine Dateien, --report und --help-page an den ersten und endet). Es speichert seine
+Aufzeichnung beim Beenden und bei SIGTERM, SIGINT und SIGHUP.</translation>
     </message>
     <message>
-        <source>Run &apos;wendle --help&apos; for the commands and options.</source>
-        <translation>„wendle --help“ zeigt die Befehle und Optionen.</translation>
+        <source>Open the help window at PAGE (%1), or at the first page without one.</source>
+        <translation>Das Hilfefenster bei der Seite PAGE öffnen (%1), ohne sie bei der ersten Seite.</translation>
     </message>
     <message>
-        <source>CSV files to open as reports.</source>
-        <translation>CSV-Dateien, die als Berichte geöffnet werden.</translation>
-    </message>
-    <message>
-        <source>Open the live activity report.</source>
-        <translation>Den Live-Aktivitätsbericht öffnen.</translation>
-    </message>
-    <message>
-        <source>Commands show the program&apos;s log lines too.</source>
-        <translation>Befehle zeigen auch die Protokollzeilen des Programms.</translation>
+        <source>there is no help page &apos;%1&apos; (the pages: %2)</source>
+        <translation>es gibt keine Hilfeseite „%1“ (die Seiten: %2)</translation>
     </message>
 </context>
 <context>
@@ -2211,6 +2219,14 @@ Zeigt, was das laufende Wendle gerade sieht; ohne eines die gespeicherte Aufzeic
     <message>
         <source>cannot open &lt;%1&gt; as a report: it is not a CSV file</source>
         <translation>&lt;%1&gt; kann nicht als Bericht geöffnet werden: Es ist keine CSV-Datei</translation>
+    </message>
+    <message>
+        <source>the running Wendle has no display to show the help on</source>
+        <translation>das laufende Wendle hat keinen Bildschirm, um die Hilfe zu zeigen</translation>
+    </message>
+    <message>
+        <source>there is no help page &apos;%1&apos;</source>
+        <translation>es gibt keine Hilfeseite „%1“</translation>
     </message>
 </context>
 <context>

@@ -109,7 +109,8 @@ TEST(VXSingleInstance, RequestsReadBackAsWrittenAndOtherLinesAreRefused)
                                           {Kind::Report, {}},
                                           {Kind::Import, {u"/r.plist"_s}},
                                           {Kind::Status, {}},
-                                          {Kind::Configuration, {}}};
+                                          {Kind::Configuration, {}},
+                                          {Kind::Help, {u"pools"_s}}};
     for (const VXInstanceRequest &request : requests) {
         QByteArray line = VXSingleInstance::lineForRequest(request);
         SCOPED_TRACE(line.toStdString());
@@ -121,8 +122,8 @@ TEST(VXSingleInstance, RequestsReadBackAsWrittenAndOtherLinesAreRefused)
         EXPECT_EQ(read->kind, request.kind);
         EXPECT_EQ(read->files, request.files);
     }
-    for (const char *line : {"", "open", "import", "import\ta\tb", "status\tx", "report\t", "open\t\t/x.csv",
-                             "open\t/x\\", "open\t\\x", "Status", "configuration ", "dance"}) {
+    for (const char *line : {"", "open", "import", "import\ta\tb", "help", "help\ta\tb", "status\tx", "report\t",
+                             "open\t\t/x.csv", "open\t/x\\", "open\t\\x", "Status", "configuration ", "dance"}) {
         SCOPED_TRACE(line);
         EXPECT_FALSE(VXSingleInstance::requestFromLine(QByteArray(line)));
     }
@@ -176,6 +177,9 @@ TEST_F(RunningProgram, TheCommandsAskTheRunningWendle)
     const ProgramResult report = folders.run({u"--report"_s});
     EXPECT_EQ(report.exitCode, 1);
     EXPECT_TRUE(report.err.contains("no display")) << report.err.constData();
+    const ProgramResult help = folders.run({u"--help-page"_s});
+    EXPECT_EQ(help.exitCode, 1);
+    EXPECT_TRUE(help.err.contains("no display to show the help on")) << help.err.constData();
     const ProgramResult second = folders.run({});
     EXPECT_EQ(second.exitCode, 0);
     EXPECT_TRUE(second.err.contains("already running")) << second.err.constData();
@@ -212,6 +216,8 @@ TEST_F(RunningProgram, MistakesOnTheCommandLineStartNothing)
         {{u"summary"_s, u"--frm"_s, u"today"_s}, 2, "Run 'wendle summary --help'"},
         {{u"config"_s, u"imprt"_s, u"x"_s}, 2, "wendle config: unknown use"},
         {{u"simulate"_s, u"day.json"_s}, 2, "-o OUT.plist is needed"},
+        {{u"--help-page"_s, u"nosuch"_s}, 2, "there is no help page 'nosuch' (the pages: index, modes, pools,"},
+        {{u"--help-page=pool"_s, u"--report"_s}, 2, "there is no help page 'pool'"},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.arguments.join(u' ').toStdString());

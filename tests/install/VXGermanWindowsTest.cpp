@@ -1,32 +1,46 @@
 // Wendle in German: the program's windows built as the German build shows them (the system
-// locale de_DE, the translation loaded the way the program loads it), on the offscreen platform.
+// locale de_DE, the translation loaded the way the program loads it), on the offscreen platform:
+// the reports, and every window of the shell (welcome, organizer, its menus, each section of the
+// preferences, About, each help page, the quit alert, the tray's menu and panel).
 // Every text a person can read on them (titles, labels, buttons, menu entries, tool tips) is
 // checked against the program's own English texts: any that shows untranslated has escaped the
 // translation (a text never marked, or looked up under another context than it was marked in).
 // A picture of each window is left in screenshots/de for a person to look at.
 
 #include "VXReportControllerTestSupport.h"
+#include "VXShellTestSupport.h"
 
+#include "VXAboutDialog.h"
 #include "VXControllerTestSupport.h"
 #include "VXFakeDesktop.h"
+#include "VXHelpWindow.h"
 #include "VXMainController.h"
+#include "VXMenuBuilder.h"
+#include "VXOrganizerWindow.h"
+#include "VXPreferencesWindow.h"
 #include "VXReportController.h"
 #include "VXReportSnapshotManager.h"
 #include "VXReportSnapshotWindows.h"
+#include "VXStatusItemController.h"
+#include "VXStatusItemPanel.h"
 #include "VXTranslations.h"
 #include "VXVirtualScheduler.h"
 
 #include <QAbstractButton>
+#include <QAbstractItemView>
 #include <QAction>
 #include <QComboBox>
 #include <QDir>
 #include <QGroupBox>
 #include <QLabel>
+#include <QListWidget>
 #include <QMenu>
+#include <QMenuBar>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTabBar>
 #include <QTest>
+#include <QTextBrowser>
 #include <QXmlStreamReader>
 
 #include <gtest/gtest.h>
@@ -84,11 +98,37 @@ std::set<QString> englishTexts()
     return texts;
 }
 
+// The entries of a menu and of its submenus.
+void addMenuTexts(const QMenu *menu, QStringList &texts)
+{
+    texts << menu->title();
+    for (QAction *action : menu->actions()) {
+        texts << action->text() << action->toolTip();
+        if (action->menu() && action->menu() != menu)
+            addMenuTexts(action->menu(), texts);
+    }
+}
+
 // The texts a person reads on a window: its title and those of its widgets, menus and actions,
-// without the mnemonics' ampersands.
+// lists' headers and entries, and a page's title, without the mnemonics' ampersands.
 QStringList visibleTexts(QWidget *window)
 {
     QStringList texts {window->windowTitle()};
+    if (auto *menu = qobject_cast<QMenu *>(window))
+        addMenuTexts(menu, texts);
+    for (QMenu *menu : window->findChildren<QMenu *>())
+        addMenuTexts(menu, texts);
+    for (QAbstractItemView *view : window->findChildren<QAbstractItemView *>()) {
+        const QAbstractItemModel *model = view->model();
+        for (int column = 0; model && column < model->columnCount(); ++column)
+            texts << model->headerData(column, Qt::Horizontal).toString();
+    }
+    for (QListWidget *list : window->findChildren<QListWidget *>()) {
+        for (int i = 0; i < list->count(); ++i)
+            texts << list->item(i)->text();
+    }
+    for (QTextBrowser *browser : window->findChildren<QTextBrowser *>())
+        texts << browser->documentTitle();
     for (QLabel *label : window->findChildren<QLabel *>())
         texts << label->text();
     for (QAbstractButton *button : window->findChildren<QAbstractButton *>())
@@ -103,8 +143,6 @@ QStringList visibleTexts(QWidget *window)
         for (int i = 0; i < bar->count(); ++i)
             texts << bar->tabText(i) << bar->tabToolTip(i);
     }
-    for (QMenu *menu : window->findChildren<QMenu *>())
-        texts << menu->title();
     for (QAction *action : window->findChildren<QAction *>())
         texts << action->text() << action->toolTip();
     for (QWidget *widget : window->findChildren<QWidget *>())
@@ -140,17 +178,45 @@ void saveScreenshot(QWidget *window, const QString &name)
         << "cannot write the screenshot " << name.toStdString();
 }
 
+// Says what escaped the translation on a window shown as `name`, and leaves its picture.
+void checkWindow(const QString &name, QWidget *window, const std::set<QString> &english)
+{
+    SCOPED_TRACE(name.toStdString());
+    ASSERT_NE(window, nullptr);
+    EXPECT_FALSE(visibleTexts(window).isEmpty()) << "no text found on the window";
+    const QStringList escaped = englishOn(window, english);
+    EXPECT_TRUE(escaped.isEmpty()) << "English on the German window: " << escaped.join(u"; "_s).toStdString();
+    saveScreenshot(window, name);
+}
+
+// The German translation, loaded once for the process as the program loads it.
+bool germanLoaded()
+{
+    static const bool loaded = VXTranslations::install();
+    return loaded;
+}
+
+class GermanWindows : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (!qEnvironmentVariable("LANG").startsWith(u"de"_s))
+            GTEST_SKIP() << "needs LANG=de_DE.UTF-8 (set by CTest) so that the system locale is German";
+        application();
+        ASSERT_EQ(QLocale().language(), QLocale::German);
+        ASSERT_TRUE(germanLoaded()) << "the German translation is not in the program";
+        english = englishTexts();
+        ASSERT_GT(english.size(), 100u) << "cannot read the German translation " << WENDLE_GERMAN_TS;
+    }
+
+    std::set<QString> english;
+};
+
 }   // namespace
 
-TEST(GermanWindows, NoEnglishTextOnAnyWindow)
+TEST_F(GermanWindows, NoEnglishTextOnTheReports)
 {
-    if (!qEnvironmentVariable("LANG").startsWith(u"de"_s))
-        GTEST_SKIP() << "needs LANG=de_DE.UTF-8 (set by CTest) so that the system locale is German";
-    application();
-    ASSERT_EQ(QLocale().language(), QLocale::German);
-    ASSERT_TRUE(VXTranslations::install()) << "the German translation is not in the program";
-    const std::set<QString> english = englishTexts();
-    ASSERT_GT(english.size(), 100u) << "cannot read the German translation " << WENDLE_GERMAN_TS;
 
     PrivateSettings settings;
     vxtest::ScopedDataHome dataHome;
@@ -193,11 +259,70 @@ TEST(GermanWindows, NoEnglishTextOnAnyWindow)
     const std::pair<QString, QWidget *> shownWindows[]
         = {{u"report-live"_s, live->reportWindow()}, {u"report-snapshot"_s, snapshot->reportWindow()}};
     for (const auto &[name, window] : shownWindows) {
-        SCOPED_TRACE(name.toStdString());
         ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
-        EXPECT_FALSE(visibleTexts(window).isEmpty()) << "no text found on the window";
-        const QStringList escaped = englishOn(window, english);
-        EXPECT_TRUE(escaped.isEmpty()) << "English on the German window: " << escaped.join(u"; "_s).toStdString();
-        saveScreenshot(window, name);
+        checkWindow(name, window, english);
     }
+}
+
+TEST_F(GermanWindows, NoEnglishTextOnAnyWindowOfTheShell)
+{
+    // As the program names itself (the About window shows it).
+    QCoreApplication::setApplicationName(u"Wendle"_s);
+    QCoreApplication::setApplicationVersion(u"0.1.0"_s);
+    vxshelltest::ShellFixture program;
+    program.trayAvailable = true;
+    // The first start's welcome; Wendle then lives in windows.
+    vxshelltest::answerNextModal([&](QWidget *welcome) {
+        welcome->adjustSize();
+        checkWindow(u"welcome"_s, welcome, english);
+        EXPECT_TRUE(vxshelltest::clickButton(welcome, u"In Fenstern"_s));
+    });
+    program.launch();
+    VXOrganizerWindow *organizer = program.shell->organizerWindow();
+    ASSERT_NE(organizer, nullptr);
+    checkWindow(u"organizer"_s, organizer, english);
+    // Each menu of the menu bar as it opens with Shift held (its hidden entries shown too).
+    for (QAction *title : organizer->menuBar()->actions()) {
+        QMenu *menu = title->menu();
+        program.shell->menuBuilder()->validateMenu(menu, true);
+        menu->adjustSize();
+        checkWindow(u"menu-"_s + title->text().remove(u'&').toLower(), menu, english);
+    }
+
+    program.controller->showPreferencesWindow();
+    VXPreferencesWindow *preferences = program.shell->preferencesWindow();
+    for (const QString &section : {u"General"_s, u"Blacklist"_s, u"Report"_s, u"Export"_s}) {
+        preferences->changePreferencesSection(section);
+        QApplication::processEvents();
+        checkWindow(u"preferences-"_s + section.toLower(), preferences, english);
+    }
+
+    program.controller->performMenuAction(VXMenuAction::ShowAboutWindow, 0);
+    checkWindow(u"about"_s, program.shell->aboutDialog(), english);
+    program.controller->performMenuAction(VXMenuAction::ShowHelp, 0);
+    VXHelpWindow *help = program.shell->helpWindow();
+    ASSERT_NE(help, nullptr);
+    for (const QString &page : VXHelpWindow::pageNames()) {
+        help->showPage(page);
+        checkWindow(u"help-"_s + page, help, english);
+    }
+
+    vxshelltest::answerNextModal([&](QWidget *alert) {
+        alert->adjustSize();
+        checkWindow(u"quit-alert"_s, alert, english);
+        EXPECT_TRUE(vxshelltest::clickButton(alert, u"Abbrechen"_s));
+    });
+    program.controller->quitDeliberately(0);
+    EXPECT_EQ(program.terminations, 0) << "the quit alert was not answered";
+
+    // In the tray: its menu, with Shift held, and its panel.
+    program.controller->setStatusItem(true);
+    ASSERT_NE(program.shell->statusItemController(), nullptr);
+    QMenu *actionMenu = program.shell->statusItemController()->actionMenu();
+    program.shell->menuBuilder()->validateMenu(actionMenu, true);
+    actionMenu->adjustSize();
+    checkWindow(u"menu-tray"_s, actionMenu, english);
+    VXStatusItemPanel panel(*program.defaults);
+    panel.resize(VXPanelMinimumSize);
+    checkWindow(u"tray-panel"_s, &panel, english);
 }

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Shell completion asked the way a shell asks on Tab: the commands (exactly those the program's
 # help lists), a command from its first letters, the actions of `defaults`, every option of
-# `export` and `summary` as their help lists them, and the WHEN words after --from and --to.
+# `export` and `summary` as their help lists them, the WHEN words after --from and --to, and the
+# help pages after --help-page (exactly those the program knows).
 # The zsh function is loaded into a real zsh and must define itself.
 #
 #     check-completion.sh WENDLE COMPLETION_DIR
@@ -48,6 +49,14 @@ expect "wendle summary --to y" "yesterday"
 expect "wendle export --row-separator " "cr crlf lf"
 expect "wendle export --columns pool,ap" "pool,application"
 expect "wendle config " "--help import show"
+
+# The help pages, as the program lists them when it is given one it does not know.
+refusal=$(LC_ALL=C LANGUAGE= "$wendle" --help-page nosuch 2>&1) && fail "'wendle --help-page nosuch' succeeds"
+pages=$(sed -n 's/.*(the pages: \(.*\))$/\1/p' <<<"$refusal" | tr -d ',' | tr ' ' '\n' | sort | tr '\n' ' ' | sed 's/ $//')
+[ -n "$pages" ] || fail "no help pages found in the answer to 'wendle --help-page nosuch'"
+expect "wendle --help-page " "$pages"
+expect "wendle --report --help-page po" "pools"
+expect "wendle --help-p" "--help-page"
 
 # A CSV file in the folder is offered to the tracker, other files are not.
 touch "$empty/week.csv" "$empty/notes.txt"

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The tree `cmake --install` makes, as a package would carry it: every file there, the desktop
 # entry and the AppStream metadata valid and pointing at what is installed, the icons in their
-# sizes, and a manual page that renders without a warning and names every command and option
-# the program's own help lists.
+# sizes, a manual page that renders without a warning and names every command and option
+# the program's own help lists (and every help page), and desktop actions that run options the
+# program has.
 #
 #     check-install.sh BUILD_DIR
 set -euo pipefail
@@ -53,8 +54,15 @@ if [ -f "$desktop" ]; then
   [ -z "$out" ] || fail "desktop-file-validate has hints: $out"
   icon=$(sed -n 's/^Icon=//p' "$desktop")
   [ -f "$usr/share/icons/hicolor/scalable/apps/$icon.svg" ] || fail "the desktop entry's icon '$icon' is not installed"
-  exec_program=$(sed -n 's/^Exec=\([^ ]*\).*/\1/p' "$desktop")
+  exec_program=$(sed -n '/^\[Desktop Entry\]/,/^\[/s/^Exec=\([^ ]*\).*/\1/p' "$desktop")
   [ -x "$usr/bin/$exec_program" ] || fail "the desktop entry runs '$exec_program', which is not installed in bin"
+  # Each action (the launcher's "Help") runs an option of the program's help.
+  actions=$(sed -n 's/^Actions=//p' "$desktop" | tr ';' ' ')
+  [ -n "$actions" ] || fail "the desktop entry has no actions"
+  for action in $actions; do
+    option=$(sed -n "/^\[Desktop Action $action\]/,/^\[/s/^Exec=[^ ]* \(--[a-z-]*\).*/\1/p" "$desktop")
+    "$usr/bin/wendle" --help | grep -q -- " $option " || fail "the desktop action $action runs '$option', not an option of wendle"
+  done
 fi
 
 metainfo=$usr/share/metainfo/com.brasswing.Wendle.metainfo.xml
@@ -87,6 +95,13 @@ if [ -f "$manual" ]; then
   done
   for option in $(sed -n '/^Options:/,/^$/p' <<<"$help" | grep -o -- ' --\?[a-z][a-z-]*' | sort -u); do
     grep -q -- "$option" "$root/manual.txt" || fail "the manual page does not mention the option '$option'"
+  done
+  # The help pages, as the program lists them when asked for one it does not know.
+  pages=$(LC_ALL=C LANGUAGE= "$usr/bin/wendle" --help-page nosuch 2>&1 | sed -n 's/.*(the pages: \(.*\))$/\1/p' | tr -d ',' || true)
+  [ -n "$pages" ] || fail "'wendle --help-page nosuch' lists no pages"
+  described=$(sed -n '/^ *--help-page/,/^$/p' "$root/manual.txt")
+  for page in $pages; do
+    grep -qw -- "$page" <<<"$described" || fail "the manual's --help-page does not name the help page '$page'"
   done
 fi
 
