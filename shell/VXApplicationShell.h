@@ -11,6 +11,7 @@
 //            +------------ menu actions, preferences ----------+
 
 #include "VXExportUserInterface.h"
+#include "VXLoginItems.h"
 #include "VXMainControllerDelegate.h"
 #include "VXWelcomeWindow.h"
 
@@ -23,6 +24,8 @@
 class QMenu;
 class QWidget;
 class VXAboutDialog;
+class VXAutostartFolder;
+class VXDesktopReport;
 class VXHelpWindow;
 class VXMainController;
 class VXMenuBuilder;
@@ -31,9 +34,13 @@ class VXListContainer;
 class VXPreferencesWindow;
 class VXReportController;
 class VXStatusItemController;
+class VXTaskbarReportIcon;
 class VXUserDefaults;
 
-class VXApplicationShell : public QObject, public VXMainControllerDelegate, private VXExportUserInterface
+class VXApplicationShell : public QObject,
+                           public VXMainControllerDelegate,
+                           private VXExportUserInterface,
+                           private VXLoginItemDelegate
 {
     Q_OBJECT
 public:
@@ -62,6 +69,11 @@ public:
     VXReportController *liveReport() const { return m_liveReport.get(); }
     std::shared_ptr<VXReportController> sharedLiveReport() const { return m_liveReport; }
     VXMenuBuilder *menuBuilder() const { return m_menus.get(); }
+    // The live report in the taskbar's icon and on the desktop (null until first needed).
+    VXTaskbarReportIcon *taskbarReportIcon() const { return m_taskbarIcon.get(); }
+    VXDesktopReport *desktopReport() const { return m_desktopReport.get(); }
+    // Starting with the session: the XDG autostart folder of the environment and our executable.
+    VXLoginItems &loginItems();
     // The organizer window, made now if it was not yet.
     VXOrganizerWindow *loadOrganizerWindow();
 
@@ -108,6 +120,8 @@ public:
     QStringList runOpenPanel(const QString &title, const QString &fileType) override;
     void openFiles(const QStringList &paths) override;
     VXExportUserInterface *exportUserInterface() override { return this; }
+    bool setLoginItem(bool enable, bool showAlert) override;
+    void showHiddenLoginItemWarningAfterDelay() override;
     void terminate() override;
     void tearDownUserInterface() override;
 
@@ -120,8 +134,20 @@ private:
                       std::function<void(const std::optional<QString> &path)> completion) override;
     bool revealFolderInFileManager(const QString &path) override;
 
+    // ---- VXLoginItemDelegate
+    bool isApplicationHidden() const override;
+    bool showHiddenLoginItemAlert(const QString &title, const QString &text, const QString &button) override;
+
+    // The window that shows a view now: its own, or the tray's panel.
     QWidget *windowOf(Window window) const;
+    // The live report's window and view, made now if they were not yet.
+    QWidget *loadReportContainer();
+    // Tray mode: the tray with its panel, the organizer's lists and the live report moved into it.
+    void buildStatusItem();
+    // The views back into their windows, then the tray goes.
     void dismissStatusItem();
+    // The taskbar's icon and the desktop report for the settings and the mode.
+    void updateLiveReportIcons();
     QWidget *dialogParent() const;
     void fillViewMenu(QMenu *menu);
 
@@ -136,6 +162,10 @@ private:
     std::unique_ptr<VXHelpWindow> m_helpWindow;
     std::unique_ptr<VXAboutDialog> m_aboutDialog;
     std::shared_ptr<VXReportController> m_liveReport;
+    std::unique_ptr<VXTaskbarReportIcon> m_taskbarIcon;
+    std::unique_ptr<VXDesktopReport> m_desktopReport;
+    std::unique_ptr<VXAutostartFolder> m_autostartFolder;
+    std::unique_ptr<VXLoginItems> m_loginItems;
     std::function<void(const QStringList &)> m_openFiles;
     std::function<void()> m_terminate;
     std::function<QString()> m_statusText;
