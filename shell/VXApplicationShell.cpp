@@ -36,6 +36,10 @@
 
 namespace {
 
+// At login the session's tray may come up after Wendle: how often and how long it is looked for.
+constexpr int kTrayWaitIntervalMs = 1000;
+constexpr int kTrayWaitTicks = 90;
+
 inline constexpr char VXFilesOfTypeFilter[] = QT_TRANSLATE_NOOP("VXApplicationShell", "CSV files (*.%1)");
 
 // Shows a window in front of the others and gives it the keyboard.
@@ -80,6 +84,20 @@ VXApplicationShell::VXApplicationShell(VXUserDefaults &defaults, QObject *parent
     connect(&m_defaults, &VXUserDefaults::valueChanged, this, [this](const QString &key) {
         if (m_desktopReport && key == VXDefaultsKey::kShowActivityReportOnDesktopAlpha)
             m_desktopReport->updateIcon();
+    });
+    m_trayWait.setInterval(kTrayWaitIntervalMs);
+    connect(&m_trayWait, &QTimer::timeout, this, [this] {
+        if (!m_controller || runsAsStatusItem() || ++m_trayWaitTicks >= kTrayWaitTicks) {
+            m_trayWait.stop();
+            return;
+        }
+        if (!isSystemTrayAvailable())
+            return;
+        m_trayWait.stop();
+        // The choice stored takes effect now, as a switch in place does.
+        m_controller->checkStatusItem();
+        m_controller->checkStatusItemUI();
+        updateIcon();
     });
 }
 
@@ -274,6 +292,15 @@ void VXApplicationShell::updateIcon()
         reloadApplicationList();
     }
     updateLiveReportIcons();
+    waitForSystemTray();
+}
+
+void VXApplicationShell::waitForSystemTray()
+{
+    if (m_trayWait.isActive() || m_trayWaitTicks > 0 || !m_controller || runsAsStatusItem()
+        || !m_defaults.boolForKey(VXWelcomeKey) || !m_defaults.boolForKey(VXStatusItemKey))
+        return;
+    m_trayWait.start();
 }
 
 // Neither draws nor schedules anything while its setting is off; the report's window is loaded

@@ -17,6 +17,7 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -148,6 +149,8 @@ private:
     void dismissStatusItem();
     // The taskbar's icon and the desktop report for the settings and the mode.
     void updateLiveReportIcons();
+    // Tray mode was chosen but the session shows no tray yet: looks again for a while.
+    void waitForSystemTray();
     QWidget *dialogParent() const;
     void fillViewMenu(QMenu *menu);
 
@@ -170,5 +173,7 @@ private:
     std::function<void()> m_terminate;
     std::function<QString()> m_statusText;
     std::function<bool()> m_trayAvailable;
+    QTimer m_trayWait;
+    int m_trayWaitTicks = 0;
     bool m_hibernating = false;
 };

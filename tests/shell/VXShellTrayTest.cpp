@@ -73,6 +73,11 @@ TEST(ShellTray, TheWindowsViewsMoveIntoThePanelAndBackAtEverySwitch)
         EXPECT_EQ(panel->selectedIdentifier(), VXStatusItemPanel::kOrganizerIdentifier);
         EXPECT_TRUE(shell.isListWindowVisible());
         EXPECT_FALSE(shell.isReportWindowVisible());
+        // A second start opens the closed panel (the way in while the tray shows no icon).
+        panel->vanishAndCloseIfAppropriate();
+        ASSERT_FALSE(panel->isPanelVisible());
+        program.controller->applicationShouldHandleReopen(false);
+        EXPECT_TRUE(panel->isPanelVisible());
 
         // To windows: the panel and the icon go, the lists and the report are in their windows.
         program.controller->setStatusItem(false);

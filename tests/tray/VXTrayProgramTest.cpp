@@ -1,7 +1,8 @@
 // Wendle in the tray, run for real: the built program on a private X server with openbox and a
 // real tray host (trayer), in a home folder of its own. A tray-mode start puts the icon into the
 // tray and the autostart entry into place; a click opens the panel right under the icon; the
-// icon comes back when the tray host is restarted; switching to windows and back moves the
+// icon comes back when the tray host is restarted, and a second start meanwhile opens the
+// panel; switching to windows and back moves the
 // organizer between its window and the panel; a deliberate quit from the tray's menu removes
 // the autostart entry.
 
@@ -94,13 +95,19 @@ protected:
         return defaults.waitForFinished(15000) && defaults.exitCode() == 0;
     }
 
-    // A tray along the top with its icons at the right end, its space kept free of windows.
-    void startTray()
+    // A tray along the top with its icons at the right end, its space kept free of windows;
+    // answers when its window is there.
+    bool startTray()
     {
         tray = rig.startProgram(s("trayer"),
                                 {s("--edge"), s("top"), s("--align"), s("right"), s("--widthtype"), s("request"),
                                  s("--height"), s("24"), s("--SetPartialStrut"), s("true"), s("--SetDockType"),
                                  s("true")});
+        return waitFor<bool>([&] {
+                   return windowTree().filter(s(R"re(("panel" "trayer"))re")).isEmpty() ? std::nullopt
+                                                                                        : std::optional(true);
+               })
+            .has_value();
     }
 
     // The windows of the display as xwininfo lists them.
@@ -112,8 +119,19 @@ protected:
         return QString::fromUtf8(output).split(u'\n');
     }
 
-    // Where Wendle's icon is embedded in the tray (the root position of its window), if it is.
+    // Where Wendle's icon is in the tray, once the tray has put it in its place (two readings a
+    // moment apart agree).
     std::optional<QRect> iconInTray()
+    {
+        const std::optional<QRect> first = iconEmbedded();
+        if (!first)
+            return std::nullopt;
+        QThread::msleep(200);
+        return iconEmbedded() == first ? first : std::nullopt;
+    }
+
+    // Where Wendle's icon is embedded in the tray (the root position of its window), if it is.
+    std::optional<QRect> iconEmbedded()
     {
         static const QRegularExpression window(
             s(R"re(^(\s*)0x[0-9a-f]+ .*\("(\w+)" "(\w+)"\)\s+(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+))re"));
@@ -176,7 +194,7 @@ protected:
 TEST_F(TrayProgram, ATrayDayFromStartToADeliberateQuit)
 {
     const QSize panelMinimum(480, 300);
-    startTray();
+    ASSERT_TRUE(startTray());
     program.setProcessEnvironment(environment);
     program.setProcessChannelMode(QProcess::ForwardedChannels);
     program.start(s(WENDLE_BINARY), QStringList());
@@ -205,8 +223,19 @@ TEST_F(TrayProgram, ATrayDayFromStartToADeliberateQuit)
     ASSERT_NE(tray, nullptr);
     tray->kill();
     tray->waitForFinished(3000);
-    EXPECT_TRUE(waitFor<bool>([&] { return iconInTray() ? std::nullopt : std::optional(true); }));
-    startTray();
+    EXPECT_TRUE(waitFor<bool>([&] { return iconEmbedded() ? std::nullopt : std::optional(true); }));
+    // Meanwhile a second start is the way in: the panel opens at the top right.
+    QProcess second;
+    second.setProcessEnvironment(environment);
+    second.start(s(WENDLE_BINARY), QStringList());
+    ASSERT_TRUE(second.waitForFinished(15000));
+    EXPECT_EQ(second.exitCode(), 0);
+    panel = waitFor<QRect>([&] { return shownWindow(panelMinimum); });
+    ASSERT_TRUE(panel) << "a second start did not open the panel";
+    EXPECT_EQ(panel->right(), 1279);
+    ASSERT_TRUE(rig.run(s("xdotool"), {s("key"), s("Escape")}));
+    EXPECT_TRUE(waitFor<bool>([&] { return shownWindow(panelMinimum) ? std::nullopt : std::optional(true); }));
+    ASSERT_TRUE(startTray());
     const std::optional<QRect> again = waitFor<QRect>([&] { return iconInTray(); });
     ASSERT_TRUE(again) << "the icon did not come back to the restarted tray";
     QThread::msleep(500);   // (a click just after the panel closed is taken for the closing one)
@@ -217,7 +246,7 @@ TEST_F(TrayProgram, ATrayDayFromStartToADeliberateQuit)
     // To windows (as the preferences' switch does): the icon goes, the organizer's window comes;
     // and back: the window goes, the icon comes.
     ASSERT_TRUE(setting(s("Status Item"), false));
-    EXPECT_TRUE(waitFor<bool>([&] { return iconInTray() ? std::nullopt : std::optional(true); }));
+    EXPECT_TRUE(waitFor<bool>([&] { return iconEmbedded() ? std::nullopt : std::optional(true); }));
     EXPECT_TRUE(waitFor<QRect>([&] { return shownWindow(QSize(300, 300)); })) << "no organizer window";
     ASSERT_TRUE(setting(s("Status Item"), true));
     const std::optional<QRect> back = waitFor<QRect>([&] { return iconInTray(); });
@@ -231,4 +260,17 @@ TEST_F(TrayProgram, ATrayDayFromStartToADeliberateQuit)
     ASSERT_TRUE(program.waitForFinished(15000)) << "Wendle did not quit";
     EXPECT_EQ(program.exitCode(), 0);
     EXPECT_FALSE(QFile::exists(autostartEntry()));
+}
+
+TEST_F(TrayProgram, ATrayThatComesUpAfterWendleGetsTheIcon)
+{
+    // At login the session's panel may come after Wendle: the organizer's window until then.
+    program.setProcessEnvironment(environment);
+    program.setProcessChannelMode(QProcess::ForwardedChannels);
+    program.start(s(WENDLE_BINARY), QStringList());
+    ASSERT_TRUE(program.waitForStarted(5000));
+    ASSERT_TRUE(waitFor<QRect>([&] { return shownWindow(QSize(300, 300)); })) << "no organizer window";
+    ASSERT_TRUE(startTray());
+    EXPECT_TRUE(waitFor<QRect>([&] { return iconInTray(); })) << "the icon never came to the tray";
+    EXPECT_TRUE(waitFor<bool>([&] { return shownWindow(QSize(300, 300)) ? std::nullopt : std::optional(true); }));
 }
