@@ -2,6 +2,7 @@
 
 #include "VXStatusItemPanelResizeView.h"
 #include "VXUserDefaults.h"
+#include "VXWindowFrameText.h"
 #include "ui_StatusItem.h"
 
 #include <QApplication>
@@ -182,29 +183,17 @@ void VXStatusItemPanel::setInitialSize(const QSize &size)
 
 bool VXStatusItemPanel::restoreFrame()
 {
-    const QStringList parts = m_defaults.stringForKey(kFrameAutosaveName).split(u' ', Qt::SkipEmptyParts);
-    if (parts.size() != 4)
-        return false;
-    int numbers[4];
-    for (int i = 0; i < 4; ++i) {
-        bool ok = false;
-        numbers[i] = parts.at(i).toInt(&ok);
-        if (!ok)
-            return false;
-    }
-    if (numbers[2] <= 0 || numbers[3] <= 0)
+    const std::optional<QRect> frame = VXWindowFrameFromText(m_defaults.stringForKey(kFrameAutosaveName));
+    if (!frame)
         return false;
     // The place follows the tray icon at every opening; the size is what the person chose.
-    resize(numbers[2], numbers[3]);
+    resize(frame->size());
     return true;
 }
 
 void VXStatusItemPanel::saveFrame()
 {
-    const QRect frame = geometry();
-    m_defaults.setString(
-        QStringLiteral("%1 %2 %3 %4").arg(frame.x()).arg(frame.y()).arg(frame.width()).arg(frame.height()),
-        kFrameAutosaveName);
+    m_defaults.setString(VXWindowFrameText(geometry()), kFrameAutosaveName);
 }
 
 void VXStatusItemPanel::setAnchor(const std::optional<QRect> &iconGeometry, const std::optional<QPoint> &clickPosition)
