@@ -53,6 +53,43 @@ QIcon actionIcon(const QPalette &palette)
     return icon;
 }
 
+#ifdef WENDLE_HAVE_XCB
+xcb_connection_t *x11Connection()
+{
+    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+        return nullptr;
+    auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    return x11 ? x11->connection() : nullptr;
+}
+
+// The atom of a name, or XCB_ATOM_NONE (`onlyIfExists`: none when no client made it yet).
+xcb_atom_t x11Atom(xcb_connection_t *connection, const QByteArray &name, bool onlyIfExists = false)
+{
+    std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
+        xcb_intern_atom_reply(connection, xcb_intern_atom(connection, onlyIfExists, name.size(), name.constData()),
+                              nullptr),
+        &std::free);
+    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+}
+#endif
+
+// The panel belongs to the tray icon: no entry of its own in taskbars and pagers. (Set on the
+// window before it maps; the window system merges it with the states of the window's flags.)
+void skipTaskbar(QWidget *window)
+{
+#ifdef WENDLE_HAVE_XCB
+    xcb_connection_t *connection = x11Connection();
+    if (!connection)
+        return;
+    const xcb_atom_t states[]
+        = {x11Atom(connection, "_NET_WM_STATE_SKIP_TASKBAR"), x11Atom(connection, "_NET_WM_STATE_SKIP_PAGER")};
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, xcb_window_t(window->winId()),
+                        x11Atom(connection, "_NET_WM_STATE"), XCB_ATOM_ATOM, 32, 2, states);
+#else
+    Q_UNUSED(window);
+#endif
+}
+
 }   // namespace
 
 VXStatusItemPanel::VXStatusItemPanel(VXUserDefaults &defaults, QWidget *parent) :
@@ -233,25 +270,16 @@ bool VXStatusItemPanel::desktopComposites()
     if (platform.startsWith(QLatin1String("wayland")))
         return true;
 #ifdef WENDLE_HAVE_XCB
-    if (platform == QLatin1String("xcb")) {
-        auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-        xcb_connection_t *connection = x11 ? x11->connection() : nullptr;
-        if (!connection)
-            return false;
+    if (xcb_connection_t *connection = x11Connection()) {
         // A compositing manager owns the selection _NET_WM_CM_S<screen>.
         int screenNumber = 0;
         if (const QByteArray display = qgetenv("DISPLAY"); display.contains('.'))
             screenNumber = display.mid(display.lastIndexOf('.') + 1).toInt();
-        const QByteArray name = "_NET_WM_CM_S" + QByteArray::number(screenNumber);
-        using Reply = std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)>;
-        Reply atom(
-            xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 1, name.size(), name.constData()), nullptr),
-            &std::free);
-        if (!atom || atom->atom == XCB_ATOM_NONE)
+        const xcb_atom_t atom = x11Atom(connection, "_NET_WM_CM_S" + QByteArray::number(screenNumber), true);
+        if (atom == XCB_ATOM_NONE)
             return false;
         std::unique_ptr<xcb_get_selection_owner_reply_t, decltype(&std::free)> owner(
-            xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom->atom), nullptr),
-            &std::free);
+            xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom), nullptr), &std::free);
         return owner && owner->owner != XCB_NONE;
     }
 #endif
@@ -271,6 +299,8 @@ bool VXStatusItemPanel::setPanelVisible(bool visible)
     positionPanel(true);
     const bool fade = desktopComposites();
     setWindowOpacity(fade ? 0.0 : 1.0);
+    if (!isVisible())
+        skipTaskbar(this);
     show();
     raise();
     activateWindow();

@@ -153,7 +153,7 @@ protected:
     }
 
     // Wendle's shown window of at least `minimum` (the panel, the organizer), by its frame.
-    std::optional<QRect> shownWindow(const QSize &minimum)
+    std::optional<QRect> shownWindow(const QSize &minimum, QString *windowId = nullptr)
     {
         QByteArray ids;
         rig.run(s("xdotool"), {s("search"), s("--onlyvisible"), s("--class"), s("wendle")}, 5000, &ids);
@@ -167,8 +167,11 @@ protected:
             };
             const QRect frame(value("Absolute upper-left X:"), value("Absolute upper-left Y:"), value("Width:"),
                               value("Height:"));
-            if (frame.width() >= minimum.width() && frame.height() >= minimum.height())
+            if (frame.width() >= minimum.width() && frame.height() >= minimum.height()) {
+                if (windowId)
+                    *windowId = QString::fromLatin1(id);
                 return frame;
+            }
         }
         return std::nullopt;
     }
@@ -212,10 +215,15 @@ TEST_F(TrayProgram, ATrayDayFromStartToADeliberateQuit)
 
     // A click opens the panel under the icon, right-aligned with it; Escape closes it.
     ASSERT_TRUE(click(*icon));
-    std::optional<QRect> panel = waitFor<QRect>([&] { return shownWindow(panelMinimum); });
+    QString panelWindow;
+    std::optional<QRect> panel = waitFor<QRect>([&] { return shownWindow(panelMinimum, &panelWindow); });
     ASSERT_TRUE(panel) << "no panel";
     EXPECT_EQ(panel->y(), 24);
     EXPECT_EQ(panel->right(), icon->right());
+    // It belongs to the icon: no taskbar entry of its own.
+    QByteArray state;
+    ASSERT_TRUE(rig.run(s("xprop"), {s("-id"), panelWindow, s("_NET_WM_STATE")}, 5000, &state));
+    EXPECT_TRUE(state.contains("_NET_WM_STATE_SKIP_TASKBAR")) << state.constData();
     ASSERT_TRUE(rig.run(s("xdotool"), {s("key"), s("Escape")}));
     EXPECT_TRUE(waitFor<bool>([&] { return shownWindow(panelMinimum) ? std::nullopt : std::optional(true); }));
 
