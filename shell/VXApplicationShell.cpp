@@ -257,10 +257,8 @@ bool VXApplicationShell::isListWindowVisible() const
 
 bool VXApplicationShell::isReportWindowVisible() const
 {
-    if (const QWidget *container = m_liveReport ? m_liveReport->reportContainer() : nullptr)
-        return container->isVisible();
-    const QWidget *window = windowOf(Window::Report);
-    return window && window->isVisible();
+    const QWidget *container = m_liveReport ? m_liveReport->reportContainer() : nullptr;
+    return container && container->isVisible();
 }
 
 void VXApplicationShell::updateReport()
@@ -433,10 +431,10 @@ QWidget *VXApplicationShell::windowOf(Window window) const
 {
     switch (window) {
     case Window::Organizer: return m_lists ? m_lists->window() : m_organizerWindow.get();
-    case Window::Report:
-        if (QWidget *container = m_liveReport ? m_liveReport->reportContainer() : nullptr)
-            return container->window();
-        return m_liveReport ? m_liveReport->reportWindow() : nullptr;
+    case Window::Report: {
+        QWidget *container = m_liveReport ? m_liveReport->reportContainer() : nullptr;
+        return container ? container->window() : nullptr;
+    }
     case Window::Preferences: return m_preferencesWindow.get();
     }
     return nullptr;

@@ -39,6 +39,8 @@ VXStatusItemController::VXStatusItemController(VXMainController &controller, VXM
             updateReport();
         redrawIcon();
     });
+    // The desktop's theme, which tells whether the tray is dark.
+    m_panel->installEventFilter(this);
     // The preferences' icon selector.
     connect(&m_defaults, &VXUserDefaults::valueChanged, this, [this](const QString &key) {
         if (key == VXDefaultsKey::kStatusItemIcon)
@@ -84,6 +86,13 @@ void VXStatusItemController::redrawIcon()
         return;
     m_drawnState = m_iconState;
     m_tray->setIcon(VXStatusItemIcon(m_iconState));
+}
+
+bool VXStatusItemController::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_panel.get() && event->type() == QEvent::ApplicationPaletteChange && m_tray)
+        redrawIcon();
+    return QObject::eventFilter(watched, event);
 }
 
 void VXStatusItemController::anchorPanel(const std::optional<QPoint> &clickPosition)

@@ -47,6 +47,9 @@ public:
     QSystemTrayIcon *trayIcon() const { return m_tray.get(); }
     const VXStatusItemIconState &iconState() const { return m_iconState; }
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     // Where the panel hangs from: the icon, as far as the tray says where it is.
     void anchorPanel(const std::optional<QPoint> &clickPosition);

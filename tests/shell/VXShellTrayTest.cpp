@@ -1,10 +1,11 @@
 // Tray mode through the real shell: the organizer's lists and the live report move into the
 // tray's panel and back to their windows at every switch (the same widgets, never copies); the
 // menus' "Organizer" and "Activity Report" open the panel on their section; the icon follows the
-// style setting and the panel's section; the autostart entry is written at a tray-mode launch,
+// style setting, the panel's section and the desktop's theme; the autostart entry is written at a tray-mode launch,
 // removed by a deliberate quit only, and its hidden state is offered to be cleared; the taskbar's
 // icon and the desktop report follow their settings.
 
+#include "VXScreenshotSupport.h"
 #include "VXShellTestSupport.h"
 
 #include "VXAutostartFolder.h"
@@ -115,8 +116,10 @@ TEST(ShellTray, TheIconFollowsTheStyleSettingAndThePanelsSection)
         int style;
         bool reporting;
         bool highlighted;
+        bool dark = false;
     };
     VXStatusItemPanel *panel = tray->panel();
+    const QPalette light = QApplication::palette();
     const Step steps[] = {
         {"the organizer", [] {}, 10, false, false},
         {"the report, open", [&] { program.controller->performMenuAction(VXMenuAction::ToggleReportWindow, 0); }, 10,
@@ -126,6 +129,8 @@ TEST(ShellTray, TheIconFollowsTheStyleSettingAndThePanelsSection)
          false},
         {"the organizer again", [&] { panel->selectSection(VXStatusItemPanel::kOrganizerIdentifier); }, 12, false,
          false},
+        {"a dark theme", [] { QApplication::setPalette(VXTestDarkPalette()); }, 12, false, false, true},
+        {"a light one", [&] { QApplication::setPalette(light); }, 12, false, false, false},
     };
     for (const Step &step : steps) {
         SCOPED_TRACE(step.what);
@@ -134,6 +139,7 @@ TEST(ShellTray, TheIconFollowsTheStyleSettingAndThePanelsSection)
         EXPECT_EQ(tray->iconState().style, step.style);
         EXPECT_EQ(tray->iconState().reporting, step.reporting);
         EXPECT_EQ(tray->iconState().highlighted, step.highlighted);
+        EXPECT_EQ(tray->iconState().darkPanel, step.dark);
         EXPECT_TRUE(shows(tray->iconState()));
     }
     // The automatic style draws differently for each section.
