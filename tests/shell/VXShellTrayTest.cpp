@@ -1,9 +1,9 @@
 // Tray mode through the real shell: the organizer's lists and the live report move into the
 // tray's panel and back to their windows at every switch (the same widgets, never copies); the
 // menus' "Organizer" and "Activity Report" open the panel on their section; the icon follows the
-// style setting, the panel's section and the desktop's theme; the autostart entry is written at a tray-mode launch,
-// removed by a deliberate quit only, and its hidden state is offered to be cleared; the taskbar's
-// icon and the desktop report follow their settings.
+// style setting, the panel's section and the desktop's theme; the autostart entry is written at
+// a tray-mode launch, removed by a deliberate quit only, and its hidden state is offered to be
+// cleared; the taskbar's icon and the desktop report follow their settings.
 
 #include "VXScreenshotSupport.h"
 #include "VXShellTestSupport.h"

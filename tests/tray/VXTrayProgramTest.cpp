@@ -1,10 +1,10 @@
 // Wendle in the tray, run for real: the built program on a private X server with openbox and a
 // real tray host (trayer), in a home folder of its own. A tray-mode start puts the icon into the
-// tray and the autostart entry into place; a click opens the panel right under the icon; the
-// icon comes back when the tray host is restarted, and a second start meanwhile opens the
-// panel; switching to windows and back moves the
-// organizer between its window and the panel; a deliberate quit from the tray's menu removes
-// the autostart entry.
+// tray and the autostart entry into place; a click opens the panel right under the icon, with
+// no taskbar entry of its own; the icon comes back when the tray host is restarted, and a second
+// start meanwhile opens the panel; switching to windows and back moves the organizer between its
+// window and the panel; a deliberate quit from the tray's menu removes the autostart entry. A
+// tray that comes up after Wendle gets the icon.
 
 #include "VXX11TestRig.h"
 
