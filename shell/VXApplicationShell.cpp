@@ -106,6 +106,7 @@ VXApplicationShell::~VXApplicationShell()
     // The windows go before the live report and the menus they show; the views in the tray's
     // panel go back to their windows first.
     dismissStatusItem();
+    qDeleteAll(findChildren<VXStatusItemController *>(Qt::FindDirectChildrenOnly));
     m_desktopReport.reset();
     m_taskbarIcon.reset();
     delete m_welcomeWindow.data();
