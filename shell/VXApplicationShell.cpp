@@ -11,6 +11,7 @@
 #include "VXOrganizerWindow.h"
 #include "VXPreferencesWindow.h"
 #include "VXRegisteredDefaults.h"
+#include "VXReportBottomBar.h"
 #include "VXReportController.h"
 #include "VXReportMenuAdapter.h"
 #include "VXStatusItemController.h"
@@ -390,6 +391,8 @@ void VXApplicationShell::buildStatusItem()
         size.setWidth(reportWindow->width());
         reportWindow->hide();
         panel->setView(report, VXStatusItemPanel::kActivityReportIdentifier);
+        if (VXReportBottomBar *bar = m_liveReport->bottomBar())
+            bar->setInsidePanel(true);
     }
     organizer->hide();
     panel->setView(m_lists, VXStatusItemPanel::kOrganizerIdentifier);
@@ -623,6 +626,8 @@ void VXApplicationShell::dismissStatusItem()
             reportWindow->layout()->addWidget(report);
         else
             delete report;
+        if (VXReportBottomBar *bar = m_liveReport ? m_liveReport->bottomBar() : nullptr)
+            bar->setInsidePanel(false);
     }
     m_statusItem->trayIcon()->hide();
     // (Owned by the shell meanwhile, should the loop not turn again.)

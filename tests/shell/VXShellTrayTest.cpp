@@ -12,6 +12,7 @@
 #include "VXDesktopReport.h"
 #include "VXFullscreenReportWindow.h"
 #include "VXOrganizerWindow.h"
+#include "VXReportBottomBar.h"
 #include "VXStatusItemController.h"
 #include "VXStatusItemPanel.h"
 #include "VXTaskbarReportIcon.h"
@@ -63,6 +64,10 @@ TEST(ShellTray, TheWindowsViewsMoveIntoThePanelAndBackAtEverySwitch)
         EXPECT_EQ(report->window(), panel);
         EXPECT_FALSE(shell.organizerWindow()->isVisible());
         EXPECT_FALSE(shell.liveReport()->reportWindow()->isVisible());
+        // The report's bar is drawn as a band of the panel, not as a floating window's.
+        VXReportBottomBar *bar = shell.liveReport()->bottomBar();
+        EXPECT_TRUE(bar->isInsidePanel());
+        EXPECT_EQ(bar->currentGradient().top, VXReportBottomBar::gradientForScheme(0, false).top);
 
         // The menus' entries open the panel on their section.
         program.controller->performMenuAction(VXMenuAction::ToggleReportWindow, 0);
@@ -86,6 +91,7 @@ TEST(ShellTray, TheWindowsViewsMoveIntoThePanelAndBackAtEverySwitch)
         EXPECT_EQ(shell.statusItemController(), nullptr);
         EXPECT_EQ(shell.organizerWindow()->centralWidget(), lists);
         EXPECT_EQ(report->window(), shell.liveReport()->reportWindow());
+        EXPECT_FALSE(bar->isInsidePanel());
         EXPECT_TRUE(shell.organizerWindow()->isVisible());
         EXPECT_TRUE(lists->isVisible());
         program.controller->performMenuAction(VXMenuAction::ToggleReportWindow, 0);
