@@ -380,7 +380,7 @@ void VXApplicationShell::buildStatusItem()
 {
     if (m_statusItem || !m_controller || !m_menus)
         return;
-    m_statusItem = std::make_unique<VXStatusItemController>(*m_controller, *m_menus, m_defaults);
+    m_statusItem = std::make_unique<VXStatusItemController>(*m_menus, m_defaults);
     VXStatusItemPanel *panel = m_statusItem->panel();
     // The views move into the panel; their windows, empty now, go out of sight.
     VXOrganizerWindow *organizer = loadOrganizerWindow();

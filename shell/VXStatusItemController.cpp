@@ -1,7 +1,6 @@
 #include "VXStatusItemController.h"
 
 #include "VXLiveReportNotification.h"
-#include "VXMainController.h"
 #include "VXMenuBuilder.h"
 #include "VXRegisteredDefaults.h"
 #include "VXStatusItemPanel.h"
@@ -12,10 +11,8 @@
 #include <QMenu>
 #include <QSystemTrayIcon>
 
-VXStatusItemController::VXStatusItemController(VXMainController &controller, VXMenuBuilder &menus,
-                                               VXUserDefaults &defaults, QObject *parent) :
-    QObject(parent),
-    m_controller(controller), m_defaults(defaults), m_actionMenu(std::make_unique<QMenu>()),
+VXStatusItemController::VXStatusItemController(VXMenuBuilder &menus, VXUserDefaults &defaults, QObject *parent) :
+    QObject(parent), m_defaults(defaults), m_actionMenu(std::make_unique<QMenu>()),
     m_panel(std::make_unique<VXStatusItemPanel>(defaults))
 {
     m_actionMenu->setObjectName(QStringLiteral("actionMenu"));

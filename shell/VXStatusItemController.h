@@ -17,7 +17,6 @@
 
 class QMenu;
 class QSystemTrayIcon;
-class VXMainController;
 class VXMenuBuilder;
 class VXStatusItemPanel;
 class VXUserDefaults;
@@ -26,8 +25,7 @@ class VXStatusItemController : public QObject
 {
     Q_OBJECT
 public:
-    VXStatusItemController(VXMainController &controller, VXMenuBuilder &menus, VXUserDefaults &defaults,
-                           QObject *parent = nullptr);
+    VXStatusItemController(VXMenuBuilder &menus, VXUserDefaults &defaults, QObject *parent = nullptr);
     ~VXStatusItemController() override;
 
     void setStatus(const QString &status);
@@ -54,7 +52,6 @@ private:
     // Where the panel hangs from: the icon, as far as the tray says where it is.
     void anchorPanel(const std::optional<QPoint> &clickPosition);
 
-    VXMainController &m_controller;
     VXUserDefaults &m_defaults;
     std::unique_ptr<QMenu> m_actionMenu;
     std::unique_ptr<VXStatusItemPanel> m_panel;
