@@ -51,7 +51,8 @@ VXReportBottomBar::Gradient VXReportBottomBar::currentGradient() const
 {
     const VXUserDefaults *defaults = VXUserDefaults::standard();
     const qint64 scheme = defaults ? defaults->integerForKey(VXColorSchemeKey) : 0;
-    const bool floating = window() && window()->windowFlags().testFlag(Qt::WindowStaysOnTopHint);
+    // (The tray's panel stays on top of the windows, but the report in it does not float.)
+    const bool floating = !m_insidePanel && window() && window()->windowFlags().testFlag(Qt::WindowStaysOnTopHint);
     return gradientForScheme(scheme, floating);
 }
 

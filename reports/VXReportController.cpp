@@ -13,6 +13,7 @@
 #include "VXReportsLogging.h"
 #include "VXStringExtensions.h"
 #include "VXUserDefaults.h"
+#include "VXWindowFrameText.h"
 #include "ui_Report.h"
 
 #include <QApplication>
@@ -375,29 +376,18 @@ void VXReportController::saveWindowFrame()
     const QRect frame = m_reportWindow->geometry();
     if (frame.width() <= 0 || frame.height() <= 0)
         return;
-    defaults().setString(
-        QStringLiteral("%1 %2 %3 %4").arg(frame.x()).arg(frame.y()).arg(frame.width()).arg(frame.height()),
-        windowFrameKey());
+    defaults().setString(VXWindowFrameText(frame), windowFrameKey());
     m_hasSavedFrame = true;
 }
 
 bool VXReportController::restoreWindowFrame()
 {
-    const QStringList parts = defaults().stringForKey(windowFrameKey()).split(u' ', Qt::SkipEmptyParts);
-    if (parts.size() != 4)
-        return false;
-    int numbers[4];
-    for (int i = 0; i < 4; ++i) {
-        bool ok = false;
-        numbers[i] = parts.at(i).toInt(&ok);
-        if (!ok)
-            return false;
-    }
-    if (numbers[2] <= 0 || numbers[3] <= 0)
+    const std::optional<QRect> frame = VXWindowFrameFromText(defaults().stringForKey(windowFrameKey()));
+    if (!frame)
         return false;
     const QSize minimum = m_reportWindow->minimumSize().expandedTo(m_reportWindow->minimumSizeHint());
     m_restoringFrame = true;
-    m_reportWindow->setGeometry(clampedToScreen(QRect(numbers[0], numbers[1], numbers[2], numbers[3]), minimum));
+    m_reportWindow->setGeometry(clampedToScreen(*frame, minimum));
     m_restoringFrame = false;
     return true;
 }

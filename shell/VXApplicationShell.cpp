@@ -1,6 +1,8 @@
 #include "VXApplicationShell.h"
 
 #include "VXAboutDialog.h"
+#include "VXAutostartFolder.h"
+#include "VXDesktopReport.h"
 #include "VXHelpWindow.h"
 #include "VXListContainer.h"
 #include "VXLiveReportNotification.h"
@@ -8,9 +10,13 @@
 #include "VXMenuBuilder.h"
 #include "VXOrganizerWindow.h"
 #include "VXPreferencesWindow.h"
+#include "VXRegisteredDefaults.h"
+#include "VXReportBottomBar.h"
 #include "VXReportController.h"
 #include "VXReportMenuAdapter.h"
 #include "VXStatusItemController.h"
+#include "VXStatusItemPanel.h"
+#include "VXTaskbarReportIcon.h"
 #include "VXUserDefaults.h"
 #include "VXWelcomeWindow.h"
 
@@ -30,6 +36,10 @@
 #include <QWindow>
 
 namespace {
+
+// At login the session's tray may come up after Wendle: how often and how long it is looked for.
+constexpr int kTrayWaitIntervalMs = 1000;
+constexpr int kTrayWaitTicks = 90;
 
 inline constexpr char VXFilesOfTypeFilter[] = QT_TRANSLATE_NOOP("VXApplicationShell", "CSV files (*.%1)");
 
@@ -71,12 +81,35 @@ void setFloating(QWidget *window, bool floating)
 VXApplicationShell::VXApplicationShell(VXUserDefaults &defaults, QObject *parent) :
     QObject(parent), m_defaults(defaults)
 {
+    // The desktop report takes a new opacity from the preferences' slider at once.
+    connect(&m_defaults, &VXUserDefaults::valueChanged, this, [this](const QString &key) {
+        if (m_desktopReport && key == VXDefaultsKey::kShowActivityReportOnDesktopAlpha)
+            m_desktopReport->updateIcon();
+    });
+    m_trayWait.setInterval(kTrayWaitIntervalMs);
+    connect(&m_trayWait, &QTimer::timeout, this, [this] {
+        if (!m_controller || runsAsStatusItem() || ++m_trayWaitTicks >= kTrayWaitTicks) {
+            m_trayWait.stop();
+            return;
+        }
+        if (!isSystemTrayAvailable())
+            return;
+        m_trayWait.stop();
+        // The choice stored takes effect now, as a switch in place does.
+        m_controller->checkStatusItem();
+        m_controller->checkStatusItemUI();
+        updateIcon();
+    });
 }
 
 VXApplicationShell::~VXApplicationShell()
 {
-    // The windows go before the live report and the menus they show.
-    m_statusItem.reset();
+    // The windows go before the live report and the menus they show; the views in the tray's
+    // panel go back to their windows first.
+    dismissStatusItem();
+    qDeleteAll(findChildren<VXStatusItemController *>(Qt::FindDirectChildrenOnly));
+    m_desktopReport.reset();
+    m_taskbarIcon.reset();
     delete m_welcomeWindow.data();
     m_preferencesWindow.reset();
     m_organizerWindow.reset();
@@ -218,15 +251,16 @@ bool VXApplicationShell::runsAsStatusItem() const
     return m_controller && m_controller->runsAsStatusItem();
 }
 
+// The organizer and the report are seen: in their windows, or in the panel's shown section.
 bool VXApplicationShell::isListWindowVisible() const
 {
-    return m_organizerWindow && m_organizerWindow->isVisible();
+    return m_lists ? m_lists->isVisible() : m_organizerWindow && m_organizerWindow->isVisible();
 }
 
 bool VXApplicationShell::isReportWindowVisible() const
 {
-    const QWidget *window = windowOf(Window::Report);
-    return window && window->isVisible();
+    const QWidget *container = m_liveReport ? m_liveReport->reportContainer() : nullptr;
+    return container && container->isVisible();
 }
 
 void VXApplicationShell::updateReport()
@@ -254,9 +288,44 @@ void VXApplicationShell::updateIcon()
     if (m_controller)
         m_hibernating = m_controller->hibernation().isHibernating();
     if (m_statusItem) {
-        m_statusItem->setHibernating(m_hibernating);
+        m_statusItem->setHibernating(m_hibernating, m_controller && m_controller->hibernation().isDeepHibernating());
         reloadApplicationList();
     }
+    updateLiveReportIcons();
+    waitForSystemTray();
+}
+
+void VXApplicationShell::waitForSystemTray()
+{
+    if (m_trayWait.isActive() || m_trayWaitTicks > 0 || !m_controller || runsAsStatusItem()
+        || !m_defaults.boolForKey(VXWelcomeKey) || !m_defaults.boolForKey(VXStatusItemKey))
+        return;
+    m_trayWait.start();
+}
+
+// Neither draws nor schedules anything while its setting is off; the report's window is loaded
+// only for a setting that draws it.
+void VXApplicationShell::updateLiveReportIcons()
+{
+    if (!m_controller)
+        return;
+    const bool windowed = !runsAsStatusItem();
+    if (!m_taskbarIcon)
+        m_taskbarIcon = std::make_unique<VXTaskbarReportIcon>(m_defaults, m_controller->scheduler());
+    if (windowed && m_liveReport && m_defaults.boolForKey(VXTaskbarReportIcon::kShowInDockKey))
+        m_taskbarIcon->setReportView(m_liveReport->loadReportView());
+    m_taskbarIcon->setWindowedMode(windowed);
+    m_taskbarIcon->setHibernating(m_hibernating);
+    m_taskbarIcon->updateIcon();
+
+    const bool onDesktop = m_defaults.boolForKey(VXDesktopReport::kShowOnDesktopKey);
+    if (!m_desktopReport && !onDesktop)
+        return;
+    if (!m_desktopReport)
+        m_desktopReport = std::make_unique<VXDesktopReport>(m_defaults, m_controller->scheduler());
+    if (onDesktop && m_liveReport)
+        m_desktopReport->setReportView(m_liveReport->loadReportView());
+    m_desktopReport->updateIcon();
 }
 
 bool VXApplicationShell::isSystemTrayAvailable() const
@@ -298,10 +367,7 @@ void VXApplicationShell::closeWelcomeWindow()
 void VXApplicationShell::checkStatusItemUI(bool buildStatusItemUI)
 {
     if (buildStatusItemUI) {
-        if (!m_statusItem && m_controller && m_menus) {
-            m_statusItem = std::make_unique<VXStatusItemController>(*m_controller, *m_menus);
-            updateIcon();
-        }
+        buildStatusItem();
         return;
     }
     dismissStatusItem();
@@ -310,7 +376,41 @@ void VXApplicationShell::checkStatusItemUI(bool buildStatusItemUI)
         showWindow(Window::Organizer);
 }
 
+void VXApplicationShell::buildStatusItem()
+{
+    if (m_statusItem || !m_controller || !m_menus)
+        return;
+    m_statusItem = std::make_unique<VXStatusItemController>(*m_menus, m_defaults);
+    VXStatusItemPanel *panel = m_statusItem->panel();
+    // The views move into the panel; their windows, empty now, go out of sight.
+    VXOrganizerWindow *organizer = loadOrganizerWindow();
+    QWidget *report = loadReportContainer();
+    QSize size(organizer->width(), organizer->height());
+    if (report) {
+        QWidget *reportWindow = m_liveReport->reportWindow();
+        size.setWidth(reportWindow->width());
+        reportWindow->hide();
+        panel->setView(report, VXStatusItemPanel::kActivityReportIdentifier);
+        if (VXReportBottomBar *bar = m_liveReport->bottomBar())
+            bar->setInsidePanel(true);
+    }
+    organizer->hide();
+    panel->setView(m_lists, VXStatusItemPanel::kOrganizerIdentifier);
+    panel->setInitialSize(size.expandedTo(VXPanelMinimumSize));
+    panel->updateSelection();
+    updateIcon();
+}
+
 // ---- Windows
+
+QWidget *VXApplicationShell::loadReportContainer()
+{
+    if (!m_liveReport || !m_liveReport->loadReportView())
+        return nullptr;
+    // The taskbar shows the program's icon, or the live report drawn into it.
+    m_liveReport->reportWindow()->setWindowIcon(QIcon());
+    return m_liveReport->reportContainer();
+}
 
 VXOrganizerWindow *VXApplicationShell::loadOrganizerWindow()
 {
@@ -324,6 +424,8 @@ VXOrganizerWindow *VXApplicationShell::loadOrganizerWindow()
         if (m_menus)
             m_menus->populateMenuBar(m_organizerWindow->menuBar());
         setFloating(m_organizerWindow.get(), m_defaults.boolForKey(VXListWindowStayInFrontKey));
+        // The taskbar shows the program's icon, or the live report drawn into it.
+        m_organizerWindow->setWindowIcon(QIcon());
         centreOnScreen(m_organizerWindow.get());
     }
     return m_organizerWindow.get();
@@ -332,8 +434,11 @@ VXOrganizerWindow *VXApplicationShell::loadOrganizerWindow()
 QWidget *VXApplicationShell::windowOf(Window window) const
 {
     switch (window) {
-    case Window::Organizer: return m_organizerWindow.get();
-    case Window::Report: return m_liveReport ? m_liveReport->reportWindow() : nullptr;
+    case Window::Organizer: return m_lists ? m_lists->window() : m_organizerWindow.get();
+    case Window::Report: {
+        QWidget *container = m_liveReport ? m_liveReport->reportContainer() : nullptr;
+        return container ? container->window() : nullptr;
+    }
     case Window::Preferences: return m_preferencesWindow.get();
     }
     return nullptr;
@@ -347,11 +452,25 @@ bool VXApplicationShell::isPreferencesWindowVisible() const
 bool VXApplicationShell::isKeyWindow(Window window) const
 {
     const QWidget *widget = windowOf(window);
-    return widget && widget->isVisible() && widget->isActiveWindow();
+    if (!widget || !widget->isVisible() || !widget->isActiveWindow())
+        return false;
+    // The panel is the key window of the section it shows.
+    switch (window) {
+    case Window::Organizer: return isListWindowVisible();
+    case Window::Report: return isReportWindowVisible();
+    case Window::Preferences: return true;
+    }
+    return true;
 }
 
 void VXApplicationShell::showWindow(Window window)
 {
+    // In the tray the panel shows the organizer and the report.
+    if (m_statusItem && window != Window::Preferences) {
+        m_statusItem->showSection(window == Window::Organizer ? VXStatusItemPanel::kOrganizerIdentifier
+                                                              : VXStatusItemPanel::kActivityReportIdentifier);
+        return;
+    }
     switch (window) {
     case Window::Organizer:
         if (VXOrganizerWindow *organizer = loadOrganizerWindow())
@@ -390,7 +509,7 @@ void VXApplicationShell::setWindowFloating(Window window, bool floating)
 
 void VXApplicationShell::toggleReportWindow()
 {
-    if (isKeyWindow(Window::Report)) {
+    if (isKeyWindow(Window::Report) && !m_statusItem) {
         m_liveReport->toggleReportWindow(nullptr);
         return;
     }
@@ -502,11 +621,61 @@ void VXApplicationShell::dismissStatusItem()
 {
     if (!m_statusItem)
         return;
+    VXStatusItemPanel *panel = m_statusItem->panel();
+    panel->hide();
+    // (The window keeps the lists as its container; only its layout lost them.)
+    if (QWidget *lists = panel->takeView(VXStatusItemPanel::kOrganizerIdentifier); lists && m_organizerWindow)
+        m_organizerWindow->setCentralWidget(lists);
+    if (QWidget *report = panel->takeView(VXStatusItemPanel::kActivityReportIdentifier)) {
+        QWidget *reportWindow = m_liveReport ? m_liveReport->reportWindow() : nullptr;
+        if (reportWindow && reportWindow->layout())
+            reportWindow->layout()->addWidget(report);
+        else
+            delete report;
+        if (VXReportBottomBar *bar = m_liveReport ? m_liveReport->bottomBar() : nullptr)
+            bar->setInsidePanel(false);
+    }
     m_statusItem->trayIcon()->hide();
     // (Owned by the shell meanwhile, should the loop not turn again.)
     VXStatusItemController *statusItem = m_statusItem.release();
     statusItem->setParent(this);
     statusItem->deleteLater();
+}
+
+// ---- Starting with the session
+
+VXLoginItems &VXApplicationShell::loginItems()
+{
+    if (!m_loginItems) {
+        m_autostartFolder = std::make_unique<VXAutostartFolder>(VXAutostartFolder::standard());
+        m_loginItems = std::make_unique<VXLoginItems>(*m_autostartFolder, QCoreApplication::applicationFilePath(),
+                                                      QCoreApplication::applicationName());
+    }
+    return *m_loginItems;
+}
+
+bool VXApplicationShell::setLoginItem(bool enable, bool showAlert)
+{
+    return loginItems().setLoginItem(enable, showAlert);
+}
+
+void VXApplicationShell::showHiddenLoginItemWarningAfterDelay()
+{
+    if (m_controller)
+        loginItems().showHiddenLoginItemWarningAfterDelay(m_controller->scheduler(), *this);
+}
+
+bool VXApplicationShell::isApplicationHidden() const
+{
+    if (m_statusItem && m_statusItem->panel()->isPanelVisible())
+        return false;
+    return !isListWindowVisible() && !isReportWindowVisible() && !isPreferencesWindowVisible()
+        && !isWelcomeWindowVisible();
+}
+
+bool VXApplicationShell::showHiddenLoginItemAlert(const QString &title, const QString &text, const QString &button)
+{
+    return runAlert(title, text, {button}) == 0;
 }
 
 // ---- The export's panel

@@ -11,11 +11,13 @@
 //            +------------ menu actions, preferences ----------+
 
 #include "VXExportUserInterface.h"
+#include "VXLoginItems.h"
 #include "VXMainControllerDelegate.h"
 #include "VXWelcomeWindow.h"
 
 #include <QObject>
 #include <QPointer>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -23,6 +25,8 @@
 class QMenu;
 class QWidget;
 class VXAboutDialog;
+class VXAutostartFolder;
+class VXDesktopReport;
 class VXHelpWindow;
 class VXMainController;
 class VXMenuBuilder;
@@ -31,9 +35,13 @@ class VXListContainer;
 class VXPreferencesWindow;
 class VXReportController;
 class VXStatusItemController;
+class VXTaskbarReportIcon;
 class VXUserDefaults;
 
-class VXApplicationShell : public QObject, public VXMainControllerDelegate, private VXExportUserInterface
+class VXApplicationShell : public QObject,
+                           public VXMainControllerDelegate,
+                           private VXExportUserInterface,
+                           private VXLoginItemDelegate
 {
     Q_OBJECT
 public:
@@ -64,6 +72,11 @@ public:
     VXMenuBuilder *menuBuilder() const { return m_menus.get(); }
     // The help window, raised at a page ("pools"; VXHelpWindow::pageNames()).
     void showHelpPage(const QString &page);
+    // The live report in the taskbar's icon and on the desktop (null until first needed).
+    VXTaskbarReportIcon *taskbarReportIcon() const { return m_taskbarIcon.get(); }
+    VXDesktopReport *desktopReport() const { return m_desktopReport.get(); }
+    // Starting with the session: the XDG autostart folder of the environment and our executable.
+    VXLoginItems &loginItems();
     // The organizer window, made now if it was not yet.
     VXOrganizerWindow *loadOrganizerWindow();
 
@@ -110,6 +123,8 @@ public:
     QStringList runOpenPanel(const QString &title, const QString &fileType) override;
     void openFiles(const QStringList &paths) override;
     VXExportUserInterface *exportUserInterface() override { return this; }
+    bool setLoginItem(bool enable, bool showAlert) override;
+    void showHiddenLoginItemWarningAfterDelay() override;
     void terminate() override;
     void tearDownUserInterface() override;
 
@@ -122,8 +137,22 @@ private:
                       std::function<void(const std::optional<QString> &path)> completion) override;
     bool revealFolderInFileManager(const QString &path) override;
 
+    // ---- VXLoginItemDelegate
+    bool isApplicationHidden() const override;
+    bool showHiddenLoginItemAlert(const QString &title, const QString &text, const QString &button) override;
+
+    // The window that shows a view now: its own, or the tray's panel.
     QWidget *windowOf(Window window) const;
+    // The live report's window and view, made now if they were not yet.
+    QWidget *loadReportContainer();
+    // Tray mode: the tray with its panel, the organizer's lists and the live report moved into it.
+    void buildStatusItem();
+    // The views back into their windows, then the tray goes.
     void dismissStatusItem();
+    // The taskbar's icon and the desktop report for the settings and the mode.
+    void updateLiveReportIcons();
+    // Tray mode was chosen but the session shows no tray yet: looks again for a while.
+    void waitForSystemTray();
     QWidget *dialogParent() const;
     void fillViewMenu(QMenu *menu);
 
@@ -138,9 +167,15 @@ private:
     std::unique_ptr<VXHelpWindow> m_helpWindow;
     std::unique_ptr<VXAboutDialog> m_aboutDialog;
     std::shared_ptr<VXReportController> m_liveReport;
+    std::unique_ptr<VXTaskbarReportIcon> m_taskbarIcon;
+    std::unique_ptr<VXDesktopReport> m_desktopReport;
+    std::unique_ptr<VXAutostartFolder> m_autostartFolder;
+    std::unique_ptr<VXLoginItems> m_loginItems;
     std::function<void(const QStringList &)> m_openFiles;
     std::function<void()> m_terminate;
     std::function<QString()> m_statusText;
     std::function<bool()> m_trayAvailable;
+    QTimer m_trayWait;
+    int m_trayWaitTicks = 0;
     bool m_hibernating = false;
 };

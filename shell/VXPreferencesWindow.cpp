@@ -9,6 +9,7 @@
 #include "VXPreferenceHandlers.h"
 #include "VXUserDefaults.h"
 #include "VXWelcomeWindow.h"
+#include "VXWindowFrameText.h"
 
 #include <QDir>
 #include <QFileIconProvider>
@@ -296,23 +297,15 @@ void VXPreferencesWindow::updatePreferencesWindowFrame()
 
 QString VXPreferencesWindow::frameText() const
 {
-    const QRect frame = geometry();
-    return QStringLiteral("%1 %2 %3 %4").arg(frame.x()).arg(frame.y()).arg(frame.width()).arg(frame.height());
+    return VXWindowFrameText(geometry());
 }
 
 bool VXPreferencesWindow::setFrameText(const QString &frame)
 {
-    const QStringList parts = frame.split(u' ', Qt::SkipEmptyParts);
-    if (parts.size() != 4)
+    const std::optional<QRect> rect = VXWindowFrameFromText(frame);
+    if (!rect)
         return false;
-    int values[4];
-    for (int i = 0; i < 4; ++i) {
-        bool ok = false;
-        values[i] = parts.at(i).toInt(&ok);
-        if (!ok)
-            return false;
-    }
-    setGeometry(values[0], values[1], qMax(values[2], minimumSizeHint().width()), values[3]);
+    setGeometry(rect->x(), rect->y(), qMax(rect->width(), minimumSizeHint().width()), rect->height());
     return true;
 }
 

@@ -272,6 +272,8 @@ public:
     const VXHibernation &hibernation() const { return m_hibernation; }
     // Where presence sources report (input, sleep, session, lock).
     VXPresenceObserver &presenceObserver() { return m_hibernation; }
+    // The run loop's timers the controller schedules its work on (shared with its user interface).
+    VXScheduler &scheduler() { return m_scheduler; }
     // True while one of the controller's alerts runs.
     bool isModal() const { return m_isModal; }
 

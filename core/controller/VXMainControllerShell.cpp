@@ -154,6 +154,9 @@ bool VXMainController::applicationShouldHandleReopen(bool hasVisibleWindows)
             delegate.showWindow(Window::Report);
         else
             toggleListWindow();
+    } else {
+        // In the tray: the way in while the tray shows no icon (its host is restarting).
+        toggleListWindow();
     }
     return false;
 }

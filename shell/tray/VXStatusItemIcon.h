@@ -20,6 +20,8 @@ struct VXStatusItemIconState {
     bool deepHibernation = false;
     bool darkPanel = false;   // the tray's panel is dark
     bool highlighted = false;   // the panel is open
+
+    bool operator==(const VXStatusItemIconState &) const = default;
 };
 
 // The concrete style drawn for a setting: automatic styles resolved, unknown ones as 11.

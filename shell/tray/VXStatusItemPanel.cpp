@@ -2,6 +2,7 @@
 
 #include "VXStatusItemPanelResizeView.h"
 #include "VXUserDefaults.h"
+#include "VXWindowFrameText.h"
 #include "ui_StatusItem.h"
 
 #include <QApplication>
@@ -50,6 +51,43 @@ QIcon actionIcon(const QPalette &palette)
         icon.addPixmap(pixmap);
     }
     return icon;
+}
+
+#ifdef WENDLE_HAVE_XCB
+xcb_connection_t *x11Connection()
+{
+    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+        return nullptr;
+    auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    return x11 ? x11->connection() : nullptr;
+}
+
+// The atom of a name, or XCB_ATOM_NONE (`onlyIfExists`: none when no client made it yet).
+xcb_atom_t x11Atom(xcb_connection_t *connection, const QByteArray &name, bool onlyIfExists = false)
+{
+    std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
+        xcb_intern_atom_reply(connection, xcb_intern_atom(connection, onlyIfExists, name.size(), name.constData()),
+                              nullptr),
+        &std::free);
+    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+}
+#endif
+
+// The panel belongs to the tray icon: no entry of its own in taskbars and pagers. (Set on the
+// window before it maps; the window system merges it with the states of the window's flags.)
+void skipTaskbar(QWidget *window)
+{
+#ifdef WENDLE_HAVE_XCB
+    xcb_connection_t *connection = x11Connection();
+    if (!connection)
+        return;
+    const xcb_atom_t states[]
+        = {x11Atom(connection, "_NET_WM_STATE_SKIP_TASKBAR"), x11Atom(connection, "_NET_WM_STATE_SKIP_PAGER")};
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, xcb_window_t(window->winId()),
+                        x11Atom(connection, "_NET_WM_STATE"), XCB_ATOM_ATOM, 32, 2, states);
+#else
+    Q_UNUSED(window);
+#endif
 }
 
 }   // namespace
@@ -182,29 +220,17 @@ void VXStatusItemPanel::setInitialSize(const QSize &size)
 
 bool VXStatusItemPanel::restoreFrame()
 {
-    const QStringList parts = m_defaults.stringForKey(kFrameAutosaveName).split(u' ', Qt::SkipEmptyParts);
-    if (parts.size() != 4)
-        return false;
-    int numbers[4];
-    for (int i = 0; i < 4; ++i) {
-        bool ok = false;
-        numbers[i] = parts.at(i).toInt(&ok);
-        if (!ok)
-            return false;
-    }
-    if (numbers[2] <= 0 || numbers[3] <= 0)
+    const std::optional<QRect> frame = VXWindowFrameFromText(m_defaults.stringForKey(kFrameAutosaveName));
+    if (!frame)
         return false;
     // The place follows the tray icon at every opening; the size is what the person chose.
-    resize(numbers[2], numbers[3]);
+    resize(frame->size());
     return true;
 }
 
 void VXStatusItemPanel::saveFrame()
 {
-    const QRect frame = geometry();
-    m_defaults.setString(
-        QStringLiteral("%1 %2 %3 %4").arg(frame.x()).arg(frame.y()).arg(frame.width()).arg(frame.height()),
-        kFrameAutosaveName);
+    m_defaults.setString(VXWindowFrameText(geometry()), kFrameAutosaveName);
 }
 
 void VXStatusItemPanel::setAnchor(const std::optional<QRect> &iconGeometry, const std::optional<QPoint> &clickPosition)
@@ -244,25 +270,16 @@ bool VXStatusItemPanel::desktopComposites()
     if (platform.startsWith(QLatin1String("wayland")))
         return true;
 #ifdef WENDLE_HAVE_XCB
-    if (platform == QLatin1String("xcb")) {
-        auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-        xcb_connection_t *connection = x11 ? x11->connection() : nullptr;
-        if (!connection)
-            return false;
+    if (xcb_connection_t *connection = x11Connection()) {
         // A compositing manager owns the selection _NET_WM_CM_S<screen>.
         int screenNumber = 0;
         if (const QByteArray display = qgetenv("DISPLAY"); display.contains('.'))
             screenNumber = display.mid(display.lastIndexOf('.') + 1).toInt();
-        const QByteArray name = "_NET_WM_CM_S" + QByteArray::number(screenNumber);
-        using Reply = std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)>;
-        Reply atom(
-            xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 1, name.size(), name.constData()), nullptr),
-            &std::free);
-        if (!atom || atom->atom == XCB_ATOM_NONE)
+        const xcb_atom_t atom = x11Atom(connection, "_NET_WM_CM_S" + QByteArray::number(screenNumber), true);
+        if (atom == XCB_ATOM_NONE)
             return false;
         std::unique_ptr<xcb_get_selection_owner_reply_t, decltype(&std::free)> owner(
-            xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom->atom), nullptr),
-            &std::free);
+            xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom), nullptr), &std::free);
         return owner && owner->owner != XCB_NONE;
     }
 #endif
@@ -282,6 +299,8 @@ bool VXStatusItemPanel::setPanelVisible(bool visible)
     positionPanel(true);
     const bool fade = desktopComposites();
     setWindowOpacity(fade ? 0.0 : 1.0);
+    if (!isVisible())
+        skipTaskbar(this);
     show();
     raise();
     activateWindow();

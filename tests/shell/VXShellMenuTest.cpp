@@ -4,7 +4,6 @@
 
 #include "VXShellTestSupport.h"
 
-#include "VXApplicationIcon.h"
 #include "VXCSVExport.h"
 #include "VXConfigurationKeys.h"
 #include "VXHibernation.h"
@@ -227,11 +226,15 @@ TEST(ShellMenus, TheTrayMenuIsTheActionMenuAndItsIconGreysWhileHibernating)
     EXPECT_EQ(visibleTitles(menu),
               QStringList({u"Suspend Timers..."_s, u"-"_s, u"About Wendle"_s, u"Help"_s, u"-"_s, u"Preferences..."_s,
                            u"-"_s, u"File"_s, u"View"_s, u"-"_s, u"Undo"_s, u"Redo"_s, u"-"_s, u"Quit"_s}));
-    const QImage colour = tray->trayIcon()->icon().pixmap(32).toImage();
+    // The icon of the style in the settings, in its hibernating colours while tracking sleeps.
+    const auto shown = [&] { return tray->trayIcon()->icon().pixmap(32).toImage(); };
+    const auto drawn = [](const VXStatusItemIconState &state) { return VXStatusItemIcon(state).pixmap(32).toImage(); };
+    const QImage awake = shown();
+    EXPECT_EQ(awake, drawn({.style = 11}));
     program.controller->hibernation().hibernate(nullptr);
     ASSERT_TRUE(program.controller->hibernation().isHibernating());
-    EXPECT_EQ(tray->trayIcon()->icon().pixmap(32).toImage(), applicationIcon(true).pixmap(32).toImage());
-    EXPECT_NE(tray->trayIcon()->icon().pixmap(32).toImage(), colour);
+    EXPECT_EQ(shown(), drawn({.style = 11, .hibernating = true}));
+    EXPECT_NE(shown(), awake);
 }
 
 TEST(ShellMenus, QuitAsksUnlessToldNotToOrHeldWithShift)

@@ -8,6 +8,7 @@
 #include "VXPreferenceHandlers.h"
 #include "VXPreferencesWindow.h"
 #include "VXStatusItemController.h"
+#include "VXStatusItemPanel.h"
 #include "VXWelcomeWindow.h"
 
 #include <QCheckBox>
@@ -88,9 +89,12 @@ TEST(ShellStartUp, TheTrayChoiceSwitchesInPlaceAndARelaunchHonoursIt)
     ASSERT_NE(program.shell->statusItemController(), nullptr);
     EXPECT_FALSE(isShown(program.shell->organizerWindow()));
     EXPECT_TRUE(program.reread()->boolForKey(VXStatusItemKey));
-    // The tray's icon opens the organizer until the tray has its panel.
+    // "Organizer" opens the tray's panel on the organizer, not the window.
     program.controller->toggleListWindow();
-    EXPECT_TRUE(isShown(program.shell->organizerWindow()));
+    EXPECT_TRUE(program.shell->statusItemController()->panel()->isPanelVisible());
+    EXPECT_EQ(program.shell->statusItemController()->panel()->selectedIdentifier(),
+              VXStatusItemPanel::kOrganizerIdentifier);
+    EXPECT_FALSE(isShown(program.shell->organizerWindow()));
 
     program.launch();
     EXPECT_EQ(program.shell->welcomeWindow(), nullptr);

@@ -1,7 +1,8 @@
 // Where the panel opens and how its strip resizes it, rule by rule, on a 1280 by 1024 screen
-// whose top 24 pixels (or bottom 30) belong to a panel with the tray.
+// whose top 24 pixels (or bottom 30) belong to a panel with the tray; and the text of saved frames.
 
 #include "VXStatusItemPanelGeometry.h"
+#include "VXWindowFrameText.h"
 
 #include <QDebug>
 
@@ -180,3 +181,30 @@ TEST(StatusItemPanelGeometry, DraggingKeepsTheAnchoredEdgeAndTheBounds)
 }
 
 }   // namespace
+
+// The saved frames' text (the panel's, the report windows', the preferences'): what is read back,
+// and what is refused rather than giving a window no size.
+TEST(StatusItemPanelGeometry, SavedFrameTextReadsBackAndRefusesWhatIsNoFrame)
+{
+    struct Row {
+        const char *text;
+        std::optional<QRect> frame;
+    };
+    const Row rows[] = {
+        {"10 20 300 400", QRect(10, 20, 300, 400)},
+        {"  -1280 -5   640  480 ", QRect(-1280, -5, 640, 480)},   // a screen left of the primary
+        {"10 20 300", std::nullopt},
+        {"10 20 300 400 5", std::nullopt},
+        {"10 20 wide 400", std::nullopt},
+        {"10 20 0 400", std::nullopt},
+        {"10 20 300 -4", std::nullopt},
+        {"", std::nullopt},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.text);
+        EXPECT_EQ(VXWindowFrameFromText(QString::fromUtf8(row.text)), row.frame);
+        if (row.frame) {
+            EXPECT_EQ(VXWindowFrameFromText(VXWindowFrameText(*row.frame)), row.frame);
+        }
+    }
+}
