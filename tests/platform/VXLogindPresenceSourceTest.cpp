@@ -2,6 +2,7 @@
 
 #include "VXLogindPresenceSource.h"
 #include "VXPresenceRecorder.h"
+#include "VXServerProcess.h"
 #include "VXTestProcess.h"
 #include "VXTestSupport.h"
 
@@ -63,10 +64,10 @@ public:
                          .arg(m_dir.path())
                          .toUtf8());
         config.close();
-        m_bus.start(daemon, {s("--config-file=") + config.fileName(), s("--nofork"), s("--print-address=1")});
-        if (!m_bus.waitForReadyRead(5000))
+        address = QString::fromUtf8(VXStartServer(
+            m_bus, daemon, {s("--config-file=") + config.fileName(), s("--nofork"), s("--print-address=1")}));
+        if (address.isEmpty())
             return false;
-        address = QString::fromUtf8(m_bus.readLine()).trimmed();
 
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(s("DBUS_SYSTEM_BUS_ADDRESS"), address);
@@ -87,15 +88,8 @@ public:
 
     ~LogindRig()
     {
-        for (QProcess *process : {&m_mock, &m_bus}) {
-            if (process->state() != QProcess::NotRunning) {
-                process->terminate();
-                if (!process->waitForFinished(3000)) {
-                    process->kill();
-                    process->waitForFinished(3000);
-                }
-            }
-        }
+        VXStopProcess(m_mock);
+        VXStopProcess(m_bus);
     }
 
     QStringList logind(const QString &path, const QString &method, const QStringList &arguments) const
