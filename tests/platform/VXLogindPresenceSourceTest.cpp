@@ -122,15 +122,7 @@ bool waitForEvents(const VXPresenceRecorder &observer, qsizetype count)
 class LogindPresence : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        if (!QCoreApplication::instance()) {
-            static int argc = 1;
-            static char name[] = "test";
-            static char *argv[] = {name, nullptr};
-            static QCoreApplication app(argc, argv);
-        }
-    }
+    static void SetUpTestSuite() { VXEnsureCoreApplication(); }
 
     void SetUp() override
     {
@@ -210,8 +202,7 @@ TEST_F(LogindPresence, TheSystemBusIsAskedFirstAndThenWatched)
 {
     // As the program starts it: the system bus of the environment, asked whether it answers
     // before Qt connects to it.
-    const QByteArray oldAddress = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", rig.address.toUtf8());
+    const VXScopedEnvironment systemBus("DBUS_SYSTEM_BUS_ADDRESS", rig.address.toUtf8());
     VXPresenceRecorder systemObserver;
     VXLogindPresenceSource system;
     ASSERT_TRUE(system.start(systemObserver));
@@ -219,7 +210,6 @@ TEST_F(LogindPresence, TheSystemBusIsAskedFirstAndThenWatched)
     emitSleep(true);
     EXPECT_TRUE(waitForEvents(systemObserver, 1));
     system.stop();
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", oldAddress);
 }
 
 TEST_F(LogindPresence, SleepAndShutdownWaitForTheSave)
@@ -321,11 +311,10 @@ TEST(LogindPresenceWithoutBus, AnUnreachableBusStartsNothing)
     QDBusConnection::disconnectFromBus(s("nowhere"));
 
     // Nothing listens where the system bus should be.
-    const QByteArray oldAddress = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + QFile::encodeName(dir.filePath(s("none"))));
+    const VXScopedEnvironment systemBus("DBUS_SYSTEM_BUS_ADDRESS",
+                                        "unix:path=" + QFile::encodeName(dir.filePath(s("none"))));
     VXLogindPresenceSource system;
     EXPECT_FALSE(system.start(observer));
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", oldAddress);
 }
 
 TEST(LogindPresenceWithoutBus, ASilentBusHoldsUpNothing)
@@ -341,8 +330,7 @@ TEST(LogindPresenceWithoutBus, ASilentBusHoldsUpNothing)
     std::memcpy(address.sun_path, path.constData(), std::size_t(path.size()));
     ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
     ASSERT_EQ(::listen(listener, 8), 0);
-    const QByteArray oldAddress = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path);
+    const VXScopedEnvironment systemBus("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path);
     // Should the source wait for the bus after all, the bus speaks up after a while (it closes
     // the connections), so that the test ends and says so.
     std::atomic<bool> done = false;
@@ -371,5 +359,4 @@ TEST(LogindPresenceWithoutBus, ASilentBusHoldsUpNothing)
     }
     done = true;
     silence.join();
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", oldAddress);
 }

@@ -1,5 +1,7 @@
 #include "VXX11TestRig.h"
 
+#include "VXTestSupport.h"
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QStandardPaths>
@@ -40,12 +42,7 @@ VXX11TestRig::~VXX11TestRig()
 
 QCoreApplication *VXX11TestRig::application()
 {
-    if (!QCoreApplication::instance()) {
-        static int argc = 1;
-        static char name[] = "wendle-x11-test";
-        static char *argv[] = {name, nullptr};
-        static QCoreApplication app(argc, argv);
-    }
+    VXEnsureCoreApplication();
     return QCoreApplication::instance();
 }
 
