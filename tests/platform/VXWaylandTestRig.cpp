@@ -1,5 +1,6 @@
 #include "VXWaylandTestRig.h"
 
+#include "VXTestSupport.h"
 #include "fake-input-client-protocol.h"
 
 #include <QCoreApplication>
@@ -60,13 +61,6 @@ bool waitFor(const std::function<bool()> &condition, int timeoutMs)
 void endsWithTheTest(QProcess &process)
 {
     process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-}
-
-bool writeFile(const QString &path, const QByteArray &contents)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(contents) == contents.size();
 }
 
 bool copyFolder(const QString &from, const QString &to)
@@ -211,7 +205,7 @@ bool VXWaylandTestRig::start(const Options &options, QString *whyNot)
                 .toUtf8());
     }
     for (const auto &[name, contents] : entries) {
-        if (!writeFile(dataHome() + QStringLiteral("/applications/") + name, contents)) {
+        if (!VXWriteFile(dataHome() + QStringLiteral("/applications/") + name, contents)) {
             *whyNot = QStringLiteral("cannot write the desktop entry ") + name;
             stop();
             return false;
@@ -290,7 +284,7 @@ bool VXWaylandTestRig::startCompositor(QString *whyNot)
     switch (d->options.compositor) {
     case Sway: {
         const QString config = runtime + QStringLiteral("/sway.conf");
-        writeFile(config, "output HEADLESS-1 resolution 1280x800\ndefault_border none\nxwayland disable\n");
+        VXWriteFile(config, "output HEADLESS-1 resolution 1280x800\ndefault_border none\nxwayland disable\n");
         environment.insert(QStringLiteral("WLR_BACKENDS"), QStringLiteral("headless"));
         environment.insert(QStringLiteral("WLR_LIBINPUT_NO_DEVICES"), QStringLiteral("1"));
         environment.insert(QStringLiteral("WLR_RENDERER"), QStringLiteral("pixman"));
@@ -305,7 +299,7 @@ bool VXWaylandTestRig::startCompositor(QString *whyNot)
                                       | QFileDevice::ExeOther);
             for (const QString &path : {runtime, config, d->compositorLog}) {
                 if (!QFileInfo::exists(path))
-                    writeFile(path, QByteArray());
+                    VXWriteFile(path, QByteArray());
                 if (::chown(path.toLocal8Bit().constData(), kUnprivilegedUser, kUnprivilegedUser) != 0) {
                     *whyNot = QStringLiteral("cannot hand <%1> to the unprivileged user").arg(path);
                     return false;
@@ -506,10 +500,10 @@ bool VXWaylandTestRig::runKWinScript(const QString &text, QString *result)
     const QString name = QStringLiteral("wendle-test-%1").arg(++d->scripts);
     const QString path = m_temporary->path() + QLatin1Char('/') + name + QStringLiteral(".js");
     const QByteArray mark = "js: " + name.toUtf8() + " done ";
-    if (!writeFile(path,
-                   (QStringLiteral("var result = \"\";\n") + text
-                    + QStringLiteral("\nprint(\"%1 done \" + result);\n").arg(name))
-                       .toUtf8()))
+    if (!VXWriteFile(path,
+                     (QStringLiteral("var result = \"\";\n") + text
+                      + QStringLiteral("\nprint(\"%1 done \" + result);\n").arg(name))
+                         .toUtf8()))
         return false;
     const QString kwin = QStringLiteral("org.kde.KWin");
     const QString scripting = QStringLiteral("org.kde.kwin.Scripting");
