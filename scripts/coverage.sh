@@ -3,7 +3,9 @@
 # Builds in build-cov/ (or WENDLE_COVERAGE_DIR), runs every test, and writes
 #   build-cov/coverage/summary.txt   the table per module, overall first
 #   build-cov/coverage/index.html    the report per file, line by line
-# Arguments go to ctest (for example -L unit).
+# Arguments go to ctest (for example -L unit, or -R 'test_plist|test_tracking').
+# WENDLE_COVERAGE_TARGETS="test_plist test_tracking" builds the program and those targets alone, so
+# that one module's suites can be measured on a shared machine without the whole tree.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 dir=${WENDLE_COVERAGE_DIR:-$root/build-cov}
@@ -12,9 +14,14 @@ command -v gcovr >/dev/null || { echo "coverage needs gcovr (apt-get install gco
 
 cmake -S "$root" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DWENDLE_BUILD_TESTS=ON \
   -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic" -DCMAKE_EXE_LINKER_FLAGS="--coverage" >/dev/null
-cmake --build "$dir" --parallel "$(nproc)"
+if [[ -n ${WENDLE_COVERAGE_TARGETS:-} ]]; then
+  # shellcheck disable=SC2086 # a list of target names
+  nice cmake --build "$dir" --parallel "$(nproc)" --target wendle $WENDLE_COVERAGE_TARGETS
+else
+  nice cmake --build "$dir" --parallel "$(nproc)"
+fi
 find "$dir" -name '*.gcda' -delete
-ctest --test-dir "$dir" --output-on-failure --parallel "$(nproc)" "$@" || echo "some tests failed: coverage is of what ran" >&2
+nice ctest --test-dir "$dir" --output-on-failure --parallel "$(nproc)" "$@" || echo "some tests failed: coverage is of what ran" >&2
 
 out=$dir/coverage
 mkdir -p "$out"

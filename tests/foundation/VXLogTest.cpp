@@ -26,31 +26,6 @@
 namespace {
 
 // Sets or clears an environment variable for the lifetime of the object.
-class ScopedEnvironment
-{
-public:
-    ScopedEnvironment(const char *name, const std::optional<QByteArray> &value) :
-        m_name(name), m_wasSet(qEnvironmentVariableIsSet(name)), m_previous(qgetenv(name))
-    {
-        if (value)
-            qputenv(name, *value);
-        else
-            qunsetenv(name);
-    }
-    ~ScopedEnvironment()
-    {
-        if (m_wasSet)
-            qputenv(m_name, m_previous);
-        else
-            qunsetenv(m_name);
-    }
-
-private:
-    const char *m_name;
-    bool m_wasSet;
-    QByteArray m_previous;
-};
-
 // A type whose text form counts how often it is made, to see whether a debug line was formatted.
 struct FormatProbe {
     static inline int formatted = 0;
@@ -97,8 +72,8 @@ protected:
     QTemporaryDir m_folder;
     QString m_logPath;
     std::FILE *m_stream = nullptr;
-    ScopedEnvironment m_noPattern {"QT_MESSAGE_PATTERN", std::nullopt};
-    ScopedEnvironment m_noJournal {"JOURNAL_STREAM", std::nullopt};
+    VXScopedEnvironment m_noPattern {"QT_MESSAGE_PATTERN", std::nullopt};
+    VXScopedEnvironment m_noJournal {"JOURNAL_STREAM", std::nullopt};
 };
 
 }   // namespace
@@ -144,9 +119,9 @@ TEST_F(VXLogTest, JournalLinesCarryTheirPriority)
     ASSERT_EQ(fstat(fileno(m_stream), &status), 0);
     {
         // systemd names its journal socket in JOURNAL_STREAM; here the log file plays the socket.
-        ScopedEnvironment journal("JOURNAL_STREAM",
-                                  QByteArray::number(qulonglong(status.st_dev)) + ':'
-                                      + QByteArray::number(qulonglong(status.st_ino)));
+        VXScopedEnvironment journal("JOURNAL_STREAM",
+                                    QByteArray::number(qulonglong(status.st_dev)) + ':'
+                                        + QByteArray::number(qulonglong(status.st_ino)));
         VXInstallMessageHandler(m_stream);
         qCWarning(lcFoundation).noquote() << QStringLiteral("cannot install event monitor");
         qCInfo(lcFoundation).noquote() << QStringLiteral("first\nsecond");
@@ -157,9 +132,9 @@ TEST_F(VXLogTest, JournalLinesCarryTheirPriority)
     std::FILE *other = std::fopen(QFile::encodeName(otherFolder.filePath(QStringLiteral("t"))).constData(), "w+");
     ASSERT_NE(other, nullptr);
     {
-        ScopedEnvironment journal("JOURNAL_STREAM",
-                                  QByteArray::number(qulonglong(status.st_dev)) + ':'
-                                      + QByteArray::number(qulonglong(status.st_ino)));
+        VXScopedEnvironment journal("JOURNAL_STREAM",
+                                    QByteArray::number(qulonglong(status.st_dev)) + ':'
+                                        + QByteArray::number(qulonglong(status.st_ino)));
         VXInstallMessageHandler(other);   // replaces the stream of the handler already installed
         qCWarning(lcFoundation).noquote() << QStringLiteral("plain");
     }

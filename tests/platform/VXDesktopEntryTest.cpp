@@ -5,6 +5,7 @@
 #include "VXApplicationResolver.h"
 #include "VXDesktopEntryIndex.h"
 #include "VXSeededRandom.h"
+#include "VXTestSupport.h"
 
 #include <QDir>
 #include <QFile>
@@ -25,43 +26,10 @@
 
 namespace {
 
-bool writeFile(const QString &path, const QByteArray &content)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(content) == content.size();
-}
-
 QByteArray entryText(const QByteArray &name, const QByteArray &extra = QByteArray())
 {
     return "[Desktop Entry]\nType=Application\nName=" + name + "\nExec=true\n" + extra;
 }
-
-// Restores an environment variable when the test ends.
-class ScopedEnvironment
-{
-public:
-    ScopedEnvironment(const char *name, const QByteArray &value) :
-        m_name(name), m_wasSet(qEnvironmentVariableIsSet(name)), m_old(qgetenv(name))
-    {
-        if (value.isNull())
-            qunsetenv(name);
-        else
-            qputenv(name, value);
-    }
-    ~ScopedEnvironment()
-    {
-        if (m_wasSet)
-            qputenv(m_name, m_old);
-        else
-            qunsetenv(m_name);
-    }
-
-private:
-    const char *m_name;
-    bool m_wasSet;
-    QByteArray m_old;
-};
 
 }   // namespace
 
@@ -152,7 +120,7 @@ TEST(VXDesktopEntry, SurvivesHostileFiles)
     VXDesktopEntry bigEntry;
     EXPECT_FALSE(VXDesktopEntry::parse(big, bigEntry));
     QTemporaryDir dir;
-    ASSERT_TRUE(writeFile(dir.filePath(QStringLiteral("big.desktop")), big));
+    ASSERT_TRUE(VXWriteFile(dir.filePath(QStringLiteral("big.desktop")), big));
     EXPECT_FALSE(VXDesktopEntry::read(dir.filePath(QStringLiteral("big.desktop")), bigEntry));
     EXPECT_FALSE(VXDesktopEntry::read(dir.filePath(QStringLiteral("missing.desktop")), bigEntry));
 
@@ -178,14 +146,14 @@ TEST(VXDesktopEntry, SurvivesHostileFiles)
 TEST(VXDesktopEntryIndex, FoldersComeFromTheEnvironment)
 {
     {
-        ScopedEnvironment home("XDG_DATA_HOME", "/tmp/wendle-home-data");
-        ScopedEnvironment dirs("XDG_DATA_DIRS", "/opt/one:relative/ignored::/opt/two/");
+        VXScopedEnvironment home("XDG_DATA_HOME", "/tmp/wendle-home-data");
+        VXScopedEnvironment dirs("XDG_DATA_DIRS", "/opt/one:relative/ignored::/opt/two/");
         EXPECT_EQ(VXDesktopEntryIndex::applicationFolders(),
                   QStringList({QStringLiteral("/tmp/wendle-home-data/applications"),
                                QStringLiteral("/opt/one/applications"), QStringLiteral("/opt/two/applications")}));
     }
-    ScopedEnvironment home("XDG_DATA_HOME", QByteArray());
-    ScopedEnvironment dirs("XDG_DATA_DIRS", QByteArray());
+    VXScopedEnvironment home("XDG_DATA_HOME", std::nullopt);
+    VXScopedEnvironment dirs("XDG_DATA_DIRS", std::nullopt);
     EXPECT_EQ(
         VXDesktopEntryIndex::applicationFolders(),
         QStringList({QDir::homePath() + QStringLiteral("/.local/share/applications"),
@@ -197,14 +165,14 @@ TEST(VXDesktopEntryIndex, MatchesIDsAndWindowClassesInPrecedenceOrder)
     QTemporaryDir temporary;
     const QString home = temporary.filePath(QStringLiteral("home/applications"));
     const QString system = temporary.filePath(QStringLiteral("system/applications"));
-    ASSERT_TRUE(writeFile(home + QStringLiteral("/org.example.Viewer.desktop"), entryText("Home Viewer")));
-    ASSERT_TRUE(writeFile(system + QStringLiteral("/org.example.Viewer.desktop"), entryText("System Viewer")));
-    ASSERT_TRUE(writeFile(system + QStringLiteral("/sampleterm.desktop"), entryText("Matched By File Name")));
-    ASSERT_TRUE(writeFile(system + QStringLiteral("/tools/other.desktop"),
-                          entryText("Matched By Class", "StartupWMClass=SampleTerm\n")));
-    ASSERT_TRUE(writeFile(system + QStringLiteral("/gimp.desktop"), entryText("GIMP")));
-    ASSERT_TRUE(writeFile(system + QStringLiteral("/notes.txt"), entryText("Not an entry")));
-    ASSERT_TRUE(writeFile(system + QStringLiteral("/broken.desktop"), "garbage without a group"));
+    ASSERT_TRUE(VXWriteFile(home + QStringLiteral("/org.example.Viewer.desktop"), entryText("Home Viewer")));
+    ASSERT_TRUE(VXWriteFile(system + QStringLiteral("/org.example.Viewer.desktop"), entryText("System Viewer")));
+    ASSERT_TRUE(VXWriteFile(system + QStringLiteral("/sampleterm.desktop"), entryText("Matched By File Name")));
+    ASSERT_TRUE(VXWriteFile(system + QStringLiteral("/tools/other.desktop"),
+                            entryText("Matched By Class", "StartupWMClass=SampleTerm\n")));
+    ASSERT_TRUE(VXWriteFile(system + QStringLiteral("/gimp.desktop"), entryText("GIMP")));
+    ASSERT_TRUE(VXWriteFile(system + QStringLiteral("/notes.txt"), entryText("Not an entry")));
+    ASSERT_TRUE(VXWriteFile(system + QStringLiteral("/broken.desktop"), "garbage without a group"));
 
     VXDesktopEntryIndex index({home, system, temporary.filePath(QStringLiteral("missing/applications"))});
     const VXDesktopEntry *viewer = index.entryForID(QStringLiteral("org.example.Viewer"));
@@ -234,12 +202,12 @@ TEST(VXDesktopEntryIndex, LooksAtTheFoldersAgainOnlyAfterTheInterval)
     QTemporaryDir temporary;
     const QString folder = temporary.filePath(QStringLiteral("applications"));
     const QString later = temporary.filePath(QStringLiteral("later/applications"));
-    ASSERT_TRUE(writeFile(folder + QStringLiteral("/first.desktop"), entryText("First")));
+    ASSERT_TRUE(VXWriteFile(folder + QStringLiteral("/first.desktop"), entryText("First")));
 
     // Within the interval nothing is looked at: a new entry stays unseen.
     VXDesktopEntryIndex patient({folder}, 60 * 60 * 1000);
     ASSERT_NE(patient.entryForID(QStringLiteral("first")), nullptr);
-    ASSERT_TRUE(writeFile(folder + QStringLiteral("/second.desktop"), entryText("Second")));
+    ASSERT_TRUE(VXWriteFile(folder + QStringLiteral("/second.desktop"), entryText("Second")));
     EXPECT_EQ(patient.entryForID(QStringLiteral("second")), nullptr);
     EXPECT_EQ(patient.buildCount(), 1);
 
@@ -250,10 +218,10 @@ TEST(VXDesktopEntryIndex, LooksAtTheFoldersAgainOnlyAfterTheInterval)
     for (int i = 0; i < 5; ++i)
         EXPECT_NE(eager.entryForID(QStringLiteral("first")), nullptr);
     EXPECT_EQ(eager.buildCount(), 1);
-    ASSERT_TRUE(writeFile(later + QStringLiteral("/third.desktop"), entryText("Third")));
+    ASSERT_TRUE(VXWriteFile(later + QStringLiteral("/third.desktop"), entryText("Third")));
     EXPECT_NE(eager.entryForID(QStringLiteral("third")), nullptr);
     EXPECT_EQ(eager.buildCount(), 2);
-    ASSERT_TRUE(writeFile(folder + QStringLiteral("/sub/fourth.desktop"), entryText("Fourth")));
+    ASSERT_TRUE(VXWriteFile(folder + QStringLiteral("/sub/fourth.desktop"), entryText("Fourth")));
     EXPECT_NE(eager.entryForID(QStringLiteral("sub-fourth")), nullptr);
     ASSERT_TRUE(QFile::remove(folder + QStringLiteral("/first.desktop")));
     EXPECT_EQ(eager.entryForID(QStringLiteral("first")), nullptr);
@@ -268,7 +236,7 @@ TEST(VXDesktopEntryIndex, SpecialFilesAndCrowdedFoldersHoldNothingBack)
                                                            : QDir::tempPath() + QStringLiteral("/wendle-test-XXXXXX"));
     const QString crowded = temporary.filePath(QStringLiteral("crowded/applications"));
     const QString system = temporary.filePath(QStringLiteral("system/applications"));
-    ASSERT_TRUE(writeFile(system + QStringLiteral("/org.example.Editor.desktop"), entryText("Editor")));
+    ASSERT_TRUE(VXWriteFile(system + QStringLiteral("/org.example.Editor.desktop"), entryText("Editor")));
     // Entries that name a FIFO (directly and through a symbolic link) or a device: opening one
     // for reading used to wait for a writer for good.
     ASSERT_TRUE(QDir().mkpath(crowded));
@@ -279,8 +247,8 @@ TEST(VXDesktopEntryIndex, SpecialFilesAndCrowdedFoldersHoldNothingBack)
     ASSERT_TRUE(QFile::link(QStringLiteral("/dev/zero"), crowded + QStringLiteral("/aa-zero.desktop")));
     // And more entries in one folder than it may hold: the next folder is indexed all the same.
     for (int i = 0; i < 20000; ++i) {
-        ASSERT_TRUE(
-            writeFile(crowded + QStringLiteral("/junk-%1.desktop").arg(i, 5, 10, QLatin1Char('0')), entryText("Junk")));
+        ASSERT_TRUE(VXWriteFile(crowded + QStringLiteral("/junk-%1.desktop").arg(i, 5, 10, QLatin1Char('0')),
+                                entryText("Junk")));
     }
 
     VXDesktopEntryIndex index({crowded, system});
@@ -311,8 +279,8 @@ TEST(VXApplicationResolver, NamesProcessesThroughEntriesElseTheirExecutable)
 {
     QTemporaryDir temporary;
     const QString folder = temporary.filePath(QStringLiteral("applications"));
-    ASSERT_TRUE(writeFile(folder + QStringLiteral("/org.example.Editor.desktop"),
-                          entryText("Editor", "Name[de]=Bearbeiter\nName[de_CH]=Bearbeiter (CH)\n")));
+    ASSERT_TRUE(VXWriteFile(folder + QStringLiteral("/org.example.Editor.desktop"),
+                            entryText("Editor", "Name[de]=Bearbeiter\nName[de_CH]=Bearbeiter (CH)\n")));
     VXDesktopEntryIndex index({folder}, 60 * 60 * 1000);
     VXApplicationResolver resolver(index, VXDesktopEntry::localeForms(QStringLiteral("de_DE")));
 

@@ -2,6 +2,7 @@
 
 #include "VXLogindPresenceSource.h"
 #include "VXPresenceRecorder.h"
+#include "VXServerProcess.h"
 #include "VXTestProcess.h"
 #include "VXTestSupport.h"
 
@@ -63,10 +64,10 @@ public:
                          .arg(m_dir.path())
                          .toUtf8());
         config.close();
-        m_bus.start(daemon, {s("--config-file=") + config.fileName(), s("--nofork"), s("--print-address=1")});
-        if (!m_bus.waitForReadyRead(5000))
+        address = QString::fromUtf8(VXStartServer(
+            m_bus, daemon, {s("--config-file=") + config.fileName(), s("--nofork"), s("--print-address=1")}));
+        if (address.isEmpty())
             return false;
-        address = QString::fromUtf8(m_bus.readLine()).trimmed();
 
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(s("DBUS_SYSTEM_BUS_ADDRESS"), address);
@@ -87,15 +88,8 @@ public:
 
     ~LogindRig()
     {
-        for (QProcess *process : {&m_mock, &m_bus}) {
-            if (process->state() != QProcess::NotRunning) {
-                process->terminate();
-                if (!process->waitForFinished(3000)) {
-                    process->kill();
-                    process->waitForFinished(3000);
-                }
-            }
-        }
+        VXStopProcess(m_mock);
+        VXStopProcess(m_bus);
     }
 
     QStringList logind(const QString &path, const QString &method, const QStringList &arguments) const
@@ -128,15 +122,7 @@ bool waitForEvents(const VXPresenceRecorder &observer, qsizetype count)
 class LogindPresence : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        if (!QCoreApplication::instance()) {
-            static int argc = 1;
-            static char name[] = "test";
-            static char *argv[] = {name, nullptr};
-            static QCoreApplication app(argc, argv);
-        }
-    }
+    static void SetUpTestSuite() { VXEnsureCoreApplication(); }
 
     void SetUp() override
     {
@@ -216,8 +202,7 @@ TEST_F(LogindPresence, TheSystemBusIsAskedFirstAndThenWatched)
 {
     // As the program starts it: the system bus of the environment, asked whether it answers
     // before Qt connects to it.
-    const QByteArray oldAddress = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", rig.address.toUtf8());
+    const VXScopedEnvironment systemBus("DBUS_SYSTEM_BUS_ADDRESS", rig.address.toUtf8());
     VXPresenceRecorder systemObserver;
     VXLogindPresenceSource system;
     ASSERT_TRUE(system.start(systemObserver));
@@ -225,7 +210,6 @@ TEST_F(LogindPresence, TheSystemBusIsAskedFirstAndThenWatched)
     emitSleep(true);
     EXPECT_TRUE(waitForEvents(systemObserver, 1));
     system.stop();
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", oldAddress);
 }
 
 TEST_F(LogindPresence, SleepAndShutdownWaitForTheSave)
@@ -327,11 +311,10 @@ TEST(LogindPresenceWithoutBus, AnUnreachableBusStartsNothing)
     QDBusConnection::disconnectFromBus(s("nowhere"));
 
     // Nothing listens where the system bus should be.
-    const QByteArray oldAddress = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + QFile::encodeName(dir.filePath(s("none"))));
+    const VXScopedEnvironment systemBus("DBUS_SYSTEM_BUS_ADDRESS",
+                                        "unix:path=" + QFile::encodeName(dir.filePath(s("none"))));
     VXLogindPresenceSource system;
     EXPECT_FALSE(system.start(observer));
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", oldAddress);
 }
 
 TEST(LogindPresenceWithoutBus, ASilentBusHoldsUpNothing)
@@ -347,8 +330,7 @@ TEST(LogindPresenceWithoutBus, ASilentBusHoldsUpNothing)
     std::memcpy(address.sun_path, path.constData(), std::size_t(path.size()));
     ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
     ASSERT_EQ(::listen(listener, 8), 0);
-    const QByteArray oldAddress = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path);
+    const VXScopedEnvironment systemBus("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path);
     // Should the source wait for the bus after all, the bus speaks up after a while (it closes
     // the connections), so that the test ends and says so.
     std::atomic<bool> done = false;
@@ -377,5 +359,4 @@ TEST(LogindPresenceWithoutBus, ASilentBusHoldsUpNothing)
     }
     done = true;
     silence.join();
-    qputenv("DBUS_SYSTEM_BUS_ADDRESS", oldAddress);
 }

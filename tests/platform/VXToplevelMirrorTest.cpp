@@ -18,23 +18,16 @@
 
 namespace {
 
-bool writeFile(const QString &path, const QByteArray &content)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(content) == content.size();
-}
-
 class ToplevelMirror : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
         ASSERT_TRUE(folder.isValid());
-        ASSERT_TRUE(writeFile(folder.filePath(QStringLiteral("org.wendle.Alpha.desktop")),
-                              "[Desktop Entry]\nType=Application\nName=Alpha\nExec=alpha\n"));
-        ASSERT_TRUE(writeFile(folder.filePath(QStringLiteral("beta.desktop")),
-                              "[Desktop Entry]\nType=Application\nName=Beta\nExec=beta\nStartupWMClass=BetaClass\n"));
+        ASSERT_TRUE(VXWriteFile(folder.filePath(QStringLiteral("org.wendle.Alpha.desktop")),
+                                "[Desktop Entry]\nType=Application\nName=Alpha\nExec=alpha\n"));
+        ASSERT_TRUE(VXWriteFile(folder.filePath(QStringLiteral("beta.desktop")),
+                                "[Desktop Entry]\nType=Application\nName=Beta\nExec=beta\nStartupWMClass=BetaClass\n"));
         VXToplevelMirror::Options options;
         options.applicationFolders = QStringList {folder.path()};
         options.localeName = QStringLiteral("C");
@@ -269,11 +262,11 @@ TEST(VXDesktopEntryLauncher, SplitsExecLinesAndLaunchesEntries)
     ASSERT_TRUE(folder.isValid());
     const QString marker = folder.filePath(QStringLiteral("launched"));
     const QString entry = folder.filePath(QStringLiteral("touch.desktop"));
-    ASSERT_TRUE(writeFile(entry,
-                          QStringLiteral("[Desktop Action x]\nExec=false\n[Desktop Entry]\nName=Touch\nPath=%1\n"
-                                         "Exec=touch launched %U\n")
-                              .arg(folder.path())
-                              .toUtf8()));
+    ASSERT_TRUE(VXWriteFile(entry,
+                            QStringLiteral("[Desktop Action x]\nExec=false\n[Desktop Entry]\nName=Touch\nPath=%1\n"
+                                           "Exec=touch launched %U\n")
+                                .arg(folder.path())
+                                .toUtf8()));
     QString whyNot;
     ASSERT_TRUE(VXLaunchApplication(entry, &whyNot)) << whyNot.toStdString();
     EXPECT_TRUE(VXWaitUntil([&] { return QFileInfo::exists(marker); }, 5000));

@@ -374,13 +374,10 @@ TEST_P(WaylandDesktop, WendleRecordsWhatTheTestDid)
             = QString::fromUtf8(version.readAllStandardOutput()).section(QLatin1Char(' '), -1).trimmed();
         ASSERT_TRUE(extension.isValid());
         const QString folder = extension.filePath(VXGnomeShellDesktop::kExtensionUUID);
-        QDir().mkpath(folder);
         for (const auto &[name, contents] :
              {std::pair {s("/extension.js"), VXGnomeShellDesktop::extensionScript(shellVersion)},
-              std::pair {s("/metadata.json"), VXGnomeShellDesktop::extensionMetadata(shellVersion)}}) {
-            QFile file(folder + name);
-            ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size());
-        }
+              std::pair {s("/metadata.json"), VXGnomeShellDesktop::extensionMetadata(shellVersion)}})
+            ASSERT_TRUE(VXWriteFile(folder + name, contents));
         options.extensionFolders << folder;
         options.enabledExtensions << VXGnomeShellDesktop::kExtensionUUID;
     }

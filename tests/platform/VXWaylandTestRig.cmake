@@ -7,7 +7,7 @@ target_link_libraries(wendle_wayland_test_window PRIVATE Qt6::Gui Wendle::Compil
 
 add_library(wendle_wayland_test_rig STATIC ${CMAKE_CURRENT_LIST_DIR}/VXWaylandTestRig.cpp)
 wendle_wayland_protocols(wendle_wayland_test_rig ${WENDLE_PLASMA_PROTOCOLS_DIR}/fake-input.xml)
-target_include_directories(wendle_wayland_test_rig PUBLIC ${CMAKE_CURRENT_LIST_DIR})
+target_include_directories(wendle_wayland_test_rig PUBLIC ${CMAKE_CURRENT_LIST_DIR} ${PROJECT_SOURCE_DIR}/tests/support)
 target_link_libraries(wendle_wayland_test_rig
   PUBLIC Qt6::Core Qt6::DBus
   PRIVATE PkgConfig::WENDLE_WAYLAND Wendle::CompileOptions)

@@ -1,5 +1,6 @@
 #include "VXWaylandTestRig.h"
 
+#include "VXTestSupport.h"
 #include "fake-input-client-protocol.h"
 
 #include <QCoreApplication>
@@ -45,22 +46,6 @@ const char *const kProcessVariables[] = {"XDG_RUNTIME_DIR",         "WAYLAND_DIS
                                          "DBUS_SYSTEM_BUS_ADDRESS", "XDG_DATA_HOME",   "XDG_CONFIG_HOME",
                                          "XDG_CACHE_HOME",          "DISPLAY",         "XDG_SESSION_TYPE"};
 
-QByteArray readLine(QProcess &process, QByteArray &pending, const QDeadlineTimer &deadline)
-{
-    while (true) {
-        const qsizetype newline = pending.indexOf('\n');
-        if (newline >= 0) {
-            const QByteArray line = pending.left(newline);
-            pending.remove(0, newline + 1);
-            return line;
-        }
-        if (deadline.hasExpired() || process.state() == QProcess::NotRunning)
-            return QByteArray();
-        process.waitForReadyRead(int(std::max<qint64>(1, std::min<qint64>(deadline.remainingTime(), 100))));
-        pending += process.readAllStandardOutput();
-    }
-}
-
 bool waitFor(const std::function<bool()> &condition, int timeoutMs)
 {
     const QDeadlineTimer deadline(timeoutMs);
@@ -78,24 +63,6 @@ void endsWithTheTest(QProcess &process)
     process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
 }
 
-void stopProcess(QProcess &process)
-{
-    if (process.state() == QProcess::NotRunning)
-        return;
-    process.terminate();
-    if (!process.waitForFinished(5000)) {
-        process.kill();
-        process.waitForFinished(5000);
-    }
-}
-
-bool writeFile(const QString &path, const QByteArray &contents)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(contents) == contents.size();
-}
-
 bool copyFolder(const QString &from, const QString &to)
 {
     QDirIterator files(from, QDir::Files, QDirIterator::Subdirectories);
@@ -110,45 +77,6 @@ bool copyFolder(const QString &from, const QString &to)
 }
 
 }   // namespace
-
-// ---- Test window
-
-VXWaylandTestWindow::VXWaylandTestWindow(std::unique_ptr<QProcess> process) : m_process(std::move(process)) { }
-
-VXWaylandTestWindow::~VXWaylandTestWindow()
-{
-    quit();
-}
-
-bool VXWaylandTestWindow::waitForReady(int timeoutMs)
-{
-    return readLine(*m_process, m_pending, QDeadlineTimer(timeoutMs)) == "ready";
-}
-
-bool VXWaylandTestWindow::setTitle(int index, const QString &title, int timeoutMs)
-{
-    if (m_process->state() != QProcess::Running)
-        return false;
-    m_process->write(QStringLiteral("title %1 %2\n").arg(index).arg(title).toUtf8());
-    m_process->waitForBytesWritten(timeoutMs);
-    return readLine(*m_process, m_pending, QDeadlineTimer(timeoutMs)) == "ok";
-}
-
-void VXWaylandTestWindow::quit()
-{
-    if (!m_process || m_process->state() == QProcess::NotRunning)
-        return;
-    m_process->closeWriteChannel();   // the window ends at the end of its input
-    if (!m_process->waitForFinished(3000)) {
-        m_process->kill();
-        m_process->waitForFinished(3000);
-    }
-}
-
-bool VXWaylandTestWindow::waitForExit(int timeoutMs)
-{
-    return m_process->state() == QProcess::NotRunning || m_process->waitForFinished(timeoutMs);
-}
 
 // ---- Rig
 
@@ -277,7 +205,7 @@ bool VXWaylandTestRig::start(const Options &options, QString *whyNot)
                 .toUtf8());
     }
     for (const auto &[name, contents] : entries) {
-        if (!writeFile(dataHome() + QStringLiteral("/applications/") + name, contents)) {
+        if (!VXWriteFile(dataHome() + QStringLiteral("/applications/") + name, contents)) {
             *whyNot = QStringLiteral("cannot write the desktop entry ") + name;
             stop();
             return false;
@@ -286,10 +214,9 @@ bool VXWaylandTestRig::start(const Options &options, QString *whyNot)
 
     const auto startBus = [&](std::unique_ptr<QProcess> &bus, const QString &variable) {
         bus = d->makeProcess(m_environment);
-        bus->start(QStringLiteral("dbus-daemon"),
-                   {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
-        QByteArray pending;
-        const QByteArray address = readLine(*bus, pending, QDeadlineTimer(10000)).trimmed();
+        const QByteArray address = VXStartServer(
+            *bus, QStringLiteral("dbus-daemon"),
+            {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
         if (address.isEmpty())
             return false;
         m_environment.insert(variable, QString::fromUtf8(address));
@@ -357,7 +284,7 @@ bool VXWaylandTestRig::startCompositor(QString *whyNot)
     switch (d->options.compositor) {
     case Sway: {
         const QString config = runtime + QStringLiteral("/sway.conf");
-        writeFile(config, "output HEADLESS-1 resolution 1280x800\ndefault_border none\nxwayland disable\n");
+        VXWriteFile(config, "output HEADLESS-1 resolution 1280x800\ndefault_border none\nxwayland disable\n");
         environment.insert(QStringLiteral("WLR_BACKENDS"), QStringLiteral("headless"));
         environment.insert(QStringLiteral("WLR_LIBINPUT_NO_DEVICES"), QStringLiteral("1"));
         environment.insert(QStringLiteral("WLR_RENDERER"), QStringLiteral("pixman"));
@@ -372,7 +299,7 @@ bool VXWaylandTestRig::startCompositor(QString *whyNot)
                                       | QFileDevice::ExeOther);
             for (const QString &path : {runtime, config, d->compositorLog}) {
                 if (!QFileInfo::exists(path))
-                    writeFile(path, QByteArray());
+                    VXWriteFile(path, QByteArray());
                 if (::chown(path.toLocal8Bit().constData(), kUnprivilegedUser, kUnprivilegedUser) != 0) {
                     *whyNot = QStringLiteral("cannot hand <%1> to the unprivileged user").arg(path);
                     return false;
@@ -435,7 +362,7 @@ bool VXWaylandTestRig::startCompositor(QString *whyNot)
         *whyNot = QStringLiteral("%1 %2; its log:\n%3")
                       .arg(QString::fromUtf8(compositorName(d->options.compositor)), why,
                            QString::fromUtf8(compositorLog().right(3000)));
-        stopProcess(compositor);
+        VXStopProcess(compositor, 5000);
         return false;
     };
 
@@ -505,7 +432,7 @@ void VXWaylandTestRig::killCompositor()
 bool VXWaylandTestRig::restartCompositor(QString *whyNot)
 {
     if (d->compositor)
-        stopProcess(*d->compositor);
+        VXStopProcess(*d->compositor, 5000);
     d->compositor.reset();
     d->dropFakeInput();
     return startCompositor(whyNot);
@@ -518,11 +445,11 @@ void VXWaylandTestRig::stop()
         QDBusConnection::disconnectFromBus(d->connectionName);
     d->connectionName.clear();
     if (d->compositor)
-        stopProcess(*d->compositor);
+        VXStopProcess(*d->compositor, 5000);
     d->compositor.reset();
     for (auto *bus : {&d->systemBus, &d->bus}) {
         if (*bus)
-            stopProcess(**bus);
+            VXStopProcess(**bus, 5000);
         bus->reset();
     }
     for (const auto &[name, value] : d->savedVariables) {
@@ -563,17 +490,7 @@ QDBusMessage VXWaylandTestRig::call(const QString &service, const QString &path,
 
 bool VXWaylandTestRig::run(const QString &program, const QStringList &arguments, int timeoutMs, QByteArray *output)
 {
-    auto process = d->makeProcess(m_environment);
-    process->start(program, arguments);
-    if (!process->waitForStarted(5000))
-        return false;
-    if (!process->waitForFinished(timeoutMs)) {
-        stopProcess(*process);
-        return false;
-    }
-    if (output)
-        *output = process->readAllStandardOutput();
-    return process->exitStatus() == QProcess::NormalExit && process->exitCode() == 0;
+    return VXRunToEnd(*d->makeProcess(m_environment), program, arguments, timeoutMs, output);
 }
 
 bool VXWaylandTestRig::runKWinScript(const QString &text, QString *result)
@@ -583,10 +500,10 @@ bool VXWaylandTestRig::runKWinScript(const QString &text, QString *result)
     const QString name = QStringLiteral("wendle-test-%1").arg(++d->scripts);
     const QString path = m_temporary->path() + QLatin1Char('/') + name + QStringLiteral(".js");
     const QByteArray mark = "js: " + name.toUtf8() + " done ";
-    if (!writeFile(path,
-                   (QStringLiteral("var result = \"\";\n") + text
-                    + QStringLiteral("\nprint(\"%1 done \" + result);\n").arg(name))
-                       .toUtf8()))
+    if (!VXWriteFile(path,
+                     (QStringLiteral("var result = \"\";\n") + text
+                      + QStringLiteral("\nprint(\"%1 done \" + result);\n").arg(name))
+                         .toUtf8()))
         return false;
     const QString kwin = QStringLiteral("org.kde.KWin");
     const QString scripting = QStringLiteral("org.kde.kwin.Scripting");

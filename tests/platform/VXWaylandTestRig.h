@@ -14,6 +14,8 @@
 //     auto window = rig.startWindow("org.wendle.Alpha", "Alpha document");
 //     rig.focus(*window);
 
+#include "VXServerProcess.h"
+
 #include <QByteArray>
 #include <QDBusMessage>
 #include <QProcess>
@@ -27,27 +29,20 @@
 #include <vector>
 
 // One run of the test window (VXWaylandTestWindow.cpp) and its command channel.
-class VXWaylandTestWindow
+class VXWaylandTestWindow : public VXCommandedProcess
 {
 public:
-    explicit VXWaylandTestWindow(std::unique_ptr<QProcess> process);
-    ~VXWaylandTestWindow();
+    using VXCommandedProcess::VXCommandedProcess;
 
-    qint64 pid() const { return m_process->processId(); }
-    bool isRunning() const { return m_process->state() == QProcess::Running; }
     // Sets the title of toplevel `index` and waits for the window's "ok".
-    bool setTitle(int index, const QString &title, int timeoutMs = 5000);
-    // Ends the window and reaps it.
-    void quit();
-    // Waits until the process has ended by itself (a compositor closed it).
-    bool waitForExit(int timeoutMs);
+    bool setTitle(int index, const QString &title, int timeoutMs = 5000)
+    {
+        return command(QStringLiteral("title %1 %2").arg(index).arg(title), timeoutMs);
+    }
 
 private:
     friend class VXWaylandTestRig;
-    bool waitForReady(int timeoutMs);
-
-    std::unique_ptr<QProcess> m_process;
-    QByteArray m_pending;
+    bool waitForReady(int timeoutMs) { return readLine(timeoutMs) == "ready"; }
 };
 
 class VXWaylandTestRig

@@ -2,6 +2,7 @@
 // real clients (the test client, xterm, xmessage), driven with xdotool and wmctrl.
 
 #include "VXX11Desktop.h"
+#include "VXTestSupport.h"
 #include "VXWindowTitles.h"
 #include "VXX11RigSuite.h"
 
@@ -76,13 +77,6 @@ Predicate lacksWindow(std::uint64_t number)
     return [number](const VXDesktopSnapshot &s) { return findWindow(s, number) == nullptr; };
 }
 
-bool writeFile(const QString &path, const QByteArray &content)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(content) == content.size();
-}
-
 QString testClientPath()
 {
     return QFileInfo(QStringLiteral(WENDLE_X11_TEST_CLIENT)).canonicalFilePath();
@@ -150,8 +144,8 @@ protected:
     // application: this gives a client a desktop entry (and the window class that finds it).
     QStringList ownApplication(const QString &name)
     {
-        EXPECT_TRUE(writeFile(m_applications + u'/' + name + QStringLiteral(".desktop"),
-                              "[Desktop Entry]\nType=Application\nName=" + name.toUtf8() + "\nExec=x\n"));
+        EXPECT_TRUE(VXWriteFile(m_applications + u'/' + name + QStringLiteral(".desktop"),
+                                "[Desktop Entry]\nType=Application\nName=" + name.toUtf8() + "\nExec=x\n"));
         return {QStringLiteral("--class"), name + u',' + name};
     }
 
@@ -163,10 +157,10 @@ protected:
 
 TEST_F(VXX11DesktopTest, FrontmostApplicationFollowsTheActiveWindow)
 {
-    ASSERT_TRUE(writeFile(m_applications + QStringLiteral("/wendle-alpha.desktop"),
-                          "[Desktop Entry]\nType=Application\nName=Alpha\nExec=alpha\n"));
-    ASSERT_TRUE(writeFile(m_applications + QStringLiteral("/wendle-beta.desktop"),
-                          "[Desktop Entry]\nType=Application\nName=Beta\nExec=beta\n"));
+    ASSERT_TRUE(VXWriteFile(m_applications + QStringLiteral("/wendle-alpha.desktop"),
+                            "[Desktop Entry]\nType=Application\nName=Alpha\nExec=alpha\n"));
+    ASSERT_TRUE(VXWriteFile(m_applications + QStringLiteral("/wendle-beta.desktop"),
+                            "[Desktop Entry]\nType=Application\nName=Beta\nExec=beta\n"));
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
     EXPECT_TRUE(desktop->hasWindowManager());
@@ -515,23 +509,23 @@ TEST_F(VXX11DesktopTest, ApplicationsAreNamedThroughTheirDesktopEntries)
     // The entries live in temporary XDG folders given through the environment.
     const QString dataHome = m_temporary.filePath(QStringLiteral("data-home"));
     const QString dataDir = m_temporary.filePath(QStringLiteral("data-dir"));
-    ASSERT_TRUE(writeFile(dataDir + QStringLiteral("/applications/wendle-sample-editor.desktop"),
-                          "[Desktop Entry]\nType=Application\nName=Sample Editor\nName[de]=Beispieleditor\nExec=x\n"));
-    ASSERT_TRUE(writeFile(dataDir + QStringLiteral("/applications/tools/sample-terminal.desktop"),
-                          "[Desktop Entry]\nType=Application\nName=Sample Terminal\nName[de_DE]=Beispielterminal\n"
-                          "StartupWMClass=SampleTerm\nExec=y\n"));
-    ASSERT_TRUE(writeFile(dataHome + QStringLiteral("/applications/org.example.Viewer.desktop"),
-                          "[Desktop Entry]\nType=Application\nName=Viewer\nExec=z\n"));
-    const QByteArray oldHome = qgetenv("XDG_DATA_HOME");
-    const QByteArray oldDirs = qgetenv("XDG_DATA_DIRS");
-    qputenv("XDG_DATA_HOME", dataHome.toLocal8Bit());
-    qputenv("XDG_DATA_DIRS", dataDir.toLocal8Bit());
-    VXX11Desktop::Options options;
-    options.display = s_rig->display();
-    options.localeName = QStringLiteral("de_DE");
-    auto desktop = VXX11Desktop::connect(options);
-    qputenv("XDG_DATA_HOME", oldHome);
-    qputenv("XDG_DATA_DIRS", oldDirs);
+    ASSERT_TRUE(
+        VXWriteFile(dataDir + QStringLiteral("/applications/wendle-sample-editor.desktop"),
+                    "[Desktop Entry]\nType=Application\nName=Sample Editor\nName[de]=Beispieleditor\nExec=x\n"));
+    ASSERT_TRUE(VXWriteFile(dataDir + QStringLiteral("/applications/tools/sample-terminal.desktop"),
+                            "[Desktop Entry]\nType=Application\nName=Sample Terminal\nName[de_DE]=Beispielterminal\n"
+                            "StartupWMClass=SampleTerm\nExec=y\n"));
+    ASSERT_TRUE(VXWriteFile(dataHome + QStringLiteral("/applications/org.example.Viewer.desktop"),
+                            "[Desktop Entry]\nType=Application\nName=Viewer\nExec=z\n"));
+    std::unique_ptr<VXX11Desktop> desktop;
+    {
+        const VXScopedEnvironment home("XDG_DATA_HOME", dataHome.toLocal8Bit());
+        const VXScopedEnvironment dirs("XDG_DATA_DIRS", dataDir.toLocal8Bit());
+        VXX11Desktop::Options options;
+        options.display = s_rig->display();
+        options.localeName = QStringLiteral("de_DE");
+        desktop = VXX11Desktop::connect(options);
+    }
     ASSERT_TRUE(desktop);
 
     auto editor = client({QStringLiteral("--class"), QStringLiteral("wendle-sample-editor,Wendle-sample-editor")});
@@ -625,14 +619,10 @@ TEST(VXX11DesktopFactory, AnswersWhyThereIsNoDesktop)
     QString whyNot;
     EXPECT_EQ(VXMakeX11Desktop(&whyNot, QStringLiteral(":4321")), nullptr);
     EXPECT_TRUE(whyNot.contains(QStringLiteral(":4321"))) << whyNot.toStdString();
-    const QByteArray old = qgetenv("DISPLAY");
-    const bool had = qEnvironmentVariableIsSet("DISPLAY");
-    qunsetenv("DISPLAY");
+    const VXScopedEnvironment noDisplay("DISPLAY", std::nullopt);
     whyNot.clear();
     EXPECT_EQ(VXMakeX11Desktop(&whyNot), nullptr);
     EXPECT_TRUE(whyNot.contains(QStringLiteral("DISPLAY"))) << whyNot.toStdString();
-    if (had)
-        qputenv("DISPLAY", old);
 }
 
 namespace {

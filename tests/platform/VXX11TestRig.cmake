@@ -4,7 +4,7 @@ add_executable(wendle_x11_test_client ${CMAKE_CURRENT_LIST_DIR}/VXX11TestClient.
 target_link_libraries(wendle_x11_test_client PRIVATE PkgConfig::WENDLE_XCB Wendle::CompileOptions)
 
 add_library(wendle_x11_test_rig STATIC ${CMAKE_CURRENT_LIST_DIR}/VXX11TestRig.cpp)
-target_include_directories(wendle_x11_test_rig PUBLIC ${CMAKE_CURRENT_LIST_DIR})
+target_include_directories(wendle_x11_test_rig PUBLIC ${CMAKE_CURRENT_LIST_DIR} ${PROJECT_SOURCE_DIR}/tests/support)
 target_link_libraries(wendle_x11_test_rig PUBLIC Qt6::Core PRIVATE PkgConfig::WENDLE_XCB Wendle::CompileOptions)
 target_compile_definitions(wendle_x11_test_rig PUBLIC
   WENDLE_X11_TEST_CLIENT="$<TARGET_FILE:wendle_x11_test_client>")

@@ -1,5 +1,7 @@
 #include "VXX11TestRig.h"
 
+#include "VXTestSupport.h"
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QStandardPaths>
@@ -13,40 +15,11 @@
 #error "WENDLE_X11_TEST_CLIENT must name the test client's path"
 #endif
 
-namespace {
-
-// Reads one line from a process's standard output, waiting at most until the deadline.
-QByteArray readLine(QProcess &process, QByteArray &pending, const QDeadlineTimer &deadline)
-{
-    while (true) {
-        const qsizetype newline = pending.indexOf('\n');
-        if (newline >= 0) {
-            const QByteArray line = pending.left(newline);
-            pending.remove(0, newline + 1);
-            return line;
-        }
-        if (deadline.hasExpired() || process.state() == QProcess::NotRunning)
-            return QByteArray();
-        process.waitForReadyRead(int(std::max<qint64>(1, std::min<qint64>(deadline.remainingTime(), 100))));
-        pending += process.readAllStandardOutput();
-    }
-}
-
-}   // namespace
-
 // ---- Test client
-
-VXX11TestClient::VXX11TestClient(std::unique_ptr<QProcess> process) : m_process(std::move(process)) { }
-
-VXX11TestClient::~VXX11TestClient()
-{
-    quit();
-}
 
 bool VXX11TestClient::waitForReady(int timeoutMs)
 {
-    const QDeadlineTimer deadline(timeoutMs);
-    const QByteArray line = readLine(*m_process, m_pending, deadline);
+    const QByteArray line = readLine(timeoutMs);
     if (!line.startsWith("ready"))
         return false;
     for (const QByteArray &word : line.split(' ').mid(1)) {
@@ -56,31 +29,6 @@ bool VXX11TestClient::waitForReady(int timeoutMs)
             m_windows.push_back(window);
     }
     return !m_windows.empty();
-}
-
-bool VXX11TestClient::command(const QString &line, int timeoutMs)
-{
-    if (m_process->state() != QProcess::Running)
-        return false;
-    m_process->write(line.toUtf8() + '\n');
-    m_process->waitForBytesWritten(timeoutMs);
-    return readLine(*m_process, m_pending, QDeadlineTimer(timeoutMs)) == "ok";
-}
-
-void VXX11TestClient::quit()
-{
-    if (!m_process || m_process->state() == QProcess::NotRunning)
-        return;
-    m_process->closeWriteChannel();   // the client ends at the end of its input
-    if (!m_process->waitForFinished(3000)) {
-        m_process->kill();
-        m_process->waitForFinished(3000);
-    }
-}
-
-bool VXX11TestClient::waitForExit(int timeoutMs)
-{
-    return m_process->state() == QProcess::NotRunning || m_process->waitForFinished(timeoutMs);
 }
 
 // ---- Rig
@@ -94,12 +42,7 @@ VXX11TestRig::~VXX11TestRig()
 
 QCoreApplication *VXX11TestRig::application()
 {
-    if (!QCoreApplication::instance()) {
-        static int argc = 1;
-        static char name[] = "wendle-x11-test";
-        static char *argv[] = {name, nullptr};
-        static QCoreApplication app(argc, argv);
-    }
+    VXEnsureCoreApplication();
     return QCoreApplication::instance();
 }
 
@@ -125,17 +68,6 @@ std::unique_ptr<QProcess> VXX11TestRig::makeProcess() const
     return process;
 }
 
-void VXX11TestRig::stopProcess(QProcess &process)
-{
-    if (process.state() == QProcess::NotRunning)
-        return;
-    process.terminate();
-    if (!process.waitForFinished(3000)) {
-        process.kill();
-        process.waitForFinished(3000);
-    }
-}
-
 bool VXX11TestRig::start(const Options &options, QString *whyNot)
 {
     application();
@@ -155,10 +87,9 @@ bool VXX11TestRig::start(const Options &options, QString *whyNot)
 
     // A session bus of our own, so that nothing started on the display autolaunches one.
     m_bus = makeProcess();
-    m_bus->start(QStringLiteral("dbus-daemon"),
-                 {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
-    QByteArray pending;
-    const QByteArray address = readLine(*m_bus, pending, QDeadlineTimer(10000)).trimmed();
+    const QByteArray address
+        = VXStartServer(*m_bus, QStringLiteral("dbus-daemon"),
+                        {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
     if (address.isEmpty()) {
         *whyNot = QStringLiteral("the session bus did not start");
         stop();
@@ -168,12 +99,12 @@ bool VXX11TestRig::start(const Options &options, QString *whyNot)
 
     // Xvfb picks a free display and writes its number to the descriptor given (its output).
     m_server = makeProcess();
-    m_server->start(QStringLiteral("Xvfb"),
-                    {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"), QStringLiteral("0"),
-                     QStringLiteral("1280x1024x24"), QStringLiteral("-nolisten"), QStringLiteral("tcp"),
-                     QStringLiteral("-noreset")});
-    pending.clear();
-    const QByteArray number = readLine(*m_server, pending, QDeadlineTimer(15000)).trimmed();
+    const QByteArray number
+        = VXStartServer(*m_server, QStringLiteral("Xvfb"),
+                        {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
+                         QStringLiteral("0"), QStringLiteral("1280x1024x24"), QStringLiteral("-nolisten"),
+                         QStringLiteral("tcp"), QStringLiteral("-noreset")},
+                        15000);
     if (number.isEmpty()) {
         *whyNot = QStringLiteral("Xvfb did not start");
         stop();
@@ -235,17 +166,17 @@ bool VXX11TestRig::waitForWindowManager(int timeoutMs)
 void VXX11TestRig::stop()
 {
     for (auto it = m_programs.rbegin(); it != m_programs.rend(); ++it)
-        stopProcess(**it);
+        VXStopProcess(**it);
     m_programs.clear();
     if (m_windowManager)
-        stopProcess(*m_windowManager);
+        VXStopProcess(*m_windowManager);
     m_windowManager.reset();
     if (m_connection) {
         xcb_disconnect(m_connection);
         m_connection = nullptr;
     }
     if (m_server) {
-        stopProcess(*m_server);
+        VXStopProcess(*m_server);
         m_server.reset();
         if (m_hadDisplay)
             qputenv("DISPLAY", m_previousDisplay);
@@ -253,7 +184,7 @@ void VXX11TestRig::stop()
             qunsetenv("DISPLAY");
     }
     if (m_bus)
-        stopProcess(*m_bus);
+        VXStopProcess(*m_bus);
     m_bus.reset();
     m_display.clear();
     m_temporary.reset();
@@ -283,17 +214,7 @@ std::unique_ptr<VXX11TestClient> VXX11TestRig::startTestClient(const QStringList
 
 bool VXX11TestRig::run(const QString &program, const QStringList &arguments, int timeoutMs, QByteArray *output)
 {
-    auto process = makeProcess();
-    process->start(program, arguments);
-    if (!process->waitForStarted(5000))
-        return false;
-    if (!process->waitForFinished(timeoutMs)) {
-        stopProcess(*process);
-        return false;
-    }
-    if (output)
-        *output = process->readAllStandardOutput();
-    return process->exitStatus() == QProcess::NormalExit && process->exitCode() == 0;
+    return VXRunToEnd(*makeProcess(), program, arguments, timeoutMs, output);
 }
 
 void VXX11TestRig::killServer()

@@ -12,6 +12,8 @@
 //     auto client = rig.startTestClient({"--title", "Report"});
 //     rig.run("xdotool", {"windowactivate", "--sync", client->windowText(0)});
 
+#include "VXServerProcess.h"
+
 #include <QByteArray>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -26,31 +28,21 @@
 struct xcb_connection_t;
 class QCoreApplication;
 
-// One run of the test client (VXX11TestClient.cpp): its windows, and its command channel.
-class VXX11TestClient
+// One run of the test client (VXX11TestClient.cpp): its windows, and its command channel
+// ("title 0 New title", "destroy 0").
+class VXX11TestClient : public VXCommandedProcess
 {
 public:
-    explicit VXX11TestClient(std::unique_ptr<QProcess> process);
-    ~VXX11TestClient();
+    using VXCommandedProcess::VXCommandedProcess;
 
-    qint64 pid() const { return m_process->processId(); }
     const std::vector<std::uint32_t> &windows() const { return m_windows; }
     QString windowText(std::size_t index) const { return QString::number(m_windows.at(index)); }
-
-    // Sends a command ("title 0 New title", "destroy 0") and waits for the client's "ok".
-    bool command(const QString &line, int timeoutMs = 5000);
-    // Ends the client and reaps it.
-    void quit();
-    // Waits until the client ended by itself (its windows closed by the window manager).
-    bool waitForExit(int timeoutMs = 5000);
 
 private:
     friend class VXX11TestRig;
     bool waitForReady(int timeoutMs);
 
-    std::unique_ptr<QProcess> m_process;
     std::vector<std::uint32_t> m_windows;
-    QByteArray m_pending;
 };
 
 class VXX11TestRig
@@ -96,7 +88,6 @@ public:
 private:
     bool waitForWindowManager(int timeoutMs);
     std::unique_ptr<QProcess> makeProcess() const;
-    static void stopProcess(QProcess &process);
 
     std::unique_ptr<QTemporaryDir> m_temporary;
     std::unique_ptr<QProcess> m_bus;

@@ -105,12 +105,6 @@ Cases peerCases()
     return cases;
 }
 
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 // Assembles a binary property list from encoded objects, with chosen widths, so that forms
 // Wendle never writes itself (other widths, float32, UTF-8 strings, sets, UIDs) can be read.
 QByteArray assemble(const std::vector<QByteArray> &objects, int offsetWidth, int refWidth, std::uint64_t top = 0)
@@ -174,7 +168,7 @@ TEST_F(PeerFiles, ReadsWhatPlistlibWritesAndWritesTheSameBytes)
 {
     for (const auto &[name, expected] : peerCases()) {
         SCOPED_TRACE(name.toStdString());
-        const QByteArray theirs = readFile(dir.filePath(name + s(".binary.plist")));
+        const QByteArray theirs = VXReadFile(dir.filePath(name + s(".binary.plist")));
         ASSERT_FALSE(theirs.isEmpty());
         const VXValue read = VXBinaryPropertyListReader::read(theirs);
         EXPECT_EQ(read, expected);
@@ -191,7 +185,7 @@ TEST_F(PeerFiles, ReadsWhatPlistlibWritesAndWritesTheSameBytes)
 
 TEST_F(PeerFiles, SharedContainersStayShared)
 {
-    const VXValue read = VXBinaryPropertyListReader::read(readFile(dir.filePath(s("shared.binary.plist"))));
+    const VXValue read = VXBinaryPropertyListReader::read(VXReadFile(dir.filePath(s("shared.binary.plist"))));
     ASSERT_TRUE(read.isDictionary());
     const VXValue byName = read.dictionary()->value(s("Windows By Name")).dictionary()->value(s("Inbox"));
     const VXValue child = read.dictionary()->value(s("Children")).array()->at(0);
@@ -423,7 +417,7 @@ TEST(VXBinaryPropertyList, FilesAreWrittenAtomicallyAndPrivately)
     EXPECT_EQ(info.st_mode & 0777, 0600u);
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList {s("Default.plist")});
     ASSERT_TRUE(writeToBinaryFile(first, path, false));
-    EXPECT_EQ(VXPropertyListSerialization::valueFromData(readFile(path)), first);
+    EXPECT_EQ(VXPropertyListSerialization::valueFromData(VXReadFile(path)), first);
 
     // A write that fails half way (here: the file-size limit, as a full disk would) leaves the
     // previous file intact and no temporary behind.
@@ -441,7 +435,7 @@ TEST(VXBinaryPropertyList, FilesAreWrittenAtomicallyAndPrivately)
     ::setrlimit(RLIMIT_FSIZE, &saved);
     ::signal(SIGXFSZ, previousHandler);
     EXPECT_FALSE(written);
-    EXPECT_EQ(VXPropertyListSerialization::valueFromData(readFile(path)), first);
+    EXPECT_EQ(VXPropertyListSerialization::valueFromData(VXReadFile(path)), first);
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList {s("Default.plist")});
 
     // A folder that does not exist.

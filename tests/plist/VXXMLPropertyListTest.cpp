@@ -5,6 +5,7 @@
 #include "VXPropertyListSerialization.h"
 #include "VXSeededRandom.h"
 #include "VXTestProcess.h"
+#include "VXTestSupport.h"
 #include "VXXMLPropertyListReader.h"
 #include "VXXMLPropertyListWriter.h"
 
@@ -150,18 +151,6 @@ VXProcessResult runPeer(const QStringList &arguments, const QByteArray &input = 
                         input);
 }
 
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
 // The first line where two documents differ, for a readable failure.
 std::string firstDifference(const QByteArray &a, const QByteArray &b)
 {
@@ -219,7 +208,7 @@ TEST(VXXMLPropertyList, AgreesWithPlistlibOnEdgeValues)
     const QString oursPath = dir.filePath(u"ours.plist"_s);
     const VXProcessResult wrote = runPeer({u"write"_s, theirsPath});
     ASSERT_EQ(wrote.exitCode, 0) << wrote.standardError.toStdString();
-    const QByteArray theirs = readFile(theirsPath);
+    const QByteArray theirs = VXReadFile(theirsPath);
 
     // plistlib's document reads as the tree...
     const VXValue read = VXXMLPropertyListReader::read(theirs);
@@ -230,7 +219,7 @@ TEST(VXXMLPropertyList, AgreesWithPlistlibOnEdgeValues)
     EXPECT_EQ(ours, theirs) << firstDifference(ours, theirs);
 
     // ...and plistlib reads back, type for type, what was written.
-    ASSERT_TRUE(writeFile(oursPath, ours));
+    ASSERT_TRUE(VXWriteFile(oursPath, ours));
     const VXProcessResult checked = runPeer({u"check"_s, oursPath});
     EXPECT_EQ(checked.exitCode, 0) << checked.standardError.toStdString();
 }

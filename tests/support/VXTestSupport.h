@@ -1,18 +1,22 @@
 #pragma once
 
 // What test programs of every module share: readable QString failures, the application object
-// that timers, files watchers and threads need, waiting on the event loop, and the log lines the
-// code under test writes.
+// that timers, files watchers and threads need, waiting on the event loop, the log lines the code
+// under test writes, files written and read whole, and environment variables set for a while.
 
 #include <QByteArrayView>
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QStringList>
 #include <QThread>
 
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <utility>
 
@@ -103,4 +107,47 @@ private:
     }
 
     QtMessageHandler m_previous;
+};
+
+// A whole file, or nothing when it cannot be read.
+inline QByteArray VXReadFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Writes a whole file, making its folder first.
+inline bool VXWriteFile(const QString &path, const QByteArray &contents)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(contents) == contents.size();
+}
+
+// Sets an environment variable (or unsets it, for nullopt) while it lives.
+class VXScopedEnvironment
+{
+public:
+    VXScopedEnvironment(const char *name, const std::optional<QByteArray> &value) :
+        m_name(name), m_wasSet(qEnvironmentVariableIsSet(name)), m_previous(qgetenv(name))
+    {
+        if (value)
+            qputenv(name, *value);
+        else
+            qunsetenv(name);
+    }
+    ~VXScopedEnvironment()
+    {
+        if (m_wasSet)
+            qputenv(m_name, m_previous);
+        else
+            qunsetenv(m_name);
+    }
+    VXScopedEnvironment(const VXScopedEnvironment &) = delete;
+    VXScopedEnvironment &operator=(const VXScopedEnvironment &) = delete;
+
+private:
+    const char *m_name;
+    bool m_wasSet;
+    QByteArray m_previous;
 };

@@ -1,7 +1,10 @@
 // Randomized desktops, reproducible by seed: applications start and quit, windows open, close,
-// get renamed, change spaces and stacking, the front changes, pauses cut gaps into the time line.
-// After every tick the tree must keep its invariants, the credits must follow the credit rule,
-// and the sampler that skips dormant windows must leave exactly the tree that a walk over every
+// get renamed, change spaces and stacking, the front changes, pauses cut gaps into the time line,
+// and the user edits the rules and the tree between ticks the way the organizer, resets and undo
+// do (renaming, deleting and re-filing windows, deleting applications, resetting times, replacing
+// a window table or the whole tree). After every tick the tree must keep its invariants, the
+// credits must follow the credit rule, and the sampler that skips dormant windows (walking only
+// the tables that changed on a forced tick) must leave exactly the tree that a walk over every
 // item leaves.
 
 #include "VXActivitySampler.h"
@@ -136,13 +139,26 @@ public:
         std::optional<double> lastTick;
         for (int tick = 0; tick < ticks; ++tick) {
             SCOPED_TRACE(::testing::Message() << "tick " << tick);
-            const bool forced = mutateDesktop(settings);
+            bool forced = mutateDesktop(settings);
             if (chance(0.01)) {
                 // The user edits a rule. The program forces a tick after every such change; the
                 // skipping sampler is not told, to show that it notices by itself.
                 const std::uint32_t edit = m_random();
                 editRules(*walked, edit);
                 editRules(*skipping, edit);
+            }
+            if (chance(0.1)) {
+                // The user edits the tree, and the program forces a tick.
+                const std::uint32_t edit = m_random();
+                if (edit % 23 == 0) {
+                    // Undo or a load: the tree is replaced by an equal one.
+                    walked = VXValue(walked).deepCopy().dictionaryRef();
+                    skipping = VXValue(skipping).deepCopy().dictionaryRef();
+                } else {
+                    editTree(*walked, edit);
+                    editTree(*skipping, edit);
+                }
+                forced = true;
             }
             const double step = pick(kSteps);
             now += step;
@@ -194,12 +210,28 @@ public:
             if (::testing::Test::HasFailure())
                 return;
         }
+        for (const VXDictionary::Entry &entry : *skipping->value(VXApplicationsKey).dictionary())
+            if (const VXDictionary *table = entry.value.dictionary()->value(VXWindowsByNameKey).dictionary())
+                m_filedWindows += table->size();
     }
 
     // Ticks in which some application ran as two processes.
     int duplicateTicks() const { return m_duplicateTicks; }
+    // Windows filed in the tree at the end.
+    std::size_t filedWindows() const { return m_filedWindows; }
 
 private:
+    // A title of a few words and numbers: windows come and go under ever new titles, and
+    // window tables fill with dormant windows.
+    QString title() { return chance(0.5) ? pick(kTitles) : pick(kTitles) + u' ' + QString::number(m_random() % 40); }
+
+    // The key at `index` in code-point order: the same entry in both trees, whatever the order
+    // each table keeps.
+    static QString keyAt(const VXDictionary &table, std::uint32_t index)
+    {
+        return table.entries()[table.sortedEntryIndexes()[index % table.size()]].key;
+    }
+
     // One change to the rules, chosen by `edit`, the same on every tree it is applied to.
     static void editRules(VXDictionary &configuration, std::uint32_t edit)
     {
@@ -251,6 +283,57 @@ private:
         }
     }
 
+    // One user action, chosen by `edit`, the same on every tree it is applied to.
+    static void editTree(VXDictionary &configuration, std::uint32_t edit)
+    {
+        VXDictionary *applications = configuration.value(VXApplicationsKey).dictionary();
+        if (!applications || applications->isEmpty())
+            return;
+        const QString applicationKey = keyAt(*applications, edit / 3);
+        VXDictionary &application = *applications->value(applicationKey).dictionary();
+        VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary();
+        const QString windowKey = windows && !windows->isEmpty() ? keyAt(*windows, edit / 17) : QString();
+        const VXValue window = windows && !windowKey.isNull() ? windows->value(windowKey) : VXValue();
+        switch ((edit / 5) % 7) {
+        case 0:   // renamed
+            if (window.isDictionary()) {
+                windows->remove(windowKey);
+                window.dictionary()->insert(VXNameKey, windowKey + u" (renamed)"_s);
+                windows->insert(windowKey + u" (renamed)"_s, window);
+            }
+            break;
+        case 1:   // deleted
+            if (window.isDictionary())
+                windows->remove(windowKey);
+            break;
+        case 2:   // one deleted and another filed in its place: the table keeps its size
+            if (window.isDictionary() && windows->size() > 1) {
+                const QString other = keyAt(*windows, edit / 19 + 1);
+                if (other != windowKey) {
+                    windows->remove(other);
+                    VXValue copy = window.deepCopy();
+                    copy.dictionary()->insert(VXNameKey, other + u" (moved)"_s);
+                    windows->insert(other + u" (moved)"_s, copy);
+                }
+            }
+            break;
+        case 3:   // the application's times reset, its windows' with it
+            resetTimersRecursively(application);
+            break;
+        case 4:   // one window's times reset
+            if (window.isDictionary())
+                resetTimersRecursively(*window.dictionary());
+            break;
+        case 5:   // the window table replaced by a copy (an import)
+            if (windows)
+                application.insert(VXWindowsByNameKey, VXValue(VXDictionaryRef(windows)).deepCopy());
+            break;
+        default:   // the application deleted
+            applications->remove(applicationKey);
+            break;
+        }
+    }
+
     // One random change to the desktop; answers whether it is one after which the program
     // forces a tick.
     bool mutateDesktop(VXSamplerSettings &settings)
@@ -275,12 +358,12 @@ private:
                 else
                     m_desktop.activate(running[m_random() % running.size()].processIdentifier);
             } else if (kind < 58 && !running.empty()) {
-                m_desktop.openWindow(running[m_random() % running.size()].processIdentifier, pick(kTitles),
+                m_desktop.openWindow(running[m_random() % running.size()].processIdentifier, title(),
                                      chance(0.1) ? 3 : 0);
             } else if (kind < 66 && !windows.empty()) {
                 m_desktop.closeWindow(windows[m_random() % windows.size()].number);
             } else if (kind < 76 && !windows.empty()) {
-                m_desktop.setWindowTitle(windows[m_random() % windows.size()].number, pick(kTitles));
+                m_desktop.setWindowTitle(windows[m_random() % windows.size()].number, title());
             } else if (kind < 88 && !windows.empty()) {
                 m_desktop.raiseWindow(windows[m_random() % windows.size()].number);
             } else if (kind < 94 && !windows.empty()) {
@@ -360,6 +443,7 @@ private:
     VXFakeDesktop m_desktop;
     std::int64_t m_nextPID = 100;
     int m_duplicateTicks = 0;
+    std::size_t m_filedWindows = 0;
 };
 
 }   // namespace
@@ -367,14 +451,48 @@ private:
 TEST(VXRandomizedSampler, EveryTickKeepsTheInvariantsAndSkippingDormantWindowsChangesNothing)
 {
     int duplicateTicks = 0;
+    std::size_t filedWindows = 0;
     for (std::uint32_t seed : {1u, 2u, 3u, 5u, 8u, 13u, 21u, 34u, 55u, 89u, 144u, 233u}) {
         SCOPED_TRACE(::testing::Message() << "seed " << seed);
         Scenario scenario(seed);
         scenario.run(800);
         duplicateTicks += scenario.duplicateTicks();
+        filedWindows += scenario.filedWindows();
         if (HasFailure())
             return;
     }
-    // The scenarios did run two processes of one application at times.
+    // The scenarios did run two processes of one application at times, and filed windows that
+    // went dormant (or the forced ticks compared nothing worth it).
     EXPECT_GT(duplicateTicks, 100);
+    EXPECT_GT(filedWindows, 200u);
+}
+
+// The change count that the forced tick trusts: every way of storing, replacing or removing an
+// entry counts, and reading does not.
+TEST(VXForcedTick, EveryChangeToATableCounts)
+{
+    VXDictionary table;
+    std::uint32_t seen = table.changeCount();
+    const auto changed = [&] {
+        const bool counted = table.changeCount() != seen;
+        seen = table.changeCount();
+        return counted;
+    };
+    table.insert(u"a"_s, 1);
+    EXPECT_TRUE(changed()) << "a new key";
+    table.insert(u"a"_s, 2);
+    EXPECT_TRUE(changed()) << "a value replaced";
+    table.insertNew(u"b"_s, 3);
+    EXPECT_TRUE(changed()) << "a key known to be new";
+    EXPECT_EQ(table.value(u"a"_s).toInteger(), 2);
+    EXPECT_TRUE(table.contains(u"b"_s));
+    EXPECT_FALSE(changed()) << "reading";
+    EXPECT_FALSE(table.remove(u"missing"_s));
+    EXPECT_FALSE(changed()) << "removing a missing key";
+    table.remove(u"a"_s);
+    EXPECT_TRUE(changed()) << "a key removed";
+    table.insert(u"b"_s, VXValue());
+    EXPECT_TRUE(changed()) << "a key removed by storing nothing";
+    table.clear();
+    EXPECT_TRUE(changed()) << "cleared";
 }

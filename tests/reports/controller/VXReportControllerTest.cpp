@@ -24,6 +24,7 @@
 #include <QTest>
 #include <QToolButton>
 #include <cstdlib>
+#include <optional>
 
 #include <gtest/gtest.h>
 
@@ -35,6 +36,11 @@ namespace {
 constexpr double kFirst = 1'750'000'000.25;
 constexpr double kDay = 86'400.0;
 constexpr double kLast = kFirst + 400 * kDay;
+
+double pickerTime(const VXChameleonDatePicker *picker)
+{
+    return VXReportController::timestampForDate(picker->dateValue());
+}
 
 class ReportControllerTest : public ::testing::Test
 {
@@ -65,14 +71,40 @@ protected:
     double stored(const QString &key) const { return settings.defaults->doubleForKey(key); }
     bool has(const QString &key) const { return !settings.defaults->objectForKey(key).isNull(); }
 
+    // The whole range of report "Day" on both sides: a fixed side has its check box on, its
+    // picker enabled and showing it, its key stored and the view starting or ending there; an
+    // open side has none of these, and picker and view show the data's bound.
+    void expectRange(VXReportController &controller, std::optional<double> begin, std::optional<double> end) const
+    {
+        const struct {
+            const char *name;
+            std::optional<double> value;
+            QCheckBox *check;
+            VXChameleonDatePicker *picker;
+            QString key;
+            double shown;
+            double bound;
+        } sides[] = {
+            {"begin", begin, controller.beginDateSwitch(), controller.beginDatePicker(), u"Report: Day: Begin"_s,
+             controller.reportView()->beginTimestamp(), kFirst},
+            {"end", end, controller.endDateSwitch(), controller.endDatePicker(), u"Report: Day: End"_s,
+             controller.reportView()->endTimestamp(), kLast},
+        };
+        for (const auto &side : sides) {
+            SCOPED_TRACE(side.name);
+            EXPECT_EQ(side.check->isChecked(), side.value.has_value());
+            EXPECT_EQ(side.picker->isEnabled(), side.value.has_value());
+            EXPECT_EQ(has(side.key), side.value.has_value());
+            if (side.value)
+                EXPECT_DOUBLE_EQ(stored(side.key), *side.value);
+            EXPECT_DOUBLE_EQ(pickerTime(side.picker), side.value.value_or(side.bound));
+            EXPECT_DOUBLE_EQ(side.shown, side.value.value_or(side.bound));
+        }
+    }
+
     PrivateSettings settings;
     FakeDataSource source;
 };
-
-double pickerTime(const VXChameleonDatePicker *picker)
-{
-    return VXReportController::timestampForDate(picker->dateValue());
-}
 
 }   // namespace
 
@@ -97,39 +129,25 @@ TEST_F(ReportControllerTest, ACheckBoxTurnedOnFixesTheDateItsDisabledPickerShowe
 {
     auto controller = makeController(u"Day"_s);
     showActive(*controller);
-    VXChameleonDatePicker *begin = controller->beginDatePicker();
-    VXChameleonDatePicker *end = controller->endDatePicker();
-
     // Disabled pickers show the data's bounds.
-    EXPECT_FALSE(controller->beginDateSwitch()->isChecked());
-    EXPECT_FALSE(begin->isEnabled());
-    EXPECT_DOUBLE_EQ(pickerTime(begin), kFirst);
-    EXPECT_DOUBLE_EQ(pickerTime(end), kLast);
+    expectRange(*controller, std::nullopt, std::nullopt);
     EXPECT_EQ(source.lastClip, std::make_pair(kFirst, kLast));
 
     QTest::mouseClick(controller->beginDateSwitch(), Qt::LeftButton);
-    EXPECT_TRUE(controller->beginDateSwitch()->isChecked());
-    EXPECT_TRUE(begin->isEnabled());
-    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst);
-
+    expectRange(*controller, kFirst, std::nullopt);
     QTest::mouseClick(controller->endDateSwitch(), Qt::LeftButton);
-    EXPECT_TRUE(end->isEnabled());
-    EXPECT_DOUBLE_EQ(stored(u"Report: Day: End"_s), kLast);
-    EXPECT_EQ(controller->reportView()->beginTimestamp(), kFirst);
-    EXPECT_EQ(controller->reportView()->endTimestamp(), kLast);
+    expectRange(*controller, kFirst, kLast);
 
     // Changing the enabled picker's date fixes the new date and rebuilds the report.
     const int asked = source.logsAsked;
-    begin->setDateTime(VXReportController::dateForTimestamp(kFirst + 2 * kDay));
-    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst + 2 * kDay);
+    controller->beginDatePicker()->setDateTime(VXReportController::dateForTimestamp(kFirst + 2 * kDay));
+    expectRange(*controller, kFirst + 2 * kDay, kLast);
     EXPECT_GT(source.logsAsked, asked);
     EXPECT_EQ(source.lastClip, std::make_pair(kFirst + 2 * kDay, kLast));
 
     // Turned off: the key goes, the picker is disabled and shows the first timestamp again.
     QTest::mouseClick(controller->beginDateSwitch(), Qt::LeftButton);
-    EXPECT_FALSE(has(u"Report: Day: Begin"_s));
-    EXPECT_FALSE(begin->isEnabled());
-    EXPECT_DOUBLE_EQ(pickerTime(begin), kFirst);
+    expectRange(*controller, std::nullopt, kLast);
     EXPECT_EQ(source.lastClip, std::make_pair(kFirst, kLast));
 }
 
@@ -159,36 +177,13 @@ TEST_F(ReportControllerTest, TheRangeFromTheMouseTurnsControlsOnAndZeroClearsBot
 {
     auto controller = makeController(u"Day"_s);
     showActive(*controller);
-    VXReportView *view = controller->reportView();
-
-    controller->setBeginTimestamp(kFirst + kDay, kFirst + 3 * kDay, view);
-    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst + kDay);
-    EXPECT_DOUBLE_EQ(stored(u"Report: Day: End"_s), kFirst + 3 * kDay);
-    EXPECT_TRUE(controller->beginDateSwitch()->isChecked());
-    EXPECT_TRUE(controller->endDateSwitch()->isChecked());
-    EXPECT_TRUE(controller->beginDatePicker()->isEnabled());
-    EXPECT_DOUBLE_EQ(pickerTime(controller->endDatePicker()), kFirst + 3 * kDay);
-    EXPECT_DOUBLE_EQ(view->beginTimestamp(), kFirst + kDay);
-    EXPECT_DOUBLE_EQ(view->endTimestamp(), kFirst + 3 * kDay);
-
-    // One side only: the other keeps its state.
-    controller->setBeginTimestamp(kFirst + 2 * kDay, 0.0, view);
-    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst + 2 * kDay);
-    EXPECT_FALSE(has(u"Report: Day: End"_s));
-    EXPECT_TRUE(controller->beginDateSwitch()->isChecked());
-    EXPECT_FALSE(controller->endDateSwitch()->isChecked());
-    EXPECT_DOUBLE_EQ(view->endTimestamp(), kLast);
-
-    controller->setBeginTimestamp(0.0, 0.0, view);
-    EXPECT_FALSE(has(u"Report: Day: Begin"_s));
-    EXPECT_FALSE(has(u"Report: Day: End"_s));
-    EXPECT_FALSE(controller->beginDateSwitch()->isChecked());
-    EXPECT_FALSE(controller->endDateSwitch()->isChecked());
-    EXPECT_FALSE(controller->beginDatePicker()->isEnabled());
-    EXPECT_FALSE(controller->endDatePicker()->isEnabled());
-    EXPECT_EQ(view->beginTimestamp(), kFirst);
-    EXPECT_EQ(view->endTimestamp(), kLast);
-    EXPECT_DOUBLE_EQ(pickerTime(controller->beginDatePicker()), kFirst);
+    // Both sides, one side (the other is opened), and zero for both.
+    for (const auto &[begin, end] :
+         {std::pair {kFirst + kDay, kFirst + 3 * kDay}, std::pair {kFirst + 2 * kDay, 0.0}, std::pair {0.0, 0.0}}) {
+        SCOPED_TRACE(::testing::Message() << begin - kFirst << " to " << end - kFirst);
+        controller->setBeginTimestamp(begin, end, controller->reportView());
+        expectRange(*controller, begin ? std::optional(begin) : std::nullopt, end ? std::optional(end) : std::nullopt);
+    }
 }
 
 TEST_F(ReportControllerTest, EnabledPickersAreLimitedToTheDataAndTheEndToTheBegin)

@@ -8,6 +8,7 @@
 #include "VXEventLogDictionaryExtensions.h"
 #include "VXRegisteredDefaults.h"
 #include "VXReportDataSource.h"
+#include "VXTestSupport.h"
 #include "VXUserDefaults.h"
 #include "VXValue.h"
 
@@ -19,11 +20,6 @@
 #include <memory>
 #include <ostream>
 #include <vector>
-
-inline void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace vxreporttest {
 
@@ -46,11 +42,9 @@ inline QApplication &application()
 class PrivateSettings
 {
 public:
-    PrivateSettings() :
-        m_previous(qgetenv("XDG_CONFIG_HOME")), m_hadPrevious(qEnvironmentVariableIsSet("XDG_CONFIG_HOME"))
+    PrivateSettings()
     {
         application();
-        qputenv("XDG_CONFIG_HOME", QFile::encodeName(folder.path()));
         defaults = std::make_unique<VXUserDefaults>();
         VXRegisterDefaults(*defaults);
         VXUserDefaults::setStandard(defaults.get());
@@ -60,20 +54,17 @@ public:
         if (VXUserDefaults::standard() == defaults.get())
             VXUserDefaults::setStandard(nullptr);
         defaults.reset();
-        if (m_hadPrevious)
-            qputenv("XDG_CONFIG_HOME", m_previous);
-        else
-            qunsetenv("XDG_CONFIG_HOME");
     }
     PrivateSettings(const PrivateSettings &) = delete;
     PrivateSettings &operator=(const PrivateSettings &) = delete;
 
     QTemporaryDir folder;
-    std::unique_ptr<VXUserDefaults> defaults;
 
 private:
-    QByteArray m_previous;
-    bool m_hadPrevious;
+    const VXScopedEnvironment m_configHome {"XDG_CONFIG_HOME", QFile::encodeName(folder.path())};
+
+public:
+    std::unique_ptr<VXUserDefaults> defaults;
 };
 
 // An application item with its foreground and total logs, clipped to the range as the data
