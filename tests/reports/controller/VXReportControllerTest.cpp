@@ -95,8 +95,9 @@ protected:
             EXPECT_EQ(side.check->isChecked(), side.value.has_value());
             EXPECT_EQ(side.picker->isEnabled(), side.value.has_value());
             EXPECT_EQ(has(side.key), side.value.has_value());
-            if (side.value)
+            if (side.value) {
                 EXPECT_DOUBLE_EQ(stored(side.key), *side.value);
+            }
             EXPECT_DOUBLE_EQ(pickerTime(side.picker), side.value.value_or(side.bound));
             EXPECT_DOUBLE_EQ(side.shown, side.value.value_or(side.bound));
         }
