@@ -121,6 +121,10 @@ struct Row {
     double summaryMs = 0;
     double exportMs = 0;
     double exportPeakMB = 0;
+    // The same commands run by the program given with --compare-with (another build), if any.
+    double otherSummaryMs = -1;
+    double otherExportMs = -1;
+    double otherExportPeakMB = -1;
     double idleCpuPerMinute = -1;
     double idleResidentMB = -1;
 };
@@ -272,7 +276,7 @@ bool bestOfThree(const QString &program, const QStringList &arguments, const QPr
 }
 
 // Makes the record, writes it, and measures everything but the idle program.
-bool measureRecord(int years, const Home &home, const QString &wendle, bool inProcess, Row &row)
+bool measureRecord(int years, const Home &home, const QString &wendle, const QString &other, bool inProcess, Row &row)
 {
     row.years = years;
     home.make();
@@ -326,6 +330,12 @@ bool measureRecord(int years, const Home &home, const QString &wendle, bool inPr
                         environment, &row.summaryMs, &peak)
         || !bestOfThree(wendle, {QStringLiteral("export"), QStringLiteral("-o"), exported}, environment, &row.exportMs,
                         &row.exportPeakMB))
+        return false;
+    if (!other.isEmpty()
+        && (!bestOfThree(other, {QStringLiteral("summary"), QStringLiteral("--from"), QStringLiteral("30 days ago")},
+                         environment, &row.otherSummaryMs, &peak)
+            || !bestOfThree(other, {QStringLiteral("export"), QStringLiteral("-o"), exported}, environment,
+                            &row.otherExportMs, &row.otherExportPeakMB)))
         return false;
     QFile::remove(exported);
     return true;
@@ -392,6 +402,7 @@ int main(int argc, char **argv)
     QString work;
     bool keep = false;
     bool inProcess = false;
+    QString other;
     const QStringList arguments = application.arguments();
     for (qsizetype i = 1; i < arguments.size(); ++i) {
         const QString &argument = arguments[i];
@@ -407,6 +418,9 @@ int main(int argc, char **argv)
         } else if (argument == QLatin1StringView("--work")) {
             work = next;
             ++i;
+        } else if (argument == QLatin1StringView("--compare-with")) {
+            other = next;
+            ++i;
         } else if (argument == QLatin1StringView("--keep")) {
             keep = true;
         } else if (argument == QLatin1StringView("--in-process")) {
@@ -415,7 +429,8 @@ int main(int argc, char **argv)
         } else {
             std::fprintf(
                 stderr,
-                "usage: bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--in-process]\n");
+                "usage: bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--in-process] "
+                "[--compare-with WENDLE]\n");
             return 2;
         }
     }
@@ -430,7 +445,7 @@ int main(int argc, char **argv)
     std::vector<Home> homes;
     for (qsizetype i = 0; i < years.size(); ++i) {
         homes.push_back({work + QStringLiteral("/years-%1").arg(years[i])});
-        if (!measureRecord(years[i], homes.back(), wendle, inProcess, rows[std::size_t(i)]))
+        if (!measureRecord(years[i], homes.back(), wendle, other, inProcess, rows[std::size_t(i)]))
             return 1;
         const Row &row = rows[std::size_t(i)];
         // As it comes, so that a run stopped later keeps what it measured.
@@ -455,6 +470,13 @@ int main(int argc, char **argv)
                     row.fileMB, row.steadyMs, row.forcedMs, row.startupMs, row.savePauseMs, row.residentAfterSaveMB,
                     row.statusMs, row.summaryMs, row.exportMs, row.exportPeakMB, row.idleCpuPerMinute,
                     row.idleResidentMB);
+    }
+    if (!other.isEmpty()) {
+        std::printf("\nthe commands of %s, in the same run\n", qPrintable(other));
+        for (const Row &row : rows)
+            std::printf("%5d  summary %.1f ms  export %.1f ms (peak %.1f MB, %.2f x the file)\n", row.years,
+                        row.otherSummaryMs, row.otherExportMs, row.otherExportPeakMB,
+                        ratio(row.otherExportPeakMB, row.fileMB / 1.048576));
     }
     std::printf("\nagainst the empty record (idle RSS: over the file's size, in MB; export peak: over the file)\n");
     for (const Row &row : rows) {
