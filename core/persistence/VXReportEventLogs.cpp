@@ -13,6 +13,7 @@
 #include <QSet>
 
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -126,11 +127,19 @@ std::vector<VXValue> sortedSnapshotChildren(const VXDictionary &node)
 // and its "Source" the item without its logs and the tables below it.
 struct ViewSource {
     using Item = VXBinaryPropertyListView::Object;
-    VXBinaryPropertyListView &view;
 
     VXDictionaryRef entry(const Item &object, double timestamp, double otherTimestamp, bool *hasEvents)
     {
         const VXBinaryPropertyListView::Container item = view.container(object);
+        if (item.kind != VXBinaryPropertyListView::Kind::Dictionary)
+            return VXDictionaryRef();
+        // The times first: most items of a long record have none in a short range, and are not
+        // decoded at all then.
+        const std::optional<double> active = timeOf(item, VXActiveLogKey, timestamp, otherTimestamp);
+        const std::optional<double> front = timeOf(item, VXFrontActiveLogKey, timestamp, otherTimestamp);
+        *hasEvents = active || front;
+        if (onlyWithEvents && !*hasEvents)
+            return VXDictionaryRef();
         VXDictionaryRef source = VXItemWithoutLogs(view, object);
         if (!source)
             return VXDictionaryRef();
@@ -138,20 +147,21 @@ struct ViewSource {
         tryToSetObject(*entry, source->value(VXTypeKey), VXTypeKey);
         entry->insert(VXNameKey, itemName(*source));
         tryToSetObject(*entry, source->value(VXPathKey), VXPathKey);
-        const bool active = addTime(item, VXActiveLogKey, VXTimeKey, timestamp, otherTimestamp, *entry);
-        const bool front = addTime(item, VXFrontActiveLogKey, VXFrontTimeKey, timestamp, otherTimestamp, *entry);
+        if (active)
+            entry->insert(VXTimeKey, *active);
+        if (front)
+            entry->insert(VXFrontTimeKey, *front);
         entry->insert(VXSourceKey, std::move(source));
-        *hasEvents = active || front;
         return entry;
     }
 
-    // The seconds of the log inside the range as `timeKey`, when anything of it is inside.
-    bool addTime(const VXBinaryPropertyListView::Container &item, const QString &logKey, const QString &timeKey,
-                 double timestamp, double otherTimestamp, VXDictionary &entry)
+    // The seconds of the log inside the range, when anything of it is inside.
+    std::optional<double> timeOf(const VXBinaryPropertyListView::Container &item, const QString &logKey,
+                                 double timestamp, double otherTimestamp)
     {
         const VXBinaryPropertyListView::Container log = view.container(view.valueForKey(item, logKey));
         if (log.kind != VXBinaryPropertyListView::Kind::Array)
-            return false;
+            return std::nullopt;
         const auto numberAt = [&](std::size_t i) { return view.numberAt(log, i); };
         double lastBefore = -1.0;
         const std::size_t first = VXFirstInRange(log.count, numberAt, std::min(timestamp, otherTimestamp), &lastBefore);
@@ -161,11 +171,11 @@ struct ViewSource {
         bool inside = false;
         while (clipper.next(value))
             inside = true;
-        if (!inside)
-            return false;
-        entry.insert(timeKey, clipper.interval());
-        return true;
+        return inside ? std::optional<double>(clipper.interval()) : std::nullopt;
     }
+
+    VXBinaryPropertyListView &view;
+    bool onlyWithEvents;
 };
 
 std::vector<VXBinaryPropertyListView::Object> itemsOf(VXBinaryPropertyListView &view,
@@ -279,7 +289,7 @@ VXComparisonResult VXSortReportSnapshotItems(const VXValue &a, const VXValue &b)
 bool collectEventTimesBetweenTimestamp(VXBinaryPropertyListView &view, double timestamp, double otherTimestamp,
                                        const VXReportContentSettings &settings, const Visit &visit)
 {
-    ViewSource source {view};
+    ViewSource source {view, settings.liveReportContent == kContentItemsWithEvents};
     const Collector<ViewSource> collector {source, timestamp, otherTimestamp, settings, visit};
     if (settings.applications)
         collector.collect(VXItemsOf(view, view.root(), VXApplicationsKey, VXBinaryPropertyListView::Kind::Dictionary),
