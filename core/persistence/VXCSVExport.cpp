@@ -18,7 +18,7 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
-#include <limits>
+#include <optional>
 #include <queue>
 #include <string>
 #include <tuple>
@@ -479,6 +479,7 @@ private:
     void addStreams(VXBinaryPropertyListView::Object object, const VXSnapshotLineLabels &labels)
     {
         const VXBinaryPropertyListView::Container item = m_view.container(object);
+        std::optional<std::uint32_t> prefix;   // the item's label cells, made once for both streams
         for (const auto &[wanted, stream, key] :
              {std::tuple {m_settings.front, VXSnapshotStream::Foreground, &VXFrontActiveLogKey},
               std::tuple {m_settings.total, VXSnapshotStream::Total, &VXActiveLogKey}}) {
@@ -488,13 +489,13 @@ private:
             if (found.log.kind != VXBinaryPropertyListView::Kind::Array)
                 continue;
             std::size_t periods = 0;
+            double previous = 0.0;
             bool inOrder = true;
-            forEachPeriod(found.log, [&](double begin, double end) {
-                inOrder = inOrder && (periods == 0 || begin >= found.sorted.back().first);
-                found.sorted.assign(1, {begin, end});   // the last one, to compare the next with
+            forEachPeriod(found.log, [&](double begin, double) {
+                inOrder = inOrder && (periods == 0 || begin >= previous);
+                previous = begin;
                 ++periods;
             });
-            found.sorted.clear();
             if (m_view.isDamaged() || periods == 0)
                 continue;
             if (!inOrder) {
@@ -502,8 +503,11 @@ private:
                 std::stable_sort(found.sorted.begin(), found.sorted.end(),
                                  [](const auto &a, const auto &b) { return a.first < b.first; });
             }
-            found.prefix = static_cast<std::uint32_t>(m_prefixes.size());
-            m_prefixes.push_back(m_format.prefix(labels));
+            if (!prefix) {
+                prefix = static_cast<std::uint32_t>(m_prefixes.size());
+                m_prefixes.push_back(m_format.prefix(labels));
+            }
+            found.prefix = *prefix;
             m_streams.push_back(std::move(found));
         }
     }
@@ -524,7 +528,7 @@ private:
     const VXExportSettings &m_settings;
     LineFormat m_format;
     std::vector<InPlaceStream> m_streams;
-    std::vector<QByteArray> m_prefixes;   // one per stream
+    std::vector<QByteArray> m_prefixes;   // one per item with periods
 };
 
 }   // namespace
