@@ -19,7 +19,6 @@
 #include <cstring>
 #include <functional>
 #include <optional>
-#include <queue>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -326,11 +325,29 @@ bool isListed(const VXExportSettings &settings, const VXListRows *rows, const VX
     return poolSide ? rows->poolListHasRowForItem(item) : rows->applicationListHasRowForItem(item);
 }
 
-// The numbers of a log read in place.
+// The numbers of a log read in place, a block at a time: the walks go through a log from its
+// start, one log after another, so one block shared by all logs serves them.
+struct NumberBlock {
+    const std::uint8_t *log = nullptr;   // the references of the log the block holds
+    std::uint64_t first = 0;
+    std::size_t count = 0;
+    double numbers[512];
+};
 struct LogNumbers {
     VXBinaryPropertyListView *view;
     VXBinaryPropertyListView::Container log;
-    double operator()(std::size_t i) const { return view->numberAt(log, i); }
+    NumberBlock *block;
+    double operator()(std::size_t i) const
+    {
+        if (block->log != log.references || i < block->first || i >= block->first + block->count) {
+            block->log = log.references;
+            block->first = i;
+            block->count = view->numbersAt(log, i, std::size(block->numbers), block->numbers);
+            if (block->count == 0)
+                return 0.0;
+        }
+        return block->numbers[i - block->first];
+    }
 };
 using LogClipper = VXEventStreamClipper<LogNumbers>;
 
@@ -348,8 +365,10 @@ struct InPlaceStream {
 class StreamCursor
 {
 public:
-    StreamCursor(VXBinaryPropertyListView &view, const InPlaceStream &stream, double begin, double end) :
-        m_stream(&stream), m_clipper(stream.log.count, LogNumbers {&view, stream.log}, begin, end)
+    StreamCursor(VXBinaryPropertyListView &view, NumberBlock &block, const InPlaceStream &stream, double begin,
+                 double end) :
+        m_stream(&stream),
+        m_clipper(stream.log.count, LogNumbers {&view, stream.log, &block}, begin, end)
     {
     }
 
@@ -446,28 +465,52 @@ public:
         constexpr qsizetype kChunk = 1 << 20;
         Writer out(kChunk + 4096);
         out.append(m_format.header());
+        // The range cut in slices of time holding about kSliceLines lines each (on average):
+        // the lines of a slice are gathered stream by stream, in the walk's order, and sorted
+        // stably by begin, which is the export's order for them.
+        constexpr std::size_t kSliceLines = 1 << 16;
+        const std::size_t slices = std::max<std::size_t>(1, m_lines / kSliceLines);
+        const double lo = std::min(m_begin, m_end);
+        const double width = (std::max(m_begin, m_end) - lo) / double(slices);
+        struct Line {
+            double begin;
+            double end;
+            std::uint32_t prefix;
+        };
+        std::vector<Line> lines;
         for (const VXSnapshotStream stream : {VXSnapshotStream::Foreground, VXSnapshotStream::Total}) {
             std::vector<StreamCursor> cursors;
-            using Next = std::pair<double, std::size_t>;   // a line's begin, its cursor
-            std::priority_queue<Next, std::vector<Next>, std::greater<>> next;
             for (const InPlaceStream &found : m_streams) {
                 if (found.stream != stream)
                     continue;
-                cursors.emplace_back(m_view, found, m_begin, m_end);
-                if (cursors.back().next())
-                    next.emplace(cursors.back().begin(), cursors.size() - 1);
+                cursors.emplace_back(m_view, m_block, found, m_begin, m_end);
+                if (!cursors.back().next())
+                    cursors.pop_back();
             }
-            while (!next.empty()) {
-                const std::size_t at = next.top().second;
-                next.pop();
-                StreamCursor &cursor = cursors[at];
-                m_format.writeLine(out, m_prefixes[cursor.stream().prefix], stream, cursor.begin(), cursor.end());
-                if (cursor.next())
-                    next.emplace(cursor.begin(), at);
-                if (out.size() >= kChunk) {
-                    if (!sink(out.data(), out.size()))
-                        return false;
-                    out.clear();
+            for (std::size_t slice = 0; slice < slices && !cursors.empty(); ++slice) {
+                const bool last = slice + 1 == slices;
+                const double sliceEnd = lo + width * double(slice + 1);
+                lines.clear();
+                std::size_t kept = 0;
+                for (StreamCursor &cursor : cursors) {
+                    bool more = true;
+                    while (more && (last || cursor.begin() < sliceEnd)) {
+                        lines.push_back({cursor.begin(), cursor.end(), cursor.stream().prefix});
+                        more = cursor.next();
+                    }
+                    if (more)
+                        cursors[kept++] = std::move(cursor);
+                }
+                cursors.erase(cursors.begin() + static_cast<std::ptrdiff_t>(kept), cursors.end());
+                std::stable_sort(lines.begin(), lines.end(),
+                                 [](const Line &a, const Line &b) { return a.begin < b.begin; });
+                for (const Line &line : lines) {
+                    m_format.writeLine(out, m_prefixes[line.prefix], stream, line.begin, line.end);
+                    if (out.size() >= kChunk) {
+                        if (!sink(out.data(), out.size()))
+                            return false;
+                        out.clear();
+                    }
                 }
             }
         }
@@ -498,6 +541,7 @@ private:
             });
             if (m_view.isDamaged() || periods == 0)
                 continue;
+            m_lines += periods;
             if (!inOrder) {
                 forEachPeriod(found.log, [&](double begin, double end) { found.sorted.emplace_back(begin, end); });
                 std::stable_sort(found.sorted.begin(), found.sorted.end(),
@@ -514,7 +558,7 @@ private:
 
     template <class Period> void forEachPeriod(const VXBinaryPropertyListView::Container &log, Period &&period)
     {
-        LogClipper clipper(log.count, LogNumbers {&m_view, log}, m_begin, m_end);
+        LogClipper clipper(log.count, LogNumbers {&m_view, log, &m_block}, m_begin, m_end);
         double opening = -1.0;
         double begin = 0.0;
         double end = 0.0;
@@ -529,6 +573,8 @@ private:
     LineFormat m_format;
     std::vector<InPlaceStream> m_streams;
     std::vector<QByteArray> m_prefixes;   // one per item with periods
+    std::size_t m_lines = 0;
+    NumberBlock m_block;
 };
 
 }   // namespace

@@ -9,6 +9,7 @@
 
 #include <QSet>
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <unordered_map>
@@ -673,6 +674,19 @@ double VXBinaryPropertyListView::numberAt(const Container &array, std::uint64_t 
 {
     const Object item = itemAt(array, i);
     return item.isNull() ? 0.0 : m_reader->numberAt(item.index);
+}
+
+std::size_t VXBinaryPropertyListView::numbersAt(const Container &array, std::uint64_t first, std::size_t count,
+                                                double *out)
+{
+    if (array.kind != Kind::Array || first >= array.count)
+        return 0;
+    const std::size_t read = static_cast<std::size_t>(std::min<std::uint64_t>(count, array.count - first));
+    for (std::size_t i = 0; i < read; ++i) {
+        const std::uint64_t child = m_reader->referenceAt(array.references, first + i);
+        out[i] = m_reader->failed() ? 0.0 : m_reader->numberAt(child);
+    }
+    return read;
 }
 
 VXValue VXBinaryPropertyListView::value(Object object, const QSet<QString> &skippedKeys)

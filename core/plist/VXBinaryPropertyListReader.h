@@ -68,6 +68,9 @@ public:
     Object valueForKey(Object dictionary, QStringView key);
     // The i-th item of an array as a number, as VXValue::toDouble() answers it.
     double numberAt(const Container &array, std::uint64_t i);
+    // Items `first` to `first + count` (or the array's end) as numbers into `out`, as numberAt()
+    // reads them; answers how many were read.
+    std::size_t numbersAt(const Container &array, std::uint64_t first, std::size_t count, double *out);
     // The object decoded into a tree, with the entries of `skippedKeys` left out of every
     // dictionary in it; null when it is damaged.
     VXValue value(Object object, const QSet<QString> &skippedKeys = {});

@@ -201,6 +201,63 @@ TEST(VXInPlaceRecord, SummaryAndExportAreTheTreesToTheByte)
     EXPECT_GT(tablesWithRows, 40 * 3 * 2);
 }
 
+TEST(VXInPlaceRecord, ALargeExportIsTheTreesToTheByte)
+{
+    // Enough periods (about 200,000 lines) that the export is written in several slices of time.
+    VXEnsureCoreApplication();
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("Default.plist"));
+    VXSeededRandom random(11);
+    VXDictionaryRef applications = VXMakeDictionary();
+    for (int a = 0; a < 60; ++a) {
+        VXDictionaryRef application = VXMakeDictionary();
+        application->insert(VXNameKey, random.pick(kNames));
+        VXDictionaryRef windows = VXMakeDictionary();
+        for (int w = 0; w < 4; ++w) {
+            VXDictionaryRef window = VXMakeDictionary();
+            window->insert(VXNameKey, random.pick(kNames));
+            for (const QString &key : {VXActiveLogKey, VXFrontActiveLogKey}) {
+                VXArrayRef log = VXMakeArray();
+                double time = kFirst;
+                for (int p = 0; p < 420; ++p) {
+                    log->append(time);
+                    time += std::floor(random.uniform() * 400.0) + 1.0;   // equal begins across logs
+                    log->append(-time);
+                    time += std::floor(random.uniform() * 800.0) + 1.0;
+                }
+                window->insert(key, log);
+            }
+            windows->insert(QStringLiteral("window %1").arg(w), window);
+        }
+        application->insert(VXWindowsByNameKey, windows);
+        applications->insert(QStringLiteral("org.example.app%1").arg(a), application);
+    }
+    VXDictionaryRef configuration = VXMakeDictionary();
+    configuration->insert(VXFirstTimestampKey, kFirst);
+    configuration->insert(VXLastTimestampKey, kLast);
+    configuration->insert(VXApplicationsKey, applications);
+    ASSERT_TRUE(writeToBinaryFile(VXValue(configuration), path, true));
+    const VXDictionaryRef tree = VXReadRecordFile(path).configuration;
+    const std::unique_ptr<VXMappedRecord> record = VXMappedRecord::open(path);
+    ASSERT_TRUE(tree && record);
+    VXExportSettings settings;
+    settings.total = true;
+    const std::optional<QByteArray> expected = CSVDataWithBeginTimestamp(tree.get(), kFirst, kLast, settings, nullptr);
+    ASSERT_TRUE(expected);
+    ASSERT_GT(expected->count('\n'), 150000);
+    QByteArray written;
+    bool damaged = false;
+    ASSERT_TRUE(VXWriteCSVInPlace(
+        record->view(), kFirst, kLast, settings,
+        [&](const char *data, qsizetype size) {
+            written.append(data, size);
+            return true;
+        },
+        &damaged));
+    EXPECT_TRUE(*expected == written);
+}
+
 TEST(VXInPlaceRecord, PeriodsOutOfOrderAreExportedInTheTreesOrder)
 {
     // A hand-made log whose periods go back in time: the export sorts its lines all the same.
