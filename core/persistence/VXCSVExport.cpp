@@ -396,7 +396,7 @@ private:
 
 // The export of a record read in place, in two steps: a walk over the items that finds the
 // streams with periods in the range (and reads every number the export writes, so that damage
-// is found before anything is written), then a merge of the streams in the export's order.
+// is found before anything is written), then the streams' lines in the export's order.
 class InPlaceExport
 {
 public:
@@ -459,7 +459,8 @@ public:
 
     // Writes the header and the lines, in the order of sortSnapshotLines: foreground lines before
     // total ones, each by begin, equal ones in the order the walk found them. Each stream's
-    // periods come in time order, so merging the streams gives that order.
+    // periods come in time order (or were sorted by the walk), so a slice of time holds, from
+    // every stream, the lines that follow those of the slices before it.
     bool write(const std::function<bool(const char *data, qsizetype size)> &sink)
     {
         constexpr qsizetype kChunk = 1 << 20;
