@@ -20,10 +20,15 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QRegularExpression>
+#include <QSaveFile>
 #include <QTextStream>
 
 #include <cmath>
+#include <functional>
+#include <memory>
 #include <optional>
+
+#include <sys/stat.h>
 
 const QString VXExportCommand::kExportName = QStringLiteral("export");
 const QString VXExportCommand::kSummaryName = QStringLiteral("summary");
@@ -108,22 +113,47 @@ bool parse(QCommandLineParser &parser, const QString &command, const QStringList
     return true;
 }
 
-// The record as the running Wendle has it now; without one, as it saved it last.
-VXDictionaryRef currentConfiguration(const VXExportCommand::Environment &environment, const QString &command,
-                                     QTextStream &err)
+// What a command reads: the whole tree, or a saved record read in place with its root's own
+// entries as the tree.
+struct Record {
+    VXDictionaryRef configuration;
+    std::unique_ptr<VXMappedRecord> inPlace;
+};
+
+QString recordPath(const VXExportCommand::Environment &environment)
+{
+    return environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
+}
+
+QString damagedRecordMessage(const QString &path)
+{
+    return Text::tr("cannot read the record %1: it is damaged or not a record").arg(path);
+}
+
+// The record as the running Wendle has it now; without one, as it saved it last, read in place
+// when `inPlace` allows and the file can be.
+Record currentRecord(const VXExportCommand::Environment &environment, const QString &command, QTextStream &err,
+                     bool inPlace)
 {
     const QString socket
         = environment.socketPath.isEmpty() ? VXSingleInstance::defaultSocketPath() : environment.socketPath;
     if (const std::optional<QByteArray> reply
         = VXSingleInstance::send(socket, {VXInstanceRequest::Kind::Configuration, {}}, kConfigurationTimeout)) {
         if (VXDictionaryRef configuration = deeplyMutableDictionaryWithData(*reply))
-            return configuration;
+            return {configuration, nullptr};
         QString problem;
         VXSingleInstance::isOkReply(*reply, &problem);
         err << "wendle " << command << ": " << Text::tr("%1; using the record it saved last").arg(problem) << '\n';
     }
-    const QString path
-        = environment.configurationPath.isEmpty() ? VXDefaultConfigurationFilePath() : environment.configurationPath;
+    const QString path = recordPath(environment);
+    if (std::unique_ptr<VXMappedRecord> mapped = inPlace ? VXMappedRecord::open(path) : nullptr) {
+        VXDictionaryRef root = mapped->rootWithoutItems();
+        if (!root) {
+            err << "wendle " << command << ": " << damagedRecordMessage(path) << '\n';
+            return {};
+        }
+        return {std::move(root), std::move(mapped)};
+    }
     const VXRecordReading reading = VXReadRecordFile(path);
     if (!reading.exists) {
         err << "wendle " << command << ": "
@@ -131,17 +161,60 @@ VXDictionaryRef currentConfiguration(const VXExportCommand::Environment &environ
                         "when it quits)")
                    .arg(path)
             << '\n';
-        return VXDictionaryRef();
+        return {};
     }
     if (reading.tooLarge)
         err << "wendle " << command << ": " << reading.problem << "\n";
     else if (!reading.configuration)
-        err << "wendle " << command << ": "
-            << Text::tr("cannot read the record %1: it is damaged or not a record").arg(path) << '\n';
+        err << "wendle " << command << ": " << damagedRecordMessage(path) << '\n';
     // Read once and dropped at exit: the system frees it faster than a walk over it does.
     if (reading.configuration)
         VXKeepUntilExit(VXValue(reading.configuration));
-    return reading.configuration;
+    return {reading.configuration, nullptr};
+}
+
+// Writes the export of a record read in place to the output (a file: atomically, readable by
+// its owner alone) as it is made. Answers the command's status.
+int exportInPlace(VXMappedRecord &record, double begin, double end, const VXExportSettings &settings,
+                  const QString &output, QTextStream &out, QTextStream &err, const QString &path)
+{
+    bool damaged = false;
+    bool written = false;
+    if (output.isEmpty() || output == QStringLiteral("-")) {
+        QByteArray text;   // for a stream over a string
+        QIODevice *device = out.device();
+        out.flush();
+        written = VXWriteCSVInPlace(
+            record.view(), begin, end, settings,
+            [&](const char *data, qsizetype size) {
+                if (!device) {
+                    text.append(data, size);
+                    return true;
+                }
+                return device->write(data, size) == size;
+            },
+            &damaged);
+        if (!device && written)
+            out << QString::fromUtf8(text);
+        out.flush();
+    } else {
+        QSaveFile file(output);
+        if (file.open(QIODevice::WriteOnly) && ::fchmod(file.handle(), 0600) == 0) {
+            written = VXWriteCSVInPlace(
+                record.view(), begin, end, settings,
+                [&](const char *data, qsizetype size) { return file.write(data, size) == size; }, &damaged);
+            written = written && file.commit();
+        }
+        if (!written && !damaged) {
+            err << "wendle export: " << Text::tr("cannot write %1").arg(output) << '\n';
+            return VXExportCommand::Failure;
+        }
+    }
+    if (damaged) {
+        err << "wendle export: " << damagedRecordMessage(path) << '\n';
+        return VXExportCommand::Failure;
+    }
+    return written ? VXExportCommand::Success : VXExportCommand::Failure;
 }
 
 QString localText(double timestamp, const VXClock &clock)
@@ -323,7 +396,9 @@ int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, Q
         return UsageError;
     }
 
-    const VXDictionaryRef configuration = currentConfiguration(environment, kExportName, err);
+    // Only the organizer's lists need the whole tree.
+    const Record record = currentRecord(environment, kExportName, err, exportSettings.exportedReportContent == 1);
+    const VXDictionaryRef &configuration = record.configuration;
     if (!configuration)
         return Failure;
     const VXSystemClock systemClock;
@@ -332,12 +407,15 @@ int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, Q
     if (!range)
         return UsageError;
 
+    // A range that holds nothing of the record gives the header alone.
+    const double end = recordedEnd(*configuration, *range);
+    if (record.inPlace && end > range->begin)
+        return exportInPlace(*record.inPlace, range->begin, end, exportSettings, parser.value(output), out, err,
+                             recordPath(environment));
     std::optional<VXListedItems> rows;
     if (exportSettings.exportedReportContent != 1)
         rows = VXListedItems::fromConfiguration(*configuration,
                                                 settings.defaults().boolForKey(VXDefaultsKey::kShowInactivePools));
-    // A range that holds nothing of the record gives the header alone.
-    const double end = recordedEnd(*configuration, *range);
     const VXDictionaryRef source = end > range->begin ? configuration : VXMakeDictionary();
     const std::optional<QByteArray> data
         = CSVDataWithBeginTimestamp(source.get(), range->begin, end, exportSettings, rows ? &*rows : nullptr);
@@ -372,7 +450,8 @@ int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, 
         return helped ? Success : UsageError;
 
     CommandSettings settings(environment.settingsFolder);
-    const VXDictionaryRef configuration = currentConfiguration(environment, kSummaryName, err);
+    const Record record = currentRecord(environment, kSummaryName, err, true);
+    const VXDictionaryRef &configuration = record.configuration;
     if (!configuration)
         return Failure;
     if (!configuration->contains(VXLastTimestampKey)) {
@@ -390,9 +469,15 @@ int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, 
                .arg(localText(range->begin, clock), localText(range->end, clock),
                     stringWithTimeInterval(range->end - range->begin, false))
         << "\n\n";
-    const QString table = summaryTable(*configuration, range->begin, range->end,
-                                       static_cast<int>(settings.defaults().integerForKey(VXDefaultsKey::kSort)));
-    out << (table.isEmpty() ? Text::tr("Nothing was tracked in this range.") + u'\n' : table);
+    const int sortColumn = static_cast<int>(settings.defaults().integerForKey(VXDefaultsKey::kSort));
+    const std::optional<QString> table = record.inPlace
+        ? summaryTable(record.inPlace->view(), *configuration, range->begin, range->end, sortColumn)
+        : summaryTable(*configuration, range->begin, range->end, sortColumn);
+    if (!table) {
+        err << "wendle summary: " << damagedRecordMessage(recordPath(environment)) << '\n';
+        return Failure;
+    }
+    out << (table->isEmpty() ? Text::tr("Nothing was tracked in this range.") + u'\n' : *table);
     if (clipped) {
         double first = 0.0;
         double last = 0.0;
@@ -403,8 +488,15 @@ int VXExportCommand::runSummary(const QStringList &arguments, QTextStream &out, 
     return Success;
 }
 
-QString VXExportCommand::summaryTable(const VXDictionary &configuration, double beginTimestamp, double endTimestamp,
-                                      int sortColumn)
+namespace {
+
+// The summary's table from a walk that hands out the clipped entries (with their times) of the
+// items with activity in the range, in the organizer's order.
+using EntryWalk = std::function<bool(double begin, double recorded, const VXReportContentSettings &content,
+                                     const std::function<void(const VXDictionaryRef &entry, int depth)> &visit)>;
+
+std::optional<QString> tableOf(const VXDictionary &configuration, double beginTimestamp, double endTimestamp,
+                               int sortColumn, const EntryWalk &walk)
 {
     struct Row {
         QString name;
@@ -425,20 +517,21 @@ QString VXExportCommand::summaryTable(const VXDictionary &configuration, double 
     content.liveReportContent = 2;
     content.sortColumn = sortColumn;
     bool inPools = false;
-    collectEventLogsClippedBetweenTimestamp(
-        configuration, beginTimestamp, recorded, content, nullptr, [&](const VXDictionaryRef &entry, int depth) {
-            const bool pool = depth == 0 && isPoolOrPoolItem(*entry);
-            if (rows.empty() || (pool && !inPools)) {
-                inPools = inPools || pool;
-                rows.push_back({pool ? Text::tr("Pools") : Text::tr("Applications"), Text::tr("Foreground"),
-                                QStringLiteral("%"), Text::tr("Open"), QStringLiteral("%"), true});
-            }
-            const double front = timeIntervalForKey(*entry, VXFrontTimeKey);
-            const double total = timeIntervalForKey(*entry, VXTimeKey);
-            rows.push_back({QString(depth * 2, u' ') + VXTerminalCell(entry->value(VXNameKey).toString(), kLongestName),
-                            stringWithTimeInterval(front, false), percentOf(front, range),
-                            stringWithTimeInterval(total, false), percentOf(total, range)});
-        });
+    const bool whole = walk(beginTimestamp, recorded, content, [&](const VXDictionaryRef &entry, int depth) {
+        const bool pool = depth == 0 && isPoolOrPoolItem(*entry);
+        if (rows.empty() || (pool && !inPools)) {
+            inPools = inPools || pool;
+            rows.push_back({pool ? Text::tr("Pools") : Text::tr("Applications"), Text::tr("Foreground"),
+                            QStringLiteral("%"), Text::tr("Open"), QStringLiteral("%"), true});
+        }
+        const double front = timeIntervalForKey(*entry, VXFrontTimeKey);
+        const double total = timeIntervalForKey(*entry, VXTimeKey);
+        rows.push_back({QString(depth * 2, u' ') + VXTerminalCell(entry->value(VXNameKey).toString(), kLongestName),
+                        stringWithTimeInterval(front, false), percentOf(front, range),
+                        stringWithTimeInterval(total, false), percentOf(total, range)});
+    });
+    if (!whole)
+        return std::nullopt;
     if (rows.empty())
         return QString();
 
@@ -462,6 +555,28 @@ QString VXExportCommand::summaryTable(const VXDictionary &configuration, double 
         table += u'\n';
     }
     return table;
+}
+
+}   // namespace
+
+QString VXExportCommand::summaryTable(const VXDictionary &configuration, double beginTimestamp, double endTimestamp,
+                                      int sortColumn)
+{
+    return *tableOf(configuration, beginTimestamp, endTimestamp, sortColumn,
+                    [&](double begin, double recorded, const VXReportContentSettings &content, const auto &visit) {
+                        collectEventLogsClippedBetweenTimestamp(configuration, begin, recorded, content, nullptr,
+                                                                visit);
+                        return true;
+                    });
+}
+
+std::optional<QString> VXExportCommand::summaryTable(VXBinaryPropertyListView &record, const VXDictionary &root,
+                                                     double beginTimestamp, double endTimestamp, int sortColumn)
+{
+    return tableOf(root, beginTimestamp, endTimestamp, sortColumn,
+                   [&](double begin, double recorded, const VXReportContentSettings &content, const auto &visit) {
+                       return collectEventTimesBetweenTimestamp(record, begin, recorded, content, visit);
+                   });
 }
 
 QString VXExportCommand::exportUsage()

@@ -7,10 +7,13 @@
 // for its record as it is now, so they show the day up to now; without one they read the file
 // it saved last.
 
+#include "VXBinaryPropertyListReader.h"
 #include "VXValue.h"
 
 #include <QString>
 #include <QStringList>
+
+#include <optional>
 
 class QTextStream;
 class VXClock;
@@ -50,6 +53,10 @@ public:
     // foreground and open time and their whole-number percentages of the range.
     static QString summaryTable(const VXDictionary &configuration, double beginTimestamp, double endTimestamp,
                                 int sortColumn);
+    // The same table from a record read in place (`root`: its root's own entries); nothing when
+    // the record turns out damaged.
+    static std::optional<QString> summaryTable(VXBinaryPropertyListView &record, const VXDictionary &root,
+                                               double beginTimestamp, double endTimestamp, int sortColumn);
 
     static QString exportUsage();
     static QString summaryUsage();

@@ -44,6 +44,7 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QTemporaryFile>
 #include <QThread>
 
 #include <fcntl.h>
@@ -121,6 +122,10 @@ struct Row {
     double summaryMs = 0;
     double exportMs = 0;
     double exportPeakMB = 0;
+    // The same commands run by the program given with --compare-with (another build), if any.
+    double otherSummaryMs = -1;
+    double otherExportMs = -1;
+    double otherExportPeakMB = -1;
     double idleCpuPerMinute = -1;
     double idleResidentMB = -1;
 };
@@ -214,10 +219,21 @@ template <class Work> double medianMilliseconds(Work work, int count)
 }
 
 // Runs the program to the end; answers its processor time in ms and its peak resident size in MB.
+// A process started from this one counts this one's resident size in its own peak (the system
+// takes over the peak of the memory it was cloned with when it starts the program), so the peak
+// is taken from /usr/bin/time, whose own child starts small; without it, it is an upper bound.
 bool runCommand(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment,
                 double *milliseconds, double *peakMB)
 {
+    static const QString timeProgram = QStringLiteral("/usr/bin/time");
+    const bool timed = QFileInfo(timeProgram).isExecutable();
+    QTemporaryFile peakFile;
     std::vector<QByteArray> storage;
+    if (timed && peakFile.open()) {
+        for (const QString &item :
+             {timeProgram, QStringLiteral("-f"), QStringLiteral("%M"), QStringLiteral("-o"), peakFile.fileName()})
+            storage.push_back(item.toLocal8Bit());
+    }
     storage.push_back(program.toLocal8Bit());
     for (const QString &argument : arguments)
         storage.push_back(argument.toLocal8Bit());
@@ -251,6 +267,12 @@ bool runCommand(const QString &program, const QStringList &arguments, const QPro
     *milliseconds = (double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3
                      + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-3);
     *peakMB = double(usage.ru_maxrss) / 1024.0;
+    if (timed) {
+        bool read = false;
+        const double kilobytes = peakFile.readAll().trimmed().split('\n').constLast().toDouble(&read);
+        if (read)
+            *peakMB = kilobytes / 1024.0;
+    }
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
@@ -272,7 +294,8 @@ bool bestOfThree(const QString &program, const QStringList &arguments, const QPr
 }
 
 // Makes the record, writes it, and measures everything but the idle program.
-bool measureRecord(int years, const Home &home, const QString &wendle, bool inProcess, Row &row)
+bool measureRecord(int years, const Home &home, const QString &wendle, const QString &other, bool inProcess,
+                   int steadyTicks, Row &row)
 {
     row.years = years;
     home.make();
@@ -306,7 +329,9 @@ bool measureRecord(int years, const Home &home, const QString &wendle, bool inPr
         row.startupMs = (threadSeconds() - began) * 1000.0;
         time.advanceBy(2.0);
         // A scheduled tick (steady desktop), and the forced one that follows a user action.
-        row.steadyMs = medianMilliseconds([&] { time.advanceBy(kInterval); }, 400);
+        // Announced, so that a profiler can be attached for a longer run (--steady-ticks).
+        std::fprintf(stderr, "%d years: %d steady ticks\n", years, steadyTicks);
+        row.steadyMs = medianMilliseconds([&] { time.advanceBy(kInterval); }, steadyTicks);
         row.forcedMs = medianMilliseconds([&] { controller.updateLists(&controller); }, years >= 5 ? 9 : 21);
         const double saveBegan = seconds();
         store.saveConfiguration(true, false, false);
@@ -326,6 +351,12 @@ bool measureRecord(int years, const Home &home, const QString &wendle, bool inPr
                         environment, &row.summaryMs, &peak)
         || !bestOfThree(wendle, {QStringLiteral("export"), QStringLiteral("-o"), exported}, environment, &row.exportMs,
                         &row.exportPeakMB))
+        return false;
+    if (!other.isEmpty()
+        && (!bestOfThree(other, {QStringLiteral("summary"), QStringLiteral("--from"), QStringLiteral("30 days ago")},
+                         environment, &row.otherSummaryMs, &peak)
+            || !bestOfThree(other, {QStringLiteral("export"), QStringLiteral("-o"), exported}, environment,
+                            &row.otherExportMs, &row.otherExportPeakMB)))
         return false;
     QFile::remove(exported);
     return true;
@@ -392,6 +423,8 @@ int main(int argc, char **argv)
     QString work;
     bool keep = false;
     bool inProcess = false;
+    QString other;
+    int steadyTicks = 400;
     const QStringList arguments = application.arguments();
     for (qsizetype i = 1; i < arguments.size(); ++i) {
         const QString &argument = arguments[i];
@@ -407,6 +440,12 @@ int main(int argc, char **argv)
         } else if (argument == QLatin1StringView("--work")) {
             work = next;
             ++i;
+        } else if (argument == QLatin1StringView("--steady-ticks")) {
+            steadyTicks = std::max(1, next.toInt());
+            ++i;
+        } else if (argument == QLatin1StringView("--compare-with")) {
+            other = next;
+            ++i;
         } else if (argument == QLatin1StringView("--keep")) {
             keep = true;
         } else if (argument == QLatin1StringView("--in-process")) {
@@ -415,7 +454,8 @@ int main(int argc, char **argv)
         } else {
             std::fprintf(
                 stderr,
-                "usage: bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--in-process]\n");
+                "usage: bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--in-process] "
+                "[--compare-with WENDLE] [--steady-ticks 400]\n");
             return 2;
         }
     }
@@ -430,7 +470,7 @@ int main(int argc, char **argv)
     std::vector<Home> homes;
     for (qsizetype i = 0; i < years.size(); ++i) {
         homes.push_back({work + QStringLiteral("/years-%1").arg(years[i])});
-        if (!measureRecord(years[i], homes.back(), wendle, inProcess, rows[std::size_t(i)]))
+        if (!measureRecord(years[i], homes.back(), wendle, other, inProcess, steadyTicks, rows[std::size_t(i)]))
             return 1;
         const Row &row = rows[std::size_t(i)];
         // As it comes, so that a run stopped later keeps what it measured.
@@ -455,6 +495,13 @@ int main(int argc, char **argv)
                     row.fileMB, row.steadyMs, row.forcedMs, row.startupMs, row.savePauseMs, row.residentAfterSaveMB,
                     row.statusMs, row.summaryMs, row.exportMs, row.exportPeakMB, row.idleCpuPerMinute,
                     row.idleResidentMB);
+    }
+    if (!other.isEmpty()) {
+        std::printf("\nthe commands of %s, in the same run\n", qPrintable(other));
+        for (const Row &row : rows)
+            std::printf("%5d  summary %.1f ms  export %.1f ms (peak %.1f MB, %.2f x the file)\n", row.years,
+                        row.otherSummaryMs, row.otherExportMs, row.otherExportPeakMB,
+                        ratio(row.otherExportPeakMB, row.fileMB / 1.048576));
     }
     std::printf("\nagainst the empty record (idle RSS: over the file's size, in MB; export peak: over the file)\n");
     for (const Row &row : rows) {

@@ -2,10 +2,12 @@
 
 #include "VXConfigurationKeys.h"
 #include "VXDictionaryExtensions.h"
+#include "VXEventStreamExtensions.h"
 #include "VXListRows.h"
 #include "VXPersistenceLogging.h"
 #include "VXPropertyListSerialization.h"
 #include "VXRegisteredDefaults.h"
+#include "VXReportEventLogs.h"
 #include "VXStringExtensions.h"
 #include "VXUserDefaults.h"
 
@@ -15,7 +17,12 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <functional>
+#include <optional>
 #include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 const QString &VXCSVHeader::kPoolNotes = VXPoolNotesKey;
 
@@ -155,6 +162,9 @@ public:
         std::memcpy(at, bytes.constData(), static_cast<std::size_t>(bytes.size()));
         commit(at + bytes.size());
     }
+    qsizetype size() const { return m_used; }
+    const char *data() const { return m_data.constData(); }
+    void clear() { m_used = 0; }
     QByteArray take()
     {
         m_data.truncate(m_used);
@@ -164,6 +174,100 @@ public:
 private:
     QByteArray m_data;
     qsizetype m_used = 0;
+};
+
+// How the lines are written: the header, each item's label cells (quoted, each followed by the
+// separator) and each line's time cells.
+class LineFormat
+{
+public:
+    explicit LineFormat(const VXExportSettings &settings) :
+        m_settings(settings), m_cells(settings.columnSeparator), m_columnSeparator(settings.columnSeparator.toUtf8()),
+        m_rowSeparator(settings.rowSeparator.toUtf8())
+    {
+        char zeroCell[TimeCellWriter::kLongestCell];
+        m_zero.assign(zeroCell, m_cells.write(zeroCell, 0.0));
+        const std::size_t pairs = (settings.front ? 1 : 0) + (settings.total ? 1 : 0);
+        m_timeBytes = pairs * 2 * (TimeCellWriter::kLongestCell + static_cast<std::size_t>(m_columnSeparator.size()))
+            + static_cast<std::size_t>(m_rowSeparator.size());
+    }
+
+    // The header row: cells as they are.
+    QByteArray header() const
+    {
+        QStringList header;
+        if (m_settings.pool)
+            header << VXCSVHeader::kPool;
+        if (m_settings.poolNotes)
+            header << VXCSVHeader::kPoolNotes;
+        if (m_settings.application)
+            header << VXCSVHeader::kApplication;
+        if (m_settings.window)
+            header << VXCSVHeader::kWindow;
+        if (m_settings.front)
+            header << VXCSVHeader::kForegroundBegin << VXCSVHeader::kForegroundEnd;
+        if (m_settings.total)
+            header << VXCSVHeader::kTotalBegin << VXCSVHeader::kTotalEnd;
+        return header.join(m_settings.columnSeparator).toUtf8() + m_rowSeparator;
+    }
+
+    QByteArray prefix(const VXSnapshotLineLabels &labels) const
+    {
+        const QString &separator = m_settings.columnSeparator;
+        QString prefix;
+        const auto addCell = [&](const QString &value) {
+            // A NUL ends the text for many readers of CSV: a title saved before titles were
+            // cleaned shows U+FFFD there instead.
+            if (value.contains(QChar(0)))
+                prefix += CSVStringWithString(QString(value).replace(QChar(0), QChar::ReplacementCharacter), separator);
+            else
+                prefix += CSVStringWithString(value, separator);
+            prefix += separator;
+        };
+        if (m_settings.pool)
+            addCell(labels.pool);
+        if (m_settings.poolNotes)
+            addCell(labels.poolNotes);
+        if (m_settings.application)
+            addCell(labels.application);
+        if (m_settings.window)
+            addCell(labels.window);
+        return prefix.toUtf8();
+    }
+
+    void writeLine(Writer &out, const QByteArray &prefix, VXSnapshotStream stream, double begin, double end) const
+    {
+        const char *separatorBytes = m_columnSeparator.constData();
+        const auto separatorSize = static_cast<std::size_t>(m_columnSeparator.size());
+        char *w = out.reserve(static_cast<std::size_t>(prefix.size()) + m_timeBytes);
+        w = copyBytes(w, prefix.constData(), static_cast<std::size_t>(prefix.size()));
+        const auto writePair = [&](bool own) {
+            if (own) {
+                w = m_cells.write(w, begin);
+                w = copyBytes(w, separatorBytes, separatorSize);
+                w = m_cells.write(w, end);
+            } else {
+                w = copyBytes(w, m_zero.data(), m_zero.size());
+                w = copyBytes(w, separatorBytes, separatorSize);
+                w = copyBytes(w, m_zero.data(), m_zero.size());
+            }
+        };
+        if (m_settings.front)
+            writePair(stream == VXSnapshotStream::Foreground);
+        if (m_settings.front && m_settings.total)
+            w = copyBytes(w, separatorBytes, separatorSize);
+        if (m_settings.total)
+            writePair(stream == VXSnapshotStream::Total);
+        out.commit(copyBytes(w, m_rowSeparator.constData(), static_cast<std::size_t>(m_rowSeparator.size())));
+    }
+
+private:
+    const VXExportSettings &m_settings;
+    TimeCellWriter m_cells;
+    QByteArray m_columnSeparator;
+    QByteArray m_rowSeparator;
+    std::string m_zero;
+    std::size_t m_timeBytes = 0;
 };
 
 // At most one line per two numbers of every log the export may read, and one more per log (the
@@ -220,6 +324,259 @@ bool isListed(const VXExportSettings &settings, const VXListRows *rows, const VX
         return true;
     return poolSide ? rows->poolListHasRowForItem(item) : rows->applicationListHasRowForItem(item);
 }
+
+// The numbers of a log read in place, a block at a time: the walks go through a log from its
+// start, one log after another, so one block shared by all logs serves them.
+struct NumberBlock {
+    const std::uint8_t *log = nullptr;   // the references of the log the block holds
+    std::uint64_t first = 0;
+    std::size_t count = 0;
+    double numbers[512];
+};
+struct LogNumbers {
+    VXBinaryPropertyListView *view;
+    VXBinaryPropertyListView::Container log;
+    NumberBlock *block;
+    double operator()(std::size_t i) const
+    {
+        if (block->log != log.references || i < block->first || i >= block->first + block->count) {
+            block->log = log.references;
+            block->first = i;
+            block->count = view->numbersAt(log, i, std::size(block->numbers), block->numbers);
+            if (block->count == 0)
+                return 0.0;
+        }
+        return block->numbers[i - block->first];
+    }
+};
+using LogClipper = VXEventStreamClipper<LogNumbers>;
+
+// One stream of one item of a record read in place, with periods inside the range.
+struct InPlaceStream {
+    std::uint32_t prefix;   // index of the item's label cells
+    VXSnapshotStream stream;
+    VXBinaryPropertyListView::Container log;
+    // A log whose periods are out of time order (hand-made or damaged) has its periods here,
+    // sorted, instead of being walked again.
+    std::vector<std::pair<double, double>> sorted;
+};
+
+// The periods of one stream for the merge, one at a time.
+class StreamCursor
+{
+public:
+    StreamCursor(VXBinaryPropertyListView &view, NumberBlock &block, const InPlaceStream &stream, double begin,
+                 double end) :
+        m_stream(&stream),
+        m_clipper(stream.log.count, LogNumbers {&view, stream.log, &block}, begin, end)
+    {
+    }
+
+    bool next()
+    {
+        if (m_stream->sorted.empty())
+            return VXNextPeriod(m_clipper, m_opening, m_begin, m_end);
+        if (m_sortedAt >= m_stream->sorted.size())
+            return false;
+        std::tie(m_begin, m_end) = m_stream->sorted[m_sortedAt++];
+        return true;
+    }
+    double begin() const { return m_begin; }
+    double end() const { return m_end; }
+    const InPlaceStream &stream() const { return *m_stream; }
+
+private:
+    const InPlaceStream *m_stream;
+    LogClipper m_clipper;
+    double m_opening = -1.0;
+    double m_begin = 0.0;
+    double m_end = 0.0;
+    std::size_t m_sortedAt = 0;
+};
+
+// The export of a record read in place, in two steps: a walk over the items that finds the
+// streams with periods in the range (and reads every number the export writes, so that damage
+// is found before anything is written), then the streams' lines in the export's order.
+class InPlaceExport
+{
+public:
+    InPlaceExport(VXBinaryPropertyListView &view, double begin, double end, const VXExportSettings &settings) :
+        m_view(view), m_begin(begin), m_end(end), m_settings(settings), m_format(settings)
+    {
+    }
+
+    // Finds the streams; false when the record is damaged.
+    bool walk()
+    {
+        const VXBinaryPropertyListView::Object root = m_view.root();
+        if (m_settings.application) {
+            for (const auto &application :
+                 VXItemsOf(m_view, root, VXApplicationsKey, VXBinaryPropertyListView::Kind::Dictionary)) {
+                const VXDictionaryRef item = VXItemWithoutLogs(m_view, application);
+                if (!item)
+                    continue;
+                const QString name = itemName(*item);
+                addStreams(application, {QString(), QString(), name, QString()});
+                if (!m_settings.window)
+                    continue;
+                for (const auto &window :
+                     VXItemsOf(m_view, application, VXWindowsByNameKey, VXBinaryPropertyListView::Kind::Dictionary)) {
+                    if (const VXDictionaryRef windowItem = VXItemWithoutLogs(m_view, window))
+                        addStreams(window, {QString(), QString(), name, itemName(*windowItem)});
+                }
+            }
+        }
+        if (m_settings.pool) {
+            for (const auto &pool : VXItemsOf(m_view, root, VXPoolsKey, VXBinaryPropertyListView::Kind::Array)) {
+                const VXDictionaryRef poolItem = VXItemWithoutLogs(m_view, pool);
+                if (!poolItem)
+                    continue;
+                const QString poolName = itemName(*poolItem);
+                const VXValue &notesValue = poolItem->value(VXPoolNotesKey);
+                const QString notes = notesValue.isString() ? notesValue.stringRef() : QString();
+                addStreams(pool, {poolName, notes, QString(), QString()});
+                if (!m_settings.application)
+                    continue;
+                for (const auto &member :
+                     VXItemsOf(m_view, pool, VXChildrenKey, VXBinaryPropertyListView::Kind::Array)) {
+                    const VXDictionaryRef memberItem = VXItemWithoutLogs(m_view, member);
+                    if (!memberItem)
+                        continue;
+                    const QString memberName = itemName(*memberItem);
+                    addStreams(member, {poolName, notes, memberName, QString()});
+                    if (!m_settings.window)
+                        continue;
+                    for (const auto &entry :
+                         VXItemsOf(m_view, member, VXChildrenKey, VXBinaryPropertyListView::Kind::Array)) {
+                        if (const VXDictionaryRef entryItem = VXItemWithoutLogs(m_view, entry))
+                            addStreams(entry, {poolName, notes, memberName, itemName(*entryItem)});
+                    }
+                }
+            }
+        }
+        return !m_view.isDamaged();
+    }
+
+    // Writes the header and the lines, in the order of sortSnapshotLines: foreground lines before
+    // total ones, each by begin, equal ones in the order the walk found them. Each stream's
+    // periods come in time order (or were sorted by the walk), so a slice of time holds, from
+    // every stream, the lines that follow those of the slices before it.
+    bool write(const std::function<bool(const char *data, qsizetype size)> &sink)
+    {
+        constexpr qsizetype kChunk = 1 << 20;
+        Writer out(kChunk + 4096);
+        out.append(m_format.header());
+        // The range cut in slices of time holding about kSliceLines lines each (on average):
+        // the lines of a slice are gathered stream by stream, in the walk's order, and sorted
+        // stably by begin, which is the export's order for them.
+        constexpr std::size_t kSliceLines = 1 << 16;
+        const std::size_t slices = std::max<std::size_t>(1, m_lines / kSliceLines);
+        const double lo = std::min(m_begin, m_end);
+        const double width = (std::max(m_begin, m_end) - lo) / double(slices);
+        struct Line {
+            double begin;
+            double end;
+            std::uint32_t prefix;
+        };
+        std::vector<Line> lines;
+        for (const VXSnapshotStream stream : {VXSnapshotStream::Foreground, VXSnapshotStream::Total}) {
+            std::vector<StreamCursor> cursors;
+            for (const InPlaceStream &found : m_streams) {
+                if (found.stream != stream)
+                    continue;
+                cursors.emplace_back(m_view, m_block, found, m_begin, m_end);
+                if (!cursors.back().next())
+                    cursors.pop_back();
+            }
+            for (std::size_t slice = 0; slice < slices && !cursors.empty(); ++slice) {
+                const bool last = slice + 1 == slices;
+                const double sliceEnd = lo + width * double(slice + 1);
+                lines.clear();
+                std::size_t kept = 0;
+                for (StreamCursor &cursor : cursors) {
+                    bool more = true;
+                    while (more && (last || cursor.begin() < sliceEnd)) {
+                        lines.push_back({cursor.begin(), cursor.end(), cursor.stream().prefix});
+                        more = cursor.next();
+                    }
+                    if (more)
+                        cursors[kept++] = std::move(cursor);
+                }
+                cursors.erase(cursors.begin() + static_cast<std::ptrdiff_t>(kept), cursors.end());
+                std::stable_sort(lines.begin(), lines.end(),
+                                 [](const Line &a, const Line &b) { return a.begin < b.begin; });
+                for (const Line &line : lines) {
+                    m_format.writeLine(out, m_prefixes[line.prefix], stream, line.begin, line.end);
+                    if (out.size() >= kChunk) {
+                        if (!sink(out.data(), out.size()))
+                            return false;
+                        out.clear();
+                    }
+                }
+            }
+        }
+        return sink(out.data(), out.size());
+    }
+
+private:
+    // The item's streams with periods in the range, checked for time order.
+    void addStreams(VXBinaryPropertyListView::Object object, const VXSnapshotLineLabels &labels)
+    {
+        const VXBinaryPropertyListView::Container item = m_view.container(object);
+        std::optional<std::uint32_t> prefix;   // the item's label cells, made once for both streams
+        for (const auto &[wanted, stream, key] :
+             {std::tuple {m_settings.front, VXSnapshotStream::Foreground, &VXFrontActiveLogKey},
+              std::tuple {m_settings.total, VXSnapshotStream::Total, &VXActiveLogKey}}) {
+            if (!wanted)
+                continue;
+            InPlaceStream found {0, stream, m_view.container(m_view.valueForKey(item, *key)), {}};
+            if (found.log.kind != VXBinaryPropertyListView::Kind::Array)
+                continue;
+            std::size_t periods = 0;
+            double previous = 0.0;
+            bool inOrder = true;
+            forEachPeriod(found.log, [&](double begin, double) {
+                inOrder = inOrder && (periods == 0 || begin >= previous);
+                previous = begin;
+                ++periods;
+            });
+            if (m_view.isDamaged() || periods == 0)
+                continue;
+            m_lines += periods;
+            if (!inOrder) {
+                forEachPeriod(found.log, [&](double begin, double end) { found.sorted.emplace_back(begin, end); });
+                std::stable_sort(found.sorted.begin(), found.sorted.end(),
+                                 [](const auto &a, const auto &b) { return a.first < b.first; });
+            }
+            if (!prefix) {
+                prefix = static_cast<std::uint32_t>(m_prefixes.size());
+                m_prefixes.push_back(m_format.prefix(labels));
+            }
+            found.prefix = *prefix;
+            m_streams.push_back(std::move(found));
+        }
+    }
+
+    template <class Period> void forEachPeriod(const VXBinaryPropertyListView::Container &log, Period &&period)
+    {
+        LogClipper clipper(log.count, LogNumbers {&m_view, log, &m_block}, m_begin, m_end);
+        double opening = -1.0;
+        double begin = 0.0;
+        double end = 0.0;
+        while (VXNextPeriod(clipper, opening, begin, end))
+            period(begin, end);
+    }
+
+    VXBinaryPropertyListView &m_view;
+    double m_begin;
+    double m_end;
+    const VXExportSettings &m_settings;
+    LineFormat m_format;
+    std::vector<InPlaceStream> m_streams;
+    std::vector<QByteArray> m_prefixes;   // one per item with periods
+    std::size_t m_lines = 0;
+    NumberBlock m_block;
+};
 
 }   // namespace
 
@@ -344,90 +701,20 @@ VXSnapshotLines snapshotLinesBetweenTimestamp(const VXDictionary &configuration,
 
 QByteArray CSVDataWithSnapshotLines(const VXSnapshotLines &lines, const VXExportSettings &settings)
 {
-    const QString &separator = settings.columnSeparator;
-    const QByteArray columnSeparator = separator.toUtf8();
-    const QByteArray rowSeparator = settings.rowSeparator.toUtf8();
-
-    // The header: cells as they are.
-    QStringList header;
-    if (settings.pool)
-        header << VXCSVHeader::kPool;
-    if (settings.poolNotes)
-        header << VXCSVHeader::kPoolNotes;
-    if (settings.application)
-        header << VXCSVHeader::kApplication;
-    if (settings.window)
-        header << VXCSVHeader::kWindow;
-    if (settings.front)
-        header << VXCSVHeader::kForegroundBegin << VXCSVHeader::kForegroundEnd;
-    if (settings.total)
-        header << VXCSVHeader::kTotalBegin << VXCSVHeader::kTotalEnd;
-
-    // Each item's label cells, quoted and followed by the separator, once per item.
+    const LineFormat format(settings);
+    // Each item's label cells, once per item.
     std::vector<QByteArray> prefixes;
     prefixes.reserve(lines.labels.size());
     std::size_t prefixBytes = 0;
     for (const VXSnapshotLineLabels &labels : lines.labels) {
-        QString prefix;
-        const auto addCell = [&](const QString &value) {
-            // A NUL ends the text for many readers of CSV: a title saved before titles were
-            // cleaned shows U+FFFD there instead.
-            if (value.contains(QChar(0)))
-                prefix += CSVStringWithString(QString(value).replace(QChar(0), QChar::ReplacementCharacter), separator);
-            else
-                prefix += CSVStringWithString(value, separator);
-            prefix += separator;
-        };
-        if (settings.pool)
-            addCell(labels.pool);
-        if (settings.poolNotes)
-            addCell(labels.poolNotes);
-        if (settings.application)
-            addCell(labels.application);
-        if (settings.window)
-            addCell(labels.window);
-        prefixes.push_back(prefix.toUtf8());
+        prefixes.push_back(format.prefix(labels));
         prefixBytes += static_cast<std::size_t>(prefixes.back().size());
     }
-
-    const TimeCellWriter cells(separator);
-    char zeroCell[TimeCellWriter::kLongestCell];
-    const std::string zero(zeroCell, cells.write(zeroCell, 0.0));
-    const std::size_t separatorSize = static_cast<std::size_t>(columnSeparator.size());
-    const std::size_t rowSize = static_cast<std::size_t>(rowSeparator.size());
-
     const std::size_t averagePrefix = prefixes.empty() ? 0 : prefixBytes / prefixes.size();
     Writer out(lines.lines.size() * (averagePrefix + 72) + 256);
-    out.append(header.join(separator).toUtf8());
-    out.append(rowSeparator);
-
-    const std::size_t pairs = (settings.front ? 1 : 0) + (settings.total ? 1 : 0);
-    const std::size_t timeBytes = pairs * 2 * (TimeCellWriter::kLongestCell + separatorSize) + rowSize;
-    const char *separatorBytes = columnSeparator.constData();
-    const char *rowBytes = rowSeparator.constData();
-    for (const VXSnapshotLine &line : lines.lines) {
-        const QByteArray &prefix = prefixes[line.labels];
-        char *w = out.reserve(static_cast<std::size_t>(prefix.size()) + timeBytes);
-        w = copyBytes(w, prefix.constData(), static_cast<std::size_t>(prefix.size()));
-        const auto writePair = [&](bool own) {
-            if (own) {
-                w = cells.write(w, line.begin);
-                w = copyBytes(w, separatorBytes, separatorSize);
-                w = cells.write(w, line.end);
-            } else {
-                w = copyBytes(w, zero.data(), zero.size());
-                w = copyBytes(w, separatorBytes, separatorSize);
-                w = copyBytes(w, zero.data(), zero.size());
-            }
-        };
-        if (settings.front)
-            writePair(line.stream == VXSnapshotStream::Foreground);
-        if (settings.front && settings.total)
-            w = copyBytes(w, separatorBytes, separatorSize);
-        if (settings.total)
-            writePair(line.stream == VXSnapshotStream::Total);
-        out.commit(copyBytes(w, rowBytes, rowSize));
-    }
+    out.append(format.header());
+    for (const VXSnapshotLine &line : lines.lines)
+        format.writeLine(out, prefixes[line.labels], line.stream, line.begin, line.end);
     return out.take();
 }
 
@@ -453,4 +740,21 @@ bool exportCSVWithBeginTimestamp(const VXDictionary *configuration, double begin
     if (!data)
         return false;
     return writeDataToFile(*data, path, true);
+}
+
+bool VXWriteCSVInPlace(VXBinaryPropertyListView &view, double beginTimestamp, double endTimestamp,
+                       const VXExportSettings &settings,
+                       const std::function<bool(const char *data, qsizetype size)> &sink, bool *damaged)
+{
+    *damaged = false;
+    if (!settings.hasRelevantColumns()) {
+        qCWarning(lcPersistence).noquote() << VXNothingToExportMessage;
+        return false;
+    }
+    InPlaceExport exporter(view, beginTimestamp, endTimestamp, settings);
+    if (!exporter.walk()) {
+        *damaged = true;
+        return false;
+    }
+    return exporter.write(sink);
 }

@@ -14,6 +14,7 @@
 // user's locale, with no grouping: a decimal comma is written as a comma (and then quoted when
 // the comma is the separator). A row of one stream has zeros in the other stream's cells.
 
+#include "VXBinaryPropertyListReader.h"
 #include "VXSnapshotLines.h"
 #include "VXValue.h"
 
@@ -21,6 +22,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 class VXListRows;
@@ -94,3 +96,12 @@ std::optional<QByteArray> CSVDataWithBeginTimestamp(const VXDictionary *configur
 // Writes the export to the path, atomically, readable by its owner only. Answers success.
 bool exportCSVWithBeginTimestamp(const VXDictionary *configuration, double beginTimestamp, double endTimestamp,
                                  const QString &path, const VXExportSettings &settings, const VXListRows *rows);
+
+// The export of a record read in place (every item: "Exported Report Content" 1), handed to
+// `sink` a piece at a time as it is made: the same bytes as CSVDataWithBeginTimestamp on the
+// record's tree, without the tree and without holding the whole text. The record is read whole
+// before anything is handed on, so a damaged one (false, `damaged` set) gives nothing. False
+// also when the columns leave nothing to write (the log line above) or the sink refuses a piece.
+bool VXWriteCSVInPlace(VXBinaryPropertyListView &view, double beginTimestamp, double endTimestamp,
+                       const VXExportSettings &settings,
+                       const std::function<bool(const char *data, qsizetype size)> &sink, bool *damaged);

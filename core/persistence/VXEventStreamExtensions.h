@@ -38,6 +38,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
 
 // The clipped stream as a new array; the covered seconds through `interval` when given.
 VXArrayRef eventStreamClippedBetweenTimestamp(const VXArray &self, double timestamp, double otherTimestamp,
@@ -47,86 +51,194 @@ VXArrayRef eventStreamClippedBetweenTimestamp(const VXArray &self, double timest
 void recordEventStream(VXArray &self, const VXArray &eventStream, double timestamp, double otherTimestamp,
                        double *interval = nullptr);
 
-// The walk behind both: hands each number of the clipped stream to `record` in order and
-// answers the covered seconds. For callers that use the numbers once (the export), so that
-// no array is made.
+// The walk behind both, one number of the clipped stream at a time, over any stream that gives
+// its numbers by index (an array of the tree, or a log read in place from the saved file).
+// `first` and `lastBefore` start the walk later in a stream in time order: `first` is the index
+// of the first number not before lo (within the tolerance) and `lastBefore` the number just
+// before it (-1 when there is none), as VXFirstInRange() finds them.
+template <class NumberAt> class VXEventStreamClipper
+{
+public:
+    static constexpr double kTolerance = 0.001;
+
+    VXEventStreamClipper(std::size_t count, NumberAt numberAt, double timestamp, double otherTimestamp,
+                         std::size_t first = 0, double lastBefore = -1.0) :
+        m_numberAt(std::move(numberAt)),
+        m_count(count), m_index(first), m_lo(std::min(timestamp, otherTimestamp)),
+        m_hi(std::max(timestamp, otherTimestamp)), m_lastUsed(lastBefore)
+    {
+        if (count == 0)
+            m_phase = Phase::Done;
+    }
+
+    // The next number of the clipped stream; false after the last.
+    bool next(double &value)
+    {
+        for (;;) {
+            if (m_pendingAt < m_pendingCount) {
+                value = m_pending[m_pendingAt++];
+                m_lastOutput = value;
+                m_hasOutput = true;
+                return true;
+            }
+            m_pendingAt = m_pendingCount = 0;
+            switch (m_phase) {
+            case Phase::Done: return false;
+            case Phase::Closing:
+                m_phase = Phase::Done;
+                if (m_hasOutput && m_lastOutput > 0) {
+                    m_interval += m_hi - m_lastOutput;
+                    push(-m_hi);
+                }
+                break;
+            case Phase::Walking: walk(); break;
+            }
+        }
+    }
+
+    // The covered seconds, once next() has answered false.
+    double interval() const { return m_interval; }
+
+private:
+    enum class Phase : std::uint8_t { Walking, Closing, Done };
+
+    void push(double value) { m_pending[m_pendingCount++] = value; }
+
+    // Walks numbers until one gives output or the walk ends.
+    void walk()
+    {
+        while (m_pendingCount == 0) {
+            if (m_index >= m_count) {
+                endWalk();
+                return;
+            }
+            const double value = m_numberAt(m_index++);
+            if (std::isnan(value))
+                continue;
+            const double magnitude = std::fabs(value);
+            if (magnitude > m_hi - kTolerance) {
+                endWalk();
+                return;
+            }
+            m_lastUsed = value;
+            if (!m_entered) {
+                if (magnitude <= m_lo - kTolerance)
+                    continue;
+                m_entered = true;
+                if (magnitude - m_lo < kTolerance) {
+                    // At lo: an opening opens there; a closing closes nothing inside the range.
+                    if (value > 0) {
+                        push(m_lo);
+                        m_openTime = m_lo;
+                        m_isOpen = true;
+                    }
+                } else if (value < 0) {
+                    // A closing after lo: the period was already open at lo.
+                    push(m_lo);
+                    push(value);
+                    m_interval += magnitude - m_lo;
+                } else {
+                    push(value);
+                    if (value > 0) {
+                        m_openTime = magnitude;
+                        m_isOpen = true;
+                    }
+                }
+                continue;
+            }
+            push(value);
+            if (value < 0) {
+                if (m_isOpen) {
+                    m_interval += magnitude - m_openTime;
+                    m_isOpen = false;
+                }
+            } else if (value > 0 && !m_isOpen) {
+                m_openTime = magnitude;
+                m_isOpen = true;
+            }
+        }
+    }
+
+    void endWalk()
+    {
+        m_phase = Phase::Closing;
+        if (!m_entered) {
+            // Nothing inside the range: either a period open across all of it, or nothing at all.
+            if (m_lastUsed > 0)
+                push(m_lo);
+            else
+                m_phase = Phase::Done;
+        }
+    }
+
+    NumberAt m_numberAt;
+    std::size_t m_count;
+    std::size_t m_index;
+    double m_lo;
+    double m_hi;
+    double m_lastUsed;   // the last number walked over, before any was: -1
+    double m_openTime = 0.0;
+    double m_interval = 0.0;
+    double m_lastOutput = 0.0;
+    double m_pending[2] = {0.0, 0.0};
+    std::uint8_t m_pendingCount = 0;
+    std::uint8_t m_pendingAt = 0;
+    bool m_isOpen = false;
+    bool m_entered = false;   // a number inside the range has been reached
+    bool m_hasOutput = false;
+    Phase m_phase = Phase::Walking;
+};
+
+// Where the walk of a stream in time order may start for the range beginning at `lo` (the lower
+// of the range's two times): the first index whose number is not before lo, found by halving,
+// and the number before it. Numbers out of order (a damaged or hand-made stream) are the
+// caller's to rule out.
+template <class NumberAt>
+std::size_t VXFirstInRange(std::size_t count, const NumberAt &numberAt, double lo, double *lastBefore)
+{
+    std::size_t first = 0;
+    std::size_t last = count;
+    while (first < last) {
+        const std::size_t middle = first + (last - first) / 2;
+        if (std::fabs(numberAt(middle)) <= lo - VXEventStreamClipper<NumberAt>::kTolerance)
+            first = middle + 1;
+        else
+            last = middle;
+    }
+    *lastBefore = first > 0 ? numberAt(first - 1) : -1.0;
+    return first;
+}
+
+// The next period of a clipped stream, as the export writes it: the first opening of a run of
+// openings begins it, the first closing after that ends it. `opening` carries the last opening
+// or closing between calls (-1 before the first).
+template <class Clipper> bool VXNextPeriod(Clipper &clipper, double &opening, double &begin, double &end)
+{
+    double value = 0.0;
+    while (clipper.next(value)) {
+        if ((value > 0) == (opening > 0))
+            continue;
+        const double previous = opening;
+        opening = value;
+        if (value < 0) {
+            begin = previous;
+            end = -value;
+            return true;
+        }
+    }
+    return false;
+}
+
+// Hands each number of the clipped stream to `record` in order and answers the covered seconds.
+// For callers that use the numbers once (the export), so that no array is made.
 template <class Record>
 double VXClipEventStream(const VXArray &stream, double timestamp, double otherTimestamp, Record &&record)
 {
-    constexpr double kTolerance = 0.001;
-    const double lo = std::min(timestamp, otherTimestamp);
-    const double hi = std::max(timestamp, otherTimestamp);
-    double interval = 0.0;
-    if (stream.isEmpty())
-        return interval;
-
-    double lastUsed = -1.0;   // the last number walked over, before any was: -1
-    double openTime = 0.0;
-    bool isOpen = false;
-    bool entered = false;   // a number inside the range has been reached
-    double lastOutput = 0.0;
-    bool hasOutput = false;
-    const auto output = [&](double value) {
+    const std::vector<VXValue> &items = stream.items();
+    const auto numberAt = [&items](std::size_t i) { return items[i].toDouble(); };
+    VXEventStreamClipper<decltype(numberAt)> clipper(stream.size(), numberAt, timestamp, otherTimestamp);
+    double value = 0.0;
+    while (clipper.next(value))
         record(value);
-        lastOutput = value;
-        hasOutput = true;
-    };
-
-    for (const VXValue &item : stream) {
-        const double value = item.toDouble();
-        if (std::isnan(value))
-            continue;
-        const double magnitude = std::fabs(value);
-        if (magnitude > hi - kTolerance)
-            break;
-        lastUsed = value;
-        if (!entered) {
-            if (magnitude <= lo - kTolerance)
-                continue;
-            entered = true;
-            if (magnitude - lo < kTolerance) {
-                // At lo: an opening opens there; a closing closes nothing inside the range.
-                if (value > 0) {
-                    output(lo);
-                    openTime = lo;
-                    isOpen = true;
-                }
-            } else if (value < 0) {
-                // A closing after lo: the period was already open at lo.
-                output(lo);
-                output(value);
-                interval += magnitude - lo;
-            } else {
-                output(value);
-                if (value > 0) {
-                    openTime = magnitude;
-                    isOpen = true;
-                }
-            }
-            continue;
-        }
-        output(value);
-        if (value < 0) {
-            if (isOpen) {
-                interval += magnitude - openTime;
-                isOpen = false;
-            }
-        } else if (value > 0 && !isOpen) {
-            openTime = magnitude;
-            isOpen = true;
-        }
-    }
-
-    if (!entered) {
-        // Nothing inside the range: either a period open across all of it, or nothing at all.
-        if (lastUsed > 0)
-            output(lo);
-        else
-            return 0.0;
-    }
-    if (hasOutput && lastOutput > 0) {
-        interval += hi - lastOutput;
-        output(-hi);
-    }
-    return interval;
+    return clipper.interval();
 }

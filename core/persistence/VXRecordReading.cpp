@@ -1,8 +1,12 @@
 #include "VXRecordReading.h"
 
+#include "VXConfigurationKeys.h"
+#include "VXConfigurationStore.h"
+#include "VXJournal.h"
 #include "VXPropertyListSerialization.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QLocale>
 
 #ifdef __GLIBC__
@@ -72,4 +76,43 @@ void VXKeepUntilExit(const VXValue &value)
 {
     static auto *const kept = new std::vector<VXValue>();
     kept->push_back(value);
+}
+
+std::unique_ptr<VXMappedRecord> VXMappedRecord::open(const QString &path)
+{
+    // A journal with entries holds changes that only the tree's reading applies.
+    const QFileInfo journal(VXConfigurationStore::journalPathFor(path));
+    if (journal.exists() && journal.size() > VXJournalFile::kHeaderSize)
+        return nullptr;
+    std::unique_ptr<VXMappedRecord> record(new VXMappedRecord());
+    record->m_file.setFileName(path);
+    if (!record->m_file.open(QIODevice::ReadOnly))
+        return nullptr;
+    const qint64 size = record->m_file.size();
+    if (size <= 0 || !(record->m_mapped = record->m_file.map(0, size)))
+        return nullptr;
+    record->m_data = QByteArray::fromRawData(reinterpret_cast<const char *>(record->m_mapped), size);
+    if (!VXBinaryPropertyListReader::hasBinaryMagic(record->m_data))
+        return nullptr;
+    record->m_view = std::make_unique<VXBinaryPropertyListView>(record->m_data);
+    if (record->m_view->isDamaged())
+        return nullptr;
+    return record;
+}
+
+VXMappedRecord::~VXMappedRecord()
+{
+    m_view.reset();
+    if (m_mapped)
+        m_file.unmap(m_mapped);
+}
+
+VXDictionaryRef VXMappedRecord::rootWithoutItems()
+{
+    static const QSet<QString> kItems {VXApplicationsKey, VXPoolsKey};
+    const VXBinaryPropertyListView::Object root = m_view->root();
+    if (m_view->container(root).kind != VXBinaryPropertyListView::Kind::Dictionary)
+        return VXDictionaryRef();
+    // Only the root's own level: the tables below it are walked in place.
+    return m_view->value(root, kItems).dictionaryRef();
 }

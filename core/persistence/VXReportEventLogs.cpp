@@ -4,12 +4,16 @@
 #include "VXConfigurationKeys.h"
 #include "VXDictionaryExtensions.h"
 #include "VXEventLogDictionaryExtensions.h"
+#include "VXEventStreamExtensions.h"
 #include "VXItemSorting.h"
 #include "VXListRows.h"
 #include "VXRegisteredDefaults.h"
 #include "VXUserDefaults.h"
 
+#include <QSet>
+
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -21,51 +25,66 @@ using HasRow = bool (VXListRows::*)(const VXDictionary &) const;
 constexpr std::int64_t kContentListedItems = 0;
 constexpr std::int64_t kContentItemsWithEvents = 2;
 
-struct Collector {
+// The kept entries of a level in the organizer's order, each with the level below it, depth
+// first. `Source` reads the items: their clipped entries (null for an item left out) and their
+// children (`childrenOf`, one function per side).
+template <class Source> struct Collector {
+    using Item = typename Source::Item;
+    using Children = std::vector<Item> (*)(Source &source, const Item &item, int depth);
+
+    Source &source;
     double timestamp;
     double otherTimestamp;
     const VXReportContentSettings &settings;
-    const VXListRows *rows;
-    HasRow hasRow;
     const Visit &visit;
 
+    struct Kept {
+        VXValue entry;
+        Item item;
+    };
+
     // The clipped entries of the items that pass the filters, in the organizer's order.
-    std::vector<VXValue> keptEntries(const std::vector<VXValue> &items) const
+    std::vector<Kept> keptEntries(const std::vector<Item> &items) const
     {
-        std::vector<VXValue> kept;
+        std::vector<Kept> kept;
         kept.reserve(items.size());
-        for (const VXValue &value : items) {
-            VXDictionaryRef item = value.dictionaryRef();
-            if (!item)
-                continue;
-            if (settings.liveReportContent == kContentListedItems && rows && !(rows->*hasRow)(*item))
-                continue;
+        for (const Item &item : items) {
             bool hasEvents = false;
-            VXDictionaryRef entry = eventLogClippedBetweenTimestamp(item, timestamp, otherTimestamp, &hasEvents);
-            if (settings.liveReportContent == kContentItemsWithEvents && !hasEvents)
+            VXDictionaryRef entry = source.entry(item, timestamp, otherTimestamp, &hasEvents);
+            if (!entry || (settings.liveReportContent == kContentItemsWithEvents && !hasEvents))
                 continue;
-            kept.emplace_back(std::move(entry));
+            kept.push_back({VXValue(std::move(entry)), item});
         }
         const int column = settings.sortColumn;
-        std::stable_sort(kept.begin(), kept.end(), [column](const VXValue &a, const VXValue &b) {
-            return VXSortItemsWithSortColumn(a, b, column) == VXOrderedAscending;
+        std::stable_sort(kept.begin(), kept.end(), [column](const Kept &a, const Kept &b) {
+            return VXSortItemsWithSortColumn(a.entry, b.entry, column) == VXOrderedAscending;
         });
         return kept;
     }
 
-    // The items of a level and, under each, the levels below it (`childrenOf` gives a child
-    // level's items), down to `lastDepth`.
-    void collect(const std::vector<VXValue> &items, int depth, int lastDepth,
-                 std::vector<VXValue> (*childrenOf)(const VXDictionary &item, int depth)) const
+    void collect(const std::vector<Item> &items, int depth, int lastDepth, Children childrenOf) const
     {
-        for (const VXValue &entry : keptEntries(items)) {
-            const VXDictionaryRef entryRef = entry.dictionaryRef();
-            visit(entryRef, depth);
-            if (depth < lastDepth) {
-                if (const VXDictionary *source = entryRef->value(VXSourceKey).dictionary())
-                    collect(childrenOf(*source, depth), depth + 1, lastDepth, childrenOf);
-            }
+        for (const Kept &kept : keptEntries(items)) {
+            visit(kept.entry.dictionaryRef(), depth);
+            if (depth < lastDepth)
+                collect(childrenOf(source, kept.item, depth), depth + 1, lastDepth, childrenOf);
         }
+    }
+};
+
+// The items of the tree; content 0 leaves out those without a row in the organizer's lists.
+struct TreeSource {
+    using Item = VXValue;
+    const VXReportContentSettings &settings;
+    const VXListRows *rows;
+    HasRow hasRow = nullptr;
+
+    VXDictionaryRef entry(const VXValue &value, double timestamp, double otherTimestamp, bool *hasEvents) const
+    {
+        VXDictionaryRef item = value.dictionaryRef();
+        if (!item || (settings.liveReportContent == kContentListedItems && rows && !(rows->*hasRow)(*item)))
+            return VXDictionaryRef();
+        return eventLogClippedBetweenTimestamp(item, timestamp, otherTimestamp, hasEvents);
     }
 };
 
@@ -85,14 +104,14 @@ std::vector<VXValue> valuesOf(const VXArray *array)
     return array ? array->items() : std::vector<VXValue>();
 }
 
-std::vector<VXValue> windowsOf(const VXDictionary &application, int)
+std::vector<VXValue> windowsOf(TreeSource &, const VXValue &application, int)
 {
-    return valuesOf(application.value(VXWindowsByNameKey).dictionary());
+    return valuesOf(application.dictionary()->value(VXWindowsByNameKey).dictionary());
 }
 
-std::vector<VXValue> childrenOf(const VXDictionary &item, int)
+std::vector<VXValue> childrenOf(TreeSource &, const VXValue &item, int)
 {
-    return valuesOf(item.value(VXChildrenKey).array());
+    return valuesOf(item.dictionary()->value(VXChildrenKey).array());
 }
 
 std::vector<VXValue> sortedSnapshotChildren(const VXDictionary &node)
@@ -102,6 +121,85 @@ std::vector<VXValue> sortedSnapshotChildren(const VXDictionary &node)
         return VXSortReportSnapshotItems(a, b) == VXOrderedAscending;
     });
     return children;
+}
+
+// The items of a record read in place. An entry holds an item's times but not its clipped logs,
+// and its "Source" the item without its logs and the tables below it.
+struct ViewSource {
+    using Item = VXBinaryPropertyListView::Object;
+
+    VXDictionaryRef entry(const Item &object, double timestamp, double otherTimestamp, bool *hasEvents)
+    {
+        const VXBinaryPropertyListView::Container item = view.container(object);
+        if (item.kind != VXBinaryPropertyListView::Kind::Dictionary)
+            return VXDictionaryRef();
+        // The times first: most items of a long record have none in a short range, and are not
+        // decoded at all then.
+        const std::optional<double> active = timeOf(item, VXActiveLogKey, timestamp, otherTimestamp);
+        const std::optional<double> front = timeOf(item, VXFrontActiveLogKey, timestamp, otherTimestamp);
+        *hasEvents = active || front;
+        if (onlyWithEvents && !*hasEvents)
+            return VXDictionaryRef();
+        VXDictionaryRef source = VXItemWithoutLogs(view, object);
+        if (!source)
+            return VXDictionaryRef();
+        VXDictionaryRef entry = VXMakeDictionary();
+        tryToSetObject(*entry, source->value(VXTypeKey), VXTypeKey);
+        entry->insert(VXNameKey, itemName(*source));
+        tryToSetObject(*entry, source->value(VXPathKey), VXPathKey);
+        if (active)
+            entry->insert(VXTimeKey, *active);
+        if (front)
+            entry->insert(VXFrontTimeKey, *front);
+        entry->insert(VXSourceKey, std::move(source));
+        return entry;
+    }
+
+    // The seconds of the log inside the range, when anything of it is inside.
+    std::optional<double> timeOf(const VXBinaryPropertyListView::Container &item, const QString &logKey,
+                                 double timestamp, double otherTimestamp)
+    {
+        const VXBinaryPropertyListView::Container log = view.container(view.valueForKey(item, logKey));
+        if (log.kind != VXBinaryPropertyListView::Kind::Array)
+            return std::nullopt;
+        const auto numberAt = [&](std::size_t i) { return view.numberAt(log, i); };
+        double lastBefore = -1.0;
+        const std::size_t first = VXFirstInRange(log.count, numberAt, std::min(timestamp, otherTimestamp), &lastBefore);
+        VXEventStreamClipper<decltype(numberAt)> clipper(log.count, numberAt, timestamp, otherTimestamp, first,
+                                                         lastBefore);
+        double value = 0.0;
+        bool inside = false;
+        while (clipper.next(value))
+            inside = true;
+        return inside ? std::optional<double>(clipper.interval()) : std::nullopt;
+    }
+
+    VXBinaryPropertyListView &view;
+    bool onlyWithEvents;
+};
+
+std::vector<VXBinaryPropertyListView::Object> itemsOf(VXBinaryPropertyListView &view,
+                                                      const VXBinaryPropertyListView::Container &container)
+{
+    std::vector<VXBinaryPropertyListView::Object> items;
+    items.reserve(container.count);
+    for (std::uint64_t i = 0; i < container.count && !view.isDamaged(); ++i) {
+        items.push_back(container.kind == VXBinaryPropertyListView::Kind::Dictionary ? view.valueAt(container, i)
+                                                                                     : view.itemAt(container, i));
+    }
+    return items;
+}
+
+std::vector<VXBinaryPropertyListView::Object> windowsOf(ViewSource &source,
+                                                        const VXBinaryPropertyListView::Object &application, int)
+{
+    return VXItemsOf(source.view, application, VXWindowsByNameKey, VXBinaryPropertyListView::Kind::Dictionary);
+}
+
+std::vector<VXBinaryPropertyListView::Object> childrenOf(ViewSource &source,
+                                                         const VXBinaryPropertyListView::Object &item, int)
+{
+    return VXItemsOf(source.view, item, VXChildrenKey, VXBinaryPropertyListView::Kind::Array);
 }
 
 // A snapshot node and every node below it, each level in name order.
@@ -148,13 +246,13 @@ void collectEventLogsClippedBetweenTimestamp(const VXDictionary &configuration, 
                                              const Visit &visit)
 {
     if (settings.applications) {
-        const Collector collector {timestamp, otherTimestamp, settings, rows, &VXListRows::applicationListHasRowForItem,
-                                   visit};
+        TreeSource source {settings, rows, &VXListRows::applicationListHasRowForItem};
+        const Collector<TreeSource> collector {source, timestamp, otherTimestamp, settings, visit};
         collector.collect(valuesOf(configuration.value(VXApplicationsKey).dictionary()), 0, 1, windowsOf);
     }
     if (settings.pools) {
-        const Collector collector {timestamp, otherTimestamp, settings, rows, &VXListRows::poolListHasRowForItem,
-                                   visit};
+        TreeSource source {settings, rows, &VXListRows::poolListHasRowForItem};
+        const Collector<TreeSource> collector {source, timestamp, otherTimestamp, settings, visit};
         collector.collect(valuesOf(configuration.value(VXPoolsKey).array()), 0, 2, childrenOf);
     }
 }
@@ -186,4 +284,39 @@ VXArrayRef reportSnapshotEventLogsClippedBetweenTimestamp(const VXDictionary &sn
 VXComparisonResult VXSortReportSnapshotItems(const VXValue &a, const VXValue &b)
 {
     return VXSortItemsWithSortColumn(a, b, 0);
+}
+
+bool collectEventTimesBetweenTimestamp(VXBinaryPropertyListView &view, double timestamp, double otherTimestamp,
+                                       const VXReportContentSettings &settings, const Visit &visit)
+{
+    ViewSource source {view, settings.liveReportContent == kContentItemsWithEvents};
+    const Collector<ViewSource> collector {source, timestamp, otherTimestamp, settings, visit};
+    if (settings.applications)
+        collector.collect(VXItemsOf(view, view.root(), VXApplicationsKey, VXBinaryPropertyListView::Kind::Dictionary),
+                          0, 1, windowsOf);
+    if (settings.pools)
+        collector.collect(VXItemsOf(view, view.root(), VXPoolsKey, VXBinaryPropertyListView::Kind::Array), 0, 2,
+                          childrenOf);
+    return !view.isDamaged();
+}
+
+VXDictionaryRef VXItemWithoutLogs(VXBinaryPropertyListView &view, VXBinaryPropertyListView::Object item)
+{
+    static const QSet<QString> kLogs {VXActiveLogKey, VXFrontActiveLogKey};
+    static const QSet<QString> kLogsAndTables {VXActiveLogKey, VXFrontActiveLogKey, VXWindowsByNameKey, VXChildrenKey};
+    if (view.container(item).kind != VXBinaryPropertyListView::Kind::Dictionary)
+        return VXDictionaryRef();
+    VXDictionaryRef source = view.value(item, kLogsAndTables).dictionaryRef();
+    // A pool's name may be made of its members' names.
+    if (source && source->value(VXPathKey).stringRef() == VXPoolPathMarker)
+        source = view.value(item, kLogs).dictionaryRef();
+    return source;
+}
+
+std::vector<VXBinaryPropertyListView::Object> VXItemsOf(VXBinaryPropertyListView &view,
+                                                        VXBinaryPropertyListView::Object object, const QString &key,
+                                                        VXBinaryPropertyListView::Kind kind)
+{
+    const VXBinaryPropertyListView::Container container = view.container(view.valueForKey(object, key));
+    return container.kind == kind ? itemsOf(view, container) : std::vector<VXBinaryPropertyListView::Object>();
 }

@@ -15,6 +15,7 @@
 // The live report takes these from the configuration, filtered by the report's settings and by
 // the organizer's rows; a snapshot report takes every node of its snapshot configuration.
 
+#include "VXBinaryPropertyListReader.h"
 #include "VXSorting.h"
 #include "VXValue.h"
 
@@ -22,6 +23,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <vector>
 
 class VXListRows;
 class VXUserDefaults;
@@ -51,6 +53,25 @@ void getFirstTimestamp(const VXDictionary &configuration, double *firstTimestamp
 void collectEventLogsClippedBetweenTimestamp(const VXDictionary &configuration, double timestamp, double otherTimestamp,
                                              const VXReportContentSettings &settings, const VXListRows *rows,
                                              const std::function<void(const VXDictionaryRef &entry, int depth)> &visit);
+
+// The same walk over a record read in place, for content 1 and 2 (no list filter): the entries
+// hold the items' times ("Time", "Front Time") but not their clipped logs. Each log's walk
+// starts where the range does, found by halving: logs are in time order, as the tracker writes
+// them. False when the record turned out damaged (the entries handed out are then not whole).
+bool collectEventTimesBetweenTimestamp(VXBinaryPropertyListView &view, double timestamp, double otherTimestamp,
+                                       const VXReportContentSettings &settings,
+                                       const std::function<void(const VXDictionaryRef &entry, int depth)> &visit);
+
+// An item of a record read in place without its logs and the tables below it (a pool made of
+// its members keeps them, since they make its name): what its name, type and path are read
+// from. Null for what is no dictionary, and when the record is damaged.
+VXDictionaryRef VXItemWithoutLogs(VXBinaryPropertyListView &view, VXBinaryPropertyListView::Object item);
+
+// The items of the table under `key` of a record read in place, when it is of that kind (the
+// values of a dictionary, the items of an array); none otherwise.
+std::vector<VXBinaryPropertyListView::Object> VXItemsOf(VXBinaryPropertyListView &view,
+                                                        VXBinaryPropertyListView::Object object, const QString &key,
+                                                        VXBinaryPropertyListView::Kind kind);
 
 // The same as one list: what the live report asks for.
 VXArrayRef eventLogsClippedBetweenTimestamp(const VXDictionary &configuration, double timestamp, double otherTimestamp,

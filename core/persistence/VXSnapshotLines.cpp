@@ -67,16 +67,14 @@ std::size_t addEventStream(VXSnapshotLines &self, const VXDictionary &item, VXSn
 
     const std::size_t before = self.lines.size();
     const auto labels = static_cast<std::uint32_t>(self.labels.size());
-    double remembered = -1.0;
-    VXClipEventStream(*stream, timestamp, otherTimestamp, [&](double value) {
-        // Only a change between opening and closing counts; a closing ends the line that the
-        // remembered opening began.
-        if ((value > 0) == (remembered > 0))
-            return;
-        if (value < 0)
-            self.lines.push_back({labels, asColumnsWithPrefix, remembered, -value});
-        remembered = value;
-    });
+    const std::vector<VXValue> &items = stream->items();
+    const auto numberAt = [&items](std::size_t i) { return items[i].toDouble(); };
+    VXEventStreamClipper<decltype(numberAt)> clipper(items.size(), numberAt, timestamp, otherTimestamp);
+    double opening = -1.0;
+    double begin = 0.0;
+    double end = 0.0;
+    while (VXNextPeriod(clipper, opening, begin, end))
+        self.lines.push_back({labels, asColumnsWithPrefix, begin, end});
     const std::size_t added = self.lines.size() - before;
     if (added > 0)
         self.labels.push_back({pool, poolNotes, application, window});

@@ -7,8 +7,12 @@
 
 #include <QStringDecoder>
 
+#include <QSet>
+
+#include <algorithm>
 #include <bit>
 #include <cstring>
+#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -31,12 +35,25 @@ public:
     {
     }
 
+    // Reads the whole tree.
     VXValue read()
     {
+        if (!open())
+            return VXValue();
+        m_state.resize(m_objectCount);   // kUnread
+        VXValue root = object(m_topObject, 0);
+        if (m_failed)
+            return VXValue();
+        return root;
+    }
+
+    // Checks the header and the trailer and readies the reading of single objects.
+    bool open()
+    {
         if (m_size < kHeaderSize + kTrailerSize + 1)
-            return fail("it is too short");
+            return refuse("it is too short");
         if (std::memcmp(m_bytes, "bplist00", kHeaderSize) != 0)
-            return fail("it does not start with bplist00");
+            return refuse("it does not start with bplist00");
         const std::uint8_t *trailer = m_bytes + m_size - kTrailerSize;
         m_offsetWidth = trailer[6];
         m_refWidth = trailer[7];
@@ -44,31 +61,132 @@ public:
         const std::uint64_t topObject = bigEndian(trailer + 16, 8);
         const std::uint64_t tableOffset = bigEndian(trailer + 24, 8);
         if (m_offsetWidth < 1 || m_offsetWidth > 8 || m_refWidth < 1 || m_refWidth > 8)
-            return fail("its offset or reference width is out of range");
+            return refuse("its offset or reference width is out of range");
         const std::uint64_t objectArea = m_size - kTrailerSize;
         // Every object takes at least one byte and one table entry, which bounds the count.
         if (objectCount == 0 || objectCount > objectArea || topObject >= objectCount)
-            return fail("its object count or top object is out of range");
+            return refuse("its object count or top object is out of range");
         if (tableOffset < kHeaderSize || tableOffset > objectArea
             || objectCount > (objectArea - tableOffset) / m_offsetWidth)
-            return fail("its offset table lies outside the data");
+            return refuse("its offset table lies outside the data");
         m_objectCount = objectCount;
+        m_topObject = topObject;
         m_table = m_bytes + tableOffset;
         m_tableOffset = tableOffset;
-        // References wider than needed for the count are allowed; values beyond it are not.
-        m_state.resize(objectCount);   // kUnread
         // Well-formed files never overlap objects, so what they expand to is bounded by their
         // size; objects laid over each other could otherwise expand quadratically.
-        m_budget = 2 * static_cast<std::uint64_t>(m_size) + 4096;
+        m_budget = fullBudget();
         m_expansionLimit = kExpansionFactor * static_cast<std::uint64_t>(m_size);
+        return true;
+    }
 
-        VXValue root = object(topObject, 0);
+    // Reading object by object, for a view: the same checks, met as the objects are.
+    void becomeView() { m_view = true; }
+    bool failed() const { return m_failed; }
+    std::uint64_t topObject() const { return m_topObject; }
+
+    // The container at `index`: its count and where its references start. False for an object
+    // of another type, and for damage (which fails the reader).
+    bool containerAt(std::uint64_t index, int depth, bool &isDictionary, std::uint64_t &length,
+                     const std::uint8_t *&references)
+    {
+        std::uint64_t position = 0;
+        if (!objectAt(index, position))
+            return false;
+        const std::uint8_t marker = m_bytes[position++];
+        const unsigned type = marker >> 4;
+        if (type < 0xA || type > 0xD)
+            return false;
+        if (depth >= VXPropertyListSerialization::kMaximumDepth)
+            return refuse("it is nested too deeply");
+        if (!count(marker, position, length))
+            return refuse("a container's count is malformed");
+        isDictionary = type == 0xD;
+        const std::uint64_t refs = isDictionary ? length * 2 : length;
+        if (length > m_tableOffset || !fits(position, refs * m_refWidth))
+            return refuse("a container's references run past the end of the objects");
+        references = m_bytes + position;
+        return true;
+    }
+
+    // The object a container's reference names; the object count (and a failed reader) when it
+    // names none.
+    std::uint64_t referenceAt(const std::uint8_t *references, std::uint64_t i)
+    {
+        const std::uint64_t child = reference(references + i * m_refWidth);
+        if (child >= m_objectCount)
+            refuse("a reference points past the last object");
+        return m_failed ? m_objectCount : child;
+    }
+
+    // Whether the dictionary key at `index` is `key`; a key that is no string fails.
+    bool keyIs(std::uint64_t index, QStringView key)
+    {
+        std::uint64_t position = 0;
+        if (!objectAt(index, position))
+            return false;
+        const std::uint8_t marker = m_bytes[position++];
+        if ((marker >> 4) == 0x5) {
+            std::uint64_t length = 0;
+            if (!count(marker, position, length) || !fits(position, length))
+                return refuse("a string runs past the end of the objects");
+            const char *at = reinterpret_cast<const char *>(m_bytes + position);
+            for (std::uint64_t i = 0; i < length; ++i) {
+                if (static_cast<std::uint8_t>(at[i]) >= 0x80)
+                    return refuse("an ASCII string holds a byte above 127");
+            }
+            return QLatin1StringView(at, static_cast<qsizetype>(length)) == key;
+        }
+        m_budget = fullBudget();
+        const VXValue decoded = object(index, 0);
         if (m_failed)
-            return VXValue();
-        return root;
+            return false;
+        if (!decoded.isString())
+            return refuse("a dictionary key is not a string");
+        return decoded.stringRef() == key;
+    }
+
+    // The number at `index` as VXValue::toDouble answers it (0 for what is no number).
+    double numberAt(std::uint64_t index)
+    {
+        std::uint64_t position = 0;
+        if (!objectAt(index, position))
+            return 0.0;
+        const std::uint8_t marker = m_bytes[position];
+        if (marker == 0x23 && fits(position + 1, 8))
+            return std::bit_cast<double>(load<std::uint64_t>(m_bytes + position + 1));
+        m_budget = fullBudget();
+        return object(index, 0).toDouble();
+    }
+
+    // The object at `index` and everything below it, `depth` levels down from the root, with
+    // the dictionary entries under `skippedKeys` left out at every level.
+    VXValue decode(std::uint64_t index, int depth, const QSet<QString> *skippedKeys)
+    {
+        // Each decoding shares nothing with the previous one (their keys left out may differ).
+        m_viewState.clear();
+        m_cache.clear();
+        m_expanded.clear();
+        m_skippedKeys = skippedKeys;
+        m_budget = fullBudget();
+        VXValue value = object(index, depth);
+        m_skippedKeys = nullptr;
+        return m_failed ? VXValue() : value;
     }
 
 private:
+    // Where the object at `index` begins; false (failing) when it lies outside the objects.
+    bool objectAt(std::uint64_t index, std::uint64_t &position)
+    {
+        if (m_failed)
+            return false;
+        if (index >= m_objectCount)
+            return refuse("a reference points past the last object");
+        if (!offsetOf(index, position))
+            return refuse("an object offset lies outside the data");
+        return true;
+    }
+
     // Per object: unread, being read (a reference back to it is a cycle), or the index + 2 of its
     // value in m_cache (and of its expanded size in m_expanded). Only strings, data and containers
     // are cached: they are what files share.
@@ -77,10 +195,15 @@ private:
 
     VXValue fail(const char *reason)
     {
+        refuse(reason);
+        return VXValue();
+    }
+    bool refuse(const char *reason)
+    {
         if (!m_failed)
             qCWarning(lcPlist, "cannot read binary property list: %s", reason);
         m_failed = true;
-        return VXValue();
+        return false;
     }
 
     // Offsets, references and numbers are 1, 2, 4 or 8 bytes wide, one width per table: those
@@ -155,7 +278,7 @@ private:
             return VXValue();
         if (index >= m_objectCount)
             return fail("a reference points past the last object");
-        const std::uint32_t state = m_state[index];
+        const std::uint32_t state = stateOf(index);
         if (state == kReading)
             return fail("its references form a cycle");
         if (state != kUnread)
@@ -299,16 +422,19 @@ private:
     {
         if (m_failed)
             return VXValue();
-        m_cache.push_back(value);
-        m_expanded.push_back(1);
-        m_state[index] = static_cast<std::uint32_t>(m_cache.size() + 1);
+        // Single objects read from a view are not shared with anything read later.
+        if (!m_view) {
+            m_cache.push_back(value);
+            m_expanded.push_back(1);
+            setState(index, static_cast<std::uint32_t>(m_cache.size() + 1));
+        }
         return value;
     }
 
     // How many objects the object read last at `index` expands to: its cached count, else 1.
     std::uint64_t expandedSize(std::uint64_t index) const
     {
-        const std::uint32_t state = m_state[index];
+        const std::uint32_t state = stateOf(index);
         return state >= 2 ? m_expanded[state - 2] : 1;
     }
 
@@ -318,6 +444,9 @@ private:
         total += child;
         return total <= m_expansionLimit;
     }
+
+    // Well-formed files never overlap objects, so what one reading decodes is bounded by their size.
+    std::uint64_t fullBudget() const { return 2 * static_cast<std::uint64_t>(m_size) + 4096; }
 
     bool spend(std::uint64_t amount)
     {
@@ -369,7 +498,7 @@ private:
             return fail("its objects overlap and expand beyond its size");
         const std::uint8_t *at = m_bytes + position;
 
-        m_state[index] = kReading;
+        setState(index, kReading);
         VXValue result;
         std::uint64_t expanded = 1;
         const char *const expansion = "its shared objects expand to far more than its size";
@@ -401,6 +530,8 @@ private:
                     return VXValue();
                 if (!key.isString())
                     return fail("a dictionary key is not a string");
+                if (m_skippedKeys && m_skippedKeys->contains(key.stringRef()))
+                    continue;
                 const std::uint64_t child = reference(values + i * m_refWidth);
                 VXValue item = object(child, depth + 1);
                 if (m_failed)
@@ -413,12 +544,33 @@ private:
         }
         m_cache.push_back(result);
         m_expanded.push_back(expanded);
-        m_state[index] = static_cast<std::uint32_t>(m_cache.size() + 1);
+        setState(index, static_cast<std::uint32_t>(m_cache.size() + 1));
         return result;
+    }
+
+    // Per object state: a table for the whole file when reading it all; for a view, which reads
+    // few objects of a large file, only those it met.
+    std::uint32_t stateOf(std::uint64_t index) const
+    {
+        if (!m_view)
+            return m_state[index];
+        const auto found = m_viewState.find(index);
+        return found == m_viewState.end() ? kUnread : found->second;
+    }
+    void setState(std::uint64_t index, std::uint32_t state)
+    {
+        if (m_view)
+            m_viewState[index] = state;
+        else
+            m_state[index] = state;
     }
 
     const std::uint8_t *m_bytes;
     std::size_t m_size;
+    bool m_view = false;
+    std::unordered_map<std::uint64_t, std::uint32_t> m_viewState;
+    const QSet<QString> *m_skippedKeys = nullptr;   // left out of dictionaries (a view's reading)
+    std::uint64_t m_topObject = 0;
     unsigned m_offsetWidth = 0;
     unsigned m_refWidth = 0;
     std::uint64_t m_objectCount = 0;
@@ -442,4 +594,112 @@ bool VXBinaryPropertyListReader::hasBinaryMagic(const QByteArray &data)
 VXValue VXBinaryPropertyListReader::read(const QByteArray &data)
 {
     return Reader(data).read();
+}
+
+struct VXBinaryPropertyListView::Impl : Reader {
+    using Reader::Reader;
+};
+
+VXBinaryPropertyListView::VXBinaryPropertyListView(const QByteArray &data) : m_reader(std::make_unique<Impl>(data))
+{
+    m_reader->becomeView();
+    m_reader->open();
+}
+
+VXBinaryPropertyListView::~VXBinaryPropertyListView() = default;
+
+bool VXBinaryPropertyListView::isDamaged() const
+{
+    return m_reader->failed();
+}
+
+VXBinaryPropertyListView::Object VXBinaryPropertyListView::root() const
+{
+    return m_reader->failed() ? Object() : Object {m_reader->topObject(), 0};
+}
+
+VXBinaryPropertyListView::Container VXBinaryPropertyListView::container(Object object)
+{
+    Container result;
+    if (object.isNull())
+        return result;
+    bool isDictionary = false;
+    if (m_reader->containerAt(object.index, object.depth, isDictionary, result.count, result.references)) {
+        result.kind = isDictionary ? Kind::Dictionary : Kind::Array;
+        result.depth = object.depth;
+    } else {
+        result.count = 0;
+    }
+    return result;
+}
+
+VXBinaryPropertyListView::Object VXBinaryPropertyListView::itemAt(const Container &array, std::uint64_t i)
+{
+    if (array.kind != Kind::Array || i >= array.count)
+        return Object();
+    return childAt(array, i);
+}
+
+VXBinaryPropertyListView::Object VXBinaryPropertyListView::valueAt(const Container &dictionary, std::uint64_t i)
+{
+    if (dictionary.kind != Kind::Dictionary || i >= dictionary.count)
+        return Object();
+    return childAt(dictionary, dictionary.count + i);
+}
+
+VXBinaryPropertyListView::Object VXBinaryPropertyListView::valueForKey(const Container &dictionary, QStringView key)
+{
+    if (dictionary.kind != Kind::Dictionary)
+        return Object();
+    // The last of equal keys, as the tree keeps it.
+    Object found;
+    for (std::uint64_t i = 0; i < dictionary.count; ++i) {
+        const Object name = childAt(dictionary, i);
+        if (name.isNull())
+            return Object();
+        if (m_reader->keyIs(name.index, key))
+            found = valueAt(dictionary, i);
+        if (m_reader->failed())
+            return Object();
+    }
+    return found;
+}
+
+VXBinaryPropertyListView::Object VXBinaryPropertyListView::valueForKey(Object dictionary, QStringView key)
+{
+    return valueForKey(container(dictionary), key);
+}
+
+double VXBinaryPropertyListView::numberAt(const Container &array, std::uint64_t i)
+{
+    const Object item = itemAt(array, i);
+    return item.isNull() ? 0.0 : m_reader->numberAt(item.index);
+}
+
+std::size_t VXBinaryPropertyListView::numbersAt(const Container &array, std::uint64_t first, std::size_t count,
+                                                double *out)
+{
+    if (array.kind != Kind::Array || first >= array.count)
+        return 0;
+    const std::size_t read = static_cast<std::size_t>(std::min<std::uint64_t>(count, array.count - first));
+    for (std::size_t i = 0; i < read; ++i) {
+        const std::uint64_t child = m_reader->referenceAt(array.references, first + i);
+        out[i] = m_reader->failed() ? 0.0 : m_reader->numberAt(child);
+    }
+    return read;
+}
+
+VXValue VXBinaryPropertyListView::value(Object object, const QSet<QString> &skippedKeys)
+{
+    if (object.isNull())
+        return VXValue();
+    return m_reader->decode(object.index, object.depth, skippedKeys.isEmpty() ? nullptr : &skippedKeys);
+}
+
+VXBinaryPropertyListView::Object VXBinaryPropertyListView::childAt(const Container &container, std::uint64_t reference)
+{
+    const std::uint64_t child = m_reader->referenceAt(container.references, reference);
+    if (m_reader->failed())
+        return Object();
+    return Object {child, container.depth + 1};
 }

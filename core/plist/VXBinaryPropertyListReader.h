@@ -3,6 +3,12 @@
 #include "VXValue.h"
 
 #include <QByteArray>
+#include <QSet>
+#include <QString>
+#include <QStringView>
+
+#include <cstdint>
+#include <memory>
 
 // Reads the binary property-list format "bplist00": every object type (null and fill are
 // refused, since a tree cannot hold them; sets read as arrays, UIDs as {"CF$UID": n}), integers of
@@ -19,4 +25,59 @@ class VXBinaryPropertyListReader
 public:
     static VXValue read(const QByteArray &data);
     static bool hasBinaryMagic(const QByteArray &data);
+};
+
+// The same format read object by object over data that stays where it is (a mapped file): the
+// parts a caller asks for, without decoding the rest into a tree. Every object it reads gets the
+// checks of the full reader above; damage in what it reads makes it damaged (one log line) and
+// every later answer empty, and it never reads outside the data. Damage in parts it never reads
+// goes unnoticed.
+class VXBinaryPropertyListView
+{
+public:
+    // An object of the data, `depth` levels below the root (the nesting bound counts from there).
+    struct Object {
+        std::uint64_t index = ~std::uint64_t(0);
+        int depth = 0;
+        bool isNull() const { return index == ~std::uint64_t(0); }
+    };
+    enum class Kind : std::uint8_t { None, Array, Dictionary };
+    // A container, read once for walking its entries: arrays and sets have `count` items,
+    // dictionaries `count` keys and as many values. Kind::None for any other object.
+    struct Container {
+        Kind kind = Kind::None;
+        std::uint64_t count = 0;
+        const std::uint8_t *references = nullptr;
+        int depth = 0;
+    };
+
+    // Refers to `data`, which must outlive the view.
+    explicit VXBinaryPropertyListView(const QByteArray &data);
+    ~VXBinaryPropertyListView();
+    VXBinaryPropertyListView(const VXBinaryPropertyListView &) = delete;
+    VXBinaryPropertyListView &operator=(const VXBinaryPropertyListView &) = delete;
+
+    bool isDamaged() const;
+    Object root() const;
+    Container container(Object object);
+    Object itemAt(const Container &array, std::uint64_t i);
+    Object valueAt(const Container &dictionary, std::uint64_t i);
+    // The value of the key (the last one of equal keys, as the tree keeps it); null when there is
+    // none or the object is no dictionary.
+    Object valueForKey(const Container &dictionary, QStringView key);
+    Object valueForKey(Object dictionary, QStringView key);
+    // The i-th item of an array as a number, as VXValue::toDouble() answers it.
+    double numberAt(const Container &array, std::uint64_t i);
+    // Items `first` to `first + count` (or the array's end) as numbers into `out`, as numberAt()
+    // reads them; answers how many were read.
+    std::size_t numbersAt(const Container &array, std::uint64_t first, std::size_t count, double *out);
+    // The object decoded into a tree, with the entries of `skippedKeys` left out of every
+    // dictionary in it; null when it is damaged.
+    VXValue value(Object object, const QSet<QString> &skippedKeys = {});
+
+private:
+    struct Impl;
+    Object childAt(const Container &container, std::uint64_t reference);
+
+    std::unique_ptr<Impl> m_reader;
 };

@@ -313,6 +313,67 @@ TEST(VXBinaryPropertyList, RefusesDamagedAndHostileData)
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("09")}, 1, 9)).isNull());
 }
 
+TEST(VXBinaryPropertyList, TheViewReadsPartsWithTheReadersChecks)
+{
+    const std::optional<QByteArray> good = VXBinaryPropertyListWriter::write(
+        dict({{"Applications",
+               dict({{"org.example.Mail",
+                      dict({{"Active Log", array({1.5, -2.5, VXValue(3LL), true})}, {"Name", s("M\u00e4il")}})}})},
+              {"Pools", array({})}}));
+    ASSERT_TRUE(good.has_value());
+    {
+        VXBinaryPropertyListView view(*good);
+        const auto applications = view.container(view.valueForKey(view.root(), s("Applications")));
+        ASSERT_EQ(applications.kind, VXBinaryPropertyListView::Kind::Dictionary);
+        ASSERT_EQ(applications.count, 1u);
+        const auto mail = view.valueAt(applications, 0);
+        const auto log = view.container(view.valueForKey(mail, s("Active Log")));
+        ASSERT_EQ(log.kind, VXBinaryPropertyListView::Kind::Array);
+        std::vector<double> numbers;
+        for (std::uint64_t i = 0; i < log.count; ++i)
+            numbers.push_back(view.numberAt(log, i));
+        EXPECT_EQ(numbers, (std::vector<double> {1.5, -2.5, 3.0, 1.0}));
+        EXPECT_TRUE(view.valueForKey(mail, s("Missing")).isNull());
+        EXPECT_TRUE(view.valueForKey(view.valueForKey(mail, s("Name")), s("Name")).isNull());   // no dictionary
+        EXPECT_EQ(view.value(mail, {s("Active Log")}), dict({{"Name", s("M\u00e4il")}}));
+        EXPECT_FALSE(view.isDamaged());
+    }
+
+    // Damaged data: every truncation and single-bit corruption of the file, and hostile files.
+    // Decoding from the root refuses exactly what the reader refuses; walking to the log meets
+    // the damage or reads within the data (the sanitizers watch).
+    std::vector<QByteArray> inputs {assemble({hex("a100")}, 1, 1),
+                                    assemble({hex("a101"), hex("a100")}, 1, 1),
+                                    assemble({hex("a105")}, 1, 1),
+                                    assemble({hex("af13ffffffffffffffff")}, 1, 1),
+                                    assemble({hex("d10101"), hex("1001")}, 1, 1),
+                                    assemble({hex("d10102"), hex("51ff"), hex("09")}, 1, 1)};
+    for (qsizetype n = 0; n < good->size(); ++n)
+        inputs.push_back(good->left(n));
+    for (qsizetype i = 0; i < good->size(); ++i) {
+        for (int bit = 0; bit < 8; ++bit) {
+            inputs.push_back(*good);
+            inputs.back()[i] = static_cast<char>(inputs.back()[i] ^ (1 << bit));
+        }
+    }
+    int refused = 0;
+    for (const QByteArray &input : inputs) {
+        const bool readerRefuses = VXBinaryPropertyListReader::read(input).isNull();
+        refused += readerRefuses ? 1 : 0;
+        VXBinaryPropertyListView whole(input);
+        EXPECT_EQ(whole.value(whole.root()).isNull(), readerRefuses) << input.toHex().toStdString();
+        EXPECT_EQ(whole.isDamaged(), readerRefuses) << input.toHex().toStdString();
+        VXBinaryPropertyListView walked(input);
+        const auto applications = walked.container(walked.valueForKey(walked.root(), s("Applications")));
+        for (std::uint64_t i = 0; i < applications.count; ++i) {
+            const auto log = walked.container(walked.valueForKey(walked.valueAt(applications, i), s("Active Log")));
+            for (std::uint64_t n = 0; n < log.count; ++n)
+                walked.numberAt(log, n);
+        }
+    }
+    EXPECT_GT(refused, good->size());
+}
+
 TEST(VXBinaryPropertyList, BoundsNestingAndExpansion)
 {
     // A chain of 100,000 arrays, each holding the next: refused at the depth limit, no stack

@@ -1,0 +1,398 @@
+// `wendle summary` and `wendle export` read a saved binary record in place, without its tree.
+// Their output must be the same bytes as the tree's: randomized records (open periods, empty and
+// missing logs, repeated openings, whole-number times, names that need CSV quoting, non-ASCII
+// titles, pools named by their members) written to a file, each read both ways for ranges
+// inside, across the ends of, and beyond the record. And a damaged record is refused, with no
+// file written.
+
+#include "VXCSVExport.h"
+#include "VXConfigurationKeys.h"
+#include "VXConfigurationStore.h"
+#include "VXExportCommand.h"
+#include "VXJournal.h"
+#include "VXPropertyListSerialization.h"
+#include "VXRecordReading.h"
+#include "VXSeededRandom.h"
+#include "VXSettingsTestSupport.h"
+#include "VXVirtualScheduler.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTextStream>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr double kFirst = 1'763'625'600.0;   // 2025-11-20 08:00 UTC
+constexpr double kLast = kFirst + 6 * 86400.0;
+
+const QString kNames[] = {QStringLiteral("Mail"),
+                          QStringLiteral("Mail, Inc."),
+                          QStringLiteral("say \"hi\""),
+                          QStringLiteral("Résumé — draft"),
+                          QStringLiteral("日本語のメモ ✓"),
+                          QStringLiteral("two\nlines"),
+                          QStringLiteral("tab\there; semicolon"),
+                          QStringLiteral("😀 emoji"),
+                          QString(),
+                          QStringLiteral("Editor")};
+
+// An event log in time order: periods inside [kFirst - a day, kLast], some still open at the
+// end, some with repeated openings or closings, some times whole numbers.
+VXArrayRef randomLog(VXSeededRandom &random)
+{
+    VXArrayRef log = VXMakeArray();
+    double time = kFirst - 86400.0 + random.uniform() * 86400.0;
+    const int periods = random.below(3) == 0 ? 0 : random.below(40);
+    for (int i = 0; i < periods && time < kLast; ++i) {
+        const bool whole = random.chance(0.2);
+        const auto add
+            = [&](double value) { log->append(whole ? VXValue(static_cast<long long>(value)) : VXValue(value)); };
+        add(time);
+        if (random.chance(0.05))
+            add(time + 1.0);   // a repeated opening
+        time += 1.0 + random.exponential() * 3600.0;
+        if (i + 1 == periods && random.chance(0.3))
+            break;   // still open
+        add(-std::min(time, kLast));
+        if (random.chance(0.05))
+            add(-std::min(time + 1.0, kLast));   // a repeated closing
+        time += random.exponential() * 7200.0;
+    }
+    return log;
+}
+
+VXDictionaryRef randomItem(VXSeededRandom &random, const QString &path)
+{
+    VXDictionaryRef item = VXMakeDictionary();
+    item->insert(VXNameKey, random.pick(kNames));
+    item->insert(VXPathKey, path);
+    for (const QString &key : {VXActiveLogKey, VXFrontActiveLogKey}) {
+        if (!random.chance(0.1))
+            item->insert(key, randomLog(random));
+    }
+    return item;
+}
+
+VXDictionaryRef randomRecord(std::uint64_t seed)
+{
+    VXSeededRandom random(seed);
+    VXDictionaryRef applications = VXMakeDictionary();
+    for (int a = random.below(6) + 1; a > 0; --a) {
+        VXDictionaryRef application = randomItem(random, QStringLiteral("/usr/bin/app%1").arg(a));
+        VXDictionaryRef windows = VXMakeDictionary();
+        VXArrayRef list = VXMakeArray();
+        for (int w = random.below(5); w > 0; --w) {
+            VXDictionaryRef window = randomItem(random, VXWindowPathMarker);
+            windows->insert(QStringLiteral("window %1").arg(w), window);
+            list->append(window);   // the same window, shared as the tracker keeps it
+        }
+        application->insert(VXWindowsByNameKey, windows);
+        application->insert(VXChildrenKey, list);
+        applications->insert(QStringLiteral("org.example.app%1").arg(a), application);
+    }
+    VXArrayRef pools = VXMakeArray();
+    for (int p = random.below(4); p > 0; --p) {
+        VXDictionaryRef pool = randomItem(random, random.chance(0.5) ? VXPoolPathMarker : QStringLiteral("/pool"));
+        pool->insert(VXTypeKey, VXPoolItemType);
+        if (random.chance(0.3))
+            pool->insert(VXNameKey, QString());   // named by its members
+        if (random.chance(0.5))
+            pool->insert(VXPoolNotesKey, QStringLiteral("notes, with \"quotes\"\nand ünïcode"));
+        VXArrayRef members = VXMakeArray();
+        for (int m = random.below(3) + 1; m > 0; --m) {
+            VXDictionaryRef member = randomItem(random, QStringLiteral("/usr/bin/member%1").arg(m));
+            VXArrayRef entries = VXMakeArray();
+            for (int e = random.below(3); e > 0; --e)
+                entries->append(randomItem(random, VXWindowPathMarker));
+            member->insert(VXChildrenKey, entries);
+            members->append(member);
+        }
+        pool->insert(VXChildrenKey, members);
+        pools->append(pool);
+    }
+    VXDictionaryRef configuration = VXMakeDictionary();
+    configuration->insert(VXFirstTimestampKey, kFirst);
+    configuration->insert(VXFirstPoolTimestampKey, kFirst);
+    configuration->insert(VXLastTimestampKey, kLast);
+    configuration->insert(VXApplicationsKey, applications);
+    configuration->insert(VXPoolsKey, pools);
+    return configuration;
+}
+
+struct Range {
+    const char *what;
+    double begin;
+    double end;
+};
+
+const Range kRanges[] = {
+    {"the whole record", kFirst - 86400.0, kLast},
+    {"a day inside", kFirst + 2 * 86400.0, kFirst + 3 * 86400.0},
+    {"an hour across many periods' starts", kFirst + 86400.0 + 1234.5, kFirst + 86400.0 + 5000.0},
+    {"across the end", kLast - 7200.0, kLast + 86400.0},
+    {"before the record", kFirst - 10 * 86400.0, kFirst - 9 * 86400.0},
+    {"after the record", kLast + 86400.0, kLast + 2 * 86400.0},
+};
+
+VXExportSettings exportSettings(int variant)
+{
+    VXExportSettings settings;
+    settings.poolNotes = variant % 2 == 1;
+    settings.total = variant != 0;
+    settings.front = variant != 3;
+    settings.window = variant != 2;
+    settings.columnSeparator = VXColumnSeparatorForValue(variant % 3);
+    settings.rowSeparator = VXRowSeparatorForValue(variant % 3);
+    return settings;
+}
+
+}   // namespace
+
+TEST(VXInPlaceRecord, SummaryAndExportAreTheTreesToTheByte)
+{
+    VXEnsureCoreApplication();
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("Default.plist"));
+    int tablesWithRows = 0;
+    for (std::uint64_t seed = 1; seed <= 40; ++seed) {
+        SCOPED_TRACE(seed);
+        ASSERT_TRUE(writeToBinaryFile(VXValue(randomRecord(seed)), path, true));
+        // The reference: the tree the file reads back as (its dictionaries in the file's order).
+        const VXDictionaryRef tree = VXReadRecordFile(path).configuration;
+        ASSERT_TRUE(tree);
+        const std::unique_ptr<VXMappedRecord> record = VXMappedRecord::open(path);
+        ASSERT_TRUE(record);
+        const VXDictionaryRef root = record->rootWithoutItems();
+        ASSERT_TRUE(root);
+        for (const Range &range : kRanges) {
+            SCOPED_TRACE(range.what);
+            for (int sortColumn = 0; sortColumn < 3; ++sortColumn) {
+                const QString expected = VXExportCommand::summaryTable(*tree, range.begin, range.end, sortColumn);
+                const std::optional<QString> inPlace
+                    = VXExportCommand::summaryTable(record->view(), *root, range.begin, range.end, sortColumn);
+                ASSERT_TRUE(inPlace);
+                EXPECT_EQ(expected.toStdString(), inPlace->toStdString());
+                tablesWithRows += expected.isEmpty() ? 0 : 1;
+            }
+            for (int variant = 0; variant < 4; ++variant) {
+                SCOPED_TRACE(variant);
+                const VXExportSettings settings = exportSettings(variant);
+                const std::optional<QByteArray> expected
+                    = CSVDataWithBeginTimestamp(tree.get(), range.begin, range.end, settings, nullptr);
+                ASSERT_TRUE(expected);
+                QByteArray written;
+                bool damaged = true;
+                ASSERT_TRUE(VXWriteCSVInPlace(
+                    record->view(), range.begin, range.end, settings,
+                    [&](const char *data, qsizetype size) {
+                        written.append(data, size);
+                        return true;
+                    },
+                    &damaged));
+                EXPECT_FALSE(damaged);
+                EXPECT_EQ(expected->toStdString(), written.toStdString());
+            }
+        }
+    }
+    // Most records have activity in most ranges: the comparisons compare something.
+    EXPECT_GT(tablesWithRows, 40 * 3 * 2);
+}
+
+TEST(VXInPlaceRecord, ALargeExportIsTheTreesToTheByte)
+{
+    // Enough periods (about 200,000 lines) that the export is written in several slices of time.
+    VXEnsureCoreApplication();
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("Default.plist"));
+    VXSeededRandom random(11);
+    VXDictionaryRef applications = VXMakeDictionary();
+    for (int a = 0; a < 60; ++a) {
+        VXDictionaryRef application = VXMakeDictionary();
+        application->insert(VXNameKey, random.pick(kNames));
+        VXDictionaryRef windows = VXMakeDictionary();
+        for (int w = 0; w < 4; ++w) {
+            VXDictionaryRef window = VXMakeDictionary();
+            window->insert(VXNameKey, random.pick(kNames));
+            for (const QString &key : {VXActiveLogKey, VXFrontActiveLogKey}) {
+                VXArrayRef log = VXMakeArray();
+                double time = kFirst;
+                for (int p = 0; p < 420; ++p) {
+                    log->append(time);
+                    time += std::floor(random.uniform() * 400.0) + 1.0;   // equal begins across logs
+                    log->append(-time);
+                    time += std::floor(random.uniform() * 800.0) + 1.0;
+                }
+                window->insert(key, log);
+            }
+            windows->insert(QStringLiteral("window %1").arg(w), window);
+        }
+        application->insert(VXWindowsByNameKey, windows);
+        applications->insert(QStringLiteral("org.example.app%1").arg(a), application);
+    }
+    VXDictionaryRef configuration = VXMakeDictionary();
+    configuration->insert(VXFirstTimestampKey, kFirst);
+    configuration->insert(VXLastTimestampKey, kLast);
+    configuration->insert(VXApplicationsKey, applications);
+    ASSERT_TRUE(writeToBinaryFile(VXValue(configuration), path, true));
+    const VXDictionaryRef tree = VXReadRecordFile(path).configuration;
+    const std::unique_ptr<VXMappedRecord> record = VXMappedRecord::open(path);
+    ASSERT_TRUE(tree && record);
+    VXExportSettings settings;
+    settings.total = true;
+    const std::optional<QByteArray> expected = CSVDataWithBeginTimestamp(tree.get(), kFirst, kLast, settings, nullptr);
+    ASSERT_TRUE(expected);
+    ASSERT_GT(expected->count('\n'), 150000);
+    QByteArray written;
+    bool damaged = false;
+    ASSERT_TRUE(VXWriteCSVInPlace(
+        record->view(), kFirst, kLast, settings,
+        [&](const char *data, qsizetype size) {
+            written.append(data, size);
+            return true;
+        },
+        &damaged));
+    EXPECT_TRUE(*expected == written);
+}
+
+TEST(VXInPlaceRecord, PeriodsOutOfOrderAreExportedInTheTreesOrder)
+{
+    // A hand-made log whose periods go back in time: the export sorts its lines all the same.
+    VXEnsureCoreApplication();
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("Default.plist"));
+    const VXDictionaryRef tree = randomRecord(7);
+    VXArrayRef backwards = VXMakeArray();
+    for (const double time : {kFirst + 5000.0, -(kFirst + 6000.0), kFirst + 100.0, -(kFirst + 200.0)})
+        backwards->append(time);
+    VXDictionaryRef odd = VXMakeDictionary();
+    odd->insert(VXNameKey, QStringLiteral("Odd"));
+    odd->insert(VXFrontActiveLogKey, backwards);
+    tree->value(VXApplicationsKey).dictionary()->insert(QStringLiteral("org.example.odd"), odd);
+    ASSERT_TRUE(writeToBinaryFile(VXValue(tree), path, true));
+    const VXDictionaryRef reference = VXReadRecordFile(path).configuration;
+    ASSERT_TRUE(reference);
+    const std::unique_ptr<VXMappedRecord> record = VXMappedRecord::open(path);
+    ASSERT_TRUE(record);
+    QByteArray written;
+    bool damaged = false;
+    ASSERT_TRUE(VXWriteCSVInPlace(
+        record->view(), kFirst - 86400.0, kLast, VXExportSettings(),
+        [&](const char *data, qsizetype size) {
+            written.append(data, size);
+            return true;
+        },
+        &damaged));
+    EXPECT_EQ(
+        CSVDataWithBeginTimestamp(tree.get(), kFirst - 86400.0, kLast, VXExportSettings(), nullptr)->toStdString(),
+        written.toStdString());
+}
+
+TEST(VXInPlaceRecord, TheCommandsReadInPlaceAndRefuseADamagedRecord)
+{
+    VXEnsureCoreApplication();
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    VXVirtualScheduler clock(kLast + 3600.0, QTimeZone::utc());
+    const QString path = folder.filePath(QStringLiteral("Default.plist"));
+    ASSERT_TRUE(writeToBinaryFile(VXValue(randomRecord(3)), path, true));
+    const VXDictionaryRef tree = VXReadRecordFile(path).configuration;
+    ASSERT_TRUE(tree);
+    VXExportCommand::Environment environment;
+    environment.clock = &clock;
+    environment.settingsFolder = folder.filePath(QStringLiteral("config"));
+    environment.socketPath = folder.filePath(QStringLiteral("no-wendle-runs.socket"));
+    environment.configurationPath = path;
+    const QString csv = folder.filePath(QStringLiteral("out.csv"));
+    const auto run = [&](bool summary, const QStringList &arguments, QString *out, QString *err) {
+        QTextStream outStream(out);
+        QTextStream errStream(err);
+        return summary ? VXExportCommand::runSummary(arguments, outStream, errStream, environment)
+                       : VXExportCommand::runExport(arguments, outStream, errStream, environment);
+    };
+
+    // The file written by the command is the tree's export, readable by its owner alone.
+    QString out;
+    QString err;
+    ASSERT_EQ(run(false, {QStringLiteral("-o"), csv}, &out, &err), VXExportCommand::Success) << err.toStdString();
+    QFile written(csv);
+    ASSERT_TRUE(written.open(QIODevice::ReadOnly));
+    const VXExportSettings settings;
+    EXPECT_EQ(written.readAll().toStdString(),
+              CSVDataWithBeginTimestamp(tree.get(), kFirst, kLast, settings, nullptr)->toStdString());
+    EXPECT_EQ(written.permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther), QFileDevice::Permissions());
+    written.close();
+    ASSERT_TRUE(QFile::remove(csv));
+    ASSERT_EQ(run(true, {}, &out, &err), VXExportCommand::Success) << err.toStdString();
+    EXPECT_TRUE(out.contains(VXExportCommand::summaryTable(*tree, kFirst, kLast, 1))) << out.toStdString();
+
+    // Every object offset pointing past the objects: both refuse, and no file is left.
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    QByteArray bytes = file.readAll();
+    const auto trailer = [&](int at, int width) {
+        quint64 value = 0;
+        for (int i = 0; i < width; ++i)
+            value = (value << 8) | static_cast<quint8>(bytes[bytes.size() - 32 + at + i]);
+        return value;
+    };
+    const qsizetype offsetWidth = static_cast<quint8>(bytes[bytes.size() - 32 + 6]);
+    const auto objects = static_cast<qsizetype>(trailer(8, 8));
+    const auto table = static_cast<qsizetype>(trailer(24, 8));
+    // Every array (the event logs, the lists of windows and members) made to lie past the objects:
+    // the root's own entries stay readable, so that the walk below it meets the damage.
+    int damaged = 0;
+    for (qsizetype i = 0; i < objects; ++i) {
+        quint64 offset = 0;
+        for (qsizetype b = 0; b < offsetWidth; ++b)
+            offset = (offset << 8) | static_cast<quint8>(bytes[table + i * offsetWidth + b]);
+        if ((static_cast<quint8>(bytes[qsizetype(offset)]) >> 4) == 0xA) {
+            bytes.replace(table + i * offsetWidth, offsetWidth, QByteArray(offsetWidth, '\xff'));
+            ++damaged;
+        }
+    }
+    ASSERT_GT(damaged, 0);
+    file.seek(0);
+    file.write(bytes);
+    file.close();
+    for (const bool summary : {false, true}) {
+        SCOPED_TRACE(summary ? "summary" : "export");
+        out.clear();
+        err.clear();
+        const QStringList arguments = summary ? QStringList() : QStringList {QStringLiteral("-o"), csv};
+        EXPECT_EQ(run(summary, arguments, &out, &err), VXExportCommand::Failure) << out.toStdString();
+        EXPECT_TRUE(err.contains(QStringLiteral("damaged"))) << err.toStdString();
+    }
+    EXPECT_FALSE(QFile::exists(csv));
+}
+
+TEST(VXInPlaceRecord, AJournalWithEntriesSendsTheCommandsToTheTree)
+{
+    VXEnsureCoreApplication();
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("Default.plist"));
+    ASSERT_TRUE(writeToBinaryFile(VXValue(randomRecord(5)), path, true));
+    const QString journal = VXConfigurationStore::journalPathFor(path);
+    struct Case {
+        const char *what;
+        qsizetype journalSize;   // -1: no journal
+        bool inPlace;
+    } cases[] = {{"no journal", -1, true},
+                 {"a journal without entries", VXJournalFile::kHeaderSize, true},
+                 {"a journal with an entry", VXJournalFile::kHeaderSize + 16, false}};
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        QFile::remove(journal);
+        if (c.journalSize >= 0) {
+            QFile file(journal);
+            ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+            file.write(QByteArray(c.journalSize, '\0'));
+        }
+        EXPECT_EQ(VXMappedRecord::open(path) != nullptr, c.inPlace);
+    }
+}
