@@ -20,6 +20,7 @@
 // whole at the next flush, which starts a new journal. A journal whose header names another
 // record is set aside, never applied.
 
+#include "VXTreeSnapshots.h"
 #include "VXValue.h"
 
 #include <QByteArray>
@@ -119,6 +120,12 @@ public:
     // Appends what changed since the last flush (or saves whole, see above). Runs by itself
     // kFlushInterval after the first change; the program calls it before it ends abruptly.
     void flush();
+    // Before a full save that takes a snapshot of the tree with `previous` the last one taken:
+    // appends what changed since the last flush, then answers which items did not move since
+    // `previous`, for the snapshot to share them unseen. Nothing when the journal cannot tell
+    // (the tree was replaced, or `previous` is not the save the journal continues): the snapshot
+    // then compares the tree whole.
+    VXSettledParts settledSince(const VXDictionaryRef &previous);
     // The entry the next flush would write (empty when nothing changed), without writing it;
     // nothing when the tree must be saved whole instead.
     std::optional<QByteArray> entry();
