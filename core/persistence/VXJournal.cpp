@@ -13,6 +13,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <utility>
 
 const QString VXJournal::kFlushOperation = QStringLiteral("flushJournal");
 
@@ -603,7 +604,7 @@ struct VXJournal::Mark {
     const VXDictionary *parent = nullptr;   // a pool member's or entry's
     // The item of the last full save that the mark started from, and whether the item moved
     // since (itself, or an item within it): an item that did not is still equal to it.
-    const VXDictionary *base = nullptr;
+    VXDictionaryRef base;
     bool moved = false;
     // Applications: the window table's size and the listed windows.
     std::size_t windowCount = 0;
@@ -647,8 +648,46 @@ struct VXJournal::Encoder {
 
     void reset(const VXDictionaryRef &snapshot, const VXDictionary &live)
     {
-        base = snapshot;
         marks.clear();
+        startFrom(snapshot, live);
+    }
+
+    // A full save wrote `snapshot`, the live tree as the marks describe it: the applications'
+    // and windows' marks stay (they would be made again, window by window, at the next entry),
+    // tied to the saved items; the pool items are marked anew.
+    void carryOver(const VXDictionaryRef &snapshot, const VXDictionary &live)
+    {
+        const VXDictionary *applications = snapshot->value(VXApplicationsKey).dictionary();
+        const auto saved = [](const VXDictionary *table, const QString &key) {
+            VXDictionary *item = table ? table->value(key).dictionary() : nullptr;
+            return VXDictionaryRef(item);
+        };
+        for (auto it = marks.begin(); it != marks.end();) {
+            Mark &mark = it->second;
+            if (mark.depth) {
+                it = marks.erase(it);
+                continue;
+            }
+            mark.number = -1;
+            if (!mark.application && (mark.moved || !mark.base))
+                mark.base = saved(applications, mark.key);
+            ++it;
+        }
+        for (auto &[item, mark] : marks) {
+            if (mark.application && (mark.moved || !mark.base)) {
+                const VXDictionary *application = marks.at(mark.application).base.get();
+                mark.base
+                    = saved(application ? application->value(VXWindowsByNameKey).dictionary() : nullptr, mark.key);
+            }
+        }
+        for (auto &[item, mark] : marks)
+            mark.moved = false;
+        startFrom(snapshot, live);
+    }
+
+    void startFrom(const VXDictionaryRef &snapshot, const VXDictionary &live)
+    {
+        base = snapshot;
         nextNumber = 0;
         broken = false;
         for (std::size_t i = 0; i < root.size(); ++i)
@@ -686,7 +725,7 @@ struct VXJournal::Encoder {
             mark.depth = std::uint8_t(depth + 1);
             mark.path = at;
             mark.parent = owner;
-            mark.base = baseItem;
+            mark.base = VXDictionaryRef(const_cast<VXDictionary *>(baseItem));
             mark.take(*item);
             poolItems.push_back(item);
             if (depth < 2)
@@ -712,7 +751,7 @@ struct VXJournal::Encoder {
     const VXDictionary *settled(const VXDictionary &live) const
     {
         auto found = marks.find(&live);
-        return found != marks.end() && !found->second.moved ? found->second.base : nullptr;
+        return found != marks.end() && !found->second.moved ? found->second.base.get() : nullptr;
     }
 
     // ---- Naming
@@ -882,7 +921,7 @@ struct VXJournal::Encoder {
             Mark &mark = found->second;
             mark.keep = VXDictionaryRef(&application);
             mark.key = key;
-            mark.base = baseApplication;
+            mark.base = VXDictionaryRef(const_cast<VXDictionary *>(baseApplication));
             mark.take(*baseApplication);
             const VXDictionary *baseWindows = baseApplication->value(VXWindowsByNameKey).dictionary();
             mark.windowCount = baseWindows ? baseWindows->size() : 0;
@@ -914,7 +953,7 @@ struct VXJournal::Encoder {
                         continue;
                     }
                     Mark &added = addWindow(mark, title, *window);
-                    added.base = baseWindow;
+                    added.base = VXDictionaryRef(const_cast<VXDictionary *>(baseWindow));
                     added.take(*baseWindow);
                     windowMark = marks.find(window);
                 }
@@ -941,7 +980,7 @@ struct VXJournal::Encoder {
             return false;
         for (std::size_t i = 0; i < now.size(); ++i) {
             auto found = now[i] ? marks.find(now[i]) : marks.end();
-            if (found == marks.end() || !found->second.base || found->second.base != saved->at(i).dictionary())
+            if (found == marks.end() || !found->second.base || found->second.base.get() != saved->at(i).dictionary())
                 return false;
         }
         return true;
@@ -1118,6 +1157,7 @@ VXJournal::~VXJournal()
 
 void VXJournal::noteTick()
 {
+    m_marksCurrent = false;
     m_store.noteChange();
     if (!m_scheduler.isPending(this, kFlushOperation))
         m_scheduler.performAfterDelay(this, kFlushOperation, kFlushInterval, [this] { flush(); });
@@ -1133,7 +1173,10 @@ void VXJournal::rebase(const VXDictionaryRef &snapshot, bool changeFollows)
 {
     const VXDictionaryRef live = m_configuration();
     m_saveWhole = changeFollows || !snapshot || !live;
-    if (live && snapshot)
+    const bool marksCurrent = std::exchange(m_marksCurrent, false);
+    if (live && snapshot && marksCurrent && !m_saveWhole)
+        m_encoder->carryOver(snapshot, *live);
+    else if (live && snapshot)
         m_encoder->reset(snapshot, *live);
     else
         m_encoder->base = VXDictionaryRef();
@@ -1153,6 +1196,7 @@ VXSettledParts VXJournal::settledSince(const VXDictionaryRef &previous)
     m_scheduler.cancel(this, kFlushOperation);
     if (!payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload)))
         m_saveWhole = true;
+    m_marksCurrent = true;
     const Encoder *encoder = m_encoder.get();
     return [encoder](const VXDictionary &item) { return encoder->settled(item); };
 }

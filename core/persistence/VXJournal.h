@@ -140,5 +140,8 @@ private:
     VXConfigurationStore &m_store;
     std::function<VXDictionaryRef()> m_configuration;
     bool m_saveWhole = true;
+    // The marks describe the live tree as it is now (settledSince ran, no tick since): a full
+    // save of it keeps them.
+    bool m_marksCurrent = false;
     std::unique_ptr<Encoder> m_encoder;
 };

@@ -1,8 +1,8 @@
 // The half-hourly save's snapshot, taken from the last one and what the journal saw move since,
 // against the whole tree compared: random tracking (windows opening, closing and retitled, the
 // front switching, pools crediting) with saves in between. Every item the journal calls
-// settled equals its saved counterpart value for value, and every save writes the file a
-// snapshot of the whole tree would give.
+// settled equals its saved counterpart value for value, every save writes the file a snapshot
+// of the whole tree would give, and the journal that goes on after each save replays onto it.
 
 #include "VXConfigurationKeys.h"
 #include "VXConfigurationStore.h"
@@ -120,6 +120,20 @@ TEST(IncrementalSnapshots, SavesAfterRandomTrackingWriteTheWholeTreesFile)
                         << qPrintable(name) << " at step " << step;
                 }
             });
+            // The journal went on from the last save with the marks it kept: the record and the
+            // journal beside it give the tree back.
+            store.waitForPendingWrites();
+            const QByteArray record = readFile(dataHome.configurationFile());
+            const VXJournalFile::Contents journal
+                = VXJournalFile::read(readFile(dataHome.configurationFolder() + u"/Default.journal"_s), record);
+            ASSERT_EQ(journal.status, VXJournalFile::Contents::Status::Matches) << "at step " << step;
+            const VXDictionaryRef replayed = deeplyMutableDictionaryWithData(record);
+            VXJournalReplay replay(*replayed);
+            for (const QByteArray &entry : journal.entries)
+                ASSERT_TRUE(replay.apply(entry)) << "at step " << step;
+            EXPECT_EQ(VXValue(replayed), VXValue(controller.configuration()))
+                << "at step " << step << ": "
+                << firstDifference(VXValue(replayed), VXValue(controller.configuration()));
             store.noteChange();
             store.writeWhole();
             store.waitForPendingWrites();
