@@ -124,7 +124,8 @@ public:
     // appends what changed since the last flush, then answers which items did not move since
     // `previous`, for the snapshot to share them unseen. Nothing when the journal cannot tell
     // (the tree was replaced, or `previous` is not the save the journal continues): the snapshot
-    // then compares the tree whole.
+    // then compares the tree whole. The answer holds until the tree changes or the journal
+    // flushes or rebases again.
     VXSettledParts settledSince(const VXDictionaryRef &previous);
     // The entry the next flush would write (empty when nothing changed), without writing it;
     // nothing when the tree must be saved whole instead.
