@@ -1,6 +1,6 @@
 // What the journal and the saves cost on a heavy record with a busy desktop, run by hand:
 //
-//   bench_journal [--years N]
+//   bench_journal [--years N] [--saves-only]
 //
 // 1. An hour of a busy desktop in virtual time (a front switch every 10 s among six
 //    applications, a window title changing at each switch) through the real controller, on a
@@ -10,8 +10,9 @@
 // 2. A working day's journal (8 hours of the same) replayed onto its record, as at start-up:
 //    the replay alone, and the save of the recovered record after it.
 // 3. The half-hourly save of a one-year and an N-year record (default 10): the main thread's
-//    part (the snapshot taken, the first one after start and a later one), and the resident
-//    memory before the save and after the writer thread is done.
+//    part (the snapshot taken, the first one after start and a later one), told by the journal
+//    which items moved since the last save, against the same save comparing the whole tree in
+//    the same run; and the resident memory before the save and after the writer thread is done.
 //
 // CPU times are thread CPU times of the main thread (clock_gettime), best of three where
 // repeated; the load average is printed first, since the machine is shared.
@@ -37,6 +38,7 @@
 #include <cstdio>
 #include <ctime>
 #include <malloc.h>
+#include <memory>
 #include <unistd.h>
 
 namespace {
@@ -211,6 +213,63 @@ void dayReplay()
                 double(journal.size()) / 1024.0, entries, best * 1000, load * 1000, store.recoveredSeconds());
 }
 
+struct SaveFigures {
+    double first = 0;   // main-thread CPU of the first save after start (nothing to share with yet)
+    double later = 1e9;   // of a half-hourly save, best of 3
+    double worst = 0;   // and worst of 3 (the journal's first entry after start marks what moved)
+    double residentAtStart = 0;
+    double residentBefore = 0;   // with the first save's snapshot kept
+    double residentAfter = 0;   // after three more saves
+};
+
+// The half-hourly save of `live`, with the journal that tells what moved since the last save
+// or without it (every value of the tree compared: the reference).
+SaveFigures measureSaves(const VXDictionaryRef &live, bool withJournal)
+{
+    Folders folders;
+    QDir().mkpath(folders.folder());
+    VXUserDefaults defaults;
+    VXVirtualScheduler time(kStart);
+    VXConfigurationStore store(defaults, time, [&] { return live; });
+    std::unique_ptr<VXJournal> journal;
+    if (withJournal) {
+        journal = std::make_unique<VXJournal>(time, store, [&] { return live; });
+        store.setJournal(journal.get());
+    }
+    SaveFigures figures;
+    malloc_trim(0);
+    figures.residentAtStart = residentMiB();
+    figures.first = threadSeconds();
+    store.writeWhole();
+    figures.first = threadSeconds() - figures.first;
+    store.waitForPendingWrites();
+    malloc_trim(0);
+    figures.residentBefore = residentMiB();
+    VXArray *log = nullptr;
+    for (const auto &entry : *live->value(VXApplicationsKey).dictionary()) {
+        if ((log = entry.value.dictionary()->value(VXActiveLogKey).array()))
+            break;
+    }
+    for (int round = 0; round < 3; ++round) {
+        // Half an hour's worth of change (a log grows, the totals move), then the half-hourly
+        // save's main-thread part.
+        live->insert(VXLastTimestampKey, kStart + round);
+        if (log)
+            log->append(kStart + round);
+        store.noteChange();
+        const double before = threadSeconds();
+        store.save(nullptr);
+        const double seconds = threadSeconds() - before;
+        figures.later = std::min(figures.later, seconds);
+        figures.worst = std::max(figures.worst, seconds);
+        store.waitForPendingWrites();
+    }
+    malloc_trim(0);
+    figures.residentAfter = residentMiB();
+    store.setJournal(nullptr);
+    return figures;
+}
+
 void savePause(int years)
 {
     for (int scale : {1, years}) {
@@ -219,43 +278,20 @@ void savePause(int years)
         parameters.eventLogNumbers *= scale;
         parameters.span *= scale;
         const VXDictionaryRef live = VXMakeHeavyConfiguration(parameters);
-        Folders folders;
-        QDir().mkpath(folders.folder());
-        VXUserDefaults defaults;
-        VXVirtualScheduler time(kStart);
-        VXConfigurationStore store(defaults, time, [&] { return live; });
-        malloc_trim(0);
-        const double residentAtStart = residentMiB();
-        double first = threadSeconds();
-        store.writeWhole();   // the first save after start: nothing to share with yet
-        first = threadSeconds() - first;
-        store.waitForPendingWrites();
-        malloc_trim(0);
-        const double residentBefore = residentMiB();
-        double later = 1e9;
-        VXArray *log = nullptr;
-        for (const auto &entry : *live->value(VXApplicationsKey).dictionary()) {
-            if ((log = entry.value.dictionary()->value(VXActiveLogKey).array()))
-                break;
-        }
-        for (int round = 0; round < 3; ++round) {
-            // Half an hour's worth of change (a log grows, the totals move), then the half-hourly
-            // save's main-thread part.
-            live->insert(VXLastTimestampKey, kStart + round);
-            if (log)
-                log->append(kStart + round);
-            store.noteChange();
-            const double before = threadSeconds();
-            store.save(nullptr);
-            later = std::min(later, threadSeconds() - before);
-            store.waitForPendingWrites();
-        }
-        malloc_trim(0);
+        const SaveFigures whole = measureSaves(live, false);
+        const SaveFigures told = measureSaves(live, true);
         std::printf("%d-year record (%d windows, %lld log numbers): main thread during a half-hourly save %.1f ms "
-                    "(best of 3; the first save after start %.1f ms)\n  resident %.0f MiB at start, %.0f MiB with "
-                    "the saved snapshot kept, %.0f MiB after three more saves\n",
-                    scale, parameters.windowCount, static_cast<long long>(parameters.eventLogNumbers), later * 1000,
-                    first * 1000, residentAtStart, residentBefore, residentMiB());
+                    "told by the journal what moved, %.1f ms comparing the whole tree (ratio %.3f; best of 3; worst "
+                    "%.1f and %.1f ms; the first save after start %.1f ms)\n",
+                    scale, parameters.windowCount, static_cast<long long>(parameters.eventLogNumbers),
+                    told.later * 1000, whole.later * 1000, told.later / whole.later, told.worst * 1000,
+                    whole.worst * 1000, told.first * 1000);
+        for (const SaveFigures *figures : {&told, &whole}) {
+            std::printf("  %s: resident %.0f MiB at start, %.0f MiB with the saved snapshot kept, %.0f MiB after "
+                        "three more saves\n",
+                        figures == &told ? "told" : "whole", figures->residentAtStart, figures->residentBefore,
+                        figures->residentAfter);
+        }
     }
 }
 
@@ -269,8 +305,10 @@ int main(int argc, char **argv)
     if (const qsizetype at = arguments.indexOf(QStringLiteral("--years")); at > 0 && at + 1 < arguments.size())
         years = arguments[at + 1].toInt();
     std::printf("load average: %s\n", loadAverage().constData());
-    busyHour();
-    dayReplay();
+    if (!arguments.contains(QStringLiteral("--saves-only"))) {
+        busyHour();
+        dayReplay();
+    }
     savePause(years);
     std::printf("load average: %s\n", loadAverage().constData());
     return 0;

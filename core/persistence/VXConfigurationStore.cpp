@@ -470,7 +470,10 @@ void VXConfigurationStore::writeWhole()
     const VXDictionaryRef configuration = m_configuration();
     if (!configuration)
         return;
-    const VXDictionaryRef snapshot = VXTreeSnapshot(configuration, m_lastSnapshot);
+    // The journal knows what moved since the last snapshot: the rest is shared unseen, so that a
+    // ten-year record costs the main thread what changed, not the whole tree.
+    const VXDictionaryRef snapshot = VXTreeSnapshot(
+        configuration, m_lastSnapshot, m_journal ? m_journal->settledSince(m_lastSnapshot) : VXSettledParts());
     if (!snapshot) {
         qCWarning(lcPersistence, "cannot save the configuration: it holds an empty value");
         return;

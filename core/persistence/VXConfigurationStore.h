@@ -150,6 +150,8 @@ public:
     void writeWhole();
     // Returns once the writer thread has written (or failed to write) what it was given.
     void waitForPendingWrites();
+    // The snapshot of the last full save handed to the writer (null before the first).
+    const VXDictionaryRef &lastSnapshot() const { return m_lastSnapshot; }
 
     // The sampler changed the tree: the next periodic save has something to write.
     void noteChange() { m_changed = true; }

@@ -13,6 +13,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <utility>
 
 const QString VXJournal::kFlushOperation = QStringLiteral("flushJournal");
 
@@ -600,6 +601,11 @@ struct VXJournal::Mark {
     LogMark logs[2];
     QString key;   // under "Applications" or "Windows By Name"
     const VXDictionary *application = nullptr;   // a window's
+    const VXDictionary *parent = nullptr;   // a pool member's or entry's
+    // The item of the last full save that the mark started from, and whether the item moved
+    // since (itself, or an item within it): an item that did not is still equal to it.
+    VXDictionaryRef base;
+    bool moved = false;
     // Applications: the window table's size and the listed windows.
     std::size_t windowCount = 0;
     bool childrenKnown = false;
@@ -624,6 +630,7 @@ struct VXJournal::Encoder {
     // A list of pool items that the tracker sorts in place.
     struct List {
         VXArrayRef array;
+        const VXDictionary *owner = nullptr;   // the pool item holding it (none for "Pools")
         std::uint8_t depth = 0;   // 0 "Pools", 1 a pool's members, 2 a member's entries
         std::array<std::uint32_t, 3> path {};
         std::vector<const VXDictionary *> written;   // the order last written
@@ -641,23 +648,64 @@ struct VXJournal::Encoder {
 
     void reset(const VXDictionaryRef &snapshot, const VXDictionary &live)
     {
-        base = snapshot;
         marks.clear();
+        startFrom(snapshot, live);
+    }
+
+    // A full save wrote `snapshot`, the live tree as the marks describe it: the applications'
+    // and windows' marks stay (they would be made again, window by window, at the next entry),
+    // tied to the saved items; the pool items are marked anew.
+    void carryOver(const VXDictionaryRef &snapshot, const VXDictionary &live)
+    {
+        const VXDictionary *applications = snapshot->value(VXApplicationsKey).dictionary();
+        const auto saved = [](const VXDictionary *table, const QString &key) {
+            VXDictionary *item = table ? table->value(key).dictionary() : nullptr;
+            return VXDictionaryRef(item);
+        };
+        for (auto it = marks.begin(); it != marks.end();) {
+            Mark &mark = it->second;
+            if (mark.depth) {
+                it = marks.erase(it);
+                continue;
+            }
+            mark.number = -1;
+            if (!mark.application && (mark.moved || !mark.base))
+                mark.base = saved(applications, mark.key);
+            ++it;
+        }
+        for (auto &[item, mark] : marks) {
+            if (mark.application && (mark.moved || !mark.base)) {
+                const VXDictionary *application = marks.at(mark.application).base.get();
+                mark.base
+                    = saved(application ? application->value(VXWindowsByNameKey).dictionary() : nullptr, mark.key);
+            }
+        }
+        for (auto &[item, mark] : marks)
+            mark.moved = false;
+        startFrom(snapshot, live);
+    }
+
+    void startFrom(const VXDictionaryRef &snapshot, const VXDictionary &live)
+    {
+        base = snapshot;
         nextNumber = 0;
         broken = false;
         for (std::size_t i = 0; i < root.size(); ++i)
             root[i] = live.value(*rootKeys()[i]);
         poolItems.clear();
         lists.clear();
-        addList(live.value(VXPoolsKey), 0, {});
+        addList(live.value(VXPoolsKey), snapshot->value(VXPoolsKey), nullptr, 0, {});
     }
 
-    void addList(const VXValue &value, std::uint8_t depth, std::array<std::uint32_t, 3> path)
+    // `baseValue`: the same list in the last full save (the tree as it was then).
+    void addList(const VXValue &value, const VXValue &baseValue, const VXDictionary *owner, std::uint8_t depth,
+                 std::array<std::uint32_t, 3> path)
     {
         VXArray *array = value.array();
         if (!array)
             return;
-        lists.push_back({VXArrayRef(array), depth, path, {}, {}});
+        const VXArray *baseArray = baseValue.array();
+        lists.push_back({VXArrayRef(array), owner, depth, path, {}, {}});
         const std::size_t listIndex = lists.size() - 1;
         std::uint32_t index = 0;
         for (const VXValue &element : *array) {
@@ -666,6 +714,8 @@ struct VXJournal::Encoder {
                 broken = true;
                 return;
             }
+            const VXDictionary *baseItem
+                = baseArray && index < baseArray->size() ? baseArray->at(index).dictionary() : nullptr;
             lists[listIndex].written.push_back(item);
             lists[listIndex].index.emplace(item, index);
             std::array<std::uint32_t, 3> at = path;
@@ -674,11 +724,34 @@ struct VXJournal::Encoder {
             mark.keep = VXDictionaryRef(item);
             mark.depth = std::uint8_t(depth + 1);
             mark.path = at;
+            mark.parent = owner;
+            mark.base = VXDictionaryRef(const_cast<VXDictionary *>(baseItem));
             mark.take(*item);
             poolItems.push_back(item);
             if (depth < 2)
-                addList(item->value(VXChildrenKey), std::uint8_t(depth + 1), at);
+                addList(item->value(VXChildrenKey), baseItem ? baseItem->value(VXChildrenKey) : VXValue(), item,
+                        std::uint8_t(depth + 1), at);
         }
+    }
+
+    // ---- What moved since the last full save
+
+    // The item changed: it and the items holding it are no longer as the last full save has them.
+    void move(Mark &mark)
+    {
+        for (Mark *item = &mark; item && !item->moved;) {
+            item->moved = true;
+            const VXDictionary *holder = item->application ? item->application : item->parent;
+            auto found = holder ? marks.find(holder) : marks.end();
+            item = found != marks.end() ? &found->second : nullptr;
+        }
+    }
+
+    // The item of the last full save that `live` still equals, if the journal knows it.
+    const VXDictionary *settled(const VXDictionary &live) const
+    {
+        auto found = marks.find(&live);
+        return found != marks.end() && !found->second.moved ? found->second.base.get() : nullptr;
     }
 
     // ---- Naming
@@ -730,6 +803,7 @@ struct VXJournal::Encoder {
             return;
         }
         if (mask || active != mark.active || frontActive != mark.frontActive) {
+            move(mark);
             const std::int64_t number = name(mark);
             out.op(kTimes);
             out.number(std::uint64_t(number));
@@ -748,6 +822,7 @@ struct VXJournal::Encoder {
             const LogMark now = LogMark::of(value);
             if (now == mark.logs[which])
                 continue;
+            move(mark);
             const std::int64_t number = name(mark);
             out.op(kLog);
             out.number(std::uint64_t(number));
@@ -797,6 +872,7 @@ struct VXJournal::Encoder {
             broken = true;
             return;
         }
+        move(application);
         const std::int64_t owner = name(application);
         out.op(kNewWindow);
         out.number(std::uint64_t(owner));
@@ -845,6 +921,7 @@ struct VXJournal::Encoder {
             Mark &mark = found->second;
             mark.keep = VXDictionaryRef(&application);
             mark.key = key;
+            mark.base = VXDictionaryRef(const_cast<VXDictionary *>(baseApplication));
             mark.take(*baseApplication);
             const VXDictionary *baseWindows = baseApplication->value(VXWindowsByNameKey).dictionary();
             mark.windowCount = baseWindows ? baseWindows->size() : 0;
@@ -854,8 +931,9 @@ struct VXJournal::Encoder {
         compare(mark, application);
         VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary();
         const std::size_t windowCount = windows ? windows->size() : 0;
-        // Only an application seen at a tick has windows that the tick changed.
-        if (out.bytes.size() == sizeBefore && windowCount == mark.windowCount && mark.childrenKnown)
+        // Only an application seen at a tick has windows that the tick changed (or a list of them
+        // other than the last full save's).
+        if (out.bytes.size() == sizeBefore && windowCount == mark.windowCount && (mark.childrenKnown || mark.base))
             return;
         if (windows) {
             if (!baseApplication && baseApplications)
@@ -875,14 +953,37 @@ struct VXJournal::Encoder {
                         continue;
                     }
                     Mark &added = addWindow(mark, title, *window);
+                    added.base = VXDictionaryRef(const_cast<VXDictionary *>(baseWindow));
                     added.take(*baseWindow);
                     windowMark = marks.find(window);
                 }
                 compare(windowMark->second, *window);
             }
         }
+        if (windowCount != mark.windowCount)
+            move(mark);
         mark.windowCount = windowCount;
         compareChildren(mark, application);
+    }
+
+    // Whether an application's windows are listed as the last full save lists them, window for
+    // window (each window here has its mark, made from the saved window of its title).
+    bool sameChildrenAsBase(const Mark &mark, const VXArray *children,
+                            const std::vector<const VXDictionary *> &now) const
+    {
+        if (!mark.base)
+            return false;
+        const VXArray *saved = mark.base->value(VXChildrenKey).array();
+        if (!saved || !children)
+            return !saved && !children;
+        if (saved->size() != now.size())
+            return false;
+        for (std::size_t i = 0; i < now.size(); ++i) {
+            auto found = now[i] ? marks.find(now[i]) : marks.end();
+            if (found == marks.end() || !found->second.base || found->second.base.get() != saved->at(i).dictionary())
+                return false;
+        }
+        return true;
     }
 
     void compareChildren(Mark &mark, const VXDictionary &application)
@@ -894,8 +995,13 @@ struct VXJournal::Encoder {
             for (const VXValue &child : *children)
                 now.push_back(child.dictionary());
         }
-        if (mark.childrenKnown && mark.hasChildren == bool(children) && mark.children == now)
+        if (mark.childrenKnown ? mark.hasChildren == bool(children) && mark.children == now
+                               : sameChildrenAsBase(mark, children, now)) {
+            mark.childrenKnown = true;
+            mark.hasChildren = children != nullptr;
+            mark.children = std::move(now);
             return;
+        }
         // Every listed window is filed in the table, so it has its mark by now.
         for (const VXDictionary *child : now) {
             auto found = child ? marks.find(child) : marks.end();
@@ -905,6 +1011,7 @@ struct VXJournal::Encoder {
             }
             name(found->second);
         }
+        move(mark);
         const std::int64_t number = name(mark);
         out.op(kChildren);
         out.number(std::uint64_t(number));
@@ -940,6 +1047,8 @@ struct VXJournal::Encoder {
                 broken = true;
                 return;
             }
+            if (list.owner)
+                move(marks.at(list.owner));
             out.op(kOrder);
             out.byte(list.depth);
             for (std::uint8_t i = 0; i < list.depth; ++i)
@@ -1048,6 +1157,7 @@ VXJournal::~VXJournal()
 
 void VXJournal::noteTick()
 {
+    m_marksCurrent = false;
     m_store.noteChange();
     if (!m_scheduler.isPending(this, kFlushOperation))
         m_scheduler.performAfterDelay(this, kFlushOperation, kFlushInterval, [this] { flush(); });
@@ -1063,12 +1173,32 @@ void VXJournal::rebase(const VXDictionaryRef &snapshot, bool changeFollows)
 {
     const VXDictionaryRef live = m_configuration();
     m_saveWhole = changeFollows || !snapshot || !live;
-    if (live && snapshot)
+    const bool marksCurrent = std::exchange(m_marksCurrent, false);
+    if (live && snapshot && marksCurrent && !m_saveWhole)
+        m_encoder->carryOver(snapshot, *live);
+    else if (live && snapshot)
         m_encoder->reset(snapshot, *live);
     else
         m_encoder->base = VXDictionaryRef();
     if (changeFollows)
         noteTick();
+}
+
+VXSettledParts VXJournal::settledSince(const VXDictionaryRef &previous)
+{
+    const VXDictionaryRef live = m_configuration();
+    if (m_saveWhole || !live || !previous || m_encoder->base != previous)
+        return {};
+    const std::optional<QByteArray> payload = m_encoder->entry(*live);
+    if (!payload)
+        return {};
+    // Written before the save, so that the journal stays whole if the save fails.
+    m_scheduler.cancel(this, kFlushOperation);
+    if (!payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload)))
+        m_saveWhole = true;
+    m_marksCurrent = true;
+    const Encoder *encoder = m_encoder.get();
+    return [encoder](const VXDictionary &item) { return encoder->settled(item); };
 }
 
 std::optional<QByteArray> VXJournal::entry()

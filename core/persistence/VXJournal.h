@@ -20,6 +20,7 @@
 // whole at the next flush, which starts a new journal. A journal whose header names another
 // record is set aside, never applied.
 
+#include "VXTreeSnapshots.h"
 #include "VXValue.h"
 
 #include <QByteArray>
@@ -119,6 +120,13 @@ public:
     // Appends what changed since the last flush (or saves whole, see above). Runs by itself
     // kFlushInterval after the first change; the program calls it before it ends abruptly.
     void flush();
+    // Before a full save that takes a snapshot of the tree with `previous` the last one taken:
+    // appends what changed since the last flush, then answers which items did not move since
+    // `previous`, for the snapshot to share them unseen. Nothing when the journal cannot tell
+    // (the tree was replaced, or `previous` is not the save the journal continues): the snapshot
+    // then compares the tree whole. The answer holds until the tree changes or the journal
+    // flushes or rebases again.
+    VXSettledParts settledSince(const VXDictionaryRef &previous);
     // The entry the next flush would write (empty when nothing changed), without writing it;
     // nothing when the tree must be saved whole instead.
     std::optional<QByteArray> entry();
@@ -133,5 +141,8 @@ private:
     VXConfigurationStore &m_store;
     std::function<VXDictionaryRef()> m_configuration;
     bool m_saveWhole = true;
+    // The marks describe the live tree as it is now (settledSince ran, no tick since): a full
+    // save of it keeps them.
+    bool m_marksCurrent = false;
     std::unique_ptr<Encoder> m_encoder;
 };
