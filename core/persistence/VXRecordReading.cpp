@@ -1,8 +1,11 @@
 #include "VXRecordReading.h"
 
+#include "VXConfigurationStore.h"
+#include "VXJournal.h"
 #include "VXPropertyListSerialization.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QLocale>
 
 #ifdef __GLIBC__
@@ -52,11 +55,16 @@ VXRecordReading VXReadRecordFile(const QString &path)
         return reading;
     // Mapped, the file's pages are the system's cache, not a copy of this process's own.
     if (uchar *mapped = file.map(0, size)) {
-        reading.configuration
-            = deeplyMutableDictionaryWithData(QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), size));
+        const QByteArray data = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), size);
+        reading.configuration = deeplyMutableDictionaryWithData(data);
+        if (reading.configuration)
+            VXApplyJournalToReadTree(*reading.configuration, data, path);
         file.unmap(mapped);
     } else {
-        reading.configuration = deeplyMutableDictionaryWithData(file.readAll());
+        const QByteArray data = file.readAll();
+        reading.configuration = deeplyMutableDictionaryWithData(data);
+        if (reading.configuration)
+            VXApplyJournalToReadTree(*reading.configuration, data, path);
     }
     if (!reading.configuration)
         reading.problem = QStringLiteral("<%1> is damaged or not a record").arg(path);
@@ -66,6 +74,33 @@ VXRecordReading VXReadRecordFile(const QString &path)
     malloc_trim(0);
 #endif
     return reading;
+}
+
+std::size_t VXApplyJournalToReadTree(VXDictionary &tree, const QByteArray &record, const QString &recordPath)
+{
+    if (!VXJournalHasEntries(recordPath))
+        return 0;
+    QFile file(VXConfigurationStore::journalPathFor(recordPath));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    const VXJournalFile::Contents contents = VXJournalFile::read(file.readAll(), record);
+    if (contents.status != VXJournalFile::Contents::Status::Matches)
+        return 0;
+    VXJournalReplay replay(tree);
+    std::size_t applied = 0;
+    for (const QByteArray &entry : contents.entries) {
+        if (!replay.apply(entry))
+            break;
+        ++applied;
+    }
+    if (applied > 0)
+        VXCloseOpenPeriods(tree);
+    return applied;
+}
+
+bool VXJournalHasEntries(const QString &recordPath)
+{
+    return QFileInfo(VXConfigurationStore::journalPathFor(recordPath)).size() > VXJournalFile::kHeaderSize;
 }
 
 void VXKeepUntilExit(const VXValue &value)
