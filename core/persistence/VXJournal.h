@@ -34,6 +34,7 @@
 
 class VXConfigurationStore;
 class VXScheduler;
+struct VXTickWindows;
 
 // CRC-32 (the polynomial of zlib and PNG).
 std::uint32_t VXChecksum(const char *data, std::size_t size, std::uint32_t crc = 0);
@@ -100,6 +101,10 @@ class VXJournal
 public:
     static const QString kFlushOperation;   // "flushJournal"
     static constexpr double kFlushInterval = 5.0;
+    // The half-hourly saves over which every item is compared value for value once, whatever the
+    // journal says (a day's worth): a change that reached the tree by a path no one reported is
+    // in the record within that many saves, and logged.
+    static constexpr std::uint64_t kVerifyRounds = 48;
 
     VXJournal(VXScheduler &scheduler, VXConfigurationStore &store, std::function<VXDictionaryRef()> configuration);
     ~VXJournal();
@@ -107,8 +112,10 @@ public:
     VXJournal(const VXJournal &) = delete;
     VXJournal &operator=(const VXJournal &) = delete;
 
-    // The sampler changed the tree: a flush is due within kFlushInterval.
-    void noteTick();
+    // The sampler changed the tree: a flush is due within kFlushInterval. `windows`: the windows
+    // the tick may have changed (the sampler's list); without it, every window of an application
+    // that moved is compared at the next entry.
+    void noteTick(const VXTickWindows *windows = nullptr);
     // The tree was replaced or rebuilt outside the sampler (undo, redo, a user's change, a
     // blacklist edit): the next flush saves it whole.
     void noteTreeReplaced();
@@ -132,6 +139,9 @@ public:
     std::optional<QByteArray> entry();
 
     bool isFlushPending() const;
+    // How many items the slice compared at the saves found changed although the journal called
+    // them settled (each is logged; the save copied it).
+    std::size_t missedChanges() const;
 
 private:
     struct Mark;

@@ -379,6 +379,8 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     tick.skipDormantApplications = m_hasRecord && m_previousTickHidInactive && !settings.showInactiveApplicationItems;
     tick.generation = ++m_generation;
     m_touchedApplications.clear();
+    m_tickWindows.windows.clear();
+    m_tickWindows.wholeApplications.clear();
 
     creditApplications(tick);
     consolidateApplications(tick);
@@ -554,6 +556,8 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
         seenWindows.insert(seenWindows.end(), std::make_move_iterator(record.touched.begin()),
                            std::make_move_iterator(record.touched.end()));
         removeDuplicates(seenWindows);
+        for (const KeyedItem &window : seenWindows)
+            m_tickWindows.windows.push_back({&application, window.key, window.item.get()});
         seenWindows.erase(std::remove_if(seenWindows.begin(), seenWindows.end(),
                                          [&](const KeyedItem &candidate) {
                                              return !consolidateStates(*candidate.item, tick.gap, tick.timestamp,
@@ -561,6 +565,7 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
                                          }),
                           seenWindows.end());
     } else if (windows) {
+        m_tickWindows.wholeApplications.push_back(&application);
         for (std::size_t w = 0; w < windows->size(); ++w) {
             VXDictionary *window = windows->valueAt(w).dictionary();
             if (!window)
