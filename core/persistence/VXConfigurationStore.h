@@ -127,6 +127,12 @@ public:
     // The tree as stored (see the tables above), with the journal replayed onto it; null when
     // nothing usable is stored.
     VXDictionaryRef loadConfiguration();
+    // The tree loadConfiguration() answered is now the live tree: when it is the record file as
+    // it stands (nothing replayed onto it, no newer copy in the settings), a second copy of that
+    // record, decoded on the writer thread while the first was, becomes the last full save, and
+    // the journal continues it. Without it the first flush would save the whole tree again, all
+    // of it copied on the main thread.
+    void continueLoadedRecord();
     // Where the record that could not be read at start-up now lies (set aside, or still in place
     // when it could not be moved); empty when the record read well. For the user interface to
     // say so.
@@ -170,11 +176,13 @@ public:
 
 private:
     struct Writer;
+    struct LoadedRecord;
 
     bool writeConfiguration(bool withUserDefaultsFallback);
     // Replays the journal beside `path` onto `record` (read from `data`) and, when anything was
     // replayed, saves the result and starts the journal anew.
-    void recoverFromJournal(const QString &path, VXDictionaryRef &record);
+    // Answers whether anything was replayed.
+    bool recoverFromJournal(const QString &path, VXDictionaryRef &record);
     void setJournalAside(const QString &journalPath, const QByteArray &rest, const QString &why);
     // Whether the path may be written: false while a damaged file lies there that cannot be
     // set aside.
@@ -199,6 +207,8 @@ private:
     VXJournal *m_journal = nullptr;
     // The latest snapshot saved: the next one shares what did not change with it.
     VXDictionaryRef m_lastSnapshot;
+    // The record's second copy while loadConfiguration() to continueLoadedRecord().
+    std::shared_ptr<LoadedRecord> m_loadedRecord;
     bool m_changed = true;
     double m_recoveredSeconds = 0.0;
     double m_recoveredUpTo = 0.0;

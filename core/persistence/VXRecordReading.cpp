@@ -31,7 +31,7 @@ qint64 VXAvailableMemory()
     return -1;
 }
 
-VXRecordReading VXReadRecordFile(const QString &path)
+VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal)
 {
     VXRecordReading reading;
     QFile file(path);
@@ -57,13 +57,13 @@ VXRecordReading VXReadRecordFile(const QString &path)
     if (uchar *mapped = file.map(0, size)) {
         const QByteArray data = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), size);
         reading.configuration = deeplyMutableDictionaryWithData(data);
-        if (reading.configuration)
+        if (reading.configuration && journal == VXRecordJournal::Applied)
             VXApplyJournalToReadTree(*reading.configuration, data, path);
         file.unmap(mapped);
     } else {
         const QByteArray data = file.readAll();
         reading.configuration = deeplyMutableDictionaryWithData(data);
-        if (reading.configuration)
+        if (reading.configuration && journal == VXRecordJournal::Applied)
             VXApplyJournalToReadTree(*reading.configuration, data, path);
     }
     if (!reading.configuration)

@@ -19,8 +19,12 @@ struct VXRecordReading {
     QString problem;   // why there is no tree, for a message (empty when the file is missing)
 };
 
-// The record file at `path`, decoded, with the journal beside it applied (see below).
-VXRecordReading VXReadRecordFile(const QString &path);
+// Whether VXReadRecordFile applies the journal beside the record (the commands) or leaves it
+// (the program, which replays it itself, saves the result and starts the journal anew).
+enum class VXRecordJournal { Applied, Ignored };
+
+// The record file at `path`, decoded, with the journal beside it applied (see below) or not.
+VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal = VXRecordJournal::Applied);
 
 // Applies the journal beside the record file at `recordPath` to `tree`, the tree decoded from
 // `record` (that file's bytes, which the journal is tied to), read-only: neither file is
