@@ -30,10 +30,24 @@
 #include <mutex>
 
 #include <fcntl.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <sys/stat.h>
 #include <unistd.h>
 
 const QString VXConfigurationStore::kSaveOperation = QStringLiteral("save:");
+
+namespace {
+
+void releaseFreedMemory()
+{
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
+}
+
+}   // namespace
 
 // One thread that writes the record and its journal in the order given. A snapshot that a newer
 // one replaced before its turn came is skipped, and so are the journal entries that followed it
@@ -79,7 +93,7 @@ struct VXConfigurationStore::Writer {
         thread.start([this, snapshot, path, generation] {
             if (generation != latest.load())
                 return;
-            const std::optional<QByteArray> data = propertyListData(VXValue(snapshot));
+            std::optional<QByteArray> data = propertyListData(VXValue(snapshot));
             QString failure;
             const bool written = data && writeDataToFile(*data, path, true, &failure);
             if (!data)
@@ -89,9 +103,12 @@ struct VXConfigurationStore::Writer {
                 const std::lock_guard lock(resultLock);
                 result = Result {true, written, path, failure};
             }
-            if (!written)
-                return;
-            startJournal(*data, path, generation);
+            if (written)
+                startJournal(*data, path, generation);
+            // The encoding and the codec's tables are freed: their pages go back to the system
+            // rather than stay with this thread's arena.
+            data.reset();
+            releaseFreedMemory();
         });
     }
 
