@@ -44,7 +44,8 @@
 //
 // Between full saves the journal (VXJournal.h) keeps what the tracker changed, in
 // Default.journal beside the record; the same writer thread appends to it. Each full save starts
-// a new journal tied to the record it wrote. At start-up a journal that continues the record is
+// a new journal tied to the record it wrote; so does a start, whose record loaded serves as the
+// last full save (continueLoadedRecord), so that no whole save follows each start. At start-up a journal that continues the record is
 // replayed onto it and the result saved, so a kill or a power cut costs seconds:
 //
 //     journal          record it names     at start-up

@@ -19,6 +19,16 @@
 // save before the change already wrote the record, and the tree after the change is saved
 // whole at the next flush, which starts a new journal. A journal whose header names another
 // record is set aside, never applied.
+//
+// The journal also tells the half-hourly save which items did not move since the last one
+// (settledSince), so that the save shares them with the last snapshot unseen instead of comparing
+// a ten-year record value for value on the main thread. An item counts as settled only when the
+// journal saw no change to it AND its change counts (VXDictionary::changeCount, its own and its
+// window table's) did not move since it was last known equal to the saved item, so that a flag
+// stored by a path that tells no one is still saved. Changes made in place, which no count sees,
+// are caught by the slice of items each save compares in full (every item within kVerifyRounds
+// saves) and logged. The sampler tells the journal which windows each tick may have changed
+// (VXTickWindows), so an entry compares those, not every window of an application that moved.
 
 #include "VXTreeSnapshots.h"
 #include "VXValue.h"
