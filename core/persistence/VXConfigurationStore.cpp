@@ -321,7 +321,9 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
     auto loaded = std::make_shared<LoadedRecord>();
     if (!path.isEmpty()) {
         removeInterruptedSaves(path);
-        m_writer->thread.start([loaded, path] { loaded->read(path); });
+        // (Not when a journal is to be replayed: the recovered record is saved anew then.)
+        if (!VXJournalHasEntries(path))
+            m_writer->thread.start([loaded, path] { loaded->read(path); });
         const VXRecordReading reading = VXReadRecordFile(path, VXRecordJournal::Ignored);
         fromFile = reading.configuration;
         if (reading.tooLarge) {
@@ -337,7 +339,8 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
         if (fromFile)
             replayed = recoverFromJournal(path, fromFile);
     }
-    // The second copy: waited for only when the tree loaded is the file's as it stands.
+    // The second copy, decoded meanwhile, serves only when the tree loaded is the file's as it
+    // stands.
     m_writer->thread.waitForDone();
     const auto fromRecordAsItStands = [&](const VXDictionaryRef &tree) {
         if (tree && tree == fromFile && !replayed && !damaged && loaded->tree)
