@@ -1,6 +1,6 @@
 // What the journal and the saves cost on a heavy record with a busy desktop, run by hand:
 //
-//   bench_journal [--years N] [--saves-only]
+//   bench_journal [--years N] [--saves-only] [--without-start] [--saves-only]
 //
 // 1. An hour of a busy desktop in virtual time (a front switch every 10 s among six
 //    applications, a window title changing at each switch) through the real controller, on a
@@ -390,7 +390,8 @@ int main(int argc, char **argv)
         busyHour();
         dayReplay();
     }
-    startUp(years);
+    if (!arguments.contains(QStringLiteral("--without-start")))
+        startUp(years);
     savePause(years);
     std::printf("load average: %s\n", loadAverage().constData());
     return 0;

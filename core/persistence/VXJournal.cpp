@@ -15,7 +15,6 @@
 #include <array>
 #include <bit>
 #include <cstring>
-#include <unordered_set>
 #include <utility>
 
 const QString VXJournal::kFlushOperation = QStringLiteral("flushJournal");
@@ -628,13 +627,17 @@ struct VXJournal::Mark {
     void tie(const VXDictionary &item)
     {
         changes = item.changeCount();
-        const VXDictionary *table = item.value(VXWindowsByNameKey).dictionary();
-        tableChanges = table ? table->changeCount() : 0;
+        tableChanges = tableChangesOf(item);
     }
     bool tiedTo(const VXDictionary &item) const
     {
-        const VXDictionary *table = item.value(VXWindowsByNameKey).dictionary();
-        return changes == item.changeCount() && tableChanges == (table ? table->changeCount() : 0);
+        return changes == item.changeCount() && tableChanges == tableChangesOf(item);
+    }
+    // Only an application has a window table.
+    std::uint32_t tableChangesOf(const VXDictionary &item) const
+    {
+        const VXDictionary *table = application || depth ? nullptr : item.value(VXWindowsByNameKey).dictionary();
+        return table ? table->changeCount() : 0;
     }
 
     void take(const VXDictionary &item)
@@ -668,11 +671,10 @@ struct VXJournal::Encoder {
     bool broken = false;   // the tree changed in a way entries cannot say
     Writer out;
 
-    // The windows the ticks since the last entry may have changed, by application, and the
-    // applications whose every window they walked; every window is compared while the ticks
-    // did not say (a tick without the sampler's list, or after the tree was replaced).
+    // The windows the ticks since the last entry may have changed, by application; while a tick
+    // did not say (a tick without the sampler's list), every window of an application that
+    // moved is compared.
     std::unordered_map<const VXDictionary *, std::vector<std::pair<QString, const VXDictionary *>>> tickWindows;
-    std::unordered_set<const VXDictionary *> tickWholeApplications;
     bool tickWindowsUnknown = true;
 
     // The safety net: each half-hourly save compares one slice of the items value for value
@@ -689,13 +691,11 @@ struct VXJournal::Encoder {
         }
         for (const VXTickWindows::Window &window : windows->windows)
             tickWindows[window.application].emplace_back(window.key, window.window);
-        tickWholeApplications.insert(windows->wholeApplications.begin(), windows->wholeApplications.end());
     }
 
     void forgetTickWindows()
     {
         tickWindows.clear();
-        tickWholeApplications.clear();
         tickWindowsUnknown = false;
     }
 
@@ -1038,8 +1038,8 @@ struct VXJournal::Encoder {
         // The ticks said which windows they may have changed (without their word, only an
         // application seen at a tick has windows that the tick changed); a save needs every
         // window of an application that moved marked, for the unmoved ones to be shared unseen.
-        const bool ticksSayAll = tickWindowsUnknown ? changed : tickWholeApplications.contains(&application);
-        const bool everyWindow = windows && (ticksSayAll || (beforeSave && mark.moved && !mark.windowsMarked));
+        const bool everyWindow
+            = windows && ((tickWindowsUnknown && changed) || (beforeSave && mark.moved && !mark.windowsMarked));
         const auto listed = tickWindows.find(&application);
         if (!everyWindow && listed == tickWindows.end() && !changed)
             return;

@@ -380,7 +380,6 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     tick.generation = ++m_generation;
     m_touchedApplications.clear();
     m_tickWindows.windows.clear();
-    m_tickWindows.wholeApplications.clear();
 
     creditApplications(tick);
     consolidateApplications(tick);
@@ -565,13 +564,17 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
                                          }),
                           seenWindows.end());
     } else if (windows) {
-        m_tickWindows.wholeApplications.push_back(&application);
         for (std::size_t w = 0; w < windows->size(); ++w) {
             VXDictionary *window = windows->valueAt(w).dictionary();
             if (!window)
                 continue;
             const QString &windowKey = windows->entries()[w].key;
-            if (consolidateStates(*window, tick.gap, tick.timestamp, tick.previous))
+            // A state the tick changes is stored or removed (a flag, a mark), which the count sees.
+            const std::uint32_t changes = window->changeCount();
+            const bool seen = consolidateStates(*window, tick.gap, tick.timestamp, tick.previous);
+            if (window->changeCount() != changes)
+                m_tickWindows.windows.push_back({&application, windowKey, window});
+            if (seen)
                 seenWindows.push_back({windowKey, VXDictionaryRef(window)});
             else if (settings.showInactiveApplicationItems)
                 unseenWindows.push_back({windowKey, VXDictionaryRef(window)});

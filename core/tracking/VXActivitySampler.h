@@ -43,10 +43,10 @@
 
 class VXUserDefaults;
 
-// The windows one tick may have changed, for the journal, which then compares only those of an
-// application it sees move instead of every window the application ever had: each window the
-// tick credited or consolidated, with its application and its key under "Windows By Name", and
-// the applications whose every window the tick walked.
+// The windows one tick may have changed, for the journal, which then compares only those instead
+// of every window an application ever had: each window the tick credited or consolidated (of a
+// walk over all of an application's windows, those whose change count moved), with its
+// application and its key under "Windows By Name".
 struct VXTickWindows {
     struct Window {
         const VXDictionary *application;
@@ -54,7 +54,6 @@ struct VXTickWindows {
         const VXDictionary *window;
     };
     std::vector<Window> windows;
-    std::vector<const VXDictionary *> wholeApplications;
 };
 
 // Settings the sampler reads (the registered ones are in VXRegisteredDefaults.h).
