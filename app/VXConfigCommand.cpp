@@ -4,6 +4,7 @@
 #include "VXConfigurationStore.h"
 #include "VXLibraryFolders.h"
 #include "VXPropertyListSerialization.h"
+#include "VXRecordReading.h"
 #include "VXSingleInstance.h"
 #include "VXUserDefaults.h"
 
@@ -57,7 +58,11 @@ int show(QTextStream &out, QTextStream &err, const QString &settingsFolder)
             err << Text::tr("cannot read the configuration <%1>: %2\n").arg(path, file.errorString());
             return VXConfigCommand::Failure;
         }
-        configuration = VXPropertyListSerialization::valueFromData(file.readAll());
+        const QByteArray data = file.readAll();
+        configuration = VXPropertyListSerialization::valueFromData(data);
+        // What the journal kept since the last save (after a crash) belongs to the record shown.
+        if (VXDictionary *tree = configuration.dictionary())
+            VXApplyJournalToReadTree(*tree, data, path);
         if (configuration.isNull()) {
             err << Text::tr("the configuration <%1> is damaged: Wendle would start with an empty record and "
                             "replace it at its next save\n")

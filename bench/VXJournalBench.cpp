@@ -1,6 +1,6 @@
 // What the journal and the saves cost on a heavy record with a busy desktop, run by hand:
 //
-//   bench_journal [--years N]
+//   bench_journal [--years N] [--saves-only] [--without-start] [--saves-only]
 //
 // 1. An hour of a busy desktop in virtual time (a front switch every 10 s among six
 //    applications, a window title changing at each switch) through the real controller, on a
@@ -9,9 +9,13 @@
 //    program with nothing to save) in the same run.
 // 2. A working day's journal (8 hours of the same) replayed onto its record, as at start-up:
 //    the replay alone, and the save of the recovered record after it.
-// 3. The half-hourly save of a one-year and an N-year record (default 10): the main thread's
-//    part (the snapshot taken, the first one after start and a later one), and the resident
-//    memory before the save and after the writer thread is done.
+// 3. The start on a one-year and an N-year record: the main thread's part of loading and of the
+//    first journal flush, continuing the record loaded or saving it whole (as before), in the
+//    same run.
+// 4. The half-hourly save of a one-year and an N-year record (default 10): the main thread's
+//    part (the snapshot taken, the first one after start and a later one), told by the journal
+//    which items moved since the last save, against the same save comparing the whole tree in
+//    the same run; and the resident memory before the save and after the writer thread is done.
 //
 // CPU times are thread CPU times of the main thread (clock_gettime), best of three where
 // repeated; the load average is printed first, since the machine is shared.
@@ -37,6 +41,7 @@
 #include <cstdio>
 #include <ctime>
 #include <malloc.h>
+#include <memory>
 #include <unistd.h>
 
 namespace {
@@ -120,8 +125,10 @@ struct BusyRun {
 };
 
 // `seconds` of the busy desktop on the heavy record, the journal flushed by hand every 5 s
-// (so that its cost is measured apart from the ticks').
-BusyRun runBusy(Folders &folders, double seconds)
+// (so that its cost is measured apart from the ticks'). `tickWindows`: the journal compares the
+// windows the sampler says the ticks changed; without, every window of an application that moved
+// (as the journal did before the sampler told it).
+BusyRun runBusy(Folders &folders, double seconds, bool tickWindows = true)
 {
     QDir().mkpath(folders.folder());
     writeToBinaryFile(VXValue(VXMakeHeavyConfiguration()), folders.record(), true);
@@ -149,6 +156,8 @@ BusyRun runBusy(Folders &folders, double seconds)
         double before = threadSeconds();
         time.advanceTo(kStart + at - 0.25);
         run.tickSeconds += threadSeconds() - before;
+        if (!tickWindows)
+            controller.journal().noteTick();
         before = threadSeconds();
         controller.journal().flush();
         run.flushSeconds += threadSeconds() - before;
@@ -162,11 +171,16 @@ BusyRun runBusy(Folders &folders, double seconds)
 void busyHour()
 {
     BusyRun best;
+    BusyRun untold;
     for (int round = 0; round < 3; ++round) {
         Folders folders;
         const BusyRun run = runBusy(folders, 3600);
         if (round == 0 || run.flushSeconds < best.flushSeconds)
             best = run;
+        Folders otherFolders;
+        const BusyRun reference = runBusy(otherFolders, 3600, false);
+        if (round == 0 || reference.flushSeconds < untold.flushSeconds)
+            untold = reference;
     }
     std::printf("busy hour on a heavy year: %d flushes, journal %.1f KiB per hour (%.2f MiB per 8-hour day)\n",
                 best.flushes, double(best.journalBytes) / 1024.0, double(best.journalBytes) * 8 / 1048576.0);
@@ -174,6 +188,75 @@ void busyHour()
                 "journal / ticks = %.3f\n",
                 best.flushSeconds * 1000, best.flushSeconds / 3600 * 100, best.tickSeconds * 1000,
                 best.flushSeconds / best.tickSeconds);
+    std::printf("  journal CPU without the sampler's windows (every window of an application that moved) %.1f ms per "
+                "hour; told / untold = %.3f\n",
+                untold.flushSeconds * 1000, best.flushSeconds / untold.flushSeconds);
+}
+
+// The start of the program on an N-year record and its first journal flush 5 s later: the main
+// thread's CPU time. `continued`: the record loaded serves as the last full save (else the tree
+// is saved whole at the first flush, as before).
+struct StartFigures {
+    double load = 0;   // loading and the ticks up to the first flush
+    double firstFlush = 0;   // the first flush 5 s later
+    double resident = 0;
+};
+
+StartFigures measureStart(int scale, bool continued)
+{
+    Folders folders;
+    QDir().mkpath(folders.folder());
+    VXHeavyConfigurationParameters parameters;
+    parameters.windowCount *= scale;
+    parameters.eventLogNumbers *= scale;
+    parameters.span *= scale;
+    writeToBinaryFile(VXValue(VXMakeHeavyConfiguration(parameters)), folders.record(), true);
+    malloc_trim(0);
+    VXUserDefaults defaults;
+    VXRegisterDefaults(defaults);
+    defaults.setInteger(0, QStringLiteral("Hibernation Interval"));
+    VXVirtualScheduler time(kStart);
+    VXFakeDesktop desktop;
+    BusyDesktop busy(desktop);
+    VXMainController controller(desktop, time, time, defaults);
+    StartFigures figures;
+    double before = threadSeconds();
+    controller.applicationWillFinishLaunching();
+    controller.applicationDidFinishLaunching({}, {});
+    if (!continued)
+        controller.journal().noteTreeReplaced();
+    time.advanceTo(kStart + VXJournal::kFlushInterval - 0.25);
+    figures.load = threadSeconds() - before;
+    before = threadSeconds();
+    controller.journal().flush();
+    figures.firstFlush = threadSeconds() - before;
+    controller.store().waitForPendingWrites();
+    malloc_trim(0);
+    figures.resident = residentMiB();
+    return figures;
+}
+
+void startUp(int years)
+{
+    for (int scale : {1, years}) {
+        StartFigures continued;
+        StartFigures whole;
+        continued.firstFlush = whole.firstFlush = 1e9;
+        for (int round = 0; round < 2; ++round) {
+            const StartFigures a = measureStart(scale, true);
+            const StartFigures b = measureStart(scale, false);
+            if (a.firstFlush < continued.firstFlush)
+                continued = a;
+            if (b.firstFlush < whole.firstFlush)
+                whole = b;
+        }
+        std::printf("%d-year record, start: main thread %.0f ms loading and ticking (%.0f ms when saved whole after), "
+                    "first flush 5 s later %.1f ms continuing the record loaded, %.1f ms saving it whole (ratio "
+                    "%.3f); resident after it %.0f and %.0f MiB (best of 2)\n",
+                    scale, continued.load * 1000, whole.load * 1000, continued.firstFlush * 1000,
+                    whole.firstFlush * 1000, continued.firstFlush / whole.firstFlush, continued.resident,
+                    whole.resident);
+    }
 }
 
 void dayReplay()
@@ -211,6 +294,63 @@ void dayReplay()
                 double(journal.size()) / 1024.0, entries, best * 1000, load * 1000, store.recoveredSeconds());
 }
 
+struct SaveFigures {
+    double first = 0;   // main-thread CPU of the first save after start (nothing to share with yet)
+    double later = 1e9;   // of a half-hourly save, best of 3
+    double worst = 0;   // and worst of 3 (the journal's first entry after start marks what moved)
+    double residentAtStart = 0;
+    double residentBefore = 0;   // with the first save's snapshot kept
+    double residentAfter = 0;   // after three more saves
+};
+
+// The half-hourly save of `live`, with the journal that tells what moved since the last save
+// or without it (every value of the tree compared: the reference).
+SaveFigures measureSaves(const VXDictionaryRef &live, bool withJournal)
+{
+    Folders folders;
+    QDir().mkpath(folders.folder());
+    VXUserDefaults defaults;
+    VXVirtualScheduler time(kStart);
+    VXConfigurationStore store(defaults, time, [&] { return live; });
+    std::unique_ptr<VXJournal> journal;
+    if (withJournal) {
+        journal = std::make_unique<VXJournal>(time, store, [&] { return live; });
+        store.setJournal(journal.get());
+    }
+    SaveFigures figures;
+    malloc_trim(0);
+    figures.residentAtStart = residentMiB();
+    figures.first = threadSeconds();
+    store.writeWhole();
+    figures.first = threadSeconds() - figures.first;
+    store.waitForPendingWrites();
+    malloc_trim(0);
+    figures.residentBefore = residentMiB();
+    VXArray *log = nullptr;
+    for (const auto &entry : *live->value(VXApplicationsKey).dictionary()) {
+        if ((log = entry.value.dictionary()->value(VXActiveLogKey).array()))
+            break;
+    }
+    for (int round = 0; round < 3; ++round) {
+        // Half an hour's worth of change (a log grows, the totals move), then the half-hourly
+        // save's main-thread part.
+        live->insert(VXLastTimestampKey, kStart + round);
+        if (log)
+            log->append(kStart + round);
+        store.noteChange();
+        const double before = threadSeconds();
+        store.save(nullptr);
+        const double seconds = threadSeconds() - before;
+        figures.later = std::min(figures.later, seconds);
+        figures.worst = std::max(figures.worst, seconds);
+        store.waitForPendingWrites();
+    }
+    malloc_trim(0);
+    figures.residentAfter = residentMiB();
+    store.setJournal(nullptr);
+    return figures;
+}
+
 void savePause(int years)
 {
     for (int scale : {1, years}) {
@@ -219,43 +359,20 @@ void savePause(int years)
         parameters.eventLogNumbers *= scale;
         parameters.span *= scale;
         const VXDictionaryRef live = VXMakeHeavyConfiguration(parameters);
-        Folders folders;
-        QDir().mkpath(folders.folder());
-        VXUserDefaults defaults;
-        VXVirtualScheduler time(kStart);
-        VXConfigurationStore store(defaults, time, [&] { return live; });
-        malloc_trim(0);
-        const double residentAtStart = residentMiB();
-        double first = threadSeconds();
-        store.writeWhole();   // the first save after start: nothing to share with yet
-        first = threadSeconds() - first;
-        store.waitForPendingWrites();
-        malloc_trim(0);
-        const double residentBefore = residentMiB();
-        double later = 1e9;
-        VXArray *log = nullptr;
-        for (const auto &entry : *live->value(VXApplicationsKey).dictionary()) {
-            if ((log = entry.value.dictionary()->value(VXActiveLogKey).array()))
-                break;
-        }
-        for (int round = 0; round < 3; ++round) {
-            // Half an hour's worth of change (a log grows, the totals move), then the half-hourly
-            // save's main-thread part.
-            live->insert(VXLastTimestampKey, kStart + round);
-            if (log)
-                log->append(kStart + round);
-            store.noteChange();
-            const double before = threadSeconds();
-            store.save(nullptr);
-            later = std::min(later, threadSeconds() - before);
-            store.waitForPendingWrites();
-        }
-        malloc_trim(0);
+        const SaveFigures whole = measureSaves(live, false);
+        const SaveFigures told = measureSaves(live, true);
         std::printf("%d-year record (%d windows, %lld log numbers): main thread during a half-hourly save %.1f ms "
-                    "(best of 3; the first save after start %.1f ms)\n  resident %.0f MiB at start, %.0f MiB with "
-                    "the saved snapshot kept, %.0f MiB after three more saves\n",
-                    scale, parameters.windowCount, static_cast<long long>(parameters.eventLogNumbers), later * 1000,
-                    first * 1000, residentAtStart, residentBefore, residentMiB());
+                    "told by the journal what moved, %.1f ms comparing the whole tree (ratio %.3f; best of 3; worst "
+                    "%.1f and %.1f ms; the first save after start %.1f ms)\n",
+                    scale, parameters.windowCount, static_cast<long long>(parameters.eventLogNumbers),
+                    told.later * 1000, whole.later * 1000, told.later / whole.later, told.worst * 1000,
+                    whole.worst * 1000, told.first * 1000);
+        for (const SaveFigures *figures : {&told, &whole}) {
+            std::printf("  %s: resident %.0f MiB at start, %.0f MiB with the saved snapshot kept, %.0f MiB after "
+                        "three more saves\n",
+                        figures == &told ? "told" : "whole", figures->residentAtStart, figures->residentBefore,
+                        figures->residentAfter);
+        }
     }
 }
 
@@ -269,8 +386,12 @@ int main(int argc, char **argv)
     if (const qsizetype at = arguments.indexOf(QStringLiteral("--years")); at > 0 && at + 1 < arguments.size())
         years = arguments[at + 1].toInt();
     std::printf("load average: %s\n", loadAverage().constData());
-    busyHour();
-    dayReplay();
+    if (!arguments.contains(QStringLiteral("--saves-only"))) {
+        busyHour();
+        dayReplay();
+    }
+    if (!arguments.contains(QStringLiteral("--without-start")))
+        startUp(years);
     savePause(years);
     std::printf("load average: %s\n", loadAverage().constData());
     return 0;

@@ -209,7 +209,7 @@ void VXMainController::updateLists(const void *sender)
         // The first tick makes the tree when there is none.
         if (m_configuration != sampled)
             m_journal.noteTreeReplaced();
-        m_journal.noteTick();
+        m_journal.noteTick(&m_sampler.windowsOfLastTick());
 
         delegate.reloadApplicationList();
         delegate.reloadPoolList();

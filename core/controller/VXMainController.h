@@ -313,7 +313,11 @@ public:
     // Where the tree is kept, its loading and its three save points.
     VXConfigurationStore &store() { return m_store; }
     // Replaces the tree with the stored one (start-up), with what the journal recovered.
-    void loadConfiguration() { setConfiguration(m_store.loadConfiguration()); }
+    void loadConfiguration()
+    {
+        setConfiguration(m_store.loadConfiguration());
+        m_store.continueLoadedRecord();
+    }
     // What the tracker changed since the last full save, kept beside the record.
     VXJournal &journal() { return m_journal; }
     // Where the record that could not be read at start-up was set aside; empty when it read well.

@@ -30,10 +30,24 @@
 #include <mutex>
 
 #include <fcntl.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <sys/stat.h>
 #include <unistd.h>
 
 const QString VXConfigurationStore::kSaveOperation = QStringLiteral("save:");
+
+namespace {
+
+void releaseFreedMemory()
+{
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
+}
+
+}   // namespace
 
 // One thread that writes the record and its journal in the order given. A snapshot that a newer
 // one replaced before its turn came is skipped, and so are the journal entries that followed it
@@ -79,7 +93,7 @@ struct VXConfigurationStore::Writer {
         thread.start([this, snapshot, path, generation] {
             if (generation != latest.load())
                 return;
-            const std::optional<QByteArray> data = propertyListData(VXValue(snapshot));
+            std::optional<QByteArray> data = propertyListData(VXValue(snapshot));
             QString failure;
             const bool written = data && writeDataToFile(*data, path, true, &failure);
             if (!data)
@@ -89,9 +103,12 @@ struct VXConfigurationStore::Writer {
                 const std::lock_guard lock(resultLock);
                 result = Result {true, written, path, failure};
             }
-            if (!written)
-                return;
-            startJournal(*data, path, generation);
+            if (written)
+                startJournal(*data, path, generation);
+            // The encoding and the codec's tables are freed: their pages go back to the system
+            // rather than stay with this thread's arena.
+            data.reset();
+            releaseFreedMemory();
         });
     }
 
@@ -99,8 +116,12 @@ struct VXConfigurationStore::Writer {
     // dropped (the journal on disk belongs to another record and is never replayed onto this).
     void startJournal(const QByteArray &record, const QString &path, std::uint64_t generation)
     {
+        startJournalWithHeader(VXJournalFile::header(record), path, generation);
+    }
+    void startJournalWithHeader(const QByteArray &header, const QString &path, std::uint64_t generation)
+    {
         unwritten.clear();
-        journalGeneration = writeDataToFile(VXJournalFile::header(record), journalPathFor(path), true) ? generation : 0;
+        journalGeneration = writeDataToFile(header, journalPathFor(path), true) ? generation : 0;
     }
 
     void append(const QByteArray &entry, const QString &path)
@@ -264,15 +285,46 @@ std::optional<double> lastTimestampOf(const VXDictionaryRef &tree)
 
 }   // namespace
 
+// A record file decoded a second time, as the last full save's snapshot, with the header of the
+// journal that continues it.
+struct VXConfigurationStore::LoadedRecord {
+    VXDictionaryRef tree;
+    QByteArray journalHeader;
+
+    void read(const QString &path)
+    {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly) || file.size() == 0)
+            return;
+        // Only when two trees fit in the memory there is (the first is refused past one).
+        const qint64 available = VXAvailableMemory();
+        if (available >= 0 && 2 * VXMemoryNeededForRecord(file.size()) > available)
+            return;
+        uchar *mapped = file.map(0, file.size());
+        if (!mapped)
+            return;
+        const QByteArray data = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), file.size());
+        tree = deeplyMutableDictionaryWithData(data);
+        journalHeader = VXJournalFile::header(data);
+        file.unmap(mapped);
+    }
+};
+
 VXDictionaryRef VXConfigurationStore::loadConfiguration()
 {
     QString accessed;
     const QString path = configurationPath(&accessed);
     VXDictionaryRef fromFile;
     bool damaged = false;
+    bool replayed = false;
+    m_loadedRecord.reset();
+    auto loaded = std::make_shared<LoadedRecord>();
     if (!path.isEmpty()) {
         removeInterruptedSaves(path);
-        const VXRecordReading reading = VXReadRecordFile(path);
+        // (Not when a journal is to be replayed: the recovered record is saved anew then.)
+        if (!VXJournalHasEntries(path))
+            m_writer->thread.start([loaded, path] { loaded->read(path); });
+        const VXRecordReading reading = VXReadRecordFile(path, VXRecordJournal::Ignored);
         fromFile = reading.configuration;
         if (reading.tooLarge) {
             // Not a byte of it loaded, and nothing written over it: it is whole, only too large.
@@ -285,8 +337,16 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
             damaged = true;
         }
         if (fromFile)
-            recoverFromJournal(path, fromFile);
+            replayed = recoverFromJournal(path, fromFile);
     }
+    // The second copy, decoded meanwhile, serves only when the tree loaded is the file's as it
+    // stands.
+    m_writer->thread.waitForDone();
+    const auto fromRecordAsItStands = [&](const VXDictionaryRef &tree) {
+        if (tree && tree == fromFile && !replayed && !damaged && loaded->tree)
+            m_loadedRecord = loaded;
+        return tree;
+    };
     if (damaged) {
         // Kept for a person (or a tool) to recover: never overwritten by the next save.
         m_damagedPath = VXSetDamagedFileAside(path);
@@ -317,7 +377,7 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
             qCWarning(lcPersistence).noquote()
                 << (fromSettings ? QStringLiteral("starting from the copy in the settings")
                                  : QStringLiteral("starting with an empty record"));
-        return fromFile ? fromFile : fromSettings;
+        return fromRecordAsItStands(fromFile ? fromFile : fromSettings);
     }
     const std::optional<double> fileTime = lastTimestampOf(fromFile);
     const std::optional<double> settingsTime = lastTimestampOf(fromSettings);
@@ -328,7 +388,29 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
                    .arg(path);
         return fromSettings;
     }
-    return fromFile;
+    return fromRecordAsItStands(fromFile);
+}
+
+void VXConfigurationStore::continueLoadedRecord()
+{
+    const std::shared_ptr<LoadedRecord> loaded = std::exchange(m_loadedRecord, nullptr);
+    if (!loaded || !m_configuration())
+        return;
+    QString accessed;
+    const QString path = configurationPath(&accessed);
+    if (!accessed.isEmpty() && folderAccess())
+        folderAccess()->stopAccessingBookmarkForPath(accessed);
+    if (path.isEmpty())
+        return;
+    m_lastSnapshot = loaded->tree;
+    m_changed = false;
+    const std::uint64_t generation = ++m_writer->latest;
+    Writer *writer = m_writer.get();
+    writer->thread.start([writer, header = loaded->journalHeader, path, generation] {
+        writer->startJournalWithHeader(header, path, generation);
+    });
+    if (m_journal)
+        m_journal->rebase(m_lastSnapshot, false);
 }
 
 QString VXConfigurationStore::journalPathFor(const QString &configurationPath)
@@ -337,27 +419,27 @@ QString VXConfigurationStore::journalPathFor(const QString &configurationPath)
                                        : QFileInfo(configurationPath).path() + u'/' + VXDefaultJournalFileName;
 }
 
-void VXConfigurationStore::recoverFromJournal(const QString &path, VXDictionaryRef &record)
+bool VXConfigurationStore::recoverFromJournal(const QString &path, VXDictionaryRef &record)
 {
     m_recoveredSeconds = m_recoveredUpTo = 0.0;
     const QString journalPath = journalPathFor(path);
     QFile file(journalPath);
     if (!file.exists())
-        return;
+        return false;
     // The journal names its record by size and checksum; the record was read mapped, so its bytes
     // are read again, only when there is a journal to check them against.
     QFile recordFile(path);
     if (!recordFile.open(QIODevice::ReadOnly)) {
         qCWarning(lcPersistence).noquote()
             << QStringLiteral("cannot read the configuration <%1> again: %2").arg(path, recordFile.errorString());
-        return;
+        return false;
     }
     const QByteArray data = recordFile.readAll();
     recordFile.close();
     if (!file.open(QIODevice::ReadOnly)) {
         qCWarning(lcPersistence).noquote()
             << QStringLiteral("cannot read the journal <%1>: %2").arg(journalPath, file.errorString());
-        return;
+        return false;
     }
     const QByteArray journal = file.readAll();
     file.close();
@@ -372,10 +454,10 @@ void VXConfigurationStore::recoverFromJournal(const QString &path, VXDictionaryR
                                                            : QStringLiteral("belongs to another record"),
                         aside.isEmpty() ? QStringLiteral("and it cannot be set aside")
                                         : QStringLiteral("set aside as <%1>").arg(aside));
-        return;
+        return false;
     }
     if (contents.entries.empty())
-        return;
+        return false;
 
     const double before = record->value(VXLastTimestampKey).toDouble();
     VXJournalReplay replay(*record);
@@ -391,7 +473,7 @@ void VXConfigurationStore::recoverFromJournal(const QString &path, VXDictionaryR
     if (damaged)
         setJournalAside(journalPath, journal.mid(end), QStringLiteral("damaged after %1 whole entries").arg(applied));
     if (applied == 0)
-        return;
+        return false;
     VXCloseOpenPeriods(*record);
     const double upTo = record->value(VXLastTimestampKey).toDouble();
     m_recoveredSeconds = std::max(0.0, upTo - before);
@@ -411,6 +493,7 @@ void VXConfigurationStore::recoverFromJournal(const QString &path, VXDictionaryR
         qCWarning(lcPersistence).noquote()
             << QStringLiteral("cannot save the recovered record: %1; the journal stays for the next start")
                    .arg(failure);
+    return true;
 }
 
 void VXConfigurationStore::setJournalAside(const QString &journalPath, const QByteArray &rest, const QString &why)
@@ -470,7 +553,10 @@ void VXConfigurationStore::writeWhole()
     const VXDictionaryRef configuration = m_configuration();
     if (!configuration)
         return;
-    const VXDictionaryRef snapshot = VXTreeSnapshot(configuration, m_lastSnapshot);
+    // The journal knows what moved since the last snapshot: the rest is shared unseen, so that a
+    // ten-year record costs the main thread what changed, not the whole tree.
+    const VXDictionaryRef snapshot = VXTreeSnapshot(
+        configuration, m_lastSnapshot, m_journal ? m_journal->settledSince(m_lastSnapshot) : VXSettledParts());
     if (!snapshot) {
         qCWarning(lcPersistence, "cannot save the configuration: it holds an empty value");
         return;
@@ -489,6 +575,7 @@ void VXConfigurationStore::save(const void *sender, const VXDictionaryRef &snaps
 
 void VXConfigurationStore::writeSnapshot(const VXDictionaryRef &snapshot, bool changeFollows)
 {
+    m_loadedRecord.reset();
     m_lastSnapshot = snapshot;
     m_changed = false;
     if (m_journal)

@@ -44,7 +44,8 @@
 //
 // Between full saves the journal (VXJournal.h) keeps what the tracker changed, in
 // Default.journal beside the record; the same writer thread appends to it. Each full save starts
-// a new journal tied to the record it wrote. At start-up a journal that continues the record is
+// a new journal tied to the record it wrote; so does a start, whose record loaded serves as the
+// last full save (continueLoadedRecord), so that no whole save follows each start. At start-up a journal that continues the record is
 // replayed onto it and the result saved, so a kill or a power cut costs seconds:
 //
 //     journal          record it names     at start-up
@@ -127,6 +128,12 @@ public:
     // The tree as stored (see the tables above), with the journal replayed onto it; null when
     // nothing usable is stored.
     VXDictionaryRef loadConfiguration();
+    // The tree loadConfiguration() answered is now the live tree: when it is the record file as
+    // it stands (nothing replayed onto it, no newer copy in the settings), a second copy of that
+    // record, decoded on the writer thread while the first was, becomes the last full save, and
+    // the journal continues it. Without it the first flush would save the whole tree again, all
+    // of it copied on the main thread.
+    void continueLoadedRecord();
     // Where the record that could not be read at start-up now lies (set aside, or still in place
     // when it could not be moved); empty when the record read well. For the user interface to
     // say so.
@@ -150,6 +157,8 @@ public:
     void writeWhole();
     // Returns once the writer thread has written (or failed to write) what it was given.
     void waitForPendingWrites();
+    // The snapshot of the last full save handed to the writer (null before the first).
+    const VXDictionaryRef &lastSnapshot() const { return m_lastSnapshot; }
 
     // The sampler changed the tree: the next periodic save has something to write.
     void noteChange() { m_changed = true; }
@@ -168,11 +177,13 @@ public:
 
 private:
     struct Writer;
+    struct LoadedRecord;
 
     bool writeConfiguration(bool withUserDefaultsFallback);
     // Replays the journal beside `path` onto `record` (read from `data`) and, when anything was
     // replayed, saves the result and starts the journal anew.
-    void recoverFromJournal(const QString &path, VXDictionaryRef &record);
+    // Answers whether anything was replayed.
+    bool recoverFromJournal(const QString &path, VXDictionaryRef &record);
     void setJournalAside(const QString &journalPath, const QByteArray &rest, const QString &why);
     // Whether the path may be written: false while a damaged file lies there that cannot be
     // set aside.
@@ -197,6 +208,8 @@ private:
     VXJournal *m_journal = nullptr;
     // The latest snapshot saved: the next one shares what did not change with it.
     VXDictionaryRef m_lastSnapshot;
+    // The record's second copy while loadConfiguration() to continueLoadedRecord().
+    std::shared_ptr<LoadedRecord> m_loadedRecord;
     bool m_changed = true;
     double m_recoveredSeconds = 0.0;
     double m_recoveredUpTo = 0.0;

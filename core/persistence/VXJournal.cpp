@@ -1,5 +1,6 @@
 #include "VXJournal.h"
 
+#include "VXActivitySampler.h"
 #include "VXConfigurationKeys.h"
 #include "VXConfigurationStore.h"
 #include "VXPersistenceLogging.h"
@@ -10,9 +11,11 @@
 
 #include <QtEndian>
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstring>
+#include <utility>
 
 const QString VXJournal::kFlushOperation = QStringLiteral("flushJournal");
 
@@ -600,14 +603,42 @@ struct VXJournal::Mark {
     LogMark logs[2];
     QString key;   // under "Applications" or "Windows By Name"
     const VXDictionary *application = nullptr;   // a window's
-    // Applications: the window table's size and the listed windows.
+    const VXDictionary *parent = nullptr;   // a pool member's or entry's
+    // The item of the last full save that the mark started from, and whether the item moved
+    // since (itself, or an item within it): an item that did not is still equal to it.
+    VXDictionaryRef base;
+    bool moved = false;
+    // The change counts of the item and of its window table when it was last known equal to
+    // `base`: a change the journal does not follow (a flag the organizer stores) moves them.
+    std::uint32_t changes = 0;
+    std::uint32_t tableChanges = 0;
+    // Applications: the window table's size and the listed windows; whether every window has its
+    // mark (they are made at the first walk over them, then follow the ticks' windows).
     std::size_t windowCount = 0;
+    bool windowsMarked = false;
     bool childrenKnown = false;
     bool hasChildren = false;
     std::vector<const VXDictionary *> children;
     // Pool items: where the record holds them.
     std::uint8_t depth = 0;
     std::array<std::uint32_t, 3> path {};
+
+    // `item` is as `base` holds it now.
+    void tie(const VXDictionary &item)
+    {
+        changes = item.changeCount();
+        tableChanges = tableChangesOf(item);
+    }
+    bool tiedTo(const VXDictionary &item) const
+    {
+        return changes == item.changeCount() && tableChanges == tableChangesOf(item);
+    }
+    // Only an application has a window table.
+    std::uint32_t tableChangesOf(const VXDictionary &item) const
+    {
+        const VXDictionary *table = application || depth ? nullptr : item.value(VXWindowsByNameKey).dictionary();
+        return table ? table->changeCount() : 0;
+    }
 
     void take(const VXDictionary &item)
     {
@@ -624,6 +655,7 @@ struct VXJournal::Encoder {
     // A list of pool items that the tracker sorts in place.
     struct List {
         VXArrayRef array;
+        const VXDictionary *owner = nullptr;   // the pool item holding it (none for "Pools")
         std::uint8_t depth = 0;   // 0 "Pools", 1 a pool's members, 2 a member's entries
         std::array<std::uint32_t, 3> path {};
         std::vector<const VXDictionary *> written;   // the order last written
@@ -639,25 +671,121 @@ struct VXJournal::Encoder {
     bool broken = false;   // the tree changed in a way entries cannot say
     Writer out;
 
+    // The windows the ticks since the last entry may have changed, by application; while a tick
+    // did not say (a tick without the sampler's list), every window of an application that
+    // moved is compared.
+    std::unordered_map<const VXDictionary *, std::vector<std::pair<QString, const VXDictionary *>>> tickWindows;
+    bool tickWindowsUnknown = true;
+
+    // The safety net: each half-hourly save compares one slice of the items value for value
+    // whatever the journal says, so that a change no one reported reaches the record within
+    // kVerifyRounds saves. `round` picks the slice; `missed` counts what the comparison found.
+    std::uint64_t round = 0;
+    std::size_t missed = 0;
+
+    void noteTickWindows(const VXTickWindows *windows)
+    {
+        if (!windows) {
+            tickWindowsUnknown = true;
+            return;
+        }
+        for (const VXTickWindows::Window &window : windows->windows)
+            tickWindows[window.application].emplace_back(window.key, window.window);
+    }
+
+    void forgetTickWindows()
+    {
+        tickWindows.clear();
+        tickWindowsUnknown = false;
+    }
+
     void reset(const VXDictionaryRef &snapshot, const VXDictionary &live)
     {
-        base = snapshot;
         marks.clear();
+        startFrom(snapshot, live);
+    }
+
+    // A full save wrote `snapshot`, the live tree as the marks describe it: the applications'
+    // and windows' marks stay (they would be made again, window by window, at the next entry),
+    // tied to the saved items; the pool items are marked anew.
+    void carryOver(const VXDictionaryRef &snapshot, const VXDictionary &live)
+    {
+        const VXDictionary *applications = snapshot->value(VXApplicationsKey).dictionary();
+        const auto saved = [](const VXDictionary *table, const QString &key) {
+            VXDictionary *item = table ? table->value(key).dictionary() : nullptr;
+            return VXDictionaryRef(item);
+        };
+        for (auto it = marks.begin(); it != marks.end();) {
+            Mark &mark = it->second;
+            if (mark.depth) {
+                it = marks.erase(it);
+                continue;
+            }
+            mark.number = -1;
+            if (!mark.application && (mark.moved || !mark.base))
+                mark.base = saved(applications, mark.key);
+            ++it;
+        }
+        for (auto &[item, mark] : marks) {
+            if (mark.application && (mark.moved || !mark.base)) {
+                const VXDictionary *application = marks.at(mark.application).base.get();
+                mark.base
+                    = saved(application ? application->value(VXWindowsByNameKey).dictionary() : nullptr, mark.key);
+            }
+        }
+        for (auto &[item, mark] : marks) {
+            mark.moved = false;
+            mark.tie(*item);
+        }
+        startFrom(snapshot, live);
+    }
+
+    void startFrom(const VXDictionaryRef &snapshot, const VXDictionary &live)
+    {
+        // The tree is as saved: what the ticks changed before is in the snapshot.
+        forgetTickWindows();
+        base = snapshot;
         nextNumber = 0;
         broken = false;
         for (std::size_t i = 0; i < root.size(); ++i)
             root[i] = live.value(*rootKeys()[i]);
         poolItems.clear();
         lists.clear();
-        addList(live.value(VXPoolsKey), 0, {});
+        addList(live.value(VXPoolsKey), snapshot->value(VXPoolsKey), nullptr, 0, {});
+        // Every application is marked at the save, while it is as saved, so that its change
+        // counts tell from then on whether anything touched it.
+        const VXDictionary *applications = live.value(VXApplicationsKey).dictionary();
+        const VXDictionary *baseApplications = snapshot->value(VXApplicationsKey).dictionary();
+        for (std::size_t i = 0; applications && baseApplications && i < applications->size(); ++i) {
+            const VXDictionary *application = applications->entries()[i].value.dictionary();
+            const VXDictionary *saved = baseApplications->value(applications->entries()[i].key).dictionary();
+            if (application && saved && !marks.contains(application))
+                markFromBase(applications->entries()[i].key, *application, *saved);
+        }
     }
 
-    void addList(const VXValue &value, std::uint8_t depth, std::array<std::uint32_t, 3> path)
+    Mark &markFromBase(const QString &key, const VXDictionary &application, const VXDictionary &saved)
+    {
+        Mark &mark = marks[&application];
+        mark.keep = VXDictionaryRef(const_cast<VXDictionary *>(&application));
+        mark.key = key;
+        mark.base = VXDictionaryRef(const_cast<VXDictionary *>(&saved));
+        mark.take(saved);
+        mark.tie(application);
+        const VXDictionary *savedWindows = saved.value(VXWindowsByNameKey).dictionary();
+        mark.windowCount = savedWindows ? savedWindows->size() : 0;
+        return mark;
+    }
+
+    // `baseValue`: the same list in the last full save (the tree as it was then).
+    void addList(const VXValue &value, const VXValue &baseValue, const VXDictionary *owner, std::uint8_t depth,
+                 std::array<std::uint32_t, 3> path)
     {
         VXArray *array = value.array();
         if (!array)
             return;
-        lists.push_back({VXArrayRef(array), depth, path, {}, {}});
+        const VXArray *baseArray = baseValue.array();
+        lists.push_back({VXArrayRef(array), owner, depth, path, {}, {}});
         const std::size_t listIndex = lists.size() - 1;
         std::uint32_t index = 0;
         for (const VXValue &element : *array) {
@@ -666,6 +794,8 @@ struct VXJournal::Encoder {
                 broken = true;
                 return;
             }
+            const VXDictionary *baseItem
+                = baseArray && index < baseArray->size() ? baseArray->at(index).dictionary() : nullptr;
             lists[listIndex].written.push_back(item);
             lists[listIndex].index.emplace(item, index);
             std::array<std::uint32_t, 3> at = path;
@@ -674,11 +804,60 @@ struct VXJournal::Encoder {
             mark.keep = VXDictionaryRef(item);
             mark.depth = std::uint8_t(depth + 1);
             mark.path = at;
+            mark.parent = owner;
+            mark.base = VXDictionaryRef(const_cast<VXDictionary *>(baseItem));
             mark.take(*item);
+            mark.tie(*item);
             poolItems.push_back(item);
             if (depth < 2)
-                addList(item->value(VXChildrenKey), std::uint8_t(depth + 1), at);
+                addList(item->value(VXChildrenKey), baseItem ? baseItem->value(VXChildrenKey) : VXValue(), item,
+                        std::uint8_t(depth + 1), at);
         }
+    }
+
+    // ---- What moved since the last full save
+
+    // The item changed: it and the items holding it are no longer as the last full save has them.
+    void move(Mark &mark)
+    {
+        for (Mark *item = &mark; item && !item->moved;) {
+            item->moved = true;
+            const VXDictionary *holder = item->application ? item->application : item->parent;
+            auto found = holder ? marks.find(holder) : marks.end();
+            item = found != marks.end() ? &found->second : nullptr;
+        }
+    }
+
+    // The item of the last full save that `live` still equals, if the journal knows it.
+    const VXDictionary *settled(const VXDictionary &live)
+    {
+        auto found = marks.find(&live);
+        if (found == marks.end() || found->second.moved || !found->second.base || !found->second.tiedTo(live))
+            return nullptr;
+        const Mark &mark = found->second;
+        if (!inVerifiedSlice(mark))
+            return mark.base.get();
+        // Compared here rather than copied: an equal item is shared all the same.
+        if (VXValue(mark.base) == VXValue(VXDictionaryRef(const_cast<VXDictionary *>(&live))))
+            return mark.base.get();
+        ++missed;
+        qCWarning(lcPersistence).noquote()
+            << QStringLiteral("the journal missed a change of <%1> since the last save; the save copies it whole")
+                   .arg(mark.depth ? QStringLiteral("a pool item") : mark.key);
+        return nullptr;
+    }
+
+    bool inVerifiedSlice(const Mark &mark) const
+    {
+        // Slices by application (a window with its own) and by pool.
+        std::size_t slice = 0;
+        if (mark.depth) {
+            slice = mark.path[0];
+        } else {
+            auto application = mark.application ? marks.find(mark.application) : marks.end();
+            slice = qHash(application != marks.end() ? application->second.key : mark.key);
+        }
+        return slice % VXJournal::kVerifyRounds == round % VXJournal::kVerifyRounds;
     }
 
     // ---- Naming
@@ -730,6 +909,7 @@ struct VXJournal::Encoder {
             return;
         }
         if (mask || active != mark.active || frontActive != mark.frontActive) {
+            move(mark);
             const std::int64_t number = name(mark);
             out.op(kTimes);
             out.number(std::uint64_t(number));
@@ -748,6 +928,7 @@ struct VXJournal::Encoder {
             const LogMark now = LogMark::of(value);
             if (now == mark.logs[which])
                 continue;
+            move(mark);
             const std::int64_t number = name(mark);
             out.op(kLog);
             out.number(std::uint64_t(number));
@@ -797,6 +978,7 @@ struct VXJournal::Encoder {
             broken = true;
             return;
         }
+        move(application);
         const std::int64_t owner = name(application);
         out.op(kNewWindow);
         out.number(std::uint64_t(owner));
@@ -822,6 +1004,7 @@ struct VXJournal::Encoder {
         mark.key = key;
         mark.take(application);
         mark.number = nextNumber++;
+        mark.windowsMarked = true;
         if (VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary()) {
             for (std::size_t i = 0; i < windows->size(); ++i) {
                 if (VXDictionary *window = windows->valueAt(i).dictionary())
@@ -831,61 +1014,96 @@ struct VXJournal::Encoder {
         compareChildren(mark, application);
     }
 
-    void compareApplication(const QString &key, VXDictionary &application, const VXDictionary *baseApplications)
+    void compareApplication(const QString &key, VXDictionary &application, const VXDictionary *baseApplications,
+                            bool beforeSave)
     {
         auto found = marks.find(&application);
-        const VXDictionary *baseApplication = nullptr;
         if (found == marks.end()) {
-            baseApplication = baseApplications ? baseApplications->value(key).dictionary() : nullptr;
+            const VXDictionary *baseApplication
+                = baseApplications ? baseApplications->value(key).dictionary() : nullptr;
             if (!baseApplication) {
                 newApplication(key, application);
                 return;
             }
-            found = marks.emplace(&application, Mark()).first;
-            Mark &mark = found->second;
-            mark.keep = VXDictionaryRef(&application);
-            mark.key = key;
-            mark.take(*baseApplication);
-            const VXDictionary *baseWindows = baseApplication->value(VXWindowsByNameKey).dictionary();
-            mark.windowCount = baseWindows ? baseWindows->size() : 0;
+            markFromBase(key, application, *baseApplication);
+            found = marks.find(&application);
         }
         Mark &mark = found->second;
         const qsizetype sizeBefore = out.bytes.size();
         compare(mark, application);
         VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary();
         const std::size_t windowCount = windows ? windows->size() : 0;
-        // Only an application seen at a tick has windows that the tick changed.
-        if (out.bytes.size() == sizeBefore && windowCount == mark.windowCount && mark.childrenKnown)
+        const bool changed
+            = out.bytes.size() != sizeBefore || windowCount != mark.windowCount || !(mark.childrenKnown || mark.base);
+        // The ticks said which windows they may have changed (without their word, only an
+        // application seen at a tick has windows that the tick changed); a save needs every
+        // window of an application that moved marked, for the unmoved ones to be shared unseen.
+        const bool everyWindow
+            = windows && ((tickWindowsUnknown && changed) || (beforeSave && mark.moved && !mark.windowsMarked));
+        const auto listed = tickWindows.find(&application);
+        if (!everyWindow && listed == tickWindows.end() && !changed)
             return;
-        if (windows) {
-            if (!baseApplication && baseApplications)
-                baseApplication = baseApplications->value(key).dictionary();
-            const VXDictionary *baseWindows
-                = baseApplication ? baseApplication->value(VXWindowsByNameKey).dictionary() : nullptr;
+        if (everyWindow) {
             for (std::size_t i = 0; i < windows->size(); ++i) {
-                VXDictionary *window = windows->valueAt(i).dictionary();
-                if (!window)
-                    continue;
-                const QString &title = windows->entries()[i].key;
-                auto windowMark = marks.find(window);
-                if (windowMark == marks.end()) {
-                    const VXDictionary *baseWindow = baseWindows ? baseWindows->value(title).dictionary() : nullptr;
-                    if (!baseWindow) {
-                        newWindow(mark, title, *window);
-                        continue;
-                    }
-                    Mark &added = addWindow(mark, title, *window);
-                    added.take(*baseWindow);
-                    windowMark = marks.find(window);
-                }
-                compare(windowMark->second, *window);
+                if (VXDictionary *window = windows->valueAt(i).dictionary())
+                    compareWindow(mark, windows->entries()[i].key, *window);
+            }
+            mark.windowsMarked = true;
+        } else if (windows && listed != tickWindows.end()) {
+            for (const auto &[title, window] : listed->second) {
+                // Only a window still filed under its title (the pointer alone may be reused).
+                if (windows->value(title).dictionary() == window)
+                    compareWindow(mark, title, *windows->value(title).dictionary());
             }
         }
+        if (windowCount != mark.windowCount)
+            move(mark);
         mark.windowCount = windowCount;
         compareChildren(mark, application);
     }
 
-    void compareChildren(Mark &mark, const VXDictionary &application)
+    // One window of an application: new since the last save, first seen since it, or known.
+    void compareWindow(Mark &application, const QString &title, VXDictionary &window)
+    {
+        auto found = marks.find(&window);
+        if (found == marks.end()) {
+            const VXDictionary *baseWindows
+                = application.base ? application.base->value(VXWindowsByNameKey).dictionary() : nullptr;
+            const VXDictionary *baseWindow = baseWindows ? baseWindows->value(title).dictionary() : nullptr;
+            if (!baseWindow) {
+                newWindow(application, title, window);
+                return;
+            }
+            Mark &added = addWindow(application, title, window);
+            added.base = VXDictionaryRef(const_cast<VXDictionary *>(baseWindow));
+            added.take(*baseWindow);
+            added.tie(window);
+            found = marks.find(&window);
+        }
+        compare(found->second, window);
+    }
+
+    // Whether an application's windows are listed as the last full save lists them, window for
+    // window (each window here has its mark, made from the saved window of its title).
+    bool sameChildrenAsBase(const Mark &mark, const VXArray *children,
+                            const std::vector<const VXDictionary *> &now) const
+    {
+        if (!mark.base)
+            return false;
+        const VXArray *saved = mark.base->value(VXChildrenKey).array();
+        if (!saved || !children)
+            return !saved && !children;
+        if (saved->size() != now.size())
+            return false;
+        for (std::size_t i = 0; i < now.size(); ++i) {
+            auto found = now[i] ? marks.find(now[i]) : marks.end();
+            if (found == marks.end() || !found->second.base || found->second.base.get() != saved->at(i).dictionary())
+                return false;
+        }
+        return true;
+    }
+
+    void compareChildren(Mark &mark, VXDictionary &application)
     {
         const VXArray *children = application.value(VXChildrenKey).array();
         std::vector<const VXDictionary *> now;
@@ -894,9 +1112,25 @@ struct VXJournal::Encoder {
             for (const VXValue &child : *children)
                 now.push_back(child.dictionary());
         }
-        if (mark.childrenKnown && mark.hasChildren == bool(children) && mark.children == now)
+        if (mark.childrenKnown ? mark.hasChildren == bool(children) && mark.children == now
+                               : sameChildrenAsBase(mark, children, now)) {
+            mark.childrenKnown = true;
+            mark.hasChildren = children != nullptr;
+            mark.children = std::move(now);
             return;
-        // Every listed window is filed in the table, so it has its mark by now.
+        }
+        // Every listed window is filed in the table: named through its mark, which a walk over
+        // the table makes when the ticks' windows did not.
+        const bool unmarked = std::any_of(now.begin(), now.end(),
+                                          [&](const VXDictionary *child) { return child && !marks.contains(child); });
+        VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary();
+        if (unmarked && windows && !mark.windowsMarked) {
+            for (std::size_t i = 0; i < windows->size(); ++i) {
+                if (VXDictionary *window = windows->valueAt(i).dictionary())
+                    compareWindow(mark, windows->entries()[i].key, *window);
+            }
+            mark.windowsMarked = true;
+        }
         for (const VXDictionary *child : now) {
             auto found = child ? marks.find(child) : marks.end();
             if (found == marks.end()) {
@@ -905,6 +1139,7 @@ struct VXJournal::Encoder {
             }
             name(found->second);
         }
+        move(mark);
         const std::int64_t number = name(mark);
         out.op(kChildren);
         out.number(std::uint64_t(number));
@@ -940,6 +1175,8 @@ struct VXJournal::Encoder {
                 broken = true;
                 return;
             }
+            if (list.owner)
+                move(marks.at(list.owner));
             out.op(kOrder);
             out.byte(list.depth);
             for (std::uint8_t i = 0; i < list.depth; ++i)
@@ -998,7 +1235,15 @@ struct VXJournal::Encoder {
         return true;
     }
 
-    std::optional<QByteArray> entry(VXDictionary &live)
+    // `beforeSave`: a full save follows, sharing what the marks call settled.
+    std::optional<QByteArray> entry(VXDictionary &live, bool beforeSave)
+    {
+        std::optional<QByteArray> made = compareTree(live, beforeSave);
+        forgetTickWindows();
+        return made;
+    }
+
+    std::optional<QByteArray> compareTree(VXDictionary &live, bool beforeSave)
     {
         out.bytes.clear();
         if (broken || !base || !sameRules(live))
@@ -1016,7 +1261,7 @@ struct VXJournal::Encoder {
                 const QString &key = applications->entries()[i].key;
                 if (baseApplications && baseApplications->contains(key))
                     ++fromBase;
-                compareApplication(key, *application, baseApplications);
+                compareApplication(key, *application, baseApplications, beforeSave);
             }
             // Applications go only by a user's action, which saves the tree whole.
             if (baseApplications && fromBase != baseApplications->size())
@@ -1046,8 +1291,10 @@ VXJournal::~VXJournal()
     m_scheduler.cancelAll(this);
 }
 
-void VXJournal::noteTick()
+void VXJournal::noteTick(const VXTickWindows *windows)
 {
+    m_encoder->noteTickWindows(windows);
+    m_marksCurrent = false;
     m_store.noteChange();
     if (!m_scheduler.isPending(this, kFlushOperation))
         m_scheduler.performAfterDelay(this, kFlushOperation, kFlushInterval, [this] { flush(); });
@@ -1063,7 +1310,10 @@ void VXJournal::rebase(const VXDictionaryRef &snapshot, bool changeFollows)
 {
     const VXDictionaryRef live = m_configuration();
     m_saveWhole = changeFollows || !snapshot || !live;
-    if (live && snapshot)
+    const bool marksCurrent = std::exchange(m_marksCurrent, false);
+    if (live && snapshot && marksCurrent && !m_saveWhole)
+        m_encoder->carryOver(snapshot, *live);
+    else if (live && snapshot)
         m_encoder->reset(snapshot, *live);
     else
         m_encoder->base = VXDictionaryRef();
@@ -1071,12 +1321,30 @@ void VXJournal::rebase(const VXDictionaryRef &snapshot, bool changeFollows)
         noteTick();
 }
 
+VXSettledParts VXJournal::settledSince(const VXDictionaryRef &previous)
+{
+    const VXDictionaryRef live = m_configuration();
+    if (m_saveWhole || !live || !previous || m_encoder->base != previous)
+        return {};
+    const std::optional<QByteArray> payload = m_encoder->entry(*live, true);
+    if (!payload)
+        return {};
+    ++m_encoder->round;
+    // Written before the save, so that the journal stays whole if the save fails.
+    m_scheduler.cancel(this, kFlushOperation);
+    if (!payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload)))
+        m_saveWhole = true;
+    m_marksCurrent = true;
+    Encoder *encoder = m_encoder.get();
+    return [encoder](const VXDictionary &item) { return encoder->settled(item); };
+}
+
 std::optional<QByteArray> VXJournal::entry()
 {
     const VXDictionaryRef live = m_configuration();
     if (m_saveWhole || !live)
         return std::nullopt;
-    return m_encoder->entry(*live);
+    return m_encoder->entry(*live, false);
 }
 
 void VXJournal::flush()
@@ -1092,6 +1360,11 @@ void VXJournal::flush()
             m_store.writeWhole();
     } else if (!payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload)))
         m_saveWhole = true;
+}
+
+std::size_t VXJournal::missedChanges() const
+{
+    return m_encoder->missed;
 }
 
 bool VXJournal::isFlushPending() const

@@ -19,7 +19,18 @@
 // save before the change already wrote the record, and the tree after the change is saved
 // whole at the next flush, which starts a new journal. A journal whose header names another
 // record is set aside, never applied.
+//
+// The journal also tells the half-hourly save which items did not move since the last one
+// (settledSince), so that the save shares them with the last snapshot unseen instead of comparing
+// a ten-year record value for value on the main thread. An item counts as settled only when the
+// journal saw no change to it AND its change counts (VXDictionary::changeCount, its own and its
+// window table's) did not move since it was last known equal to the saved item, so that a flag
+// stored by a path that tells no one is still saved. Changes made in place, which no count sees,
+// are caught by the slice of items each save compares in full (every item within kVerifyRounds
+// saves) and logged. The sampler tells the journal which windows each tick may have changed
+// (VXTickWindows), so an entry compares those, not every window of an application that moved.
 
+#include "VXTreeSnapshots.h"
 #include "VXValue.h"
 
 #include <QByteArray>
@@ -33,6 +44,7 @@
 
 class VXConfigurationStore;
 class VXScheduler;
+struct VXTickWindows;
 
 // CRC-32 (the polynomial of zlib and PNG).
 std::uint32_t VXChecksum(const char *data, std::size_t size, std::uint32_t crc = 0);
@@ -99,6 +111,10 @@ class VXJournal
 public:
     static const QString kFlushOperation;   // "flushJournal"
     static constexpr double kFlushInterval = 5.0;
+    // The half-hourly saves over which every item is compared value for value once, whatever the
+    // journal says (a day's worth): a change that reached the tree by a path no one reported is
+    // in the record within that many saves, and logged.
+    static constexpr std::uint64_t kVerifyRounds = 48;
 
     VXJournal(VXScheduler &scheduler, VXConfigurationStore &store, std::function<VXDictionaryRef()> configuration);
     ~VXJournal();
@@ -106,8 +122,10 @@ public:
     VXJournal(const VXJournal &) = delete;
     VXJournal &operator=(const VXJournal &) = delete;
 
-    // The sampler changed the tree: a flush is due within kFlushInterval.
-    void noteTick();
+    // The sampler changed the tree: a flush is due within kFlushInterval. `windows`: the windows
+    // the tick may have changed (the sampler's list); without it, every window of an application
+    // that moved is compared at the next entry.
+    void noteTick(const VXTickWindows *windows = nullptr);
     // The tree was replaced or rebuilt outside the sampler (undo, redo, a user's change, a
     // blacklist edit): the next flush saves it whole.
     void noteTreeReplaced();
@@ -119,11 +137,21 @@ public:
     // Appends what changed since the last flush (or saves whole, see above). Runs by itself
     // kFlushInterval after the first change; the program calls it before it ends abruptly.
     void flush();
+    // Before a full save that takes a snapshot of the tree with `previous` the last one taken:
+    // appends what changed since the last flush, then answers which items did not move since
+    // `previous`, for the snapshot to share them unseen. Nothing when the journal cannot tell
+    // (the tree was replaced, or `previous` is not the save the journal continues): the snapshot
+    // then compares the tree whole. The answer holds until the tree changes or the journal
+    // flushes or rebases again.
+    VXSettledParts settledSince(const VXDictionaryRef &previous);
     // The entry the next flush would write (empty when nothing changed), without writing it;
     // nothing when the tree must be saved whole instead.
     std::optional<QByteArray> entry();
 
     bool isFlushPending() const;
+    // How many items the slice compared at the saves found changed although the journal called
+    // them settled (each is logged; the save copied it).
+    std::size_t missedChanges() const;
 
 private:
     struct Mark;
@@ -133,5 +161,8 @@ private:
     VXConfigurationStore &m_store;
     std::function<VXDictionaryRef()> m_configuration;
     bool m_saveWhole = true;
+    // The marks describe the live tree as it is now (settledSince ran, no tick since): a full
+    // save of it keeps them.
+    bool m_marksCurrent = false;
     std::unique_ptr<Encoder> m_encoder;
 };

@@ -32,7 +32,7 @@ qint64 VXAvailableMemory()
     return -1;
 }
 
-VXRecordReading VXReadRecordFile(const QString &path)
+VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal)
 {
     VXRecordReading reading;
     QFile file(path);
@@ -56,11 +56,16 @@ VXRecordReading VXReadRecordFile(const QString &path)
         return reading;
     // Mapped, the file's pages are the system's cache, not a copy of this process's own.
     if (uchar *mapped = file.map(0, size)) {
-        reading.configuration
-            = deeplyMutableDictionaryWithData(QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), size));
+        const QByteArray data = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), size);
+        reading.configuration = deeplyMutableDictionaryWithData(data);
+        if (reading.configuration && journal == VXRecordJournal::Applied)
+            VXApplyJournalToReadTree(*reading.configuration, data, path);
         file.unmap(mapped);
     } else {
-        reading.configuration = deeplyMutableDictionaryWithData(file.readAll());
+        const QByteArray data = file.readAll();
+        reading.configuration = deeplyMutableDictionaryWithData(data);
+        if (reading.configuration && journal == VXRecordJournal::Applied)
+            VXApplyJournalToReadTree(*reading.configuration, data, path);
     }
     if (!reading.configuration)
         reading.problem = QStringLiteral("<%1> is damaged or not a record").arg(path);
@@ -72,6 +77,33 @@ VXRecordReading VXReadRecordFile(const QString &path)
     return reading;
 }
 
+std::size_t VXApplyJournalToReadTree(VXDictionary &tree, const QByteArray &record, const QString &recordPath)
+{
+    if (!VXJournalHasEntries(recordPath))
+        return 0;
+    QFile file(VXConfigurationStore::journalPathFor(recordPath));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    const VXJournalFile::Contents contents = VXJournalFile::read(file.readAll(), record);
+    if (contents.status != VXJournalFile::Contents::Status::Matches)
+        return 0;
+    VXJournalReplay replay(tree);
+    std::size_t applied = 0;
+    for (const QByteArray &entry : contents.entries) {
+        if (!replay.apply(entry))
+            break;
+        ++applied;
+    }
+    if (applied > 0)
+        VXCloseOpenPeriods(tree);
+    return applied;
+}
+
+bool VXJournalHasEntries(const QString &recordPath)
+{
+    return QFileInfo(VXConfigurationStore::journalPathFor(recordPath)).size() > VXJournalFile::kHeaderSize;
+}
+
 void VXKeepUntilExit(const VXValue &value)
 {
     static auto *const kept = new std::vector<VXValue>();
@@ -81,8 +113,7 @@ void VXKeepUntilExit(const VXValue &value)
 std::unique_ptr<VXMappedRecord> VXMappedRecord::open(const QString &path)
 {
     // A journal with entries holds changes that only the tree's reading applies.
-    const QFileInfo journal(VXConfigurationStore::journalPathFor(path));
-    if (journal.exists() && journal.size() > VXJournalFile::kHeaderSize)
+    if (VXJournalHasEntries(path))
         return nullptr;
     std::unique_ptr<VXMappedRecord> record(new VXMappedRecord());
     record->m_file.setFileName(path);

@@ -7,10 +7,12 @@
 #include "VXBinaryPropertyListReader.h"
 #include "VXValue.h"
 
+#include <QByteArray>
 #include <QFile>
 #include <QString>
 #include <QtGlobal>
 
+#include <cstddef>
 #include <memory>
 
 struct VXRecordReading {
@@ -20,7 +22,24 @@ struct VXRecordReading {
     QString problem;   // why there is no tree, for a message (empty when the file is missing)
 };
 
-VXRecordReading VXReadRecordFile(const QString &path);
+// Whether VXReadRecordFile applies the journal beside the record (the commands) or leaves it
+// (the program, which replays it itself, saves the result and starts the journal anew).
+enum class VXRecordJournal { Applied, Ignored };
+
+// The record file at `path`, decoded, with the journal beside it applied (see below) or not.
+VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal = VXRecordJournal::Applied);
+
+// Applies the journal beside the record file at `recordPath` to `tree`, the tree decoded from
+// `record` (that file's bytes, which the journal is tied to), read-only: neither file is
+// written, so that a command run between a crash and the next start sees the tracking the
+// journal kept, and the next start still recovers it. Periods open at the last entry end there,
+// as a restart closes them. Answers how many entries were applied (0: no journal, an empty one,
+// one of another record, or damage before the first whole entry).
+std::size_t VXApplyJournalToReadTree(VXDictionary &tree, const QByteArray &record, const QString &recordPath);
+
+// Whether a journal with entries lies beside the record file (a look at its size only): a
+// reader that does not decode the tree then reads it with VXReadRecordFile instead.
+bool VXJournalHasEntries(const QString &recordPath);
 
 // The memory the decoded tree of a record file of this size may take (a binary record's tree
 // is about its size again; the slack covers the decoder's tables).

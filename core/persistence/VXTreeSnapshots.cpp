@@ -160,7 +160,10 @@ private:
 class Freezer
 {
 public:
-    explicit Freezer(std::size_t expectedContainers) : m_map(expectedContainers * 2) { }
+    Freezer(std::size_t expectedContainers, const VXSettledParts &settled) :
+        m_map(expectedContainers * 2), m_settled(settled)
+    {
+    }
 
     bool failed() const { return m_failed; }
 
@@ -175,6 +178,11 @@ public:
         const bool isArray = live.isArray();
         if (const void *frozen = m_map.find(key))
             return valueOfContainer(frozen, isArray);
+        if (const VXDictionary *same = settled(live)) {
+            m_map.insert(key, same);
+            m_map.insert(same, key);
+            return valueOfContainer(same, false);
+        }
 
         const VXValue *candidate = previous.type() == live.type() ? &previous : nullptr;
         if (candidate) {
@@ -190,6 +198,16 @@ public:
     }
 
 private:
+    // The earlier snapshot's dictionary that `live` is known to equal, unless another live
+    // container took it already.
+    const VXDictionary *settled(const VXValue &live) const
+    {
+        if (!m_settled || !live.isDictionary())
+            return nullptr;
+        const VXDictionary *same = m_settled(*live.dictionary());
+        return same && !m_map.find(same) ? same : nullptr;
+    }
+
     VXValue freezeArray(const VXArray &live, const VXValue *previous)
     {
         const VXArray *earlier = previous ? previous->array() : nullptr;
@@ -271,6 +289,7 @@ private:
     }
 
     AddressMap m_map;
+    const VXSettledParts &m_settled;
     std::vector<VXValue> m_stack;
     ThreadSafeTexts m_texts;
     bool m_failed = false;
@@ -313,11 +332,13 @@ private:
 
 }   // namespace
 
-VXDictionaryRef VXTreeSnapshot(const VXDictionaryRef &live, const VXDictionaryRef &previous)
+VXDictionaryRef VXTreeSnapshot(const VXDictionaryRef &live, const VXDictionaryRef &previous,
+                               const VXSettledParts &settled)
 {
     if (!live)
         return VXDictionaryRef();
-    Freezer freezer(1 << 16);
+    // Told what settled, a snapshot visits few containers.
+    Freezer freezer(settled ? 1 << 10 : 1 << 16, settled);
     VXValue frozen = freezer.freeze(VXValue(live), previous ? VXValue(previous) : VXValue());
     return freezer.failed() ? VXDictionaryRef() : frozen.dictionaryRef();
 }

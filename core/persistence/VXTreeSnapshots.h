@@ -20,9 +20,21 @@
 
 #include "VXValue.h"
 
+#include <functional>
+
+// What the caller knows of the live tree since `previous` was taken: for a live dictionary, the
+// dictionary of `previous` that it still equals, or null when that is not known. The journal
+// knows it for the items that did not move since the last save (VXJournal::settledSince).
+using VXSettledParts = std::function<const VXDictionary *(const VXDictionary &live)>;
+
 // An immutable copy of `live` sharing what equals `previous` (an earlier snapshot, or null).
-// Null when `live` is null or holds a null value anywhere (it could not be written).
-VXDictionaryRef VXTreeSnapshot(const VXDictionaryRef &live, const VXDictionaryRef &previous);
+// Null when `live` is null or holds a null value anywhere (it could not be written). Without
+// `settled` every value is compared (a ten-year record's event logs are tens of millions of
+// numbers); with it, a settled dictionary is shared whole without a look inside, so the copy
+// costs what changed. `settled` may answer only dictionaries of `previous`, and only for live
+// dictionaries whose containers are found nowhere else in the tree (an application, a window).
+VXDictionaryRef VXTreeSnapshot(const VXDictionaryRef &live, const VXDictionaryRef &previous,
+                               const VXSettledParts &settled = {});
 
 // A mutable tree, independent of the snapshot, with its shared containers shared the same way.
 VXDictionaryRef VXMutableCopyOfSnapshot(const VXDictionaryRef &snapshot);

@@ -379,6 +379,7 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     tick.skipDormantApplications = m_hasRecord && m_previousTickHidInactive && !settings.showInactiveApplicationItems;
     tick.generation = ++m_generation;
     m_touchedApplications.clear();
+    m_tickWindows.windows.clear();
 
     creditApplications(tick);
     consolidateApplications(tick);
@@ -554,6 +555,8 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
         seenWindows.insert(seenWindows.end(), std::make_move_iterator(record.touched.begin()),
                            std::make_move_iterator(record.touched.end()));
         removeDuplicates(seenWindows);
+        for (const KeyedItem &window : seenWindows)
+            m_tickWindows.windows.push_back({&application, window.key, window.item.get()});
         seenWindows.erase(std::remove_if(seenWindows.begin(), seenWindows.end(),
                                          [&](const KeyedItem &candidate) {
                                              return !consolidateStates(*candidate.item, tick.gap, tick.timestamp,
@@ -566,7 +569,12 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
             if (!window)
                 continue;
             const QString &windowKey = windows->entries()[w].key;
-            if (consolidateStates(*window, tick.gap, tick.timestamp, tick.previous))
+            // A state the tick changes is stored or removed (a flag, a mark), which the count sees.
+            const std::uint32_t changes = window->changeCount();
+            const bool seen = consolidateStates(*window, tick.gap, tick.timestamp, tick.previous);
+            if (window->changeCount() != changes)
+                m_tickWindows.windows.push_back({&application, windowKey, window});
+            if (seen)
                 seenWindows.push_back({windowKey, VXDictionaryRef(window)});
             else if (settings.showInactiveApplicationItems)
                 unseenWindows.push_back({windowKey, VXDictionaryRef(window)});

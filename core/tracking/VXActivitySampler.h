@@ -43,6 +43,19 @@
 
 class VXUserDefaults;
 
+// The windows one tick may have changed, for the journal, which then compares only those instead
+// of every window an application ever had: each window the tick credited or consolidated (of a
+// walk over all of an application's windows, those whose change count moved), with its
+// application and its key under "Windows By Name".
+struct VXTickWindows {
+    struct Window {
+        const VXDictionary *application;
+        QString key;
+        const VXDictionary *window;
+    };
+    std::vector<Window> windows;
+};
+
 // Settings the sampler reads (the registered ones are in VXRegisteredDefaults.h).
 inline const QString VXUpdateIntervalKey = QStringLiteral("Update Interval");
 inline const QString VXIncludeFloatingWindowsKey = QStringLiteral("Include Floating Windows");
@@ -134,6 +147,9 @@ public:
     const VXArrayRef &applicationArray() const { return m_applicationArray; }
     const VXArrayRef &poolArray() const { return m_poolArray; }
 
+    // The windows the last tick may have changed (see VXTickWindows).
+    const VXTickWindows &windowsOfLastTick() const { return m_tickWindows; }
+
     // Forgets the record of dormant items: the next tick walks every item of the tree.
     void invalidateDormancyRecord();
 
@@ -182,6 +198,7 @@ private:
     std::vector<KeyedItem> m_seenApplications;   // seen at the previous tick
     std::vector<KeyedItem> m_touchedApplications;   // seen so far in the tick in progress
     std::unordered_map<const VXDictionary *, WindowRecord> m_windowRecords;
+    VXTickWindows m_tickWindows;
     std::uint64_t m_generation = 0;
     // The same for pools, their members and entries: those seen at the previous tick. Valid
     // while the pools stay as they were prepared and the pool list's settings stay the same.

@@ -187,3 +187,25 @@ TEST_F(JournalRecoveryTest, WellFramedGarbageStopsTheReplayWithoutHarm)
         EXPECT_NE(windowItem(*recovered.dictionary(), kEditorID, u"Notes.txt"_s), nullptr);
     }
 }
+
+// A start with a record and no journal: the record loaded is the last full save, so tracking goes
+// to a journal tied to it and the record stays as it was (no whole save after the start); a kill
+// then recovers the tracking from that journal.
+TEST_F(JournalRecoveryTest, AStartContinuesTheRecordItLoadedWithoutSavingItWhole)
+{
+    trackAndCrash();
+    auto seeded = recoverWith(QByteArray());
+    ASSERT_TRUE(seeded.isDictionary());
+    const QByteArray seededRecord = readFile(dataHome.configurationFile());
+    {
+        auto controller = start();
+        time.advanceTo(kStart + 100);
+        controller->store().waitForPendingWrites();
+    }
+    EXPECT_EQ(readFile(dataHome.configurationFile()), seededRecord);
+    const VXJournalFile::Contents contents = VXJournalFile::read(readFile(journalFile()), seededRecord);
+    ASSERT_EQ(contents.status, VXJournalFile::Contents::Status::Matches);
+    EXPECT_GE(contents.entries.size(), 5u);
+    const VXValue recovered = recoverWith(readFile(journalFile()));
+    EXPECT_GT(lastTimestampOf(recovered), lastTimestampOf(seeded) + 30);
+}
