@@ -27,6 +27,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <future>
 #include <mutex>
 
 #include <fcntl.h>
@@ -86,6 +87,16 @@ struct VXConfigurationStore::Writer {
         thread.start([] {});
     }
     ~Writer() { thread.waitForDone(); }
+
+    // Returns once every task given so far has run. The thread stays: QThreadPool::waitForDone
+    // would end it, and the next task would need a new one.
+    void drain()
+    {
+        std::promise<void> reached;
+        std::future<void> done = reached.get_future();
+        thread.start([&reached] { reached.set_value(); });
+        done.wait();
+    }
 
     void write(const VXDictionaryRef &snapshot, const QString &path)
     {
@@ -341,7 +352,7 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
     }
     // The second copy, decoded meanwhile, serves only when the tree loaded is the file's as it
     // stands.
-    m_writer->thread.waitForDone();
+    m_writer->drain();
     const auto fromRecordAsItStands = [&](const VXDictionaryRef &tree) {
         if (tree && tree == fromFile && !replayed && !damaged && loaded->tree)
             m_loadedRecord = loaded;
@@ -601,7 +612,7 @@ void VXConfigurationStore::writeSnapshot(const VXDictionaryRef &snapshot, bool c
 
 void VXConfigurationStore::waitForPendingWrites()
 {
-    m_writer->thread.waitForDone();
+    m_writer->drain();
     takeUpWriterResult();
 }
 
