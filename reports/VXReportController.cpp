@@ -67,28 +67,6 @@ QPoint cascadedPosition(QPoint place, const QSize &size, const QRect &available,
     return place;
 }
 
-// A saved frame kept within the available area of the screen under its centre (else the
-// primary screen), no smaller than `minimum`: a frame saved at another scale, or on a screen that
-// is gone, would otherwise open mostly off screen.
-QRect clampedToScreen(QRect frame, const QSize &minimum)
-{
-    const QScreen *screen = QGuiApplication::screenAt(frame.center());
-    if (!screen)
-        screen = QGuiApplication::primaryScreen();
-    if (!screen)
-        return frame;
-    const QRect available = screen->availableGeometry();
-    const auto fit = [](int length, int least, int room) { return std::max(least, std::min(length, room)); };
-    frame.setSize(QSize(fit(frame.width(), minimum.width(), available.width()),
-                        fit(frame.height(), minimum.height(), available.height())));
-    const auto inside = [](int start, int length, int areaStart, int areaLength) {
-        return std::max(areaStart, std::min(start, areaStart + areaLength - length));
-    };
-    frame.moveTopLeft(QPoint(inside(frame.x(), frame.width(), available.x(), available.width()),
-                             inside(frame.y(), frame.height(), available.y(), available.height())));
-    return frame;
-}
-
 }   // namespace
 
 void VXReportController::setApplicationTerminating(bool terminating)
@@ -387,7 +365,7 @@ bool VXReportController::restoreWindowFrame()
         return false;
     const QSize minimum = m_reportWindow->minimumSize().expandedTo(m_reportWindow->minimumSizeHint());
     m_restoringFrame = true;
-    m_reportWindow->setGeometry(clampedToScreen(*frame, minimum));
+    m_reportWindow->setGeometry(VXClampedToScreen(*frame, minimum));
     m_restoringFrame = false;
     return true;
 }

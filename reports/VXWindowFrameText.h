@@ -3,10 +3,13 @@
 // A window's frame as the settings keep it: "x y width height" in whole pixels, the form every
 // saved frame of the program has (the report windows, the tray's panel, the preferences).
 
+#include <QGuiApplication>
 #include <QRect>
+#include <QScreen>
 #include <QString>
 #include <QStringList>
 
+#include <algorithm>
 #include <optional>
 
 inline QString VXWindowFrameText(const QRect &frame)
@@ -31,4 +34,26 @@ inline std::optional<QRect> VXWindowFrameFromText(const QString &text)
     if (numbers[2] <= 0 || numbers[3] <= 0)
         return std::nullopt;
     return QRect(numbers[0], numbers[1], numbers[2], numbers[3]);
+}
+
+// A saved frame kept within the available area of the screen under its centre (else the
+// primary screen), no smaller than `minimum`: a frame saved at another scale, or on a screen that
+// is gone, would otherwise open mostly off screen.
+inline QRect VXClampedToScreen(QRect frame, const QSize &minimum)
+{
+    const QScreen *screen = QGuiApplication::screenAt(frame.center());
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    if (!screen)
+        return frame;
+    const QRect available = screen->availableGeometry();
+    const auto fit = [](int length, int least, int room) { return std::max(least, std::min(length, room)); };
+    frame.setSize(QSize(fit(frame.width(), minimum.width(), available.width()),
+                        fit(frame.height(), minimum.height(), available.height())));
+    const auto inside = [](int start, int length, int areaStart, int areaLength) {
+        return std::max(areaStart, std::min(start, areaStart + areaLength - length));
+    };
+    frame.moveTopLeft(QPoint(inside(frame.x(), frame.width(), available.x(), available.width()),
+                             inside(frame.y(), frame.height(), available.y(), available.height())));
+    return frame;
 }

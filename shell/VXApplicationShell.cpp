@@ -19,6 +19,7 @@
 #include "VXTaskbarReportIcon.h"
 #include "VXUserDefaults.h"
 #include "VXWelcomeWindow.h"
+#include "VXWindowFrameText.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -40,6 +41,9 @@ namespace {
 // At login the session's tray may come up after Wendle: how often and how long it is looked for.
 constexpr int kTrayWaitIntervalMs = 1000;
 constexpr int kTrayWaitTicks = 90;
+
+// The organizer's frame, kept like the report window's ("ReportWindow").
+const QString kListWindowFrameKey = QStringLiteral("ListWindow");
 
 inline constexpr char VXFilesOfTypeFilter[] = QT_TRANSLATE_NOOP("VXApplicationShell", "CSV files (*.%1)");
 
@@ -426,7 +430,13 @@ VXOrganizerWindow *VXApplicationShell::loadOrganizerWindow()
         setFloating(m_organizerWindow.get(), m_defaults.boolForKey(VXListWindowStayInFrontKey));
         // The taskbar shows the program's icon, or the live report drawn into it.
         m_organizerWindow->setWindowIcon(QIcon());
-        centreOnScreen(m_organizerWindow.get());
+        // Where the person left it at the last launch; centred the first time only.
+        if (const std::optional<QRect> frame = VXWindowFrameFromText(m_defaults.stringForKey(kListWindowFrameKey)))
+            m_organizerWindow->setGeometry(VXClampedToScreen(*frame, m_organizerWindow->minimumSizeHint()));
+        else
+            centreOnScreen(m_organizerWindow.get());
+        m_organizerWindow->setFrameChangedHandler(
+            [this](const QRect &frame) { m_defaults.setString(VXWindowFrameText(frame), kListWindowFrameKey); });
     }
     return m_organizerWindow.get();
 }

@@ -4,6 +4,8 @@
 #include "VXMainController.h"
 
 #include <QCloseEvent>
+#include <QMoveEvent>
+#include <QResizeEvent>
 
 VXOrganizerWindow::VXOrganizerWindow(VXMainController &controller, QWidget *parent) :
     QMainWindow(parent), m_controller(controller)
@@ -35,4 +37,23 @@ void VXOrganizerWindow::closeEvent(QCloseEvent *event)
         return;
     }
     QMainWindow::closeEvent(event);
+}
+
+void VXOrganizerWindow::moveEvent(QMoveEvent *event)
+{
+    QMainWindow::moveEvent(event);
+    frameChanged();
+}
+
+void VXOrganizerWindow::resizeEvent(QResizeEvent *event)
+{
+    QMainWindow::resizeEvent(event);
+    frameChanged();
+}
+
+void VXOrganizerWindow::frameChanged()
+{
+    // A hidden window's geometry is the window system's guess, not a place a person chose.
+    if (m_frameChanged && isVisible())
+        m_frameChanged(geometry());
 }

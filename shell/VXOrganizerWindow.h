@@ -8,6 +8,8 @@
 #include <QMainWindow>
 #include <QPointer>
 
+#include <functional>
+
 class VXMainController;
 
 // The window's texts (translation context "VXOrganizerWindow").
@@ -24,10 +26,18 @@ public:
     void setListContainer(QWidget *container);
     QWidget *listContainer() const { return m_listContainer; }
 
+    // Told the window's frame whenever a person moves or resizes the shown window.
+    void setFrameChangedHandler(std::function<void(const QRect &)> handler) { m_frameChanged = std::move(handler); }
+
 protected:
     void closeEvent(QCloseEvent *event) override;
+    void moveEvent(QMoveEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
 
 private:
+    void frameChanged();
+
     VXMainController &m_controller;
     QPointer<QWidget> m_listContainer;
+    std::function<void(const QRect &)> m_frameChanged;
 };

@@ -73,10 +73,18 @@ TEST(ShellStartUp, TheFirstLaunchAsksOnceAndTheWindowsChoiceOpensTheOrganizer)
     EXPECT_TRUE(stored->boolForKey(VXWelcomeKey));
     EXPECT_FALSE(stored->boolForKey(VXStatusItemKey));
 
-    // Started again: no welcome, the organizer as it was left.
+    // Centred the first time; moved and resized by the person, that frame is kept.
+    VXOrganizerWindow *organizer = program.shell->organizerWindow();
+    const QRect available = organizer->screen()->availableGeometry();
+    EXPECT_LE((organizer->frameGeometry().center() - available.center()).manhattanLength(), 8);
+    const QRect moved(available.x() + 20, available.y() + 10, 450, 400);
+    organizer->setGeometry(moved);
+
+    // Started again: no welcome, the organizer as it was left, where it was left.
     program.launch();
     EXPECT_EQ(program.shell->welcomeWindow(), nullptr);
     EXPECT_TRUE(isShown(program.shell->organizerWindow()));
+    EXPECT_EQ(program.shell->organizerWindow()->geometry(), moved);
 }
 
 TEST(ShellStartUp, TheTrayChoiceSwitchesInPlaceAndARelaunchHonoursIt)
