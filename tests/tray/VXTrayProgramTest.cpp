@@ -4,10 +4,16 @@
 // no taskbar entry of its own; the icon comes back when the tray host is restarted, and a second
 // start meanwhile opens the panel; switching to windows and back moves the organizer between its
 // window and the panel; a deliberate quit from the tray's menu removes the autostart entry. A
-// tray that comes up after Wendle gets the icon.
+// tray that comes up after Wendle gets the icon. The same over StatusNotifierItem, with a watcher
+// on the private session bus in the tray host's place.
 
 #include "VXX11TestRig.h"
 
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusVariant>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -26,6 +32,9 @@
 
 #ifndef WENDLE_BINARY
 #error "WENDLE_BINARY must name the program"
+#endif
+#ifndef WENDLE_SNI_WATCHER
+#error "WENDLE_SNI_WATCHER must name the watcher script"
 #endif
 
 namespace {
@@ -281,4 +290,164 @@ TEST_F(TrayProgram, ATrayThatComesUpAfterWendleGetsTheIcon)
     ASSERT_TRUE(startTray());
     EXPECT_TRUE(waitFor<QRect>([&] { return iconInTray(); })) << "the icon never came to the tray";
     EXPECT_TRUE(waitFor<bool>([&] { return shownWindow(QSize(300, 300)) ? std::nullopt : std::optional(true); }));
+}
+
+namespace {
+
+const QString kWatcherService = s("org.kde.StatusNotifierWatcher");
+const QString kWatcherPath = s("/StatusNotifierWatcher");
+const QString kItemInterface = s("org.kde.StatusNotifierItem");
+
+// The tray host of a StatusNotifierItem desktop: a watcher on the rig's session bus (no trayer),
+// and a connection of the test's own to that bus to look at what Wendle put there.
+class TrayStatusNotifier : public TrayProgram
+{
+protected:
+    void SetUp() override
+    {
+        TrayProgram::SetUp();
+        if (IsSkipped() || HasFatalFailure())
+            return;
+        QProcess check;
+        if (!VXRunToEnd(check, s(WENDLE_PYTHON), {s("-c"), s("import dbus, gi")}, 15000))
+            GTEST_SKIP() << "needs python3-dbus and python3-gi";
+        bus = QDBusConnection::connectToBus(environment.value(s("DBUS_SESSION_BUS_ADDRESS")), s("wendle-sni-test"));
+        ASSERT_TRUE(bus.isConnected()) << bus.lastError().message().toStdString();
+    }
+
+    void TearDown() override
+    {
+        TrayProgram::TearDown();
+        VXStopProcess(watcher);
+        QDBusConnection::disconnectFromBus(s("wendle-sni-test"));
+    }
+
+    // Starts the watcher and waits until it owns its name.
+    bool startWatcher()
+    {
+        watcher.setProcessEnvironment(environment);
+        watcher.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        return VXStartServer(watcher, s(WENDLE_PYTHON), {s(WENDLE_SNI_WATCHER)}) == "ready";
+    }
+
+    QVariant property(const QString &service, const QString &path, const QString &interface, const QString &name)
+    {
+        QDBusMessage call
+            = QDBusMessage::createMethodCall(service, path, s("org.freedesktop.DBus.Properties"), s("Get"));
+        call << interface << name;
+        const QDBusMessage reply = bus.call(call, QDBus::Block, 5000);
+        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+            return {};
+        return reply.arguments().first().value<QDBusVariant>().variant();
+    }
+
+    // The first item the watcher has, as its bus name and object path.
+    std::optional<std::pair<QString, QString>> registeredItem()
+    {
+        const QStringList items
+            = property(kWatcherService, kWatcherPath, kWatcherService, s("RegisteredStatusNotifierItems"))
+                  .toStringList();
+        if (items.isEmpty())
+            return std::nullopt;
+        const qsizetype slash = items.first().indexOf(u'/');
+        if (slash <= 0)
+            return std::nullopt;
+        return std::pair(items.first().left(slash), items.first().mid(slash));
+    }
+
+    // The largest of the item's pixmaps (width, height, ARGB data), whose data matches its size.
+    static QSize largestPixmap(const QDBusArgument &argument)
+    {
+        QSize largest;
+        argument.beginArray();
+        while (!argument.atEnd()) {
+            int width = 0;
+            int height = 0;
+            QByteArray data;
+            argument.beginStructure();
+            argument >> width >> height >> data;
+            argument.endStructure();
+            if (width > 0 && height > 0 && data.size() == qsizetype(width) * height * 4
+                && width * height > largest.width() * largest.height())
+                largest = QSize(width, height);
+        }
+        argument.endArray();
+        return largest;
+    }
+
+    // Activates the item as a host does on a click at (x, y), the pointer being there.
+    bool activate(const std::pair<QString, QString> &item, const QPoint &at)
+    {
+        if (!rig.run(s("xdotool"), {s("mousemove"), QString::number(at.x()), QString::number(at.y())}))
+            return false;
+        QDBusMessage call = QDBusMessage::createMethodCall(item.first, item.second, kItemInterface, s("Activate"));
+        call << at.x() << at.y();
+        return bus.call(call, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage;
+    }
+
+    QProcess watcher;
+    QDBusConnection bus = QDBusConnection(s("unconnected"));
+};
+
+}   // namespace
+
+TEST_F(TrayStatusNotifier, TheItemOpensThePanelAtTheClickAndComesBackWithTheWatcher)
+{
+    const QSize panelMinimum(480, 300);
+    ASSERT_TRUE(startWatcher()) << "the watcher did not start";
+    program.setProcessEnvironment(environment);
+    program.setProcessChannelMode(QProcess::ForwardedChannels);
+    program.start(s(WENDLE_BINARY), QStringList());
+    ASSERT_TRUE(program.waitForStarted(5000));
+
+    // Wendle registers an item named after it, with its status as the tooltip and a picture; no
+    // window in the tray's stead.
+    std::optional<std::pair<QString, QString>> item
+        = waitFor<std::pair<QString, QString>>([&] { return registeredItem(); });
+    ASSERT_TRUE(item) << "no item registered with the watcher";
+    EXPECT_EQ(property(item->first, item->second, kItemInterface, s("Title")).toString(), s("Wendle"));
+    QString toolTipTitle;
+    const QVariant toolTip = property(item->first, item->second, kItemInterface, s("ToolTip"));
+    if (toolTip.canConvert<QDBusArgument>()) {
+        // (icon name, pictures, title, text)
+        const QDBusArgument argument = toolTip.value<QDBusArgument>();
+        QString toolTipIcon;
+        argument.beginStructure();
+        argument >> toolTipIcon;
+        largestPixmap(argument);
+        argument >> toolTipTitle;
+        argument.endStructure();
+    }
+    EXPECT_TRUE(toolTipTitle.contains(u"Wendle")) << toolTipTitle.toStdString();
+    const QString iconName = property(item->first, item->second, kItemInterface, s("IconName")).toString();
+    const QVariant pixmaps = property(item->first, item->second, kItemInterface, s("IconPixmap"));
+    const QSize pixmap = pixmaps.canConvert<QDBusArgument>() ? largestPixmap(pixmaps.value<QDBusArgument>()) : QSize();
+    EXPECT_TRUE(!iconName.isEmpty() || !pixmap.isEmpty()) << "the item has no icon";
+    EXPECT_FALSE(shownWindow(panelMinimum)) << "a window opened in the tray's stead";
+
+    // The item gives no geometry: the panel hangs from the top of the screen at the click, its
+    // right edge there when it would cross the screen's right edge; Escape closes it.
+    ASSERT_TRUE(activate(*item, QPoint(1000, 5)));
+    std::optional<QRect> panel = waitFor<QRect>([&] { return shownWindow(panelMinimum); });
+    ASSERT_TRUE(panel) << "activating the item opened no panel";
+    EXPECT_EQ(panel->y(), 0);
+    EXPECT_EQ(panel->right(), 1000);
+    ASSERT_TRUE(rig.run(s("xdotool"), {s("key"), s("Escape")}));
+    EXPECT_TRUE(waitFor<bool>([&] { return shownWindow(panelMinimum) ? std::nullopt : std::optional(true); }));
+
+    // The tray host restarts: the item registers with the new watcher and opens the panel, its
+    // left edge at a click near the screen's left.
+    VXStopProcess(watcher);
+    ASSERT_TRUE(waitFor<bool>([&] {
+        return bus.interface()->isServiceRegistered(kWatcherService).value() ? std::nullopt : std::optional(true);
+    }));
+    ASSERT_TRUE(startWatcher()) << "the watcher did not start again";
+    item = waitFor<std::pair<QString, QString>>([&] { return registeredItem(); });
+    ASSERT_TRUE(item) << "the item did not register again with the restarted watcher";
+    QThread::msleep(500);   // (a click just after the panel closed is taken for the closing one)
+    ASSERT_TRUE(activate(*item, QPoint(100, 10)));
+    panel = waitFor<QRect>([&] { return shownWindow(panelMinimum); });
+    ASSERT_TRUE(panel) << "activating the item again opened no panel";
+    EXPECT_EQ(panel->y(), 0);
+    EXPECT_EQ(panel->x(), 100);
 }
