@@ -78,8 +78,10 @@ public:
 
     // Starts a program on the display; it is stopped by stop() if still running.
     QProcess *startProgram(const QString &program, const QStringList &arguments);
-    // Starts the test client and waits until its windows are mapped; null when it failed.
-    std::unique_ptr<VXX11TestClient> startTestClient(const QStringList &arguments, int timeoutMs = 10000);
+    // Starts the test client and waits until its windows are mapped; null when it failed. The
+    // client itself gives the window manager 10 s to map them: the wait here is longer, so that a
+    // slow first map is the client's to report, not a race between the two.
+    std::unique_ptr<VXX11TestClient> startTestClient(const QStringList &arguments, int timeoutMs = 20000);
     // Runs a tool (xdotool, wmctrl, xprop) on the display and waits at most timeoutMs for it.
     bool run(const QString &program, const QStringList &arguments, int timeoutMs = 5000, QByteArray *output = nullptr);
     // Kills the X server, as when it crashes or the session ends.
