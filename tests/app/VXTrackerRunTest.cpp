@@ -53,18 +53,8 @@ protected:
                             .arg(capitalised, s(name))
                             .toUtf8());
         }
-        environment = rig.environment();
-        environment.insert(s("HOME"), home.path());
-        environment.insert(s("XDG_DATA_HOME"), home.filePath(s("data")));
-        environment.insert(s("XDG_CONFIG_HOME"), home.filePath(s("config")));
-        environment.insert(s("XDG_RUNTIME_DIR"), home.filePath(s("run")));
         // No logind here: the program must say so and go on.
-        environment.insert(s("DBUS_SYSTEM_BUS_ADDRESS"), s("unix:path=") + home.filePath(s("no-system-bus")));
-        environment.remove(s("XDG_SESSION_TYPE"));
-        environment.remove(s("WAYLAND_DISPLAY"));
-        QDir().mkpath(home.filePath(s("run")));
-        QFile::setPermissions(home.filePath(s("run")),
-                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        environment = VXProgramEnvironment(rig.environment(), home.path());
     }
 
     QByteArray wendle(const QStringList &arguments, int *exitCode = nullptr)

@@ -240,19 +240,8 @@ TEST_F(GermanWindows, NoEnglishTextOnTheReports)
     live->reportWindow()->resize(900, 560);
 
     // A report reopened from an exported file.
-    const QString csv = settings.folder.path() + u"/2025-11-21.csv"_s;
-    QFile file(csv);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(kSnapshotCSV);
-    file.close();
-    VXReportSnapshotWindows windows(settings.defaults.get());
-    VXReportSnapshotManager manager;
-    manager.setPresenter(&windows);
-    manager.setDelegate(&controller);
-    QSignalSpy shown(&manager, &VXReportSnapshotManager::reportSnapshotShown);
-    manager.showReportSnapshotFromCSVFile(csv, u","_s);
-    ASSERT_TRUE(shown.wait(10000));
-    auto *snapshot = dynamic_cast<VXReportController *>(manager.controllerForPath(csv).get());
+    SnapshotReports snapshots(settings, controller);
+    VXReportController *snapshot = snapshots.open(u"2025-11-21.csv"_s, kSnapshotCSV);
     ASSERT_NE(snapshot, nullptr);
     snapshot->reportWindow()->resize(900, 560);
 

@@ -12,6 +12,7 @@
 #include <QFileInfo>
 #include <QMutex>
 #include <QMutexLocker>
+#include <QProcessEnvironment>
 #include <QStringList>
 #include <QThread>
 
@@ -151,3 +152,23 @@ private:
     bool m_wasSet;
     QByteArray m_previous;
 };
+
+// The environment Wendle runs in under a test: `base` (the X11 rig's, say) with the home, data,
+// settings and runtime folders inside `home`, no system bus (so no logind) and no desktop
+// session of the machine's. The runtime folder is made, private, as a session's is.
+inline QProcessEnvironment VXProgramEnvironment(QProcessEnvironment environment, const QString &home)
+{
+    const QDir folder(home);
+    environment.insert(QStringLiteral("HOME"), home);
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), folder.filePath(QStringLiteral("data")));
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), folder.filePath(QStringLiteral("config")));
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), folder.filePath(QStringLiteral("run")));
+    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"),
+                       QStringLiteral("unix:path=") + folder.filePath(QStringLiteral("no-system-bus")));
+    environment.remove(QStringLiteral("XDG_SESSION_TYPE"));
+    environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    folder.mkpath(QStringLiteral("run"));
+    QFile::setPermissions(folder.filePath(QStringLiteral("run")),
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    return environment;
+}

@@ -7,6 +7,7 @@
 // tray that comes up after Wendle gets the icon. The same over StatusNotifierItem, with a watcher
 // on the private session bus in the tray host's place.
 
+#include "VXTestSupport.h"
 #include "VXX11TestRig.h"
 
 #include <QDBusArgument>
@@ -69,17 +70,8 @@ protected:
         if (!rig.start({}, &whyNot))
             GTEST_SKIP() << whyNot.toStdString();
         ASSERT_TRUE(home.isValid());
-        environment = rig.environment();
-        environment.insert(s("HOME"), home.path());
-        environment.insert(s("XDG_DATA_HOME"), home.filePath(s("data")));
-        environment.insert(s("XDG_CONFIG_HOME"), home.filePath(s("config")));
-        environment.insert(s("XDG_RUNTIME_DIR"), home.filePath(s("run")));
-        environment.insert(s("DBUS_SYSTEM_BUS_ADDRESS"), s("unix:path=") + home.filePath(s("no-system-bus")));
-        environment.remove(s("XDG_SESSION_TYPE"));
-        environment.remove(s("WAYLAND_DISPLAY"));
-        QDir().mkpath(home.filePath(s("run")));
-        QFile::setPermissions(home.filePath(s("run")),
-                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        // No logind here: the program must say so and go on.
+        environment = VXProgramEnvironment(rig.environment(), home.path());
         // Past the welcome, in the tray, quitting without the question.
         for (const char *key : {"Welcome", "Status Item", "Quit Without Confirmation"})
             ASSERT_TRUE(setting(s(key), true));

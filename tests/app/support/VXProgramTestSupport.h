@@ -35,18 +35,7 @@ public:
     // `base`: the environment to start from (the X11 rig's, say); the system's by default.
     explicit ProgramFolders(const QProcessEnvironment &base = QProcessEnvironment::systemEnvironment())
     {
-        environment = base;
-        environment.insert(QStringLiteral("HOME"), home.path());
-        environment.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("data")));
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), path(QStringLiteral("config")));
-        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), path(QStringLiteral("run")));
-        environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"),
-                           QStringLiteral("unix:path=") + path(QStringLiteral("no-system-bus")));
-        environment.remove(QStringLiteral("XDG_SESSION_TYPE"));
-        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        QDir().mkpath(path(QStringLiteral("run")));
-        QFile::setPermissions(path(QStringLiteral("run")),
-                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        environment = VXProgramEnvironment(base, home.path());
     }
 
     // Without a display: the tracker runs with nothing to track, its commands as ever.

@@ -7,7 +7,10 @@
 #include "VXConfigurationKeys.h"
 #include "VXEventLogDictionaryExtensions.h"
 #include "VXRegisteredDefaults.h"
+#include "VXReportController.h"
 #include "VXReportDataSource.h"
+#include "VXReportSnapshotManager.h"
+#include "VXReportSnapshotWindows.h"
 #include "VXTestSupport.h"
 #include "VXUserDefaults.h"
 #include "VXValue.h"
@@ -15,6 +18,7 @@
 #include <QApplication>
 #include <QByteArray>
 #include <QFile>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 
 #include <memory>
@@ -65,6 +69,39 @@ private:
 
 public:
     std::unique_ptr<VXUserDefaults> defaults;
+};
+
+// Snapshot reports opened as the program opens them: the CSV file written to the settings'
+// folder, read by the snapshot manager and shown in its window.
+class SnapshotReports
+{
+public:
+    SnapshotReports(PrivateSettings &settings, VXReportDataSource &delegate) :
+        m_settings(settings), windows(settings.defaults.get())
+    {
+        manager.setPresenter(&windows);
+        manager.setDelegate(&delegate);
+    }
+
+    // The file's report, or null when it was not shown within ten seconds.
+    VXReportController *open(const QString &fileName, const QByteArray &csv)
+    {
+        const QString path = m_settings.folder.filePath(fileName);
+        if (!VXWriteFile(path, csv))
+            return nullptr;
+        QSignalSpy shown(&manager, &VXReportSnapshotManager::reportSnapshotShown);
+        manager.showReportSnapshotFromCSVFile(path, QStringLiteral(","));
+        if (!shown.wait(10000))
+            return nullptr;
+        return dynamic_cast<VXReportController *>(manager.controllerForPath(path).get());
+    }
+
+private:
+    PrivateSettings &m_settings;
+
+public:
+    VXReportSnapshotWindows windows;
+    VXReportSnapshotManager manager;
 };
 
 // An application item with its foreground and total logs, clipped to the range as the data

@@ -143,33 +143,15 @@ TEST(ReportScreenshotWindows, DrawLiveAndSnapshotReports)
     live->toggleReportWindow(nullptr);
     live->reportWindow()->setGeometry(liveFrame);
 
-    const QString csv = settings.folder.path() + u"/2025-11-21.csv"_s;
-    QFile file(csv);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(kSnapshotCSV);
-    file.close();
-    VXReportSnapshotWindows windows(settings.defaults.get());
-    VXReportSnapshotManager manager;
-    manager.setPresenter(&windows);
-    manager.setDelegate(&controller);
-    QSignalSpy shown(&manager, &VXReportSnapshotManager::reportSnapshotShown);
-    manager.showReportSnapshotFromCSVFile(csv, u","_s);
-    ASSERT_TRUE(shown.wait(10000));
-    auto *snapshot = dynamic_cast<VXReportController *>(manager.controllerForPath(csv).get());
+    SnapshotReports snapshots(settings, controller);
+    VXReportController *snapshot = snapshots.open(u"2025-11-21.csv"_s, kSnapshotCSV);
     ASSERT_NE(snapshot, nullptr);
     snapshot->reportWindow()->setGeometry(snapshotFrame);
     // The afternoon only, as a person would choose it.
     snapshot->setBeginTimestamp(kMorning + 3 * 3600.0, 0.0, snapshot->reportView());
 
     // A file without total columns.
-    const QString foregroundCSV = settings.folder.path() + u"/foreground.csv"_s;
-    QFile foregroundFile(foregroundCSV);
-    ASSERT_TRUE(foregroundFile.open(QIODevice::WriteOnly));
-    foregroundFile.write(kForegroundOnlyCSV);
-    foregroundFile.close();
-    manager.showReportSnapshotFromCSVFile(foregroundCSV, u","_s);
-    ASSERT_TRUE(shown.wait(10000));
-    auto *foregroundOnly = dynamic_cast<VXReportController *>(manager.controllerForPath(foregroundCSV).get());
+    VXReportController *foregroundOnly = snapshots.open(u"foreground.csv"_s, kForegroundOnlyCSV);
     ASSERT_NE(foregroundOnly, nullptr);
     foregroundOnly->reportWindow()->setGeometry(snapshotFrame);
 
