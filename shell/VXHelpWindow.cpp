@@ -59,8 +59,9 @@ VXHelpWindow::VXHelpWindow(QWidget *parent) : QWidget(parent, Qt::Window)
         if (row >= 0)
             showPage(m_topics->item(row)->data(Qt::UserRole).toString());
     });
-    connect(m_browser, &QTextBrowser::sourceChanged, this, [this] {
-        const int row = int(pageNames().indexOf(currentPage()));
+    // The page from the signal: source() still answers the page before while it is sent.
+    connect(m_browser, &QTextBrowser::sourceChanged, this, [this](const QUrl &source) {
+        const int row = int(pageNames().indexOf(QFileInfo(source.path()).completeBaseName()));
         if (row != m_topics->currentRow()) {
             const QSignalBlocker blocker(m_topics);
             m_topics->setCurrentRow(row);

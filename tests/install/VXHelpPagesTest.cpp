@@ -83,12 +83,15 @@ TEST(HelpPages, TheWindowOpensAtAPageInTheTranslationsLanguage)
     ASSERT_TRUE(QTest::qWaitForWindowExposed(help));
     EXPECT_EQ(help->currentPage(), u"pools"_s);
     EXPECT_EQ(help->browser()->source().path(), folder + u"pools.html"_s);
-    // The page's list shows the titles of the copies shown.
+    // The page's list shows the titles of the copies shown, the page shown chosen in it.
     const QString title = help->browser()->documentTitle();
-    EXPECT_FALSE(help->findChild<QListWidget *>()->findItems(title, Qt::MatchExactly).isEmpty()) << title.toStdString();
+    const QListWidget *topics = help->findChild<QListWidget *>();
+    EXPECT_FALSE(topics->findItems(title, Qt::MatchExactly).isEmpty()) << title.toStdString();
+    EXPECT_EQ(topics->currentItem()->text(), title);
 
-    // A link from one page to another keeps to the language.
+    // A link from one page to another keeps to the language, and the list follows.
     Q_EMIT help->browser()->anchorClicked(QUrl(u"modes.html"_s));
     EXPECT_EQ(help->browser()->source().path(), folder + u"modes.html"_s);
     EXPECT_EQ(help->currentPage(), u"modes"_s);
+    EXPECT_EQ(topics->currentItem()->text(), help->browser()->documentTitle());
 }
