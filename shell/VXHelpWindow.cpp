@@ -78,10 +78,8 @@ VXHelpWindow::VXHelpWindow(QWidget *parent) : QWidget(parent, Qt::Window)
 
 const QStringList &VXHelpWindow::pageNames()
 {
-    static const QStringList pages {
-        QStringLiteral("index"),      QStringLiteral("modes"),       QStringLiteral("pools"),
-        QStringLiteral("blacklists"), QStringLiteral("hibernation"), QStringLiteral("reports"),
-        QStringLiteral("export"),     QStringLiteral("undo"),        QStringLiteral("command-line")};
+    // The build's list of the pages compiled in, in their order.
+    static const QStringList pages = QStringLiteral(WENDLE_HELP_PAGE_NAMES).split(u',');
     return pages;
 }
 
