@@ -26,6 +26,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QLabel>
 #include <QLayout>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -157,6 +158,12 @@ int VXApplicationShell::runAlert(const QString &messageText, const QString &info
     alert.setWindowTitle(QCoreApplication::applicationName());
     alert.setText(messageText);
     alert.setInformativeText(informativeText);
+    // The message is the alert's heading, in bold above the explanation, as desktop alerts show it.
+    if (auto *heading = alert.findChild<QLabel *>(QStringLiteral("qt_msgbox_label"))) {
+        QFont font = heading->font();
+        font.setBold(true);
+        heading->setFont(font);
+    }
     // One role for all, so that the buttons keep the order they are given in.
     QList<QAbstractButton *> buttons;
     for (const QString &title : buttonTitles)
