@@ -311,7 +311,16 @@ TEST_F(GermanWindows, NoEnglishTextOnAnyWindowOfTheShell)
     program.shell->menuBuilder()->validateMenu(actionMenu, true);
     actionMenu->adjustSize();
     checkWindow(u"menu-tray"_s, actionMenu, english);
-    VXStatusItemPanel panel(*program.defaults);
-    panel.resize(VXPanelMinimumSize);
-    checkWindow(u"tray-panel"_s, &panel, english);
+    // The program's own panel, with the organizer's lists and the live report moved into it.
+    VXStatusItemPanel *panel = program.shell->statusItemController()->panel();
+    ASSERT_NE(panel, nullptr);
+    panel->resize(VXPanelMinimumSize);
+    for (const QString &section :
+         {VXStatusItemPanel::kOrganizerIdentifier, VXStatusItemPanel::kActivityReportIdentifier}) {
+        panel->selectSection(section);
+        ASSERT_NE(panel->view(section), nullptr) << qPrintable(section);
+        panel->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(panel));
+        checkWindow(u"tray-panel-"_s + section.toLower().replace(u' ', u'-'), panel, english);
+    }
 }
