@@ -218,7 +218,6 @@ bool VXX11IdleSource::start(VXPresenceObserver &observer)
     m_wakeUps = 0;
     m_notifier = new QSocketNotifier(qintptr(xcb_get_file_descriptor(d->c())), QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, &VXX11IdleSource::onSocketActivity);
-    qCInfo(lcX11).noquote() << "user input is watched through the" << name();
     if (d->useSync) {
         m_state = State::Quiet;
         settle(false);
