@@ -1,3 +1,4 @@
+#include "VXApplicationIcon.h"
 #include "VXCommandLine.h"
 #include "VXConfigCommand.h"
 #include "VXDefaultsCommand.h"
@@ -92,6 +93,9 @@ int main(int argc, char *argv[])
         QApplication::setQuitOnLastWindowClosed(false);
         // The desktop entry that launchers and taskbars (and Wayland's app id) know it by.
         QGuiApplication::setDesktopFileName(QStringLiteral("wendle"));
+        // Every window without an icon of its own shows this one, or the live report drawn
+        // into it when the taskbar icon shows the report.
+        QApplication::setWindowIcon(applicationIcon());
     }
     VXTranslations::install();
 

@@ -1,6 +1,5 @@
 #include "VXReportController.h"
 
-#include "VXApplicationIcon.h"
 #include "VXChameleonDatePicker.h"
 #include "VXColorExtensions.h"
 #include "VXConfigurationKeys.h"
@@ -172,7 +171,6 @@ QWidget *VXReportController::loadReportWindow()
     }
 
     setUpViewMenuButton();
-    reportWindow->setWindowIcon(applicationIcon());
 
     // The taskbar has no Windows menu to leave the live report out of; it floats on request.
     if (isLiveReport() && defaults().boolForKey(VXReportKey::kDefaultStayInFront))

@@ -418,8 +418,6 @@ QWidget *VXApplicationShell::loadReportContainer()
 {
     if (!m_liveReport || !m_liveReport->loadReportView())
         return nullptr;
-    // The taskbar shows the program's icon, or the live report drawn into it.
-    m_liveReport->reportWindow()->setWindowIcon(QIcon());
     return m_liveReport->reportContainer();
 }
 
@@ -435,8 +433,6 @@ VXOrganizerWindow *VXApplicationShell::loadOrganizerWindow()
         if (m_menus)
             m_menus->populateMenuBar(m_organizerWindow->menuBar());
         setFloating(m_organizerWindow.get(), m_defaults.boolForKey(VXListWindowStayInFrontKey));
-        // The taskbar shows the program's icon, or the live report drawn into it.
-        m_organizerWindow->setWindowIcon(QIcon());
         // Where the person left it at the last launch; centred the first time only.
         if (const std::optional<QRect> frame = VXWindowFrameFromText(m_defaults.stringForKey(kListWindowFrameKey)))
             m_organizerWindow->setGeometry(VXClampedToScreen(*frame, m_organizerWindow->minimumSizeHint()));

@@ -1,6 +1,5 @@
 #include "VXOrganizerWindow.h"
 
-#include "VXApplicationIcon.h"
 #include "VXMainController.h"
 
 #include <QCloseEvent>
@@ -12,7 +11,6 @@ VXOrganizerWindow::VXOrganizerWindow(VXMainController &controller, QWidget *pare
 {
     setObjectName(QStringLiteral("ListWindow"));
     setWindowTitle(tr(VXOrganizerWindowTitle));
-    setWindowIcon(applicationIcon());
     setListContainer(new QWidget());
     resize(420, 560);
 }
