@@ -74,8 +74,9 @@ protected:
 
     QString entryPath(const QString &id) const { return rig.dataHome() + s("/applications/") + id + s(".desktop"); }
 
-    // Takes snapshots, as the tracker's ticks would, until the predicate holds.
-    bool waitFor(VXDesktop &desktop, const std::function<bool()> &predicate, int timeoutMs = 10000)
+    // Takes snapshots, as the tracker's ticks would, until the predicate holds (the bound only
+    // ends a test whose compositor never gets there, however loaded the machine).
+    bool waitFor(VXDesktop &desktop, const std::function<bool()> &predicate, int timeoutMs = 30000)
     {
         return VXWaitUntil(
             [&] {
@@ -190,7 +191,7 @@ void WaylandTest::exercise(VXToplevelDesktop &desktop, VXPresenceSource *idle)
     ASSERT_TRUE(waitFor(desktop, [&] { return inFront(kAlphaId, s("Alpha document")); })) << state();
     ASSERT_TRUE(desktop.quitApplication(entryPath(kBetaId), &whyNot)) << whyNot.toStdString();
     ASSERT_TRUE(waitFor(desktop, [&] { return !application(kBetaId); })) << state();
-    EXPECT_TRUE(beta->waitForExit(10000)) << "the window was asked to close";
+    EXPECT_TRUE(beta->waitForExit(30000)) << "the window was asked to close";
     EXPECT_FALSE(desktop.quitApplication(entryPath(kBetaId), &whyNot));
     EXPECT_FALSE(whyNot.isEmpty());
 

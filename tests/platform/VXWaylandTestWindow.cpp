@@ -12,6 +12,7 @@
 #include <QPainter>
 #include <QRasterWindow>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <unistd.h>
 
@@ -23,6 +24,17 @@
 #include <vector>
 
 namespace {
+
+// Ends the program: the loop ends, and the process goes within two seconds whatever the
+// teardown does.
+void leave()
+{
+    QCoreApplication::quit();
+    std::thread([] {
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        std::_Exit(0);
+    }).detach();
+}
 
 class Window final : public QRasterWindow
 {
@@ -41,13 +53,8 @@ protected:
     // within two seconds whatever the teardown does.
     bool event(QEvent *event) override
     {
-        if (event->type() == QEvent::Close) {
-            QCoreApplication::quit();
-            std::thread([] {
-                std::this_thread::sleep_for(std::chrono::seconds(2));
-                std::_Exit(0);
-            }).detach();
-        }
+        if (event->type() == QEvent::Close)
+            leave();
         return QRasterWindow::event(event);
     }
     void exposeEvent(QExposeEvent *event) override
@@ -111,7 +118,10 @@ int main(int argc, char *argv[])
             const QString line = QString::fromUtf8(pending.left(newline));
             pending.remove(0, newline + 1);
             if (line == QLatin1StringView("quit")) {
-                QCoreApplication::quit();
+                // The windows go first, from the running loop (which sends their end to the
+                // compositor), so that a teardown a loaded compositor stalls cannot keep them.
+                windows.clear();
+                QTimer::singleShot(0, &application, leave);
                 return;
             }
             const QStringList words = line.split(QLatin1Char(' '));
