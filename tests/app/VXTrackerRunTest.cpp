@@ -19,6 +19,8 @@
 
 #include <csignal>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString s(const char *text)
@@ -64,9 +66,9 @@ protected:
             QFile entry(folder + QLatin1Char('/') + s(name) + s(".desktop"));
             ASSERT_TRUE(entry.open(QIODevice::WriteOnly));
             const QString capitalised = s(name).left(1).toUpper() + s(name).mid(1);
-            entry.write(QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2\nStartupWMClass=%1\n")
-                            .arg(capitalised, s(name))
-                            .toUtf8());
+            entry.write(
+                u"[Desktop Entry]\nType=Application\nName=%1\nExec=%2\nStartupWMClass=%1\n"_s.arg(capitalised, s(name))
+                    .toUtf8());
         }
         // No logind here: the program must say so and go on.
         environment = VXProgramEnvironment(rig.environment(), home.path());

@@ -29,6 +29,8 @@
 #include <memory>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString s(const char *text)
@@ -167,7 +169,7 @@ protected:
             rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.login1.Manager.ListInhibitors"), {}));
         QStringList held;
         for (const QString &what : {s("sleep"), s("shutdown")}) {
-            if (listed.contains(QStringLiteral("('%1', 'Wendle'").arg(what).toUtf8()))
+            if (listed.contains(u"('%1', 'Wendle'"_s.arg(what).toUtf8()))
                 held << what;
         }
         return held;

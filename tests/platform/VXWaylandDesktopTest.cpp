@@ -31,6 +31,8 @@
 #include <csignal>
 #include <tuple>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Compositor = VXWaylandTestRig::Compositor;
@@ -55,8 +57,7 @@ protected:
         options.compositor = compositor;
         for (const auto &[id, name] : {std::pair {kAlphaId, s("Alpha")}, std::pair {kBetaId, s("Beta")}})
             options.desktopEntries.emplace_back(
-                id + s(".desktop"),
-                QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2\n").arg(name, id).toUtf8());
+                id + s(".desktop"), u"[Desktop Entry]\nType=Application\nName=%1\nExec=%2\n"_s.arg(name, id).toUtf8());
         if (compositor == VXWaylandTestRig::GnomeShell) {
             options.extensionFolders << VXTestDataPath(s("platform/wayland/wendle-test@wendle"));
             options.enabledExtensions << s("wendle-test@wendle");
@@ -107,7 +108,7 @@ protected:
     }
     std::string state() const
     {
-        return QStringLiteral("front <%1>, windows <%2>; the compositor's log ends:\n%3")
+        return u"front <%1>, windows <%2>; the compositor's log ends:\n%3"_s
             .arg(snapshot.frontmostApplicationPath, titles().join(s("|")),
                  QString::fromUtf8(rig.compositorLog().right(1500)))
             .toStdString();

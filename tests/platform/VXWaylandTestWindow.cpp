@@ -23,6 +23,8 @@
 #include <thread>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Ends the program: the loop ends, and the process goes within two seconds whatever the
@@ -76,8 +78,8 @@ void say(const char *line)
 int main(int argc, char *argv[])
 {
     QGuiApplication application(argc, argv);
-    QString appId = QStringLiteral("org.wendle.TestWindow");
-    QString title = QStringLiteral("Window");
+    QString appId = u"org.wendle.TestWindow"_s;
+    QString title = u"Window"_s;
     int count = 1;
     const QStringList arguments = QCoreApplication::arguments();
     for (qsizetype i = 1; i + 1 < arguments.size(); i += 2) {
@@ -94,7 +96,7 @@ int main(int argc, char *argv[])
     int waiting = count;
     for (int i = 0; i < count; ++i) {
         auto window = std::make_unique<Window>();
-        window->setTitle(count == 1 ? title : QStringLiteral("%1 %2").arg(title).arg(i + 1));
+        window->setTitle(count == 1 ? title : u"%1 %2"_s.arg(title).arg(i + 1));
         window->resize(320, 200);
         window->exposed = [&waiting] {
             if (--waiting == 0)

@@ -20,6 +20,8 @@
 
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Runs the event loop for a while (the source works only from there).
@@ -46,11 +48,11 @@ bool spinUntilReport(const VXPresenceRecorder &observer, qint64 since, int timeo
 class VXX11IdleSourceTest : public VXX11RigSuite<VXX11IdleSourceTest, ::testing::TestWithParam<VXX11IdleSource::Method>>
 {
 public:
-    static QStringList rigPrograms() { return {QStringLiteral("xdotool")}; }
+    static QStringList rigPrograms() { return {u"xdotool"_s}; }
     static VXX11TestRig::Options rigOptions() { return {false}; }
 
 protected:
-    bool input(const QStringList &arguments) { return s_rig->run(QStringLiteral("xdotool"), arguments, 5000); }
+    bool input(const QStringList &arguments) { return s_rig->run(u"xdotool"_s, arguments, 5000); }
 
     // Input from inside the event loop: xdotool started without waiting, as a person's input
     // arrives while the program runs.
@@ -61,7 +63,7 @@ protected:
         process->setStandardOutputFile(QProcess::nullDevice());
         process->setStandardErrorFile(QProcess::nullDevice());
         QObject::connect(process, &QProcess::finished, process, &QObject::deleteLater);
-        process->start(QStringLiteral("xdotool"), arguments);
+        process->start(u"xdotool"_s, arguments);
     }
 
     void TearDown() override
@@ -82,8 +84,8 @@ TEST_P(VXX11IdleSourceTest, ReportsInputAndNothingWhileIdle)
     VXPresenceRecorder observer;
     ASSERT_TRUE(source.start(observer));
     EXPECT_EQ(source.name(),
-              GetParam() == VXX11IdleSource::Method::Automatic ? QStringLiteral("X11 SYNC idle counter")
-                                                               : QStringLiteral("X11 screen-saver idle time"));
+              GetParam() == VXX11IdleSource::Method::Automatic ? u"X11 SYNC idle counter"_s
+                                                               : u"X11 screen-saver idle time"_s);
     // Whatever input came before the start has been dealt with after a moment.
     spin(1500);
 
@@ -99,8 +101,7 @@ TEST_P(VXX11IdleSourceTest, ReportsInputAndNothingWhileIdle)
     // A mouse movement, then a key press, each reported (the bound is generous: a source that
     // polls, instead of once a second, every few seconds or not at all misses it).
     for (const QStringList &arguments :
-         {QStringList {QStringLiteral("mousemove"), QStringLiteral("200"), QStringLiteral("150")},
-          QStringList {QStringLiteral("key"), QStringLiteral("shift")}}) {
+         {QStringList {u"mousemove"_s, u"200"_s, u"150"_s}, QStringList {u"key"_s, u"shift"_s}}) {
         const qint64 before = observer.elapsed();
         ASSERT_TRUE(input(arguments));
         EXPECT_TRUE(spinUntilReport(observer, before, 4000)) << arguments.join(u' ').toStdString();
@@ -114,7 +115,7 @@ TEST_P(VXX11IdleSourceTest, ReportsInputAndNothingWhileIdle)
     // Stopped: input is no longer reported.
     source.stop();
     const qint64 stoppedAt = observer.elapsed();
-    ASSERT_TRUE(input({QStringLiteral("mousemove"), QStringLiteral("10"), QStringLiteral("10")}));
+    ASSERT_TRUE(input({u"mousemove"_s, u"10"_s, u"10"_s}));
     spin(1200);
     EXPECT_EQ(observer.inputsSince(stoppedAt), 0);
 }
@@ -138,7 +139,7 @@ TEST_P(VXX11IdleSourceTest, ContinuousInputIsReportedAboutOnceASecond)
             return;
         }
         ++moves;
-        inputLater({QStringLiteral("mousemove"), QString::number(300 + 7 * moves), QString::number(200 + 3 * moves)});
+        inputLater({u"mousemove"_s, QString::number(300 + 7 * moves), QString::number(200 + 3 * moves)});
     });
     mover.start();
     spin(2000 + 1800);
@@ -164,10 +165,9 @@ public:
     void hibernationDidChange() override { }
     int runAlert(const QString &, const QString &, const QStringList &) override
     {
-        m_rig.run(QStringLiteral("xdotool"),
-                  {QStringLiteral("mousemove"), QStringLiteral("640"), QStringLiteral("500")});
+        m_rig.run(u"xdotool"_s, {u"mousemove"_s, u"640"_s, u"500"_s});
         spin(300);
-        m_rig.run(QStringLiteral("xdotool"), {QStringLiteral("click"), QStringLiteral("1")});
+        m_rig.run(u"xdotool"_s, {u"click"_s, u"1"_s});
         spin(50);
         return 0;
     }
@@ -199,7 +199,7 @@ TEST_P(VXX11IdleSourceTest, TheClickThatClosesTheSuspendAlertDoesNotWakeTheProgr
     spin(1300);
     EXPECT_TRUE(hibernation.isHibernating());
     // The next input wakes it.
-    ASSERT_TRUE(input({QStringLiteral("mousemove"), QStringLiteral("100"), QStringLiteral("100")}));
+    ASSERT_TRUE(input({u"mousemove"_s, u"100"_s, u"100"_s}));
     QElapsedTimer timer;
     timer.start();
     while (hibernation.isHibernating() && timer.elapsed() < 2000)
@@ -218,7 +218,7 @@ TEST(VXX11IdleSourceAvailability, CannotStartWithoutADisplayAndStopsWhenTheServe
 {
     VXX11TestRig::application();
     VXPresenceRecorder observer;
-    VXX11IdleSource nowhere(QStringLiteral(":4321"));
+    VXX11IdleSource nowhere(u":4321"_s);
     EXPECT_FALSE(nowhere.start(observer));
 
     VXX11TestRig rig;
