@@ -276,7 +276,7 @@ TEST(VXReportSnapshotManager, AManagerGoingAwayWhileAFileIsReadDropsTheResult)
     EXPECT_EQ(VXReportSnapshotManager::reportSnapshotColumnSeparator(), u"\t"_s);
     const QString tabbed
         = writeFile(folder.filePath(u"e.csv"_s),
-                      "\"Application\"\tForeground Begin (Unix Time)\tForeground End (Unix Time)\nA\t1.00\t2.00\n");
+                    "\"Application\"\tForeground Begin (Unix Time)\tForeground End (Unix Time)\nA\t1.00\t2.00\n");
     EXPECT_TRUE(VXReportSnapshotManager::reportSnapshotConfigurationFromCSVFile(tabbed));
     settings.defaults->setInteger(1, VXExportKey::kExportedReportColumnSeparator);
     LogCapture quiet;
