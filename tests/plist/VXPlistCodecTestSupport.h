@@ -10,9 +10,6 @@
 #include <QStringList>
 #include <QtGlobal>
 
-#include <initializer_list>
-#include <utility>
-
 // Arrays nested `depth` deep, the innermost empty.
 inline VXValue VXNestedArrays(int depth)
 {
