@@ -36,18 +36,6 @@ unsigned modeOf(const QString &path)
     return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeAll(const QString &path, const QByteArray &data)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(data) == data.size();
-}
-
 class ConfigCommandTest : public ::testing::Test
 {
 protected:
@@ -138,14 +126,14 @@ TEST_F(ConfigCommandTest, ShowPrintsTheSavedFileOrTheSettingsCopyAsXML)
     EXPECT_TRUE(shown.out.startsWith(u"<?xml"_s));
     EXPECT_EQ(VXPropertyListSerialization::valueFromData(shown.out.toUtf8()), VXValue(sampleTree(12.5)));
     const std::optional<QString> fromXML = plistlibRepr(shown.out.toUtf8());
-    const std::optional<QString> fromBinary = plistlibRepr(readAll(configurationFile()));
+    const std::optional<QString> fromBinary = plistlibRepr(VXReadFile(configurationFile()));
     if (!fromXML || !fromBinary)
         GTEST_SKIP() << "no python3 with plistlib";
     EXPECT_EQ(*fromXML, *fromBinary);
     EXPECT_TRUE(fromXML->contains(u"'Time': 12.5"_s));
 
     // A damaged file is reported, not shown.
-    ASSERT_TRUE(writeAll(configurationFile(), "bplist00\x01\x02"));
+    ASSERT_TRUE(VXWriteFile(configurationFile(), "bplist00\x01\x02"));
     shown = config({u"show"_s});
     EXPECT_EQ(shown.exitCode, VXConfigCommand::Failure);
     EXPECT_TRUE(shown.err.contains(u"is damaged"_s));
@@ -156,7 +144,7 @@ TEST_F(ConfigCommandTest, ImportKeepsThePreviousFileAndWritesTheProgramsForm)
     const std::optional<QByteArray> xml = VXPropertyListSerialization::dataFromValue(
         VXValue(sampleTree(30.0)), VXPropertyListSerialization::Format::XML);
     ASSERT_TRUE(xml);
-    ASSERT_TRUE(writeAll(scratch(u"week.plist"_s), *xml));
+    ASSERT_TRUE(VXWriteFile(scratch(u"week.plist"_s), *xml));
 
     // Nothing there yet: nothing to keep.
     Result imported = config({u"import"_s, scratch(u"week.plist"_s)});
@@ -164,7 +152,7 @@ TEST_F(ConfigCommandTest, ImportKeepsThePreviousFileAndWritesTheProgramsForm)
     EXPECT_TRUE(
         imported.out.startsWith(u"imported <%1> into <%2>\n"_s.arg(scratch(u"week.plist"_s), configurationFile())));
     EXPECT_FALSE(imported.out.contains(u"kept as"_s));
-    const QByteArray first = readAll(configurationFile());
+    const QByteArray first = VXReadFile(configurationFile());
     EXPECT_TRUE(first.startsWith("bplist00"));
     EXPECT_EQ(VXPropertyListSerialization::valueFromData(first), VXValue(sampleTree(30.0)));
     EXPECT_EQ(modeOf(configurationFile()), 0600u);
@@ -172,8 +160,8 @@ TEST_F(ConfigCommandTest, ImportKeepsThePreviousFileAndWritesTheProgramsForm)
     EXPECT_EQ(modeOf(dataHome() + u"/Wendle"_s), 0700u);
 
     // Old-style text over it: the binary file is kept beside it, named with the time.
-    ASSERT_TRUE(
-        writeAll(scratch(u"hand.txt"_s), "{ Applications = {}; \"Application Blacklist\" = ( Wendle, Terminal ); }"));
+    ASSERT_TRUE(VXWriteFile(scratch(u"hand.txt"_s),
+                            "{ Applications = {}; \"Application Blacklist\" = ( Wendle, Terminal ); }"));
     imported = config({u"import"_s, scratch(u"hand.txt"_s)});
     ASSERT_EQ(imported.exitCode, VXConfigCommand::Success) << imported.err.toStdString();
     QStringList kept = QDir(configurationFolder()).entryList({u"Default *.plist"_s}, QDir::Files);
@@ -182,11 +170,11 @@ TEST_F(ConfigCommandTest, ImportKeepsThePreviousFileAndWritesTheProgramsForm)
                     .match(kept.at(0))
                     .hasMatch())
         << kept.at(0).toStdString();
-    EXPECT_EQ(readAll(configurationFolder() + u'/' + kept.at(0)), first);
+    EXPECT_EQ(VXReadFile(configurationFolder() + u'/' + kept.at(0)), first);
     EXPECT_EQ(modeOf(configurationFolder() + u'/' + kept.at(0)), 0600u);
     EXPECT_TRUE(imported.out.contains(
         u"the previous configuration is kept as <%1/%2>"_s.arg(configurationFolder(), kept.at(0))));
-    const VXValue now = VXPropertyListSerialization::valueFromData(readAll(configurationFile()));
+    const VXValue now = VXPropertyListSerialization::valueFromData(VXReadFile(configurationFile()));
     ASSERT_TRUE(now.isDictionary());
     EXPECT_EQ(now.dictionary()->value(u"Application Blacklist"_s).array()->at(1).toString(), u"Terminal"_s);
 
@@ -201,7 +189,7 @@ TEST_F(ConfigCommandTest, ImportRefusesWhatIsNoConfigurationAndTouchesNothing)
 {
     ASSERT_TRUE(QDir().mkpath(configurationFolder()));
     ASSERT_TRUE(writeToBinaryFile(VXValue(sampleTree(1.0)), configurationFile(), true));
-    const QByteArray before = readAll(configurationFile());
+    const QByteArray before = VXReadFile(configurationFile());
 
     VXArrayRef list = VXMakeArray();
     list->append(u"Applications"_s);
@@ -212,12 +200,12 @@ TEST_F(ConfigCommandTest, ImportRefusesWhatIsNoConfigurationAndTouchesNothing)
         u"cannot import <%1>: its root is an array, not a dictionary"_s.arg(scratch(u"array.plist"_s))))
         << refused.err.toStdString();
 
-    ASSERT_TRUE(writeAll(scratch(u"string.plist"_s), "\"just text\""));
+    ASSERT_TRUE(VXWriteFile(scratch(u"string.plist"_s), "\"just text\""));
     refused = config({u"import"_s, scratch(u"string.plist"_s)});
     EXPECT_EQ(refused.exitCode, VXConfigCommand::Failure);
     EXPECT_TRUE(refused.err.contains(u"its root is a string, not a dictionary"_s)) << refused.err.toStdString();
 
-    ASSERT_TRUE(writeAll(scratch(u"broken.plist"_s), "<?xml version=\"1.0\"?><plist><dict><key>a</key>"));
+    ASSERT_TRUE(VXWriteFile(scratch(u"broken.plist"_s), "<?xml version=\"1.0\"?><plist><dict><key>a</key>"));
     refused = config({u"import"_s, scratch(u"broken.plist"_s)});
     EXPECT_EQ(refused.exitCode, VXConfigCommand::Failure);
     EXPECT_TRUE(refused.err.contains(u"it is not a property list"_s)) << refused.err.toStdString();
@@ -226,7 +214,7 @@ TEST_F(ConfigCommandTest, ImportRefusesWhatIsNoConfigurationAndTouchesNothing)
     EXPECT_EQ(refused.exitCode, VXConfigCommand::Failure);
     EXPECT_TRUE(refused.err.startsWith(u"cannot import <%1>: "_s.arg(scratch(u"missing.plist"_s))));
 
-    EXPECT_EQ(readAll(configurationFile()), before);
+    EXPECT_EQ(VXReadFile(configurationFile()), before);
     EXPECT_EQ(QDir(configurationFolder()).entryList(QDir::Files), QStringList({u"Default.plist"_s}));
 
     EXPECT_EQ(config({}).exitCode, VXConfigCommand::UsageError);
@@ -244,7 +232,7 @@ TEST_F(ConfigCommandTest, TheBuiltProgramRunsBoth)
     const std::optional<QByteArray> xml = VXPropertyListSerialization::dataFromValue(
         VXValue(sampleTree(44.0)), VXPropertyListSerialization::Format::XML);
     ASSERT_TRUE(xml);
-    ASSERT_TRUE(writeAll(scratch(u"in.plist"_s), *xml));
+    ASSERT_TRUE(VXWriteFile(scratch(u"in.plist"_s), *xml));
     auto run = [&](const QStringList &arguments) {
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

@@ -25,6 +25,10 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
+using vxtest::numbers;
+
 namespace {
 
 const QTimeZone kBerlin(QByteArrayLiteral("Europe/Berlin"));
@@ -32,14 +36,6 @@ const QTimeZone kBerlin(QByteArrayLiteral("Europe/Berlin"));
 double berlin(int year, int month, int day, int hour = 0, int minute = 0, int second = 0)
 {
     return VXVirtualScheduler::unixTime(QDate(year, month, day), QTime(hour, minute, second), kBerlin);
-}
-
-VXArrayRef log(std::initializer_list<double> values)
-{
-    VXArrayRef array = VXMakeArray();
-    for (double value : values)
-        array->append(value);
-    return array;
 }
 
 VXDictionaryRef named(const QString &name, const QString &path, VXArrayRef front, VXArrayRef total)
@@ -64,22 +60,21 @@ VXDictionaryRef morning()
     configuration->insert(VXFirstPoolTimestampKey, nine);
     configuration->insert(VXLastTimestampKey, nine + 3 * 3600);
     VXDictionaryRef applications = VXMakeDictionary();
-    VXDictionaryRef mail = named(QStringLiteral("Mail"), QStringLiteral("/mail"), log({nine, -(nine + 3600)}),
-                                 log({nine, -(nine + 3 * 3600)}));
-    VXDictionaryRef inbox = named(QStringLiteral("Inbox, 3 unread"), VXWindowPathMarker, log({nine, -(nine + 1800)}),
-                                  log({nine, -(nine + 3600)}));
+    VXDictionaryRef mail
+        = named(u"Mail"_s, u"/mail"_s, numbers({nine, -(nine + 3600)}), numbers({nine, -(nine + 3 * 3600)}));
+    VXDictionaryRef inbox = named(u"Inbox, 3 unread"_s, VXWindowPathMarker, numbers({nine, -(nine + 1800)}),
+                                  numbers({nine, -(nine + 3600)}));
     VXDictionaryRef windows = VXMakeDictionary();
-    windows->insert(QStringLiteral("Inbox, 3 unread"), inbox);
+    windows->insert(u"Inbox, 3 unread"_s, inbox);
     mail->insert(VXWindowsByNameKey, windows);
-    VXDictionaryRef editor = named(QStringLiteral("Editor"), QStringLiteral("/editor"),
-                                   log({nine + 3600, -(nine + 9000)}), log({nine, -(nine + 3 * 3600)}));
-    applications->insert(QStringLiteral("org.example.Mail"), mail);
-    applications->insert(QStringLiteral("org.example.Editor"), editor);
+    VXDictionaryRef editor
+        = named(u"Editor"_s, u"/editor"_s, numbers({nine + 3600, -(nine + 9000)}), numbers({nine, -(nine + 3 * 3600)}));
+    applications->insert(u"org.example.Mail"_s, mail);
+    applications->insert(u"org.example.Editor"_s, editor);
     configuration->insert(VXApplicationsKey, applications);
-    VXDictionaryRef pool
-        = named(QStringLiteral("Writing"), VXPoolPathMarker, log({nine + 3600, -(nine + 9000)}), VXArrayRef());
+    VXDictionaryRef pool = named(u"Writing"_s, VXPoolPathMarker, numbers({nine + 3600, -(nine + 9000)}), VXArrayRef());
     pool->insert(VXTypeKey, VXPoolItemType);
-    pool->insert(VXPoolNotesKey, QStringLiteral("book"));
+    pool->insert(VXPoolNotesKey, u"book"_s);
     VXArrayRef pools = VXMakeArray();
     pools->append(pool);
     configuration->insert(VXPoolsKey, pools);
@@ -100,18 +95,15 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_dir.isValid());
-        ASSERT_TRUE(QDir(m_dir.path()).mkpath(QStringLiteral("data/Wendle/Configurations")));
+        ASSERT_TRUE(QDir(m_dir.path()).mkpath(u"data/Wendle/Configurations"_s));
         ASSERT_TRUE(writeToBinaryFile(VXValue(morning()), configurationPath(), true));
         m_environment.clock = &m_clock;
-        m_environment.settingsFolder = m_dir.filePath(QStringLiteral("config/Wendle"));
-        m_environment.socketPath = m_dir.filePath(QStringLiteral("no-wendle-runs.socket"));
+        m_environment.settingsFolder = m_dir.filePath(u"config/Wendle"_s);
+        m_environment.socketPath = m_dir.filePath(u"no-wendle-runs.socket"_s);
         m_environment.configurationPath = configurationPath();
     }
 
-    QString configurationPath() const
-    {
-        return m_dir.filePath(QStringLiteral("data/Wendle/Configurations/Default.plist"));
-    }
+    QString configurationPath() const { return m_dir.filePath(u"data/Wendle/Configurations/Default.plist"_s); }
 
     CommandRun run(const QString &command, const QStringList &arguments)
     {
@@ -194,18 +186,13 @@ TEST_F(VXExportCommandTest, ExportWritesTheUsersColumnsForTheRangeToStandardOutp
 
     // A range given in words and dates, clipping the periods.
     const CommandRun range
-        = run(VXExportCommand::kExportName,
-              {QStringLiteral("--from"), QStringLiteral("2026-11-20 09:45"), QStringLiteral("--to=2026-11-20 10:15")});
+        = run(VXExportCommand::kExportName, {u"--from"_s, u"2026-11-20 09:45"_s, u"--to=2026-11-20 10:15"_s});
     EXPECT_EQ(range.status, VXExportCommand::Success);
     EXPECT_EQ(range.out.count(u'\n'), 4);
-    EXPECT_TRUE(range.out.contains(QStringLiteral(",Mail,,%1,%2\n").arg(t(2700), t(3600))));
-    EXPECT_TRUE(range.out.contains(QStringLiteral(",Editor,,%1,%2\n").arg(t(3600), t(4500))));
+    EXPECT_TRUE(range.out.contains(u",Mail,,%1,%2\n"_s.arg(t(2700), t(3600))));
+    EXPECT_TRUE(range.out.contains(u",Editor,,%1,%2\n"_s.arg(t(3600), t(4500))));
     // Yesterday (for the clock: 2026-11-20) until today holds the whole morning.
-    EXPECT_EQ(
-        run(VXExportCommand::kExportName,
-            {QStringLiteral("--from"), QStringLiteral("yesterday"), QStringLiteral("--to"), QStringLiteral("today")})
-            .out,
-        all.out);
+    EXPECT_EQ(run(VXExportCommand::kExportName, {u"--from"_s, u"yesterday"_s, u"--to"_s, u"today"_s}).out, all.out);
 }
 
 TEST_F(VXExportCommandTest, ExportTakesTheSettingsAndTheCommandLineOverridesThem)
@@ -217,22 +204,20 @@ TEST_F(VXExportCommandTest, ExportTakesTheSettingsAndTheCommandLineOverridesThem
     EXPECT_TRUE(
         tabbed.out.startsWith(QStringLiteral("Pool\tApplication\tWindow\tForeground Begin (Unix Time)\tForeground End "
                                              "(Unix Time)\tTotal Begin (Unix Time)\tTotal End (Unix Time)\n")));
-    EXPECT_TRUE(tabbed.out.contains(QStringLiteral("\tMail\tInbox, 3 unread\t")));
+    EXPECT_TRUE(tabbed.out.contains(u"\tMail\tInbox, 3 unread\t"_s));
 
-    const CommandRun chosen
-        = run(VXExportCommand::kExportName,
-              {QStringLiteral("--columns"), QStringLiteral("application, total"), QStringLiteral("--column-separator"),
-               QStringLiteral("semicolon"), QStringLiteral("--row-separator"), QStringLiteral("crlf")});
+    const CommandRun chosen = run(VXExportCommand::kExportName,
+                                  {u"--columns"_s, u"application, total"_s, u"--column-separator"_s, u"semicolon"_s,
+                                   u"--row-separator"_s, u"crlf"_s});
     ASSERT_EQ(chosen.status, VXExportCommand::Success) << chosen.err.toStdString();
-    const QStringList rows = chosen.out.split(QStringLiteral("\r\n"));
+    const QStringList rows = chosen.out.split(u"\r\n"_s);
     EXPECT_EQ(rows.size(), 4);   // the header, Mail, Editor (no window column, no window lines), the empty rest
-    EXPECT_EQ(rows.first(), QStringLiteral("Application;Total Begin (Unix Time);Total End (Unix Time)"));
+    EXPECT_EQ(rows.first(), u"Application;Total Begin (Unix Time);Total End (Unix Time)"_s);
     EXPECT_TRUE(rows.last().isEmpty());
 
     // Written to a file: nothing on standard output, the file for its owner alone.
-    const QString file = m_dir.filePath(QStringLiteral("out.csv"));
-    const CommandRun written
-        = run(VXExportCommand::kExportName, {QStringLiteral("-o"), file, QStringLiteral("--column-separator=,")});
+    const QString file = m_dir.filePath(u"out.csv"_s);
+    const CommandRun written = run(VXExportCommand::kExportName, {u"-o"_s, file, u"--column-separator=,"_s});
     EXPECT_EQ(written.status, VXExportCommand::Success);
     EXPECT_TRUE(written.out.isEmpty());
     QFile csv(file);
@@ -248,24 +233,16 @@ TEST_F(VXExportCommandTest, MistakesOnTheCommandLineAndAMissingConfigurationSayW
         int status;
         const char *message;
     } cases[] = {
-        {{QStringLiteral("--from"), QStringLiteral("next week")},
-         VXExportCommand::UsageError,
-         "--from: \"next week\" is not a time"},
-        {{QStringLiteral("--from"), QStringLiteral("today"), QStringLiteral("--to"), QStringLiteral("2 days ago")},
+        {{u"--from"_s, u"next week"_s}, VXExportCommand::UsageError, "--from: \"next week\" is not a time"},
+        {{u"--from"_s, u"today"_s, u"--to"_s, u"2 days ago"_s},
          VXExportCommand::UsageError,
          "the range ends before it begins: --to 2 days ago (2026-11-19 08:30:00) comes before --from today"},
-        {{QStringLiteral("--columns"), QStringLiteral("application,colour")},
-         VXExportCommand::UsageError,
-         "unknown column \"colour\""},
-        {{QStringLiteral("--columns"), QStringLiteral("window,front")},
-         VXExportCommand::UsageError,
-         "need application or pool"},
-        {{QStringLiteral("--row-separator"), QStringLiteral("nl")},
-         VXExportCommand::UsageError,
-         "unknown separator \"nl\""},
-        {{QStringLiteral("--frm"), QStringLiteral("today")}, VXExportCommand::UsageError, "Unknown option 'frm'"},
-        {{QStringLiteral("extra")}, VXExportCommand::UsageError, "unexpected argument \"extra\""},
-        {{QStringLiteral("-o"), m_dir.filePath(QStringLiteral("data/Wendle/Configurations/Default.plist/x.csv"))},
+        {{u"--columns"_s, u"application,colour"_s}, VXExportCommand::UsageError, "unknown column \"colour\""},
+        {{u"--columns"_s, u"window,front"_s}, VXExportCommand::UsageError, "need application or pool"},
+        {{u"--row-separator"_s, u"nl"_s}, VXExportCommand::UsageError, "unknown separator \"nl\""},
+        {{u"--frm"_s, u"today"_s}, VXExportCommand::UsageError, "Unknown option 'frm'"},
+        {{u"extra"_s}, VXExportCommand::UsageError, "unexpected argument \"extra\""},
+        {{u"-o"_s, m_dir.filePath(u"data/Wendle/Configurations/Default.plist/x.csv"_s)},
          VXExportCommand::Failure,
          "cannot write"},
     };
@@ -275,15 +252,15 @@ TEST_F(VXExportCommandTest, MistakesOnTheCommandLineAndAMissingConfigurationSayW
         EXPECT_TRUE(result.err.contains(QString::fromUtf8(mistake.message))) << result.err.toStdString();
         EXPECT_TRUE(result.out.isEmpty());
     }
-    const CommandRun help = run(VXExportCommand::kSummaryName, {QStringLiteral("--help")});
+    const CommandRun help = run(VXExportCommand::kSummaryName, {u"--help"_s});
     EXPECT_EQ(help.status, VXExportCommand::Success);
-    EXPECT_TRUE(help.out.startsWith(QStringLiteral("Usage: wendle summary")));
+    EXPECT_TRUE(help.out.startsWith(u"Usage: wendle summary"_s));
 
     ASSERT_TRUE(QFile::remove(configurationPath()));
     for (const QString &command : {VXExportCommand::kExportName, VXExportCommand::kSummaryName}) {
         const CommandRun missing = run(command, {});
         EXPECT_EQ(missing.status, VXExportCommand::Failure);
-        EXPECT_TRUE(missing.err.contains(QStringLiteral("has saved no record at ") + configurationPath()))
+        EXPECT_TRUE(missing.err.contains(u"has saved no record at "_s + configurationPath()))
             << missing.err.toStdString();
     }
     QFile damaged(configurationPath());
@@ -295,9 +272,8 @@ TEST_F(VXExportCommandTest, MistakesOnTheCommandLineAndAMissingConfigurationSayW
 
 TEST_F(VXExportCommandTest, SummaryTabulatesForegroundAndOpenTimeWithTheirSharesOfTheRange)
 {
-    const CommandRun summary = run(VXExportCommand::kSummaryName,
-                                   {QStringLiteral("--from"), QStringLiteral("2026-11-20 09:00"),
-                                    QStringLiteral("--to"), QStringLiteral("2026-11-20 13:00")});
+    const CommandRun summary
+        = run(VXExportCommand::kSummaryName, {u"--from"_s, u"2026-11-20 09:00"_s, u"--to"_s, u"2026-11-20 13:00"_s});
     ASSERT_EQ(summary.status, VXExportCommand::Success) << summary.err.toStdString();
     // By foreground time (the registered sort column), the range of four hours the whole.
     EXPECT_EQ(summary.out,
@@ -312,23 +288,21 @@ TEST_F(VXExportCommandTest, SummaryTabulatesForegroundAndOpenTimeWithTheirShares
                              "Writing               1:30:00   37        -    0\n"));
 
     // A range with nothing in it; one that starts after the record ends says when it ran.
-    const CommandRun quiet = run(VXExportCommand::kSummaryName,
-                                 {QStringLiteral("--from"), QStringLiteral("2026-11-20 13:00"), QStringLiteral("--to"),
-                                  QStringLiteral("2026-11-20 14:00")});
-    EXPECT_TRUE(quiet.out.endsWith(QStringLiteral("Nothing was tracked in this range.\n")));
-    const CommandRun later = run(VXExportCommand::kSummaryName, {QStringLiteral("--from"), QStringLiteral("today")});
+    const CommandRun quiet
+        = run(VXExportCommand::kSummaryName, {u"--from"_s, u"2026-11-20 13:00"_s, u"--to"_s, u"2026-11-20 14:00"_s});
+    EXPECT_TRUE(quiet.out.endsWith(u"Nothing was tracked in this range.\n"_s));
+    const CommandRun later = run(VXExportCommand::kSummaryName, {u"--from"_s, u"today"_s});
     EXPECT_EQ(later.status, VXExportCommand::Success) << later.err.toStdString();
     EXPECT_EQ(
         later.out,
         QStringLiteral("From 2026-11-21 00:00:00 to 2026-11-21 00:00:00 (-)\n\nNothing was tracked in this range.\n"
                        "The record runs from 2026-11-20 09:00:00 to 2026-11-20 12:00:00.\n"));
     // A day as --to is the whole of that day.
-    const CommandRun day = run(
-        VXExportCommand::kSummaryName,
-        {QStringLiteral("--from"), QStringLiteral("2026-11-20"), QStringLiteral("--to"), QStringLiteral("2026-11-20")});
-    EXPECT_TRUE(day.out.startsWith(QStringLiteral("From 2026-11-20 00:00:00 to 2026-11-21 00:00:00 (1 day)\n")))
+    const CommandRun day
+        = run(VXExportCommand::kSummaryName, {u"--from"_s, u"2026-11-20"_s, u"--to"_s, u"2026-11-20"_s});
+    EXPECT_TRUE(day.out.startsWith(u"From 2026-11-20 00:00:00 to 2026-11-21 00:00:00 (1 day)\n"_s))
         << day.out.toStdString();
-    EXPECT_TRUE(day.out.contains(QStringLiteral("Editor")));
+    EXPECT_TRUE(day.out.contains(u"Editor"_s));
     // Names that would break the table are kept on one line and cut; wide characters (two
     // columns each in a terminal) and combining accents (none) keep the columns in line.
     VXDictionaryRef configuration = morning();
@@ -336,19 +310,19 @@ TEST_F(VXExportCommandTest, SummaryTabulatesForegroundAndOpenTimeWithTheirShares
         .array()
         ->at(0)
         .dictionary()
-        ->insert(VXNameKey, QStringLiteral("two\nlines") + QString(100, u'x'));
+        ->insert(VXNameKey, u"two\nlines"_s + QString(100, u'x'));
     configuration->value(VXApplicationsKey)
         .dictionary()
-        ->value(QStringLiteral("org.example.Mail"))
+        ->value(u"org.example.Mail"_s)
         .dictionary()
-        ->insert(VXNameKey, QStringLiteral("\u65E5\u672C\u8A9E\u30E1\u30FC\u30EB e\u0301"));
+        ->insert(VXNameKey, u"\u65E5\u672C\u8A9E\u30E1\u30FC\u30EB e\u0301"_s);
     const QString table
         = VXExportCommand::summaryTable(*configuration, berlin(2026, 11, 20, 9), berlin(2026, 11, 20, 13), 0);
     const QStringList lines = table.split(u'\n', Qt::SkipEmptyParts);
     EXPECT_EQ(lines.size(), 6);
     for (const QString &line : lines)
         EXPECT_EQ(VXDisplayWidth(line), VXDisplayWidth(lines.first())) << line.toStdString();
-    EXPECT_TRUE(lines.last().startsWith(QStringLiteral("two lines")));
+    EXPECT_TRUE(lines.last().startsWith(u"two lines"_s));
     EXPECT_EQ(lines.last().indexOf(QChar(0x2026)), 59);   // cut to 60 columns
 }
 
@@ -361,11 +335,11 @@ TEST_F(VXExportCommandTest, TheBuiltProgramReadsItsOwnFoldersAndWritesCSVThatPyt
         GTEST_SKIP() << "no python3 to read the CSV";
 
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), m_dir.filePath(QStringLiteral("data")));
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
-    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_dir.path());
-    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("de_DE.UTF-8"));
-    environment.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
+    environment.insert(u"XDG_DATA_HOME"_s, m_dir.filePath(u"data"_s));
+    environment.insert(u"XDG_CONFIG_HOME"_s, m_dir.filePath(u"config"_s));
+    environment.insert(u"XDG_RUNTIME_DIR"_s, m_dir.path());
+    environment.insert(u"LC_ALL"_s, u"de_DE.UTF-8"_s);
+    environment.insert(u"TZ"_s, u"Europe/Berlin"_s);
     setSetting(VXExportKey::kExportColumnPoolNotes, VXValue(true));
     const auto wendle = [&](const QStringList &arguments) {
         QProcess process;
@@ -374,28 +348,24 @@ TEST_F(VXExportCommandTest, TheBuiltProgramReadsItsOwnFoldersAndWritesCSVThatPyt
         EXPECT_TRUE(process.waitForFinished(30000));
         return std::pair {process.exitCode(), process.readAllStandardOutput()};
     };
-    const auto [status, csv]
-        = wendle({QStringLiteral("export"), QStringLiteral("--from"), QStringLiteral("2026-11-20")});
+    const auto [status, csv] = wendle({u"export"_s, u"--from"_s, u"2026-11-20"_s});
     ASSERT_EQ(status, 0);
     // Python's csv module as an independent reader.
     QProcess reader;
-    reader.start(python,
-                 {QStringLiteral("-c"),
-                  QStringLiteral("import csv, json, sys; print(json.dumps(list(csv.reader(sys.stdin))))")});
+    reader.start(python, {u"-c"_s, u"import csv, json, sys; print(json.dumps(list(csv.reader(sys.stdin))))"_s});
     reader.write(csv);
     reader.closeWriteChannel();
     ASSERT_TRUE(reader.waitForFinished(30000));
     const QJsonArray rows = QJsonDocument::fromJson(reader.readAllStandardOutput()).array();
     ASSERT_EQ(rows.size(), 5);
     EXPECT_EQ(rows[0].toArray().size(), 6);
-    EXPECT_EQ(rows[2].toArray()[3].toString(), QStringLiteral("Inbox, 3 unread"));
-    EXPECT_EQ(rows[4].toArray()[1].toString(), QStringLiteral("book"));
+    EXPECT_EQ(rows[2].toArray()[3].toString(), u"Inbox, 3 unread"_s);
+    EXPECT_EQ(rows[4].toArray()[1].toString(), u"book"_s);
     // In a German locale the times have decimal commas (and so are quoted).
     EXPECT_EQ(rows[1].toArray()[4].toString(), QString::number(berlin(2026, 11, 20, 9), 'f', 2).replace(u'.', u','));
 
     const auto [summaryStatus, summary]
-        = wendle({QStringLiteral("summary"), QStringLiteral("--from"), QStringLiteral("2026-11-20 09:00"),
-                  QStringLiteral("--to"), QStringLiteral("2026-11-20 13:00")});
+        = wendle({u"summary"_s, u"--from"_s, u"2026-11-20 09:00"_s, u"--to"_s, u"2026-11-20 13:00"_s});
     EXPECT_EQ(summaryStatus, 0);
     // ... and the summary speaks German.
     EXPECT_TRUE(summary.startsWith("Von 2026-11-20 09:00:00 bis 2026-11-20 13:00:00 (4:00:00)\n"));

@@ -96,8 +96,8 @@ bool hasApplication(const VXValue &tree, const QString &identifier)
 TEST_F(JournalCommandsTest, ACommandReadsTheRecordWithItsJournalAndWritesNeither)
 {
     trackAndCrash();
-    const QByteArray record = readFile(dataHome.configurationFile());
-    const QByteArray journal = readFile(journalFile());
+    const QByteArray record = VXReadFile(dataHome.configurationFile());
+    const QByteArray journal = VXReadFile(journalFile());
     ASSERT_GT(journal.size(), 24);
     // The terminal came after the whole save: only the journal has it.
     ASSERT_FALSE(hasApplication(deeplyMutableDictionaryWithData(record), u"org.example.Terminal"_s));
@@ -105,15 +105,15 @@ TEST_F(JournalCommandsTest, ACommandReadsTheRecordWithItsJournalAndWritesNeither
     const VXRecordReading reading = VXReadRecordFile(dataHome.configurationFile());
     ASSERT_TRUE(reading.configuration);
     EXPECT_TRUE(VXJournalHasEntries(dataHome.configurationFile()));
-    EXPECT_EQ(readFile(dataHome.configurationFile()), record);
-    EXPECT_EQ(readFile(journalFile()), journal);
+    EXPECT_EQ(VXReadFile(dataHome.configurationFile()), record);
+    EXPECT_EQ(VXReadFile(journalFile()), journal);
 
     // A restart recovers the same tree (it rewrites the files, so it runs on a copy).
     {
         ScopedDataHome restartHome;
         QDir().mkpath(restartHome.configurationFolder());
-        ASSERT_TRUE(writeFile(restartHome.configurationFile(), record));
-        ASSERT_TRUE(writeFile(VXConfigurationStore::journalPathFor(restartHome.configurationFile()), journal));
+        ASSERT_TRUE(VXWriteFile(restartHome.configurationFile(), record));
+        ASSERT_TRUE(VXWriteFile(VXConfigurationStore::journalPathFor(restartHome.configurationFile()), journal));
         VXMainController restarted(desktop, time, time, *settings.defaults);
         restarted.loadConfiguration();
         restarted.store().waitForPendingWrites();
@@ -127,8 +127,8 @@ TEST_F(JournalCommandsTest, TheBuiltCommandsListWhatOnlyTheJournalHolds)
     if (!QFileInfo(QStringLiteral(WENDLE_BINARY)).isExecutable())
         GTEST_SKIP() << "the wendle program has not been built";
     trackAndCrash();
-    const QByteArray record = readFile(dataHome.configurationFile());
-    const QByteArray journal = readFile(journalFile());
+    const QByteArray record = VXReadFile(dataHome.configurationFile());
+    const QByteArray journal = VXReadFile(journalFile());
 
     const struct {
         QStringList arguments;
@@ -143,8 +143,8 @@ TEST_F(JournalCommandsTest, TheBuiltCommandsListWhatOnlyTheJournalHolds)
         EXPECT_TRUE(out.contains("Editor")) << out.constData();
         EXPECT_TRUE(out.contains("Terminal")) << out.constData();
     }
-    EXPECT_EQ(readFile(dataHome.configurationFile()), record);
-    EXPECT_EQ(readFile(journalFile()), journal);
+    EXPECT_EQ(VXReadFile(dataHome.configurationFile()), record);
+    EXPECT_EQ(VXReadFile(journalFile()), journal);
 
     // Without the journal the same commands show the record alone.
     QFile::remove(journalFile());

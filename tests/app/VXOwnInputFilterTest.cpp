@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 TEST(VXOwnInputFilter, ReportsTypingInOwnWindowsAtMostOncePerSecond)
 {
     // The application lives in this test only: one torn down among the statics after main()
@@ -27,8 +29,8 @@ TEST(VXOwnInputFilter, ReportsTypingInOwnWindowsAtMostOncePerSecond)
     field.show();
 
     // A burst of typing is one report.
-    QTest::keyClicks(&field, QStringLiteral("pool name"));
-    EXPECT_EQ(field.text(), QStringLiteral("pool name"));
+    QTest::keyClicks(&field, u"pool name"_s);
+    EXPECT_EQ(field.text(), u"pool name"_s);
     EXPECT_EQ(observer.inputs(), 1);
 
     // Input a second later is reported again; events that are not input are not.
@@ -40,6 +42,6 @@ TEST(VXOwnInputFilter, ReportsTypingInOwnWindowsAtMostOncePerSecond)
     EXPECT_EQ(observer.inputs(), 2);
 
     app.removeEventFilter(&filter);
-    QTest::keyClicks(&field, QStringLiteral("x"));
+    QTest::keyClicks(&field, u"x"_s);
     EXPECT_EQ(observer.inputs(), 2);
 }

@@ -98,7 +98,7 @@ TEST_F(DailyTasksTest, NothingBeforeTheHourThenOneExportAndOneResetPerDay)
     ASSERT_NE(editor(), nullptr);
     EXPECT_EQ(timeOf(*editor()), 0.0);
     EXPECT_EQ(activeLog(*editor()), Log({check(62)}));
-    const QByteArray csv = readFile(exports.path() + u"/2026-03-10.csv"_s);
+    const QByteArray csv = VXReadFile(exports.path() + u"/2026-03-10.csv"_s);
     EXPECT_TRUE(csv.contains("Editor")) << csv.constData();
 
     // The rest of the day checks every 59 s and does nothing more.

@@ -17,6 +17,8 @@
 #include <stdexcept>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // A wall clock that a test sets by hand.
@@ -68,21 +70,21 @@ TEST_F(VXEventLoopSchedulerTest, ZeroDelayRunsOnTheNextTurnInOrder)
 {
     VXEventLoopScheduler scheduler;
     QStringList order;
-    scheduler.performAfterDelay(&owner, QStringLiteral("a"), 0, [&] {
-        order.append(QStringLiteral("a"));
-        scheduler.performAfterDelay(&owner, QStringLiteral("c"), 0, [&] { order.append(QStringLiteral("c")); });
-        EXPECT_EQ(order, QStringList {QStringLiteral("a")});   // "c" does not run inside "a"
+    scheduler.performAfterDelay(&owner, u"a"_s, 0, [&] {
+        order.append(u"a"_s);
+        scheduler.performAfterDelay(&owner, u"c"_s, 0, [&] { order.append(u"c"_s); });
+        EXPECT_EQ(order, QStringList {u"a"_s});   // "c" does not run inside "a"
     });
-    scheduler.performAfterDelay(&owner, QStringLiteral("b"), 0, [&] { order.append(QStringLiteral("b")); });
+    scheduler.performAfterDelay(&owner, u"b"_s, 0, [&] { order.append(u"b"_s); });
     EXPECT_TRUE(order.isEmpty());
     EXPECT_EQ(scheduler.pendingCount(), 2);
 
     // One turn of the loop runs one call.
     QCoreApplication::processEvents();
-    EXPECT_EQ(order, QStringList {QStringLiteral("a")});
+    EXPECT_EQ(order, QStringList {u"a"_s});
 
     ASSERT_TRUE(spinUntil([&] { return order.size() == 3; }));
-    EXPECT_EQ(order.join(u' '), QStringLiteral("a b c"));
+    EXPECT_EQ(order.join(u' '), u"a b c"_s);
     EXPECT_EQ(scheduler.pendingCount(), 0);
 }
 
@@ -113,31 +115,31 @@ TEST_F(VXEventLoopSchedulerTest, CancelDropsOnlyThatTargetAndOperation)
     auto schedule = [&](const void *target, const QString &operation, double delay) {
         scheduler.performAfterDelay(target, operation, delay, [&fired, operation] { fired.append(operation); });
     };
-    schedule(&owner, QStringLiteral("tick"), 0.01);
-    schedule(&owner, QStringLiteral("save"), 0.01);
-    schedule(&other, QStringLiteral("tick-of-other"), 0.01);
-    schedule(&other, QStringLiteral("icon-of-other"), 0);
+    schedule(&owner, u"tick"_s, 0.01);
+    schedule(&owner, u"save"_s, 0.01);
+    schedule(&other, u"tick-of-other"_s, 0.01);
+    schedule(&other, u"icon-of-other"_s, 0);
 
-    scheduler.cancel(&owner, QStringLiteral("tick"));
-    EXPECT_FALSE(scheduler.isPending(&owner, QStringLiteral("tick")));
-    EXPECT_TRUE(scheduler.isPending(&owner, QStringLiteral("save")));
+    scheduler.cancel(&owner, u"tick"_s);
+    EXPECT_FALSE(scheduler.isPending(&owner, u"tick"_s));
+    EXPECT_TRUE(scheduler.isPending(&owner, u"save"_s));
     scheduler.cancelAll(&other);
-    EXPECT_FALSE(scheduler.isPending(&other, QStringLiteral("icon-of-other")));
+    EXPECT_FALSE(scheduler.isPending(&other, u"icon-of-other"_s));
     EXPECT_EQ(scheduler.pendingCount(), 1);
 
     // A call cancels another that is due in the same moment.
-    scheduler.performAfterDelay(&owner, QStringLiteral("canceller"), 0.02, [&] {
-        fired.append(QStringLiteral("canceller"));
-        scheduler.cancel(&other, QStringLiteral("victim"));
+    scheduler.performAfterDelay(&owner, u"canceller"_s, 0.02, [&] {
+        fired.append(u"canceller"_s);
+        scheduler.cancel(&other, u"victim"_s);
     });
-    schedule(&other, QStringLiteral("victim"), 0.02);
+    schedule(&other, u"victim"_s, 0.02);
 
     spinFor(80);
-    EXPECT_EQ(fired, (QStringList {QStringLiteral("save"), QStringLiteral("canceller")}));
+    EXPECT_EQ(fired, (QStringList {u"save"_s, u"canceller"_s}));
     EXPECT_EQ(scheduler.pendingCount(), 0);
 
     // Cancelling everything stops the timer for good.
-    schedule(&owner, QStringLiteral("late"), 0.01);
+    schedule(&owner, u"late"_s, 0.01);
     scheduler.cancelAll(&owner);
     spinFor(40);
     EXPECT_EQ(fired.size(), 2);
@@ -146,7 +148,7 @@ TEST_F(VXEventLoopSchedulerTest, CancelDropsOnlyThatTargetAndOperation)
 TEST_F(VXEventLoopSchedulerTest, ATickReschedulesItselfFromInsideItsOwnCall)
 {
     VXEventLoopScheduler scheduler;
-    const QString tick = QStringLiteral("updateLists:");
+    const QString tick = u"updateLists:"_s;
     QElapsedTimer elapsed;
     elapsed.start();
     std::vector<qint64> ticks;
@@ -160,7 +162,7 @@ TEST_F(VXEventLoopSchedulerTest, ATickReschedulesItselfFromInsideItsOwnCall)
             scheduler.performAfterDelay(&owner, tick, 0.005, [&] { updateLists(false); });
         // Some ticks are forced from inside another call, replacing the pending tick.
         if (ticks.size() % 7 == 0)
-            scheduler.performAfterDelay(&other, QStringLiteral("force"), 0.001, [&] { updateLists(true); });
+            scheduler.performAfterDelay(&other, u"force"_s, 0.001, [&] { updateLists(true); });
     };
     updateLists(true);
     ASSERT_TRUE(spinUntil([&] { return ticks.size() >= 20 && scheduler.pendingCount() == 0; }));
@@ -178,11 +180,11 @@ TEST_F(VXEventLoopSchedulerTest, CallsFireInsideNestedEventLoops)
     int ticksInsideModal = 0;
     std::function<void()> tick = [&] {
         ticksInsideModal += nesting > 0;
-        scheduler.performAfterDelay(&owner, QStringLiteral("tick"), 0.002, tick);
+        scheduler.performAfterDelay(&owner, u"tick"_s, 0.002, tick);
     };
-    scheduler.performAfterDelay(&owner, QStringLiteral("tick"), 0.002, tick);
+    scheduler.performAfterDelay(&owner, u"tick"_s, 0.002, tick);
     bool modalDone = false;
-    scheduler.performAfterDelay(&other, QStringLiteral("alert"), 0, [&] {
+    scheduler.performAfterDelay(&other, u"alert"_s, 0, [&] {
         ++nesting;
         QEventLoop modal;
         QTimer guard;
@@ -201,7 +203,7 @@ TEST_F(VXEventLoopSchedulerTest, CallsFireInsideNestedEventLoops)
 
     // A modal loop that the user opened (not one of the scheduler's calls).
     bool fired = false;
-    scheduler.performAfterDelay(&other, QStringLiteral("save"), 0.01, [&] { fired = nesting > 0; });
+    scheduler.performAfterDelay(&other, u"save"_s, 0.01, [&] { fired = nesting > 0; });
     ++nesting;
     QEventLoop modal;
     QTimer::singleShot(0, &modal, [&] {
@@ -222,7 +224,7 @@ TEST_F(VXEventLoopSchedulerTest, WallClockTimeCountsAcrossASuspension)
     EXPECT_DOUBLE_EQ(scheduler.wallClockCheckInterval(), 0.01);
     QElapsedTimer elapsed;
     bool saved = false;
-    scheduler.performAfterDelay(&owner, QStringLiteral("save:"), 1800, [&] { saved = true; });
+    scheduler.performAfterDelay(&owner, u"save:"_s, 1800, [&] { saved = true; });
     spinFor(50);
     EXPECT_FALSE(saved);
 
@@ -236,7 +238,7 @@ TEST_F(VXEventLoopSchedulerTest, WallClockTimeCountsAcrossASuspension)
     clock.value -= 7200;
     bool ticked = false;
     elapsed.restart();
-    scheduler.performAfterDelay(&owner, QStringLiteral("tick"), 0.02, [&] { ticked = true; });
+    scheduler.performAfterDelay(&owner, u"tick"_s, 0.02, [&] { ticked = true; });
     ASSERT_TRUE(spinUntil([&] { return ticked; }, 2000));
     EXPECT_GE(elapsed.nsecsElapsed(), 20'000'000);
 }
@@ -245,14 +247,13 @@ TEST_F(VXEventLoopSchedulerTest, SurvivesItsOwnDestructionAndThrowingCalls)
 {
     QPointer<VXEventLoopScheduler> scheduler = new VXEventLoopScheduler;
     QStringList fired;
-    scheduler->performAfterDelay(&owner, QStringLiteral("thrower"), 0, [] { throw std::runtime_error("no disk"); });
-    scheduler->performAfterDelay(&owner, QStringLiteral("destroyer"), 0.005, [&] {
-        fired.append(QStringLiteral("destroyer"));
+    scheduler->performAfterDelay(&owner, u"thrower"_s, 0, [] { throw std::runtime_error("no disk"); });
+    scheduler->performAfterDelay(&owner, u"destroyer"_s, 0.005, [&] {
+        fired.append(u"destroyer"_s);
         delete scheduler.data();
     });
-    scheduler->performAfterDelay(&owner, QStringLiteral("orphan"), 0.005,
-                                 [&] { fired.append(QStringLiteral("orphan")); });
+    scheduler->performAfterDelay(&owner, u"orphan"_s, 0.005, [&] { fired.append(u"orphan"_s); });
     ASSERT_TRUE(spinUntil([&] { return scheduler.isNull(); }));
     spinFor(30);
-    EXPECT_EQ(fired, QStringList {QStringLiteral("destroyer")});
+    EXPECT_EQ(fired, QStringList {u"destroyer"_s});
 }

@@ -23,6 +23,8 @@
 
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Sets or clears an environment variable for the lifetime of the object.
@@ -45,7 +47,7 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_folder.isValid());
-        m_logPath = m_folder.filePath(QStringLiteral("log.txt"));
+        m_logPath = m_folder.filePath(u"log.txt"_s);
         m_stream = std::fopen(QFile::encodeName(m_logPath).constData(), "w+");
         ASSERT_NE(m_stream, nullptr);
     }
@@ -81,9 +83,9 @@ protected:
 TEST_F(VXLogTest, HandlerWritesWholePlainLinesFromManyThreads)
 {
     VXInstallMessageHandler(m_stream);
-    qCWarning(lcFoundation).noquote() << QStringLiteral("cannot load <Notes.nib>");
-    qCInfo(lcFoundation).noquote() << QStringLiteral("using sandbox configuration path: /tmp/x");
-    qCDebug(lcFoundation).noquote() << QStringLiteral("below the category's threshold");
+    qCWarning(lcFoundation).noquote() << u"cannot load <Notes.nib>"_s;
+    qCInfo(lcFoundation).noquote() << u"using sandbox configuration path: /tmp/x"_s;
+    qCDebug(lcFoundation).noquote() << u"below the category's threshold"_s;
 
     constexpr int kThreads = 4;
     constexpr int kLinesEach = 250;
@@ -92,20 +94,20 @@ TEST_F(VXLogTest, HandlerWritesWholePlainLinesFromManyThreads)
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([t, &padding] {
             for (int i = 0; i < kLinesEach; ++i)
-                qCWarning(lcFoundation).noquote() << QStringLiteral("thread %1 line %2 %3").arg(t).arg(i).arg(padding);
+                qCWarning(lcFoundation).noquote() << u"thread %1 line %2 %3"_s.arg(t).arg(i).arg(padding);
         });
     }
     for (std::thread &thread : threads)
         thread.join();
 
     VXRemoveMessageHandler();
-    qCWarning(lcFoundation).noquote() << QStringLiteral("after removal (expected on standard error)");
+    qCWarning(lcFoundation).noquote() << u"after removal (expected on standard error)"_s;
 
     const QStringList lines = loggedLines();
     ASSERT_GE(lines.size(), 2);
-    EXPECT_EQ(lines[0], QStringLiteral("cannot load <Notes.nib>"));
-    EXPECT_EQ(lines[1], QStringLiteral("using sandbox configuration path: /tmp/x"));
-    const QRegularExpression threadLine(QStringLiteral("^thread [0-3] line \\d+ x{200}$"));
+    EXPECT_EQ(lines[0], u"cannot load <Notes.nib>"_s);
+    EXPECT_EQ(lines[1], u"using sandbox configuration path: /tmp/x"_s);
+    const QRegularExpression threadLine(u"^thread [0-3] line \\d+ x{200}$"_s);
     int intact = 0;
     for (const QString &line : lines.mid(2))
         intact += threadLine.match(line).hasMatch();
@@ -123,20 +125,20 @@ TEST_F(VXLogTest, JournalLinesCarryTheirPriority)
                                     QByteArray::number(qulonglong(status.st_dev)) + ':'
                                         + QByteArray::number(qulonglong(status.st_ino)));
         VXInstallMessageHandler(m_stream);
-        qCWarning(lcFoundation).noquote() << QStringLiteral("cannot install event monitor");
-        qCInfo(lcFoundation).noquote() << QStringLiteral("first\nsecond");
-        qCCritical(lcFoundation).noquote() << QStringLiteral("critical");
+        qCWarning(lcFoundation).noquote() << u"cannot install event monitor"_s;
+        qCInfo(lcFoundation).noquote() << u"first\nsecond"_s;
+        qCCritical(lcFoundation).noquote() << u"critical"_s;
     }
     // Another stream (a terminal) gets the bare message, even with JOURNAL_STREAM set.
     QTemporaryDir otherFolder;
-    std::FILE *other = std::fopen(QFile::encodeName(otherFolder.filePath(QStringLiteral("t"))).constData(), "w+");
+    std::FILE *other = std::fopen(QFile::encodeName(otherFolder.filePath(u"t"_s)).constData(), "w+");
     ASSERT_NE(other, nullptr);
     {
         VXScopedEnvironment journal("JOURNAL_STREAM",
                                     QByteArray::number(qulonglong(status.st_dev)) + ':'
                                         + QByteArray::number(qulonglong(status.st_ino)));
         VXInstallMessageHandler(other);   // replaces the stream of the handler already installed
-        qCWarning(lcFoundation).noquote() << QStringLiteral("plain");
+        qCWarning(lcFoundation).noquote() << u"plain"_s;
     }
     VXRemoveMessageHandler();
     std::fseek(other, 0, SEEK_SET);
@@ -146,8 +148,7 @@ TEST_F(VXLogTest, JournalLinesCarryTheirPriority)
     EXPECT_EQ(QByteArray(buffer, qsizetype(read)), QByteArray("plain\n"));
 
     EXPECT_EQ(loggedLines(),
-              (QStringList {QStringLiteral("<4>cannot install event monitor"), QStringLiteral("<6>first"),
-                            QStringLiteral("<6>second"), QStringLiteral("<3>critical")}));
+              (QStringList {u"<4>cannot install event monitor"_s, u"<6>first"_s, u"<6>second"_s, u"<3>critical"_s}));
 }
 
 TEST_F(VXLogTest, DebugLogFollowsTheSettingAtOnce)
@@ -158,22 +159,22 @@ TEST_F(VXLogTest, DebugLogFollowsTheSettingAtOnce)
     // No store: off.
     VXUserDefaults::setStandard(nullptr);
     EXPECT_FALSE(VXDebugLogEnabled());
-    EXPECT_FALSE(VXDebugLog(QStringLiteral("no store")));
+    EXPECT_FALSE(VXDebugLog(u"no store"_s));
 
     QTemporaryDir settingsFolder;
     ASSERT_TRUE(settingsFolder.isValid());
     VXUserDefaults defaults(VXUserDefaults::kDomain, settingsFolder.path());
     VXUserDefaults::setStandard(&defaults);
-    EXPECT_FALSE(VXDebugLog(QStringLiteral("setting missing")));
-    EXPECT_FALSE(VXDebugLog(QStringLiteral("probe %1"), FormatProbe {}));
+    EXPECT_FALSE(VXDebugLog(u"setting missing"_s));
+    EXPECT_FALSE(VXDebugLog(u"probe %1"_s, FormatProbe {}));
     EXPECT_EQ(FormatProbe::formatted, 0) << "a debug line was formatted while debug output was off";
 
     defaults.setBool(true, VXDebugLogKey);
-    EXPECT_TRUE(VXDebugLog(QStringLiteral("not ordered in: %1"), QStringLiteral("Untitled 3")));
-    EXPECT_TRUE(VXDebugLog(QStringLiteral("probe %1"), FormatProbe {}));
+    EXPECT_TRUE(VXDebugLog(u"not ordered in: %1"_s, u"Untitled 3"_s));
+    EXPECT_TRUE(VXDebugLog(u"probe %1"_s, FormatProbe {}));
     EXPECT_EQ(FormatProbe::formatted, 1);
     defaults.setBool(false, VXDebugLogKey);
-    EXPECT_FALSE(VXDebugLog(QStringLiteral("switched off")));
+    EXPECT_FALSE(VXDebugLog(u"switched off"_s));
 
     // Another store becomes the standard one: its setting counts from the next line on.
     {
@@ -181,19 +182,18 @@ TEST_F(VXLogTest, DebugLogFollowsTheSettingAtOnce)
         VXUserDefaults other(VXUserDefaults::kDomain, otherFolder.path());
         other.setBool(true, VXDebugLogKey);
         VXUserDefaults::setStandard(&other);
-        EXPECT_TRUE(VXDebugLog(QStringLiteral("other store")));
+        EXPECT_TRUE(VXDebugLog(u"other store"_s));
         VXUserDefaults::setStandard(&defaults);
-        EXPECT_FALSE(VXDebugLog(QStringLiteral("back to the first")));
+        EXPECT_FALSE(VXDebugLog(u"back to the first"_s));
         VXUserDefaults::setStandard(&other);
         EXPECT_TRUE(VXDebugLogEnabled());
     }
     // That store is gone (and was the standard one).
-    EXPECT_FALSE(VXDebugLog(QStringLiteral("store destroyed")));
+    EXPECT_FALSE(VXDebugLog(u"store destroyed"_s));
 
     EXPECT_EQ(loggedLines(),
-              (QStringList {QStringLiteral("[Wendle Debug Log] not ordered in: Untitled 3"),
-                            QStringLiteral("[Wendle Debug Log] probe probe"),
-                            QStringLiteral("[Wendle Debug Log] other store")}));
+              (QStringList {u"[Wendle Debug Log] not ordered in: Untitled 3"_s, u"[Wendle Debug Log] probe probe"_s,
+                            u"[Wendle Debug Log] other store"_s}));
 }
 
 TEST_F(VXLogTest, DebugLogSeesAChangeWrittenByAnotherProcess)
@@ -227,16 +227,14 @@ TEST_F(VXLogTest, DebugArgumentsKeepTheirFullText)
     VXUserDefaults::setStandard(&defaults);
     VXInstallMessageHandler(m_stream);
 
-    EXPECT_TRUE(
-        VXDebugLog(QStringLiteral("at %1 after %2 s, %3 windows, paused %4"), 1774747800.25, 0.5, qint64(12), false));
+    EXPECT_TRUE(VXDebugLog(u"at %1 after %2 s, %3 windows, paused %4"_s, 1774747800.25, 0.5, qint64(12), false));
     // Arguments are not searched for placeholders again.
-    EXPECT_TRUE(VXDebugLog(QStringLiteral("%1|%2|%3"), QStringLiteral("50%2"), QLatin1StringView("latin"), u"utf16"));
-    EXPECT_TRUE(VXDebugLog(QStringLiteral("list %1"), QStringList {QStringLiteral("a"), QStringLiteral("b")}));
-    EXPECT_TRUE(VXDebugLog(QStringLiteral("100% literal, no arguments")));
+    EXPECT_TRUE(VXDebugLog(u"%1|%2|%3"_s, u"50%2"_s, QLatin1StringView("latin"), u"utf16"));
+    EXPECT_TRUE(VXDebugLog(u"list %1"_s, QStringList {u"a"_s, u"b"_s}));
+    EXPECT_TRUE(VXDebugLog(u"100% literal, no arguments"_s));
 
     EXPECT_EQ(loggedLines(),
-              (QStringList {QStringLiteral("[Wendle Debug Log] at 1774747800.25 after 0.5 s, 12 windows, paused false"),
-                            QStringLiteral("[Wendle Debug Log] 50%2|latin|utf16"),
-                            QStringLiteral("[Wendle Debug Log] list QList(a, b)"),
-                            QStringLiteral("[Wendle Debug Log] 100% literal, no arguments")}));
+              (QStringList {u"[Wendle Debug Log] at 1774747800.25 after 0.5 s, 12 windows, paused false"_s,
+                            u"[Wendle Debug Log] 50%2|latin|utf16"_s, u"[Wendle Debug Log] list QList(a, b)"_s,
+                            u"[Wendle Debug Log] 100% literal, no arguments"_s}));
 }

@@ -12,12 +12,14 @@
 
 #include <deque>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString kExportFolderKey = QStringLiteral("Auto-Export Folder");
-const QString kSandboxKey = QStringLiteral("Auto-Export Folder (Sandbox)");
-const QString kConversionFlagKey = QStringLiteral("Auto-Export Folder (Sandbox): Conversion Attempted");
-const QString kContainerData = QStringLiteral("/Library/Containers/com.brasswing.WendleClient/Data");
+const QString kExportFolderKey = u"Auto-Export Folder"_s;
+const QString kSandboxKey = u"Auto-Export Folder (Sandbox)"_s;
+const QString kConversionFlagKey = u"Auto-Export Folder (Sandbox): Conversion Attempted"_s;
+const QString kContainerData = u"/Library/Containers/com.brasswing.WendleClient/Data"_s;
 
 // Answers as scripted and writes down every call.
 class RecordingDelegate : public VXFolderAccessDelegate
@@ -32,10 +34,7 @@ public:
     bool confirmWriteAccessForPath(const QString &path, bool viaParentFolder, bool *cancel,
                                    QString *accessedBookmarkPath, const SandboxExplanation &) override
     {
-        calls.append(QStringLiteral("confirm %1 via-parent=%2 may-ask=%3")
-                         .arg(path)
-                         .arg(viaParentFolder)
-                         .arg(cancel != nullptr));
+        calls.append(u"confirm %1 via-parent=%2 may-ask=%3"_s.arg(path).arg(viaParentFolder).arg(cancel != nullptr));
         if (confirmations.empty()) {
             ADD_FAILURE() << "unexpected access request for " << path.toStdString();
             return false;
@@ -51,12 +50,12 @@ public:
 
     void stopAccessingBookmarkForPath(const QString &bookmarkPath) override
     {
-        calls.append(QStringLiteral("stop %1").arg(bookmarkPath));
+        calls.append(u"stop %1"_s.arg(bookmarkPath));
     }
 
     int runAlert(const QString &messageText, const QString &informativeText, const QStringList &buttonTitles) override
     {
-        calls.append(QStringLiteral("alert %1 [%2]").arg(messageText, buttonTitles.join(QStringLiteral(" | "))));
+        calls.append(u"alert %1 [%2]"_s.arg(messageText, buttonTitles.join(u" | "_s)));
         alertTexts.append(informativeText);
         return alertChoice;
     }
@@ -79,8 +78,7 @@ protected:
     {
         ASSERT_TRUE(m_dir.isValid());
         m_savedHome = qgetenv("HOME");
-        m_defaults
-            = std::make_unique<VXUserDefaults>(VXUserDefaults::kDomain, m_dir.path() + QStringLiteral("/Wendle"));
+        m_defaults = std::make_unique<VXUserDefaults>(VXUserDefaults::kDomain, m_dir.path() + u"/Wendle"_s);
     }
 
     void TearDown() override
@@ -95,15 +93,15 @@ protected:
     // home's Library/Reports folder present. Answers the real Reports folder.
     QString enterContainer()
     {
-        const QString realHome = m_dir.path() + QStringLiteral("/home");
-        const QString reports = realHome + QStringLiteral("/Library/Reports");
+        const QString realHome = m_dir.path() + u"/home"_s;
+        const QString reports = realHome + u"/Library/Reports"_s;
         EXPECT_TRUE(QDir().mkpath(reports));
-        EXPECT_TRUE(QDir().mkpath(realHome + kContainerData + QStringLiteral("/Library")));
+        EXPECT_TRUE(QDir().mkpath(realHome + kContainerData + u"/Library"_s));
         qputenv("HOME", QFile::encodeName(realHome + kContainerData));
         return reports;
     }
 
-    QString defaultPath() const { return m_dir.path() + QStringLiteral("/Default Reports"); }
+    QString defaultPath() const { return m_dir.path() + u"/Default Reports"_s; }
 
     QTemporaryDir m_dir;
     std::unique_ptr<VXUserDefaults> m_defaults;
@@ -114,36 +112,36 @@ protected:
 
 TEST_F(VXUserDefaultsExtensionsTest, ImportCopiesMissingKeysOfTheOlderDomainOnce)
 {
-    const QString flagKey = QStringLiteral("Imported User Defaults: com.brasswing.Wendle");
+    const QString flagKey = u"Imported User Defaults: com.brasswing.Wendle"_s;
     {
-        VXUserDefaults older(VXUserDefaults::kOlderDomain, m_dir.path() + QStringLiteral("/Wendle"));
-        older.setInteger(5, QStringLiteral("Sort"));
-        older.setString(QStringLiteral("old"), QStringLiteral("Name"));
+        VXUserDefaults older(VXUserDefaults::kOlderDomain, m_dir.path() + u"/Wendle"_s);
+        older.setInteger(5, u"Sort"_s);
+        older.setString(u"old"_s, u"Name"_s);
         VXArrayRef components = VXMakeArray();
         components->append(0.1);
-        older.setObject(VXValue(components), QStringLiteral("Pie Color Components"));
+        older.setObject(VXValue(components), u"Pie Color Components"_s);
     }
     VXDictionaryRef registered = VXMakeDictionary();
-    registered->insert(QStringLiteral("Sort"), 1);
+    registered->insert(u"Sort"_s, 1);
     m_defaults->registerDefaults(registered);
-    m_defaults->setString(QStringLiteral("current"), QStringLiteral("Name"));
+    m_defaults->setString(u"current"_s, u"Name"_s);
 
     EXPECT_TRUE(importUserDefaultsFromDomain(*m_defaults, VXUserDefaults::kOlderDomain));
-    EXPECT_EQ(m_defaults->integerForKey(QStringLiteral("Sort")), 5) << "a registered default is no value of the user's";
-    EXPECT_EQ(m_defaults->stringForKey(QStringLiteral("Name")), QStringLiteral("current"));
-    ASSERT_NE(m_defaults->arrayForKey(QStringLiteral("Pie Color Components")), nullptr);
+    EXPECT_EQ(m_defaults->integerForKey(u"Sort"_s), 5) << "a registered default is no value of the user's";
+    EXPECT_EQ(m_defaults->stringForKey(u"Name"_s), u"current"_s);
+    ASSERT_NE(m_defaults->arrayForKey(u"Pie Color Components"_s), nullptr);
     EXPECT_TRUE(m_defaults->boolForKey(flagKey));
 
     // Once only: later changes of the older domain are not looked at again.
-    m_defaults->removeObjectForKey(QStringLiteral("Sort"));
+    m_defaults->removeObjectForKey(u"Sort"_s);
     EXPECT_FALSE(importUserDefaultsFromDomain(*m_defaults, VXUserDefaults::kOlderDomain));
-    EXPECT_EQ(m_defaults->integerForKey(QStringLiteral("Sort")), 1);
+    EXPECT_EQ(m_defaults->integerForKey(u"Sort"_s), 1);
 
     // Nothing to copy: the flag is set all the same.
-    EXPECT_FALSE(importUserDefaultsFromDomain(*m_defaults, QStringLiteral("org.example.Absent")));
-    EXPECT_TRUE(m_defaults->boolForKey(QStringLiteral("Imported User Defaults: org.example.Absent")));
+    EXPECT_FALSE(importUserDefaultsFromDomain(*m_defaults, u"org.example.Absent"_s));
+    EXPECT_TRUE(m_defaults->boolForKey(u"Imported User Defaults: org.example.Absent"_s));
     ASSERT_TRUE(m_defaults->synchronize());
-    VXUserDefaults reopened(VXUserDefaults::kDomain, m_dir.path() + QStringLiteral("/Wendle"));
+    VXUserDefaults reopened(VXUserDefaults::kDomain, m_dir.path() + u"/Wendle"_s);
     EXPECT_TRUE(reopened.boolForKey(flagKey));
 }
 
@@ -151,12 +149,12 @@ TEST_F(VXUserDefaultsExtensionsTest, OutsideTheSandboxFolderPathsAreStoredAsThey
 {
     RecordingDelegate delegate;
     EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), defaultPath());
-    setFolderPath(*m_defaults, QStringLiteral("~/Exports"), kExportFolderKey);
-    EXPECT_EQ(m_defaults->stringForKey(kExportFolderKey), QStringLiteral("~/Exports"));
-    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), QStringLiteral("~/Exports"));
+    setFolderPath(*m_defaults, u"~/Exports"_s, kExportFolderKey);
+    EXPECT_EQ(m_defaults->stringForKey(kExportFolderKey), u"~/Exports"_s);
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), u"~/Exports"_s);
     // A sandbox value of an earlier run is no business of the unsandboxed program.
-    m_defaults->setString(QStringLiteral("/elsewhere"), kSandboxKey);
-    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), QStringLiteral("~/Exports"));
+    m_defaults->setString(u"/elsewhere"_s, kSandboxKey);
+    EXPECT_EQ(folderPathForKey(*m_defaults, kExportFolderKey, defaultPath(), &delegate), u"~/Exports"_s);
     setFolderPath(*m_defaults, QString(), kExportFolderKey);
     EXPECT_TRUE(m_defaults->objectForKey(kExportFolderKey).isNull());
     EXPECT_TRUE(delegate.calls.isEmpty());
@@ -166,9 +164,9 @@ TEST_F(VXUserDefaultsExtensionsTest, OutsideTheSandboxFolderPathsAreStoredAsThey
 TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionAsksOnceWhenTheFolderIsLocked)
 {
     const QString reports = enterContainer();
-    const QString alert = QStringLiteral("alert Export Folder Found [Unlock... | Switch to Sandbox Default]");
-    const QString silent = QStringLiteral("confirm %1 via-parent=0 may-ask=0").arg(reports);
-    const QString panel = QStringLiteral("confirm %1 via-parent=0 may-ask=1").arg(reports);
+    const QString alert = u"alert Export Folder Found [Unlock... | Switch to Sandbox Default]"_s;
+    const QString silent = u"confirm %1 via-parent=0 may-ask=0"_s.arg(reports);
+    const QString panel = u"confirm %1 via-parent=0 may-ask=1"_s.arg(reports);
 
     struct Case {
         const char *name;
@@ -180,9 +178,9 @@ TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionAsksOnceWhenTheFolderIsL
     const Case cases[] = {
         {"unlocked in the panel",
          0,
-         {{false, false, {}}, {true, false, QStringLiteral("/granted")}},
+         {{false, false, {}}, {true, false, u"/granted"_s}},
          true,
-         {silent, alert, panel, QStringLiteral("stop /granted")}},
+         {silent, alert, panel, u"stop /granted"_s}},
         {"panel cancelled", 0, {{false, false, {}}, {false, true, {}}}, false, {silent, alert, panel}},
         {"panel confirmed but still no access",
          0,
@@ -195,7 +193,7 @@ TEST_F(VXUserDefaultsExtensionsTest, SandboxedConversionAsksOnceWhenTheFolderIsL
         SCOPED_TRACE(c.name);
         for (const QString &key : {kExportFolderKey, kSandboxKey, kConversionFlagKey})
             m_defaults->removeObjectForKey(key);
-        m_defaults->setString(QStringLiteral("~/Library/Reports"), kExportFolderKey);
+        m_defaults->setString(u"~/Library/Reports"_s, kExportFolderKey);
         RecordingDelegate delegate;
         delegate.sandboxed = true;
         delegate.confirmations = c.confirmations;

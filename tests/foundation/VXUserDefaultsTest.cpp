@@ -15,9 +15,11 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString kTestDomain = QStringLiteral("org.example.SettingsTest");
+const QString kTestDomain = u"org.example.SettingsTest"_s;
 
 class VXUserDefaultsTest : public ::testing::Test
 {
@@ -26,31 +28,17 @@ protected:
 
     void SetUp() override { ASSERT_TRUE(m_dir.isValid()); }
 
-    QString folder() const { return m_dir.path() + QStringLiteral("/Wendle"); }
-    QString filePath() const { return folder() + u'/' + kTestDomain + QStringLiteral(".plist"); }
+    QString folder() const { return m_dir.path() + u"/Wendle"_s; }
+    QString filePath() const { return folder() + u'/' + kTestDomain + u".plist"_s; }
 
     std::unique_ptr<VXUserDefaults> makeStore() const
     {
         return std::make_unique<VXUserDefaults>(kTestDomain, folder());
     }
 
-    static QByteArray readAll(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
-    static void writeAll(const QString &path, const QByteArray &bytes)
-    {
-        QDir().mkpath(QFileInfo(path).path());
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
-    }
-
     QStringList damagedCopies() const
     {
-        return QDir(folder()).entryList({kTestDomain + QStringLiteral(".plist.damaged-*")}, QDir::Files);
+        return QDir(folder()).entryList({kTestDomain + u".plist.damaged-*"_s}, QDir::Files);
     }
 
     QTemporaryDir m_dir;
@@ -72,101 +60,91 @@ struct Announcements {
     QStringList keys;
 };
 
-VXValue array(std::initializer_list<VXValue> values)
-{
-    VXArrayRef result = VXMakeArray();
-    for (const VXValue &value : values)
-        result->append(value);
-    return VXValue(result);
-}
-
 }   // namespace
 
 TEST_F(VXUserDefaultsTest, TypedGettersReadEachTypeAndMistypedValuesAsNothing)
 {
     auto defaults = makeStore();
     VXDictionaryRef dictionary = VXMakeDictionary();
-    dictionary->insert(QStringLiteral("inner"), 1);
-    defaults->setBool(true, QStringLiteral("bool"));
-    defaults->setInteger(-42, QStringLiteral("int"));
-    defaults->setDouble(2.75, QStringLiteral("real"));
-    defaults->setString(QStringLiteral("Inbox"), QStringLiteral("string"));
-    defaults->setObject(VXValue(QByteArray("\x00\x01", 2)), QStringLiteral("data"));
-    defaults->setObject(VXValue::dateFromUnixTime(1700000000), QStringLiteral("date"));
-    defaults->setObject(array({0.2, 0.4, 0.6}), QStringLiteral("array"));
-    defaults->setObject(VXValue(dictionary), QStringLiteral("dict"));
-    defaults->setString(QStringLiteral(" 600 "), QStringLiteral("numeric string"));
-    defaults->setString(QStringLiteral("0.5"), QStringLiteral("decimal string"));
-    defaults->setString(QStringLiteral("YES"), QStringLiteral("yes string"));
-    defaults->setString(QStringLiteral("true"), QStringLiteral("true string"));
-    defaults->setString(QStringLiteral("NO"), QStringLiteral("no string"));
+    dictionary->insert(u"inner"_s, 1);
+    defaults->setBool(true, u"bool"_s);
+    defaults->setInteger(-42, u"int"_s);
+    defaults->setDouble(2.75, u"real"_s);
+    defaults->setString(u"Inbox"_s, u"string"_s);
+    defaults->setObject(VXValue(QByteArray("\x00\x01", 2)), u"data"_s);
+    defaults->setObject(VXValue::dateFromUnixTime(1700000000), u"date"_s);
+    defaults->setObject(VXArrayOf({0.2, 0.4, 0.6}), u"array"_s);
+    defaults->setObject(VXValue(dictionary), u"dict"_s);
+    defaults->setString(u" 600 "_s, u"numeric string"_s);
+    defaults->setString(u"0.5"_s, u"decimal string"_s);
+    defaults->setString(u"YES"_s, u"yes string"_s);
+    defaults->setString(u"true"_s, u"true string"_s);
+    defaults->setString(u"NO"_s, u"no string"_s);
 
     // Each type through its own getter.
-    EXPECT_TRUE(defaults->boolForKey(QStringLiteral("bool")));
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("int")), -42);
-    EXPECT_EQ(defaults->doubleForKey(QStringLiteral("real")), 2.75);
-    EXPECT_EQ(defaults->stringForKey(QStringLiteral("string")), QStringLiteral("Inbox"));
-    EXPECT_EQ(defaults->dataForKey(QStringLiteral("data")), QByteArray("\x00\x01", 2));
-    EXPECT_EQ(defaults->objectForKey(QStringLiteral("date")).dateAsUnixTime(), 1700000000.0);
-    ASSERT_NE(defaults->arrayForKey(QStringLiteral("array")), nullptr);
-    EXPECT_EQ(defaults->arrayForKey(QStringLiteral("array"))->at(2), VXValue(0.6));
-    ASSERT_NE(defaults->dictionaryForKey(QStringLiteral("dict")), nullptr);
-    EXPECT_EQ(defaults->dictionaryForKey(QStringLiteral("dict"))->value(QStringLiteral("inner")), VXValue(1));
+    EXPECT_TRUE(defaults->boolForKey(u"bool"_s));
+    EXPECT_EQ(defaults->integerForKey(u"int"_s), -42);
+    EXPECT_EQ(defaults->doubleForKey(u"real"_s), 2.75);
+    EXPECT_EQ(defaults->stringForKey(u"string"_s), u"Inbox"_s);
+    EXPECT_EQ(defaults->dataForKey(u"data"_s), QByteArray("\x00\x01", 2));
+    EXPECT_EQ(defaults->objectForKey(u"date"_s).dateAsUnixTime(), 1700000000.0);
+    ASSERT_NE(defaults->arrayForKey(u"array"_s), nullptr);
+    EXPECT_EQ(defaults->arrayForKey(u"array"_s)->at(2), VXValue(0.6));
+    ASSERT_NE(defaults->dictionaryForKey(u"dict"_s), nullptr);
+    EXPECT_EQ(defaults->dictionaryForKey(u"dict"_s)->value(u"inner"_s), VXValue(1));
 
     // Numbers convert among themselves; reals truncate.
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("real")), 2);
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("bool")), 1);
-    EXPECT_EQ(defaults->doubleForKey(QStringLiteral("int")), -42.0);
-    EXPECT_TRUE(defaults->boolForKey(QStringLiteral("int")));
+    EXPECT_EQ(defaults->integerForKey(u"real"_s), 2);
+    EXPECT_EQ(defaults->integerForKey(u"bool"_s), 1);
+    EXPECT_EQ(defaults->doubleForKey(u"int"_s), -42.0);
+    EXPECT_TRUE(defaults->boolForKey(u"int"_s));
 
     // Strings that spell numbers or YES/true read as such (what `wendle defaults write` stores
     // without a type flag); other strings read as nothing.
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("numeric string")), 600);
-    EXPECT_EQ(defaults->doubleForKey(QStringLiteral("decimal string")), 0.5);
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("decimal string")), 0);
-    EXPECT_TRUE(defaults->boolForKey(QStringLiteral("yes string")));
-    EXPECT_TRUE(defaults->boolForKey(QStringLiteral("true string")));
-    EXPECT_FALSE(defaults->boolForKey(QStringLiteral("no string")));
-    EXPECT_FALSE(defaults->boolForKey(QStringLiteral("string")));
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("string")), 0);
+    EXPECT_EQ(defaults->integerForKey(u"numeric string"_s), 600);
+    EXPECT_EQ(defaults->doubleForKey(u"decimal string"_s), 0.5);
+    EXPECT_EQ(defaults->integerForKey(u"decimal string"_s), 0);
+    EXPECT_TRUE(defaults->boolForKey(u"yes string"_s));
+    EXPECT_TRUE(defaults->boolForKey(u"true string"_s));
+    EXPECT_FALSE(defaults->boolForKey(u"no string"_s));
+    EXPECT_FALSE(defaults->boolForKey(u"string"_s));
+    EXPECT_EQ(defaults->integerForKey(u"string"_s), 0);
 
     // Everything else of the wrong type, and missing keys, read as 0, false, empty or null.
-    for (const QString &key : {QStringLiteral("data"), QStringLiteral("date"), QStringLiteral("array"),
-                               QStringLiteral("dict"), QStringLiteral("missing")}) {
+    for (const QString &key : {u"data"_s, u"date"_s, u"array"_s, u"dict"_s, u"missing"_s}) {
         SCOPED_TRACE(key.toStdString());
         EXPECT_FALSE(defaults->boolForKey(key));
         EXPECT_EQ(defaults->integerForKey(key), 0);
         EXPECT_EQ(defaults->doubleForKey(key), 0.0);
         EXPECT_TRUE(defaults->stringForKey(key).isEmpty());
     }
-    EXPECT_TRUE(defaults->stringForKey(QStringLiteral("int")).isEmpty());
-    EXPECT_TRUE(defaults->dataForKey(QStringLiteral("string")).isEmpty());
-    EXPECT_EQ(defaults->arrayForKey(QStringLiteral("dict")), nullptr);
-    EXPECT_EQ(defaults->dictionaryForKey(QStringLiteral("array")), nullptr);
-    EXPECT_TRUE(defaults->objectForKey(QStringLiteral("missing")).isNull());
+    EXPECT_TRUE(defaults->stringForKey(u"int"_s).isEmpty());
+    EXPECT_TRUE(defaults->dataForKey(u"string"_s).isEmpty());
+    EXPECT_EQ(defaults->arrayForKey(u"dict"_s), nullptr);
+    EXPECT_EQ(defaults->dictionaryForKey(u"array"_s), nullptr);
+    EXPECT_TRUE(defaults->objectForKey(u"missing"_s).isNull());
 }
 
 TEST_F(VXUserDefaultsTest, ContainersAreStoredAndHandedOutAsCopies)
 {
     auto defaults = makeStore();
     Announcements announced(*defaults);
-    VXValue components = array({0.2, 0.4, 0.6});
-    defaults->setObject(components, QStringLiteral("Pie Color Components"));
+    VXValue components = VXArrayOf({0.2, 0.4, 0.6});
+    defaults->setObject(components, u"Pie Color Components"_s);
     components.array()->append(1.0);   // the caller's array is its own
-    EXPECT_EQ(defaults->arrayForKey(QStringLiteral("Pie Color Components"))->size(), 3u);
+    EXPECT_EQ(defaults->arrayForKey(u"Pie Color Components"_s)->size(), 3u);
 
     // Changing what objectForKey gave changes nothing until it is stored again.
-    VXValue copy = defaults->objectForKey(QStringLiteral("Pie Color Components"));
+    VXValue copy = defaults->objectForKey(u"Pie Color Components"_s);
     (*copy.array())[0] = VXValue(0.9);
-    EXPECT_EQ(defaults->arrayForKey(QStringLiteral("Pie Color Components"))->at(0), VXValue(0.2));
-    defaults->setObject(copy, QStringLiteral("Pie Color Components"));
-    EXPECT_EQ(defaults->arrayForKey(QStringLiteral("Pie Color Components"))->at(0), VXValue(0.9));
-    EXPECT_EQ(announced.keys,
-              QStringList({QStringLiteral("Pie Color Components"), QStringLiteral("Pie Color Components")}));
+    EXPECT_EQ(defaults->arrayForKey(u"Pie Color Components"_s)->at(0), VXValue(0.2));
+    defaults->setObject(copy, u"Pie Color Components"_s);
+    EXPECT_EQ(defaults->arrayForKey(u"Pie Color Components"_s)->at(0), VXValue(0.9));
+    EXPECT_EQ(announced.keys, QStringList({u"Pie Color Components"_s, u"Pie Color Components"_s}));
 
     // A tree with an empty element is no property list: refused, nothing changes.
-    defaults->setObject(array({1, VXValue()}), QStringLiteral("Pie Color Components"));
-    EXPECT_EQ(defaults->arrayForKey(QStringLiteral("Pie Color Components"))->size(), 3u);
+    defaults->setObject(VXArrayOf({1, VXValue()}), u"Pie Color Components"_s);
+    EXPECT_EQ(defaults->arrayForKey(u"Pie Color Components"_s)->size(), 3u);
     EXPECT_EQ(announced.keys.size(), 2);
 }
 
@@ -228,12 +206,12 @@ TEST_F(VXUserDefaultsTest, ChangesAreWrittenOnceAsAPrivateXMLFileThatPlistlibRea
     ASSERT_GE(inotify_add_watch(inotify, QFile::encodeName(folder()).constData(), IN_MOVED_TO | IN_CLOSE_WRITE), 0);
 
     for (int i = 0; i < 50; ++i)
-        defaults->setInteger(i, QStringLiteral("Key %1").arg(i));
-    defaults->setString(QStringLiteral("a < b & \"c\" \u25B8"), QStringLiteral("Markup"));
-    defaults->setObject(VXValue::dateFromUnixTime(1700000000), QStringLiteral("Date"));
-    defaults->setObject(VXValue(QByteArray("\xff\x00", 2)), QStringLiteral("Data"));
-    defaults->setObject(array({0.25, true, QStringLiteral("x")}), QStringLiteral("Array"));
-    defaults->setInteger(49, QStringLiteral("Key 0"));
+        defaults->setInteger(i, u"Key %1"_s.arg(i));
+    defaults->setString(u"a < b & \"c\" \u25B8"_s, u"Markup"_s);
+    defaults->setObject(VXValue::dateFromUnixTime(1700000000), u"Date"_s);
+    defaults->setObject(VXValue(QByteArray("\xff\x00", 2)), u"Data"_s);
+    defaults->setObject(VXArrayOf({0.25, true, u"x"_s}), u"Array"_s);
+    defaults->setInteger(49, u"Key 0"_s);
     EXPECT_FALSE(QFileInfo::exists(filePath())) << "written before the loop turned";
 
     ASSERT_TRUE(VXWaitUntil([&] { return QFileInfo::exists(filePath()); }));
@@ -256,13 +234,13 @@ TEST_F(VXUserDefaultsTest, ChangesAreWrittenOnceAsAPrivateXMLFileThatPlistlibRea
     EXPECT_EQ(QFileInfo(folder()).permissions() & 0x7777,
               QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner | QFileDevice::ReadUser
                   | QFileDevice::WriteUser | QFileDevice::ExeUser);
-    EXPECT_TRUE(readAll(filePath()).startsWith("<?xml"));
+    EXPECT_TRUE(VXReadFile(filePath()).startsWith("<?xml"));
 
     QString failure;
     const std::optional<VXValue> read = VXReadWithPlistlib(filePath(), &failure);
     ASSERT_TRUE(read) << failure.toStdString();
     EXPECT_EQ(*read, VXValue(defaults->persistentDictionary()));
-    EXPECT_EQ(read->dictionary()->value(QStringLiteral("Key 0")), VXValue(49));
+    EXPECT_EQ(read->dictionary()->value(u"Key 0"_s), VXValue(49));
     EXPECT_EQ(read->dictionary()->size(), 54u);
 }
 
@@ -270,15 +248,15 @@ TEST_F(VXUserDefaultsTest, PendingChangesReachTheFileOnSynchronizeAndAtDestructi
 {
     {
         auto defaults = makeStore();
-        defaults->setString(QStringLiteral("first"), QStringLiteral("A"));
+        defaults->setString(u"first"_s, u"A"_s);
         ASSERT_TRUE(defaults->synchronize());
-        EXPECT_EQ(makeStore()->stringForKey(QStringLiteral("A")), QStringLiteral("first"));
-        defaults->setString(QStringLiteral("second"), QStringLiteral("B"));
-        defaults->removeObjectForKey(QStringLiteral("A"));
+        EXPECT_EQ(makeStore()->stringForKey(u"A"_s), u"first"_s);
+        defaults->setString(u"second"_s, u"B"_s);
+        defaults->removeObjectForKey(u"A"_s);
     }   // no event loop ran
     auto reopened = makeStore();
-    EXPECT_EQ(reopened->stringForKey(QStringLiteral("B")), QStringLiteral("second"));
-    EXPECT_TRUE(reopened->objectForKey(QStringLiteral("A")).isNull());
+    EXPECT_EQ(reopened->stringForKey(u"B"_s), u"second"_s);
+    EXPECT_TRUE(reopened->objectForKey(u"A"_s).isNull());
 }
 
 TEST_F(VXUserDefaultsTest, AnotherWriterIsAnnouncedKeyByKeyAndOwnWritesAreNot)
@@ -286,46 +264,43 @@ TEST_F(VXUserDefaultsTest, AnotherWriterIsAnnouncedKeyByKeyAndOwnWritesAreNot)
     auto running = makeStore();
     Announcements announced(*running);
     VXDictionaryRef registered = VXMakeDictionary();
-    registered->insert(QStringLiteral("c"), 3);
+    registered->insert(u"c"_s, 3);
     running->registerDefaults(registered);
-    EXPECT_EQ(announced.keys, QStringList({QStringLiteral("c")}));
+    EXPECT_EQ(announced.keys, QStringList({u"c"_s}));
     announced.keys.clear();
-    running->setInteger(1, QStringLiteral("a"));
-    running->setInteger(2, QStringLiteral("b"));
-    running->setInteger(30, QStringLiteral("c"));
-    running->setInteger(4, QStringLiteral("e"));
+    running->setInteger(1, u"a"_s);
+    running->setInteger(2, u"b"_s);
+    running->setInteger(30, u"c"_s);
+    running->setInteger(4, u"e"_s);
     VXSpinEventLoop(300);
     // Its own write came back through the file watch and was recognised.
-    EXPECT_EQ(announced.keys,
-              QStringList({QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c"), QStringLiteral("e")}));
+    EXPECT_EQ(announced.keys, QStringList({u"a"_s, u"b"_s, u"c"_s, u"e"_s}));
     announced.keys.clear();
 
     {
         auto other = makeStore();
-        EXPECT_EQ(other->integerForKey(QStringLiteral("b")), 2);
-        other->setInteger(1, QStringLiteral("a"));   // unchanged
-        other->setInteger(20, QStringLiteral("b"));   // changed
-        other->removeObjectForKey(QStringLiteral("c"));   // the registered 3 shows again
-        other->setString(QStringLiteral("new"), QStringLiteral("d"));
-        other->setDouble(4.0, QStringLiteral("e"));   // same number, other type
+        EXPECT_EQ(other->integerForKey(u"b"_s), 2);
+        other->setInteger(1, u"a"_s);   // unchanged
+        other->setInteger(20, u"b"_s);   // changed
+        other->removeObjectForKey(u"c"_s);   // the registered 3 shows again
+        other->setString(u"new"_s, u"d"_s);
+        other->setDouble(4.0, u"e"_s);   // same number, other type
         ASSERT_TRUE(other->synchronize());
     }
     ASSERT_TRUE(VXWaitUntil([&] { return announced.keys.size() >= 4; }));
     VXSpinEventLoop(200);
-    EXPECT_EQ(announced.sorted(),
-              QStringList({QStringLiteral("b"), QStringLiteral("c"), QStringLiteral("d"), QStringLiteral("e")}));
-    EXPECT_EQ(running->integerForKey(QStringLiteral("b")), 20);
-    EXPECT_EQ(running->integerForKey(QStringLiteral("c")), 3);
-    EXPECT_EQ(running->stringForKey(QStringLiteral("d")), QStringLiteral("new"));
+    EXPECT_EQ(announced.sorted(), QStringList({u"b"_s, u"c"_s, u"d"_s, u"e"_s}));
+    EXPECT_EQ(running->integerForKey(u"b"_s), 20);
+    EXPECT_EQ(running->integerForKey(u"c"_s), 3);
+    EXPECT_EQ(running->stringForKey(u"d"_s), u"new"_s);
 
     // A file deleted by someone else takes every stored value with it.
     announced.keys.clear();
     ASSERT_TRUE(QFile::remove(filePath()));
     ASSERT_TRUE(VXWaitUntil([&] { return announced.keys.size() >= 4; }));
     VXSpinEventLoop(100);
-    EXPECT_EQ(announced.sorted(),
-              QStringList({QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("d"), QStringLiteral("e")}));
-    EXPECT_EQ(running->integerForKey(QStringLiteral("c")), 3);
+    EXPECT_EQ(announced.sorted(), QStringList({u"a"_s, u"b"_s, u"d"_s, u"e"_s}));
+    EXPECT_EQ(running->integerForKey(u"c"_s), 3);
     EXPECT_EQ(running->persistentDictionary()->size(), 0u);
 }
 
@@ -334,52 +309,52 @@ TEST_F(VXUserDefaultsTest, PlistlibWritingTheFileIsPickedUpEitherWay)
     if (VXTestPython().isEmpty())
         GTEST_SKIP() << "no Python interpreter to write the file with plistlib";
     auto running = makeStore();
-    running->setInteger(1, QStringLiteral("Sort"));
+    running->setInteger(1, u"Sort"_s);
     ASSERT_TRUE(running->synchronize());
     Announcements announced(*running);
 
     // Renamed over the file, as careful writers do.
-    ASSERT_TRUE(VXWriteWithPlistlib(filePath(), QStringLiteral("{'Sort': 2, 'VXDebugLog': True}"), true));
+    ASSERT_TRUE(VXWriteWithPlistlib(filePath(), u"{'Sort': 2, 'VXDebugLog': True}"_s, true));
     ASSERT_TRUE(VXWaitUntil([&] { return announced.keys.size() >= 2; }));
-    EXPECT_EQ(announced.sorted(), QStringList({QStringLiteral("Sort"), QStringLiteral("VXDebugLog")}));
-    EXPECT_EQ(running->integerForKey(QStringLiteral("Sort")), 2);
-    EXPECT_TRUE(running->boolForKey(QStringLiteral("VXDebugLog")));
+    EXPECT_EQ(announced.sorted(), QStringList({u"Sort"_s, u"VXDebugLog"_s}));
+    EXPECT_EQ(running->integerForKey(u"Sort"_s), 2);
+    EXPECT_TRUE(running->boolForKey(u"VXDebugLog"_s));
 
     // Rewritten in place, as an editor may.
     announced.keys.clear();
-    ASSERT_TRUE(VXWriteWithPlistlib(filePath(), QStringLiteral("{'Sort': 0, 'VXDebugLog': True}"), false));
+    ASSERT_TRUE(VXWriteWithPlistlib(filePath(), u"{'Sort': 0, 'VXDebugLog': True}"_s, false));
     ASSERT_TRUE(VXWaitUntil([&] { return !announced.keys.isEmpty(); }));
     VXSpinEventLoop(200);
-    EXPECT_EQ(announced.keys, QStringList({QStringLiteral("Sort")}));
-    EXPECT_EQ(running->integerForKey(QStringLiteral("Sort")), 0);
+    EXPECT_EQ(announced.keys, QStringList({u"Sort"_s}));
+    EXPECT_EQ(running->integerForKey(u"Sort"_s), 0);
 }
 
 TEST_F(VXUserDefaultsTest, UnwrittenLocalChangesSurviveAnotherWriter)
 {
     auto running = makeStore();
-    running->setInteger(1, QStringLiteral("shared"));
-    running->setInteger(1, QStringLiteral("mine"));
+    running->setInteger(1, u"shared"_s);
+    running->setInteger(1, u"mine"_s);
     ASSERT_TRUE(running->synchronize());
 
     // A local change is pending when another writer replaces the file.
-    running->setInteger(2, QStringLiteral("mine"));
-    running->removeObjectForKey(QStringLiteral("shared"));
+    running->setInteger(2, u"mine"_s);
+    running->removeObjectForKey(u"shared"_s);
     {
         auto other = makeStore();
-        other->setInteger(7, QStringLiteral("theirs"));
-        other->setInteger(7, QStringLiteral("mine"));
+        other->setInteger(7, u"theirs"_s);
+        other->setInteger(7, u"mine"_s);
         ASSERT_TRUE(other->synchronize());
     }
-    ASSERT_TRUE(VXWaitUntil([&] { return running->integerForKey(QStringLiteral("theirs")) == 7; }));
+    ASSERT_TRUE(VXWaitUntil([&] { return running->integerForKey(u"theirs"_s) == 7; }));
     VXSpinEventLoop(200);
-    EXPECT_EQ(running->integerForKey(QStringLiteral("mine")), 2);
-    EXPECT_TRUE(running->objectForKey(QStringLiteral("shared")).isNull());
+    EXPECT_EQ(running->integerForKey(u"mine"_s), 2);
+    EXPECT_TRUE(running->objectForKey(u"shared"_s).isNull());
 
     // And the file ends up with both.
     auto reopened = makeStore();
-    EXPECT_EQ(reopened->integerForKey(QStringLiteral("mine")), 2);
-    EXPECT_EQ(reopened->integerForKey(QStringLiteral("theirs")), 7);
-    EXPECT_TRUE(reopened->objectForKey(QStringLiteral("shared")).isNull());
+    EXPECT_EQ(reopened->integerForKey(u"mine"_s), 2);
+    EXPECT_EQ(reopened->integerForKey(u"theirs"_s), 7);
+    EXPECT_TRUE(reopened->objectForKey(u"shared"_s).isNull());
 }
 
 TEST_F(VXUserDefaultsTest, DamagedFileIsSetAsideAndTheStoreStartsFromItsDefaults)
@@ -389,14 +364,14 @@ TEST_F(VXUserDefaultsTest, DamagedFileIsSetAsideAndTheStoreStartsFromItsDefaults
          {damaged, QByteArray("<?xml version=\"1.0\"?><plist><array/></plist>"), QByteArray()}) {
         SCOPED_TRACE(contents.toStdString());
         QDir(folder()).removeRecursively();
-        writeAll(filePath(), contents);
+        ASSERT_TRUE(VXWriteFile(filePath(), contents));
         auto defaults = makeStore();
         VXRegisterDefaults(*defaults);
         EXPECT_EQ(defaults->integerForKey(VXDefaultsKey::kSort), 1);
         EXPECT_FALSE(QFileInfo::exists(filePath()));
         const QStringList copies = damagedCopies();
         ASSERT_EQ(copies.size(), 1);
-        EXPECT_EQ(readAll(folder() + u'/' + copies.first()), contents);
+        EXPECT_EQ(VXReadFile(folder() + u'/' + copies.first()), contents);
 
         // The next change makes a good file; the damaged one stays for a person to look at.
         defaults->setInteger(0, VXDefaultsKey::kSort);
@@ -409,45 +384,45 @@ TEST_F(VXUserDefaultsTest, DamagedFileIsSetAsideAndTheStoreStartsFromItsDefaults
 TEST_F(VXUserDefaultsTest, DamageWrittenWhileRunningIsSetAsideAndTheGoodStateRestored)
 {
     auto running = makeStore();
-    running->setInteger(3, QStringLiteral("Sort"));
+    running->setInteger(3, u"Sort"_s);
     ASSERT_TRUE(running->synchronize());
     Announcements announced(*running);
 
-    writeAll(filePath(), QByteArray("{ Sort = "));
+    ASSERT_TRUE(VXWriteFile(filePath(), QByteArray("{ Sort = ")));
     ASSERT_TRUE(VXWaitUntil([&] { return damagedCopies().size() == 1 && QFileInfo::exists(filePath()); }));
     VXSpinEventLoop(200);
-    EXPECT_EQ(running->integerForKey(QStringLiteral("Sort")), 3);
+    EXPECT_EQ(running->integerForKey(u"Sort"_s), 3);
     EXPECT_TRUE(announced.keys.isEmpty());
-    EXPECT_EQ(makeStore()->integerForKey(QStringLiteral("Sort")), 3);
-    EXPECT_EQ(readAll(folder() + u'/' + damagedCopies().first()), QByteArray("{ Sort = "));
+    EXPECT_EQ(makeStore()->integerForKey(u"Sort"_s), 3);
+    EXPECT_EQ(VXReadFile(folder() + u'/' + damagedCopies().first()), QByteArray("{ Sort = "));
 }
 
 TEST_F(VXUserDefaultsTest, OtherDomainsAreReadFromTheSameFolder)
 {
     auto defaults = makeStore();
-    EXPECT_FALSE(defaults->persistentDomainForName(QStringLiteral("org.example.Absent")));
-    EXPECT_FALSE(defaults->persistentDomainForName(QStringLiteral("../escape")));
+    EXPECT_FALSE(defaults->persistentDomainForName(u"org.example.Absent"_s));
+    EXPECT_FALSE(defaults->persistentDomainForName(u"../escape"_s));
 
     {
-        VXUserDefaults older(QStringLiteral("org.example.Older"), folder());
-        older.setInteger(5, QStringLiteral("Sort"));
+        VXUserDefaults older(u"org.example.Older"_s, folder());
+        older.setInteger(5, u"Sort"_s);
     }
-    const VXDictionaryRef olderValues = defaults->persistentDomainForName(QStringLiteral("org.example.Older"));
+    const VXDictionaryRef olderValues = defaults->persistentDomainForName(u"org.example.Older"_s);
     ASSERT_TRUE(olderValues);
-    EXPECT_EQ(olderValues->value(QStringLiteral("Sort")), VXValue(5));
+    EXPECT_EQ(olderValues->value(u"Sort"_s), VXValue(5));
 
     // Another domain's damaged file is left where it is.
-    const QString damagedPath = folder() + QStringLiteral("/org.example.Damaged.plist");
-    writeAll(damagedPath, QByteArray("bplist00garbage"));
-    EXPECT_FALSE(defaults->persistentDomainForName(QStringLiteral("org.example.Damaged")));
+    const QString damagedPath = folder() + u"/org.example.Damaged.plist"_s;
+    ASSERT_TRUE(VXWriteFile(damagedPath, QByteArray("bplist00garbage")));
+    EXPECT_FALSE(defaults->persistentDomainForName(u"org.example.Damaged"_s));
     EXPECT_TRUE(QFileInfo::exists(damagedPath));
 
     // The store's own domain answers its current values, as a copy.
-    defaults->setInteger(9, QStringLiteral("Sort"));
+    defaults->setInteger(9, u"Sort"_s);
     const VXDictionaryRef own = defaults->persistentDomainForName(kTestDomain);
     ASSERT_TRUE(own);
-    own->insert(QStringLiteral("Sort"), 10);
-    EXPECT_EQ(defaults->integerForKey(QStringLiteral("Sort")), 9);
+    own->insert(u"Sort"_s, 10);
+    EXPECT_EQ(defaults->integerForKey(u"Sort"_s), 9);
 }
 
 TEST_F(VXUserDefaultsTest, StandardStoreIsWhateverTheProgramInstalled)
@@ -463,11 +438,11 @@ TEST_F(VXUserDefaultsTest, StandardStoreIsWhateverTheProgramInstalled)
     // The default folder follows XDG_CONFIG_HOME, ignoring relative values.
     const QByteArray saved = qgetenv("XDG_CONFIG_HOME");
     qputenv("XDG_CONFIG_HOME", m_dir.path().toUtf8());
-    EXPECT_EQ(VXUserDefaults::defaultFolder(), m_dir.path() + QStringLiteral("/Wendle"));
+    EXPECT_EQ(VXUserDefaults::defaultFolder(), m_dir.path() + u"/Wendle"_s);
     EXPECT_EQ(VXUserDefaults(VXUserDefaults::kDomain).filePath(),
-              m_dir.path() + QStringLiteral("/Wendle/com.brasswing.WendleClient.plist"));
+              m_dir.path() + u"/Wendle/com.brasswing.WendleClient.plist"_s);
     qputenv("XDG_CONFIG_HOME", "relative/path");
-    EXPECT_EQ(VXUserDefaults::defaultFolder(), QDir::homePath() + QStringLiteral("/.config/Wendle"));
+    EXPECT_EQ(VXUserDefaults::defaultFolder(), QDir::homePath() + u"/.config/Wendle"_s);
     if (saved.isNull())
         qunsetenv("XDG_CONFIG_HOME");
     else

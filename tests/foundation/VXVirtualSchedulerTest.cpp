@@ -13,10 +13,12 @@
 #include <stdexcept>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString kTick = QStringLiteral("updateLists:");
-const QString kSave = QStringLiteral("save:");
+const QString kTick = u"updateLists:"_s;
+const QString kSave = u"save:"_s;
 
 // 2026-01-01 00:00:00 UTC: a realistic Unix time, so that rounding at this magnitude is covered.
 constexpr double kStart = 1767225600.0;
@@ -53,12 +55,12 @@ TEST(VXVirtualScheduler, FiresByDueTimeThenInTheOrderScheduled)
         return [&fired, &scheduler, name] { fired.push_back({name, scheduler.now()}); };
     };
     int owner = 0;
-    scheduler.performAfterDelay(&owner, QStringLiteral("a"), 5, record(QStringLiteral("a")));
-    scheduler.performAfterDelay(&owner, QStringLiteral("b"), 1, record(QStringLiteral("b")));
-    scheduler.performAfterDelay(&owner, QStringLiteral("c"), 5, record(QStringLiteral("c")));
-    scheduler.performAfterDelay(&owner, QStringLiteral("d"), 1, record(QStringLiteral("d")));
-    scheduler.performAfterDelay(&owner, QStringLiteral("e"), 0, record(QStringLiteral("e")));
-    scheduler.performAfterDelay(&owner, QStringLiteral("f"), -3, record(QStringLiteral("f")));   // as 0
+    scheduler.performAfterDelay(&owner, u"a"_s, 5, record(u"a"_s));
+    scheduler.performAfterDelay(&owner, u"b"_s, 1, record(u"b"_s));
+    scheduler.performAfterDelay(&owner, u"c"_s, 5, record(u"c"_s));
+    scheduler.performAfterDelay(&owner, u"d"_s, 1, record(u"d"_s));
+    scheduler.performAfterDelay(&owner, u"e"_s, 0, record(u"e"_s));
+    scheduler.performAfterDelay(&owner, u"f"_s, -3, record(u"f"_s));   // as 0
 
     // Nothing runs synchronously, not even with no delay.
     EXPECT_TRUE(fired.empty());
@@ -73,8 +75,7 @@ TEST(VXVirtualScheduler, FiresByDueTimeThenInTheOrderScheduled)
     EXPECT_EQ(scheduler.pendingCount(), 0);
     EXPECT_EQ(scheduler.firedCount(), 6u);
 
-    const std::vector<QString> expectedNames = {QStringLiteral("e"), QStringLiteral("f"), QStringLiteral("b"),
-                                                QStringLiteral("d"), QStringLiteral("a"), QStringLiteral("c")};
+    const std::vector<QString> expectedNames = {u"e"_s, u"f"_s, u"b"_s, u"d"_s, u"a"_s, u"c"_s};
     const std::vector<double> expectedTimes = {kStart, kStart, kStart + 1, kStart + 1, kStart + 5, kStart + 5};
     ASSERT_EQ(fired.size(), expectedNames.size());
     for (size_t i = 0; i < fired.size(); ++i) {
@@ -97,26 +98,26 @@ TEST(VXVirtualScheduler, CallsScheduledWhileFiringJoinTheSameAdvanceInOrder)
         order.append(name);
         times.push_back(scheduler.now());
     };
-    scheduler.performAfterDelay(&owner, QStringLiteral("first"), 10, [&] {
-        note(QStringLiteral("first"));
-        scheduler.performAfterDelay(&owner, QStringLiteral("now"), 0, [&] { note(QStringLiteral("now")); });
-        scheduler.performAfterDelay(&owner, QStringLiteral("past"), -5, [&] { note(QStringLiteral("past")); });
-        scheduler.performAfterDelay(&owner, QStringLiteral("later"), 3, [&] {
-            note(QStringLiteral("later"));
-            scheduler.performAfterDelay(&owner, QStringLiteral("beyond"), 20, [&] { note(QStringLiteral("beyond")); });
+    scheduler.performAfterDelay(&owner, u"first"_s, 10, [&] {
+        note(u"first"_s);
+        scheduler.performAfterDelay(&owner, u"now"_s, 0, [&] { note(u"now"_s); });
+        scheduler.performAfterDelay(&owner, u"past"_s, -5, [&] { note(u"past"_s); });
+        scheduler.performAfterDelay(&owner, u"later"_s, 3, [&] {
+            note(u"later"_s);
+            scheduler.performAfterDelay(&owner, u"beyond"_s, 20, [&] { note(u"beyond"_s); });
         });
     });
-    scheduler.performAfterDelay(&owner, QStringLiteral("second"), 10, [&] { note(QStringLiteral("second")); });
-    scheduler.performAfterDelay(&owner, QStringLiteral("eleven"), 11, [&] { note(QStringLiteral("eleven")); });
+    scheduler.performAfterDelay(&owner, u"second"_s, 10, [&] { note(u"second"_s); });
+    scheduler.performAfterDelay(&owner, u"eleven"_s, 11, [&] { note(u"eleven"_s); });
 
     EXPECT_EQ(scheduler.advanceTo(kStart + 20), 6);
     // Those scheduled for "now" come after "second", which was already due, and before anything later.
-    EXPECT_EQ(order.join(u' '), QStringLiteral("first second now past eleven later"));
+    EXPECT_EQ(order.join(u' '), u"first second now past eleven later"_s);
     EXPECT_EQ(times,
               (std::vector<double> {kStart + 10, kStart + 10, kStart + 10, kStart + 10, kStart + 11, kStart + 13}));
     EXPECT_EQ(scheduler.now(), kStart + 20);
-    EXPECT_TRUE(scheduler.isPending(&owner, QStringLiteral("beyond")));
-    EXPECT_EQ(scheduler.nextDueTime(&owner, QStringLiteral("beyond")), kStart + 33);
+    EXPECT_TRUE(scheduler.isPending(&owner, u"beyond"_s));
+    EXPECT_EQ(scheduler.nextDueTime(&owner, u"beyond"_s), kStart + 33);
 }
 
 TEST(VXVirtualScheduler, CancelDropsOnlyThatTargetAndOperation)
@@ -128,18 +129,18 @@ TEST(VXVirtualScheduler, CancelDropsOnlyThatTargetAndOperation)
     auto schedule = [&](const void *target, const QString &operation, double delay, const QString &name) {
         scheduler.performAfterDelay(target, operation, delay, [&fired, name] { fired.append(name); });
     };
-    schedule(&controller, kTick, 1, QStringLiteral("tick 1"));
-    schedule(&controller, kTick, 2, QStringLiteral("tick 2"));   // pending calls of one operation are kept
-    schedule(&controller, kSave, 1, QStringLiteral("save"));
-    schedule(&reportView, kTick, 1, QStringLiteral("other tick"));
-    schedule(&reportView, QStringLiteral("updateTrackingAreas"), 1, QStringLiteral("areas"));
+    schedule(&controller, kTick, 1, u"tick 1"_s);
+    schedule(&controller, kTick, 2, u"tick 2"_s);   // pending calls of one operation are kept
+    schedule(&controller, kSave, 1, u"save"_s);
+    schedule(&reportView, kTick, 1, u"other tick"_s);
+    schedule(&reportView, u"updateTrackingAreas"_s, 1, u"areas"_s);
     EXPECT_EQ(scheduler.pendingCount(&controller, kTick), 2);
 
     scheduler.cancel(&controller, kTick);
     EXPECT_FALSE(scheduler.isPending(&controller, kTick));
     EXPECT_TRUE(scheduler.isPending(&controller, kSave));
     EXPECT_TRUE(scheduler.isPending(&reportView, kTick));
-    scheduler.cancel(&controller, QStringLiteral("nothing of the kind"));
+    scheduler.cancel(&controller, u"nothing of the kind"_s);
     EXPECT_EQ(scheduler.pendingCount(), 3);
 
     scheduler.cancelAll(&reportView);
@@ -147,18 +148,18 @@ TEST(VXVirtualScheduler, CancelDropsOnlyThatTargetAndOperation)
     EXPECT_EQ(scheduler.pendingCount(), 1);
 
     scheduler.advanceBy(5);
-    EXPECT_EQ(fired, QStringList {QStringLiteral("save")});
+    EXPECT_EQ(fired, QStringList {u"save"_s});
 
     // A call may cancel another one that is due at the very same instant: it must not fire.
     fired.clear();
-    scheduler.performAfterDelay(&controller, QStringLiteral("canceller"), 1, [&] {
-        fired.append(QStringLiteral("canceller"));
+    scheduler.performAfterDelay(&controller, u"canceller"_s, 1, [&] {
+        fired.append(u"canceller"_s);
         scheduler.cancel(&reportView, kTick);
     });
-    schedule(&reportView, kTick, 1, QStringLiteral("cancelled"));
-    schedule(&controller, kSave, 1, QStringLiteral("kept"));
+    schedule(&reportView, kTick, 1, u"cancelled"_s);
+    schedule(&controller, kSave, 1, u"kept"_s);
     scheduler.advanceBy(1);
-    EXPECT_EQ(fired, (QStringList {QStringLiteral("canceller"), QStringLiteral("kept")}));
+    EXPECT_EQ(fired, (QStringList {u"canceller"_s, u"kept"_s}));
 }
 
 TEST(VXVirtualScheduler, ADayOfTicksRunsWithoutDrift)
@@ -210,10 +211,10 @@ TEST(VXVirtualScheduler, LocalDaysFollowTheZoneAcrossDaylightSavingChanges)
             runs.push_back(scheduler.now());
             localRuns.push_back(scheduler.localDateTime());
             const QDate tomorrow = scheduler.localDateTime().date().addDays(1);
-            scheduler.performAfterDelay(&runs, QStringLiteral("daily"),
+            scheduler.performAfterDelay(&runs, u"daily"_s,
                                         scheduler.unixTimeForLocal(tomorrow, QTime(6, 0)) - scheduler.now(), daily);
         };
-        scheduler.performAfterDelay(&runs, QStringLiteral("daily"),
+        scheduler.performAfterDelay(&runs, u"daily"_s,
                                     scheduler.unixTimeForLocal(firstDay, QTime(6, 0)) - scheduler.now(), daily);
         scheduler.advanceBy(4 * 86400);
         ASSERT_EQ(runs.size(), 4u);
@@ -244,26 +245,26 @@ TEST(VXVirtualScheduler, StopsARunawayZeroDelayChain)
     int runs = 0;
     std::function<void()> spin = [&] {
         ++runs;
-        scheduler.performAfterDelay(&runs, QStringLiteral("spin"), 0, spin);
+        scheduler.performAfterDelay(&runs, u"spin"_s, 0, spin);
     };
-    scheduler.performAfterDelay(&runs, QStringLiteral("spin"), 1, spin);
+    scheduler.performAfterDelay(&runs, u"spin"_s, 1, spin);
 
     EXPECT_EQ(scheduler.advanceBy(10), 1000);
     EXPECT_TRUE(scheduler.stoppedByRunaway());
     EXPECT_EQ(runs, 1000);
     EXPECT_EQ(scheduler.now(), kStart + 1);   // time stays where the runaway happened
     ASSERT_EQ(log.peek().size(), 1);
-    EXPECT_TRUE(log.peek().first().contains(QStringLiteral("\"spin\" keeps scheduling calls with no delay")))
+    EXPECT_TRUE(log.peek().first().contains(u"\"spin\" keeps scheduling calls with no delay"_s))
         << log.peek().first().toStdString();
 
     // Once the chain is broken, time moves on again; a long but finite burst at one instant is fine.
-    scheduler.cancel(&runs, QStringLiteral("spin"));
+    scheduler.cancel(&runs, u"spin"_s);
     int burst = 0;
     std::function<void()> step = [&] {
         if (++burst < 999)
-            scheduler.performAfterDelay(&burst, QStringLiteral("step"), 0, step);
+            scheduler.performAfterDelay(&burst, u"step"_s, 0, step);
     };
-    scheduler.performAfterDelay(&burst, QStringLiteral("step"), 0, step);
+    scheduler.performAfterDelay(&burst, u"step"_s, 0, step);
     EXPECT_EQ(scheduler.advanceBy(10), 999);
     EXPECT_FALSE(scheduler.stoppedByRunaway());
     EXPECT_EQ(scheduler.now(), kStart + 11);
@@ -282,18 +283,18 @@ TEST(VXVirtualScheduler, RefusesToAdvanceFromInsideACallAndSurvivesAThrowingCall
     VXVirtualScheduler scheduler(kStart);
     QStringList fired;
     int owner = 0;
-    scheduler.performAfterDelay(&owner, QStringLiteral("outer"), 1, [&] {
+    scheduler.performAfterDelay(&owner, u"outer"_s, 1, [&] {
         EXPECT_EQ(scheduler.advanceBy(10), 0);
         EXPECT_EQ(scheduler.now(), kStart + 1);
-        fired.append(QStringLiteral("outer"));
+        fired.append(u"outer"_s);
     });
-    scheduler.performAfterDelay(&owner, QStringLiteral("thrower"), 2, [] { throw std::runtime_error("disk on fire"); });
-    scheduler.performAfterDelay(&owner, QStringLiteral("later"), 3, [&] { fired.append(QStringLiteral("later")); });
+    scheduler.performAfterDelay(&owner, u"thrower"_s, 2, [] { throw std::runtime_error("disk on fire"); });
+    scheduler.performAfterDelay(&owner, u"later"_s, 3, [&] { fired.append(u"later"_s); });
 
     EXPECT_EQ(scheduler.advanceBy(5), 3);
-    EXPECT_EQ(fired, (QStringList {QStringLiteral("outer"), QStringLiteral("later")}));
-    EXPECT_TRUE(log.peek().join(u'\n').contains(QStringLiteral("\"thrower\" failed: disk on fire")));
-    EXPECT_TRUE(log.peek().join(u'\n').contains(QStringLiteral("cannot be advanced from inside")));
+    EXPECT_EQ(fired, (QStringList {u"outer"_s, u"later"_s}));
+    EXPECT_TRUE(log.peek().join(u'\n').contains(u"\"thrower\" failed: disk on fire"_s));
+    EXPECT_TRUE(log.peek().join(u'\n').contains(u"cannot be advanced from inside"_s));
 }
 
 TEST(VXVirtualScheduler, ClockJumpsLeavePendingDelaysAlone)
@@ -320,8 +321,7 @@ TEST(VXVirtualScheduler, AdvanceUpToLeavesTheCallsOfThatInstantForLater)
     sampler.updateLists(true);
     QStringList order;
     int owner = 0;
-    scheduler.performAfterDelay(&owner, QStringLiteral("hibernate:"), 1.0,
-                                [&] { order.append(QStringLiteral("hibernate")); });
+    scheduler.performAfterDelay(&owner, u"hibernate:"_s, 1.0, [&] { order.append(u"hibernate"_s); });
 
     // Ticks at +0.5 fire; the tick and the hibernation due at +1 wait, with the clock already there.
     EXPECT_EQ(scheduler.advanceUpTo(kStart + 1.0), 1);
@@ -331,10 +331,10 @@ TEST(VXVirtualScheduler, AdvanceUpToLeavesTheCallsOfThatInstantForLater)
 
     // Something else happens at that instant first; a call it schedules with no delay comes after
     // the calls that were already due.
-    scheduler.performAfterDelay(&owner, QStringLiteral("event"), 0, [&] { order.append(QStringLiteral("event")); });
+    scheduler.performAfterDelay(&owner, u"event"_s, 0, [&] { order.append(u"event"_s); });
     EXPECT_EQ(scheduler.advanceUpTo(kStart + 1.0), 0);   // nothing before the instant is left
     EXPECT_EQ(scheduler.advanceTo(kStart + 1.0), 3);
-    EXPECT_EQ(order.join(u' '), QStringLiteral("hibernate event"));
+    EXPECT_EQ(order.join(u' '), u"hibernate event"_s);
     EXPECT_EQ(sampler.ticks.back(), kStart + 1.0);
     // A time in the past neither fires nor turns the clock back.
     EXPECT_EQ(scheduler.advanceUpTo(kStart), 0);

@@ -140,8 +140,8 @@ public:
     QString desktopEntry(const QString &applicationID)
     {
         const QString path = applications.filePath(applicationID + u".desktop"_s);
-        writeFile(path,
-                  "[Desktop Entry]\nType=Application\nName=" + applicationID.toUtf8() + "\nIcon=utilities-terminal\n");
+        VXWriteFile(
+            path, "[Desktop Entry]\nType=Application\nName=" + applicationID.toUtf8() + "\nIcon=utilities-terminal\n");
         return path;
     }
 

@@ -10,6 +10,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 using namespace vxtest;
 
 namespace {
@@ -62,7 +64,7 @@ TEST(VXCSVExport, ColumnsThatLeaveNothingToWriteAreRefusedWithTheirLogLine)
 {
     VXEnsureCoreApplication();
     QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("out.csv"));
+    const QString path = folder.filePath(u"out.csv"_s);
     const VXDictionaryRef configuration = VXMakeDictionary();
     for (const auto &columns :
          {settingsWith({"window", "front", "total", "notes"}), settingsWith({"pool", "application", "window"})}) {
@@ -78,20 +80,14 @@ TEST(VXCSVExport, CellsAreQuotedWhenTheyHoldTheSeparatorAQuoteOrALineBreak)
     VXEnsureCoreApplication();
     ScopedLocale english(QLocale(QLocale::English, QLocale::UnitedStates));
     const VXDictionaryRef configuration = VXMakeDictionary();
-    const VXDictionaryRef application
-        = addApplication(*configuration, QStringLiteral("id"), item(QStringLiteral("Editor")));
-    addWindow(*application,
-              withLogs(item(QStringLiteral("a, b"), VXWindowPathMarker), numbers({100, -200}), VXArrayRef()));
-    addWindow(*application,
-              withLogs(item(QStringLiteral("say \"hi\""), VXWindowPathMarker), numbers({300, -400}), VXArrayRef()));
-    addWindow(*application,
-              withLogs(item(QStringLiteral("two\nlines"), VXWindowPathMarker), numbers({500, -600}), VXArrayRef()));
-    addWindow(*application,
-              withLogs(item(QStringLiteral(" blanks "), VXWindowPathMarker), numbers({700, -800}), VXArrayRef()));
+    const VXDictionaryRef application = addApplication(*configuration, u"id"_s, item(u"Editor"_s));
+    addWindow(*application, withLogs(item(u"a, b"_s, VXWindowPathMarker), numbers({100, -200}), VXArrayRef()));
+    addWindow(*application, withLogs(item(u"say \"hi\""_s, VXWindowPathMarker), numbers({300, -400}), VXArrayRef()));
+    addWindow(*application, withLogs(item(u"two\nlines"_s, VXWindowPathMarker), numbers({500, -600}), VXArrayRef()));
+    addWindow(*application, withLogs(item(u" blanks "_s, VXWindowPathMarker), numbers({700, -800}), VXArrayRef()));
     // A title saved before titles were cleaned: no raw NUL in the file.
     addWindow(*application,
-              withLogs(item(QStringLiteral("nul") + QChar(0) + QStringLiteral("title"), VXWindowPathMarker),
-                       numbers({900, -950}), VXArrayRef()));
+              withLogs(item(u"nul"_s + QChar(0) + u"title"_s, VXWindowPathMarker), numbers({900, -950}), VXArrayRef()));
 
     EXPECT_EQ(csv(*configuration, 0, 1000, settingsWith({"application", "window", "front"})),
               "Application,Window,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
@@ -110,9 +106,9 @@ TEST(VXCSVExport, TimesHaveTwoFractionDigitsInTheUsersLocaleAndAreQuotedWhenThei
 {
     VXEnsureCoreApplication();
     const VXDictionaryRef configuration = VXMakeDictionary();
-    addApplication(*configuration, QStringLiteral("id"),
-                   withLogs(item(QStringLiteral("Mail")), numbers({1700000000.125, -1700000300.999}),
-                            numbers({1700000000.5, -1700000400})));
+    addApplication(
+        *configuration, u"id"_s,
+        withLogs(item(u"Mail"_s), numbers({1700000000.125, -1700000300.999}), numbers({1700000000.5, -1700000400})));
     const VXExportSettings both = settingsWith({"application", "front", "total"});
     {
         ScopedLocale german(QLocale(QLocale::German, QLocale::Germany));
@@ -185,10 +181,10 @@ TEST(VXCSVExport, EachStreamGivesOneLinePerPeriodInsideTheRangeAndTheLinesAreSor
     ScopedLocale english(QLocale(QLocale::English));
     const VXDictionaryRef configuration = VXMakeDictionary();
     // Repeated numbers count once, a period still open when the range ends yields nothing.
-    addApplication(*configuration, QStringLiteral("a"),
-                   withLogs(item(QStringLiteral("A")), numbers({100, 200, -300, -400, 500}), numbers({50, -450})));
-    addApplication(*configuration, QStringLiteral("b"),
-                   withLogs(item(QStringLiteral("B")), numbers({150, -160, 310, -320}), numbers({50, -60, 440})));
+    addApplication(*configuration, u"a"_s,
+                   withLogs(item(u"A"_s), numbers({100, 200, -300, -400, 500}), numbers({50, -450})));
+    addApplication(*configuration, u"b"_s,
+                   withLogs(item(u"B"_s), numbers({150, -160, 310, -320}), numbers({50, -60, 440})));
     EXPECT_EQ(
         csv(*configuration, 0, 450, settingsWith({"application", "front", "total"})),
         "Application,Foreground Begin (Unix Time),Foreground End (Unix Time),Total Begin (Unix Time),Total End (Unix Time)\n"
@@ -233,19 +229,15 @@ TEST(VXCSVExport, ThePoolHalfLabelsEveryLineWithThePoolItsNotesTheMemberAndTheEn
     ScopedLocale english(QLocale(QLocale::English));
     const VXDictionaryRef configuration = VXMakeDictionary();
     const VXDictionaryRef application
-        = addApplication(*configuration, QStringLiteral("id"),
-                         withLogs(item(QStringLiteral("Editor")), numbers({10, -20}), VXArrayRef()));
-    addWindow(*application,
-              withLogs(item(QStringLiteral("notes"), VXWindowPathMarker), numbers({11, -12}), VXArrayRef()));
-    const VXDictionaryRef pool = addPool(
-        *configuration,
-        withLogs(makePool(QStringLiteral("Writing"), QStringLiteral("book; ch. 1")), numbers({30, -40}), VXArrayRef()));
-    const VXDictionaryRef member
-        = addChild(*pool, withLogs(makeMember(QStringLiteral("Editor")), numbers({31, -32}), VXArrayRef()));
+        = addApplication(*configuration, u"id"_s, withLogs(item(u"Editor"_s), numbers({10, -20}), VXArrayRef()));
+    addWindow(*application, withLogs(item(u"notes"_s, VXWindowPathMarker), numbers({11, -12}), VXArrayRef()));
+    const VXDictionaryRef pool
+        = addPool(*configuration, withLogs(makePool(u"Writing"_s, u"book; ch. 1"_s), numbers({30, -40}), VXArrayRef()));
+    const VXDictionaryRef member = addChild(*pool, withLogs(makeMember(u"Editor"_s), numbers({31, -32}), VXArrayRef()));
     member->insert(VXMatchAnyApplicationKey, true);
-    addChild(*member, withLogs(item(QStringLiteral("chapter*")), numbers({33, -34}), VXArrayRef()));
+    addChild(*member, withLogs(item(u"chapter*"_s), numbers({33, -34}), VXArrayRef()));
     const VXDictionaryRef quiet
-        = addPool(*configuration, withLogs(makePool(QStringLiteral("Quiet")), numbers({50, -60}), VXArrayRef()));
+        = addPool(*configuration, withLogs(makePool(u"Quiet"_s), numbers({50, -60}), VXArrayRef()));
 
     EXPECT_EQ(csv(*configuration, 0, 100, settingsWith({"pool", "notes", "application", "window", "front"}, ";")),
               "Pool;Pool Notes;Application;Window;Foreground Begin (Unix Time);Foreground End (Unix Time)\n"
@@ -263,8 +255,7 @@ TEST(VXCSVExport, ThePoolHalfLabelsEveryLineWithThePoolItsNotesTheMemberAndTheEn
     // Only listed items ("Exported Report Content" other than 1): a window is checked by itself,
     // also when its application is not listed; an unlisted member takes its entries along.
     ListRows rows;
-    rows.listed = {application->value(VXWindowsByNameKey).dictionary()->value(QStringLiteral("notes")).dictionary(),
-                   pool.get()};
+    rows.listed = {application->value(VXWindowsByNameKey).dictionary()->value(u"notes"_s).dictionary(), pool.get()};
     VXExportSettings listed = settingsWith({"pool", "application", "window", "front"});
     listed.exportedReportContent = 0;
     EXPECT_EQ(csv(*configuration, 0, 100, listed, &rows),
@@ -282,9 +273,8 @@ TEST(VXCSVExport, TheFileIsWrittenAtomicallyForItsOwnerAloneAndAFailureIsReporte
     VXEnsureCoreApplication();
     QTemporaryDir folder;
     const VXDictionaryRef configuration = VXMakeDictionary();
-    addApplication(*configuration, QStringLiteral("id"),
-                   withLogs(item(QStringLiteral("Mail")), numbers({10, -20}), VXArrayRef()));
-    const QString path = folder.filePath(QStringLiteral("export.csv"));
+    addApplication(*configuration, u"id"_s, withLogs(item(u"Mail"_s), numbers({10, -20}), VXArrayRef()));
+    const QString path = folder.filePath(u"export.csv"_s);
     QFile old(path);
     ASSERT_TRUE(old.open(QIODevice::WriteOnly));
     old.write("old content that is longer than the export, so a partial write would show\n");
@@ -299,9 +289,8 @@ TEST(VXCSVExport, TheFileIsWrittenAtomicallyForItsOwnerAloneAndAFailureIsReporte
     EXPECT_EQ(QFileInfo(path).permissions()
                   & (QFile::ReadGroup | QFile::ReadOther | QFile::WriteGroup | QFile::WriteOther),
               0);
-    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList {QStringLiteral("export.csv")});
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList {u"export.csv"_s});
 
     // A folder that is a regular file cannot hold the export (whoever runs the test).
-    EXPECT_FALSE(exportCSVWithBeginTimestamp(configuration.get(), 0, 100, path + QStringLiteral("/inside.csv"),
-                                             settings, nullptr));
+    EXPECT_FALSE(exportCSVWithBeginTimestamp(configuration.get(), 0, 100, path + u"/inside.csv"_s, settings, nullptr));
 }

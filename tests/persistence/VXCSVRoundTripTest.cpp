@@ -12,6 +12,8 @@
 #include <limits>
 #include <map>
 
+using namespace Qt::StringLiterals;
+
 using namespace vxtest;
 
 namespace {
@@ -68,13 +70,13 @@ struct RandomTree {
         };
         int index = 0;
         for (int a = 0; a < 6; ++a) {
-            const QString name = awkwardName(random, QStringLiteral("App"), ++index);
+            const QString name = awkwardName(random, u"App"_s, ++index);
             VXArrayRef front = log(random.below(8));
             VXArrayRef total = log(random.below(8));
-            const VXDictionaryRef application = addApplication(
-                *configuration, QStringLiteral("org.example.app%1").arg(a), withLogs(item(name), front, total));
+            const VXDictionaryRef application
+                = addApplication(*configuration, u"org.example.app%1"_s.arg(a), withLogs(item(name), front, total));
             for (int w = random.below(5); w > 0; --w) {
-                const QString windowName = awkwardName(random, QStringLiteral("Window"), ++index);
+                const QString windowName = awkwardName(random, u"Window"_s, ++index);
                 VXArrayRef windowFront = log(random.below(6));
                 VXArrayRef windowTotal = log(random.below(6));
                 addWindow(*application, withLogs(item(windowName, VXWindowPathMarker), windowFront, windowTotal));
@@ -82,20 +84,20 @@ struct RandomTree {
         }
         for (int p = 0; p < 3; ++p) {
             // One draw per statement, so that the tree is the same with every compiler.
-            const QString poolName = awkwardName(random, QStringLiteral("Pool"), ++index);
-            const QString notes = random.chance(0.5) ? awkwardName(random, QStringLiteral("note"), ++index) : QString();
+            const QString poolName = awkwardName(random, u"Pool"_s, ++index);
+            const QString notes = random.chance(0.5) ? awkwardName(random, u"note"_s, ++index) : QString();
             VXArrayRef poolFront = log(random.below(6));
             VXArrayRef poolTotal = log(random.below(6));
             const VXDictionaryRef pool
                 = addPool(*configuration, withLogs(makePool(poolName, notes), poolFront, poolTotal));
             for (int m = random.below(3); m > 0; --m) {
-                const QString memberName = awkwardName(random, QStringLiteral("Member"), ++index);
+                const QString memberName = awkwardName(random, u"Member"_s, ++index);
                 VXArrayRef memberFront = log(random.below(5));
                 VXArrayRef memberTotal = log(random.below(5));
                 const VXDictionaryRef member
                     = addChild(*pool, withLogs(makeMember(memberName), memberFront, memberTotal));
                 for (int e = random.below(3); e > 0; --e) {
-                    const QString entryName = awkwardName(random, QStringLiteral("Entry"), ++index);
+                    const QString entryName = awkwardName(random, u"Entry"_s, ++index);
                     VXArrayRef entryFront = log(random.below(4));
                     VXArrayRef entryTotal = log(random.below(4));
                     addChild(*member, withLogs(item(entryName), entryFront, entryTotal));
@@ -164,8 +166,8 @@ void compare(const std::map<QStringList, Periods> &expected, const std::map<QStr
     ASSERT_EQ(expected.size(), read.size()) << stream;
     for (const auto &[path, periods] : expected) {
         const auto found = read.find(path);
-        ASSERT_NE(found, read.end()) << stream << " " << path.join(QStringLiteral(" / ")).toStdString();
-        ASSERT_EQ(found->second.size(), periods.size()) << path.join(QStringLiteral(" / ")).toStdString();
+        ASSERT_NE(found, read.end()) << stream << " " << path.join(u" / "_s).toStdString();
+        ASSERT_EQ(found->second.size(), periods.size()) << path.join(u" / "_s).toStdString();
         for (std::size_t i = 0; i < periods.size(); ++i) {
             // Written with two fraction digits: the hundredth nearest to each time.
             EXPECT_NEAR(found->second[i].first, periods[i].first, 0.005 + 1e-6);
@@ -220,7 +222,7 @@ TEST(VXCSVRoundTrip, RandomTreesComeBackWithTheSameIntervalsToTheHundredthWithEv
                     }
                     // Read in the other locale: the file's own separators decide.
                     const VXDictionaryRef root = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(
-                        data, QStringLiteral("/tmp/round-trip.csv"), QChar(u'x'));
+                        data, u"/tmp/round-trip.csv"_s, QChar(u'x'));
                     ASSERT_TRUE(root);
                     std::map<QStringList, Periods> front;
                     std::map<QStringList, Periods> total;

@@ -6,6 +6,8 @@
 
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 using vxtest::doublesOf;
 using vxtest::numbers;
 
@@ -93,7 +95,7 @@ TEST(VXEventStreamExtensions, DamagedStreamsAreKeptAsTheyAreWithoutBreakingTheWa
     expectClip({210, 220}, 200, 250, {210, 220, -250}, 30);
     // NaN is no event; a value that is no number reads as 0, before every range.
     VXArrayRef log = numbers({std::numeric_limits<double>::quiet_NaN(), 210});
-    log->insert(0, QStringLiteral("garbage"));
+    log->insert(0, u"garbage"_s);
     double interval = 0;
     EXPECT_EQ(doublesOf(eventStreamClippedBetweenTimestamp(*log, 200, 250, &interval)),
               (std::vector<double> {210, -250}));

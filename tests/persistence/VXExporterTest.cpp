@@ -20,6 +20,8 @@
 
 #include <sys/resource.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace vxtest;
 
 namespace {
@@ -40,7 +42,7 @@ class FolderAccess final : public VXFolderAccessDelegate
 {
 public:
     bool grant = true;
-    QString bookmark = QStringLiteral("/bookmarks/exports");
+    QString bookmark = u"/bookmarks/exports"_s;
     QStringList asked;
     QStringList released;
 
@@ -72,7 +74,7 @@ public:
 
     bool prepareExportPanelParentWindow() override
     {
-        calls << QStringLiteral("prepare");
+        calls << u"prepare"_s;
         return hasReportWindow;
     }
     void getReportBeginTimestamp(double *beginTimestamp, double *endTimestamp) override
@@ -80,19 +82,16 @@ public:
         *beginTimestamp = begin;
         *endTimestamp = end;
     }
-    void setExportPanelModal(bool modal) override
-    {
-        calls << (modal ? QStringLiteral("modal") : QStringLiteral("modeless"));
-    }
+    void setExportPanelModal(bool modal) override { calls << (modal ? u"modal"_s : u"modeless"_s); }
     void runSavePanel(const QString &title, const QString &fileType,
                       std::function<void(const std::optional<QString> &)> completion) override
     {
-        calls << QStringLiteral("panel %1 %2").arg(title, fileType);
+        calls << u"panel %1 %2"_s.arg(title, fileType);
         completion(answer);
     }
     bool revealFolderInFileManager(const QString &path) override
     {
-        calls << QStringLiteral("reveal ") + path;
+        calls << u"reveal "_s + path;
         return revealWorks;
     }
     void beep() override { ++beeps; }
@@ -109,8 +108,8 @@ struct Tracker {
         configuration->insert(VXFirstTimestampKey, start);
         configuration->insert(VXFirstPoolTimestampKey, start);
         configuration->insert(VXLastTimestampKey, start);
-        mail = addApplication(*configuration, QStringLiteral("org.example.Mail"),
-                              withLogs(item(QStringLiteral("Mail")), numbers({}), numbers({})));
+        mail = addApplication(*configuration, u"org.example.Mail"_s,
+                              withLogs(item(u"Mail"_s), numbers({}), numbers({})));
     }
     void minutePassed(double now)
     {
@@ -151,13 +150,12 @@ TEST(VXExporter, TheDailyExportWritesOneFilePerLocalDayAndRangeOneOnlyWhatIsNew)
 
     // Everything since the first timestamp, up to the last sample.
     EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::Exported);
-    const QString first = folder.filePath(QStringLiteral("2026-11-20.csv"));
+    const QString first = folder.filePath(u"2026-11-20.csv"_s);
     const QStringList firstRows = rowsOf(first);
     EXPECT_EQ(static_cast<std::size_t>(firstRows.size()), tracker.periods.size());
-    EXPECT_EQ(firstRows.front(),
-              QStringLiteral(",Mail,,%1,%2")
-                  .arg(tracker.periods.front().first, 0, 'f', 2)
-                  .arg(tracker.periods.front().second, 0, 'f', 2));
+    EXPECT_EQ(
+        firstRows.front(),
+        u",Mail,,%1,%2"_s.arg(tracker.periods.front().first, 0, 'f', 2).arg(tracker.periods.front().second, 0, 'f', 2));
     EXPECT_DOUBLE_EQ(settings.defaults->doubleForKey(VXAutoExportKey::kLastAutoExport), firstExport);
 
     // Later that day: the file is there, nothing more is written, and the setting is left alone.
@@ -174,15 +172,14 @@ TEST(VXExporter, TheDailyExportWritesOneFilePerLocalDayAndRangeOneOnlyWhatIsNew)
     (*tracker.mail->value(VXFrontActiveLogKey).array())[2 * crossing + 1] = -(firstExport + 5);
     trackUntil(VXVirtualScheduler::unixTime(QDate(2026, 11, 21), QTime(0, 30), kBerlin));
     EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::Exported);
-    const QStringList secondRows = rowsOf(folder.filePath(QStringLiteral("2026-11-21.csv")));
+    const QStringList secondRows = rowsOf(folder.filePath(u"2026-11-21.csv"_s));
     const auto since = std::count_if(tracker.periods.begin(), tracker.periods.end(),
                                      [&](const auto &period) { return period.second > firstExport; });
     EXPECT_EQ(secondRows.size(), since);
     EXPECT_GT(since, 18 * 60);
     ASSERT_FALSE(secondRows.isEmpty());
     EXPECT_EQ(secondRows.front().section(u',', 3, 3), QString::number(firstExport, 'f', 2));
-    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files),
-              (QStringList {QStringLiteral("2026-11-20.csv"), QStringLiteral("2026-11-21.csv")}));
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), (QStringList {u"2026-11-20.csv"_s, u"2026-11-21.csv"_s}));
     EXPECT_TRUE(log.take().isEmpty());
 }
 
@@ -198,7 +195,7 @@ TEST(VXExporter, AnExistingFileForTodayMeansDoneAndDeletingItExportsAgain)
     settings.defaults->setDouble(12345, VXAutoExportKey::kLastAutoExport);
     VXExporter exporter(tracker.source(), *settings.defaults, time);
 
-    const QString today = folder.filePath(QStringLiteral("2026-03-29.csv"));
+    const QString today = folder.filePath(u"2026-03-29.csv"_s);
     QFile existing(today);
     ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
     existing.write("kept by hand\n");
@@ -232,22 +229,22 @@ TEST(VXExporter, AFolderThatCannotBeWrittenOrAFileThatCannotBeWrittenIsLoggedAnd
     VXExporter exporter(tracker.source(), *settings.defaults, time);
 
     // Under a regular file: no folder there, whoever runs the test.
-    const QString file = folder.filePath(QStringLiteral("plain-file"));
+    const QString file = folder.filePath(u"plain-file"_s);
     QFile plain(file);
     ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
     plain.close();
-    const QString impossible = file + QStringLiteral("/exports");
+    const QString impossible = file + u"/exports"_s;
     settings.defaults->setString(impossible, VXAutoExportKey::kAutoExportFolder);
     {
         LogCapture log;
         EXPECT_EQ(exporter.autoExportIfNecessary(), VXAutoExportResult::NoAccess);
-        EXPECT_EQ(log.take(), QStringList {QStringLiteral("cannot auto-export to <%1>").arg(impossible)});
+        EXPECT_EQ(log.take(), QStringList {u"cannot auto-export to <%1>"_s.arg(impossible)});
         EXPECT_FALSE(settings.defaults->persistentObjectForKey(VXAutoExportKey::kLastAutoExport).isNumber());
     }
 
     // A folder that can be written, but a file that cannot: larger than the process may write.
     settings.defaults->setString(folder.path(), VXAutoExportKey::kAutoExportFolder);
-    const QString target = folder.filePath(QStringLiteral("2026-11-20.csv"));
+    const QString target = folder.filePath(u"2026-11-20.csv"_s);
     {
         LogCapture log;
         struct rlimit old {
@@ -261,9 +258,9 @@ TEST(VXExporter, AFolderThatCannotBeWrittenOrAFileThatCannotBeWrittenIsLoggedAnd
         setrlimit(RLIMIT_FSIZE, &old);
         std::signal(SIGXFSZ, previous);
         EXPECT_EQ(result, VXAutoExportResult::Failed);
-        EXPECT_EQ(log.take(), QStringList {QStringLiteral("cannot auto-export to <%1>").arg(target)});
+        EXPECT_EQ(log.take(), QStringList {u"cannot auto-export to <%1>"_s.arg(target)});
         EXPECT_FALSE(QFileInfo::exists(target));
-        EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList {QStringLiteral("plain-file")});
+        EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList {u"plain-file"_s});
         EXPECT_FALSE(settings.defaults->persistentObjectForKey(VXAutoExportKey::kLastAutoExport).isNumber());
     }
     // The next check, with room again, succeeds.
@@ -300,7 +297,7 @@ TEST(VXExporter, TheBookmarkManagerIsAskedForTheFolderAndItsAccessAlwaysReleased
     EXPECT_TRUE(exporter.setExportFolderPath(folder.path()));
     EXPECT_EQ(access.released, QStringList {access.bookmark});
     access.grant = false;
-    EXPECT_FALSE(exporter.setExportFolderPath(QStringLiteral("/elsewhere")));
+    EXPECT_FALSE(exporter.setExportFolderPath(u"/elsewhere"_s));
     EXPECT_EQ(exporter.autoExportFolderPath(), folder.path());
 }
 
@@ -309,34 +306,33 @@ TEST(VXExporter, TheExportFolderDefaultsToReportsInTheLibraryAndIsStoredWithATil
     Settings settings;
     QTemporaryDir home;
     const VXScopedEnvironment homeVariable("HOME", home.path().toUtf8());
-    const VXScopedEnvironment dataHome("XDG_DATA_HOME", home.filePath(QStringLiteral("data")).toUtf8());
+    const VXScopedEnvironment dataHome("XDG_DATA_HOME", home.filePath(u"data"_s).toUtf8());
     VXVirtualScheduler time(0);
     Tracker tracker(1000);
     VXExporter exporter(tracker.source(), *settings.defaults, time);
 
-    const QString reports = home.filePath(QStringLiteral("data/Wendle/Reports"));
+    const QString reports = home.filePath(u"data/Wendle/Reports"_s);
     EXPECT_EQ(exporter.defaultAutoExportFolderPath(), reports);
     EXPECT_TRUE(QFileInfo(reports).isDir());
     EXPECT_EQ(QFileInfo(reports).permissions() & (QFile::ReadGroup | QFile::ReadOther | QFile::ExeOther), 0);
-    EXPECT_EQ(QFileInfo(home.filePath(QStringLiteral("data/Wendle"))).permissions() & QFile::ReadOther, 0);
+    EXPECT_EQ(QFileInfo(home.filePath(u"data/Wendle"_s)).permissions() & QFile::ReadOther, 0);
     EXPECT_EQ(exporter.autoExportFolderPath(), reports);
-    EXPECT_EQ(VXDefaultConfigurationFilePath(),
-              home.filePath(QStringLiteral("data/Wendle/Configurations/Default.plist")));
+    EXPECT_EQ(VXDefaultConfigurationFilePath(), home.filePath(u"data/Wendle/Configurations/Default.plist"_s));
 
     // "Other...": a folder in the home is stored with "~", and read back expanded.
-    ASSERT_TRUE(QDir(home.path()).mkpath(QStringLiteral("Exports/2026")));
-    EXPECT_TRUE(exporter.setExportFolderPath(home.filePath(QStringLiteral("Exports/2026/"))));
-    EXPECT_EQ(settings.defaults->stringForKey(VXAutoExportKey::kAutoExportFolder), QStringLiteral("~/Exports/2026"));
-    EXPECT_EQ(exporter.autoExportFolderPath(), home.filePath(QStringLiteral("Exports/2026")));
+    ASSERT_TRUE(QDir(home.path()).mkpath(u"Exports/2026"_s));
+    EXPECT_TRUE(exporter.setExportFolderPath(home.filePath(u"Exports/2026/"_s)));
+    EXPECT_EQ(settings.defaults->stringForKey(VXAutoExportKey::kAutoExportFolder), u"~/Exports/2026"_s);
+    EXPECT_EQ(exporter.autoExportFolderPath(), home.filePath(u"Exports/2026"_s));
     const VXExportFolderSelectorItem selector = exporter.autoExportFolderSelectorItem();
-    EXPECT_EQ(selector.title, QStringLiteral("2026"));
-    EXPECT_EQ(selector.path, home.filePath(QStringLiteral("Exports/2026")));
+    EXPECT_EQ(selector.title, u"2026"_s);
+    EXPECT_EQ(selector.path, home.filePath(u"Exports/2026"_s));
     EXPECT_TRUE(selector.detail.startsWith(spacedDashString()));
-    EXPECT_TRUE(selector.detail.endsWith(QStringLiteral("2026")));
+    EXPECT_TRUE(selector.detail.endsWith(u"2026"_s));
     // Nothing for an empty path, or a folder that is not there.
     EXPECT_FALSE(exporter.setExportFolderPath(QString()));
-    EXPECT_FALSE(exporter.setExportFolderPath(home.filePath(QStringLiteral("missing"))));
-    EXPECT_EQ(settings.defaults->stringForKey(VXAutoExportKey::kAutoExportFolder), QStringLiteral("~/Exports/2026"));
+    EXPECT_FALSE(exporter.setExportFolderPath(home.filePath(u"missing"_s)));
+    EXPECT_EQ(settings.defaults->stringForKey(VXAutoExportKey::kAutoExportFolder), u"~/Exports/2026"_s);
 
     // The first timestamp for the daily export: with range 1, the later of it and the last export.
     tracker.configuration->insert(VXFirstPoolTimestampKey, 900.0);
@@ -365,7 +361,7 @@ TEST(VXExporter, ExportSnapshotRunsTheSavePanelOnTheReportAndBeepsWhenItCannot)
     // No report window: a log line and a beep, no panel.
     ui.hasReportWindow = false;
     exporter.exportCSV(ui);
-    EXPECT_EQ(ui.calls, QStringList {QStringLiteral("prepare")});
+    EXPECT_EQ(ui.calls, QStringList {u"prepare"_s});
     EXPECT_EQ(ui.beeps, 1);
     EXPECT_EQ(log.take(), QStringList {VXNoReportWindowMessage});
 
@@ -373,27 +369,25 @@ TEST(VXExporter, ExportSnapshotRunsTheSavePanelOnTheReportAndBeepsWhenItCannot)
     ui.hasReportWindow = true;
     ui.calls.clear();
     exporter.exportCSV(ui);
-    EXPECT_EQ(ui.calls,
-              (QStringList {QStringLiteral("prepare"), QStringLiteral("modal"),
-                            QStringLiteral("panel Export Snapshot csv"), QStringLiteral("modeless")}));
+    EXPECT_EQ(ui.calls, (QStringList {u"prepare"_s, u"modal"_s, u"panel Export Snapshot csv"_s, u"modeless"_s}));
     EXPECT_EQ(ui.beeps, 1);
 
     // Chosen: the report's range goes to the file.
-    ui.answer = folder.filePath(QStringLiteral("chosen.csv"));
+    ui.answer = folder.filePath(u"chosen.csv"_s);
     exporter.exportCSV(ui);
-    EXPECT_EQ(rowsOf(*ui.answer), QStringList {QStringLiteral(",Mail,,1200.00,1250.00")});
+    EXPECT_EQ(rowsOf(*ui.answer), QStringList {u",Mail,,1200.00,1250.00"_s});
     EXPECT_EQ(ui.beeps, 1);
-    EXPECT_EQ(ui.calls.last(), QStringLiteral("modeless"));
+    EXPECT_EQ(ui.calls.last(), u"modeless"_s);
 
     // A file that cannot be written beeps, and the program is modeless again.
-    ui.answer = folder.filePath(QStringLiteral("chosen.csv/inside.csv"));
+    ui.answer = folder.filePath(u"chosen.csv/inside.csv"_s);
     exporter.exportCSV(ui);
     EXPECT_EQ(ui.beeps, 2);
-    EXPECT_EQ(ui.calls.last(), QStringLiteral("modeless"));
+    EXPECT_EQ(ui.calls.last(), u"modeless"_s);
 
     // So do columns that leave nothing to export, with their own log line.
     settings.defaults->setBool(false, VXDefaultsKey::kExportColumnFront);
-    ui.answer = folder.filePath(QStringLiteral("none.csv"));
+    ui.answer = folder.filePath(u"none.csv"_s);
     log.take();
     exporter.exportCSV(ui);
     EXPECT_EQ(ui.beeps, 3);
@@ -413,21 +407,21 @@ TEST(VXExporter, RevealingTheExportFolderNeedsAFolderThatIsThereAndAFileManager)
 
     settings.defaults->setString(folder.path(), VXAutoExportKey::kAutoExportFolder);
     exporter.revealExportFolder(ui);
-    EXPECT_EQ(ui.calls, QStringList {QStringLiteral("reveal ") + folder.path()});
+    EXPECT_EQ(ui.calls, QStringList {u"reveal "_s + folder.path()});
     EXPECT_EQ(ui.beeps, 0);
 
     ui.revealWorks = false;
     exporter.revealExportFolder(ui);
     EXPECT_EQ(ui.beeps, 1);
-    EXPECT_EQ(log.take(), QStringList {QStringLiteral("cannot reveal export folder: ") + folder.path()});
+    EXPECT_EQ(log.take(), QStringList {u"cannot reveal export folder: "_s + folder.path()});
 
-    const QString missing = folder.filePath(QStringLiteral("gone"));
+    const QString missing = folder.filePath(u"gone"_s);
     settings.defaults->setString(missing, VXAutoExportKey::kAutoExportFolder);
     ui.calls.clear();
     exporter.revealExportFolder(ui);
     EXPECT_TRUE(ui.calls.isEmpty());
     EXPECT_EQ(ui.beeps, 2);
-    EXPECT_EQ(log.take(), QStringList {QStringLiteral("cannot reveal export folder: ") + missing});
+    EXPECT_EQ(log.take(), QStringList {u"cannot reveal export folder: "_s + missing});
 }
 
 TEST(VXExporter, TheLiveReportsDataComesFromTheSourceWithTheReportSettings)
@@ -436,16 +430,15 @@ TEST(VXExporter, TheLiveReportsDataComesFromTheSourceWithTheReportSettings)
     VXVirtualScheduler time(0);
     Tracker tracker(1000);
     tracker.mail->value(VXFrontActiveLogKey).array()->append(1100);
-    const VXDictionaryRef editor
-        = addApplication(*tracker.configuration, QStringLiteral("org.example.Editor"),
-                         withLogs(item(QStringLiteral("Editor")), numbers({1000, -1050}), VXArrayRef()));
+    const VXDictionaryRef editor = addApplication(*tracker.configuration, u"org.example.Editor"_s,
+                                                  withLogs(item(u"Editor"_s), numbers({1000, -1050}), VXArrayRef()));
     tracker.configuration->insert(VXLastTimestampKey, 2000.0);
     VXArrayRef listed = VXMakeArray();
     listed->append(tracker.mail);
     VXExportSource source = tracker.source();
     source.applicationList = [listed] { return listed; };
     VXExporter exporter(source, *settings.defaults, time);
-    settings.defaults->setInteger(1, QStringLiteral("Live Report Content"));
+    settings.defaults->setInteger(1, u"Live Report Content"_s);
 
     double first = 0;
     double last = 0;
@@ -454,10 +447,10 @@ TEST(VXExporter, TheLiveReportsDataComesFromTheSourceWithTheReportSettings)
     EXPECT_DOUBLE_EQ(last, 2000);
     EXPECT_EQ(exporter.eventLogsClippedBetweenTimestamp(1000, 2000)->size(), 2u);
     // "Live Report Content" 0: only the organizer's rows.
-    settings.defaults->setInteger(0, QStringLiteral("Live Report Content"));
+    settings.defaults->setInteger(0, u"Live Report Content"_s);
     const VXArrayRef shown = exporter.eventLogsClippedBetweenTimestamp(1000, 2000);
     ASSERT_EQ(shown->size(), 1u);
-    EXPECT_EQ(shown->at(0).dictionary()->value(VXNameKey).toString(), QStringLiteral("Mail"));
+    EXPECT_EQ(shown->at(0).dictionary()->value(VXNameKey).toString(), u"Mail"_s);
     EXPECT_EQ(doublesOf(shown->at(0).dictionary()->value(VXFrontActiveLogKey)), (std::vector<double> {1100, -2000}));
     // Without a tree: nothing, and zeros.
     VXExporter empty({[] { return VXDictionaryRef(); }, {}, {}, {}}, *settings.defaults, time);

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace vxtest;
 
 namespace {
@@ -23,30 +25,26 @@ struct Tree {
         configuration->insert(VXFirstPoolTimestampKey, 1100.0);
         configuration->insert(VXLastTimestampKey, 9000.0);
         // Mail has more foreground time in the whole record, Editor more between 2000 and 3000.
-        mail = addApplication(*configuration, QStringLiteral("org.example.Mail"),
-                              withLogs(item(QStringLiteral("Mail"), QStringLiteral("/apps/mail.desktop")),
-                                       numbers({1000, -1900, 2000, -2100}), numbers({1000, -9000})));
+        mail = addApplication(*configuration, u"org.example.Mail"_s,
+                              withLogs(item(u"Mail"_s, u"/apps/mail.desktop"_s), numbers({1000, -1900, 2000, -2100}),
+                                       numbers({1000, -9000})));
         mail->insert(VXFrontTimeKey, 1000.0);
-        inbox = addWindow(*mail,
-                          withLogs(item(QStringLiteral("Inbox"), VXWindowPathMarker), numbers({2000, -2050}),
-                                   numbers({2000, -2500})));
-        drafts = addWindow(
-            *mail, withLogs(item(QStringLiteral("Drafts"), VXWindowPathMarker), VXArrayRef(), numbers({5000, -5100})));
-        editor = addApplication(*configuration, QStringLiteral("org.example.Editor"),
-                                withLogs(item(QStringLiteral("Editor"), QStringLiteral("/apps/editor.desktop")),
-                                         numbers({2200, -2900}), numbers({2200, -2950})));
+        inbox = addWindow(
+            *mail, withLogs(item(u"Inbox"_s, VXWindowPathMarker), numbers({2000, -2050}), numbers({2000, -2500})));
+        drafts
+            = addWindow(*mail, withLogs(item(u"Drafts"_s, VXWindowPathMarker), VXArrayRef(), numbers({5000, -5100})));
+        editor = addApplication(
+            *configuration, u"org.example.Editor"_s,
+            withLogs(item(u"Editor"_s, u"/apps/editor.desktop"_s), numbers({2200, -2900}), numbers({2200, -2950})));
         editor->insert(VXFrontTimeKey, 700.0);
-        notes = addWindow(
-            *editor,
-            withLogs(item(QStringLiteral("notes.txt"), VXWindowPathMarker), numbers({2200, -2300}), VXArrayRef()));
+        notes = addWindow(*editor,
+                          withLogs(item(u"notes.txt"_s, VXWindowPathMarker), numbers({2200, -2300}), VXArrayRef()));
         // An unnamed pool: shown by its members' names.
         pool = addPool(*configuration, withLogs(makePool(QString()), numbers({2000, -2900}), VXArrayRef()));
-        mailMember
-            = addChild(*pool, withLogs(makeMember(QStringLiteral("Mail")), numbers({2000, -2100}), VXArrayRef()));
-        editorMember
-            = addChild(*pool, withLogs(makeMember(QStringLiteral("Editor")), numbers({2200, -2900}), VXArrayRef()));
-        draftsEntry = addChild(
-            *mailMember, withLogs(item(QStringLiteral("Draft*"), VXWindowPathMarker), VXArrayRef(), VXArrayRef()));
+        mailMember = addChild(*pool, withLogs(makeMember(u"Mail"_s), numbers({2000, -2100}), VXArrayRef()));
+        editorMember = addChild(*pool, withLogs(makeMember(u"Editor"_s), numbers({2200, -2900}), VXArrayRef()));
+        draftsEntry
+            = addChild(*mailMember, withLogs(item(u"Draft*"_s, VXWindowPathMarker), VXArrayRef(), VXArrayRef()));
     }
 };
 
@@ -81,8 +79,8 @@ TEST(VXReportEventLogs, AClippedEntryCarriesTheItemsNamePathAndStreamsInsideTheR
     bool hasEvents = false;
     const VXDictionaryRef entry = eventLogClippedBetweenTimestamp(tree.mail, 2050, 3000, &hasEvents);
     EXPECT_TRUE(hasEvents);
-    EXPECT_EQ(entry->value(VXNameKey).toString(), QStringLiteral("Mail"));
-    EXPECT_EQ(entry->value(VXPathKey).toString(), QStringLiteral("/apps/mail.desktop"));
+    EXPECT_EQ(entry->value(VXNameKey).toString(), u"Mail"_s);
+    EXPECT_EQ(entry->value(VXPathKey).toString(), u"/apps/mail.desktop"_s);
     EXPECT_FALSE(entry->contains(VXTypeKey));
     EXPECT_EQ(doublesOf(entry->value(VXFrontActiveLogKey)), (std::vector<double> {2050, -2100}));
     EXPECT_DOUBLE_EQ(entry->value(VXFrontTimeKey).toDouble(), 50);
@@ -100,7 +98,7 @@ TEST(VXReportEventLogs, AClippedEntryCarriesTheItemsNamePathAndStreamsInsideTheR
     // A pool: its type, its display name, its marker path.
     const VXDictionaryRef pool = eventLogClippedBetweenTimestamp(tree.pool, 2000, 3000, &hasEvents);
     EXPECT_EQ(pool->value(VXTypeKey).toString(), VXPoolItemType);
-    EXPECT_EQ(pool->value(VXNameKey).toString(), QStringLiteral("Mail (1) | Editor"));
+    EXPECT_EQ(pool->value(VXNameKey).toString(), u"Mail (1) | Editor"_s);
     EXPECT_EQ(pool->value(VXPathKey).toString(), VXPoolPathMarker);
 }
 
@@ -229,16 +227,15 @@ TEST(VXReportEventLogs, ASnapshotListsEveryNodeInNameOrderWithOrWithoutEvents)
     VXDictionaryRef root = VXMakeDictionary();
     VXDictionary &applications = reportSnapshotChildWithName(*root, VXApplicationsKey, false, QString());
     VXDictionary &pools = reportSnapshotChildWithName(*root, VXPoolsKey, true, QString());
-    VXDictionary &zed = reportSnapshotChildWithName(applications, QStringLiteral("zed"), false, QStringLiteral("zed"));
-    reportSnapshotChildWithName(zed, QStringLiteral("w10"), false, VXWindowPathMarker)
-        .insert(VXActiveLogKey, numbers({100, -200}));
-    reportSnapshotChildWithName(zed, QStringLiteral("w9"), false, VXWindowPathMarker);
-    reportSnapshotChildWithName(applications, QStringLiteral("Alpha"), false, QStringLiteral("Alpha"));
-    VXDictionary &pool = reportSnapshotChildWithName(pools, QStringLiteral("Work"), true, VXPoolPathMarker);
-    VXDictionary &member = reportSnapshotChildWithName(pool, QStringLiteral("*"), true, QStringLiteral("*"));
-    reportSnapshotChildWithName(member, QStringLiteral("Report"), true, VXWindowPathMarker);
+    VXDictionary &zed = reportSnapshotChildWithName(applications, u"zed"_s, false, u"zed"_s);
+    reportSnapshotChildWithName(zed, u"w10"_s, false, VXWindowPathMarker).insert(VXActiveLogKey, numbers({100, -200}));
+    reportSnapshotChildWithName(zed, u"w9"_s, false, VXWindowPathMarker);
+    reportSnapshotChildWithName(applications, u"Alpha"_s, false, u"Alpha"_s);
+    VXDictionary &pool = reportSnapshotChildWithName(pools, u"Work"_s, true, VXPoolPathMarker);
+    VXDictionary &member = reportSnapshotChildWithName(pool, u"*"_s, true, u"*"_s);
+    reportSnapshotChildWithName(member, u"Report"_s, true, VXWindowPathMarker);
     // The same name again is the same node.
-    EXPECT_EQ(&reportSnapshotChildWithName(applications, QStringLiteral("zed"), false, QStringLiteral("zed")), &zed);
+    EXPECT_EQ(&reportSnapshotChildWithName(applications, u"zed"_s, false, u"zed"_s), &zed);
 
     const VXArrayRef list = reportSnapshotEventLogsClippedBetweenTimestamp(*root, 0, 150);
     std::vector<std::string> names;

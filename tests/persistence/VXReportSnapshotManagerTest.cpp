@@ -13,6 +13,8 @@
 #include <QThread>
 #include <QTimer>
 
+using namespace Qt::StringLiterals;
+
 using namespace vxtest;
 
 namespace {
@@ -64,7 +66,7 @@ class Menu final : public VXReportMenu
 public:
     QStringList titles;
     void addItem(const QString &title, int, std::function<void()>) override { titles << title; }
-    void addSeparator() override { titles << QStringLiteral("-"); }
+    void addSeparator() override { titles << u"-"_s; }
     void addHeading(const QString &title) override { titles << title; }
     VXReportMenu &addSubmenu(const QString &title) override
     {
@@ -84,7 +86,7 @@ public:
     }
     void populateViewMenu(VXReportMenu &menu, const VXReportClient &report) override
     {
-        menu.addItem(QStringLiteral("as Time Lapse for ") + report.uniqueID(), 0, {});
+        menu.addItem(u"as Time Lapse for "_s + report.uniqueID(), 0, {});
     }
 };
 
@@ -114,7 +116,7 @@ TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
     QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotShown,
                      [&](const QString &path) { shown << path; });
 
-    const QString path = writeFile(folder.filePath(QStringLiteral("a.csv")), kSnapshot);
+    const QString path = writeFile(folder.filePath(u"a.csv"_s), kSnapshot);
     manager.showReportSnapshotFromCSVFile(path);
     // Nothing happens before the event loop turns: the reading is elsewhere.
     EXPECT_EQ(manager.pendingCount(), 1);
@@ -136,7 +138,7 @@ TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
     EXPECT_DOUBLE_EQ(last, 1700000300);
     const VXArrayRef entries = manager.eventLogsClippedBetweenTimestamp(1700000050, 1700000250, report);
     ASSERT_EQ(entries->size(), 2u);
-    EXPECT_EQ(entries->at(0).dictionary()->value(VXNameKey).toString(), QStringLiteral("Mail"));
+    EXPECT_EQ(entries->at(0).dictionary()->value(VXNameKey).toString(), u"Mail"_s);
     EXPECT_EQ(doublesOf(entries->at(0).dictionary()->value(VXFrontActiveLogKey)),
               (std::vector<double> {1700000200, -1700000250}));
     EXPECT_EQ(doublesOf(entries->at(1).dictionary()->value(VXFrontActiveLogKey)),
@@ -149,7 +151,7 @@ TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
     Delegate delegate;
     manager.setDelegate(&delegate);
     manager.populateViewMenu(menu, report);
-    EXPECT_EQ(menu.titles, QStringList {QStringLiteral("as Time Lapse for ") + path});
+    EXPECT_EQ(menu.titles, QStringList {u"as Time Lapse for "_s + path});
     EXPECT_FALSE(manager.contextMenuForEventLog(*entries->at(0).dictionary(), report, menu));
 }
 
@@ -163,22 +165,21 @@ TEST(VXReportSnapshotManager, OneFileOpensOneReportHoweverItIsNamedOrHowOftenItI
     int shown = 0;
     QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotShown, [&] { ++shown; });
 
-    const QString path = writeFile(folder.filePath(QStringLiteral("b.csv")), kSnapshot);
-    ASSERT_TRUE(QDir(folder.path()).mkdir(QStringLiteral("sub")));
-    ASSERT_TRUE(QFile::link(path, folder.filePath(QStringLiteral("link.csv"))));
+    const QString path = writeFile(folder.filePath(u"b.csv"_s), kSnapshot);
+    ASSERT_TRUE(QDir(folder.path()).mkdir(u"sub"_s));
+    ASSERT_TRUE(QFile::link(path, folder.filePath(u"link.csv"_s)));
     // Asked again while the first reading is under way: still one.
     manager.showReportSnapshotFromCSVFile(path);
-    manager.showReportSnapshotFromCSVFile(folder.filePath(QStringLiteral("sub/../b.csv")));
+    manager.showReportSnapshotFromCSVFile(folder.filePath(u"sub/../b.csv"_s));
     ASSERT_TRUE(VXWaitUntil([&] { return shown == 1; }));
     // Asked again when it is open: brought forward, not read again.
-    manager.showReportSnapshotFromCSVFile(folder.filePath(QStringLiteral("link.csv")));
+    manager.showReportSnapshotFromCSVFile(folder.filePath(u"link.csv"_s));
     EXPECT_EQ(shown, 2);
     EXPECT_EQ(presenter.shown, 2);
     EXPECT_EQ(presenter.made.size(), 1);
     EXPECT_EQ(manager.controllers().size(), 1u);
-    EXPECT_EQ(manager.controllerForPath(folder.filePath(QStringLiteral("sub/../b.csv"))),
-              manager.controllers().front());
-    EXPECT_EQ(manager.controllerForPath(folder.filePath(QStringLiteral("other.csv"))), nullptr);
+    EXPECT_EQ(manager.controllerForPath(folder.filePath(u"sub/../b.csv"_s)), manager.controllers().front());
+    EXPECT_EQ(manager.controllerForPath(folder.filePath(u"other.csv"_s)), nullptr);
 
     // Nothing for no path.
     manager.showReportSnapshotFromCSVFile(QString());
@@ -202,17 +203,17 @@ TEST(VXReportSnapshotManager, AFileThatCannotBeUsedOpensNothing)
                      });
 
     // The reader's own refusal reaches whoever asked, the same words as the log.
-    const QString empty = writeFile(folder.filePath(QStringLiteral("empty.csv")), "Application\n");
+    const QString empty = writeFile(folder.filePath(u"empty.csv"_s), "Application\n");
     manager.showReportSnapshotFromCSVFile(empty);
     ASSERT_TRUE(VXWaitUntil([&] { return !refused.isEmpty(); }));
     EXPECT_TRUE(presenter.made.isEmpty());
     EXPECT_TRUE(manager.controllers().empty());
-    EXPECT_EQ(log.take(), QStringList {QStringLiteral("empty CSV file: ") + empty});
-    EXPECT_EQ(reasons, QStringList {QStringLiteral("empty CSV file: ") + empty});
+    EXPECT_EQ(log.take(), QStringList {u"empty CSV file: "_s + empty});
+    EXPECT_EQ(reasons, QStringList {u"empty CSV file: "_s + empty});
 
     // The reports layer cannot make a report: nothing kept either.
     presenter.makes = false;
-    const QString good = writeFile(folder.filePath(QStringLiteral("good.csv")), kSnapshot);
+    const QString good = writeFile(folder.filePath(u"good.csv"_s), kSnapshot);
     manager.showReportSnapshotFromCSVFile(good);
     ASSERT_TRUE(VXWaitUntil([&] { return refused.size() == 2; }));
     EXPECT_TRUE(manager.controllers().empty());
@@ -230,7 +231,7 @@ TEST(VXReportSnapshotManager, ClosingAReportForgetsItOnTheNextTurnOfTheLoopAndRe
     Presenter presenter;
     VXReportSnapshotManager manager;
     manager.setPresenter(&presenter);
-    const QString path = writeFile(folder.filePath(QStringLiteral("c.csv")), kSnapshot);
+    const QString path = writeFile(folder.filePath(u"c.csv"_s), kSnapshot);
     manager.showReportSnapshotFromCSVFile(path);
     ASSERT_TRUE(VXWaitUntil([&] { return manager.controllers().size() == 1; }));
 
@@ -244,7 +245,7 @@ TEST(VXReportSnapshotManager, ClosingAReportForgetsItOnTheNextTurnOfTheLoopAndRe
     ASSERT_TRUE(VXWaitUntil([&] { return weak.expired(); }));
 
     // A report the manager does not know changes nothing.
-    Report stranger(QStringLiteral("x"), VXDictionaryRef());
+    Report stranger(u"x"_s, VXDictionaryRef());
     manager.reportWindowWillCloseForReportController(stranger);
 
     manager.showReportSnapshotFromCSVFile(path);
@@ -259,7 +260,7 @@ TEST(VXReportSnapshotManager, AManagerGoingAwayWhileAFileIsReadDropsTheResult)
     QByteArray text = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
     for (int i = 0; i < 100'000; ++i)
         text += "App,1700000000.00,1700000001.00\n";
-    const QString path = writeFile(folder.filePath(QStringLiteral("d.csv")), text);
+    const QString path = writeFile(folder.filePath(u"d.csv"_s), text);
     Presenter presenter;
     {
         VXReportSnapshotManager manager;
@@ -270,11 +271,11 @@ TEST(VXReportSnapshotManager, AManagerGoingAwayWhileAFileIsReadDropsTheResult)
     EXPECT_TRUE(presenter.made.isEmpty());
 
     // The separator setting is what a file without a header word to guess from falls back on.
-    EXPECT_EQ(VXReportSnapshotManager::reportSnapshotColumnSeparator(), QStringLiteral(","));
+    EXPECT_EQ(VXReportSnapshotManager::reportSnapshotColumnSeparator(), u","_s);
     settings.defaults->setInteger(2, VXExportKey::kExportedReportColumnSeparator);
-    EXPECT_EQ(VXReportSnapshotManager::reportSnapshotColumnSeparator(), QStringLiteral("\t"));
+    EXPECT_EQ(VXReportSnapshotManager::reportSnapshotColumnSeparator(), u"\t"_s);
     const QString tabbed
-        = writeFile(folder.filePath(QStringLiteral("e.csv")),
+        = writeFile(folder.filePath(u"e.csv"_s),
                     "\"Application\"\tForeground Begin (Unix Time)\tForeground End (Unix Time)\nA\t1.00\t2.00\n");
     EXPECT_TRUE(VXReportSnapshotManager::reportSnapshotConfigurationFromCSVFile(tabbed));
     settings.defaults->setInteger(1, VXExportKey::kExportedReportColumnSeparator);

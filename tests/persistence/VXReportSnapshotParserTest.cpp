@@ -10,11 +10,13 @@
 
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 using namespace vxtest;
 
 namespace {
 
-const QString kPath = QStringLiteral("/home/someone/report.csv");
+const QString kPath = u"/home/someone/report.csv"_s;
 
 VXDictionaryRef parse(const QByteArray &text, QChar fallback = u',')
 {
@@ -52,7 +54,7 @@ std::vector<std::string> childNames(const VXDictionary *item)
 
 QString message(const QString &format, const QString &argument = kPath)
 {
-    return QString(format).replace(QStringLiteral("%@"), argument);
+    return QString(format).replace(u"%@"_s, argument);
 }
 
 }   // namespace
@@ -71,8 +73,7 @@ TEST(VXReportSnapshotParser, AnExportWithSemicolonsAndDecimalCommasIsReadIntoThe
         ";;Mail;;0,00;0,00;1699999000,00;1700001000,00\n"
         ";;Mail;;1700000400,00;1700000500,00;0,00;0,00\n");
     ASSERT_TRUE(root);
-    EXPECT_EQ(captured.take(),
-              QStringList {QStringLiteral("decimal separator: <,> (inferred grouping separator: <.>)")});
+    EXPECT_EQ(captured.take(), QStringList {u"decimal separator: <,> (inferred grouping separator: <.>)"_s});
 
     EXPECT_EQ(root->value(VXPathKey).toString(), kPath);
     EXPECT_DOUBLE_EQ(root->value(VXFirstTimestampKey).toDouble(), 1699999000);
@@ -85,7 +86,7 @@ TEST(VXReportSnapshotParser, AnExportWithSemicolonsAndDecimalCommasIsReadIntoThe
     EXPECT_EQ(log(mail, VXFrontActiveLogKey),
               (std::vector<double> {1700000000.25, -1700000300.5, 1700000400, -1700000500}));
     EXPECT_EQ(log(mail, VXActiveLogKey), (std::vector<double> {1699999000, -1700001000}));
-    EXPECT_EQ(mail->value(VXPathKey).toString(), QStringLiteral("Mail"));
+    EXPECT_EQ(mail->value(VXPathKey).toString(), u"Mail"_s);
     EXPECT_FALSE(mail->contains(VXTypeKey));
     const VXDictionary *inbox = node(root, {"Applications", "Mail", "Inbox"});
     EXPECT_EQ(log(inbox, VXFrontActiveLogKey), (std::vector<double> {1700000010, -1700000020}));
@@ -120,7 +121,7 @@ TEST(VXReportSnapshotParser, AFileASpreadsheetSavedIsReadAsWell)
     EXPECT_EQ(log(node(root, {"Applications", "Calc"}), VXFrontActiveLogKey),
               (std::vector<double> {1700000500, -1700000600}));
     EXPECT_FALSE(boolForKey(*root, VXTotalActivityKey));
-    EXPECT_TRUE(captured.take().contains(QStringLiteral("decimal separator: <.> (inferred grouping separator: <,>)")));
+    EXPECT_TRUE(captured.take().contains(u"decimal separator: <.> (inferred grouping separator: <,>)"_s));
 }
 
 TEST(VXReportSnapshotParser, AWindowWithoutAnApplicationGoesUnderTheWildcardAndLinesWithoutEitherAreSkipped)
@@ -134,7 +135,7 @@ TEST(VXReportSnapshotParser, AWindowWithoutAnApplicationGoesUnderTheWildcardAndL
     ASSERT_TRUE(root);
     EXPECT_EQ(log(node(root, {"Applications", "*", "Untitled"}), VXActiveLogKey), (std::vector<double> {100, -200}));
     EXPECT_EQ(log(node(root, {"Pools", "Home", "*", "Untitled"}), VXActiveLogKey), (std::vector<double> {500, -600}));
-    EXPECT_EQ(node(root, {"Pools", "Home", "*"})->value(VXPathKey).toString(), QStringLiteral("*"));
+    EXPECT_EQ(node(root, {"Pools", "Home", "*"})->value(VXPathKey).toString(), u"*"_s);
     // The skipped line's interval counts nowhere, not even in the range.
     EXPECT_DOUBLE_EQ(root->value(VXFirstTimestampKey).toDouble(), 100);
     EXPECT_DOUBLE_EQ(root->value(VXLastTimestampKey).toDouble(), 600);
@@ -152,10 +153,8 @@ TEST(VXReportSnapshotParser, NamesApartOnlyInALeadingByteOrderMarkAreTwoItems)
     const VXDictionary *applications = node(root, {"Applications"});
     const VXDictionary *children = applications ? applications->value(VXChildrenKey).dictionary() : nullptr;
     ASSERT_TRUE(children);
-    EXPECT_EQ(log(children->value(QStringLiteral("\uFEFFEditor")).dictionary(), VXActiveLogKey),
-              (std::vector<double> {100, -200}));
-    EXPECT_EQ(log(children->value(QStringLiteral("Editor")).dictionary(), VXActiveLogKey),
-              (std::vector<double> {300, -400}));
+    EXPECT_EQ(log(children->value(u"\uFEFFEditor"_s).dictionary(), VXActiveLogKey), (std::vector<double> {100, -200}));
+    EXPECT_EQ(log(children->value(u"Editor"_s).dictionary(), VXActiveLogKey), (std::vector<double> {300, -400}));
 }
 
 TEST(VXReportSnapshotParser, TheSeparatorIsGuessedFromTheHeaderAndOtherwiseTakenFromTheSetting)
@@ -197,7 +196,7 @@ TEST(VXReportSnapshotParser, TheSeparatorIsGuessedFromTheHeaderAndOtherwiseTaken
 TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
 {
     VXEnsureCoreApplication();
-    const QString header = QStringLiteral("Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n");
+    const QString header = u"Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"_s;
     const struct {
         QByteArray text;
         QString message;
@@ -215,9 +214,9 @@ TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
         {header.toUtf8() + "Mail,0.00,0.00\nMail,abc,def\n,1.00,2.00\n",
          message(VXReportSnapshotParser::kNoSignificantTimestampsMessage)},
         {header.toUtf8() + "Mail,\"1.00,2.00\n",
-         message(VXReportSnapshotParser::kClosingQuoteMissingMessage, QStringLiteral("1.00,2.00\n"))},
+         message(VXReportSnapshotParser::kClosingQuoteMissingMessage, u"1.00,2.00\n"_s)},
         {header.toUtf8() + "\"Mail\"\"\n",
-         message(VXReportSnapshotParser::kClosingQuoteMissingMessage, QStringLiteral("Mail\"\"\n"))},
+         message(VXReportSnapshotParser::kClosingQuoteMissingMessage, u"Mail\"\"\n"_s)},
     };
     for (const auto &refused : cases) {
         SCOPED_TRACE(refused.text.toStdString());
@@ -236,10 +235,8 @@ TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
 
     LogCapture captured;
     // A file that is not there.
-    EXPECT_FALSE(
-        VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(QStringLiteral("/nonexistent/x.csv"), u','));
-    EXPECT_TRUE(captured.take().contains(
-        message(VXReportSnapshotParser::kEmptyFileMessage, QStringLiteral("/nonexistent/x.csv"))));
+    EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(u"/nonexistent/x.csv"_s, u','));
+    EXPECT_TRUE(captured.take().contains(message(VXReportSnapshotParser::kEmptyFileMessage, u"/nonexistent/x.csv"_s)));
 }
 
 TEST(VXReportSnapshotParser, TheTextIsLookedOverWhereverItsBytesFall)
@@ -294,18 +291,17 @@ TEST(VXReportSnapshotParser, LinesWithAnotherNumberOfCellsAreSkippedAndNamedInTh
     const VXDictionaryRef root = parse(text);
     ASSERT_TRUE(root);
     EXPECT_EQ(log(node(root, {"Applications", "Mail"}), VXFrontActiveLogKey), (std::vector<double> {300, -400}));
-    EXPECT_EQ(captured.take().filter(QStringLiteral("number of columns")),
-              (QStringList {QStringLiteral("number of columns is not 3 in CSV line: Mail,100.00"),
-                            QStringLiteral("number of columns is not 3 in CSV line: Mail,100.00,200.00,extra")}));
+    EXPECT_EQ(captured.take().filter(u"number of columns"_s),
+              (QStringList {u"number of columns is not 3 in CSV line: Mail,100.00"_s,
+                            u"number of columns is not 3 in CSV line: Mail,100.00,200.00,extra"_s}));
 
     // Thousands of bad lines: twenty are named, the rest counted in one line.
     for (int i = 0; i < 5000; ++i)
         text += "bad\n";
     ASSERT_TRUE(parse(text));
     const QStringList lines = captured.take();
-    EXPECT_EQ(lines.filter(QStringLiteral("number of columns is not 3 in CSV line")).size(), 20);
-    EXPECT_TRUE(
-        lines.contains(QStringLiteral("4982 more lines whose number of columns is not 3 in CSV file: ") + kPath));
+    EXPECT_EQ(lines.filter(u"number of columns is not 3 in CSV line"_s).size(), 20);
+    EXPECT_TRUE(lines.contains(u"4982 more lines whose number of columns is not 3 in CSV file: "_s + kPath));
 }
 
 TEST(VXReportSnapshotParser, TheDecimalSeparatorIsInferredOncePerFileAndFallsBackToTheLocale)
@@ -322,8 +318,7 @@ TEST(VXReportSnapshotParser, TheDecimalSeparatorIsInferredOncePerFileAndFallsBac
         ASSERT_TRUE(root);
         EXPECT_EQ(log(node(root, {"Applications", "Mail"}), VXActiveLogKey),
                   (std::vector<double> {1700000100, -1700000200}));
-        EXPECT_EQ(captured.take(),
-                  QStringList {QStringLiteral("decimal separator: <1> (falling back to localized formatting)")});
+        EXPECT_EQ(captured.take(), QStringList {u"decimal separator: <1> (falling back to localized formatting)"_s});
     }
     // Cells too short to tell leave the formatter unbuilt until a cell can build it (the line's
     // item is made all the same); after the first interval read, it stays.
@@ -338,8 +333,7 @@ TEST(VXReportSnapshotParser, TheDecimalSeparatorIsInferredOncePerFileAndFallsBac
     EXPECT_EQ(log(node(root, {"Applications", "B"}), VXFrontActiveLogKey), (std::vector<double> {100, -200}));
     // "300,00" under "." decimals and "," grouping reads as 30000.
     EXPECT_EQ(log(node(root, {"Applications", "C"}), VXFrontActiveLogKey), (std::vector<double> {30000, -40000}));
-    EXPECT_EQ(captured.take(),
-              QStringList {QStringLiteral("decimal separator: <.> (inferred grouping separator: <,>)")});
+    EXPECT_EQ(captured.take(), QStringList {u"decimal separator: <.> (inferred grouping separator: <,>)"_s});
 
     VXReportSnapshotTimestampFormatter formatter;
     EXPECT_FALSE(formatter.rebuildWithCell("1,5"));
@@ -406,7 +400,7 @@ TEST(VXReportSnapshotParser, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrow
     EXPECT_TRUE(node(nul, {"Applications"})
                     ->value(VXChildrenKey)
                     .dictionary()
-                    ->contains(QString(QStringLiteral("Ma")) + QChar(0) + QStringLiteral("il")));
+                    ->contains(QString(u"Ma"_s) + QChar(0) + u"il"_s));
     EXPECT_TRUE(parse(header + "Mail," + QByteArray(5000, '9') + ".00,1.00\nMail,1.00,2.00\n"));
     captured.take();
     // Long names are cut to a title's length, in any number of parts, with one line.
@@ -415,9 +409,9 @@ TEST(VXReportSnapshotParser, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrow
         const VXDictionaryRef cut = VXReportSnapshotParser::reportSnapshotConfigurationFromCSVData(
             header + longName + ",1.00,2.00\n" + longName + "x,3.00,4.00\n", kPath, u',', parts);
         EXPECT_EQ(childNames(node(cut, {"Applications"})), (std::vector<std::string> {std::string(4096, 'n')}));
-        EXPECT_EQ(captured.take().filter(QStringLiteral("cut")),
-                  QStringList {QStringLiteral("cells longer than 4096 bytes cut to that length in CSV file: ") + kPath
-                               + QStringLiteral(" (2 of them)")});
+        EXPECT_EQ(captured.take().filter(u"cut"_s),
+                  QStringList {u"cells longer than 4096 bytes cut to that length in CSV file: "_s + kPath
+                               + u" (2 of them)"_s});
     }
 }
 
@@ -425,7 +419,7 @@ TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
 {
     VXEnsureCoreApplication();
     QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("snapshot.csv"));
+    const QString path = folder.filePath(u"snapshot.csv"_s);
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write("Pool\tApplication\tTotal Begin (Unix Time)\tTotal End (Unix Time)\nHome\tWeb\t100.00\t200.00\n");
@@ -436,7 +430,7 @@ TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
     EXPECT_EQ(log(node(root, {"Pools", "Home", "Web"}), VXActiveLogKey), (std::vector<double> {100, -200}));
 
     // Larger than the reader takes: refused before anything is read (the file is sparse).
-    const QString huge = folder.filePath(QStringLiteral("huge.csv"));
+    const QString huge = folder.filePath(u"huge.csv"_s);
     QFile big(huge);
     ASSERT_TRUE(big.open(QIODevice::WriteOnly));
     ASSERT_TRUE(big.resize(VXReportSnapshotParser::kMaximumFileSize + 1));
@@ -444,16 +438,15 @@ TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
     LogCapture captured;
     EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(huge, u','));
     EXPECT_EQ(captured.take(),
-              (QStringList {QStringLiteral("CSV file <%1> is larger than %2 bytes")
-                                .arg(huge)
-                                .arg(VXReportSnapshotParser::kMaximumFileSize),
-                            QStringLiteral("empty CSV file: ") + huge}));
+              (QStringList {
+                  u"CSV file <%1> is larger than %2 bytes"_s.arg(huge).arg(VXReportSnapshotParser::kMaximumFileSize),
+                  u"empty CSV file: "_s + huge}));
     // Empty, and not a regular file.
-    const QString empty = folder.filePath(QStringLiteral("empty.csv"));
+    const QString empty = folder.filePath(u"empty.csv"_s);
     QFile(empty).open(QIODevice::WriteOnly);
     EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(empty, u','));
     EXPECT_FALSE(VXReportSnapshotParser::reportSnapshotConfigurationFromCSVFile(folder.path(), u','));
-    EXPECT_EQ(captured.take().filter(QStringLiteral("empty CSV file")).size(), 2);
+    EXPECT_EQ(captured.take().filter(u"empty CSV file"_s).size(), 2);
 }
 
 TEST(VXReportSnapshotParser, AFileReadInPartsSideBySideGivesTheTreeAndLogOfOneReading)

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 using namespace vxtest;
 
 TEST(VXReportSnapshotPart, EachTripleOfNamesIsOneItemHoweverItsNamesStartOrSplit)
@@ -77,6 +79,6 @@ TEST(VXReportSnapshotPart, LinesBecomeItemsPeriodsAndMessagesInFileOrder)
     ASSERT_EQ(part.wrongLines, 2u);
     ASSERT_EQ(part.messages.size(), 2u);
     EXPECT_TRUE(part.messages[0].countsAsWrongLine);
-    EXPECT_EQ(part.messages[0].text, QStringLiteral("number of columns is not 4 in CSV line: wrong"));
-    EXPECT_EQ(part.messages[1].text, QStringLiteral("number of columns is not 4 in CSV line: x,y"));
+    EXPECT_EQ(part.messages[0].text, u"number of columns is not 4 in CSV line: wrong"_s);
+    EXPECT_EQ(part.messages[1].text, u"number of columns is not 4 in CSV line: x,y"_s);
 }

@@ -106,7 +106,7 @@ protected:
     VXDictionaryRef savedTree()
     {
         controller->store().waitForPendingWrites();
-        return deeplyMutableDictionaryWithData(readFile(dataHome.configurationFile()));
+        return deeplyMutableDictionaryWithData(VXReadFile(dataHome.configurationFile()));
     }
 
     Settings settings;
@@ -474,7 +474,7 @@ TEST_F(UndoTest, TheFileEndsWithTheNewestTreeHoweverManyPushesAreStillBeingWritt
     time.advanceBy(3);
     controller->applicationShouldTerminate();
     EXPECT_EQ(
-        firstDifference(VXValue(deeplyMutableDictionaryWithData(readFile(dataHome.configurationFile()))), snapshot()),
+        firstDifference(VXValue(deeplyMutableDictionaryWithData(VXReadFile(dataHome.configurationFile()))), snapshot()),
         "");
 }
 

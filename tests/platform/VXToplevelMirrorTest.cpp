@@ -16,6 +16,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 class ToplevelMirror : public ::testing::Test
@@ -24,13 +26,13 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(folder.isValid());
-        ASSERT_TRUE(VXWriteFile(folder.filePath(QStringLiteral("org.wendle.Alpha.desktop")),
+        ASSERT_TRUE(VXWriteFile(folder.filePath(u"org.wendle.Alpha.desktop"_s),
                                 "[Desktop Entry]\nType=Application\nName=Alpha\nExec=alpha\n"));
-        ASSERT_TRUE(VXWriteFile(folder.filePath(QStringLiteral("beta.desktop")),
+        ASSERT_TRUE(VXWriteFile(folder.filePath(u"beta.desktop"_s),
                                 "[Desktop Entry]\nType=Application\nName=Beta\nExec=beta\nStartupWMClass=BetaClass\n"));
         VXToplevelMirror::Options options;
         options.applicationFolders = QStringList {folder.path()};
-        options.localeName = QStringLiteral("C");
+        options.localeName = u"C"_s;
         options.clock = [this] { return now; };
         mirror = std::make_unique<VXToplevelMirror>(options);
     }
@@ -72,39 +74,39 @@ TEST_F(ToplevelMirror, GroupsToplevelsIntoOneApplicationPerDesktopEntry)
 {
     // Two processes of Alpha, one toplevel of Beta known by its window class, and three without
     // entry: a program on PATH, a name that is none, and one with nothing to go by.
-    mirror->setToplevel(1, toplevel(QStringLiteral("org.wendle.Alpha"), QStringLiteral("Alpha one"), 4000));
-    mirror->setToplevel(2, toplevel(QStringLiteral("org.wendle.Alpha"), QStringLiteral("Alpha two"), 3000));
-    VXToplevel beta = toplevel(QString(), QStringLiteral("Beta"));
-    beta.windowClass = QStringLiteral("BetaClass");
+    mirror->setToplevel(1, toplevel(u"org.wendle.Alpha"_s, u"Alpha one"_s, 4000));
+    mirror->setToplevel(2, toplevel(u"org.wendle.Alpha"_s, u"Alpha two"_s, 3000));
+    VXToplevel beta = toplevel(QString(), u"Beta"_s);
+    beta.windowClass = u"BetaClass"_s;
     mirror->setToplevel(3, beta);
-    mirror->setToplevel(4, toplevel(QStringLiteral("sh"), QStringLiteral("Shell")));
-    mirror->setToplevel(5, toplevel(QStringLiteral("no-such-program-anywhere"), QStringLiteral("Nowhere")));
-    mirror->setToplevel(6, toplevel(QString(), QStringLiteral("Nameless")));
+    mirror->setToplevel(4, toplevel(u"sh"_s, u"Shell"_s));
+    mirror->setToplevel(5, toplevel(u"no-such-program-anywhere"_s, u"Nowhere"_s));
+    mirror->setToplevel(6, toplevel(QString(), u"Nameless"_s));
     mirror->takeSnapshot(snapshot);
 
     ASSERT_EQ(snapshot.runningApplications.size(), 4u);
-    const VXRunningApplication *alpha = application(QStringLiteral("Alpha"));
+    const VXRunningApplication *alpha = application(u"Alpha"_s);
     ASSERT_TRUE(alpha);
-    EXPECT_EQ(alpha->bundleIdentifier, QStringLiteral("org.wendle.Alpha"));
-    EXPECT_EQ(alpha->bundlePath, folder.filePath(QStringLiteral("org.wendle.Alpha.desktop")));
+    EXPECT_EQ(alpha->bundleIdentifier, u"org.wendle.Alpha"_s);
+    EXPECT_EQ(alpha->bundlePath, folder.filePath(u"org.wendle.Alpha.desktop"_s));
     EXPECT_EQ(alpha->processIdentifier, 3000) << "the lowest process of the application";
-    const VXRunningApplication *betaApplication = application(QStringLiteral("Beta"));
+    const VXRunningApplication *betaApplication = application(u"Beta"_s);
     ASSERT_TRUE(betaApplication);
     EXPECT_GE(betaApplication->processIdentifier, VXToplevelMirror::kFirstOwnProcessIdentifier);
-    const VXRunningApplication *shell = application(QStringLiteral("sh"));
+    const VXRunningApplication *shell = application(u"sh"_s);
     ASSERT_TRUE(shell);
-    EXPECT_EQ(QFileInfo(shell->bundlePath).fileName(), QStringLiteral("sh"));
+    EXPECT_EQ(QFileInfo(shell->bundlePath).fileName(), u"sh"_s);
     EXPECT_TRUE(QFileInfo(shell->bundlePath).isAbsolute());
-    const VXRunningApplication *nowhere = application(QStringLiteral("no-such-program-anywhere"));
+    const VXRunningApplication *nowhere = application(u"no-such-program-anywhere"_s);
     ASSERT_TRUE(nowhere);
-    EXPECT_EQ(nowhere->bundlePath, QStringLiteral("no-such-program-anywhere"));
+    EXPECT_EQ(nowhere->bundlePath, u"no-such-program-anywhere"_s);
     EXPECT_NE(nowhere->processIdentifier, betaApplication->processIdentifier);
 
     // Both Alpha windows are listed under the application's one process; the nameless one is
     // not listed at all.
     int alphaWindows = 0;
     for (const VXWindowListEntry &w : snapshot.windows) {
-        EXPECT_NE(w.title, QStringLiteral("Nameless"));
+        EXPECT_NE(w.title, u"Nameless"_s);
         alphaWindows += w.ownerPID == 3000;
     }
     EXPECT_EQ(alphaWindows, 2);
@@ -115,52 +117,49 @@ TEST_F(ToplevelMirror, GroupsToplevelsIntoOneApplicationPerDesktopEntry)
     const std::int64_t betaPid = betaApplication->processIdentifier;
     mirror->removeToplevel(5);
     mirror->removeToplevel(2);
-    mirror->setToplevel(7, toplevel(QStringLiteral("another-missing-program"), QStringLiteral("Later")));
+    mirror->setToplevel(7, toplevel(u"another-missing-program"_s, u"Later"_s));
     mirror->takeSnapshot(snapshot);
-    ASSERT_TRUE(application(QStringLiteral("Beta")));
-    EXPECT_EQ(application(QStringLiteral("Beta"))->processIdentifier, betaPid);
-    EXPECT_EQ(application(QStringLiteral("Alpha"))->processIdentifier, 4000);
-    EXPECT_EQ(mirror->toplevelsOfApplication(application(QStringLiteral("Alpha"))->bundlePath),
+    ASSERT_TRUE(application(u"Beta"_s));
+    EXPECT_EQ(application(u"Beta"_s)->processIdentifier, betaPid);
+    EXPECT_EQ(application(u"Alpha"_s)->processIdentifier, 4000);
+    EXPECT_EQ(mirror->toplevelsOfApplication(application(u"Alpha"_s)->bundlePath),
               std::vector<VXToplevelMirror::Id> {1});
 }
 
 TEST_F(ToplevelMirror, OrdersWindowsByActivationAndTellsTheFrontmostApplication)
 {
-    mirror->setToplevel(1, toplevel(QStringLiteral("org.wendle.Alpha"), QStringLiteral("A1"), 10));
-    mirror->setToplevel(2, toplevel(QStringLiteral("beta"), QStringLiteral("B1"), 20));
-    mirror->setToplevel(3, toplevel(QStringLiteral("org.wendle.Alpha"), QStringLiteral("A2"), 10));
+    mirror->setToplevel(1, toplevel(u"org.wendle.Alpha"_s, u"A1"_s, 10));
+    mirror->setToplevel(2, toplevel(u"beta"_s, u"B1"_s, 20));
+    mirror->setToplevel(3, toplevel(u"org.wendle.Alpha"_s, u"A2"_s, 10));
     mirror->takeSnapshot(snapshot);
-    EXPECT_EQ(titles(), (QStringList {QStringLiteral("A1"), QStringLiteral("B1"), QStringLiteral("A2")}))
-        << "never activated: oldest first";
+    EXPECT_EQ(titles(), (QStringList {u"A1"_s, u"B1"_s, u"A2"_s})) << "never activated: oldest first";
     EXPECT_TRUE(snapshot.frontmostApplicationPath.isEmpty());
 
     mirror->setActive(3);
     mirror->setActive(2);
     // Named active before the compositor described it: in front once it is there.
     mirror->setActive(4);
-    mirror->setToplevel(4, toplevel(QStringLiteral("beta"), QStringLiteral("B2"), 20));
-    VXToplevel minimised = toplevel(QStringLiteral("beta"), QStringLiteral("B1"), 20);
+    mirror->setToplevel(4, toplevel(u"beta"_s, u"B2"_s, 20));
+    VXToplevel minimised = toplevel(u"beta"_s, u"B1"_s, 20);
     minimised.minimized = true;
     mirror->setToplevel(2, minimised);
-    mirror->setTitle(3, QStringLiteral("A2 renamed"));
+    mirror->setTitle(3, u"A2 renamed"_s);
     mirror->takeSnapshot(snapshot);
-    EXPECT_EQ(
-        titles(),
-        (QStringList {QStringLiteral("B2"), QStringLiteral("A2 renamed"), QStringLiteral("A1"), QStringLiteral("B1")}))
+    EXPECT_EQ(titles(), (QStringList {u"B2"_s, u"A2 renamed"_s, u"A1"_s, u"B1"_s}))
         << "front to back by activation; the minimised window after those on screen";
     EXPECT_FALSE(snapshot.windows.back().onScreen);
     EXPECT_FALSE(snapshot.windows.back().orderedIn);
-    EXPECT_EQ(snapshot.frontmostApplicationPath, folder.filePath(QStringLiteral("beta.desktop")));
+    EXPECT_EQ(snapshot.frontmostApplicationPath, folder.filePath(u"beta.desktop"_s));
 
     // "No active window" for a moment, as KWin says between two activations, changes nothing;
     // once it lasts, nothing is in front.
     mirror->setActive(std::nullopt);
     now += VXToplevelMirror::kNoActiveGraceMs - 1;
     mirror->takeSnapshot(snapshot);
-    EXPECT_EQ(snapshot.frontmostApplicationPath, folder.filePath(QStringLiteral("beta.desktop")));
+    EXPECT_EQ(snapshot.frontmostApplicationPath, folder.filePath(u"beta.desktop"_s));
     mirror->setActive(1);
     mirror->takeSnapshot(snapshot);
-    EXPECT_EQ(snapshot.frontmostApplicationPath, folder.filePath(QStringLiteral("org.wendle.Alpha.desktop")));
+    EXPECT_EQ(snapshot.frontmostApplicationPath, folder.filePath(u"org.wendle.Alpha.desktop"_s));
     mirror->setActive(std::nullopt);
     now += VXToplevelMirror::kNoActiveGraceMs;
     mirror->takeSnapshot(snapshot);
@@ -177,8 +176,8 @@ TEST_F(ToplevelMirror, SteadyTicksLookNothingUp)
 {
     for (VXToplevelMirror::Id id = 1; id <= 50; ++id)
         mirror->setToplevel(id,
-                            toplevel(id % 2 ? QStringLiteral("org.wendle.Alpha") : QStringLiteral("unknown-app"),
-                                     QStringLiteral("Window %1").arg(id), id % 2 ? std::int64_t(id) : -1));
+                            toplevel(id % 2 ? u"org.wendle.Alpha"_s : u"unknown-app"_s, u"Window %1"_s.arg(id),
+                                     id % 2 ? std::int64_t(id) : -1));
     mirror->setActive(7);
     mirror->takeSnapshot(snapshot);
     const VXToplevelMirror::Statistics first = mirror->statistics();
@@ -187,15 +186,15 @@ TEST_F(ToplevelMirror, SteadyTicksLookNothingUp)
     for (int tick = 0; tick < 20; ++tick)
         mirror->takeSnapshot(snapshot);
     // A title changing and a window appearing look up only what is new.
-    mirror->setTitle(7, QStringLiteral("Renamed"));
-    mirror->setToplevel(51, toplevel(QStringLiteral("unknown-app"), QStringLiteral("New")));
+    mirror->setTitle(7, u"Renamed"_s);
+    mirror->setToplevel(51, toplevel(u"unknown-app"_s, u"New"_s));
     mirror->takeSnapshot(snapshot);
     const VXToplevelMirror::Statistics after = mirror->statistics();
     EXPECT_EQ(after.resolutions, 51);
     EXPECT_EQ(after.executableSearches, first.executableSearches);
     EXPECT_EQ(after.processReads, first.processReads);
     EXPECT_EQ(after.desktopEntryIndexBuilds, first.desktopEntryIndexBuilds);
-    EXPECT_EQ(snapshot.windows.front().title, QStringLiteral("Renamed"));
+    EXPECT_EQ(snapshot.windows.front().title, u"Renamed"_s);
 }
 
 TEST(VXIdleReporter, ReportsInputOnceASecondAndNothingWhileIdle)
@@ -244,24 +243,23 @@ TEST(VXDesktopEntryLauncher, SplitsExecLinesAndLaunchesEntries)
         const char *exec;
         QStringList words;
     } rows[] = {
-        {"gedit %U", {QStringLiteral("gedit")}},
-        {"/usr/bin/app --new-window %f --name=%c",
-         {QStringLiteral("/usr/bin/app"), QStringLiteral("--new-window"), QStringLiteral("--name=Editor")}},
+        {"gedit %U", {u"gedit"_s}},
+        {"/usr/bin/app --new-window %f --name=%c", {u"/usr/bin/app"_s, u"--new-window"_s, u"--name=Editor"_s}},
         {"\"/opt/My App/run\" \"a \\\"quoted\\\" word\" 100%%",
-         {QStringLiteral("/opt/My App/run"), QStringLiteral("a \"quoted\" word"), QStringLiteral("100%")}},
-        {"  spaced   out  ", {QStringLiteral("spaced"), QStringLiteral("out")}},
+         {u"/opt/My App/run"_s, u"a \"quoted\" word"_s, u"100%"_s}},
+        {"  spaced   out  ", {u"spaced"_s, u"out"_s}},
         {"broken \"quote", {}},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.exec);
-        EXPECT_EQ(VXSplitExecLine(QString::fromUtf8(row.exec), QStringLiteral("Editor")), row.words);
+        EXPECT_EQ(VXSplitExecLine(QString::fromUtf8(row.exec), u"Editor"_s), row.words);
     }
 
     // A real launch: the entry's program runs in the entry's folder.
     QTemporaryDir folder;
     ASSERT_TRUE(folder.isValid());
-    const QString marker = folder.filePath(QStringLiteral("launched"));
-    const QString entry = folder.filePath(QStringLiteral("touch.desktop"));
+    const QString marker = folder.filePath(u"launched"_s);
+    const QString entry = folder.filePath(u"touch.desktop"_s);
     ASSERT_TRUE(VXWriteFile(entry,
                             QStringLiteral("[Desktop Action x]\nExec=false\n[Desktop Entry]\nName=Touch\nPath=%1\n"
                                            "Exec=touch launched %U\n")
@@ -270,6 +268,6 @@ TEST(VXDesktopEntryLauncher, SplitsExecLinesAndLaunchesEntries)
     QString whyNot;
     ASSERT_TRUE(VXLaunchApplication(entry, &whyNot)) << whyNot.toStdString();
     EXPECT_TRUE(VXWaitUntil([&] { return QFileInfo::exists(marker); }, 5000));
-    EXPECT_FALSE(VXLaunchApplication(folder.filePath(QStringLiteral("missing.desktop")), &whyNot));
-    EXPECT_TRUE(whyNot.contains(QStringLiteral("missing.desktop"))) << whyNot.toStdString();
+    EXPECT_FALSE(VXLaunchApplication(folder.filePath(u"missing.desktop"_s), &whyNot));
+    EXPECT_TRUE(whyNot.contains(u"missing.desktop"_s)) << whyNot.toStdString();
 }

@@ -31,6 +31,8 @@
 #include <csignal>
 #include <tuple>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Compositor = VXWaylandTestRig::Compositor;
@@ -55,8 +57,7 @@ protected:
         options.compositor = compositor;
         for (const auto &[id, name] : {std::pair {kAlphaId, s("Alpha")}, std::pair {kBetaId, s("Beta")}})
             options.desktopEntries.emplace_back(
-                id + s(".desktop"),
-                QStringLiteral("[Desktop Entry]\nType=Application\nName=%1\nExec=%2\n").arg(name, id).toUtf8());
+                id + s(".desktop"), u"[Desktop Entry]\nType=Application\nName=%1\nExec=%2\n"_s.arg(name, id).toUtf8());
         if (compositor == VXWaylandTestRig::GnomeShell) {
             options.extensionFolders << VXTestDataPath(s("platform/wayland/wendle-test@wendle"));
             options.enabledExtensions << s("wendle-test@wendle");
@@ -74,8 +75,9 @@ protected:
 
     QString entryPath(const QString &id) const { return rig.dataHome() + s("/applications/") + id + s(".desktop"); }
 
-    // Takes snapshots, as the tracker's ticks would, until the predicate holds.
-    bool waitFor(VXDesktop &desktop, const std::function<bool()> &predicate, int timeoutMs = 10000)
+    // Takes snapshots, as the tracker's ticks would, until the predicate holds (the bound only
+    // ends a test whose compositor never gets there, however loaded the machine).
+    bool waitFor(VXDesktop &desktop, const std::function<bool()> &predicate, int timeoutMs = 30000)
     {
         return VXWaitUntil(
             [&] {
@@ -106,7 +108,7 @@ protected:
     }
     std::string state() const
     {
-        return QStringLiteral("front <%1>, windows <%2>; the compositor's log ends:\n%3")
+        return u"front <%1>, windows <%2>; the compositor's log ends:\n%3"_s
             .arg(snapshot.frontmostApplicationPath, titles().join(s("|")),
                  QString::fromUtf8(rig.compositorLog().right(1500)))
             .toStdString();
@@ -190,7 +192,7 @@ void WaylandTest::exercise(VXToplevelDesktop &desktop, VXPresenceSource *idle)
     ASSERT_TRUE(waitFor(desktop, [&] { return inFront(kAlphaId, s("Alpha document")); })) << state();
     ASSERT_TRUE(desktop.quitApplication(entryPath(kBetaId), &whyNot)) << whyNot.toStdString();
     ASSERT_TRUE(waitFor(desktop, [&] { return !application(kBetaId); })) << state();
-    EXPECT_TRUE(beta->waitForExit(10000)) << "the window was asked to close";
+    EXPECT_TRUE(beta->waitForExit(30000)) << "the window was asked to close";
     EXPECT_FALSE(desktop.quitApplication(entryPath(kBetaId), &whyNot));
     EXPECT_FALSE(whyNot.isEmpty());
 

@@ -29,6 +29,8 @@
 #include <functional>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 #ifndef WENDLE_WAYLAND_TEST_WINDOW
 #error "WENDLE_WAYLAND_TEST_WINDOW must name the test window's path"
 #endif
@@ -37,10 +39,10 @@ namespace {
 
 // The account sway runs under when the tests run as root (sway refuses root): nobody.
 constexpr uid_t kUnprivilegedUser = 65534;
-const QString kKWinSocket = QStringLiteral("wayland-kde");
-const QString kGnomeSocket = QStringLiteral("wayland-gnome");
+const QString kKWinSocket = u"wayland-kde"_s;
+const QString kGnomeSocket = u"wayland-gnome"_s;
 // The dynamic loader that runs kwin_wayland without its file capabilities (see start).
-const QString kLoader = QStringLiteral("/lib64/ld-linux-x86-64.so.2");
+const QString kLoader = u"/lib64/ld-linux-x86-64.so.2"_s;
 // The variables a test's own process takes from the rig, put back by stop().
 const char *const kProcessVariables[] = {"XDG_RUNTIME_DIR",         "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS",
                                          "DBUS_SYSTEM_BUS_ADDRESS", "XDG_DATA_HOME",   "XDG_CONFIG_HOME",
@@ -136,7 +138,7 @@ const char *VXWaylandTestRig::compositorName(Compositor compositor)
 
 QString VXWaylandTestRig::dataHome() const
 {
-    return m_environment.value(QStringLiteral("XDG_DATA_HOME"));
+    return m_environment.value(u"XDG_DATA_HOME"_s);
 }
 
 qint64 VXWaylandTestRig::compositorPid() const
@@ -155,30 +157,28 @@ bool VXWaylandTestRig::start(const Options &options, QString *whyNot)
     stop();
     d->options = options;
     const bool root = ::geteuid() == 0;
-    QStringList needed = {QStringLiteral("dbus-daemon"), QString::fromUtf8(compositorName(options.compositor))};
+    QStringList needed = {u"dbus-daemon"_s, QString::fromUtf8(compositorName(options.compositor))};
     if (options.compositor == Sway)
-        needed << QStringLiteral("swaymsg") << QStringLiteral("wtype")
-               << (root ? QStringLiteral("setpriv") : QString());
+        needed << u"swaymsg"_s << u"wtype"_s << (root ? u"setpriv"_s : QString());
     if (options.compositor == GnomeShell)
-        needed << QStringLiteral("gsettings");
+        needed << u"gsettings"_s;
     for (const QString &program : std::as_const(needed)) {
         if (!program.isEmpty() && QStandardPaths::findExecutable(program).isEmpty()) {
-            *whyNot = program + QStringLiteral(" is not installed");
+            *whyNot = program + u" is not installed"_s;
             return false;
         }
     }
-    if (!QFileInfo::exists(QLibraryInfo::path(QLibraryInfo::PluginsPath)
-                           + QStringLiteral("/platforms/libqwayland-generic.so"))) {
-        *whyNot = QStringLiteral("Qt's Wayland platform plug-in (qt6-wayland) is not installed");
+    if (!QFileInfo::exists(QLibraryInfo::path(QLibraryInfo::PluginsPath) + u"/platforms/libqwayland-generic.so"_s)) {
+        *whyNot = u"Qt's Wayland platform plug-in (qt6-wayland) is not installed"_s;
         return false;
     }
 
-    m_temporary = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/wendle-wl-XXXXXX"));
+    m_temporary = std::make_unique<QTemporaryDir>(QDir::tempPath() + u"/wendle-wl-XXXXXX"_s);
     // WENDLE_WAYLAND_RIG_KEEP=1 leaves the folder (logs, scripts, the desktop's files) for a look.
     m_temporary->setAutoRemove(qEnvironmentVariableIsEmpty("WENDLE_WAYLAND_RIG_KEEP"));
     const QString root_ = m_temporary->path();
-    const QString runtime = root_ + QStringLiteral("/run");
-    const QString home = root_ + QStringLiteral("/home");
+    const QString runtime = root_ + u"/run"_s;
+    const QString home = root_ + u"/home"_s;
     QDir().mkpath(runtime);
     QDir().mkpath(home);
     QFile::setPermissions(runtime, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
@@ -186,27 +186,27 @@ bool VXWaylandTestRig::start(const Options &options, QString *whyNot)
     for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "WAYLAND_SOCKET", "XDG_SESSION_TYPE", "XDG_CURRENT_DESKTOP",
                              "SWAYSOCK", "DBUS_SYSTEM_BUS_ADDRESS"})
         m_environment.remove(QString::fromUtf8(name));
-    m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
-    m_environment.insert(QStringLiteral("HOME"), home);
-    m_environment.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/.local/share"));
-    m_environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
-    m_environment.insert(QStringLiteral("XDG_CACHE_HOME"), home + QStringLiteral("/.cache"));
-    m_environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("wayland"));
+    m_environment.insert(u"XDG_RUNTIME_DIR"_s, runtime);
+    m_environment.insert(u"HOME"_s, home);
+    m_environment.insert(u"XDG_DATA_HOME"_s, home + u"/.local/share"_s);
+    m_environment.insert(u"XDG_CONFIG_HOME"_s, home + u"/.config"_s);
+    m_environment.insert(u"XDG_CACHE_HOME"_s, home + u"/.cache"_s);
+    m_environment.insert(u"QT_QPA_PLATFORM"_s, u"wayland"_s);
 
     std::vector<std::pair<QString, QByteArray>> entries = options.desktopEntries;
     if (options.compositor == KWin) {
         // KWin offers fake input (and the window-management protocol) only to a program named,
         // by absolute path, in a desktop entry that asks for them: this test program.
         entries.emplace_back(
-            QStringLiteral("wendle-wayland-test.desktop"),
+            u"wendle-wayland-test.desktop"_s,
             QStringLiteral("[Desktop Entry]\nType=Application\nName=Wendle Wayland test\nExec=%1\nNoDisplay=true\n"
                            "X-KDE-Wayland-Interfaces=org_kde_kwin_fake_input,org_kde_plasma_window_management\n")
                 .arg(QCoreApplication::applicationFilePath())
                 .toUtf8());
     }
     for (const auto &[name, contents] : entries) {
-        if (!VXWriteFile(dataHome() + QStringLiteral("/applications/") + name, contents)) {
-            *whyNot = QStringLiteral("cannot write the desktop entry ") + name;
+        if (!VXWriteFile(dataHome() + u"/applications/"_s + name, contents)) {
+            *whyNot = u"cannot write the desktop entry "_s + name;
             stop();
             return false;
         }
@@ -214,27 +214,26 @@ bool VXWaylandTestRig::start(const Options &options, QString *whyNot)
 
     const auto startBus = [&](std::unique_ptr<QProcess> &bus, const QString &variable) {
         bus = d->makeProcess(m_environment);
-        const QByteArray address = VXStartServer(
-            *bus, QStringLiteral("dbus-daemon"),
-            {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
+        const QByteArray address
+            = VXStartServer(*bus, u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address=1"_s});
         if (address.isEmpty())
             return false;
         m_environment.insert(variable, QString::fromUtf8(address));
         return true;
     };
-    if (!startBus(d->bus, QStringLiteral("DBUS_SESSION_BUS_ADDRESS"))
-        || (options.compositor == GnomeShell && !startBus(d->systemBus, QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS")))) {
-        *whyNot = QStringLiteral("a bus did not start");
+    if (!startBus(d->bus, u"DBUS_SESSION_BUS_ADDRESS"_s)
+        || (options.compositor == GnomeShell && !startBus(d->systemBus, u"DBUS_SYSTEM_BUS_ADDRESS"_s))) {
+        *whyNot = u"a bus did not start"_s;
         stop();
         return false;
     }
-    d->connectionName = QStringLiteral("wendle-wayland-rig-%1").arg(quintptr(this));
+    d->connectionName = u"wendle-wayland-rig-%1"_s.arg(quintptr(this));
 
     if (options.compositor == GnomeShell) {
-        const QString extensions = dataHome() + QStringLiteral("/gnome-shell/extensions/");
+        const QString extensions = dataHome() + u"/gnome-shell/extensions/"_s;
         for (const QString &folder : options.extensionFolders) {
             if (!copyFolder(folder, extensions + QFileInfo(folder).fileName())) {
-                *whyNot = QStringLiteral("cannot copy the extension ") + folder;
+                *whyNot = u"cannot copy the extension "_s + folder;
                 stop();
                 return false;
             }
@@ -242,11 +241,11 @@ bool VXWaylandTestRig::start(const Options &options, QString *whyNot)
         QStringList quoted;
         for (const QString &uuid : options.enabledExtensions)
             quoted << QLatin1Char('\'') + uuid + QLatin1Char('\'');
-        if (!run(QStringLiteral("gsettings"),
-                 {QStringLiteral("set"), QStringLiteral("org.gnome.shell"), QStringLiteral("enabled-extensions"),
-                  QLatin1Char('[') + quoted.join(QStringLiteral(", ")) + QLatin1Char(']')},
+        if (!run(u"gsettings"_s,
+                 {u"set"_s, u"org.gnome.shell"_s, u"enabled-extensions"_s,
+                  QLatin1Char('[') + quoted.join(u", "_s) + QLatin1Char(']')},
                  10000)) {
-            *whyNot = QStringLiteral("gsettings cannot enable the extensions");
+            *whyNot = u"gsettings cannot enable the extensions"_s;
             stop();
             return false;
         }
@@ -270,8 +269,8 @@ bool VXWaylandTestRig::start(const Options &options, QString *whyNot)
 
 bool VXWaylandTestRig::startCompositor(QString *whyNot)
 {
-    const QString runtime = m_environment.value(QStringLiteral("XDG_RUNTIME_DIR"));
-    d->compositorLog = m_temporary->path() + QStringLiteral("/compositor.log");
+    const QString runtime = m_environment.value(u"XDG_RUNTIME_DIR"_s);
+    d->compositorLog = m_temporary->path() + u"/compositor.log"_s;
     QFile::remove(d->compositorLog);
     QProcessEnvironment environment = m_environment;
     auto process = std::make_unique<QProcess>();
@@ -283,14 +282,14 @@ bool VXWaylandTestRig::startCompositor(QString *whyNot)
 
     switch (d->options.compositor) {
     case Sway: {
-        const QString config = runtime + QStringLiteral("/sway.conf");
+        const QString config = runtime + u"/sway.conf"_s;
         VXWriteFile(config, "output HEADLESS-1 resolution 1280x800\ndefault_border none\nxwayland disable\n");
-        environment.insert(QStringLiteral("WLR_BACKENDS"), QStringLiteral("headless"));
-        environment.insert(QStringLiteral("WLR_LIBINPUT_NO_DEVICES"), QStringLiteral("1"));
-        environment.insert(QStringLiteral("WLR_RENDERER"), QStringLiteral("pixman"));
-        environment.insert(QStringLiteral("WLR_HEADLESS_OUTPUTS"), QStringLiteral("1"));
-        program = QStringLiteral("sway");
-        arguments = {QStringLiteral("-c"), config};
+        environment.insert(u"WLR_BACKENDS"_s, u"headless"_s);
+        environment.insert(u"WLR_LIBINPUT_NO_DEVICES"_s, u"1"_s);
+        environment.insert(u"WLR_RENDERER"_s, u"pixman"_s);
+        environment.insert(u"WLR_HEADLESS_OUTPUTS"_s, u"1"_s);
+        program = u"sway"_s;
+        arguments = {u"-c"_s, config};
         if (::geteuid() == 0) {
             // sway refuses to run as root: it runs as nobody, owning its runtime folder, which
             // root (the tests, the windows) can still reach.
@@ -301,67 +300,59 @@ bool VXWaylandTestRig::startCompositor(QString *whyNot)
                 if (!QFileInfo::exists(path))
                     VXWriteFile(path, QByteArray());
                 if (::chown(path.toLocal8Bit().constData(), kUnprivilegedUser, kUnprivilegedUser) != 0) {
-                    *whyNot = QStringLiteral("cannot hand <%1> to the unprivileged user").arg(path);
+                    *whyNot = u"cannot hand <%1> to the unprivileged user"_s.arg(path);
                     return false;
                 }
             }
-            environment.insert(QStringLiteral("HOME"), runtime);
+            environment.insert(u"HOME"_s, runtime);
             // A change of user clears the parent-death signal: setpriv sets it again.
-            arguments = QStringList {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
-                                     QStringLiteral("--clear-groups"), QStringLiteral("--pdeathsig=TERM"), program}
+            arguments = QStringList {u"--reuid=65534"_s, u"--regid=65534"_s, u"--clear-groups"_s, u"--pdeathsig=TERM"_s,
+                                     program}
                 + arguments;
-            program = QStringLiteral("setpriv");
+            program = u"setpriv"_s;
         }
         break;
     }
     case KWin: {
-        program = QStringLiteral("kwin_wayland");
+        program = u"kwin_wayland"_s;
         // Debian gives kwin_wayland a file capability (cap_sys_resource) that a container's
         // bounding set may lack, and then exec fails. Through the loader the file's capabilities
         // do not apply; KWin then needs to be told to use its own Qt platform plug-in.
         QProcess probe;
         probe.setProcessEnvironment(environment);
-        probe.start(program, {QStringLiteral("--version")});
+        probe.start(program, {u"--version"_s});
         if (!probe.waitForFinished(10000) || probe.exitStatus() != QProcess::NormalExit || probe.exitCode() != 0) {
             if (!QFileInfo::exists(kLoader)) {
-                *whyNot = QStringLiteral("kwin_wayland cannot be run here");
+                *whyNot = u"kwin_wayland cannot be run here"_s;
                 return false;
             }
-            environment.insert(QStringLiteral("KWIN_FORCE_OWN_QPA"), QStringLiteral("1"));
+            environment.insert(u"KWIN_FORCE_OWN_QPA"_s, u"1"_s);
             arguments << QStandardPaths::findExecutable(program);
             program = kLoader;
         }
-        environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
-        arguments << QStringLiteral("--virtual") << QStringLiteral("--width") << QStringLiteral("1280")
-                  << QStringLiteral("--height") << QStringLiteral("800") << QStringLiteral("--no-lockscreen")
-                  << QStringLiteral("--no-global-shortcuts") << QStringLiteral("--no-kactivities")
-                  << QStringLiteral("--socket") << kKWinSocket;
+        environment.remove(u"QT_QPA_PLATFORM"_s);
+        arguments << u"--virtual"_s << u"--width"_s << u"1280"_s << u"--height"_s << u"800"_s << u"--no-lockscreen"_s
+                  << u"--no-global-shortcuts"_s << u"--no-kactivities"_s << u"--socket"_s << kKWinSocket;
         break;
     }
     case GnomeShell:
-        environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
-        program = QStringLiteral("gnome-shell");
-        arguments = {QStringLiteral("--headless"),
-                     QStringLiteral("--wayland"),
-                     QStringLiteral("--no-x11"),
-                     QStringLiteral("--virtual-monitor"),
-                     QStringLiteral("1280x800"),
-                     QStringLiteral("--wayland-display"),
-                     kGnomeSocket};
+        environment.remove(u"QT_QPA_PLATFORM"_s);
+        program = u"gnome-shell"_s;
+        arguments = {u"--headless"_s, u"--wayland"_s,         u"--no-x11"_s, u"--virtual-monitor"_s,
+                     u"1280x800"_s,   u"--wayland-display"_s, kGnomeSocket};
         break;
     }
     process->setProcessEnvironment(environment);
     process->start(program, arguments);
     if (!process->waitForStarted(10000)) {
-        *whyNot = QStringLiteral("%1 did not start").arg(program);
+        *whyNot = u"%1 did not start"_s.arg(program);
         return false;
     }
     d->compositor = std::move(process);
     QProcess &compositor = *d->compositor;
     const auto failed = [&](const QString &why) {
-        *whyNot = QStringLiteral("%1 %2; its log:\n%3")
-                      .arg(QString::fromUtf8(compositorName(d->options.compositor)), why,
-                           QString::fromUtf8(compositorLog().right(3000)));
+        *whyNot = u"%1 %2; its log:\n%3"_s.arg(QString::fromUtf8(compositorName(d->options.compositor)), why,
+                                               QString::fromUtf8(compositorLog().right(3000)));
         VXStopProcess(compositor, 5000);
         return false;
     };
@@ -370,8 +361,8 @@ bool VXWaylandTestRig::startCompositor(QString *whyNot)
     case Sway: {
         const bool ready = waitFor(
             [&] {
-                const QStringList sockets = QDir(runtime).entryList({QStringLiteral("wayland-*")}, QDir::System);
-                const QStringList ipc = QDir(runtime).entryList({QStringLiteral("sway-ipc.*.sock")}, QDir::System);
+                const QStringList sockets = QDir(runtime).entryList({u"wayland-*"_s}, QDir::System);
+                const QStringList ipc = QDir(runtime).entryList({u"sway-ipc.*.sock"_s}, QDir::System);
                 for (const QString &socket : sockets) {
                     if (!socket.endsWith(QLatin1StringView(".lock")) && !ipc.isEmpty()) {
                         m_display = socket;
@@ -383,15 +374,15 @@ bool VXWaylandTestRig::startCompositor(QString *whyNot)
             },
             15000);
         if (!ready || compositor.state() == QProcess::NotRunning)
-            return failed(QStringLiteral("was not ready in time"));
-        m_environment.insert(QStringLiteral("SWAYSOCK"), d->swaySocket);
+            return failed(u"was not ready in time"_s);
+        m_environment.insert(u"SWAYSOCK"_s, d->swaySocket);
         break;
     }
     case KWin:
     case GnomeShell: {
         const bool gnome = d->options.compositor == GnomeShell;
         m_display = gnome ? kGnomeSocket : kKWinSocket;
-        const QString service = gnome ? QStringLiteral("org.gnome.Shell") : QStringLiteral("org.kde.KWin");
+        const QString service = gnome ? u"org.gnome.Shell"_s : u"org.kde.KWin"_s;
         const bool ready = waitFor(
             [&] {
                 if (compositor.state() == QProcess::NotRunning)
@@ -400,22 +391,20 @@ bool VXWaylandTestRig::startCompositor(QString *whyNot)
                     return false;
                 if (gnome && !compositorLog().contains("GNOME Shell started"))
                     return false;
-                const QDBusMessage reply
-                    = call(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-                           QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameHasOwner"), {service}, 1000);
+                const QDBusMessage reply = call(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                                u"org.freedesktop.DBus"_s, u"NameHasOwner"_s, {service}, 1000);
                 return !reply.arguments().isEmpty() && reply.arguments().constFirst().toBool();
             },
             30000);
         if (!ready || compositor.state() == QProcess::NotRunning)
-            return failed(QStringLiteral("was not ready in time"));
+            return failed(u"was not ready in time"_s);
         break;
     }
     }
-    m_environment.insert(QStringLiteral("WAYLAND_DISPLAY"), m_display);
-    if (d->options.compositor == GnomeShell
-        && d->options.enabledExtensions.contains(QStringLiteral("wendle-test@wendle"))) {
+    m_environment.insert(u"WAYLAND_DISPLAY"_s, m_display);
+    if (d->options.compositor == GnomeShell && d->options.enabledExtensions.contains(u"wendle-test@wendle"_s)) {
         // GNOME Shell starts in the overview, where new windows do not take the focus.
-        evaluate(QStringLiteral("Main.overview.hide()"));
+        evaluate(u"Main.overview.hide()"_s);
     }
     return true;
 }
@@ -468,8 +457,7 @@ std::unique_ptr<VXWaylandTestWindow> VXWaylandTestRig::startWindow(const QString
 {
     auto process = d->makeProcess(m_environment);
     process->start(QStringLiteral(WENDLE_WAYLAND_TEST_WINDOW),
-                   {QStringLiteral("--app-id"), appId, QStringLiteral("--title"), title, QStringLiteral("--count"),
-                    QString::number(count)});
+                   {u"--app-id"_s, appId, u"--title"_s, title, u"--count"_s, QString::number(count)});
     if (!process->waitForStarted(5000))
         return nullptr;
     auto window = std::make_unique<VXWaylandTestWindow>(std::move(process));
@@ -481,8 +469,8 @@ std::unique_ptr<VXWaylandTestWindow> VXWaylandTestRig::startWindow(const QString
 QDBusMessage VXWaylandTestRig::call(const QString &service, const QString &path, const QString &interface,
                                     const QString &method, const QVariantList &arguments, int timeoutMs)
 {
-    QDBusConnection bus = QDBusConnection::connectToBus(m_environment.value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS")),
-                                                        d->connectionName);
+    QDBusConnection bus
+        = QDBusConnection::connectToBus(m_environment.value(u"DBUS_SESSION_BUS_ADDRESS"_s), d->connectionName);
     QDBusMessage message = QDBusMessage::createMethodCall(service, path, interface, method);
     message.setArguments(arguments);
     return bus.call(message, QDBus::Block, timeoutMs);
@@ -497,20 +485,17 @@ bool VXWaylandTestRig::runKWinScript(const QString &text, QString *result)
 {
     // A one-shot script; it prints a mark (and its result) to KWin's log when it has run, and is
     // unloaded then.
-    const QString name = QStringLiteral("wendle-test-%1").arg(++d->scripts);
-    const QString path = m_temporary->path() + QLatin1Char('/') + name + QStringLiteral(".js");
+    const QString name = u"wendle-test-%1"_s.arg(++d->scripts);
+    const QString path = m_temporary->path() + QLatin1Char('/') + name + u".js"_s;
     const QByteArray mark = "js: " + name.toUtf8() + " done ";
     if (!VXWriteFile(path,
-                     (QStringLiteral("var result = \"\";\n") + text
-                      + QStringLiteral("\nprint(\"%1 done \" + result);\n").arg(name))
-                         .toUtf8()))
+                     (u"var result = \"\";\n"_s + text + u"\nprint(\"%1 done \" + result);\n"_s.arg(name)).toUtf8()))
         return false;
-    const QString kwin = QStringLiteral("org.kde.KWin");
-    const QString scripting = QStringLiteral("org.kde.kwin.Scripting");
-    if (call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("loadScript"), {path, name}).type()
-        != QDBusMessage::ReplyMessage)
+    const QString kwin = u"org.kde.KWin"_s;
+    const QString scripting = u"org.kde.kwin.Scripting"_s;
+    if (call(kwin, u"/Scripting"_s, scripting, u"loadScript"_s, {path, name}).type() != QDBusMessage::ReplyMessage)
         return false;
-    call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("start"));
+    call(kwin, u"/Scripting"_s, scripting, u"start"_s);
     QByteArray log;
     const bool ran = waitFor(
         [&] {
@@ -518,7 +503,7 @@ bool VXWaylandTestRig::runKWinScript(const QString &text, QString *result)
             return log.contains(mark);
         },
         5000);
-    call(kwin, QStringLiteral("/Scripting"), scripting, QStringLiteral("unloadScript"), {name});
+    call(kwin, u"/Scripting"_s, scripting, u"unloadScript"_s, {name});
     if (ran && result) {
         const qsizetype at = log.indexOf(mark) + mark.size();
         *result = QString::fromUtf8(log.mid(at, log.indexOf('\n', at) - at));
@@ -528,8 +513,8 @@ bool VXWaylandTestRig::runKWinScript(const QString &text, QString *result)
 
 bool VXWaylandTestRig::evaluate(const QString &script, QString *result)
 {
-    const QDBusMessage reply = call(QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
-                                    QStringLiteral("org.gnome.Shell"), QStringLiteral("Eval"), {script});
+    const QDBusMessage reply
+        = call(u"org.gnome.Shell"_s, u"/org/gnome/Shell"_s, u"org.gnome.Shell"_s, u"Eval"_s, {script});
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().size() < 2)
         return false;
     if (result)
@@ -540,7 +525,7 @@ bool VXWaylandTestRig::evaluate(const QString &script, QString *result)
 bool VXWaylandTestRig::focus(qint64 pid)
 {
     switch (d->options.compositor) {
-    case Sway: return run(QStringLiteral("swaymsg"), {QStringLiteral("[pid=%1] focus").arg(pid)});
+    case Sway: return run(u"swaymsg"_s, {u"[pid=%1] focus"_s.arg(pid)});
     case KWin:
         return runKWinScript(
             QStringLiteral(
@@ -567,13 +552,12 @@ qint64 VXWaylandTestRig::focusedPid()
     switch (d->options.compositor) {
     case Sway: {
         QByteArray tree;
-        if (!run(QStringLiteral("swaymsg"), {QStringLiteral("-t"), QStringLiteral("get_tree"), QStringLiteral("-r")},
-                 5000, &tree))
+        if (!run(u"swaymsg"_s, {u"-t"_s, u"get_tree"_s, u"-r"_s}, 5000, &tree))
             return -1;
         std::function<qint64(const QJsonObject &)> find = [&](const QJsonObject &node) -> qint64 {
-            if (node.value(QStringLiteral("focused")).toBool() && node.contains(QStringLiteral("pid")))
-                return node.value(QStringLiteral("pid")).toInteger();
-            for (const QString &children : {QStringLiteral("nodes"), QStringLiteral("floating_nodes")}) {
+            if (node.value(u"focused"_s).toBool() && node.contains(u"pid"_s))
+                return node.value(u"pid"_s).toInteger();
+            for (const QString &children : {u"nodes"_s, u"floating_nodes"_s}) {
                 for (const QJsonValue &child : node.value(children).toArray()) {
                     if (const qint64 pid = find(child.toObject()))
                         return pid;
@@ -593,9 +577,7 @@ qint64 VXWaylandTestRig::focusedPid()
     }
     case GnomeShell: {
         QString result;
-        if (!evaluate(
-                QStringLiteral("global.display.focus_window ? String(global.display.focus_window.get_pid()) : '0'"),
-                &result))
+        if (!evaluate(u"global.display.focus_window ? String(global.display.focus_window.get_pid()) : '0'"_s, &result))
             return -1;
         // Eval answers JSON: a string comes quoted.
         return result.remove(QLatin1Char('"')).toLongLong();
@@ -607,7 +589,7 @@ qint64 VXWaylandTestRig::focusedPid()
 bool VXWaylandTestRig::injectInput()
 {
     switch (d->options.compositor) {
-    case Sway: return run(QStringLiteral("wtype"), {QStringLiteral("-k"), QStringLiteral("Shift_L")});
+    case Sway: return run(u"wtype"_s, {u"-k"_s, u"Shift_L"_s});
     case KWin: {
         if (!d->display) {
             d->display = wl_display_connect(m_display.toLocal8Bit().constData());
@@ -632,17 +614,15 @@ bool VXWaylandTestRig::injectInput()
         return wl_display_roundtrip(d->display) >= 0;
     }
     case GnomeShell: {
-        const QString service = QStringLiteral("org.gnome.Mutter.RemoteDesktop");
-        const QDBusMessage created = call(service, QStringLiteral("/org/gnome/Mutter/RemoteDesktop"), service,
-                                          QStringLiteral("CreateSession"));
+        const QString service = u"org.gnome.Mutter.RemoteDesktop"_s;
+        const QDBusMessage created = call(service, u"/org/gnome/Mutter/RemoteDesktop"_s, service, u"CreateSession"_s);
         if (created.type() != QDBusMessage::ReplyMessage || created.arguments().isEmpty())
             return false;
         const QString session = created.arguments().constFirst().value<QDBusObjectPath>().path();
-        const QString interface = service + QStringLiteral(".Session");
-        call(service, session, interface, QStringLiteral("Start"));
-        const QDBusMessage moved
-            = call(service, session, interface, QStringLiteral("NotifyPointerMotionRelative"), {1.0, 0.0});
-        call(service, session, interface, QStringLiteral("Stop"));
+        const QString interface = service + u".Session"_s;
+        call(service, session, interface, u"Start"_s);
+        const QDBusMessage moved = call(service, session, interface, u"NotifyPointerMotionRelative"_s, {1.0, 0.0});
+        call(service, session, interface, u"Stop"_s);
         return moved.type() == QDBusMessage::ReplyMessage;
     }
     }

@@ -12,6 +12,7 @@
 #include <QPainter>
 #include <QRasterWindow>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <unistd.h>
 
@@ -22,7 +23,20 @@
 #include <thread>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
+
+// Ends the program: the loop ends, and the process goes within two seconds whatever the
+// teardown does.
+void leave()
+{
+    QCoreApplication::quit();
+    std::thread([] {
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        std::_Exit(0);
+    }).detach();
+}
 
 class Window final : public QRasterWindow
 {
@@ -41,13 +55,8 @@ protected:
     // within two seconds whatever the teardown does.
     bool event(QEvent *event) override
     {
-        if (event->type() == QEvent::Close) {
-            QCoreApplication::quit();
-            std::thread([] {
-                std::this_thread::sleep_for(std::chrono::seconds(2));
-                std::_Exit(0);
-            }).detach();
-        }
+        if (event->type() == QEvent::Close)
+            leave();
         return QRasterWindow::event(event);
     }
     void exposeEvent(QExposeEvent *event) override
@@ -69,8 +78,8 @@ void say(const char *line)
 int main(int argc, char *argv[])
 {
     QGuiApplication application(argc, argv);
-    QString appId = QStringLiteral("org.wendle.TestWindow");
-    QString title = QStringLiteral("Window");
+    QString appId = u"org.wendle.TestWindow"_s;
+    QString title = u"Window"_s;
     int count = 1;
     const QStringList arguments = QCoreApplication::arguments();
     for (qsizetype i = 1; i + 1 < arguments.size(); i += 2) {
@@ -87,7 +96,7 @@ int main(int argc, char *argv[])
     int waiting = count;
     for (int i = 0; i < count; ++i) {
         auto window = std::make_unique<Window>();
-        window->setTitle(count == 1 ? title : QStringLiteral("%1 %2").arg(title).arg(i + 1));
+        window->setTitle(count == 1 ? title : u"%1 %2"_s.arg(title).arg(i + 1));
         window->resize(320, 200);
         window->exposed = [&waiting] {
             if (--waiting == 0)
@@ -111,7 +120,10 @@ int main(int argc, char *argv[])
             const QString line = QString::fromUtf8(pending.left(newline));
             pending.remove(0, newline + 1);
             if (line == QLatin1StringView("quit")) {
-                QCoreApplication::quit();
+                // The windows go first, from the running loop (which sends their end to the
+                // compositor), so that a teardown a loaded compositor stalls cannot keep them.
+                windows.clear();
+                QTimer::singleShot(0, &application, leave);
                 return;
             }
             const QStringList words = line.split(QLatin1Char(' '));

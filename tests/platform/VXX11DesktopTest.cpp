@@ -21,6 +21,8 @@
 #include <cstring>
 #include <functional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Predicate = std::function<bool(const VXDesktopSnapshot &)>;
@@ -106,7 +108,7 @@ void setText(VXX11TestRig &rig, std::uint32_t window, const char *name, const ch
 class VXX11DesktopTest : public VXX11RigSuite<VXX11DesktopTest>
 {
 public:
-    static QStringList rigPrograms() { return {QStringLiteral("xdotool"), QStringLiteral("wmctrl")}; }
+    static QStringList rigPrograms() { return {u"xdotool"_s, u"wmctrl"_s}; }
     static VXX11TestRig::Options rigOptions() { return {}; }
 
 protected:
@@ -115,7 +117,7 @@ protected:
         VXX11RigSuite::SetUp();
         if (IsSkipped())
             return;
-        m_applications = m_temporary.filePath(QStringLiteral("applications"));
+        m_applications = m_temporary.filePath(u"applications"_s);
         QDir().mkpath(m_applications);
     }
 
@@ -124,7 +126,7 @@ protected:
         VXX11Desktop::Options options;
         options.display = s_rig->display();
         options.applicationFolders = QStringList {m_applications};
-        options.localeName = QStringLiteral("de_DE");
+        options.localeName = u"de_DE"_s;
         QString whyNot;
         auto desktop = VXX11Desktop::connect(options, &whyNot);
         EXPECT_TRUE(desktop) << whyNot.toStdString();
@@ -138,15 +140,15 @@ protected:
         return started;
     }
 
-    bool xdotool(const QStringList &arguments) { return s_rig->run(QStringLiteral("xdotool"), arguments, 5000); }
+    bool xdotool(const QStringList &arguments) { return s_rig->run(u"xdotool"_s, arguments, 5000); }
 
     // Test clients are all one executable, so without an entry of their own they are one
     // application: this gives a client a desktop entry (and the window class that finds it).
     QStringList ownApplication(const QString &name)
     {
-        EXPECT_TRUE(VXWriteFile(m_applications + u'/' + name + QStringLiteral(".desktop"),
+        EXPECT_TRUE(VXWriteFile(m_applications + u'/' + name + u".desktop"_s,
                                 "[Desktop Entry]\nType=Application\nName=" + name.toUtf8() + "\nExec=x\n"));
-        return {QStringLiteral("--class"), name + u',' + name};
+        return {u"--class"_s, name + u',' + name};
     }
 
     QTemporaryDir m_temporary;
@@ -157,42 +159,35 @@ protected:
 
 TEST_F(VXX11DesktopTest, FrontmostApplicationFollowsTheActiveWindow)
 {
-    ASSERT_TRUE(VXWriteFile(m_applications + QStringLiteral("/wendle-alpha.desktop"),
+    ASSERT_TRUE(VXWriteFile(m_applications + u"/wendle-alpha.desktop"_s,
                             "[Desktop Entry]\nType=Application\nName=Alpha\nExec=alpha\n"));
-    ASSERT_TRUE(VXWriteFile(m_applications + QStringLiteral("/wendle-beta.desktop"),
+    ASSERT_TRUE(VXWriteFile(m_applications + u"/wendle-beta.desktop"_s,
                             "[Desktop Entry]\nType=Application\nName=Beta\nExec=beta\n"));
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
     EXPECT_TRUE(desktop->hasWindowManager());
-    auto alpha = client({QStringLiteral("--title"), QStringLiteral("Alpha document"), QStringLiteral("--class"),
-                         QStringLiteral("wendle-alpha,Wendle-alpha")});
-    auto beta = client({QStringLiteral("--title"), QStringLiteral("Beta document"), QStringLiteral("--class"),
-                        QStringLiteral("wendle-beta,Wendle-beta")});
+    auto alpha = client({u"--title"_s, u"Alpha document"_s, u"--class"_s, u"wendle-alpha,Wendle-alpha"_s});
+    auto beta = client({u"--title"_s, u"Beta document"_s, u"--class"_s, u"wendle-beta,Wendle-beta"_s});
     ASSERT_TRUE(alpha && beta);
-    const QString alphaPath = m_applications + QStringLiteral("/wendle-alpha.desktop");
-    const QString betaPath = m_applications + QStringLiteral("/wendle-beta.desktop");
+    const QString alphaPath = m_applications + u"/wendle-alpha.desktop"_s;
+    const QString betaPath = m_applications + u"/wendle-beta.desktop"_s;
 
     VXDesktopSnapshot snapshot;
     for (int round = 0; round < 2; ++round) {
-        ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), alpha->windowText(0)}));
-        ASSERT_TRUE(waitUntil(*desktop, snapshot,
-                              [&](const VXDesktopSnapshot &s) {
-                                  return s.frontmostApplicationPath == alphaPath && !s.windows.empty()
-                                      && s.windows.front().number == alpha->windows()[0];
-                              }))
-            << "front: " << snapshot.frontmostApplicationPath.toStdString();
-        ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), beta->windowText(0)}));
-        ASSERT_TRUE(waitUntil(*desktop, snapshot,
-                              [&](const VXDesktopSnapshot &s) {
-                                  return s.frontmostApplicationPath == betaPath && !s.windows.empty()
-                                      && s.windows.front().number == beta->windows()[0];
-                              }))
-            << "front: " << snapshot.frontmostApplicationPath.toStdString();
+        for (const auto &[who, path] : {std::pair {alpha.get(), alphaPath}, std::pair {beta.get(), betaPath}}) {
+            ASSERT_TRUE(xdotool({u"windowactivate"_s, u"--sync"_s, who->windowText(0)}));
+            ASSERT_TRUE(waitUntil(*desktop, snapshot,
+                                  [&](const VXDesktopSnapshot &s) {
+                                      return s.frontmostApplicationPath == path && !s.windows.empty()
+                                          && s.windows.front().number == who->windows()[0];
+                                  }))
+                << "front: " << snapshot.frontmostApplicationPath.toStdString();
+        }
     }
     const VXRunningApplication *alphaApplication = findApplication(snapshot, alpha->pid());
     ASSERT_NE(alphaApplication, nullptr);
-    EXPECT_EQ(alphaApplication->localizedName, QStringLiteral("Alpha"));
-    EXPECT_EQ(alphaApplication->bundleIdentifier, QStringLiteral("wendle-alpha"));
+    EXPECT_EQ(alphaApplication->localizedName, u"Alpha"_s);
+    EXPECT_EQ(alphaApplication->bundleIdentifier, u"wendle-alpha"_s);
     EXPECT_EQ(alphaApplication->activationPolicy, VXActivationPolicy::Regular);
     // Windows front to back: beta in front, alpha behind it.
     const auto betaAt = std::find_if(snapshot.windows.begin(), snapshot.windows.end(),
@@ -202,11 +197,9 @@ TEST_F(VXX11DesktopTest, FrontmostApplicationFollowsTheActiveWindow)
     EXPECT_LT(betaAt, alphaAt);
 
     // A real client without a desktop entry: xterm sets _NET_WM_PID and WM_NAME only.
-    if (!VXX11TestRig::missingProgram({QStringLiteral("xterm")}).isEmpty())
+    if (!VXX11TestRig::missingProgram({u"xterm"_s}).isEmpty())
         return;
-    QProcess *xterm = s_rig->startProgram(QStringLiteral("xterm"),
-                                          {QStringLiteral("-T"), QStringLiteral("Terminal ümlaut"),
-                                           QStringLiteral("-e"), QStringLiteral("sleep"), QStringLiteral("60")});
+    QProcess *xterm = s_rig->startProgram(u"xterm"_s, {u"-T"_s, u"Terminal ümlaut"_s, u"-e"_s, u"sleep"_s, u"60"_s});
     const std::int64_t xtermPid = xterm->processId();
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         return std::any_of(s.windows.begin(), s.windows.end(),
@@ -214,16 +207,15 @@ TEST_F(VXX11DesktopTest, FrontmostApplicationFollowsTheActiveWindow)
     }));
     const auto xtermWindow = std::find_if(snapshot.windows.begin(), snapshot.windows.end(),
                                           [&](const VXWindowListEntry &e) { return e.ownerPID == xtermPid; });
-    EXPECT_EQ(xtermWindow->title, QStringLiteral("Terminal ümlaut"));
-    ASSERT_TRUE(
-        xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(xtermWindow->number)}));
-    const QString xtermExecutable = QFileInfo(QStringLiteral("/proc/%1/exe").arg(xtermPid)).canonicalFilePath();
+    EXPECT_EQ(xtermWindow->title, u"Terminal ümlaut"_s);
+    ASSERT_TRUE(xdotool({u"windowactivate"_s, u"--sync"_s, QString::number(xtermWindow->number)}));
+    const QString xtermExecutable = QFileInfo(u"/proc/%1/exe"_s.arg(xtermPid)).canonicalFilePath();
     ASSERT_TRUE(waitUntil(*desktop, snapshot,
                           [&](const VXDesktopSnapshot &s) { return s.frontmostApplicationPath == xtermExecutable; }))
         << "front: " << snapshot.frontmostApplicationPath.toStdString();
     const VXRunningApplication *xtermApplication = findApplication(snapshot, xtermPid);
     ASSERT_NE(xtermApplication, nullptr);
-    EXPECT_EQ(xtermApplication->localizedName, QStringLiteral("XTerm"));
+    EXPECT_EQ(xtermApplication->localizedName, u"XTerm"_s);
     EXPECT_TRUE(xtermApplication->bundleIdentifier.isEmpty());
     xterm->kill();
     xterm->waitForFinished(3000);
@@ -233,17 +225,16 @@ TEST_F(VXX11DesktopTest, TitleChangesCostOneBatchAndASteadyDesktopNone)
 {
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto editor = client(
-        {QStringLiteral("--title"), QStringLiteral("First title"), QStringLiteral("--count"), QStringLiteral("3")});
-    auto latin = client({QStringLiteral("--title"), QStringLiteral("Café Straße"), QStringLiteral("--no-net-wm-name")});
+    auto editor = client({u"--title"_s, u"First title"_s, u"--count"_s, u"3"_s});
+    auto latin = client({u"--title"_s, u"Café Straße"_s, u"--no-net-wm-name"_s});
     ASSERT_TRUE(editor && latin);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         return findWindow(s, editor->windows()[2]) && findWindow(s, latin->windows()[0]);
     }));
     // WM_NAME as a Latin-1 STRING, no _NET_WM_NAME.
-    EXPECT_EQ(findWindow(snapshot, latin->windows()[0])->title, QStringLiteral("Café Straße"));
-    EXPECT_EQ(findWindow(snapshot, editor->windows()[1])->title, QStringLiteral("First title 2"));
+    EXPECT_EQ(findWindow(snapshot, latin->windows()[0])->title, u"Café Straße"_s);
+    EXPECT_EQ(findWindow(snapshot, editor->windows()[1])->title, u"First title 2"_s);
 
     // Let the window manager finish with the new windows, then: no request at all per tick.
     QThread::msleep(300);
@@ -265,25 +256,24 @@ TEST_F(VXX11DesktopTest, TitleChangesCostOneBatchAndASteadyDesktopNone)
 
     // A new title is seen at the next snapshot, for the two name properties the client rewrote,
     // in one round trip; nothing else is read and no application is looked up again.
-    ASSERT_TRUE(editor->command(QStringLiteral("title 1 Zweiter Titel ✓")));
+    ASSERT_TRUE(editor->command(u"title 1 Zweiter Titel ✓"_s));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         const VXWindowListEntry *entry = findWindow(s, editor->windows()[1]);
-        return entry && entry->title == QStringLiteral("Zweiter Titel ✓");
+        return entry && entry->title == u"Zweiter Titel ✓"_s;
     }));
     const VXX11Desktop::Statistics changed = desktop->statistics();
     EXPECT_LE(changed.requests - steady.requests, 2u);
     EXPECT_GE(changed.requests - steady.requests, 1u);
     EXPECT_LE(changed.roundTrips - steady.roundTrips, 2u);
     EXPECT_EQ(changed.processReads, steady.processReads);
-    EXPECT_EQ(findWindow(snapshot, editor->windows()[0])->title, QStringLiteral("First title 1"));
+    EXPECT_EQ(findWindow(snapshot, editor->windows()[0])->title, u"First title 1"_s);
 }
 
 TEST_F(VXX11DesktopTest, HostileTitlesComeOutClean)
 {
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto editor
-        = client({QStringLiteral("--title"), QStringLiteral("Plain"), QStringLiteral("--count"), QStringLiteral("3")});
+    auto editor = client({u"--title"_s, u"Plain"_s, u"--count"_s, u"3"_s});
     ASSERT_TRUE(editor);
     const std::uint32_t broken = editor->windows()[0];
     const std::uint32_t latin = editor->windows()[1];
@@ -300,15 +290,15 @@ TEST_F(VXX11DesktopTest, HostileTitlesComeOutClean)
     setText(*s_rig, longest, "_NET_WM_NAME", "UTF8_STRING", euros);
 
     VXDesktopSnapshot snapshot;
-    const QString expectedBroken = QStringLiteral("Report draft \uFFFD\uFFFD end");
+    const QString expectedBroken = u"Report draft \uFFFD\uFFFD end"_s;
     const QString expectedLongest(kVXMaxWindowTitleBytes / 3, QChar(0x20AC));
     ASSERT_TRUE(waitUntil(*desktop, snapshot,
                           [&](const VXDesktopSnapshot &s) {
                               const VXWindowListEntry *a = findWindow(s, broken);
                               const VXWindowListEntry *b = findWindow(s, latin);
                               const VXWindowListEntry *c = findWindow(s, longest);
-                              return a && b && c && a->title == expectedBroken
-                                  && b->title == QStringLiteral("Café[2J menu") && c->title == expectedLongest;
+                              return a && b && c && a->title == expectedBroken && b->title == u"Café[2J menu"_s
+                                  && c->title == expectedLongest;
                           }))
         << findWindow(snapshot, broken)->title.toStdString() << " / "
         << findWindow(snapshot, latin)->title.toStdString() << " / " << findWindow(snapshot, longest)->title.size()
@@ -319,8 +309,7 @@ TEST_F(VXX11DesktopTest, MinimisedAndOtherDesktopWindowsAreOffScreen)
 {
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto editor
-        = client({QStringLiteral("--title"), QStringLiteral("Page"), QStringLiteral("--count"), QStringLiteral("3")});
+    auto editor = client({u"--title"_s, u"Page"_s, u"--count"_s, u"3"_s});
     ASSERT_TRUE(editor);
     const std::uint32_t minimised = editor->windows()[0];
     const std::uint32_t elsewhere = editor->windows()[1];
@@ -328,8 +317,8 @@ TEST_F(VXX11DesktopTest, MinimisedAndOtherDesktopWindowsAreOffScreen)
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(visible)));
 
-    ASSERT_TRUE(xdotool({QStringLiteral("windowminimize"), QStringLiteral("--sync"), QString::number(minimised)}));
-    ASSERT_TRUE(xdotool({QStringLiteral("set_desktop_for_window"), QString::number(elsewhere), QStringLiteral("1")}));
+    ASSERT_TRUE(xdotool({u"windowminimize"_s, u"--sync"_s, QString::number(minimised)}));
+    ASSERT_TRUE(xdotool({u"set_desktop_for_window"_s, QString::number(elsewhere), u"1"_s}));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         const VXWindowListEntry *a = findWindow(s, minimised);
         const VXWindowListEntry *b = findWindow(s, elsewhere);
@@ -348,13 +337,13 @@ TEST_F(VXX11DesktopTest, MinimisedAndOtherDesktopWindowsAreOffScreen)
     EXPECT_LT(c, b);
 
     // Going to the other desktop brings that window on screen and takes the visible one off.
-    ASSERT_TRUE(xdotool({QStringLiteral("set_desktop"), QStringLiteral("1")}));
+    ASSERT_TRUE(xdotool({u"set_desktop"_s, u"1"_s}));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         const VXWindowListEntry *x = findWindow(s, elsewhere);
         const VXWindowListEntry *y = findWindow(s, visible);
         return x && y && x->onScreen && !y->onScreen && y->orderedIn;
     }));
-    ASSERT_TRUE(xdotool({QStringLiteral("set_desktop"), QStringLiteral("0")}));
+    ASSERT_TRUE(xdotool({u"set_desktop"_s, u"0"_s}));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         const VXWindowListEntry *y = findWindow(s, visible);
         return y && y->onScreen;
@@ -365,60 +354,67 @@ TEST_F(VXX11DesktopTest, LayersAndDesktopElements)
 {
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto normal = client(QStringList {QStringLiteral("--title"), QStringLiteral("Normal")}
-                         + ownApplication(QStringLiteral("wendle-normal")));
-    auto above = client(
-        {QStringLiteral("--title"), QStringLiteral("Above"), QStringLiteral("--state"), QStringLiteral("above")});
-    auto dialog = client(
-        {QStringLiteral("--title"), QStringLiteral("Dialog"), QStringLiteral("--type"), QStringLiteral("dialog")});
-    auto utility = client(QStringList {QStringLiteral("--title"), QStringLiteral("Palette"), QStringLiteral("--type"),
-                                       QStringLiteral("utility")}
-                          + ownApplication(QStringLiteral("wendle-utility")));
-    auto popup = client(
-        {QStringLiteral("--title"), QStringLiteral("Menu"), QStringLiteral("--type"), QStringLiteral("popup_menu")});
-    auto dock = client(QStringList {QStringLiteral("--title"), QStringLiteral("Panel"), QStringLiteral("--type"),
-                                    QStringLiteral("dock")}
-                       + ownApplication(QStringLiteral("wendle-dock")));
-    auto helper = client(QStringList {QStringLiteral("--title"), QStringLiteral("Helper"), QStringLiteral("--state"),
-                                      QStringLiteral("skip_taskbar")}
-                         + ownApplication(QStringLiteral("wendle-helper")));
-    ASSERT_TRUE(normal && above && dialog && utility && popup && dock && helper);
-    VXDesktopSnapshot snapshot;
-    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
-        return findWindow(s, normal->windows()[0]) && findWindow(s, above->windows()[0])
-            && findWindow(s, dialog->windows()[0]) && findWindow(s, utility->windows()[0])
-            && findWindow(s, popup->windows()[0]) && findWindow(s, helper->windows()[0])
-            && findApplication(s, dock->pid());
-    }));
-    EXPECT_EQ(findWindow(snapshot, normal->windows()[0])->layer, 0);
-    EXPECT_EQ(findWindow(snapshot, above->windows()[0])->layer, snapshot.floatingWindowLevel);
-    EXPECT_EQ(findWindow(snapshot, dialog->windows()[0])->layer, 0);
-    EXPECT_EQ(findWindow(snapshot, utility->windows()[0])->layer, snapshot.floatingWindowLevel);
-    EXPECT_EQ(findWindow(snapshot, popup->windows()[0])->layer, snapshot.popUpMenuWindowLevel);
-    EXPECT_LT(snapshot.floatingWindowLevel, snapshot.popUpMenuWindowLevel);
     // A dock is a desktop element: never listed; its process is no regular application, nor is
     // one whose only window skips the taskbar.
-    EXPECT_EQ(findWindow(snapshot, dock->windows()[0]), nullptr);
-    EXPECT_EQ(findApplication(snapshot, dock->pid())->activationPolicy, VXActivationPolicy::Accessory);
-    EXPECT_EQ(findApplication(snapshot, helper->pid())->activationPolicy, VXActivationPolicy::Accessory);
-    EXPECT_EQ(findApplication(snapshot, normal->pid())->activationPolicy, VXActivationPolicy::Regular);
-    EXPECT_EQ(findApplication(snapshot, utility->pid())->activationPolicy, VXActivationPolicy::Regular);
+    enum Layer { Normal, Floating, PopUpMenu, Unlisted };
+    struct Row {
+        QString title, option, value, application;
+        Layer layer;
+        VXActivationPolicy policy;
+    };
+    const Row rows[] = {
+        {u"Normal"_s, {}, {}, u"wendle-normal"_s, Normal, VXActivationPolicy::Regular},
+        {u"Above"_s, u"--state"_s, u"above"_s, {}, Floating, VXActivationPolicy::Regular},
+        {u"Dialog"_s, u"--type"_s, u"dialog"_s, {}, Normal, VXActivationPolicy::Regular},
+        {u"Palette"_s, u"--type"_s, u"utility"_s, u"wendle-utility"_s, Floating, VXActivationPolicy::Regular},
+        {u"Menu"_s, u"--type"_s, u"popup_menu"_s, {}, PopUpMenu, VXActivationPolicy::Regular},
+        {u"Panel"_s, u"--type"_s, u"dock"_s, u"wendle-dock"_s, Unlisted, VXActivationPolicy::Accessory},
+        {u"Helper"_s, u"--state"_s, u"skip_taskbar"_s, u"wendle-helper"_s, Normal, VXActivationPolicy::Accessory},
+    };
+    std::vector<std::unique_ptr<VXX11TestClient>> clients;
+    for (const Row &row : rows) {
+        QStringList arguments {u"--title"_s, row.title};
+        if (!row.option.isEmpty())
+            arguments << row.option << row.value;
+        if (!row.application.isEmpty())
+            arguments += ownApplication(row.application);
+        clients.push_back(client(arguments));
+        ASSERT_TRUE(clients.back());
+    }
+    VXDesktopSnapshot snapshot;
+    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+        for (std::size_t i = 0; i < clients.size(); ++i) {
+            if ((!rows[i].application.isEmpty() && !findApplication(s, clients[i]->pid()))
+                || (rows[i].layer != Unlisted && !findWindow(s, clients[i]->windows()[0])))
+                return false;
+        }
+        return true;
+    }));
+    EXPECT_LT(snapshot.floatingWindowLevel, snapshot.popUpMenuWindowLevel);
+    const int levels[] = {0, snapshot.floatingWindowLevel, snapshot.popUpMenuWindowLevel};
+    for (std::size_t i = 0; i < clients.size(); ++i) {
+        SCOPED_TRACE(rows[i].title.toStdString());
+        const VXWindowListEntry *window = findWindow(snapshot, clients[i]->windows()[0]);
+        if (rows[i].layer == Unlisted) {
+            EXPECT_EQ(window, nullptr);
+        } else {
+            EXPECT_EQ(window ? window->layer : -1, levels[rows[i].layer]);
+        }
+        if (!rows[i].application.isEmpty()) {
+            EXPECT_EQ(findApplication(snapshot, clients[i]->pid())->activationPolicy, rows[i].policy);
+        }
+    }
 
-    // Kept above later, by the window manager on request.
-    ASSERT_TRUE(s_rig->run(QStringLiteral("wmctrl"),
-                           {QStringLiteral("-i"), QStringLiteral("-r"), normal->windowText(0), QStringLiteral("-b"),
-                            QStringLiteral("add,above")}));
-    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
-        const VXWindowListEntry *entry = findWindow(s, normal->windows()[0]);
-        return entry && entry->layer == s.floatingWindowLevel;
-    }));
-    ASSERT_TRUE(s_rig->run(QStringLiteral("wmctrl"),
-                           {QStringLiteral("-i"), QStringLiteral("-r"), normal->windowText(0), QStringLiteral("-b"),
-                            QStringLiteral("remove,above")}));
-    ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
-        const VXWindowListEntry *entry = findWindow(s, normal->windows()[0]);
-        return entry && entry->layer == 0;
-    }));
+    // Kept above later, and back, by the window manager on request.
+    const VXX11TestClient &normal = *clients[0];
+    for (const auto &[change, layer] :
+         {std::pair {u"add,above"_s, levels[Floating]}, std::pair {u"remove,above"_s, 0}}) {
+        ASSERT_TRUE(s_rig->run(u"wmctrl"_s, {u"-i"_s, u"-r"_s, normal.windowText(0), u"-b"_s, change}));
+        ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
+            const VXWindowListEntry *entry = findWindow(s, normal.windows()[0]);
+            return entry && entry->layer == layer;
+        })) << change.toStdString();
+    }
 }
 
 TEST_F(VXX11DesktopTest, ProcessesWithoutNetWmPidComeFromTheXResourceExtension)
@@ -426,15 +422,12 @@ TEST_F(VXX11DesktopTest, ProcessesWithoutNetWmPidComeFromTheXResourceExtension)
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
     auto anonymous
-        = client(QStringList {QStringLiteral("--title"), QStringLiteral("No pid"), QStringLiteral("--no-pid")}
-                 + ownApplication(QStringLiteral("wendle-anonymous")));
+        = client(QStringList {u"--title"_s, u"No pid"_s, u"--no-pid"_s} + ownApplication(u"wendle-anonymous"_s));
     // A _NET_WM_PID is believed for this host, not for another one.
-    auto local = client(
-        {QStringLiteral("--title"), QStringLiteral("Local pid"), QStringLiteral("--pid"), QStringLiteral("999999")});
-    auto remote = client(QStringList {QStringLiteral("--title"), QStringLiteral("Remote pid"), QStringLiteral("--pid"),
-                                      QStringLiteral("999999"), QStringLiteral("--client-machine"),
-                                      QStringLiteral("elsewhere.invalid")}
-                         + ownApplication(QStringLiteral("wendle-remote")));
+    auto local = client({u"--title"_s, u"Local pid"_s, u"--pid"_s, u"999999"_s});
+    auto remote = client(QStringList {u"--title"_s, u"Remote pid"_s, u"--pid"_s, u"999999"_s, u"--client-machine"_s,
+                                      u"elsewhere.invalid"_s}
+                         + ownApplication(u"wendle-remote"_s));
     ASSERT_TRUE(anonymous && local && remote);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(remote->windows()[0])));
@@ -443,20 +436,18 @@ TEST_F(VXX11DesktopTest, ProcessesWithoutNetWmPidComeFromTheXResourceExtension)
     EXPECT_EQ(findWindow(snapshot, local->windows()[0])->ownerPID, 999999);
     EXPECT_EQ(findWindow(snapshot, remote->windows()[0])->ownerPID, remote->pid());
     ASSERT_NE(findApplication(snapshot, anonymous->pid()), nullptr);
-    EXPECT_EQ(findApplication(snapshot, anonymous->pid())->bundleIdentifier, QStringLiteral("wendle-anonymous"));
+    EXPECT_EQ(findApplication(snapshot, anonymous->pid())->bundleIdentifier, u"wendle-anonymous"_s);
 
     // xmessage, a real client that sets neither _NET_WM_PID nor _NET_WM_NAME.
-    if (!VXX11TestRig::missingProgram({QStringLiteral("xmessage")}).isEmpty())
+    if (!VXX11TestRig::missingProgram({u"xmessage"_s}).isEmpty())
         return;
-    QProcess *xmessage
-        = s_rig->startProgram(QStringLiteral("xmessage"),
-                              {QStringLiteral("-name"), QStringLiteral("wendle-xmessage"), QStringLiteral("hello")});
+    QProcess *xmessage = s_rig->startProgram(u"xmessage"_s, {u"-name"_s, u"wendle-xmessage"_s, u"hello"_s});
     const std::int64_t pid = xmessage->processId();
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         return std::any_of(s.windows.begin(), s.windows.end(),
                            [&](const VXWindowListEntry &e) { return e.ownerPID == pid; });
     }));
-    EXPECT_EQ(findApplication(snapshot, pid)->localizedName, QStringLiteral("Xmessage"));
+    EXPECT_EQ(findApplication(snapshot, pid)->localizedName, u"Xmessage"_s);
     xmessage->kill();
     xmessage->waitForFinished(3000);
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) { return !findApplication(s, pid); }));
@@ -466,16 +457,15 @@ TEST_F(VXX11DesktopTest, WindowsThatVanishAreDropped)
 {
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto editor
-        = client({QStringLiteral("--title"), QStringLiteral("Doomed"), QStringLiteral("--count"), QStringLiteral("2")});
-    auto other = client({QStringLiteral("--title"), QStringLiteral("Survivor")});
+    auto editor = client({u"--title"_s, u"Doomed"_s, u"--count"_s, u"2"_s});
+    auto other = client({u"--title"_s, u"Survivor"_s});
     ASSERT_TRUE(editor && other);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(editor->windows()[1])));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(other->windows()[0])));
 
     // Closed between two ticks.
-    ASSERT_TRUE(editor->command(QStringLiteral("destroy 0")));
+    ASSERT_TRUE(editor->command(u"destroy 0"_s));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, lacksWindow(editor->windows()[0])));
     EXPECT_NE(findWindow(snapshot, editor->windows()[1]), nullptr);
 
@@ -497,25 +487,25 @@ TEST_F(VXX11DesktopTest, WindowsThatVanishAreDropped)
     }));
     EXPECT_TRUE(desktop->isConnected());
     // The window manager puts its own list back at the next change.
-    ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), other->windowText(0)}));
-    auto fresh = client({QStringLiteral("--title"), QStringLiteral("Fresh")});
+    ASSERT_TRUE(xdotool({u"windowactivate"_s, u"--sync"_s, other->windowText(0)}));
+    auto fresh = client({u"--title"_s, u"Fresh"_s});
     ASSERT_TRUE(fresh);
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(fresh->windows()[0])));
-    EXPECT_EQ(findWindow(snapshot, fresh->windows()[0])->title, QStringLiteral("Fresh"));
+    EXPECT_EQ(findWindow(snapshot, fresh->windows()[0])->title, u"Fresh"_s);
 }
 
 TEST_F(VXX11DesktopTest, ApplicationsAreNamedThroughTheirDesktopEntries)
 {
     // The entries live in temporary XDG folders given through the environment.
-    const QString dataHome = m_temporary.filePath(QStringLiteral("data-home"));
-    const QString dataDir = m_temporary.filePath(QStringLiteral("data-dir"));
+    const QString dataHome = m_temporary.filePath(u"data-home"_s);
+    const QString dataDir = m_temporary.filePath(u"data-dir"_s);
     ASSERT_TRUE(
-        VXWriteFile(dataDir + QStringLiteral("/applications/wendle-sample-editor.desktop"),
+        VXWriteFile(dataDir + u"/applications/wendle-sample-editor.desktop"_s,
                     "[Desktop Entry]\nType=Application\nName=Sample Editor\nName[de]=Beispieleditor\nExec=x\n"));
-    ASSERT_TRUE(VXWriteFile(dataDir + QStringLiteral("/applications/tools/sample-terminal.desktop"),
+    ASSERT_TRUE(VXWriteFile(dataDir + u"/applications/tools/sample-terminal.desktop"_s,
                             "[Desktop Entry]\nType=Application\nName=Sample Terminal\nName[de_DE]=Beispielterminal\n"
                             "StartupWMClass=SampleTerm\nExec=y\n"));
-    ASSERT_TRUE(VXWriteFile(dataHome + QStringLiteral("/applications/org.example.Viewer.desktop"),
+    ASSERT_TRUE(VXWriteFile(dataHome + u"/applications/org.example.Viewer.desktop"_s,
                             "[Desktop Entry]\nType=Application\nName=Viewer\nExec=z\n"));
     std::unique_ptr<VXX11Desktop> desktop;
     {
@@ -523,17 +513,16 @@ TEST_F(VXX11DesktopTest, ApplicationsAreNamedThroughTheirDesktopEntries)
         const VXScopedEnvironment dirs("XDG_DATA_DIRS", dataDir.toLocal8Bit());
         VXX11Desktop::Options options;
         options.display = s_rig->display();
-        options.localeName = QStringLiteral("de_DE");
+        options.localeName = u"de_DE"_s;
         desktop = VXX11Desktop::connect(options);
     }
     ASSERT_TRUE(desktop);
 
-    auto editor = client({QStringLiteral("--class"), QStringLiteral("wendle-sample-editor,Wendle-sample-editor")});
-    auto terminal = client({QStringLiteral("--class"), QStringLiteral("sampleterm,SampleTerm")});
-    auto viewer = client({QStringLiteral("--class"), QStringLiteral("viewer,Viewer")});
-    auto gtk = client({QStringLiteral("--class"), QStringLiteral("zzz,Zzz"), QStringLiteral("--gtk-app-id"),
-                       QStringLiteral("org.example.Viewer")});
-    auto unknown = client({QStringLiteral("--class"), QStringLiteral("nothing,Nothing")});
+    auto editor = client({u"--class"_s, u"wendle-sample-editor,Wendle-sample-editor"_s});
+    auto terminal = client({u"--class"_s, u"sampleterm,SampleTerm"_s});
+    auto viewer = client({u"--class"_s, u"viewer,Viewer"_s});
+    auto gtk = client({u"--class"_s, u"zzz,Zzz"_s, u"--gtk-app-id"_s, u"org.example.Viewer"_s});
+    auto unknown = client({u"--class"_s, u"nothing,Nothing"_s});
     ASSERT_TRUE(editor && terminal && viewer && gtk && unknown);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
@@ -541,16 +530,16 @@ TEST_F(VXX11DesktopTest, ApplicationsAreNamedThroughTheirDesktopEntries)
             && findApplication(s, std::min(viewer->pid(), gtk->pid())) && findApplication(s, unknown->pid());
     }));
     const VXRunningApplication *e = findApplication(snapshot, editor->pid());
-    EXPECT_EQ(e->bundleIdentifier, QStringLiteral("wendle-sample-editor"));
-    EXPECT_EQ(e->bundlePath, dataDir + QStringLiteral("/applications/wendle-sample-editor.desktop"));
-    EXPECT_EQ(e->localizedName, QStringLiteral("Beispieleditor"));
+    EXPECT_EQ(e->bundleIdentifier, u"wendle-sample-editor"_s);
+    EXPECT_EQ(e->bundlePath, dataDir + u"/applications/wendle-sample-editor.desktop"_s);
+    EXPECT_EQ(e->localizedName, u"Beispieleditor"_s);
     const VXRunningApplication *t = findApplication(snapshot, terminal->pid());
-    EXPECT_EQ(t->bundleIdentifier, QStringLiteral("tools-sample-terminal"));
-    EXPECT_EQ(t->localizedName, QStringLiteral("Beispielterminal"));
+    EXPECT_EQ(t->bundleIdentifier, u"tools-sample-terminal"_s);
+    EXPECT_EQ(t->localizedName, u"Beispielterminal"_s);
     // Found by its class and by its GTK application id: two processes of one application.
     const VXRunningApplication *v = findApplication(snapshot, std::min(viewer->pid(), gtk->pid()));
-    EXPECT_EQ(v->bundleIdentifier, QStringLiteral("org.example.Viewer"));
-    EXPECT_EQ(v->localizedName, QStringLiteral("Viewer"));
+    EXPECT_EQ(v->bundleIdentifier, u"org.example.Viewer"_s);
+    EXPECT_EQ(v->localizedName, u"Viewer"_s);
     EXPECT_EQ(std::count_if(snapshot.runningApplications.begin(), snapshot.runningApplications.end(),
                             [&](const VXRunningApplication &a) { return a.bundlePath == v->bundlePath; }),
               1);
@@ -559,27 +548,26 @@ TEST_F(VXX11DesktopTest, ApplicationsAreNamedThroughTheirDesktopEntries)
     const VXRunningApplication *u = findApplication(snapshot, unknown->pid());
     EXPECT_TRUE(u->bundleIdentifier.isEmpty());
     EXPECT_EQ(u->bundlePath, testClientPath());
-    EXPECT_EQ(u->localizedName, QStringLiteral("Nothing"));
+    EXPECT_EQ(u->localizedName, u"Nothing"_s);
     // Indexed once; each process read once.
     EXPECT_EQ(desktop->statistics().desktopEntryIndexBuilds, 1);
 }
 
 TEST_F(VXX11DesktopTest, BringingToTheFrontAndQuittingActOnEveryProcess)
 {
-    const QStringList multi = ownApplication(QStringLiteral("wendle-pair"));
-    const QStringList bystanderClass = ownApplication(QStringLiteral("wendle-bystander"));
+    const QStringList multi = ownApplication(u"wendle-pair"_s);
+    const QStringList bystanderClass = ownApplication(u"wendle-bystander"_s);
     auto desktop = connectDesktop();
     ASSERT_TRUE(desktop);
-    auto one = client(QStringList {QStringLiteral("--title"), QStringLiteral("Pair one")} + multi);
-    auto two = client(QStringList {QStringLiteral("--title"), QStringLiteral("Pair two")} + multi);
+    auto one = client(QStringList {u"--title"_s, u"Pair one"_s} + multi);
+    auto two = client(QStringList {u"--title"_s, u"Pair two"_s} + multi);
     ASSERT_TRUE(one && two);
-    const QString pair = m_applications + QStringLiteral("/wendle-pair.desktop");
+    const QString pair = m_applications + u"/wendle-pair.desktop"_s;
     VXDesktopSnapshot snapshot;
 
     // A third process whose window class finds no entry joins the others through their executable
     // (the only entry its processes have so far).
-    auto third = client({QStringLiteral("--title"), QStringLiteral("Pair three"), QStringLiteral("--class"),
-                         QStringLiteral("wendle-unlisted,Wendle-unlisted")});
+    auto third = client({u"--title"_s, u"Pair three"_s, u"--class"_s, u"wendle-unlisted,Wendle-unlisted"_s});
     ASSERT_TRUE(third);
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(third->windows()[0])));
     EXPECT_EQ(findApplication(snapshot, testClientPath()), nullptr)
@@ -590,10 +578,10 @@ TEST_F(VXX11DesktopTest, BringingToTheFrontAndQuittingActOnEveryProcess)
     third->quit();
     ASSERT_TRUE(waitUntil(*desktop, snapshot, lacksWindow(third->windows()[0])));
 
-    auto other = client(QStringList {QStringLiteral("--title"), QStringLiteral("Other")} + bystanderClass);
+    auto other = client(QStringList {u"--title"_s, u"Other"_s} + bystanderClass);
     ASSERT_TRUE(other);
-    const QString bystander = m_applications + QStringLiteral("/wendle-bystander.desktop");
-    ASSERT_TRUE(xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), other->windowText(0)}));
+    const QString bystander = m_applications + u"/wendle-bystander.desktop"_s;
+    ASSERT_TRUE(xdotool({u"windowactivate"_s, u"--sync"_s, other->windowText(0)}));
     ASSERT_TRUE(waitUntil(*desktop, snapshot,
                           [&](const VXDesktopSnapshot &s) { return s.frontmostApplicationPath == bystander; }));
 
@@ -617,12 +605,12 @@ TEST_F(VXX11DesktopTest, BringingToTheFrontAndQuittingActOnEveryProcess)
 TEST(VXX11DesktopFactory, AnswersWhyThereIsNoDesktop)
 {
     QString whyNot;
-    EXPECT_EQ(VXMakeX11Desktop(&whyNot, QStringLiteral(":4321")), nullptr);
-    EXPECT_TRUE(whyNot.contains(QStringLiteral(":4321"))) << whyNot.toStdString();
+    EXPECT_EQ(VXMakeX11Desktop(&whyNot, u":4321"_s), nullptr);
+    EXPECT_TRUE(whyNot.contains(u":4321"_s)) << whyNot.toStdString();
     const VXScopedEnvironment noDisplay("DISPLAY", std::nullopt);
     whyNot.clear();
     EXPECT_EQ(VXMakeX11Desktop(&whyNot), nullptr);
-    EXPECT_TRUE(whyNot.contains(QStringLiteral("DISPLAY"))) << whyNot.toStdString();
+    EXPECT_TRUE(whyNot.contains(u"DISPLAY"_s)) << whyNot.toStdString();
 }
 
 namespace {
@@ -651,34 +639,33 @@ TEST(VXX11DesktopWithoutWindowManager, ListsMappedTopLevelWindowsAndFollowsAMana
     ASSERT_TRUE(desktop) << whyNot.toStdString();
     EXPECT_FALSE(desktop->hasWindowManager());
 
-    auto first = rig.startTestClient({QStringLiteral("--title"), QStringLiteral("Bare one")});
-    auto second = rig.startTestClient(
-        {QStringLiteral("--title"), QStringLiteral("Bare two"), QStringLiteral("--count"), QStringLiteral("2")});
+    auto first = rig.startTestClient({u"--title"_s, u"Bare one"_s});
+    auto second = rig.startTestClient({u"--title"_s, u"Bare two"_s, u"--count"_s, u"2"_s});
     ASSERT_TRUE(first && second);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         return findWindow(s, first->windows()[0]) && findWindow(s, second->windows()[1]);
     }));
     EXPECT_TRUE(snapshot.frontmostApplicationPath.isEmpty());
-    EXPECT_EQ(findWindow(snapshot, first->windows()[0])->title, QStringLiteral("Bare one"));
+    EXPECT_EQ(findWindow(snapshot, first->windows()[0])->title, u"Bare one"_s);
     for (const VXWindowListEntry &entry : snapshot.windows)
         EXPECT_EQ(entry.layer, 0);
     // Two processes of one executable without an entry: one application.
     ASSERT_NE(findApplication(snapshot, testClientPath()), nullptr);
     EXPECT_EQ(findApplication(snapshot, testClientPath())->processIdentifier, std::min(first->pid(), second->pid()));
 
-    ASSERT_TRUE(second->command(QStringLiteral("destroy 0")));
+    ASSERT_TRUE(second->command(u"destroy 0"_s));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, lacksWindow(second->windows()[0])));
     EXPECT_NE(findWindow(snapshot, second->windows()[1]), nullptr);
-    ASSERT_TRUE(first->command(QStringLiteral("title 0 Renamed")));
+    ASSERT_TRUE(first->command(u"title 0 Renamed"_s));
     ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
         const VXWindowListEntry *entry = findWindow(s, first->windows()[0]);
-        return entry && entry->title == QStringLiteral("Renamed");
+        return entry && entry->title == u"Renamed"_s;
     }));
 
     // A window manager arrives: the adapter follows it, with stacking and a front window.
-    if (VXX11TestRig::missingProgram({QStringLiteral("openbox")}).isEmpty()) {
-        rig.startProgram(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+    if (VXX11TestRig::missingProgram({u"openbox"_s}).isEmpty()) {
+        rig.startProgram(u"openbox"_s, {u"--sm-disable"_s});
         ASSERT_TRUE(waitUntil(
             *desktop, snapshot,
             [&](const VXDesktopSnapshot &s) {
@@ -686,15 +673,13 @@ TEST(VXX11DesktopWithoutWindowManager, ListsMappedTopLevelWindowsAndFollowsAMana
                     && findWindow(s, second->windows()[1]);
             },
             10000));
-        ASSERT_TRUE(rig.run(QStringLiteral("xdotool"),
-                            {QStringLiteral("windowactivate"), QStringLiteral("--sync"), first->windowText(0)}));
+        ASSERT_TRUE(rig.run(u"xdotool"_s, {u"windowactivate"_s, u"--sync"_s, first->windowText(0)}));
         ASSERT_TRUE(waitUntil(*desktop, snapshot, [&](const VXDesktopSnapshot &s) {
             return s.frontmostApplicationPath == testClientPath();
         }));
     }
     qInstallMessageHandler(previous);
-    EXPECT_EQ(s_messages.filter(QStringLiteral("no EWMH window manager")).size(), 1)
-        << s_messages.join(u'\n').toStdString();
+    EXPECT_EQ(s_messages.filter(u"no EWMH window manager"_s).size(), 1) << s_messages.join(u'\n').toStdString();
 }
 
 TEST(VXX11DesktopServerLoss, AnswersEmptySnapshotsAfterSayingSoOnce)
@@ -708,7 +693,7 @@ TEST(VXX11DesktopServerLoss, AnswersEmptySnapshotsAfterSayingSoOnce)
     options.applicationFolders = QStringList();
     auto desktop = VXX11Desktop::connect(options, &whyNot);
     ASSERT_TRUE(desktop) << whyNot.toStdString();
-    auto window = rig.startTestClient({QStringLiteral("--title"), QStringLiteral("Before the crash")});
+    auto window = rig.startTestClient({u"--title"_s, u"Before the crash"_s});
     ASSERT_TRUE(window);
     VXDesktopSnapshot snapshot;
     ASSERT_TRUE(waitUntil(*desktop, snapshot, hasWindow(window->windows()[0])));
@@ -724,6 +709,5 @@ TEST(VXX11DesktopServerLoss, AnswersEmptySnapshotsAfterSayingSoOnce)
         desktop->takeSnapshot(snapshot);
     EXPECT_TRUE(snapshot.windows.empty());
     qInstallMessageHandler(previous);
-    EXPECT_EQ(s_messages.filter(QStringLiteral("lost the connection")).size(), 1)
-        << s_messages.join(u'\n').toStdString();
+    EXPECT_EQ(s_messages.filter(u"lost the connection"_s).size(), 1) << s_messages.join(u'\n').toStdString();
 }

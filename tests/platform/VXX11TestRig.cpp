@@ -11,6 +11,8 @@
 
 #include <cstdlib>
 
+using namespace Qt::StringLiterals;
+
 #ifndef WENDLE_X11_TEST_CLIENT
 #error "WENDLE_X11_TEST_CLIENT must name the test client's path"
 #endif
@@ -72,46 +74,43 @@ bool VXX11TestRig::start(const Options &options, QString *whyNot)
 {
     application();
     stop();
-    QStringList needed = {QStringLiteral("Xvfb"), QStringLiteral("dbus-daemon")};
+    QStringList needed = {u"Xvfb"_s, u"dbus-daemon"_s};
     if (options.windowManager)
-        needed << QStringLiteral("openbox");
+        needed << u"openbox"_s;
     if (const QString missing = missingProgram(needed); !missing.isEmpty()) {
-        *whyNot = missing + QStringLiteral(" is not installed");
+        *whyNot = missing + u" is not installed"_s;
         return false;
     }
     m_temporary = std::make_unique<QTemporaryDir>();
     m_environment = QProcessEnvironment::systemEnvironment();
     // Nothing of the rig's pieces writes into the real home.
-    m_environment.insert(QStringLiteral("XDG_CACHE_HOME"), m_temporary->path() + QStringLiteral("/cache"));
-    m_environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_temporary->path() + QStringLiteral("/config"));
+    m_environment.insert(u"XDG_CACHE_HOME"_s, m_temporary->path() + u"/cache"_s);
+    m_environment.insert(u"XDG_CONFIG_HOME"_s, m_temporary->path() + u"/config"_s);
 
     // A session bus of our own, so that nothing started on the display autolaunches one.
     m_bus = makeProcess();
     const QByteArray address
-        = VXStartServer(*m_bus, QStringLiteral("dbus-daemon"),
-                        {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
+        = VXStartServer(*m_bus, u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address=1"_s});
     if (address.isEmpty()) {
-        *whyNot = QStringLiteral("the session bus did not start");
+        *whyNot = u"the session bus did not start"_s;
         stop();
         return false;
     }
-    m_environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QString::fromUtf8(address));
+    m_environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromUtf8(address));
 
     // Xvfb picks a free display and writes its number to the descriptor given (its output).
     m_server = makeProcess();
-    const QByteArray number
-        = VXStartServer(*m_server, QStringLiteral("Xvfb"),
-                        {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                         QStringLiteral("0"), QStringLiteral("1280x1024x24"), QStringLiteral("-nolisten"),
-                         QStringLiteral("tcp"), QStringLiteral("-noreset")},
-                        15000);
+    const QByteArray number = VXStartServer(
+        *m_server, u"Xvfb"_s,
+        {u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, u"1280x1024x24"_s, u"-nolisten"_s, u"tcp"_s, u"-noreset"_s},
+        15000);
     if (number.isEmpty()) {
-        *whyNot = QStringLiteral("Xvfb did not start");
+        *whyNot = u"Xvfb did not start"_s;
         stop();
         return false;
     }
-    m_display = QStringLiteral(":") + QString::fromUtf8(number);
-    m_environment.insert(QStringLiteral("DISPLAY"), m_display);
+    m_display = u":"_s + QString::fromUtf8(number);
+    m_environment.insert(u"DISPLAY"_s, m_display);
     m_hadDisplay = qEnvironmentVariableIsSet("DISPLAY");
     m_previousDisplay = qgetenv("DISPLAY");
     qputenv("DISPLAY", m_display.toLocal8Bit());
@@ -119,7 +118,7 @@ bool VXX11TestRig::start(const Options &options, QString *whyNot)
     int screenNumber = 0;
     m_connection = xcb_connect(m_display.toLocal8Bit().constData(), &screenNumber);
     if (xcb_connection_has_error(m_connection)) {
-        *whyNot = QStringLiteral("cannot connect to the new X server ") + m_display;
+        *whyNot = u"cannot connect to the new X server "_s + m_display;
         stop();
         return false;
     }
@@ -127,9 +126,9 @@ bool VXX11TestRig::start(const Options &options, QString *whyNot)
 
     if (options.windowManager) {
         m_windowManager = makeProcess();
-        m_windowManager->start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+        m_windowManager->start(u"openbox"_s, {u"--sm-disable"_s});
         if (!waitForWindowManager(10000)) {
-            *whyNot = QStringLiteral("openbox did not take the screen in time");
+            *whyNot = u"openbox did not take the screen in time"_s;
             stop();
             return false;
         }

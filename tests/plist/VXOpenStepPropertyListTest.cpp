@@ -82,14 +82,6 @@ VXValue settingsTree()
     });
 }
 
-VXValue nested(int depth)
-{
-    VXValue value = VXValue(VXMakeArray());
-    for (int i = 1; i < depth; ++i)
-        value = VXArrayOf({value});
-    return value;
-}
-
 }   // namespace
 
 TEST(VXOpenStepPropertyList, ReadsTheFormsOfCoreFoundationAndGNUstep)
@@ -222,7 +214,7 @@ TEST(VXOpenStepPropertyList, SurvivesTruncationAndBoundsNesting)
     }
 
     const int limit = VXPropertyListSerialization::kMaximumDepth;
-    EXPECT_EQ(read(QByteArray("(").repeated(limit) + QByteArray(")").repeated(limit)), nested(limit));
+    EXPECT_EQ(read(QByteArray("(").repeated(limit) + QByteArray(")").repeated(limit)), VXNestedArrays(limit));
     EXPECT_TRUE(log.take().isEmpty());
     EXPECT_TRUE(read(QByteArray("(").repeated(limit + 1) + QByteArray(")").repeated(limit + 1)).isNull());
     EXPECT_TRUE(read(QByteArray("(").repeated(100000)).isNull());

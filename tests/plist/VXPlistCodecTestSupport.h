@@ -1,32 +1,22 @@
 #pragma once
 
-// Helpers shared by the XML and old-style property-list tests: building trees tersely and
-// catching the codec's log lines.
+// Helpers shared by the XML and old-style property-list tests: deep trees and the codec's log
+// lines.
 
 #include "VXTestSupport.h"
-#include "VXValue.h"
+#include "VXValueBuilders.h"
 
 #include <QByteArrayView>
 #include <QStringList>
 #include <QtGlobal>
 
-#include <initializer_list>
-#include <utility>
-
-inline VXValue VXArrayOf(std::initializer_list<VXValue> items)
+// Arrays nested `depth` deep, the innermost empty.
+inline VXValue VXNestedArrays(int depth)
 {
-    VXArrayRef array = VXMakeArray();
-    for (const VXValue &item : items)
-        array->append(item);
-    return VXValue(std::move(array));
-}
-
-inline VXValue VXDictionaryOf(std::initializer_list<std::pair<QString, VXValue>> entries)
-{
-    VXDictionaryRef dictionary = VXMakeDictionary();
-    for (const auto &[key, value] : entries)
-        dictionary->insert(key, value);
-    return VXValue(std::move(dictionary));
+    VXValue value = VXValue(VXMakeArray());
+    for (int i = 1; i < depth; ++i)
+        value = VXArrayOf({value});
+    return value;
 }
 
 // Collects the lines logged in the category "wendle.plist" while it lives (and keeps them off

@@ -180,14 +180,6 @@ QByteArray rewrittenByPlistlib(const QByteArray &document)
     return result.standardOutput;
 }
 
-VXValue nested(int depth)
-{
-    VXValue value = VXValue(VXMakeArray());
-    for (int i = 1; i < depth; ++i)
-        value = VXArrayOf({value});
-    return value;
-}
-
 QByteArray nestedDocument(int depth)
 {
     return QByteArray("<array>").repeated(depth) + QByteArray("</array>").repeated(depth);
@@ -576,14 +568,14 @@ TEST(VXXMLPropertyList, BoundsNesting)
 {
     const int limit = VXPropertyListSerialization::kMaximumDepth;
     // The deepest tree allowed reads and writes; one level more is refused both ways.
-    const VXValue deepest = nested(limit);
+    const VXValue deepest = VXNestedArrays(limit);
     EXPECT_EQ(VXXMLPropertyListReader::read(nestedDocument(limit)), deepest);
     ASSERT_TRUE(VXXMLPropertyListWriter::write(deepest).has_value());
     EXPECT_EQ(VXXMLPropertyListReader::read(*VXXMLPropertyListWriter::write(deepest)), deepest);
 
     VXPlistLogCapture log;
     EXPECT_TRUE(VXXMLPropertyListReader::read(nestedDocument(limit + 1)).isNull());
-    EXPECT_FALSE(VXXMLPropertyListWriter::write(nested(limit + 1)).has_value());
+    EXPECT_FALSE(VXXMLPropertyListWriter::write(VXNestedArrays(limit + 1)).has_value());
     // Absurd nesting is refused without exhausting the stack.
     EXPECT_TRUE(VXXMLPropertyListReader::read(QByteArray("<plist>") + QByteArray("<array>").repeated(100000)).isNull());
     EXPECT_TRUE(VXXMLPropertyListReader::read(QByteArray("<dict><key>k</key>").repeated(100000)).isNull());

@@ -6,6 +6,7 @@
 
 #include "VXMainControllerDelegate.h"
 #include "VXPresence.h"
+#include "VXTestSupport.h"
 
 #include <QByteArray>
 #include <QFile>
@@ -128,16 +129,15 @@ private:
     bool m_hadPrevious;
 };
 
+// The shared file helpers under the names some suites still use.
 inline QByteArray readFile(const QString &path)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return VXReadFile(path);
 }
 
 inline bool writeFile(const QString &path, const QByteArray &data)
 {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(data) == data.size();
+    return VXWriteFile(path, data);
 }
 
 }   // namespace vxtest

@@ -6,6 +6,7 @@
 #include "VXTestProcess.h"
 #include "VXTestSupport.h"
 #include "VXValue.h"
+#include "VXValueBuilders.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -11,6 +11,7 @@
 #include "VXTestSupport.h"
 #include "VXUserDefaults.h"
 #include "VXValue.h"
+#include "VXValueBuilders.h"
 
 #include <gtest/gtest.h>
 
@@ -27,14 +28,6 @@
 #include <vector>
 
 namespace vxtest {
-
-inline VXArrayRef numbers(std::initializer_list<double> values)
-{
-    VXArrayRef array = VXMakeArray();
-    for (double value : values)
-        array->append(value);
-    return array;
-}
 
 inline VXArrayRef strings(std::initializer_list<const char16_t *> values)
 {

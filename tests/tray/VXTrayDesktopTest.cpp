@@ -27,8 +27,9 @@
 
 namespace {
 
-// The next line of the tool's output that starts with `prefix`, or empty after the deadline.
-QString waitForLine(QProcess *process, const QString &prefix, int timeoutMs = 8000)
+// The next line of the tool's output that starts with `prefix`, or empty after the deadline (which
+// only ends a test whose tool never says it, however loaded the machine).
+QString waitForLine(QProcess *process, const QString &prefix, int timeoutMs = 30000)
 {
     QElapsedTimer timer;
     timer.start();
@@ -95,14 +96,42 @@ protected:
         tool->waitForBytesWritten(1000);
     }
 
-    // Whether the panel has the focus within a few seconds (the window manager gives it a moment).
+    // Whether the panel gets the focus (the window manager gives it a moment).
     bool becomesActive(QProcess *tool)
     {
-        for (int attempt = 0; attempt < 50; ++attempt) {
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.elapsed() < 30000) {
             send(tool, "state");
             if (waitForLine(tool, QStringLiteral("state ")) == QStringLiteral("state visible active"))
                 return true;
             QThread::msleep(100);
+        }
+        return false;
+    }
+
+    // Waits until a window is viewable exactly where the tool says the icon is: the tray host
+    // embeds the icon before it maps it, and a click in between lands on the tray itself.
+    bool iconViewable(const QList<int> &icon)
+    {
+        const QByteArray geometry = QStringLiteral("%1x%2+").arg(icon[2]).arg(icon[3]).toUtf8();
+        const QByteArray place = QStringLiteral("+%1+%2").arg(icon[0]).arg(icon[1]).toUtf8();
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.elapsed() < 30000) {
+            QByteArray tree;
+            rig.run(QStringLiteral("xwininfo"), {QStringLiteral("-root"), QStringLiteral("-tree")}, 5000, &tree);
+            for (const QByteArray &line : tree.split('\n')) {
+                const QList<QByteArray> words = line.simplified().split(' ');
+                if (words.size() < 3 || words.last() != place || !words[words.size() - 2].startsWith(geometry))
+                    continue;
+                QByteArray state;
+                rig.run(QStringLiteral("xwininfo"), {QStringLiteral("-id"), QString::fromLatin1(words.first())}, 5000,
+                        &state);
+                if (state.contains("IsViewable"))
+                    return true;
+            }
+            QThread::msleep(50);
         }
         return false;
     }
@@ -131,6 +160,7 @@ TEST_F(TrayDesktopTest, TheIconOpensThePanelUnderItAndThePanelClosesAsItShould)
     ASSERT_EQ(icon.size(), 4) << "the icon never appeared in the tray";
     EXPECT_GT(icon[0], 1280 - 100);   // at the right end of the screen's top edge
     EXPECT_LT(icon[1], 24);
+    ASSERT_TRUE(iconViewable(icon));
 
     // A click opens the panel right-aligned under the icon, resizable to the left only.
     click(icon[0] + icon[2] / 2, icon[1] + icon[3] / 2);
@@ -152,7 +182,9 @@ TEST_F(TrayDesktopTest, TheIconOpensThePanelUnderItAndThePanelClosesAsItShould)
     // Escape closes it.
     ASSERT_TRUE(rig.run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("Escape")}));
     EXPECT_EQ(waitForLine(tool, QStringLiteral("hidden")), QStringLiteral("hidden"));
-    // (openbox leaves a panel opened again at once after Escape without the focus: a known gap.)
+    // (openbox leaves a panel opened again at once after Escape without the focus: a known gap.
+    // Nothing it publishes marks the end of its work, it keeps calling the hidden panel active,
+    // so this one wait is for a time.)
     QThread::msleep(1000);
 
     // Open again (on the stored section), then another window takes the focus: it closes.

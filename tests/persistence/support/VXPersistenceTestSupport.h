@@ -13,6 +13,7 @@
 #include "VXTestSupport.h"
 #include "VXUserDefaults.h"
 #include "VXValue.h"
+#include "VXValueBuilders.h"
 
 #include <gtest/gtest.h>
 
@@ -67,14 +68,6 @@ public:
 private:
     QLocale m_previous;
 };
-
-inline VXArrayRef numbers(std::initializer_list<double> values)
-{
-    VXArrayRef array = VXMakeArray();
-    for (double value : values)
-        array->append(value);
-    return array;
-}
 
 inline std::vector<double> doublesOf(const VXValue &value)
 {
