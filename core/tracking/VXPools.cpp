@@ -299,14 +299,10 @@ bool VXPoolMatcher::update(const VXArray *pools)
     return true;
 }
 
-void VXPoolMatcher::retieList(const VXArray *array)
+void VXPoolMatcher::retieList(const ListTie &list)
 {
-    const auto found = m_listIndexes.find(array);
-    if (found == m_listIndexes.end())
-        return;
-    const ListTie &list = m_lists[found->second];
-    for (std::size_t i = 0; i < list.size && i < array->size(); ++i)
-        m_listItems[list.first + i] = array->at(i).dictionary();
+    for (std::size_t i = 0; i < list.size && i < list.array->size(); ++i)
+        m_listItems[list.first + i] = list.array->at(i).dictionary();
 }
 
 void VXPoolMatcher::noteOwnChanges(const std::vector<const VXDictionary *> &items,
@@ -317,8 +313,11 @@ void VXPoolMatcher::noteOwnChanges(const std::vector<const VXDictionary *> &item
         if (found != m_itemIndexes.end())
             m_items[found->second].changes = item->changeCount();
     }
-    for (const VXArray *array : sortedLists)
-        retieList(array);
+    for (const VXArray *array : sortedLists) {
+        const auto found = m_listIndexes.find(array);
+        if (found != m_listIndexes.end())
+            retieList(m_lists[found->second]);
+    }
 }
 
 void VXPoolMatcher::noteOwnChangesToAll()
@@ -326,7 +325,7 @@ void VXPoolMatcher::noteOwnChangesToAll()
     for (ItemTie &tie : m_items)
         tie.changes = tie.dictionary->changeCount();
     for (const ListTie &list : m_lists)
-        retieList(list.array);
+        retieList(list);
 }
 
 std::vector<VXDictionary *> VXPoolMatcher::matchesFor(bool isWindow, const QString &applicationID,

@@ -119,7 +119,7 @@ private:
     bool isCurrent(const VXArray *pools);
     bool holdsPreparedValues(const ItemTie &tie) const;
     void tieList(const VXArray *array);
-    void retieList(const VXArray *array);
+    void retieList(const ListTie &list);
     // The entries, members and pools a name credits, in the order of the plain function.
     std::vector<VXDictionary *> matchesFor(bool isWindow, const QString &applicationID,
                                            const VXPatternSubject &name) const;
