@@ -57,8 +57,8 @@ public:
 
     // The tick changed these items and sorted these lists itself, after update(): nothing the
     // pools are prepared from (only marks, flags, times and logs, and the order of a list).
-    // Without `items`, every item and list.
     void noteOwnChanges(const std::vector<const VXDictionary *> &items, const std::vector<VXArray *> &sortedLists);
+    // The same for every item and list (a tick that walked all of them).
     void noteOwnChangesToAll();
 
     // The pools, members and entries that checkPools() marked since the last clearTouched().
