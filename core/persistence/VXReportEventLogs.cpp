@@ -159,25 +159,21 @@ struct ViewSource {
     }
 
     // The seconds of the log inside the range, when anything of it is inside.
-    static constexpr double kClipTolerance = VXEventStreamClipper<double (*)(std::size_t)>::kTolerance;
-
     std::optional<double> timeOf(VXBinaryPropertyListView::Object logObject, double timestamp, double otherTimestamp)
     {
         const VXBinaryPropertyListView::Container log = view.container(logObject);
-        if (log.kind != VXBinaryPropertyListView::Kind::Array)
+        if (log.kind != VXBinaryPropertyListView::Kind::Array || log.count == 0)
             return std::nullopt;
         const auto numberAt = [&](std::size_t i) { return view.numberAt(log, i); };
+        using Clipper = VXEventStreamClipper<decltype(numberAt)>;
         // A log whose last period closed before the range (most logs of a long record, in a
         // short range) is done with at its last number, without a search.
         const double lo = std::min(timestamp, otherTimestamp);
-        if (log.count == 0)
-            return std::nullopt;
-        if (const double last = numberAt(log.count - 1); last < 0 && -last <= lo - kClipTolerance)
+        if (const double last = numberAt(log.count - 1); last < 0 && -last <= lo - Clipper::kTolerance)
             return std::nullopt;
         double lastBefore = -1.0;
         const std::size_t first = VXFirstInRange(log.count, numberAt, lo, &lastBefore);
-        VXEventStreamClipper<decltype(numberAt)> clipper(log.count, numberAt, timestamp, otherTimestamp, first,
-                                                         lastBefore);
+        Clipper clipper(log.count, numberAt, timestamp, otherTimestamp, first, lastBefore);
         double value = 0.0;
         bool inside = false;
         while (clipper.next(value))
