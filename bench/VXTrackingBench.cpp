@@ -12,6 +12,8 @@
 //   BM_SteadyMemory       100,000 steady ticks (after 1,000 to settle); heap in use and resident
 //                         size before and after
 //
+// A record of several heavy years (VXHeavyConfigurationParametersForYears): --years N, first.
+//
 // Memory over time: bench_tracking --heap-probe[=ROUNDS] prints the heap in use and the resident
 // size every 50,000 steady ticks.
 //
@@ -73,6 +75,9 @@ constexpr int kRunningApplications = 40;
 constexpr int kOpenWindows = 150;
 constexpr double kInterval = 0.5;
 
+// The heavy years the tree spans (--years).
+int gYears = 1;
+
 // The heavy tree, and a desktop on which 40 of its applications run with 150 of its windows
 // open. The tree's application blacklist keeps its entries but the inverted one ("!Text*"),
 // which would leave only a handful of applications to track.
@@ -84,7 +89,9 @@ struct Workload {
 
     Workload()
     {
-        configuration = VXMakeHeavyConfiguration({}, &summary);
+        const VXHeavyConfigurationParameters year;
+        configuration = VXMakeHeavyConfiguration(
+            VXHeavyConfigurationParametersForYears(gYears, year.firstTimestamp + year.span), &summary);
         now = configuration->value(VXLastTimestampKey).toDouble() + 60.0;
 
         VXArrayRef blacklist = VXMakeArray();
@@ -327,6 +334,12 @@ int runForCallgrind(const char *what, int times)
 
 int main(int argc, char **argv)
 {
+    if (argc > 2 && std::strcmp(argv[1], "--years") == 0) {
+        gYears = std::max(1, std::atoi(argv[2]));
+        argv[2] = argv[0];
+        argv += 2;
+        argc -= 2;
+    }
     for (int i = 1; i < argc; ++i) {
         // --callgrind=steady:1000
         if (std::strncmp(argv[i], "--callgrind=", 12) == 0) {

@@ -310,6 +310,8 @@ bool measureRecord(int years, const Home &home, const QString &wendle, const QSt
         std::fprintf(stderr, "bench_years: %s\n", qPrintable(error));
         return false;
     }
+    // A journal left by an earlier run in the same folder belongs to another record.
+    QFile::remove(VXConfigurationStore::journalPathFor(home.recordPath()));
     row.fileMB = double(QFileInfo(home.recordPath()).size()) / 1e6;
 
     // Start-up, ticks and a save, through the store and the controller as the program runs them.
@@ -321,10 +323,12 @@ bool measureRecord(int years, const Home &home, const QString &wendle, const QSt
         VXFakeDesktop desktop;
         fillDesktop(desktop);
         configuration.reset();
+        // Loaded and saved through the controller's own store, as the program does: a second
+        // store would leave the controller's journal tied to no record, so that its first flush
+        // saved the record whole and its entries could land after the bench's own save.
         VXMainController controller(desktop, time, time, defaults);
-        VXConfigurationStore store(defaults, time, [&] { return controller.configuration(); });
         const double began = threadSeconds();
-        controller.setConfiguration(store.loadConfiguration());
+        controller.loadConfiguration();
         controller.updateLists(&controller);
         row.startupMs = (threadSeconds() - began) * 1000.0;
         time.advanceBy(2.0);
@@ -334,10 +338,10 @@ bool measureRecord(int years, const Home &home, const QString &wendle, const QSt
         row.steadyMs = medianMilliseconds([&] { time.advanceBy(kInterval); }, steadyTicks);
         row.forcedMs = medianMilliseconds([&] { controller.updateLists(&controller); }, years >= 5 ? 9 : 21);
         const double saveBegan = seconds();
-        store.saveConfiguration(true, false, false);
+        controller.saveConfiguration(true, false, false);
         row.savePauseMs = (seconds() - saveBegan) * 1000.0;
         row.residentAfterSaveMB = residentMB(QCoreApplication::applicationPid());
-        store.waitForPendingWrites();
+        controller.store().waitForPendingWrites();
     }
 
     if (inProcess)

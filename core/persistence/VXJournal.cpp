@@ -15,6 +15,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <unordered_set>
 #include <utility>
 
 const QString VXJournal::kFlushOperation = QStringLiteral("flushJournal");
@@ -668,6 +669,7 @@ struct VXJournal::Encoder {
     std::array<VXValue, 5> root;
     std::vector<const VXDictionary *> poolItems;
     std::vector<List> lists;
+    std::unordered_map<const VXArray *, std::size_t> listIndexes;   // of `lists`, by array
     bool broken = false;   // the tree changed in a way entries cannot say
     Writer out;
 
@@ -676,6 +678,15 @@ struct VXJournal::Encoder {
     // moved is compared.
     std::unordered_map<const VXDictionary *, std::vector<std::pair<QString, const VXDictionary *>>> tickWindows;
     bool tickWindowsUnknown = true;
+    // The same for applications and pool items: those the ticks consolidated (the others did
+    // not move), unless a tick walked all of them; and the lists of pool items they sorted.
+    bool everyApplication = true;
+    std::vector<std::pair<const VXDictionary *, QString>> tickApplications;
+    std::unordered_set<const VXDictionary *> tickApplicationSet;
+    bool everyPoolItem = true;
+    std::vector<const VXDictionary *> tickPoolItems;
+    std::unordered_set<const VXDictionary *> tickPoolItemSet;
+    std::unordered_set<const VXArray *> tickPoolLists;
 
     // The safety net: each half-hourly save compares one slice of the items value for value
     // whatever the journal says, so that a change no one reported reaches the record within
@@ -687,16 +698,40 @@ struct VXJournal::Encoder {
     {
         if (!windows) {
             tickWindowsUnknown = true;
+            everyApplication = true;
+            everyPoolItem = true;
             return;
         }
         for (const VXTickWindows::Window &window : windows->windows)
             tickWindows[window.application].emplace_back(window.key, window.window);
+        everyApplication = everyApplication || windows->everyApplication;
+        if (!everyApplication) {
+            for (const VXTickWindows::Application &application : windows->applications) {
+                if (tickApplicationSet.insert(application.application).second)
+                    tickApplications.emplace_back(application.application, application.key);
+            }
+        }
+        everyPoolItem = everyPoolItem || windows->everyPoolItem;
+        if (!everyPoolItem) {
+            for (const VXDictionary *item : windows->poolItems) {
+                if (tickPoolItemSet.insert(item).second)
+                    tickPoolItems.push_back(item);
+            }
+            tickPoolLists.insert(windows->sortedPoolLists.begin(), windows->sortedPoolLists.end());
+        }
     }
 
     void forgetTickWindows()
     {
         tickWindows.clear();
         tickWindowsUnknown = false;
+        everyApplication = false;
+        tickApplications.clear();
+        tickApplicationSet.clear();
+        everyPoolItem = false;
+        tickPoolItems.clear();
+        tickPoolItemSet.clear();
+        tickPoolLists.clear();
     }
 
     void reset(const VXDictionaryRef &snapshot, const VXDictionary &live)
@@ -751,6 +786,7 @@ struct VXJournal::Encoder {
             root[i] = live.value(*rootKeys()[i]);
         poolItems.clear();
         lists.clear();
+        listIndexes.clear();
         addList(live.value(VXPoolsKey), snapshot->value(VXPoolsKey), nullptr, 0, {});
         // Every application is marked at the save, while it is as saved, so that its change
         // counts tell from then on whether anything touched it.
@@ -787,6 +823,7 @@ struct VXJournal::Encoder {
         const VXArray *baseArray = baseValue.array();
         lists.push_back({VXArrayRef(array), owner, depth, path, {}, {}});
         const std::size_t listIndex = lists.size() - 1;
+        listIndexes.emplace(array, listIndex);
         std::uint32_t index = 0;
         for (const VXValue &element : *array) {
             VXDictionary *item = element.dictionary();
@@ -1156,43 +1193,77 @@ struct VXJournal::Encoder {
 
     // ---- Pools
 
-    void comparePools(const VXDictionary &live)
+    // `all`: every pool item and list; otherwise those the ticks said they changed.
+    void comparePools(const VXDictionary &live, bool all)
     {
-        for (const VXDictionary *item : poolItems)
-            compare(marks.at(item), *item);
+        if (all) {
+            for (const VXDictionary *item : poolItems)
+                compare(marks.at(item), *item);
+        } else {
+            for (const VXDictionary *item : tickPoolItems) {
+                // An item the record does not list came by a user's action, which saves whole.
+                auto found = marks.find(item);
+                if (found == marks.end() || !found->second.depth) {
+                    broken = true;
+                    return;
+                }
+                compare(found->second, *item);
+            }
+        }
         const VXArray *pools = live.value(VXPoolsKey).array();
         if (lists.empty() ? pools != nullptr : lists.front().array.get() != pools) {
             broken = true;
             return;
         }
-        for (List &list : lists) {
-            bool same = list.array->size() == list.written.size();
-            for (std::size_t i = 0; same && i < list.written.size(); ++i)
-                same = list.array->at(i).dictionary() == list.written[i];
-            if (same)
-                continue;
-            if (list.array->size() != list.written.size()) {
-                broken = true;
-                return;
-            }
-            if (list.owner)
-                move(marks.at(list.owner));
-            out.op(kOrder);
-            out.byte(list.depth);
-            for (std::uint8_t i = 0; i < list.depth; ++i)
-                out.number(list.path[i]);
-            out.number(list.array->size());
-            for (std::size_t i = 0; i < list.array->size(); ++i) {
-                const VXDictionary *item = list.array->at(i).dictionary();
-                auto found = list.index.find(item);
-                if (found == list.index.end()) {
+        if (!all) {
+            for (const VXArray *array : tickPoolLists) {
+                auto found = listIndexes.find(array);
+                if (found == listIndexes.end()) {
                     broken = true;
                     return;
                 }
-                out.number(found->second);
-                list.written[i] = item;
+                if (!compareList(lists[found->second]))
+                    return;
             }
+            return;
         }
+        for (List &list : lists) {
+            if (!compareList(list))
+                return;
+        }
+    }
+
+    // Writes the list's order when it changed; answers false when it cannot (the tree changed
+    // in a way entries cannot say).
+    bool compareList(List &list)
+    {
+        bool same = list.array->size() == list.written.size();
+        for (std::size_t i = 0; same && i < list.written.size(); ++i)
+            same = list.array->at(i).dictionary() == list.written[i];
+        if (same)
+            return true;
+        if (list.array->size() != list.written.size()) {
+            broken = true;
+            return false;
+        }
+        if (list.owner)
+            move(marks.at(list.owner));
+        out.op(kOrder);
+        out.byte(list.depth);
+        for (std::uint8_t i = 0; i < list.depth; ++i)
+            out.number(list.path[i]);
+        out.number(list.array->size());
+        for (std::size_t i = 0; i < list.array->size(); ++i) {
+            const VXDictionary *item = list.array->at(i).dictionary();
+            auto found = list.index.find(item);
+            if (found == list.index.end()) {
+                broken = true;
+                return false;
+            }
+            out.number(found->second);
+            list.written[i] = item;
+        }
+        return true;
     }
 
     // ---- The whole entry
@@ -1250,7 +1321,27 @@ struct VXJournal::Encoder {
             return std::nullopt;
         VXDictionary *applications = live.value(VXApplicationsKey).dictionary();
         const VXDictionary *baseApplications = base->value(VXApplicationsKey).dictionary();
-        if (applications) {
+        // A save shares what the marks call settled, so it needs every item's mark up to date;
+        // an entry between saves needs only what the ticks changed.
+        const bool everything = beforeSave || tickWindowsUnknown;
+        if (applications && !everything && !everyApplication) {
+            // Windows come from the applications a tick consolidated, which it names.
+            for (const auto &[application, windows] : tickWindows) {
+                if (!tickApplicationSet.contains(application))
+                    broken = true;
+            }
+            for (const auto &[application, key] : tickApplications) {
+                if (broken)
+                    break;
+                // Applications go only by a user's action, which saves the tree whole.
+                VXDictionary *filed = applications->value(key).dictionary();
+                if (filed != application) {
+                    broken = true;
+                    break;
+                }
+                compareApplication(key, *filed, baseApplications, beforeSave);
+            }
+        } else if (applications) {
             std::size_t fromBase = 0;
             for (std::size_t i = 0; i < applications->size() && !broken; ++i) {
                 VXDictionary *application = applications->valueAt(i).dictionary();
@@ -1270,7 +1361,7 @@ struct VXJournal::Encoder {
             broken = true;
         }
         if (!broken)
-            comparePools(live);
+            comparePools(live, everything || everyPoolItem);
         if (!broken)
             compareRoot(live);
         if (broken)

@@ -27,8 +27,9 @@
 // window table's) did not move since it was last known equal to the saved item, so that a flag
 // stored by a path that tells no one is still saved. Changes made in place, which no count sees,
 // are caught by the slice of items each save compares in full (every item within kVerifyRounds
-// saves) and logged. The sampler tells the journal which windows each tick may have changed
-// (VXTickWindows), so an entry compares those, not every window of an application that moved.
+// saves) and logged. The sampler tells the journal which windows, applications and pool items
+// each tick may have changed (VXTickWindows), so an entry between saves compares those, not
+// every item of the record; the entry a save writes first still compares every item.
 
 #include "VXTreeSnapshots.h"
 #include "VXValue.h"

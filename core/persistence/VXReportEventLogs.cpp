@@ -135,8 +135,11 @@ struct ViewSource {
             return VXDictionaryRef();
         // The times first: most items of a long record have none in a short range, and are not
         // decoded at all then.
-        const std::optional<double> active = timeOf(item, VXActiveLogKey, timestamp, otherTimestamp);
-        const std::optional<double> front = timeOf(item, VXFrontActiveLogKey, timestamp, otherTimestamp);
+        const QStringView logKeys[] = {VXActiveLogKey, VXFrontActiveLogKey};
+        VXBinaryPropertyListView::Object logs[2];
+        view.valuesForKeys(item, logKeys, 2, logs);
+        const std::optional<double> active = timeOf(logs[0], timestamp, otherTimestamp);
+        const std::optional<double> front = timeOf(logs[1], timestamp, otherTimestamp);
         *hasEvents = active || front;
         if (onlyWithEvents && !*hasEvents)
             return VXDictionaryRef();
@@ -156,17 +159,21 @@ struct ViewSource {
     }
 
     // The seconds of the log inside the range, when anything of it is inside.
-    std::optional<double> timeOf(const VXBinaryPropertyListView::Container &item, const QString &logKey,
-                                 double timestamp, double otherTimestamp)
+    std::optional<double> timeOf(VXBinaryPropertyListView::Object logObject, double timestamp, double otherTimestamp)
     {
-        const VXBinaryPropertyListView::Container log = view.container(view.valueForKey(item, logKey));
-        if (log.kind != VXBinaryPropertyListView::Kind::Array)
+        const VXBinaryPropertyListView::Container log = view.container(logObject);
+        if (log.kind != VXBinaryPropertyListView::Kind::Array || log.count == 0)
             return std::nullopt;
         const auto numberAt = [&](std::size_t i) { return view.numberAt(log, i); };
+        using Clipper = VXEventStreamClipper<decltype(numberAt)>;
+        // A log whose last period closed before the range (most logs of a long record, in a
+        // short range) is done with at its last number, without a search.
+        const double lo = std::min(timestamp, otherTimestamp);
+        if (const double last = numberAt(log.count - 1); last < 0 && -last <= lo - Clipper::kTolerance)
+            return std::nullopt;
         double lastBefore = -1.0;
-        const std::size_t first = VXFirstInRange(log.count, numberAt, std::min(timestamp, otherTimestamp), &lastBefore);
-        VXEventStreamClipper<decltype(numberAt)> clipper(log.count, numberAt, timestamp, otherTimestamp, first,
-                                                         lastBefore);
+        const std::size_t first = VXFirstInRange(log.count, numberAt, lo, &lastBefore);
+        Clipper clipper(log.count, numberAt, timestamp, otherTimestamp, first, lastBefore);
         double value = 0.0;
         bool inside = false;
         while (clipper.next(value))

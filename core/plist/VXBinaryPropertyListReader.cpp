@@ -649,20 +649,33 @@ VXBinaryPropertyListView::Object VXBinaryPropertyListView::valueAt(const Contain
 
 VXBinaryPropertyListView::Object VXBinaryPropertyListView::valueForKey(const Container &dictionary, QStringView key)
 {
-    if (dictionary.kind != Kind::Dictionary)
-        return Object();
-    // The last of equal keys, as the tree keeps it.
     Object found;
+    valuesForKeys(dictionary, &key, 1, &found);
+    return found;
+}
+
+void VXBinaryPropertyListView::valuesForKeys(const Container &dictionary, const QStringView *keys, std::size_t count,
+                                             Object *values)
+{
+    std::fill(values, values + count, Object());
+    if (dictionary.kind != Kind::Dictionary)
+        return;
+    // The last of equal keys, as the tree keeps it.
     for (std::uint64_t i = 0; i < dictionary.count; ++i) {
         const Object name = childAt(dictionary, i);
         if (name.isNull())
-            return Object();
-        if (m_reader->keyIs(name.index, key))
-            found = valueAt(dictionary, i);
+            break;
+        for (std::size_t k = 0; k < count; ++k) {
+            if (m_reader->keyIs(name.index, keys[k])) {
+                values[k] = valueAt(dictionary, i);
+                break;
+            }
+        }
         if (m_reader->failed())
-            return Object();
+            break;
     }
-    return found;
+    if (m_reader->failed())
+        std::fill(values, values + count, Object());
 }
 
 VXBinaryPropertyListView::Object VXBinaryPropertyListView::valueForKey(Object dictionary, QStringView key)

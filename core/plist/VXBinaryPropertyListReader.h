@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringView>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -66,6 +67,9 @@ public:
     // none or the object is no dictionary.
     Object valueForKey(const Container &dictionary, QStringView key);
     Object valueForKey(Object dictionary, QStringView key);
+    // The values of `count` keys in one pass over the dictionary's keys, as valueForKey() finds
+    // each: into `values`, null for a key that is missing.
+    void valuesForKeys(const Container &dictionary, const QStringView *keys, std::size_t count, Object *values);
     // The i-th item of an array as a number, as VXValue::toDouble() answers it.
     double numberAt(const Container &array, std::uint64_t i);
     // Items `first` to `first + count` (or the array's end) as numbers into `out`, as numberAt()

@@ -380,6 +380,11 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     tick.generation = ++m_generation;
     m_touchedApplications.clear();
     m_tickWindows.windows.clear();
+    m_tickWindows.everyApplication = true;
+    m_tickWindows.applications.clear();
+    m_tickWindows.everyPoolItem = true;
+    m_tickWindows.poolItems.clear();
+    m_tickWindows.sortedPoolLists.clear();
 
     creditApplications(tick);
     consolidateApplications(tick);
@@ -420,7 +425,7 @@ void VXActivitySampler::creditApplications(Tick &tick)
         setString(*application, VXPathKey, process.bundlePath);
         setBool(*application, true, VXActiveMarkKey);
         setBool(*application, front, VXFrontActiveMarkKey);
-        m_poolMatcher.checkPools(*application, tick.gap, tick.elapsed, front);
+        creditPools(tick, *application, front);
 
         if (process.processIdentifier < 0)
             continue;
@@ -476,11 +481,19 @@ void VXActivitySampler::creditWindows(Tick &tick, VXDictionary &application, con
         setString(*window, VXApplicationIDKey, applicationID);
         setBool(*window, true, VXActiveMarkKey);
         setBool(*window, front, VXFrontActiveMarkKey);
-        m_poolMatcher.checkPools(*window, tick.gap, tick.elapsed, front);
+        creditPools(tick, *window, front);
         record.touched.push_back({key, VXDictionaryRef(window)});
         // Only the frontmost window of the frontmost application is the front window.
         front = false;
     }
+}
+
+void VXActivitySampler::creditPools(Tick &tick, VXDictionary &item, bool front)
+{
+    if (m_plainPoolWalk)
+        checkPools(tick.pools, item, tick.gap, tick.elapsed, front);
+    else
+        m_poolMatcher.checkPools(item, tick.gap, tick.elapsed, front);
 }
 
 void VXActivitySampler::consolidateApplications(Tick &tick)
@@ -510,7 +523,9 @@ void VXActivitySampler::consolidateApplications(Tick &tick)
         std::vector<KeyedItem> candidates = std::move(m_seenApplications);
         candidates.insert(candidates.end(), m_touchedApplications.begin(), m_touchedApplications.end());
         removeDuplicates(candidates);
+        m_tickWindows.everyApplication = false;
         for (KeyedItem &candidate : candidates) {
+            m_tickWindows.applications.push_back({candidate.item.get(), candidate.key});
             if (consolidateApplication(tick, candidate.key, *candidate.item, listed))
                 seen.push_back(std::move(candidate));
         }
@@ -745,6 +760,7 @@ void VXActivitySampler::consolidateEveryPool(Tick &tick)
     }
     sortPoolArray(sortColumn);
     m_seenPoolItems = std::move(seen);
+    m_poolMatcher.noteOwnChangesToAll();
 }
 
 // With the record, only the items seen at the previous tick or now can change (the others are
@@ -804,6 +820,11 @@ void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
     unsorted.erase(std::unique(unsorted.begin(), unsorted.end()), unsorted.end());
     for (VXArray *array : unsorted)
         VXSortItemArray(*array, sortColumn);
+    m_tickWindows.everyPoolItem = false;
+    for (const void *candidate : candidates.items())
+        m_tickWindows.poolItems.push_back(static_cast<const VXDictionary *>(candidate));
+    m_tickWindows.sortedPoolLists.assign(unsorted.begin(), unsorted.end());
+    m_poolMatcher.noteOwnChanges(m_tickWindows.poolItems, unsorted);
 
     if (poolChanged) {
         m_poolArray->clear();

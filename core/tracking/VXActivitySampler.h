@@ -43,17 +43,28 @@
 
 class VXUserDefaults;
 
-// The windows one tick may have changed, for the journal, which then compares only those instead
-// of every window an application ever had: each window the tick credited or consolidated (of a
+// What one tick may have changed, for the journal, which then compares only those items instead
+// of every item the record holds. Windows: each window the tick credited or consolidated (of a
 // walk over all of an application's windows, those whose change count moved), with its
-// application and its key under "Windows By Name".
+// application and its key under "Windows By Name". Applications and pool items: those the tick
+// consolidated, unless it walked every one of them (`everyApplication`, `everyPoolItem`); the
+// lists of pool items it sorted, unless it sorted them all.
 struct VXTickWindows {
     struct Window {
         const VXDictionary *application;
         QString key;
         const VXDictionary *window;
     };
+    struct Application {
+        const VXDictionary *application;
+        QString key;
+    };
     std::vector<Window> windows;
+    bool everyApplication = true;
+    std::vector<Application> applications;
+    bool everyPoolItem = true;
+    std::vector<const VXDictionary *> poolItems;
+    std::vector<const VXArray *> sortedPoolLists;
 };
 
 // Settings the sampler reads (the registered ones are in VXRegisteredDefaults.h).
@@ -153,6 +164,11 @@ public:
     // Forgets the record of dormant items: the next tick walks every item of the tree.
     void invalidateDormancyRecord();
 
+    // Credits pools by the plain walk over every pool, member and entry (checkPools) instead of
+    // the prepared matcher: the reference the matcher is compared with. Use it with full walks
+    // only (the record of dormant pool items follows the matcher).
+    void setPlainPoolWalk(bool plain) { m_plainPoolWalk = plain; }
+
 private:
     struct Tick;
     struct WindowRecord;
@@ -166,6 +182,7 @@ private:
     void creditApplications(Tick &tick);
     void creditWindows(Tick &tick, VXDictionary &application, const QString &applicationID, const QString &name,
                        std::int64_t processIdentifier, bool front);
+    void creditPools(Tick &tick, VXDictionary &item, bool front);
     void consolidateApplications(Tick &tick);
     bool consolidateApplication(Tick &tick, const QString &key, VXDictionary &application,
                                 std::vector<KeyedItem> &listed);
@@ -187,6 +204,7 @@ private:
     VXWindowDescriptions m_windowDescriptions;
     std::unique_ptr<Rules> m_rules;
     VXPoolMatcher m_poolMatcher;
+    bool m_plainPoolWalk = false;
 
     // The dormancy record: the applications seen at the previous tick, and per application item
     // its window table as it was when last consolidated and the windows in it seen then.

@@ -129,8 +129,12 @@ void VXPoolMatcher::clear()
 {
     m_touched.clear();
     m_pools.reset();
-    m_poolCount = 0;
     m_prepared.clear();
+    m_lists.clear();
+    m_listItems.clear();
+    m_items.clear();
+    m_itemIndexes.clear();
+    m_listIndexes.clear();
     m_matches->byName.clear();
     m_places.clear();
 }
@@ -141,14 +145,28 @@ const VXPoolMatcher::Place *VXPoolMatcher::placeOf(const VXDictionary *item) con
     return found != m_places.end() ? &found->second : nullptr;
 }
 
+void VXPoolMatcher::tieList(const VXArray *array)
+{
+    if (!array)
+        return;
+    m_listIndexes[array] = m_lists.size();
+    m_lists.push_back({array, m_listItems.size(), array->size()});
+    for (const VXValue &value : *array)
+        m_listItems.push_back(value.dictionary());
+}
+
 void VXPoolMatcher::build(const VXArray *pools)
 {
     clear();
     if (!pools)
         return;
     m_pools = VXArrayRef(const_cast<VXArray *>(pools));
-    m_poolCount = pools->size();
     m_prepared.reserve(pools->size());
+    tieList(pools);
+    const auto tie = [this](const VXDictionary *item, std::uint32_t member, std::uint32_t entry) {
+        m_itemIndexes[item] = m_items.size();
+        m_items.push_back({item, item->changeCount(), std::uint32_t(m_prepared.size() - 1), member, entry});
+    };
     for (const VXValue &poolValue : *pools) {
         VXDictionary *pool = poolValue.dictionary();
         if (!pool)
@@ -156,19 +174,20 @@ void VXPoolMatcher::build(const VXArray *pools)
         Pool &prepared = m_prepared.emplace_back();
         prepared.dictionary = VXDictionaryRef(pool);
         prepared.children = pool->value(VXChildrenKey);
-        prepared.changes = pool->changeCount();
+        tie(pool, kNone, kNone);
         VXArray *members = prepared.children.array();
         if (!members)
             continue;
-        prepared.memberCount = members->size();
+        tieList(members);
         prepared.members.reserve(members->size());
         for (const VXValue &memberValue : *members) {
             VXDictionary *member = memberValue.dictionary();
             if (!member)
                 continue;
+            const auto memberIndex = std::uint32_t(prepared.members.size());
             Member &preparedMember = prepared.members.emplace_back();
             preparedMember.dictionary = VXDictionaryRef(member);
-            preparedMember.changes = member->changeCount();
+            tie(member, memberIndex, kNone);
             m_places[member] = {members, pool};
             preparedMember.name = member->value(VXNameKey);
             preparedMember.applicationIDValue = member->value(VXApplicationIDKey);
@@ -178,16 +197,17 @@ void VXPoolMatcher::build(const VXArray *pools)
             preparedMember.applicationID = preparedMember.applicationIDValue.stringRef();
             preparedMember.namePattern = VXPattern(preparedMember.name.toString(), false);
             VXArray *entries = preparedMember.children.array();
-            preparedMember.childCount = entries ? entries->size() : 0;
-            preparedMember.hasEntries = preparedMember.childCount > 0;
+            preparedMember.hasEntries = entries && !entries->isEmpty();
             if (!entries)
                 continue;
+            tieList(entries);
             preparedMember.entries.reserve(entries->size());
             for (const VXValue &entryValue : *entries) {
                 if (VXDictionary *entry = entryValue.dictionary()) {
                     const VXValue &entryName = entry->value(VXNameKey);
-                    preparedMember.entries.push_back({VXDictionaryRef(entry), entryName,
-                                                      VXPattern(entryName.toString(), false), entry->changeCount()});
+                    tie(entry, memberIndex, std::uint32_t(preparedMember.entries.size()));
+                    preparedMember.entries.push_back(
+                        {VXDictionaryRef(entry), entryName, VXPattern(entryName.toString(), false)});
                     m_places[entry] = {entries, pool};
                 }
             }
@@ -228,79 +248,47 @@ bool sameValue(const VXValue *found, const VXValue &prepared)
 
 }   // namespace
 
-// The same objects holding the same values: comparing values that were not replaced costs a
-// pointer comparison each.
-bool VXPoolMatcher::isCurrent(const VXArray *pools) const
+// Whether an item whose change count moved still holds what it was prepared from.
+bool VXPoolMatcher::holdsPreparedValues(const ItemTie &tie) const
 {
-    if (pools != m_pools.get() || !pools || pools->size() != m_poolCount)
+    const Pool &pool = m_prepared[tie.pool];
+    if (tie.member == kNone)
+        return tie.dictionary->value(VXChildrenKey) == pool.children;
+    const Member &member = pool.members[tie.member];
+    if (tie.entry != kNone)
+        return tie.dictionary->value(VXNameKey) == member.entries[tie.entry].name;
+    const MemberValues values(*tie.dictionary);
+    return sameValue(values.name, member.name) && sameValue(values.applicationID, member.applicationIDValue)
+        && sameValue(values.matchAnyApplication, member.matchAnyApplication)
+        && sameValue(values.children, member.children);
+}
+
+// The same objects holding the same values: each list holds the same items, and an item whose
+// change count did not move is unchanged. (A list replaced by another changes its holder's
+// count.)
+bool VXPoolMatcher::isCurrent(const VXArray *pools)
+{
+    if (!pools || pools != m_pools.get())
         return false;
-    std::size_t index = 0;
-    for (const VXValue &poolValue : *pools) {
-        const VXDictionary *pool = poolValue.dictionary();
-        if (!pool)
-            continue;
-        if (index >= m_prepared.size())
+    for (const ListTie &list : m_lists) {
+        const std::vector<VXValue> &items = list.array->items();
+        if (items.size() != list.size)
             return false;
-        const Pool &prepared = m_prepared[index++];
-        if (prepared.dictionary.get() != pool)
-            return false;
-        if (pool->changeCount() != prepared.changes) {
-            if (!(pool->value(VXChildrenKey) == prepared.children))
-                return false;
-            prepared.changes = pool->changeCount();
-        }
-        const VXArray *members = prepared.children.array();
-        if (!members)
-            continue;
-        if (members->size() != prepared.memberCount)
-            return false;
-        std::size_t memberIndex = 0;
-        for (const VXValue &memberValue : *members) {
-            const VXDictionary *member = memberValue.dictionary();
-            if (!member)
-                continue;
-            if (memberIndex >= prepared.members.size())
-                return false;
-            const Member &preparedMember = prepared.members[memberIndex++];
-            if (preparedMember.dictionary.get() != member)
-                return false;
-            if (member->changeCount() != preparedMember.changes) {
-                const MemberValues values(*member);
-                if (!sameValue(values.name, preparedMember.name)
-                    || !sameValue(values.applicationID, preparedMember.applicationIDValue)
-                    || !sameValue(values.matchAnyApplication, preparedMember.matchAnyApplication)
-                    || !sameValue(values.children, preparedMember.children))
-                    return false;
-                preparedMember.changes = member->changeCount();
-            }
-            const VXArray *entries = preparedMember.children.array();
-            if (!entries)
-                continue;
-            if (entries->size() != preparedMember.childCount)
-                return false;
-            std::size_t entryIndex = 0;
-            for (const VXValue &entryValue : *entries) {
-                const VXDictionary *entry = entryValue.dictionary();
-                if (!entry)
-                    continue;
-                if (entryIndex >= preparedMember.entries.size())
-                    return false;
-                const Entry &preparedEntry = preparedMember.entries[entryIndex++];
-                if (preparedEntry.dictionary.get() != entry)
-                    return false;
-                if (entry->changeCount() != preparedEntry.changes) {
-                    if (!(entry->value(VXNameKey) == preparedEntry.name))
-                        return false;
-                    preparedEntry.changes = entry->changeCount();
-                }
-            }
-            if (entryIndex != preparedMember.entries.size())
+        const VXDictionary *const *held = m_listItems.data() + list.first;
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            if (items[i].dictionary() != held[i])
                 return false;
         }
-        if (memberIndex != prepared.members.size())
-            return false;
     }
-    return index == m_prepared.size();
+    for (ItemTie &tie : m_items) {
+        const std::uint32_t changes = tie.dictionary->changeCount();
+        if (changes == tie.changes)
+            continue;
+        if (!holdsPreparedValues(tie))
+            return false;
+        tie.changes = changes;
+    }
+    return true;
 }
 
 bool VXPoolMatcher::update(const VXArray *pools)
@@ -309,6 +297,35 @@ bool VXPoolMatcher::update(const VXArray *pools)
         return false;
     build(pools);
     return true;
+}
+
+void VXPoolMatcher::retieList(const ListTie &list)
+{
+    for (std::size_t i = 0; i < list.size && i < list.array->size(); ++i)
+        m_listItems[list.first + i] = list.array->at(i).dictionary();
+}
+
+void VXPoolMatcher::noteOwnChanges(const std::vector<const VXDictionary *> &items,
+                                   const std::vector<VXArray *> &sortedLists)
+{
+    for (const VXDictionary *item : items) {
+        const auto found = m_itemIndexes.find(item);
+        if (found != m_itemIndexes.end())
+            m_items[found->second].changes = item->changeCount();
+    }
+    for (const VXArray *array : sortedLists) {
+        const auto found = m_listIndexes.find(array);
+        if (found != m_listIndexes.end())
+            retieList(m_lists[found->second]);
+    }
+}
+
+void VXPoolMatcher::noteOwnChangesToAll()
+{
+    for (ItemTie &tie : m_items)
+        tie.changes = tie.dictionary->changeCount();
+    for (const ListTie &list : m_lists)
+        retieList(list);
 }
 
 std::vector<VXDictionary *> VXPoolMatcher::matchesFor(bool isWindow, const QString &applicationID,

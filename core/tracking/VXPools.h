@@ -36,7 +36,10 @@ void checkPools(const VXArray *pools, VXDictionary &item, bool gap, double inter
 // name remembered, so that a steady desktop matches nothing anew from tick to tick. update() at
 // the start of every tick checks that the pools are still the ones it prepared (the same
 // objects with the same names, identifiers, flags and children) and prepares them again when
-// they are not; the pools must not change until the tick ends.
+// they are not; the pools must not change until the tick ends. The check is one pass over every
+// list and the change count of every pool item; the tick tells the matcher what it changed
+// itself (noteOwnChanges), so that an item it credited or a list it sorted is not compared value
+// for value at the next tick.
 class VXPoolMatcher
 {
 public:
@@ -52,6 +55,12 @@ public:
 
     void checkPools(VXDictionary &item, bool gap, double interval, bool isFrontmost);
 
+    // The tick changed these items and sorted these lists itself, after update(): nothing the
+    // pools are prepared from (only marks, flags, times and logs, and the order of a list).
+    void noteOwnChanges(const std::vector<const VXDictionary *> &items, const std::vector<VXArray *> &sortedLists);
+    // The same for every item and list (a tick that walked all of them).
+    void noteOwnChangesToAll();
+
     // The pools, members and entries that checkPools() marked since the last clearTouched().
     const std::vector<VXDictionary *> &touched() const { return m_touched; }
     void clearTouched() { m_touched.clear(); }
@@ -65,13 +74,10 @@ public:
     const Place *placeOf(const VXDictionary *item) const;
 
 private:
-    // Each prepared dictionary keeps the change count it had when its values were last found
-    // equal, so that an unchanged one is a single comparison.
     struct Entry {
         VXDictionaryRef dictionary;
         VXValue name;
         VXPattern pattern;
-        mutable std::uint32_t changes = 0;
     };
     struct Member {
         VXDictionaryRef dictionary;
@@ -79,32 +85,52 @@ private:
         VXValue applicationIDValue;
         VXValue matchAnyApplication;
         VXValue children;
-        std::size_t childCount = 0;
         bool matchesAnyApplication = false;
         bool hasEntries = false;
         QString applicationID;
         VXPattern namePattern;
         std::vector<Entry> entries;
-        mutable std::uint32_t changes = 0;
     };
     struct Pool {
         VXDictionaryRef dictionary;
         VXValue children;
-        mutable std::uint32_t changes = 0;
-        std::size_t memberCount = 0;
         std::vector<Member> members;
     };
     struct MatchKey;
     struct Matches;
+    // What isCurrent() walks, flat: each list (the pools, a pool's members, a member's entries)
+    // with the items it held, and each pool item with its change count when it was last known
+    // to hold what it was prepared from. `member` and `entry` place it in m_prepared (kNone for
+    // a pool, or a member).
+    static constexpr std::uint32_t kNone = ~std::uint32_t(0);
+    struct ListTie {
+        const VXArray *array = nullptr;
+        std::size_t first = 0;   // into m_listItems
+        std::size_t size = 0;
+    };
+    struct ItemTie {
+        const VXDictionary *dictionary = nullptr;
+        std::uint32_t changes = 0;
+        std::uint32_t pool = 0;
+        std::uint32_t member = kNone;
+        std::uint32_t entry = kNone;
+    };
 
-    bool isCurrent(const VXArray *pools) const;
+    bool isCurrent(const VXArray *pools);
+    bool holdsPreparedValues(const ItemTie &tie) const;
+    void tieList(const VXArray *array);
+    void retieList(const ListTie &list);
     // The entries, members and pools a name credits, in the order of the plain function.
     std::vector<VXDictionary *> matchesFor(bool isWindow, const QString &applicationID,
                                            const VXPatternSubject &name) const;
 
     VXArrayRef m_pools;
-    std::size_t m_poolCount = 0;
     std::vector<Pool> m_prepared;
+    std::vector<ListTie> m_lists;
+    std::vector<const VXDictionary *> m_listItems;
+    std::vector<ItemTie> m_items;
+    std::unordered_map<const VXDictionary *, std::size_t> m_itemIndexes;   // into m_items
+    std::unordered_map<const VXArray *, std::size_t> m_listIndexes;   // into m_lists
     std::unique_ptr<Matches> m_matches;
     std::vector<VXDictionary *> m_touched;
     std::unordered_map<const VXDictionary *, Place> m_places;

@@ -131,8 +131,30 @@ TEST(IncrementalSnapshots, SavesAfterRandomTrackingWriteTheWholeTreesFile)
         TrackedDesktop day(seed);
         VXMainController &controller = day.controller;
         ScopedDataHome &dataHome = day.dataHome;
+        // The record and the journal beside it give the live tree back.
+        const auto expectReplayGivesTheTree = [&](int step) {
+            controller.store().waitForPendingWrites();
+            const QByteArray record = readFile(dataHome.configurationFile());
+            const VXJournalFile::Contents journal
+                = VXJournalFile::read(readFile(dataHome.configurationFolder() + u"/Default.journal"_s), record);
+            ASSERT_EQ(journal.status, VXJournalFile::Contents::Status::Matches) << "at step " << step;
+            const VXDictionaryRef replayed = deeplyMutableDictionaryWithData(record);
+            VXJournalReplay replay(*replayed);
+            for (const QByteArray &entry : journal.entries)
+                ASSERT_TRUE(replay.apply(entry)) << "at step " << step;
+            EXPECT_EQ(VXValue(replayed), VXValue(controller.configuration()))
+                << "at step " << step << ": "
+                << firstDifference(VXValue(replayed), VXValue(controller.configuration()));
+        };
         for (int step = 0; step < 120; ++step) {
             day.step();
+            if (step % 10 == 4) {
+                // Between saves: the entries alone (which compare only what the ticks changed).
+                controller.journal().flush();
+                expectReplayGivesTheTree(step);
+                if (HasFatalFailure())
+                    return;
+            }
             if (step % 10 != 9)
                 continue;
             // The save, as the half-hourly one takes it: told what did not move since the last.
@@ -149,20 +171,10 @@ TEST(IncrementalSnapshots, SavesAfterRandomTrackingWriteTheWholeTreesFile)
                         << qPrintable(name) << " at step " << step;
                 }
             });
-            // The journal went on from the last save with the marks it kept: the record and the
-            // journal beside it give the tree back.
-            store.waitForPendingWrites();
-            const QByteArray record = readFile(dataHome.configurationFile());
-            const VXJournalFile::Contents journal
-                = VXJournalFile::read(readFile(dataHome.configurationFolder() + u"/Default.journal"_s), record);
-            ASSERT_EQ(journal.status, VXJournalFile::Contents::Status::Matches) << "at step " << step;
-            const VXDictionaryRef replayed = deeplyMutableDictionaryWithData(record);
-            VXJournalReplay replay(*replayed);
-            for (const QByteArray &entry : journal.entries)
-                ASSERT_TRUE(replay.apply(entry)) << "at step " << step;
-            EXPECT_EQ(VXValue(replayed), VXValue(controller.configuration()))
-                << "at step " << step << ": "
-                << firstDifference(VXValue(replayed), VXValue(controller.configuration()));
+            // The journal went on from the last save with the marks it kept.
+            expectReplayGivesTheTree(step);
+            if (HasFatalFailure())
+                return;
             store.noteChange();
             store.writeWhole();
             store.waitForPendingWrites();

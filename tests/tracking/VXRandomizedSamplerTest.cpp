@@ -5,7 +5,8 @@
 // a window table or the whole tree). After every tick the tree must keep its invariants, the
 // credits must follow the credit rule, and the sampler that skips dormant windows (walking only
 // the tables that changed on a forced tick) must leave exactly the tree that a walk over every
-// item leaves.
+// item leaves. The walk credits pools by the plain walk over every pool, member and entry; the
+// skipping sampler by its prepared matcher, which must notice every pool edit by itself.
 
 #include "VXActivitySampler.h"
 #include "VXBlacklists.h"
@@ -133,6 +134,7 @@ public:
         VXDictionaryRef skipping = makeConfiguration();
         VXActivitySampler walking;
         VXActivitySampler skipper;
+        walking.setPlainPoolWalk(true);
         VXSamplerSettings settings;
         VXDesktopSnapshot snapshot;
         double now = kStart;
@@ -242,7 +244,16 @@ private:
         VXArray &members = *aPool.value(VXChildrenKey).array();
         VXDictionary *aMember = members.isEmpty() ? nullptr : members.at((edit / 7) % members.size()).dictionary();
         const QString pattern = patterns[(edit / 11) % std::size(patterns)];
-        switch ((edit / 101) % 7) {
+        switch ((edit / 101) % 9) {
+        case 7:   // an entry renamed in place
+            if (const VXArray *entries = aMember ? aMember->value(VXChildrenKey).array() : nullptr;
+                entries && !entries->isEmpty())
+                entries->at((edit / 3) % entries->size()).dictionary()->insert(VXNameKey, pattern);
+            break;
+        case 8:   // a member re-identified
+            if (aMember)
+                aMember->insert(VXApplicationIDKey, edit % 2 ? u"org.example.Mail"_s : u"org.example.Editor"_s);
+            break;
         case 0:
             if (aMember)
                 setBool(*aMember, !boolForKey(*aMember, VXMatchAnyApplicationKey), VXMatchAnyApplicationKey);
