@@ -162,14 +162,57 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
                                std::vector<QRectF> *out)
 {
     const double range = end - begin;
-    if (eventLog.isEmpty() || !(range > 0.0))
+    if (!(range > 0.0))
+        return;
+    walkNaturalChannel(eventLog, begin, (r.width() + 1.0) / range, r, emboss, out, nullptr);
+}
+
+double simplifiedScale(double begin, double end, qreal width)
+{
+    const double range = end - begin;
+    const double columns = width + 1.0;
+    if (!(range > 0.0) || !(columns > 0.0))
+        return 0.0;
+    // Seconds per point on a ladder whose steps grow by one part in `columns`, the first rung that
+    // holds the whole range.
+    const double step = std::log1p(1.0 / columns);
+    const double rung = std::ceil(std::log(range / columns) / step);
+    double secondsPerPoint = std::exp(rung * step);
+    if (secondsPerPoint * columns < range)
+        secondsPerPoint = std::exp((rung + 1.0) * step);
+    return 1.0 / secondsPerPoint;
+}
+
+void walkNaturalChannel(const VXArray &eventLog, double begin, double scale, const QRectF &r, bool emboss,
+                        std::vector<QRectF> *out, ChannelWalkPoint *point)
+{
+    const std::vector<VXValue> &items = eventLog.items();
+    const auto numberAt = [&items](std::size_t i) {
+        const VXValue &number = items[i];
+        return number.isReal() ? number.realValue() : number.toDouble();
+    };
+    std::size_t start = 0;
+    double prev = -1.0;
+    if (point) {
+        // Picks up where the last column began, when the numbers before it are still there.
+        if (point->index > 0 && point->index < items.size() && numberAt(point->index - 1) == point->numberBefore
+            && point->fillCount <= out->size()) {
+            out->resize(point->fillCount);
+            if (!out->empty())
+                out->back() = point->lastFill;
+            start = point->index;
+            prev = point->prev;
+        } else {
+            out->clear();
+        }
+        *point = ChannelWalkPoint();
+    }
+    if (items.empty() || !(scale > 0.0))
         return;
     // A year's row holds thousands of periods for a few hundred columns: the walk reads the
     // numbers in place, tells columns apart by their whole number, and makes one rectangle per
     // column when it leaves it. Within a column the sum only grows (clipped periods are closed
     // and in order), so its last rectangle holds every earlier one.
-    const double scale = (r.width() + 1.0) / range;
-    double prev = -1.0;
     // The column of the periods being added up: a whole number from 0 (the usual case), or, for
     // one left of the range or beyond 2^52, -1 with the column in `otherX`. None before the first.
     std::int64_t column = -1;
@@ -195,8 +238,8 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
         out->push_back(rect);
     };
     bool pending = false;
-    for (const VXValue &number : eventLog.items()) {
-        const double v = number.isReal() ? number.realValue() : number.toDouble();
+    for (std::size_t i = start; i < items.size(); ++i) {
+        const double v = numberAt(i);
         if (isOpening(v) == isOpening(prev))
             continue;
         if (isOpening(v)) {
@@ -222,6 +265,8 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
             column = -1;
             otherX = x;
         }
+        if (!sameColumn && point)
+            *point = {i, prev, numberAt(i - 1), out->size(), out->empty() ? QRectF() : out->back()};
         acc = sameColumn ? acc + w : w;
         pending = true;
         prev = v;

@@ -165,8 +165,8 @@ private:
     void drawEventLog(QPainter &painter, const VXDictionary &eventLog, bool includeTotalActivity,
                       bool includeFrontActivity, bool inNaturalTime, double normalizedToInterval, QRectF inRect,
                       int colorScheme, bool emboss, bool includeText);
-    void drawEventLogChannel(QPainter &painter, const VXArray &eventLog, bool inNaturalTime,
-                             double normalizedToInterval, const QColor &color, const QRectF &inRect, bool emboss);
+    void drawEventLogChannel(QPainter &painter, const VXArrayRef &log, bool inNaturalTime, double normalizedToInterval,
+                             const QColor &color, const QRectF &inRect, bool emboss);
     void drawTimestampIntervalChooser(QPainter &painter, const QRectF &visibleRect, int colorScheme);
     void drawMouseSpanOrMouseLocation(QPainter &painter, const QRectF &visibleRect, int colorScheme);
     void drawMouseLocationInVisibleRect(QPainter &painter, const QRectF &visibleRect, bool drawTimeDescription);
