@@ -167,22 +167,6 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
     walkNaturalChannel(eventLog, begin, (r.width() + 1.0) / range, r, emboss, out, nullptr);
 }
 
-double simplifiedScale(double begin, double end, qreal width)
-{
-    const double range = end - begin;
-    const double columns = width + 1.0;
-    if (!(range > 0.0) || !(columns > 0.0))
-        return 0.0;
-    // Seconds per point on a ladder whose steps grow by one part in `columns`, the first rung that
-    // holds the whole range.
-    const double step = std::log1p(1.0 / columns);
-    const double rung = std::ceil(std::log(range / columns) / step);
-    double secondsPerPoint = std::exp(rung * step);
-    if (secondsPerPoint * columns < range)
-        secondsPerPoint = std::exp((rung + 1.0) * step);
-    return 1.0 / secondsPerPoint;
-}
-
 void walkNaturalChannel(const VXArray &eventLog, double begin, double scale, const QRectF &r, bool emboss,
                         std::vector<QRectF> *out, ChannelWalkPoint *point)
 {
@@ -193,15 +177,19 @@ void walkNaturalChannel(const VXArray &eventLog, double begin, double scale, con
     };
     std::size_t start = 0;
     double prev = -1.0;
+    // The scale below which a column before the one being walked would change.
+    double holdsDownTo = 0.0;
     if (point) {
-        // Picks up where the last column began, when the numbers before it are still there.
+        // Picks up where the last column began, when the numbers before it are still there and
+        // the columns before it come out the same at this scale.
         if (point->index > 0 && point->index < items.size() && numberAt(point->index - 1) == point->numberBefore
-            && point->fillCount <= out->size()) {
+            && point->fillCount <= out->size() && scale <= point->scale && scale >= point->holdsDownTo) {
             out->resize(point->fillCount);
             if (!out->empty())
                 out->back() = point->lastFill;
             start = point->index;
             prev = point->prev;
+            holdsDownTo = point->holdsDownTo;
         } else {
             out->clear();
         }
@@ -218,7 +206,20 @@ void walkNaturalChannel(const VXArray &eventLog, double begin, double scale, con
     std::int64_t column = -1;
     double otherX = -1.0;
     double acc = 0.0;
+    // The column's seconds.
+    double seconds = 0.0;
+    // A smaller scale (the range's end moved on) moves a column's periods left and shrinks its
+    // sum: a column holds down to the scale that would move its first period into the column on
+    // its left, and to the one that would take its sum below what makes its width (both kept a
+    // little above, against rounding). A column past 2^52 points holds at no other scale.
+    constexpr double kMargin = 1.0 + 1e-9;
+    double columnHoldsDownTo = 0.0;
+    const auto sumHoldsDownTo = [&] {
+        const double least = acc >= 2.0 ? std::floor(acc) : acc > 0.09 ? 0.09 : 0.0;
+        return least > 0.0 ? least / seconds * kMargin : 0.0;
+    };
     const auto fill = [&] {
+        holdsDownTo = std::max({holdsDownTo, columnHoldsDownTo, sumHoldsDownTo()});
         if (!(acc > 0.09))
             return;
         const double x = column >= 0 ? double(column) : otherX;
@@ -265,9 +266,28 @@ void walkNaturalChannel(const VXArray &eventLog, double begin, double scale, con
             column = -1;
             otherX = x;
         }
-        if (!sameColumn && point)
-            *point = {i, prev, numberAt(i - 1), out->size(), out->empty() ? QRectF() : out->back()};
+        if (!sameColumn) {
+            seconds = 0.0;
+            const double offset = prev - begin;
+            if (column > 0)
+                columnHoldsDownTo = double(column) / offset * kMargin;
+            else if (column < 0 && position < 0.0)
+                columnHoldsDownTo = otherX + 1.0 < 0.0 ? (otherX + 1.0) / offset * kMargin : 0.0;
+            else
+                columnHoldsDownTo = column == 0 ? 0.0 : scale;
+            // The walk may pick up here while the columns before this one hold, and this one's
+            // first period stays in it.
+            if (point)
+                *point = {i,
+                          prev,
+                          numberAt(i - 1),
+                          out->size(),
+                          out->empty() ? QRectF() : out->back(),
+                          scale,
+                          std::max(holdsDownTo, columnHoldsDownTo)};
+        }
         acc = sameColumn ? acc + w : w;
+        seconds += -v - prev;
         pending = true;
         prev = v;
     }

@@ -100,30 +100,29 @@ void pinHeaders(qreal applicationsNaturalY, qreal poolsNaturalY, qreal left, qre
 void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end, const QRectF &r, bool emboss,
                                std::vector<QRectF> *out);
 
-// The renderings without text map time with points per second from a ladder rather than exactly
-// (width + 1) / (end - begin): the seconds per point are rounded up to a rung, the rungs one part
-// in (width + 1) apart. The range still fits, ending at most a column short of the right edge,
-// and a range whose end moves forward keeps its columns until it has grown by about a column's
-// time, so that a drawing kept from the last tick stays valid but for its last columns.
-double simplifiedScale(double begin, double end, qreal width);
-
 // Where a walk over a channel's log can pick up again: at the closing that began the last column
 // (index), the period's opening then (prev), the number before the closing (checked on picking
-// up), and the fills made before that column, the last of them as it stood then. Index 0: none.
+// up), the fills made before that column with the last of them as it stood then, the scale of
+// the walk, and the smallest scale at which the columns before it and the place of its own first
+// period come out the same. Index 0: none.
 struct ChannelWalkPoint {
     std::size_t index = 0;
     double prev = -1.0;
     double numberBefore = 0.0;
     std::size_t fillCount = 0;
     QRectF lastFill;
+    double scale = 0.0;
+    double holdsDownTo = 0.0;
 };
 
 // The walk behind appendNaturalChannelRects(), with `scale` points per second. With a point, `out`
-// holds the fills of an earlier walk of the same log in the same row rectangle and time mapping
-// (or nothing, with an empty point): the walk picks up at the point when the log still holds the
-// number before it (a log changes only at its end, as the clip cache changes it:
-// VXReportEventLogs.h), and otherwise starts over with `out` cleared; it leaves the point of its
-// own last column in `point`.
+// holds the fills of an earlier walk of the same log in the same row rectangle from the same
+// begin (or nothing, with an empty point): the walk picks up at the point when the log still
+// holds the number before it (a log changes only at its end, as the clip cache changes it:
+// VXReportEventLogs.h) and the scale lies between the point's smallest and its own (the range's
+// end moved on, but not so far that an earlier column changes: in a long range that is rare), and
+// otherwise starts over with `out` cleared; it leaves the point of its own last column in
+// `point`. Either way the fills are those of a walk from the start.
 void walkNaturalChannel(const VXArray &eventLog, double begin, double scale, const QRectF &r, bool emboss,
                         std::vector<QRectF> *out, ChannelWalkPoint *point);
 

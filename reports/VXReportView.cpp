@@ -134,13 +134,12 @@ struct VXReportView::Private {
 
     // The renderings without text keep each channel's fills between drawings, per log and row
     // rectangle (the taskbar icon and the desktop report draw the same logs in other rows), so
-    // that a drawing after a tick walks only the last columns of each log; see simplifiedScale().
+    // that a drawing after a tick walks only the last column of each log (walkNaturalChannel).
     struct KeptFills {
         VXArrayRef log;   // held, so that its address names no other array while kept
         QRectF rect;
         bool emboss = false;
         double begin = 0.0;
-        double scale = 0.0;
         std::vector<QRectF> fills;
         ChannelWalkPoint point;
         quint64 drawing = 0;
@@ -163,10 +162,9 @@ struct VXReportView::Private {
             found = keptFills.emplace(log.get(), std::move(fresh));
         }
         KeptFills &kept = found->second;
-        if (kept.begin != begin || kept.scale != scale) {
-            // Another time mapping: no column of the last drawing holds.
+        if (kept.begin != begin) {
+            // Another begin: no column of the last drawing holds.
             kept.begin = begin;
-            kept.scale = scale;
             kept.point = ChannelWalkPoint();
         }
         kept.drawing = simplifiedDrawings;
@@ -662,10 +660,11 @@ void VXReportView::drawEventLogChannel(QPainter &painter, const VXArrayRef &log,
         return;
     const double range = m_endTimestamp - m_beginTimestamp;
     if (inNaturalTime) {
+        if (!(range > 0.0))
+            return;
         const std::vector<QRectF> *fills = &d->fills;
         if (d->simplified) {
-            fills = &d->keptFillsFor(log, r, emboss, m_beginTimestamp,
-                                     simplifiedScale(m_beginTimestamp, m_endTimestamp, r.width()));
+            fills = &d->keptFillsFor(log, r, emboss, m_beginTimestamp, (r.width() + 1.0) / range);
         } else {
             d->fills.clear();
             appendNaturalChannelRects(eventLog, m_beginTimestamp, m_endTimestamp, r, emboss, &d->fills);

@@ -206,63 +206,30 @@ TEST(ReportGeometry, ChannelPixelsInNaturalTime)
     EXPECT_EQ(fills[0], rect(0, 0, 1, 10));
 }
 
-TEST(ReportGeometry, TheRenderingsTimeMappingHoldsTheRangeAndKeepsItsColumnsWhileTheEndMoves)
-{
-    struct Row {
-        const char *name;
-        double range;
-        qreal width;
-    };
-    const Row rows[] = {
-        {"a year in the taskbar icon", 365.0 * 86400.0, 110},
-        {"a day on the desktop", 86400.0, 1279},
-        {"a minute in one point", 60.0, 0},
-        {"half a second over 800 points", 0.5, 800},
-    };
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.name);
-        const double columns = row.width + 1.0;
-        const double scale = simplifiedScale(kBase, kBase + row.range, row.width);
-        // The whole range fits, short of the edge by less than a column (and rounding).
-        EXPECT_LE(scale * row.range, columns);
-        EXPECT_GT(scale * row.range, columns - 1.0 - 1e-9);
-        // Ticks of half a second keep the mapping until the range has grown by about a column's
-        // time; the next rung holds for as long again.
-        int changes = 0;
-        double grown = 0.0, last = scale;
-        const double column = row.range / columns;
-        for (int tick = 1; tick <= 4000 && changes < 2; ++tick) {
-            grown = std::max(0.5, column / 200.0) * tick;
-            const double next = simplifiedScale(kBase, kBase + row.range + grown, row.width);
-            if (next != last) {
-                ++changes;
-                last = next;
-            }
-            EXPECT_LE(next * (row.range + grown), columns);
-        }
-        EXPECT_EQ(changes, 2);
-        EXPECT_GT(grown, 0.9 * column);
-        EXPECT_LT(grown, 2.2 * row.range * (1.0 + 1.0 / columns) / columns + 1.0);
-    }
-    EXPECT_EQ(simplifiedScale(kBase, kBase, 100), 0.0);
-}
-
 TEST(ReportGeometry, AChannelWalkPicksUpAtItsLastColumnAfterTheLogChangedAtItsEnd)
 {
-    // One point per second from kBase; the last column begins with the period at 699.5. A walk
-    // that picked up where it should not, or restored the wrong fills, differs from a fresh one.
+    // One point per second from kBase (then a little less, as when the range's end moves on);
+    // the last column begins with the period at 699.5. A walk that picked up where it should not,
+    // or restored the wrong fills, differs from a fresh one.
     const QRectF r(0, 0, 999, 10);
     struct Row {
         const char *name;
         std::function<void(VXArray &)> change;
+        double scale;
     };
+    const auto unchanged = [](VXArray &) {};
     const Row rows[] = {
-        {"the last closing moved later", [](VXArray &log) { log[log.size() - 1] = VXValue(-(kBase + 750.0)); }},
-        {"a period in a new column", [](VXArray &log) { log.append(kBase + 900.0), log.append(-(kBase + 950.0)); }},
+        {"the last closing moved later", [](VXArray &log) { log[log.size() - 1] = VXValue(-(kBase + 750.0)); }, 1.0},
+        {"a period in a new column", [](VXArray &log) { log.append(kBase + 900.0), log.append(-(kBase + 950.0)); },
+         1.0},
         {"the last closing moved earlier (the merged fill shrinks)",
-         [](VXArray &log) { log[log.size() - 1] = VXValue(-(kBase + 700.5)); }},
-        {"the last period taken back", [](VXArray &log) { log.removeLast(), log.removeLast(); }},
-        {"the last opening changed", [](VXArray &log) { log[log.size() - 2] = VXValue(kBase + 710.0); }},
+         [](VXArray &log) { log[log.size() - 1] = VXValue(-(kBase + 700.5)); }, 1.0},
+        {"the last period taken back", [](VXArray &log) { log.removeLast(), log.removeLast(); }, 1.0},
+        {"the last opening changed", [](VXArray &log) { log[log.size() - 2] = VXValue(kBase + 710.0); }, 1.0},
+        {"the end moved on by a tenth of a column", unchanged, 1.0 - 1e-4},
+        {"the end moved on by a column: the 600 s period moves left", unchanged, 599.0 / 600.0},
+        {"the end moved on so far that the 200-point fill narrows", unchanged, 0.9},
+        {"the end moved back", unchanged, 1.0 + 1e-4},
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
@@ -274,9 +241,9 @@ TEST(ReportGeometry, AChannelWalkPicksUpAtItsLastColumnAfterTheLogChangedAtItsEn
         ASSERT_EQ(point.index, log->size() - 1);
         ASSERT_EQ(kept, (std::vector<QRectF> {rect(100, 0, 200, 10), rect(600, 0, 119, 10)}));
         row.change(*log);
-        walkNaturalChannel(*log, kBase, 1.0, r, false, &kept, &point);
+        walkNaturalChannel(*log, kBase, row.scale, r, false, &kept, &point);
         std::vector<QRectF> fresh;
-        walkNaturalChannel(*log, kBase, 1.0, r, false, &fresh, nullptr);
+        walkNaturalChannel(*log, kBase, row.scale, r, false, &fresh, nullptr);
         EXPECT_EQ(kept, fresh);
     }
 }

@@ -44,11 +44,11 @@ VXArrayRef randomLog(VXSeededRandom &random)
     return log;
 }
 
-// The channel's rule, period by period, on the renderings' time mapping.
+// The channel's rule, period by period.
 void fillChannelPlainly(QPainter &painter, const VXArray &log, double begin, double end, const QRectF &r, bool emboss,
                         QRgb color)
 {
-    const double scale = VXReportGeometry::simplifiedScale(begin, end, r.width());
+    const double scale = (r.width() + 1.0) / (end - begin);
     double prev = -1.0, lastX = -1.0, acc = 0.0;
     for (const VXValue &number : log) {
         const double v = number.toDouble();
