@@ -146,6 +146,9 @@ struct VXReportView::Private {
     };
     std::unordered_multimap<const VXArray *, KeptFills> keptFills;
     quint64 simplifiedDrawings = 0;
+    // The renderings without text as of the last rebuild, and the rebuilds since with none.
+    quint64 simplifiedDrawingsAtRebuild = 0;
+    int rebuildsWithoutSimplifiedDrawing = 0;
     // A rendering without text is in progress.
     bool simplified = false;
     // The fills of one channel in the rendering without text, kept or made.
@@ -336,6 +339,14 @@ void VXReportView::update(QObject *sender)
     watchDefaults();
     d->generation = nextRevision();
     d->modelStale = false;
+    // Fills kept for renderings without text that are no longer made (the taskbar icon and the
+    // desktop report turned off) go after a few rebuilds.
+    if (d->simplifiedDrawings != d->simplifiedDrawingsAtRebuild) {
+        d->simplifiedDrawingsAtRebuild = d->simplifiedDrawings;
+        d->rebuildsWithoutSimplifiedDrawing = 0;
+    } else if (++d->rebuildsWithoutSimplifiedDrawing > 4) {
+        d->keptFills.clear();
+    }
 
     // Follow the viewport's size: a resize of the window rebuilds the view.
     QScrollArea *scrollArea = enclosingScrollArea(this);
