@@ -167,7 +167,7 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
     walkNaturalChannel(eventLog, begin, (r.width() + 1.0) / range, r, emboss, out, nullptr);
 }
 
-void walkNaturalChannel(const VXArray &eventLog, double begin, double scale, const QRectF &r, bool emboss,
+bool walkNaturalChannel(const VXArray &eventLog, double begin, double scale, const QRectF &r, bool emboss,
                         std::vector<QRectF> *out, ChannelWalkPoint *point)
 {
     const std::vector<VXValue> &items = eventLog.items();
@@ -179,6 +179,7 @@ void walkNaturalChannel(const VXArray &eventLog, double begin, double scale, con
     double prev = -1.0;
     // The scale below which a column before the one being walked would change.
     double holdsDownTo = 0.0;
+    bool pickedUp = false;
     if (point) {
         // Picks up where the last column began, when the numbers before it are still there and
         // the columns before it come out the same at this scale.
@@ -190,13 +191,14 @@ void walkNaturalChannel(const VXArray &eventLog, double begin, double scale, con
             start = point->index;
             prev = point->prev;
             holdsDownTo = point->holdsDownTo;
+            pickedUp = true;
         } else {
             out->clear();
         }
         *point = ChannelWalkPoint();
     }
     if (items.empty() || !(scale > 0.0))
-        return;
+        return pickedUp;
     // A year's row holds thousands of periods for a few hundred columns: the walk reads the
     // numbers in place, tells columns apart by their whole number, and makes one rectangle per
     // column when it leaves it. Within a column the sum only grows (clipped periods are closed
@@ -293,6 +295,7 @@ void walkNaturalChannel(const VXArray &eventLog, double begin, double scale, con
     }
     if (pending)
         fill();
+    return pickedUp;
 }
 
 double eventLogDuration(const VXArray &eventLog)

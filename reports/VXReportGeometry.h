@@ -122,8 +122,9 @@ struct ChannelWalkPoint {
 // VXReportEventLogs.h) and the scale lies between the point's smallest and its own (the range's
 // end moved on, but not so far that an earlier column changes: in a long range that is rare), and
 // otherwise starts over with `out` cleared; it leaves the point of its own last column in
-// `point`. Either way the fills are those of a walk from the start.
-void walkNaturalChannel(const VXArray &eventLog, double begin, double scale, const QRectF &r, bool emboss,
+// `point`. Either way the fills are those of a walk from the start. True when it picked up (the
+// fills before the point's count less one are as they were).
+bool walkNaturalChannel(const VXArray &eventLog, double begin, double scale, const QRectF &r, bool emboss,
                         std::vector<QRectF> *out, ChannelWalkPoint *point);
 
 // The summed length of the closed periods of an event log (repeated openings or closings count

@@ -141,6 +141,8 @@ struct VXReportView::Private {
         bool emboss = false;
         double begin = 0.0;
         std::vector<QRectF> fills;
+        // The fills in whole points, as they are handed to the painter.
+        std::vector<QRect> pixelFills;
         ChannelWalkPoint point;
         quint64 drawing = 0;
     };
@@ -151,8 +153,9 @@ struct VXReportView::Private {
     int rebuildsWithoutSimplifiedDrawing = 0;
     // A rendering without text is in progress.
     bool simplified = false;
-    // The fills of one channel in the rendering without text, kept or made.
-    std::vector<QRectF> &keptFillsFor(const VXArrayRef &log, const QRectF &r, bool emboss, double begin, double scale)
+    // The fills of one channel in the rendering without text, kept or made, in whole points.
+    const std::vector<QRect> &keptFillsFor(const VXArrayRef &log, const QRectF &r, bool emboss, double begin,
+                                           double scale)
     {
         const auto [first, last] = keptFills.equal_range(log.get());
         auto found = std::find_if(
@@ -171,8 +174,12 @@ struct VXReportView::Private {
             kept.point = ChannelWalkPoint();
         }
         kept.drawing = simplifiedDrawings;
-        walkNaturalChannel(*log, begin, scale, r, emboss, &kept.fills, &kept.point);
-        return kept.fills;
+        const std::size_t unchanged = kept.point.fillCount > 0 ? kept.point.fillCount - 1 : 0;
+        const bool pickedUp = walkNaturalChannel(*log, begin, scale, r, emboss, &kept.fills, &kept.point);
+        kept.pixelFills.resize(kept.fills.size());
+        for (std::size_t i = pickedUp ? unchanged : 0; i < kept.fills.size(); ++i)
+            kept.pixelFills[i] = kept.fills[i].toAlignedRect();
+        return kept.pixelFills;
     }
     // Forgets the fills of logs left out of the last few renderings without text.
     void forgetOldFills()
@@ -673,24 +680,24 @@ void VXReportView::drawEventLogChannel(QPainter &painter, const VXArrayRef &log,
     if (inNaturalTime) {
         if (!(range > 0.0))
             return;
-        const std::vector<QRectF> *fills = &d->fills;
+        // Whole points (rows and columns are), handed over in one call: a year's row can have a
+        // fill for nearly every column.
+        const std::vector<QRect> *pixelFills = &d->pixelFills;
         if (d->simplified) {
-            fills = &d->keptFillsFor(log, r, emboss, m_beginTimestamp, (r.width() + 1.0) / range);
+            pixelFills = &d->keptFillsFor(log, r, emboss, m_beginTimestamp, (r.width() + 1.0) / range);
         } else {
             d->fills.clear();
             appendNaturalChannelRects(eventLog, m_beginTimestamp, m_endTimestamp, r, emboss, &d->fills);
+            d->pixelFills.resize(d->fills.size());
+            for (std::size_t i = 0; i < d->fills.size(); ++i)
+                d->pixelFills[i] = d->fills[i].toAlignedRect();
         }
-        if (fills->empty())
+        if (pixelFills->empty())
             return;
-        // Whole points (rows and columns are), handed over in one call: a year's row can have a
-        // fill for nearly every column.
-        d->pixelFills.resize(fills->size());
-        for (std::size_t i = 0; i < fills->size(); ++i)
-            d->pixelFills[i] = (*fills)[i].toAlignedRect();
         painter.save();
         painter.setPen(Qt::NoPen);
         painter.setBrush(color);
-        painter.drawRects(d->pixelFills.data(), int(d->pixelFills.size()));
+        painter.drawRects(pixelFills->data(), int(pixelFills->size()));
         painter.restore();
         return;
     }

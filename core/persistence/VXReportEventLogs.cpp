@@ -310,16 +310,18 @@ VXArrayRef VXEventLogClipCache::clip(const VXArrayRef &log, double timestamp, do
     VXArray &out = *kept.clipped;
     VXEventStreamClipper<decltype(numberAt)> clipper(items.size(), numberAt, lo, hi, first, lastBefore, intervalBefore);
     double value = 0.0;
+    double lastOutput = out.isEmpty() ? 0.0 : out.last().toDouble();
     while (clipper.next(value)) {
         // An opening after a closing is a log's own number, the one just read; one at the range's
         // start would be read there as the start itself, so the walk never continues from it.
-        if (value > 0 && !out.isEmpty() && out.last().toDouble() < 0 && lastRead > 0
+        if (value > 0 && lastOutput < 0 && lastRead > 0
             && value - lo >= VXEventStreamClipper<decltype(numberAt)>::kTolerance) {
             kept.resumeIndex = lastRead;
             kept.resumeOutput = out.size();
             kept.resumeInterval = clipper.interval();
         }
         out.append(value);
+        lastOutput = value;
     }
     if (kept.resumeIndex > 0) {
         kept.numberBefore = items[kept.resumeIndex - 1].toDouble();
