@@ -16,6 +16,8 @@ class VXHeavyReportDelegate : public VXReportViewDelegate
 public:
     VXDictionaryRef configuration;
     double begin = 0.0, end = 0.0, first = 0.0, last = 0.0;
+    // As the live report's data source clips: a rebuild after a tick continues the last one.
+    VXEventLogClipCache clipCache;
 
     void getBeginTimestamp(double *b, double *e, double *f, double *l, VXReportView *) override
     {
@@ -36,11 +38,13 @@ public:
         settings.applications = true;
         settings.pools = false;
         VXArrayRef logs = VXMakeArray();
-        collectEventLogsClippedBetweenTimestamp(*configuration, from, to, settings, nullptr,
-                                                [&](const VXDictionaryRef &entry, int depth) {
-                                                    if (depth == 0)
-                                                        logs->append(entry);
-                                                });
+        collectEventLogsClippedBetweenTimestamp(
+            *configuration, from, to, settings, nullptr,
+            [&](const VXDictionaryRef &entry, int depth) {
+                if (depth == 0)
+                    logs->append(entry);
+            },
+            &clipCache);
         return logs;
     }
     std::unique_ptr<QMenu> contextMenuForEventLog(const VXDictionaryRef &) override { return nullptr; }

@@ -162,20 +162,66 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
                                std::vector<QRectF> *out)
 {
     const double range = end - begin;
-    if (eventLog.isEmpty() || !(range > 0.0))
+    if (!(range > 0.0))
         return;
+    walkNaturalChannel(eventLog, begin, (r.width() + 1.0) / range, r, emboss, out, nullptr);
+}
+
+bool walkNaturalChannel(const VXArray &eventLog, double begin, double scale, const QRectF &r, bool emboss,
+                        std::vector<QRectF> *out, ChannelWalkPoint *point)
+{
+    const std::vector<VXValue> &items = eventLog.items();
+    const auto numberAt = [&items](std::size_t i) {
+        const VXValue &number = items[i];
+        return number.isReal() ? number.realValue() : number.toDouble();
+    };
+    std::size_t start = 0;
+    double prev = -1.0;
+    // The scale below which a column before the one being walked would change.
+    double holdsDownTo = 0.0;
+    bool pickedUp = false;
+    if (point) {
+        // Picks up where the last column began, when the numbers before it are still there and
+        // the columns before it come out the same at this scale.
+        if (point->index > 0 && point->index < items.size() && numberAt(point->index - 1) == point->numberBefore
+            && point->fillCount <= out->size() && scale <= point->scale && scale >= point->holdsDownTo) {
+            out->resize(point->fillCount);
+            if (!out->empty())
+                out->back() = point->lastFill;
+            start = point->index;
+            prev = point->prev;
+            holdsDownTo = point->holdsDownTo;
+            pickedUp = true;
+        } else {
+            out->clear();
+        }
+        *point = ChannelWalkPoint();
+    }
+    if (items.empty() || !(scale > 0.0))
+        return pickedUp;
     // A year's row holds thousands of periods for a few hundred columns: the walk reads the
     // numbers in place, tells columns apart by their whole number, and makes one rectangle per
     // column when it leaves it. Within a column the sum only grows (clipped periods are closed
     // and in order), so its last rectangle holds every earlier one.
-    const double scale = (r.width() + 1.0) / range;
-    double prev = -1.0;
     // The column of the periods being added up: a whole number from 0 (the usual case), or, for
     // one left of the range or beyond 2^52, -1 with the column in `otherX`. None before the first.
     std::int64_t column = -1;
     double otherX = -1.0;
     double acc = 0.0;
+    // The column's seconds.
+    double seconds = 0.0;
+    // A smaller scale (the range's end moved on) moves a column's periods left and shrinks its
+    // sum: a column holds down to the scale that would move its first period into the column on
+    // its left, and to the one that would take its sum below what makes its width (both kept a
+    // little above, against rounding). A column past 2^52 points holds at no other scale.
+    constexpr double kMargin = 1.0 + 1e-9;
+    double columnHoldsDownTo = 0.0;
+    const auto sumHoldsDownTo = [&] {
+        const double least = acc >= 2.0 ? std::floor(acc) : acc > 0.09 ? 0.09 : 0.0;
+        return least > 0.0 ? least / seconds * kMargin : 0.0;
+    };
     const auto fill = [&] {
+        holdsDownTo = std::max({holdsDownTo, columnHoldsDownTo, sumHoldsDownTo()});
         if (!(acc > 0.09))
             return;
         const double x = column >= 0 ? double(column) : otherX;
@@ -195,8 +241,8 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
         out->push_back(rect);
     };
     bool pending = false;
-    for (const VXValue &number : eventLog.items()) {
-        const double v = number.isReal() ? number.realValue() : number.toDouble();
+    for (std::size_t i = start; i < items.size(); ++i) {
+        const double v = numberAt(i);
         if (isOpening(v) == isOpening(prev))
             continue;
         if (isOpening(v)) {
@@ -222,12 +268,34 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
             column = -1;
             otherX = x;
         }
+        if (!sameColumn) {
+            seconds = 0.0;
+            const double offset = prev - begin;
+            if (column > 0)
+                columnHoldsDownTo = double(column) / offset * kMargin;
+            else if (column < 0 && position < 0.0)
+                columnHoldsDownTo = otherX + 1.0 < 0.0 ? (otherX + 1.0) / offset * kMargin : 0.0;
+            else
+                columnHoldsDownTo = column == 0 ? 0.0 : scale;
+            // The walk may pick up here while the columns before this one hold, and this one's
+            // first period stays in it.
+            if (point)
+                *point = {i,
+                          prev,
+                          numberAt(i - 1),
+                          out->size(),
+                          out->empty() ? QRectF() : out->back(),
+                          scale,
+                          std::max(holdsDownTo, columnHoldsDownTo)};
+        }
         acc = sameColumn ? acc + w : w;
+        seconds += -v - prev;
         pending = true;
         prev = v;
     }
     if (pending)
         fill();
+    return pickedUp;
 }
 
 double eventLogDuration(const VXArray &eventLog)

@@ -100,6 +100,33 @@ void pinHeaders(qreal applicationsNaturalY, qreal poolsNaturalY, qreal left, qre
 void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end, const QRectF &r, bool emboss,
                                std::vector<QRectF> *out);
 
+// Where a walk over a channel's log can pick up again: at the closing that began the last column
+// (index), the period's opening then (prev), the number before the closing (checked on picking
+// up), the fills made before that column with the last of them as it stood then, the scale of
+// the walk, and the smallest scale at which the columns before it and the place of its own first
+// period come out the same. Index 0: none.
+struct ChannelWalkPoint {
+    std::size_t index = 0;
+    double prev = -1.0;
+    double numberBefore = 0.0;
+    std::size_t fillCount = 0;
+    QRectF lastFill;
+    double scale = 0.0;
+    double holdsDownTo = 0.0;
+};
+
+// The walk behind appendNaturalChannelRects(), with `scale` points per second. With a point, `out`
+// holds the fills of an earlier walk of the same log in the same row rectangle from the same
+// begin (or nothing, with an empty point): the walk picks up at the point when the log still
+// holds the number before it (a log changes only at its end, as the clip cache changes it:
+// VXReportEventLogs.h) and the scale lies between the point's smallest and its own (the range's
+// end moved on, but not so far that an earlier column changes: in a long range that is rare), and
+// otherwise starts over with `out` cleared; it leaves the point of its own last column in
+// `point`. Either way the fills are those of a walk from the start. True when it picked up (the
+// fills before the point's count less one are as they were).
+bool walkNaturalChannel(const VXArray &eventLog, double begin, double scale, const QRectF &r, bool emboss,
+                        std::vector<QRectF> *out, ChannelWalkPoint *point);
+
 // The summed length of the closed periods of an event log (repeated openings or closings count
 // once, as in the drawing).
 double eventLogDuration(const VXArray &eventLog);

@@ -27,6 +27,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <unordered_map>
 
 using namespace VXReportGeometry;
 
@@ -130,6 +131,61 @@ struct VXReportView::Private {
     // Reused for every channel so that a redraw allocates nothing per row.
     std::vector<QRectF> fills;
     std::vector<QRect> pixelFills;
+
+    // The renderings without text keep each channel's fills between drawings, per log and row
+    // rectangle (the taskbar icon and the desktop report draw the same logs in other rows), so
+    // that a drawing after a tick walks only the last column of each log (walkNaturalChannel).
+    struct KeptFills {
+        VXArrayRef log;   // held, so that its address names no other array while kept
+        QRectF rect;
+        bool emboss = false;
+        double begin = 0.0;
+        std::vector<QRectF> fills;
+        // The fills in whole points, as they are handed to the painter.
+        std::vector<QRect> pixelFills;
+        ChannelWalkPoint point;
+        quint64 drawing = 0;
+    };
+    std::unordered_multimap<const VXArray *, KeptFills> keptFills;
+    quint64 simplifiedDrawings = 0;
+    // The renderings without text as of the last rebuild, and the rebuilds since with none.
+    quint64 simplifiedDrawingsAtRebuild = 0;
+    int rebuildsWithoutSimplifiedDrawing = 0;
+    // A rendering without text is in progress.
+    bool simplified = false;
+    // The fills of one channel in the rendering without text, kept or made, in whole points.
+    const std::vector<QRect> &keptFillsFor(const VXArrayRef &log, const QRectF &r, bool emboss, double begin,
+                                           double scale)
+    {
+        const auto [first, last] = keptFills.equal_range(log.get());
+        auto found = std::find_if(
+            first, last, [&](const auto &entry) { return entry.second.rect == r && entry.second.emboss == emboss; });
+        if (found == last) {
+            KeptFills fresh;
+            fresh.log = log;
+            fresh.rect = r;
+            fresh.emboss = emboss;
+            found = keptFills.emplace(log.get(), std::move(fresh));
+        }
+        KeptFills &kept = found->second;
+        if (kept.begin != begin) {
+            // Another begin: no column of the last drawing holds.
+            kept.begin = begin;
+            kept.point = ChannelWalkPoint();
+        }
+        kept.drawing = simplifiedDrawings;
+        const std::size_t unchanged = kept.point.fillCount > 0 ? kept.point.fillCount - 1 : 0;
+        const bool pickedUp = walkNaturalChannel(*log, begin, scale, r, emboss, &kept.fills, &kept.point);
+        kept.pixelFills.resize(kept.fills.size());
+        for (std::size_t i = pickedUp ? unchanged : 0; i < kept.fills.size(); ++i)
+            kept.pixelFills[i] = kept.fills[i].toAlignedRect();
+        return kept.pixelFills;
+    }
+    // Forgets the fills of logs left out of the last few renderings without text.
+    void forgetOldFills()
+    {
+        std::erase_if(keptFills, [this](const auto &entry) { return entry.second.drawing + 4 < simplifiedDrawings; });
+    }
 
     // A press and its drag.
     bool pressInChooser = false;
@@ -290,6 +346,14 @@ void VXReportView::update(QObject *sender)
     watchDefaults();
     d->generation = nextRevision();
     d->modelStale = false;
+    // Fills kept for renderings without text that are no longer made (the taskbar icon and the
+    // desktop report turned off) go after a few rebuilds.
+    if (d->simplifiedDrawings != d->simplifiedDrawingsAtRebuild) {
+        d->simplifiedDrawingsAtRebuild = d->simplifiedDrawings;
+        d->rebuildsWithoutSimplifiedDrawing = 0;
+    } else if (++d->rebuildsWithoutSimplifiedDrawing > 4) {
+        d->keptFills.clear();
+    }
 
     // Follow the viewport's size: a resize of the window rebuilds the view.
     QScrollArea *scrollArea = enclosingScrollArea(this);
@@ -482,6 +546,9 @@ void VXReportView::drawReportInBounds(QPainter &painter, const QRectF &bounds, c
     const double normalizing
         = m_eventLogs && !naturalTime ? normalizingInterval(*m_eventLogs, drawTotal, drawFront) : -1.0;
     d->drawingTop = bounds.top();
+    d->simplified = !includeText;
+    if (d->simplified)
+        ++d->simplifiedDrawings;
 
     const auto drawRow = [&](const VXValue &entry, const QRectF &rowRect) {
         const VXDictionaryRef log = entry.dictionaryRef();
@@ -537,6 +604,8 @@ void VXReportView::drawReportInBounds(QPainter &painter, const QRectF &bounds, c
         }
     }
 
+    if (d->simplified)
+        d->forgetOldFills();
     if (includeText) {
         if (m_showTimestampIntervalChooser)
             drawTimestampIntervalChooser(painter, visibleRect, scheme);
@@ -556,14 +625,14 @@ void VXReportView::drawEventLog(QPainter &painter, const VXDictionary &eventLog,
     const bool light = colorScheme == VXColorSchemeLight;
 
     if (includeTotalActivity) {
-        if (const VXArray *log = eventLog.value(VXActiveLogKey).array())
-            drawEventLogChannel(painter, *log, inNaturalTime, normalizedToInterval,
+        if (const VXArrayRef log = eventLog.value(VXActiveLogKey).arrayRef())
+            drawEventLogChannel(painter, log, inNaturalTime, normalizedToInterval,
                                 light ? lightChannelColor(whiteColor(0.95), kLightTotalContrast) : whiteColor(0.2), r,
                                 emboss);
     }
     if (includeFrontActivity) {
-        if (const VXArray *log = eventLog.value(VXFrontActiveLogKey).array())
-            drawEventLogChannel(painter, *log, inNaturalTime, normalizedToInterval,
+        if (const VXArrayRef log = eventLog.value(VXFrontActiveLogKey).arrayRef())
+            drawEventLogChannel(painter, log, inNaturalTime, normalizedToInterval,
                                 light ? lightChannelColor(selectedControlColor(), kLightFrontContrast)
                                       : activePieColor(colorScheme),
                                 r, emboss);
@@ -600,26 +669,35 @@ void VXReportView::drawEventLog(QPainter &painter, const VXDictionary &eventLog,
     painter.restore();
 }
 
-void VXReportView::drawEventLogChannel(QPainter &painter, const VXArray &eventLog, bool inNaturalTime,
+void VXReportView::drawEventLogChannel(QPainter &painter, const VXArrayRef &log, bool inNaturalTime,
                                        double normalizedToInterval, const QColor &color, const QRectF &r, bool emboss)
 {
+    // Read through a const array: drawing must not make a shared log copy its numbers.
+    const VXArray &eventLog = *log;
     if (eventLog.isEmpty())
         return;
     const double range = m_endTimestamp - m_beginTimestamp;
     if (inNaturalTime) {
-        d->fills.clear();
-        appendNaturalChannelRects(eventLog, m_beginTimestamp, m_endTimestamp, r, emboss, &d->fills);
-        if (d->fills.empty())
+        if (!(range > 0.0))
             return;
         // Whole points (rows and columns are), handed over in one call: a year's row can have a
         // fill for nearly every column.
-        d->pixelFills.resize(d->fills.size());
-        for (std::size_t i = 0; i < d->fills.size(); ++i)
-            d->pixelFills[i] = d->fills[i].toAlignedRect();
+        const std::vector<QRect> *pixelFills = &d->pixelFills;
+        if (d->simplified) {
+            pixelFills = &d->keptFillsFor(log, r, emboss, m_beginTimestamp, (r.width() + 1.0) / range);
+        } else {
+            d->fills.clear();
+            appendNaturalChannelRects(eventLog, m_beginTimestamp, m_endTimestamp, r, emboss, &d->fills);
+            d->pixelFills.resize(d->fills.size());
+            for (std::size_t i = 0; i < d->fills.size(); ++i)
+                d->pixelFills[i] = d->fills[i].toAlignedRect();
+        }
+        if (pixelFills->empty())
+            return;
         painter.save();
         painter.setPen(Qt::NoPen);
         painter.setBrush(color);
-        painter.drawRects(d->pixelFills.data(), int(d->pixelFills.size()));
+        painter.drawRects(pixelFills->data(), int(pixelFills->size()));
         painter.restore();
         return;
     }

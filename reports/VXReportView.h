@@ -4,7 +4,9 @@
 // either along a time axis (time lapse) or as shares of the longest item (time portions), with
 // pinned group headers, a strip for choosing the range within all data, and a read-out of the
 // time under the mouse. The view keeps a small model that update(QObject *) rebuilds from its
-// delegate; it holds no event data of its own between rebuilds.
+// delegate; it holds no event data of its own between rebuilds, only, for the renderings without
+// text, each channel's fills of the last drawing, so that a drawing after a tick walks only the
+// last column of each log.
 //
 // It lives inside a QScrollArea (as the scroll area's widget, not resized by it): it sizes itself
 // to its rows (46 points each) and to the scroll area's viewport, and draws only the rows that
@@ -165,8 +167,8 @@ private:
     void drawEventLog(QPainter &painter, const VXDictionary &eventLog, bool includeTotalActivity,
                       bool includeFrontActivity, bool inNaturalTime, double normalizedToInterval, QRectF inRect,
                       int colorScheme, bool emboss, bool includeText);
-    void drawEventLogChannel(QPainter &painter, const VXArray &eventLog, bool inNaturalTime,
-                             double normalizedToInterval, const QColor &color, const QRectF &inRect, bool emboss);
+    void drawEventLogChannel(QPainter &painter, const VXArrayRef &log, bool inNaturalTime, double normalizedToInterval,
+                             const QColor &color, const QRectF &inRect, bool emboss);
     void drawTimestampIntervalChooser(QPainter &painter, const QRectF &visibleRect, int colorScheme);
     void drawMouseSpanOrMouseLocation(QPainter &painter, const QRectF &visibleRect, int colorScheme);
     void drawMouseLocationInVisibleRect(QPainter &painter, const QRectF &visibleRect, bool drawTimeDescription);

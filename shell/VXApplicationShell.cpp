@@ -37,6 +37,8 @@
 #include <QUrl>
 #include <QWindow>
 
+#include <utility>
+
 namespace {
 
 // At login the session's tray may come up after Wendle: how often and how long it is looked for.
@@ -381,9 +383,18 @@ void VXApplicationShell::checkStatusItemUI(bool buildStatusItemUI)
         buildStatusItem();
         return;
     }
+    const bool leavingTray = m_statusItem != nullptr;
     dismissStatusItem();
+    if (!m_controller)
+        return;
+    if (leavingTray) {
+        if (std::exchange(m_reopenReport, false))
+            showWindow(Window::Report);
+        if (std::exchange(m_reopenOrganizer, false))
+            showWindow(Window::Organizer);
+    }
     // Without the tray, a window is the way in.
-    if (!isListWindowVisible() && !isReportWindowVisible() && m_controller)
+    if (!isListWindowVisible() && !isReportWindowVisible())
         showWindow(Window::Organizer);
 }
 
@@ -395,10 +406,12 @@ void VXApplicationShell::buildStatusItem()
     VXStatusItemPanel *panel = m_statusItem->panel();
     // The views move into the panel; their windows, empty now, go out of sight.
     VXOrganizerWindow *organizer = loadOrganizerWindow();
+    m_reopenOrganizer = organizer->isVisible();
     QWidget *report = loadReportContainer();
     QSize size(organizer->width(), organizer->height());
     if (report) {
         QWidget *reportWindow = m_liveReport->reportWindow();
+        m_reopenReport = reportWindow->isVisible();
         size.setWidth(reportWindow->width());
         reportWindow->hide();
         panel->setView(report, VXStatusItemPanel::kActivityReportIdentifier);

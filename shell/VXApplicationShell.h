@@ -164,6 +164,9 @@ private:
     std::unique_ptr<VXPreferencesWindow> m_preferencesWindow;
     QPointer<VXWelcomeWindow> m_welcomeWindow;
     std::unique_ptr<VXStatusItemController> m_statusItem;
+    // The windows that were open when the tray took their views: open again when it gives them back.
+    bool m_reopenOrganizer = false;
+    bool m_reopenReport = false;
     std::unique_ptr<VXHelpWindow> m_helpWindow;
     std::unique_ptr<VXAboutDialog> m_aboutDialog;
     std::shared_ptr<VXReportController> m_liveReport;

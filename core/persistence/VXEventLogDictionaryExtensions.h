@@ -15,10 +15,13 @@
 
 #include <QString>
 
+class VXEventLogClipCache;
+
 // The key of an entry's item.
 inline const QString VXSourceKey = QStringLiteral("Source");
 
 // The clipped entry of the item between the two times (in either order). `hasEvents`, when
-// given, tells whether either stream has anything inside the range.
+// given, tells whether either stream has anything inside the range. With a cache the streams are
+// clipped through it (VXReportEventLogs.h), and the entry's logs are the cache's arrays.
 VXDictionaryRef eventLogClippedBetweenTimestamp(const VXDictionaryRef &self, double timestamp, double otherTimestamp,
-                                                bool *hasEvents = nullptr);
+                                                bool *hasEvents = nullptr, VXEventLogClipCache *cache = nullptr);

@@ -55,17 +55,19 @@ void recordEventStream(VXArray &self, const VXArray &eventStream, double timesta
 // its numbers by index (an array of the tree, or a log read in place from the saved file).
 // `first` and `lastBefore` start the walk later in a stream in time order: `first` is the index
 // of the first number not before lo (within the tolerance) and `lastBefore` the number just
-// before it (-1 when there is none), as VXFirstInRange() finds them.
+// before it (-1 when there is none), as VXFirstInRange() finds them. A walk continued from an
+// opening that followed a closing inside the range (where an earlier walk of the same range stood,
+// see VXEventLogClipCache) starts there with the seconds covered before it as `intervalBefore`.
 template <class NumberAt> class VXEventStreamClipper
 {
 public:
     static constexpr double kTolerance = 0.001;
 
     VXEventStreamClipper(std::size_t count, NumberAt numberAt, double timestamp, double otherTimestamp,
-                         std::size_t first = 0, double lastBefore = -1.0) :
+                         std::size_t first = 0, double lastBefore = -1.0, double intervalBefore = 0.0) :
         m_numberAt(std::move(numberAt)),
         m_count(count), m_index(first), m_lo(std::min(timestamp, otherTimestamp)),
-        m_hi(std::max(timestamp, otherTimestamp)), m_lastUsed(lastBefore)
+        m_hi(std::max(timestamp, otherTimestamp)), m_lastUsed(lastBefore), m_interval(intervalBefore)
     {
         if (count == 0)
             m_phase = Phase::Done;
@@ -96,7 +98,8 @@ public:
         }
     }
 
-    // The covered seconds, once next() has answered false.
+    // The covered seconds, once next() has answered false; before, those of the periods closed so
+    // far.
     double interval() const { return m_interval; }
 
 private:
@@ -177,8 +180,8 @@ private:
     double m_lo;
     double m_hi;
     double m_lastUsed;   // the last number walked over, before any was: -1
+    double m_interval;
     double m_openTime = 0.0;
-    double m_interval = 0.0;
     double m_lastOutput = 0.0;
     double m_pending[2] = {0.0, 0.0};
     std::uint8_t m_pendingCount = 0;

@@ -67,7 +67,7 @@ VXArrayRef VXExporter::eventLogsClippedBetweenTimestamp(double timestamp, double
     if (settings.liveReportContent == 0)
         rows = listedItems(m_source, *configuration, m_defaults);
     return ::eventLogsClippedBetweenTimestamp(*configuration, timestamp, otherTimestamp, settings,
-                                              rows ? &*rows : nullptr);
+                                              rows ? &*rows : nullptr, &m_clipCache);
 }
 
 void VXExporter::getFirstTimestamp(double *first, double *last) const

@@ -23,6 +23,7 @@
 //     range 0:    [2026-11-21.csv: everything since the first timestamp  ]
 //     range 1:                                  [2026-11-21.csv      ]
 
+#include "VXReportEventLogs.h"
 #include "VXValue.h"
 
 #include <QString>
@@ -100,7 +101,9 @@ public:
     // ---- The live report's data
 
     // The clipped entries for the range, by "Live Report Content", "Live Report: Applications"
-    // and "Live Report: Pools", each level in the organizer's order.
+    // and "Live Report: Pools", each level in the organizer's order. Clipped through one cache,
+    // so that the live report's rebuild on a tick continues the last one (an entry is good until
+    // the next call).
     VXArrayRef eventLogsClippedBetweenTimestamp(double timestamp, double otherTimestamp) const;
     // The first timestamp and "Last Timestamp" (0 without a tree).
     void getFirstTimestamp(double *firstTimestamp, double *lastTimestamp) const;
@@ -153,4 +156,5 @@ private:
     VXUserDefaults &m_defaults;
     const VXClock &m_clock;
     VXFolderAccessDelegate *m_folderAccess;
+    mutable VXEventLogClipCache m_clipCache;
 };

@@ -78,13 +78,14 @@ struct TreeSource {
     const VXReportContentSettings &settings;
     const VXListRows *rows;
     HasRow hasRow = nullptr;
+    VXEventLogClipCache *cache = nullptr;
 
     VXDictionaryRef entry(const VXValue &value, double timestamp, double otherTimestamp, bool *hasEvents) const
     {
         VXDictionaryRef item = value.dictionaryRef();
         if (!item || (settings.liveReportContent == kContentListedItems && rows && !(rows->*hasRow)(*item)))
             return VXDictionaryRef();
-        return eventLogClippedBetweenTimestamp(item, timestamp, otherTimestamp, hasEvents);
+        return eventLogClippedBetweenTimestamp(item, timestamp, otherTimestamp, hasEvents, cache);
     }
 };
 
@@ -250,27 +251,105 @@ void getFirstTimestamp(const VXDictionary &configuration, double *first, double 
 
 void collectEventLogsClippedBetweenTimestamp(const VXDictionary &configuration, double timestamp, double otherTimestamp,
                                              const VXReportContentSettings &settings, const VXListRows *rows,
-                                             const Visit &visit)
+                                             const Visit &visit, VXEventLogClipCache *cache)
 {
     if (settings.applications) {
-        TreeSource source {settings, rows, &VXListRows::applicationListHasRowForItem};
+        TreeSource source {settings, rows, &VXListRows::applicationListHasRowForItem, cache};
         const Collector<TreeSource> collector {source, timestamp, otherTimestamp, settings, visit};
         collector.collect(valuesOf(configuration.value(VXApplicationsKey).dictionary()), 0, 1, windowsOf);
     }
     if (settings.pools) {
-        TreeSource source {settings, rows, &VXListRows::poolListHasRowForItem};
+        TreeSource source {settings, rows, &VXListRows::poolListHasRowForItem, cache};
         const Collector<TreeSource> collector {source, timestamp, otherTimestamp, settings, visit};
         collector.collect(valuesOf(configuration.value(VXPoolsKey).array()), 0, 2, childrenOf);
     }
+    if (cache)
+        cache->forgetUnused();
 }
 
 VXArrayRef eventLogsClippedBetweenTimestamp(const VXDictionary &configuration, double timestamp, double otherTimestamp,
-                                            const VXReportContentSettings &settings, const VXListRows *rows)
+                                            const VXReportContentSettings &settings, const VXListRows *rows,
+                                            VXEventLogClipCache *cache)
 {
     VXArrayRef list = VXMakeArray();
-    collectEventLogsClippedBetweenTimestamp(configuration, timestamp, otherTimestamp, settings, rows,
-                                            [&list](const VXDictionaryRef &entry, int) { list->append(entry); });
+    collectEventLogsClippedBetweenTimestamp(
+        configuration, timestamp, otherTimestamp, settings, rows,
+        [&list](const VXDictionaryRef &entry, int) { list->append(entry); }, cache);
     return list;
+}
+
+VXArrayRef VXEventLogClipCache::clip(const VXArrayRef &log, double timestamp, double otherTimestamp, double *interval)
+{
+    const double lo = std::min(timestamp, otherTimestamp);
+    const double hi = std::max(timestamp, otherTimestamp);
+    // Read through a const array: reading must not make a shared log copy its numbers.
+    const std::vector<VXValue> &items = static_cast<const VXArray &>(*log).items();
+    std::size_t lastRead = 0;
+    const auto numberAt = [&items, &lastRead](std::size_t i) {
+        lastRead = i;
+        return items[i].toDouble();
+    };
+    Kept &kept = m_kept[log.get()];
+    const std::size_t at = kept.resumeIndex;
+    const bool continues = kept.clipped && kept.lo == lo && hi >= kept.hi && at > 0 && at < items.size()
+        && items[at - 1].toDouble() == kept.numberBefore && items[at].toDouble() == kept.numberAt;
+    std::size_t first = 0;
+    double lastBefore = -1.0;
+    double intervalBefore = 0.0;
+    if (continues) {
+        // Everything before the continued opening is as the last pass left it.
+        while (kept.clipped->size() > kept.resumeOutput)
+            kept.clipped->removeLast();
+        first = at;
+        lastBefore = kept.numberBefore;
+        intervalBefore = kept.resumeInterval;
+        ++m_continued;
+    } else {
+        kept = Kept();
+        kept.log = log;
+        kept.clipped = VXMakeArray();
+    }
+    kept.lo = lo;
+    kept.hi = hi;
+    kept.used = true;
+    kept.resumeIndex = 0;
+
+    VXArray &out = *kept.clipped;
+    VXEventStreamClipper<decltype(numberAt)> clipper(items.size(), numberAt, lo, hi, first, lastBefore, intervalBefore);
+    double value = 0.0;
+    double lastOutput = out.isEmpty() ? 0.0 : out.last().toDouble();
+    while (clipper.next(value)) {
+        // An opening after a closing is a log's own number, the one just read; one at the range's
+        // start would be read there as the start itself, so the walk never continues from it.
+        if (value > 0 && lastOutput < 0 && lastRead > 0
+            && value - lo >= VXEventStreamClipper<decltype(numberAt)>::kTolerance) {
+            kept.resumeIndex = lastRead;
+            kept.resumeOutput = out.size();
+            kept.resumeInterval = clipper.interval();
+        }
+        out.append(value);
+        lastOutput = value;
+    }
+    if (kept.resumeIndex > 0) {
+        kept.numberBefore = items[kept.resumeIndex - 1].toDouble();
+        kept.numberAt = items[kept.resumeIndex].toDouble();
+    }
+    kept.interval = clipper.interval();
+    if (interval)
+        *interval = kept.interval;
+    return kept.clipped;
+}
+
+void VXEventLogClipCache::forgetUnused()
+{
+    for (auto it = m_kept.begin(); it != m_kept.end();) {
+        if (!it->second.used) {
+            it = m_kept.erase(it);
+        } else {
+            it->second.used = false;
+            ++it;
+        }
+    }
 }
 
 VXArrayRef reportSnapshotEventLogsClippedBetweenTimestamp(const VXDictionary &snapshotConfiguration, double timestamp,

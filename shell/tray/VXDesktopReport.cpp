@@ -80,7 +80,10 @@ void VXDesktopReport::updateIcon()
         const QImage &shown = m_window->image();
         if (m_drawnRevision != m_view->revision() || shown.devicePixelRatio() != ratio
             || shown.size() != m_window->size() * ratio) {
-            QImage image(m_window->size() * ratio, QImage::Format_ARGB32_Premultiplied);
+            QImage &image = m_canvases[m_nextCanvas];
+            m_nextCanvas = 1 - m_nextCanvas;
+            if (image.size() != m_window->size() * ratio)
+                image = QImage(m_window->size() * ratio, QImage::Format_ARGB32_Premultiplied);
             image.setDevicePixelRatio(ratio);
             QPainter painter(&image);
             m_view->drawFlippedAndSimplifiedReportInRect(painter, QRectF(QPointF(), QSizeF(m_window->size())), false);
@@ -99,6 +102,7 @@ void VXDesktopReport::updateIcon()
 void VXDesktopReport::vanish()
 {
     watchScreens(false);
+    m_canvases[0] = m_canvases[1] = QImage();
     if (!m_window || !m_window->isVisible() || (m_fade && m_fade->state() == QAbstractAnimation::Running))
         return;
     if (!VXStatusItemPanel::desktopComposites()) {

@@ -6,6 +6,7 @@
 // screens change; when it is turned off the window fades out and closes. Nothing is drawn,
 // scheduled or watched while it is off.
 
+#include <QImage>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -50,6 +51,10 @@ private:
     QPointer<VXReportView> m_view;
     // The view's revision that the window's picture shows.
     quint64 m_drawnRevision = 0;
+    // Two pictures in turn: the window shows one while the next is drawn into the other, so a
+    // refresh neither allocates a screen's worth of memory nor copies the one shown.
+    QImage m_canvases[2];
+    int m_nextCanvas = 0;
     std::unique_ptr<VXFullscreenReportWindow> m_window;
     QPropertyAnimation *m_fade = nullptr;
     QList<QMetaObject::Connection> m_screenConnections;

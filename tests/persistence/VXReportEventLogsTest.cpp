@@ -1,12 +1,16 @@
 #include "VXReportEventLogs.h"
 
 #include "VXEventLogDictionaryExtensions.h"
+#include "VXEventStreamExtensions.h"
 #include "VXListRows.h"
 #include "VXListedItems.h"
 #include "VXPersistenceTestSupport.h"
 #include "VXReportSnapshotDictionaryExtensions.h"
+#include "VXSeededRandom.h"
 
 #include <gtest/gtest.h>
+
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 
@@ -245,4 +249,113 @@ TEST(VXReportEventLogs, ASnapshotListsEveryNodeInNameOrderWithOrWithoutEvents)
     EXPECT_EQ(doublesOf(list->at(3).dictionary()->value(VXActiveLogKey)), (std::vector<double> {100, -150}));
     EXPECT_EQ(list->at(4).dictionary()->value(VXTypeKey).toString(), VXPoolItemType);
     EXPECT_EQ(list->at(6).dictionary()->value(VXPathKey).toString(), VXWindowPathMarker);
+}
+
+namespace {
+
+// A log as the tracker changes it, one tick at a time: periods opened and closed at the end, the
+// last closing moved later in place, an opening that had no length taken back, now and then a
+// repeated opening, and rarely an edit inside it that puts a new array in its place.
+struct TrackedLog {
+    VXArrayRef log = VXMakeArray();
+    double now = 1000.0;
+
+    void tick(VXSeededRandom &random)
+    {
+        now += random.chance(0.05) ? 3600.0 * random.uniform() : 0.5 + 30.0 * random.uniform();
+        const bool open = !log->isEmpty() && log->last().toDouble() > 0;
+        const double roll = random.uniform();
+        if (open && roll < 0.3) {
+            log->append(-now);
+        } else if (open && roll < 0.35) {
+            log->removeLast();
+        } else if (!open && roll < 0.3) {
+            log->append(now);
+            if (random.chance(0.03))
+                log->append(now + 0.2);
+        } else if (!open && !log->isEmpty() && roll < 0.4) {
+            (*log)[log->size() - 1] = VXValue(-now);
+        } else if (roll > 0.98 && log->size() > 6) {
+            VXArrayRef edited = VXMakeArray();
+            for (std::size_t i = 0; i < log->size(); ++i)
+                if (i < 2 || i >= 4)
+                    edited->append(log->at(i));
+            log = edited;
+        }
+    }
+};
+
+}   // namespace
+
+TEST(VXReportEventLogs, ACachedClipContinuedTickAfterTickEqualsAFreshClipNumberForNumber)
+{
+    // Ranges as the live report moves: the end follows the record, the begin stays for a while
+    // (all the data, a chosen day, a point inside a period); now and then the range moves back.
+    for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+        SCOPED_TRACE(seed);
+        VXSeededRandom random(seed);
+        std::vector<TrackedLog> logs(5);
+        VXEventLogClipCache cache;
+        double lo = 0.0;
+        std::size_t clips = 0;
+        for (int tick = 0; tick < 600; ++tick) {
+            for (TrackedLog &tracked : logs)
+                tracked.tick(random);
+            const double now = logs[0].now;
+            if (tick % 97 == 50)
+                lo = random.chance(0.5) ? 1000.0 + (now - 1000.0) * random.uniform() : 0.0;
+            const double hi = random.chance(0.03) ? lo + (now - lo) * random.uniform() : now;
+            for (std::size_t i = 0; i < logs.size(); ++i) {
+                SCOPED_TRACE(testing::Message()
+                             << "tick " << tick << ", log " << i << ", range " << lo << " to " << hi);
+                double freshInterval = -1.0, cachedInterval = -1.0;
+                const VXArrayRef fresh = eventStreamClippedBetweenTimestamp(*logs[i].log, lo, hi, &freshInterval);
+                // Either order of the two times, as for a fresh clip.
+                const VXArrayRef cached = tick % 2 ? cache.clip(logs[i].log, hi, lo, &cachedInterval)
+                                                   : cache.clip(logs[i].log, lo, hi, &cachedInterval);
+                ASSERT_EQ(doublesOf(VXValue(cached)), doublesOf(VXValue(fresh)));
+                ASSERT_EQ(cachedInterval, freshInterval);
+                ++clips;
+            }
+            cache.forgetUnused();
+        }
+        // Most clips continued a kept one: the comparison is about the continued walk.
+        EXPECT_GT(cache.continuedCount(), clips * 3 / 4);
+    }
+}
+
+TEST(VXReportEventLogs, TheLiveListThroughACacheEqualsTheListWithoutAndForgetsItemsThatWent)
+{
+    VXEnsureCoreApplication();
+    Tree tree;
+    VXReportContentSettings settings;
+    VXEventLogClipCache cache;
+    const auto entries = [](const VXArrayRef &list) {
+        std::vector<std::tuple<std::string, std::vector<double>, std::vector<double>, double, double>> result;
+        for (const VXValue &value : *list) {
+            const VXDictionary &entry = *value.dictionary();
+            result.emplace_back(entry.value(VXNameKey).toString().toStdString(), doublesOf(entry.value(VXActiveLogKey)),
+                                doublesOf(entry.value(VXFrontActiveLogKey)), entry.value(VXTimeKey).toDouble(),
+                                entry.value(VXFrontTimeKey).toDouble());
+        }
+        return result;
+    };
+    // Mail comes to the front again at 9000 and stays there while the record grows.
+    VXArray &front = *tree.mail->value(VXFrontActiveLogKey).array();
+    front.append(9000.0);
+    for (double last = 9001; last < 9010; last += 1.5) {
+        SCOPED_TRACE(last);
+        const VXArrayRef plain = eventLogsClippedBetweenTimestamp(*tree.configuration, 1000, last, settings, nullptr);
+        const VXArrayRef cached
+            = eventLogsClippedBetweenTimestamp(*tree.configuration, 1000, last, settings, nullptr, &cache);
+        EXPECT_EQ(entries(cached), entries(plain));
+    }
+    const std::size_t kept = cache.size();
+    EXPECT_GT(cache.continuedCount(), 0u);
+    tree.configuration->value(VXApplicationsKey).dictionary()->remove(u"org.example.Editor"_s);
+    const VXArrayRef plain = eventLogsClippedBetweenTimestamp(*tree.configuration, 1000, 9010, settings, nullptr);
+    EXPECT_EQ(entries(eventLogsClippedBetweenTimestamp(*tree.configuration, 1000, 9010, settings, nullptr, &cache)),
+              entries(plain));
+    // The editor's two logs and its window's one are no longer kept.
+    EXPECT_EQ(cache.size(), kept - 3);
 }

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 using namespace VXReportGeometry;
 using namespace reportviewtest;
 
@@ -202,6 +204,48 @@ TEST(ReportGeometry, ChannelPixelsInNaturalTime)
     const auto fills = channel(eventLog({{0.0, 3600.0}}), rect(0, 0, 1599, 10), false, year);
     ASSERT_EQ(fills.size(), 1u);
     EXPECT_EQ(fills[0], rect(0, 0, 1, 10));
+}
+
+TEST(ReportGeometry, AChannelWalkPicksUpAtItsLastColumnAfterTheLogChangedAtItsEnd)
+{
+    // One point per second from kBase (then a little less, as when the range's end moves on);
+    // the last column begins with the period at 699.5. A walk that picked up where it should not,
+    // or restored the wrong fills, differs from a fresh one.
+    const QRectF r(0, 0, 999, 10);
+    struct Row {
+        const char *name;
+        std::function<void(VXArray &)> change;
+        double scale;
+    };
+    const auto unchanged = [](VXArray &) {};
+    const Row rows[] = {
+        {"the last closing moved later", [](VXArray &log) { log[log.size() - 1] = VXValue(-(kBase + 750.0)); }, 1.0},
+        {"a period in a new column", [](VXArray &log) { log.append(kBase + 900.0), log.append(-(kBase + 950.0)); },
+         1.0},
+        {"the last closing moved earlier (the merged fill shrinks)",
+         [](VXArray &log) { log[log.size() - 1] = VXValue(-(kBase + 700.5)); }, 1.0},
+        {"the last period taken back", [](VXArray &log) { log.removeLast(), log.removeLast(); }, 1.0},
+        {"the last opening changed", [](VXArray &log) { log[log.size() - 2] = VXValue(kBase + 710.0); }, 1.0},
+        {"the end moved on by a tenth of a column", unchanged, 1.0 - 1e-4},
+        {"the end moved on by a column: the 600 s period moves left", unchanged, 599.0 / 600.0},
+        {"the end moved on so far that the 200-point fill narrows", unchanged, 0.9},
+        {"the end moved back", unchanged, 1.0 + 1e-4},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        // The last period meets the one before it, so the two are one fill before the change.
+        VXArrayRef log = eventLog({{100, 300}, {600, 699.5}, {699.5, 720}});
+        std::vector<QRectF> kept;
+        ChannelWalkPoint point;
+        walkNaturalChannel(*log, kBase, 1.0, r, false, &kept, &point);
+        ASSERT_EQ(point.index, log->size() - 1);
+        ASSERT_EQ(kept, (std::vector<QRectF> {rect(100, 0, 200, 10), rect(600, 0, 119, 10)}));
+        row.change(*log);
+        walkNaturalChannel(*log, kBase, row.scale, r, false, &kept, &point);
+        std::vector<QRectF> fresh;
+        walkNaturalChannel(*log, kBase, row.scale, r, false, &fresh, nullptr);
+        EXPECT_EQ(kept, fresh);
+    }
 }
 
 TEST(ReportGeometry, TimePortionsAreScaledToTheLongestItem)

@@ -8,6 +8,7 @@
 #include "VXEventLogDictionaryExtensions.h"
 #include "VXMainController.h"
 #include "VXRegisteredDefaults.h"
+#include "VXReportEventLogs.h"
 #include "VXReportView.h"
 #include "VXReportViewDelegate.h"
 #include "VXStringExtensions.h"
@@ -119,6 +120,8 @@ public:
     std::vector<VXDictionaryRef> menusAskedFor;
     int clippings = 0;
     VXReportView *view = nullptr;
+    // Clips through this cache when set, as the live report's data source does.
+    VXEventLogClipCache *clipCache = nullptr;
 
     void getBeginTimestamp(double *beginTimestamp, double *endTimestamp, double *firstTimestamp, double *lastTimestamp,
                            VXReportView *) override
@@ -148,7 +151,9 @@ public:
         ++clippings;
         VXArrayRef logs = VXMakeArray();
         for (const VXDictionaryRef &source : items)
-            logs->append(eventLogClippedBetweenTimestamp(source, from, to));
+            logs->append(eventLogClippedBetweenTimestamp(source, from, to, nullptr, clipCache));
+        if (clipCache)
+            clipCache->forgetUnused();
         return logs;
     }
 

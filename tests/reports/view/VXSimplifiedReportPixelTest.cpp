@@ -2,7 +2,9 @@
 // against a plain drawing of the same rows made here: every period's rectangle filled on its
 // own, as the channel's rule has it (a period on its column, short ones in one column adding up
 // to a 1-point tick), with no merging, no one rectangle per column and no shortcut. Any rounding
-// or grouping slip of the drawing's walk shows as a differing pixel; no tolerance.
+// or grouping slip of the drawing's walk shows as a differing pixel; no tolerance. Then the same
+// while the record grows tick by tick: the drawing a view keeps from tick to tick against a
+// fresh view's and the plain one.
 
 #include "VXColorExtensions.h"
 #include "VXReportGeometry.h"
@@ -174,4 +176,75 @@ TEST_F(SimplifiedReportPixels, RandomRecordsDrawTheSamePixelsAsEveryPeriodFilled
                 front += qRed(expected.pixel(x, y)) > qGreen(expected.pixel(x, y)) + 8 ? 1 : 0;
         EXPECT_GT(front, row.rect.width() * row.rect.height() * row.dpr * row.dpr / 20);
     }
+}
+
+namespace {
+
+// The rendering of `view` in `rect`, on a magenta sheet a little larger.
+QImage simplifiedImage(VXReportView &view, const QRectF &rect, bool emboss)
+{
+    QImage image(int(rect.right()) + 9, int(rect.bottom()) + 9, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::magenta);
+    QPainter painter(&image);
+    view.drawFlippedAndSimplifiedReportInRect(painter, rect, emboss);
+    return image;
+}
+
+}   // namespace
+
+TEST_F(SimplifiedReportPixels, DrawingsKeptFromTickToTickEqualFreshOnes)
+{
+    // A day of 30 items grows tick by tick as the tracker grows it: periods opened and closed at
+    // the end, the last closing moved later; the range ends at the record's end. Most ticks are
+    // short (the columns stay), now and then one jumps a column's time or more (they move).
+    VXSeededRandom random(7);
+    VXEventLogClipCache cache;
+    TestDelegate delegate;
+    delegate.clipCache = &cache;
+    delegate.first = delegate.begin = kBase;
+    double now = kBase + kDay;
+    for (int i = 0; i < 30; ++i)
+        delegate.items.push_back(item(QStringLiteral("Item %1").arg(i), randomLog(random), randomLog(random)));
+    struct Target {
+        const char *name;
+        QRectF rect;
+        bool emboss;
+    };
+    const Target targets[]
+        = {{"taskbar icon", QRectF(9, 27, 110, 86), false}, {"desktop report", QRectF(0, 0, 640, 300), true}};
+    VXReportView kept;
+    kept.setDelegate(&delegate);
+    for (int tick = 0; tick < 160; ++tick) {
+        now += tick % 40 == 39 ? 1500.0 * random.uniform() : 0.5 + 20.0 * random.uniform();
+        for (const VXDictionaryRef &source : delegate.items) {
+            for (const QString *key : {&VXActiveLogKey, &VXFrontActiveLogKey}) {
+                VXArray &log = *source->value(*key).array();
+                const bool open = !log.isEmpty() && log.last().toDouble() > 0;
+                const double roll = random.uniform();
+                if (roll < 0.15)
+                    log.append(open ? -now : now);
+                else if (!open && roll < 0.3)
+                    log[log.size() - 1] = VXValue(-now);
+            }
+        }
+        delegate.end = delegate.last = now;
+        kept.update(nullptr);
+        VXReportView fresh;
+        fresh.setDelegate(&delegate);
+        fresh.update(nullptr);
+        for (const Target &target : targets) {
+            SCOPED_TRACE(testing::Message() << target.name << ", tick " << tick);
+            const QImage drawn = simplifiedImage(kept, target.rect, target.emboss);
+            ASSERT_EQ(drawn, simplifiedImage(fresh, target.rect, target.emboss));
+            if (tick % 20 == 0) {
+                QImage expected(drawn.size(), QImage::Format_ARGB32_Premultiplied);
+                expected.fill(Qt::magenta);
+                QPainter painter(&expected);
+                drawPlainly(painter, target.rect, *kept.eventLogs(), delegate.begin, delegate.end, target.emboss);
+                painter.end();
+                ASSERT_EQ(drawn, expected);
+            }
+        }
+    }
+    EXPECT_GT(cache.continuedCount(), 0u);
 }
