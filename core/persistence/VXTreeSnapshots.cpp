@@ -159,6 +159,14 @@ private:
 // the result (a new container's parent is new too), so the table's addresses stay valid.
 class Freezer
 {
+    // Two arrays of plain values with the same elements.
+    static bool sameElements(const VXArray &a, const VXArray &b)
+    {
+        return a.size() == b.size()
+            && std::equal(a.begin(), a.end(), b.begin(),
+                          [](const VXValue &x, const VXValue &y) { return samePlainValue(x, y); });
+    }
+
 public:
     Freezer(std::size_t expectedContainers, const VXSettledParts &settled) :
         m_map(expectedContainers * 2), m_settled(settled)
@@ -211,6 +219,15 @@ private:
     VXValue freezeArray(const VXArray &live, const VXValue *previous)
     {
         const VXArray *earlier = previous ? previous->array() : nullptr;
+        // An event log shares its elements with the live tree: unchanged since the earlier
+        // snapshot, it is that snapshot's array; changed, a new array over the live elements.
+        if (earlier && live.sharesElementsWith(*earlier))
+            return *previous;
+        if (VXArrayRef shared = live.copySharingElements()) {
+            if (earlier && sameElements(live, *earlier))
+                return *previous;
+            return VXValue(std::move(shared));
+        }
         const std::size_t count = live.size();
         const std::size_t earlierCount = earlier ? earlier->size() : 0;
         bool same = earlier && earlierCount == count;
@@ -309,7 +326,13 @@ public:
             return valueOfContainer(copied, frozen.isArray());
         VXValue copy;
         if (const VXArray *array = frozen.array()) {
-            VXArrayRef result = VXMakeArray();
+            VXArrayRef result = array->copySharingElements();
+            if (result) {
+                copy = VXValue(std::move(result));
+                m_map.insert(key, containerOf(copy));
+                return copy;
+            }
+            result = VXMakeArray();
             result->reserve(array->size());
             for (const VXValue &item : *array)
                 result->append(item.isContainer() ? thaw(item) : item);
