@@ -295,12 +295,12 @@ private:
             m_stack.resize(mark);
             return *previous;
         }
-        VXDictionaryRef copy = VXMakeDictionary();
-        copy->reserve(live.size());
         std::size_t next = mark;
-        for (const VXDictionary::Entry &entry : live)
-            copy->insertNew(m_texts.key(entry.key),
-                            entry.value.isContainer() ? std::move(m_stack[next++]) : m_texts.value(entry.value));
+        VXDictionaryRef copy = live.copyWith([this](const QString &key) { return m_texts.key(key); },
+                                             [&](const VXDictionary::Entry &entry) {
+                                                 return entry.value.isContainer() ? std::move(m_stack[next++])
+                                                                                  : m_texts.value(entry.value);
+                                             });
         m_stack.resize(mark);
         return VXValue(std::move(copy));
     }
@@ -338,12 +338,11 @@ public:
                 result->append(item.isContainer() ? thaw(item) : item);
             copy = VXValue(std::move(result));
         } else {
-            const VXDictionary &dictionary = *frozen.dictionary();
-            VXDictionaryRef result = VXMakeDictionary();
-            result->reserve(dictionary.size());
-            for (const VXDictionary::Entry &entry : dictionary)
-                result->insertNew(entry.key, entry.value.isContainer() ? thaw(entry.value) : entry.value);
-            copy = VXValue(std::move(result));
+            copy = VXValue(frozen.dictionary()->copyWith([](const QString &text) { return text; },
+                                                         [this](const VXDictionary::Entry &entry) {
+                                                             return entry.value.isContainer() ? thaw(entry.value)
+                                                                                              : entry.value;
+                                                         }));
         }
         m_map.insert(key, containerOf(copy));
         return copy;

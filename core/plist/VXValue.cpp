@@ -235,11 +235,9 @@ VXValue VXValue::deepCopy() const
         return VXValue(std::move(copy));
     }
     case Type::Dictionary: {
-        VXDictionaryRef copy = VXMakeDictionary();
-        copy->reserve(m_payload.dictionary->size());
-        for (const VXDictionary::Entry &entry : *m_payload.dictionary)
-            copy->insertNew(entry.key, entry.value.deepCopy());
-        return VXValue(std::move(copy));
+        return VXValue(
+            m_payload.dictionary->copyWith([](const QString &key) { return key; },
+                                           [](const VXDictionary::Entry &entry) { return entry.value.deepCopy(); }));
     }
     default: return *this;
     }

@@ -331,6 +331,20 @@ public:
     VXValue &valueAt(std::size_t index) noexcept { return m_entries[index].value; }
     // The keys in code-point order, as writers emit them.
     std::vector<std::size_t> sortedEntryIndexes() const;
+    // A new dictionary with this one's keys in this order, keyOf(key) for each (an equal text),
+    // and valueOf(entry) as its value (never null). The hash table is copied, not rebuilt: a copy
+    // of a large table costs no key hashed or looked up.
+    template <class KeyOf, class ValueOf> VXDictionaryRef copyWith(KeyOf &&keyOf, ValueOf &&valueOf) const
+    {
+        VXDictionaryRef copy = VXMakeDictionary();
+        copy->m_entries.reserve(m_entries.size());
+        for (const Entry &entry : m_entries)
+            copy->m_entries.push_back(Entry {keyOf(entry.key), valueOf(entry)});
+        copy->m_hashes = m_hashes;
+        copy->m_table = m_table;
+        copy->m_changes = static_cast<std::uint32_t>(m_entries.size());   // as many as entries made
+        return copy;
+    }
     // Counts the calls that stored, replaced or removed an entry (insert, insertNew, remove,
     // clear), so that a reader can tell cheaply that the table is the one it last saw. Changes
     // made in place through valueAt() or valuePointer() are not counted.
