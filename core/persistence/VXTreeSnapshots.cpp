@@ -327,15 +327,12 @@ public:
         VXValue copy;
         if (const VXArray *array = frozen.array()) {
             VXArrayRef result = array->copySharingElements();
-            if (result) {
-                copy = VXValue(std::move(result));
-                m_map.insert(key, containerOf(copy));
-                return copy;
+            if (!result) {
+                result = VXMakeArray();
+                result->reserve(array->size());
+                for (const VXValue &item : *array)
+                    result->append(item.isContainer() ? thaw(item) : item);
             }
-            result = VXMakeArray();
-            result->reserve(array->size());
-            for (const VXValue &item : *array)
-                result->append(item.isContainer() ? thaw(item) : item);
             copy = VXValue(std::move(result));
         } else {
             copy = VXValue(frozen.dictionary()->copyWith([](const QString &text) { return text; },

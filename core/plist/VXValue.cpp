@@ -405,8 +405,9 @@ const VXValue &VXArray::at(std::size_t index) const noexcept
 
 void VXArray::append(VXValue value)
 {
-    // A log that grows after a save is copied then: leave room for the half hour to come.
-    Buffer &buffer = ownBuffer(size() / 4 + 1);
+    // A log that grows after a save is copied then: with room for the half hour's periods to come
+    // (a few hundred numbers on a busy desktop), not for a quarter of ten years more.
+    Buffer &buffer = ownBuffer(std::min<std::size_t>(size() / 4, 1024) + 1);
     buffer.noteAdded(value);
     buffer.items.push_back(std::move(value));
 }
