@@ -296,27 +296,23 @@ std::optional<double> lastTimestampOf(const VXDictionaryRef &tree)
 
 }   // namespace
 
-// A record file decoded a second time, as the last full save's snapshot, with the header of the
-// journal that continues it.
+// The record file as loaded, to serve as the last full save's snapshot: the tree, copied as it
+// was read (sharing its event logs with the live tree), and the header of the journal that
+// continues the file, taken from its bytes on the writer thread while the main thread decodes.
 struct VXConfigurationStore::LoadedRecord {
     VXDictionaryRef tree;
     QByteArray journalHeader;
 
-    void read(const QString &path)
+    void readHeader(const QString &path)
     {
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly) || file.size() == 0)
             return;
-        // Only when two trees fit in the memory there is (the first is refused past one).
-        const qint64 available = VXAvailableMemory();
-        if (available >= 0 && 2 * VXMemoryNeededForRecord(file.size()) > available)
-            return;
         uchar *mapped = file.map(0, file.size());
         if (!mapped)
             return;
-        const QByteArray data = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), file.size());
-        tree = deeplyMutableDictionaryWithData(data);
-        journalHeader = VXJournalFile::header(data);
+        journalHeader
+            = VXJournalFile::header(QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), file.size()));
         file.unmap(mapped);
     }
 };
@@ -334,7 +330,7 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
         removeInterruptedSaves(path);
         // (Not when a journal is to be replayed: the recovered record is saved anew then.)
         if (!VXJournalHasEntries(path))
-            m_writer->thread.start([loaded, path] { loaded->read(path); });
+            m_writer->thread.start([loaded, path] { loaded->readHeader(path); });
         const VXRecordReading reading = VXReadRecordFile(path, VXRecordJournal::Ignored);
         fromFile = reading.configuration;
         if (reading.tooLarge) {
@@ -350,12 +346,15 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
         if (fromFile)
             replayed = recoverFromJournal(path, fromFile);
     }
-    // The second copy, decoded meanwhile, serves only when the tree loaded is the file's as it
-    // stands.
+    // The last full save is the file as it stands, when the tree loaded is that file: copied
+    // here, before anything changes the tree.
     m_writer->drain();
     const auto fromRecordAsItStands = [&](const VXDictionaryRef &tree) {
-        if (tree && tree == fromFile && !replayed && !damaged && loaded->tree)
-            m_loadedRecord = loaded;
+        if (tree && tree == fromFile && !replayed && !damaged && !loaded->journalHeader.isEmpty()) {
+            loaded->tree = VXTreeSnapshot(tree, VXDictionaryRef());
+            if (loaded->tree)
+                m_loadedRecord = loaded;
+        }
         return tree;
     };
     if (damaged) {

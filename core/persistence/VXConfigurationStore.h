@@ -129,10 +129,10 @@ public:
     // nothing usable is stored.
     VXDictionaryRef loadConfiguration();
     // The tree loadConfiguration() answered is now the live tree: when it is the record file as
-    // it stands (nothing replayed onto it, no newer copy in the settings), a second copy of that
-    // record, decoded on the writer thread while the first was, becomes the last full save, and
-    // the journal continues it. Without it the first flush would save the whole tree again, all
-    // of it copied on the main thread.
+    // it stands (nothing replayed onto it, no newer copy in the settings), a snapshot of it taken
+    // as it was read (its event logs shared with the live tree, not a second copy) becomes the
+    // last full save, and the journal continues it. Without it the first flush would save the
+    // whole tree again.
     void continueLoadedRecord();
     // Where the record that could not be read at start-up now lies (set aside, or still in place
     // when it could not be moved); empty when the record read well. For the user interface to
@@ -208,7 +208,7 @@ private:
     VXJournal *m_journal = nullptr;
     // The latest snapshot saved: the next one shares what did not change with it.
     VXDictionaryRef m_lastSnapshot;
-    // The record's second copy while loadConfiguration() to continueLoadedRecord().
+    // The record's snapshot while loadConfiguration() to continueLoadedRecord().
     std::shared_ptr<LoadedRecord> m_loadedRecord;
     bool m_changed = true;
     double m_recoveredSeconds = 0.0;

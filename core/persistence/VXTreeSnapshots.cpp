@@ -159,6 +159,14 @@ private:
 // the result (a new container's parent is new too), so the table's addresses stay valid.
 class Freezer
 {
+    // Two arrays of plain values with the same elements.
+    static bool sameElements(const VXArray &a, const VXArray &b)
+    {
+        return a.size() == b.size()
+            && std::equal(a.begin(), a.end(), b.begin(),
+                          [](const VXValue &x, const VXValue &y) { return samePlainValue(x, y); });
+    }
+
 public:
     Freezer(std::size_t expectedContainers, const VXSettledParts &settled) :
         m_map(expectedContainers * 2), m_settled(settled)
@@ -211,6 +219,15 @@ private:
     VXValue freezeArray(const VXArray &live, const VXValue *previous)
     {
         const VXArray *earlier = previous ? previous->array() : nullptr;
+        // An event log shares its elements with the live tree: unchanged since the earlier
+        // snapshot, it is that snapshot's array; changed, a new array over the live elements.
+        if (earlier && live.sharesElementsWith(*earlier))
+            return *previous;
+        if (VXArrayRef shared = live.copySharingElements()) {
+            if (earlier && sameElements(live, *earlier))
+                return *previous;
+            return VXValue(std::move(shared));
+        }
         const std::size_t count = live.size();
         const std::size_t earlierCount = earlier ? earlier->size() : 0;
         bool same = earlier && earlierCount == count;
@@ -278,12 +295,12 @@ private:
             m_stack.resize(mark);
             return *previous;
         }
-        VXDictionaryRef copy = VXMakeDictionary();
-        copy->reserve(live.size());
         std::size_t next = mark;
-        for (const VXDictionary::Entry &entry : live)
-            copy->insertNew(m_texts.key(entry.key),
-                            entry.value.isContainer() ? std::move(m_stack[next++]) : m_texts.value(entry.value));
+        VXDictionaryRef copy = live.copyWith([this](const QString &key) { return m_texts.key(key); },
+                                             [&](const VXDictionary::Entry &entry) {
+                                                 return entry.value.isContainer() ? std::move(m_stack[next++])
+                                                                                  : m_texts.value(entry.value);
+                                             });
         m_stack.resize(mark);
         return VXValue(std::move(copy));
     }
@@ -309,18 +326,20 @@ public:
             return valueOfContainer(copied, frozen.isArray());
         VXValue copy;
         if (const VXArray *array = frozen.array()) {
-            VXArrayRef result = VXMakeArray();
-            result->reserve(array->size());
-            for (const VXValue &item : *array)
-                result->append(item.isContainer() ? thaw(item) : item);
+            VXArrayRef result = array->copySharingElements();
+            if (!result) {
+                result = VXMakeArray();
+                result->reserve(array->size());
+                for (const VXValue &item : *array)
+                    result->append(item.isContainer() ? thaw(item) : item);
+            }
             copy = VXValue(std::move(result));
         } else {
-            const VXDictionary &dictionary = *frozen.dictionary();
-            VXDictionaryRef result = VXMakeDictionary();
-            result->reserve(dictionary.size());
-            for (const VXDictionary::Entry &entry : dictionary)
-                result->insertNew(entry.key, entry.value.isContainer() ? thaw(entry.value) : entry.value);
-            copy = VXValue(std::move(result));
+            copy = VXValue(frozen.dictionary()->copyWith([](const QString &text) { return text; },
+                                                         [this](const VXDictionary::Entry &entry) {
+                                                             return entry.value.isContainer() ? thaw(entry.value)
+                                                                                              : entry.value;
+                                                         }));
         }
         m_map.insert(key, containerOf(copy));
         return copy;

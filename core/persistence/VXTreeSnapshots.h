@@ -15,8 +15,9 @@
 // under "Children") is one container in the snapshot, and again one in a copy made from it, as
 // a binary property list keeps it. Being immutable, a snapshot may be read on another thread
 // (the file writer) while the main thread goes on changing the live tree: the only parts it
-// shares with the live tree are texts, and the texts that a reader could change (those over
-// static data) are copied.
+// shares with the live tree are texts and the elements of event logs (VXArray's copy-on-write
+// buffers, which the live tree copies before it changes them), and the texts that a reader
+// could change (those over static data) are copied.
 
 #include "VXValue.h"
 

@@ -3,6 +3,7 @@
 #include <QHashFunctions>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <limits>
 
@@ -225,6 +226,8 @@ VXValue VXValue::deepCopy() const
 {
     switch (m_type) {
     case Type::Array: {
+        if (VXArrayRef shared = m_payload.array->copySharingElements())
+            return VXValue(std::move(shared));
         VXArrayRef copy = VXMakeArray();
         copy->reserve(m_payload.array->size());
         for (const VXValue &item : *m_payload.array)
@@ -232,11 +235,9 @@ VXValue VXValue::deepCopy() const
         return VXValue(std::move(copy));
     }
     case Type::Dictionary: {
-        VXDictionaryRef copy = VXMakeDictionary();
-        copy->reserve(m_payload.dictionary->size());
-        for (const VXDictionary::Entry &entry : *m_payload.dictionary)
-            copy->insertNew(entry.key, entry.value.deepCopy());
-        return VXValue(std::move(copy));
+        return VXValue(
+            m_payload.dictionary->copyWith([](const QString &key) { return key; },
+                                           [](const VXDictionary::Entry &entry) { return entry.value.deepCopy(); }));
     }
     default: return *this;
     }
@@ -259,7 +260,7 @@ bool operator==(const VXValue &a, const VXValue &b)
     case VXValue::Type::Array: {
         const VXArray &x = *a.m_payload.array;
         const VXArray &y = *b.m_payload.array;
-        if (&x == &y)
+        if (&x == &y || x.sharesElementsWith(y))
             return true;
         return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin());
     }
@@ -299,26 +300,173 @@ const char *VXValue::typeName(Type type) noexcept
 
 // ---- VXArray
 
+struct VXArray::Buffer {
+    // Whether every element may be shared with a copy (no container, no null, no data, no text over
+    // static data, which a reader on another thread would change in place when it asks for its
+    // terminated form). Known after an append to a buffer that was known; Unknown after a write
+    // in place, until a copy looks.
+    enum State : std::uint8_t { Unknown, Shareable, NotShareable };
+
+    std::atomic<std::int32_t> refs {1};
+    std::atomic<std::uint8_t> state {Shareable};
+    std::vector<VXValue> items;
+
+    static bool shareable(const VXValue &value) noexcept
+    {
+        switch (value.type()) {
+        case VXValue::Type::Null:
+        case VXValue::Type::Data:   // rare in arrays; not worth telling static bytes apart
+        case VXValue::Type::Array:
+        case VXValue::Type::Dictionary: return false;
+        case VXValue::Type::String: return value.stringRef().data_ptr().isMutable();
+        default: return true;
+        }
+    }
+
+    bool isShareable() noexcept
+    {
+        std::uint8_t known = state.load(std::memory_order_relaxed);
+        if (known == Unknown) {
+            known = std::all_of(items.begin(), items.end(), shareable) ? Shareable : NotShareable;
+            state.store(known, std::memory_order_relaxed);
+        }
+        return known == Shareable;
+    }
+
+    // After an element was added.
+    void noteAdded(const VXValue &value) noexcept
+    {
+        if (state.load(std::memory_order_relaxed) == Shareable && !shareable(value))
+            state.store(NotShareable, std::memory_order_relaxed);
+    }
+    // After elements were removed: an unshareable one may have gone.
+    void noteRemoved() noexcept
+    {
+        if (state.load(std::memory_order_relaxed) == NotShareable)
+            state.store(Unknown, std::memory_order_relaxed);
+    }
+
+    void release() noexcept
+    {
+        if (refs.fetch_sub(1, std::memory_order_acq_rel) == 1)
+            delete this;
+    }
+};
+
+namespace {
+
+const std::vector<VXValue> &noItems() noexcept
+{
+    static const std::vector<VXValue> none;
+    return none;
+}
+
+}   // namespace
+
+VXArray::~VXArray()
+{
+    if (m_buffer)
+        m_buffer->release();
+}
+
+VXArray::Buffer &VXArray::ownBuffer(std::size_t growth)
+{
+    if (!m_buffer) {
+        m_buffer = new Buffer;
+    } else if (m_buffer->refs.load(std::memory_order_acquire) != 1) {
+        // Shared with a copy: this array takes a buffer of its own, the copy keeps the old one.
+        auto *own = new Buffer;
+        own->items.reserve(m_buffer->items.size() + growth);
+        own->items = m_buffer->items;
+        own->state.store(m_buffer->state.load(std::memory_order_relaxed), std::memory_order_relaxed);
+        m_buffer->release();
+        m_buffer = own;
+    }
+    return *m_buffer;
+}
+
+std::vector<VXValue> &VXArray::items()
+{
+    Buffer &buffer = ownBuffer(0);
+    buffer.state.store(Buffer::Unknown, std::memory_order_relaxed);
+    return buffer.items;
+}
+
+const std::vector<VXValue> &VXArray::items() const noexcept
+{
+    return m_buffer ? m_buffer->items : noItems();
+}
+
 const VXValue &VXArray::at(std::size_t index) const noexcept
 {
-    return index < m_items.size() ? m_items[index] : nullValue();
+    const std::vector<VXValue> &all = items();
+    return index < all.size() ? all[index] : nullValue();
+}
+
+void VXArray::append(VXValue value)
+{
+    // A log that grows after a save is copied then: with room for the half hour's periods to come
+    // (a few hundred numbers on a busy desktop), not for a quarter of ten years more.
+    Buffer &buffer = ownBuffer(std::min<std::size_t>(size() / 4, 1024) + 1);
+    buffer.noteAdded(value);
+    buffer.items.push_back(std::move(value));
 }
 
 void VXArray::insert(std::size_t index, VXValue value)
 {
-    m_items.insert(m_items.begin() + static_cast<std::ptrdiff_t>(std::min(index, m_items.size())), std::move(value));
+    Buffer &buffer = ownBuffer(1);
+    buffer.noteAdded(value);
+    std::vector<VXValue> &all = buffer.items;
+    all.insert(all.begin() + static_cast<std::ptrdiff_t>(std::min(index, all.size())), std::move(value));
 }
 
 void VXArray::removeAt(std::size_t index)
 {
-    if (index < m_items.size())
-        m_items.erase(m_items.begin() + static_cast<std::ptrdiff_t>(index));
+    if (index >= size())
+        return;
+    Buffer &buffer = ownBuffer(0);
+    buffer.items.erase(buffer.items.begin() + static_cast<std::ptrdiff_t>(index));
+    buffer.noteRemoved();
+}
+
+void VXArray::removeLast()
+{
+    if (isEmpty())
+        return;
+    Buffer &buffer = ownBuffer(0);
+    buffer.items.pop_back();
+    buffer.noteRemoved();
+}
+
+void VXArray::clear() noexcept
+{
+    if (m_buffer)
+        std::exchange(m_buffer, nullptr)->release();
+}
+
+void VXArray::reserve(std::size_t count)
+{
+    if (count > size())
+        ownBuffer(count - size()).items.reserve(count);
+}
+
+VXArrayRef VXArray::copySharingElements() const
+{
+    VXArrayRef copy = VXMakeArray();
+    if (!m_buffer || m_buffer->items.empty())
+        return copy;
+    if (!m_buffer->isShareable())
+        return VXArrayRef();
+    m_buffer->refs.fetch_add(1, std::memory_order_relaxed);
+    copy->m_buffer = m_buffer;
+    return copy;
 }
 
 std::ptrdiff_t VXArray::indexOfIdentical(const VXValue &value) const noexcept
 {
-    for (std::size_t i = 0; i < m_items.size(); ++i) {
-        if (m_items[i].isSameObject(value))
+    const std::vector<VXValue> &all = items();
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        if (all[i].isSameObject(value))
             return static_cast<std::ptrdiff_t>(i);
     }
     return -1;

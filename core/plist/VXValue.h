@@ -231,41 +231,67 @@ private:
 
 static_assert(sizeof(VXValue) == 16, "VXValue is meant to stay two words");
 
+// An array's elements live in a buffer of their own, counted by reference: a deep copy of an
+// array that holds no containers shares its buffer (copy-on-write), so that a snapshot of the
+// tree shares every event log with the live tree and a log is copied only when one of the two
+// changes it. The array object itself keeps its identity (it is still the one shared, mutable
+// array); only its elements' storage is shared with its copies. The buffer's count is atomic: a
+// snapshot is read on the writer thread while the main thread goes on with the live tree.
+//
+// Every member that may change the elements (append, insert, removeAt, removeLast, clear,
+// reserve, operator[], the non-const items()) first gives the array a buffer of its own when it
+// shares one; references into the elements stay valid until then. Reading goes through the
+// const members (at, last, the iterators, the const items()), which never copy.
 class VXArray final : public vx_detail::VXHeapObject
 {
 public:
     using iterator = std::vector<VXValue>::iterator;
     using const_iterator = std::vector<VXValue>::const_iterator;
 
-    std::size_t size() const noexcept { return m_items.size(); }
-    bool isEmpty() const noexcept { return m_items.empty(); }
+    VXArray() noexcept = default;
+    ~VXArray();
+
+    std::size_t size() const noexcept { return items().size(); }
+    bool isEmpty() const noexcept { return items().empty(); }
     // Out-of-range indexes read as null.
     const VXValue &at(std::size_t index) const noexcept;
-    const VXValue &last() const noexcept { return at(m_items.size() - 1); }
-    VXValue &operator[](std::size_t index) { return m_items[index]; }
+    const VXValue &last() const noexcept { return at(size() - 1); }
+    VXValue &operator[](std::size_t index) { return items()[index]; }
 
-    void append(VXValue value) { m_items.push_back(std::move(value)); }
+    void append(VXValue value);
     void insert(std::size_t index, VXValue value);
     void removeAt(std::size_t index);
-    void removeLast()
-    {
-        if (!m_items.empty())
-            m_items.pop_back();
-    }
-    void clear() noexcept { m_items.clear(); }
-    void reserve(std::size_t count) { m_items.reserve(count); }
+    void removeLast();
+    void clear() noexcept;
+    void reserve(std::size_t count);
     // The index of the first element that is the same object, or -1.
     std::ptrdiff_t indexOfIdentical(const VXValue &value) const noexcept;
 
-    iterator begin() noexcept { return m_items.begin(); }
-    iterator end() noexcept { return m_items.end(); }
-    const_iterator begin() const noexcept { return m_items.begin(); }
-    const_iterator end() const noexcept { return m_items.end(); }
-    std::vector<VXValue> &items() noexcept { return m_items; }
-    const std::vector<VXValue> &items() const noexcept { return m_items; }
+    // Iterating a non-const array may change the elements: it takes a buffer of its own first
+    // (iterate through a const array to read a shared one without a copy).
+    iterator begin() { return items().begin(); }
+    iterator end() { return items().end(); }
+    const_iterator begin() const noexcept { return items().begin(); }
+    const_iterator end() const noexcept { return items().end(); }
+    // The elements, to change in place: the array's own buffer from now on.
+    std::vector<VXValue> &items();
+    const std::vector<VXValue> &items() const noexcept;
+
+    // A new array with the same elements, sharing this one's buffer when every element may be
+    // shared (numbers, dates, and texts of their own storage; no containers, no data); null
+    // when they may not, and the caller copies them.
+    VXArrayRef copySharingElements() const;
+    // Whether the two arrays hold their elements in the same buffer (a copy that neither
+    // changed since).
+    bool sharesElementsWith(const VXArray &other) const noexcept { return m_buffer && m_buffer == other.m_buffer; }
 
 private:
-    std::vector<VXValue> m_items;
+    struct Buffer;
+
+    // The array's buffer, its own (copied when shared, with room for `growth` more elements).
+    Buffer &ownBuffer(std::size_t growth);
+
+    Buffer *m_buffer = nullptr;   // null while empty and never written
 };
 
 // A dictionary keyed by strings with hashed lookups. Iteration order is the insertion order,
@@ -305,6 +331,20 @@ public:
     VXValue &valueAt(std::size_t index) noexcept { return m_entries[index].value; }
     // The keys in code-point order, as writers emit them.
     std::vector<std::size_t> sortedEntryIndexes() const;
+    // A new dictionary with this one's keys in this order, keyOf(key) for each (an equal text),
+    // and valueOf(entry) as its value (never null). The hash table is copied, not rebuilt: a copy
+    // of a large table costs no key hashed or looked up.
+    template <class KeyOf, class ValueOf> VXDictionaryRef copyWith(KeyOf &&keyOf, ValueOf &&valueOf) const
+    {
+        VXDictionaryRef copy = VXMakeDictionary();
+        copy->m_entries.reserve(m_entries.size());
+        for (const Entry &entry : m_entries)
+            copy->m_entries.push_back(Entry {keyOf(entry.key), valueOf(entry)});
+        copy->m_hashes = m_hashes;
+        copy->m_table = m_table;
+        copy->m_changes = static_cast<std::uint32_t>(m_entries.size());   // as many as entries made
+        return copy;
+    }
     // Counts the calls that stored, replaced or removed an entry (insert, insertNew, remove,
     // clear), so that a reader can tell cheaply that the table is the one it last saw. Changes
     // made in place through valueAt() or valuePointer() are not counted.

@@ -3,13 +3,26 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
+#include <thread>
+#include <utility>
 
 namespace {
 
 QString key(int i)
 {
     return QStringLiteral("window %1").arg(i);
+}
+
+// An event log as the tracker keeps it: reals, and a text of its own storage.
+VXArrayRef makeLog()
+{
+    VXArrayRef log = VXMakeArray();
+    for (double v : {10.0, 20.5, 30.0, 41.0})
+        log->append(v);
+    log->append(QStringLiteral("note %1").arg(1));
+    return log;
 }
 
 }   // namespace
@@ -126,4 +139,144 @@ TEST(VXValue, CodePointOrderPutsAstralCharactersAfterThePrivateUseArea)
     for (std::size_t i : d->sortedEntryIndexes())
         order.push_back(d->entries()[i].key);
     EXPECT_EQ(order, (std::vector<QString> {QStringLiteral("A"), QStringLiteral("b"), privateUse, astral}));
+}
+
+TEST(VXValue, EachChangeToACopyOfASharedLogLeavesTheOtherAsItWas)
+{
+    struct Row {
+        const char *name;
+        std::function<void(VXArray &)> change;
+    };
+    const std::vector<Row> rows {
+        {"append", [](VXArray &a) { a.append(99.0); }},
+        {"insert", [](VXArray &a) { a.insert(1, 99.0); }},
+        {"removeAt", [](VXArray &a) { a.removeAt(0); }},
+        {"removeLast", [](VXArray &a) { a.removeLast(); }},
+        {"clear", [](VXArray &a) { a.clear(); }},
+        {"reserve, then a write in place",
+         [](VXArray &a) {
+             a.reserve(1000);
+             a[0] = 99.0;
+         }},
+        {"operator[]", [](VXArray &a) { a[2] = 99.0; }},
+        {"begin", [](VXArray &a) { *a.begin() = VXValue(99.0); }},
+        {"end", [](VXArray &a) { *(a.end() - 1) = VXValue(99.0); }},
+        {"items", [](VXArray &a) { a.items().resize(2); }},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        VXArrayRef expected = makeLog();   // never shared: the change as it applies to a lone log
+        row.change(*expected);
+        // Changing the original (the live tree's log) and changing the copy (a snapshot's).
+        for (bool changeCopy : {false, true}) {
+            SCOPED_TRACE(changeCopy ? "the copy changed" : "the original changed");
+            VXArrayRef original = makeLog();
+            const VXValue originalValue(original);
+            const VXValue copy = originalValue.deepCopy();
+            ASSERT_TRUE(copy.array()->sharesElementsWith(*original));
+            EXPECT_FALSE(copy.isSameObject(originalValue));
+
+            VXArray &changed = changeCopy ? *copy.array() : *original;
+            const VXArray &other = changeCopy ? *original : *copy.array();
+            row.change(changed);
+            EXPECT_FALSE(changed.sharesElementsWith(other));
+            EXPECT_EQ(VXValue(VXArrayRef(&changed)), VXValue(expected));
+            EXPECT_EQ(VXValue(VXArrayRef(const_cast<VXArray *>(&other))), VXValue(makeLog()));
+            // The array is still the object the tree holds.
+            EXPECT_EQ(originalValue.array(), original.get());
+        }
+    }
+}
+
+TEST(VXValue, OnlyLogsOfPlainValuesShareTheirElements)
+{
+    struct Row {
+        const char *name;
+        std::function<void(VXArray &)> fill;
+        bool shared;
+    };
+    const std::vector<Row> rows {
+        {"reals, integers, dates, booleans, texts",
+         [](VXArray &a) {
+             a.append(1.5);
+             a.append(2);
+             a.append(VXValue::dateSince2001(3));
+             a.append(true);
+             a.append(QStringLiteral("Editor %1").arg(1));
+         },
+         true},
+        {"a dictionary",
+         [](VXArray &a) {
+             a.append(1.5);
+             a.append(VXValue(VXMakeDictionary()));
+         },
+         false},
+        {"an array", [](VXArray &a) { a.append(VXValue(makeLog())); }, false},
+        {"a text over static data", [](VXArray &a) { a.append(QStringLiteral("literal")); }, false},
+        {"data", [](VXArray &a) { a.append(QByteArray("bytes")); }, false},
+        {"a container written in place",
+         [](VXArray &a) {
+             a.append(1.5);
+             a[0] = VXValue(VXMakeDictionary());
+         },
+         false},
+        {"a container pushed through items()", [](VXArray &a) { a.items().push_back(VXValue(VXMakeDictionary())); },
+         false},
+        {"a container removed again",
+         [](VXArray &a) {
+             a.append(1.5);
+             a.append(VXValue(VXMakeDictionary()));
+             a.removeLast();
+         },
+         true},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        VXArrayRef array = VXMakeArray();
+        row.fill(*array);
+        const VXValue copy = VXValue(array).deepCopy();
+        EXPECT_EQ(copy.array()->sharesElementsWith(*array), row.shared);
+        EXPECT_EQ(copy, VXValue(array));
+        // A container inside is copied, never shared.
+        for (std::size_t i = 0; i < array->size(); ++i)
+            EXPECT_TRUE(!array->at(i).isContainer() || !copy.array()->at(i).isSameObject(array->at(i))) << i;
+    }
+
+    // A dictionary's deep copy is a new dictionary whose logs share their elements.
+    VXDictionaryRef window = VXMakeDictionary();
+    window->insert(QStringLiteral("Active Log"), VXValue(makeLog()));
+    const VXValue windowCopy = VXValue(window).deepCopy();
+    const VXValue &log = window->value(QStringLiteral("Active Log"));
+    const VXValue &logCopy = windowCopy.dictionary()->value(QStringLiteral("Active Log"));
+    EXPECT_FALSE(logCopy.isSameObject(log));
+    EXPECT_TRUE(logCopy.array()->sharesElementsWith(*log.array()));
+    log.array()->append(5.0);
+    EXPECT_EQ(logCopy.array()->size(), log.array()->size() - 1);
+}
+
+// A snapshot's logs are read on the writer thread while the main thread goes on appending to the
+// live ones (run under ThreadSanitizer to see the buffers' counts at work).
+TEST(VXValue, ACopyReadOnAnotherThreadWhileTheOriginalGrows)
+{
+    VXArrayRef live = makeLog();
+    live->removeLast();
+    double expected = 0;
+    for (const VXValue &v : std::as_const(*live))
+        expected += v.toDouble();
+    for (int round = 0; round < 50; ++round) {
+        VXValue snapshot = VXValue(live).deepCopy();
+        double sum = -1;
+        std::thread reader([&sum, snapshot = std::move(snapshot)]() mutable {
+            double total = 0;
+            for (const VXValue &v : std::as_const(*snapshot.array()))
+                total += v.toDouble();
+            sum = total;
+            snapshot = VXValue();   // the last reference may go on this thread
+        });
+        for (int i = 0; i < 100; ++i)
+            live->append(1.0);
+        reader.join();
+        EXPECT_EQ(sum, expected);
+        expected += 100;
+    }
 }
