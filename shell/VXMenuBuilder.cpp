@@ -109,6 +109,13 @@ void VXMenuBuilder::watchMenu(QMenu *menu)
     connect(menu, &QMenu::aboutToShow, this, [this, menu] {
         validateMenu(menu, QGuiApplication::queryKeyboardModifiers().testFlag(Qt::ShiftModifier));
     });
+    // What the menu showed is stale once it closes: an entry greyed then (Undo with nothing to
+    // undo) must still take its shortcut later, when the trigger asks the controller again.
+    connect(menu, &QMenu::aboutToHide, this, [menu] {
+        for (QAction *action : menu->actions())
+            if (!action->shortcut().isEmpty())
+                action->setEnabled(true);
+    });
 }
 
 const VXMenuEntryDefinition *VXMenuBuilder::definitionOfAction(const QAction *action)

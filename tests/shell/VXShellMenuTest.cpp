@@ -15,6 +15,7 @@
 
 #include <QMenuBar>
 #include <QSystemTrayIcon>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -194,6 +195,43 @@ TEST(ShellMenus, EveryEntryShowsWhatTheControllerAnswers)
     const VXMenuItemState stay = program.controller->validateMenuItem(VXMenuAction::ToggleStayInFront, 0);
     EXPECT_FALSE(stay.enabled);
     EXPECT_FALSE(stay.checked);
+}
+
+TEST(ShellMenus, AShortcutWorksAfterItsMenuShowedTheEntryGreyed)
+{
+    ShellFixture program;
+    launchWindowed(program);
+    VXOrganizerWindow *organizer = program.shell->organizerWindow();
+    QAction *undo = openedEntry(program, VXMenuEntry::Undo);
+    ASSERT_NE(undo, nullptr);
+    QMenu *edit = nullptr;
+    for (QObject *owner : undo->associatedObjects())
+        if (auto *menu = qobject_cast<QMenu *>(owner))
+            edit = menu;
+    ASSERT_NE(edit, nullptr);
+    // The Edit menu opens with nothing to undo, and closes.
+    edit->popup(organizer->mapToGlobal(QPoint(10, 10)));
+    QApplication::processEvents();
+    EXPECT_FALSE(undo->isEnabled());
+    edit->hide();
+    QApplication::processEvents();
+    // Then something to undo (a pool's timers reset), and its shortcut without opening the menu.
+    addPool(program);
+    answerNextModal([](QWidget *alert) { EXPECT_TRUE(clickButton(alert, u"Reset"_s)); });
+    program.controller->resets().resetPoolTimers();
+    ASSERT_TRUE(program.controller->canUndo());
+    EXPECT_TRUE(undo->isEnabled()) << "the closed menu left its entry greyed";
+    organizer->activateWindow();
+    QApplication::processEvents();
+    EXPECT_TRUE(organizer->isActiveWindow());
+    QTest::keyClick(organizer, Qt::Key_Z, Qt::ControlModifier);
+    QApplication::processEvents();
+    EXPECT_FALSE(program.controller->canUndo()) << "Ctrl+Z did not undo";
+    EXPECT_TRUE(program.controller->canRedo());
+    // With nothing left to undo, the shortcut does nothing.
+    QTest::keyClick(organizer, Qt::Key_Z, Qt::ControlModifier);
+    QApplication::processEvents();
+    EXPECT_TRUE(program.controller->canRedo());
 }
 
 TEST(ShellMenus, ShiftShowsTheSilentQuitAndDebugLoggingInPlaceOfTheirEntries)
