@@ -469,7 +469,9 @@ bool VXConfigurationStore::recoverFromJournal(const QString &path, VXDictionaryR
     if (contents.entries.empty())
         return false;
 
-    const double before = record->value(VXLastTimestampKey).toDouble();
+    // What the entries add to the sum of sampled intervals is the tracking they recover; the
+    // last timestamps would also count the time Wendle was not running before the lost run.
+    const double trackedBefore = record->value(VXOverallTimeKey).toDouble();
     VXJournalReplay replay(*record);
     std::size_t applied = 0;
     qsizetype end = VXJournalFile::kHeaderSize;
@@ -486,7 +488,9 @@ bool VXConfigurationStore::recoverFromJournal(const QString &path, VXDictionaryR
         return false;
     VXCloseOpenPeriods(*record);
     const double upTo = record->value(VXLastTimestampKey).toDouble();
-    m_recoveredSeconds = std::max(0.0, upTo - before);
+    const double trackedAfter = record->value(VXOverallTimeKey).toDouble();
+    // (Less than before: the entries hold a reset of the timers, and what follows it.)
+    m_recoveredSeconds = trackedAfter >= trackedBefore ? trackedAfter - trackedBefore : trackedAfter;
     m_recoveredUpTo = upTo;
     qCWarning(lcPersistence).noquote()
         << QStringLiteral("recovered %1 seconds of tracking from the journal (%2 entries), up to %3")

@@ -88,6 +88,7 @@ protected:
         VXMainController controller(desktop, time, time, *settings.defaults);
         controller.loadConfiguration();
         controller.store().waitForPendingWrites();
+        recoveredSeconds = controller.store().recoveredSeconds();
         return controller.configuration() ? VXValue(controller.configuration()) : VXValue();
     }
 
@@ -108,6 +109,7 @@ protected:
     QByteArray record;
     QByteArray journal;
     std::vector<qsizetype> entryStarts;
+    double recoveredSeconds = -1.0;   // as the last start-up reported it
 };
 
 double lastTimestampOf(const VXValue &tree)
@@ -197,9 +199,11 @@ TEST_F(JournalRecoveryTest, AStartContinuesTheRecordItLoadedWithoutSavingItWhole
     auto seeded = recoverWith(QByteArray());
     ASSERT_TRUE(seeded.isDictionary());
     const QByteArray seededRecord = readFile(dataHome.configurationFile());
+    // Wendle is started again a minute after the record's last moment, and killed 36 s later.
+    const double restart = time.now();
     {
         auto controller = start();
-        time.advanceTo(kStart + 100);
+        time.advanceTo(restart + 36);
         controller->store().waitForPendingWrites();
     }
     EXPECT_EQ(readFile(dataHome.configurationFile()), seededRecord);
@@ -208,4 +212,9 @@ TEST_F(JournalRecoveryTest, AStartContinuesTheRecordItLoadedWithoutSavingItWhole
     EXPECT_GE(contents.entries.size(), 5u);
     const VXValue recovered = recoverWith(readFile(journalFile()));
     EXPECT_GT(lastTimestampOf(recovered), lastTimestampOf(seeded) + 30);
+    // What it says it recovered is the lost run's tracking up to its last flush, not the minute
+    // before it ran.
+    ASSERT_GE(restart - lastTimestampOf(seeded), 50.0);
+    EXPECT_LE(recoveredSeconds, 36.0);
+    EXPECT_GE(recoveredSeconds, 36.0 - VXJournal::kFlushInterval - 1.0);
 }
