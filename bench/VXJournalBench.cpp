@@ -117,6 +117,26 @@ struct Folders {
     QString journal() const { return folder() + QStringLiteral("/Default.journal"); }
 };
 
+// A heavy record written where the program loads it, and the program on the busy desktop in
+// virtual time (never hibernating), not yet launched.
+struct BusyProgram {
+    explicit BusyProgram(const Folders &folders, const VXHeavyConfigurationParameters &parameters = {})
+    {
+        QDir().mkpath(folders.folder());
+        writeToBinaryFile(VXValue(VXMakeHeavyConfiguration(parameters)), folders.record(), true);
+        malloc_trim(0);
+        VXRegisterDefaults(defaults);
+        defaults.setInteger(0, QStringLiteral("Hibernation Interval"));
+        controller = std::make_unique<VXMainController>(desktop, time, time, defaults);
+    }
+
+    VXUserDefaults defaults;
+    VXVirtualScheduler time {kStart};
+    VXFakeDesktop desktop;
+    BusyDesktop busy {desktop};
+    std::unique_ptr<VXMainController> controller;
+};
+
 struct BusyRun {
     double tickSeconds = 0;   // main-thread CPU of the ticks
     double flushSeconds = 0;   // main-thread CPU of the journal's flushes
@@ -130,15 +150,9 @@ struct BusyRun {
 // (as the journal did before the sampler told it).
 BusyRun runBusy(Folders &folders, double seconds, bool tickWindows = true)
 {
-    QDir().mkpath(folders.folder());
-    writeToBinaryFile(VXValue(VXMakeHeavyConfiguration()), folders.record(), true);
-    VXUserDefaults defaults;
-    VXRegisterDefaults(defaults);
-    defaults.setInteger(0, QStringLiteral("Hibernation Interval"));
-    VXVirtualScheduler time(kStart);
-    VXFakeDesktop desktop;
-    BusyDesktop busy(desktop);
-    VXMainController controller(desktop, time, time, defaults);
+    BusyProgram program(folders);
+    VXVirtualScheduler &time = program.time;
+    VXMainController &controller = *program.controller;
     controller.applicationWillFinishLaunching();
     controller.applicationDidFinishLaunching({}, {});
     // The whole save that starts the journal; from then on only the journal writes (the
@@ -152,7 +166,7 @@ BusyRun runBusy(Folders &folders, double seconds, bool tickWindows = true)
     int step = 0;
     for (double at = 10; at <= seconds; at += 5) {
         if (int(at) % 10 == 0)
-            busy.switchFront(++step);
+            program.busy.switchFront(++step);
         double before = threadSeconds();
         time.advanceTo(kStart + at - 0.25);
         run.tickSeconds += threadSeconds() - before;
@@ -205,20 +219,13 @@ struct StartFigures {
 StartFigures measureStart(int scale, bool continued)
 {
     Folders folders;
-    QDir().mkpath(folders.folder());
     VXHeavyConfigurationParameters parameters;
     parameters.windowCount *= scale;
     parameters.eventLogNumbers *= scale;
     parameters.span *= scale;
-    writeToBinaryFile(VXValue(VXMakeHeavyConfiguration(parameters)), folders.record(), true);
-    malloc_trim(0);
-    VXUserDefaults defaults;
-    VXRegisterDefaults(defaults);
-    defaults.setInteger(0, QStringLiteral("Hibernation Interval"));
-    VXVirtualScheduler time(kStart);
-    VXFakeDesktop desktop;
-    BusyDesktop busy(desktop);
-    VXMainController controller(desktop, time, time, defaults);
+    BusyProgram program(folders, parameters);
+    VXVirtualScheduler &time = program.time;
+    VXMainController &controller = *program.controller;
     StartFigures figures;
     double before = threadSeconds();
     controller.applicationWillFinishLaunching();
