@@ -35,8 +35,7 @@ protected:
     JournalCommandsTest()
     {
         settings.defaults->setInteger(0, u"Hibernation Interval"_s);
-        desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, u"org.example.Editor"_s,
-                       10);
+        VXLaunchExample(desktop, u"Editor"_s, 10);
         desktop.openWindow(10, u"Report.odt"_s);
         desktop.activate(10);
     }
@@ -49,8 +48,7 @@ protected:
         controller.applicationWillFinishLaunching();
         controller.applicationDidFinishLaunching({}, {});
         time.advanceTo(kStart + 20);
-        desktop.launch(u"Terminal"_s, u"/usr/share/applications/org.example.Terminal.desktop"_s,
-                       u"org.example.Terminal"_s, 20);
+        VXLaunchExample(desktop, u"Terminal"_s, 20);
         desktop.openWindow(20, u"make test"_s);
         desktop.activate(20);
         time.advanceTo(kStart + 64);

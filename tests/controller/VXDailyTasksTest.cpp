@@ -38,7 +38,7 @@ protected:
         settings.defaults->setInteger(0, u"Hibernation Interval"_s);
         // A tick a minute keeps days of ticks quick; the tasks do not depend on it.
         settings.defaults->setDouble(60.0, u"Update Interval"_s);
-        desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, kEditorID, 10);
+        VXLaunchExample(desktop, u"Editor"_s, 10);
         desktop.activate(10);
     }
     ~DailyTasksTest() override { VXSetCurrentSortColumn(1); }

@@ -86,21 +86,21 @@ TEST(VXDayScenario, AWorkingDayIsCreditedSecondBySecond)
         {VXWindowBlacklistKey, strings({u"http*://*", u"Browser \u25B8 Bank*"})},
     }));
 
-    desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, kEditor, 100);
+    VXLaunchExample(desktop, u"Editor"_s, 100);
     const auto report = desktop.openWindow(100, u"Report - Draft 1"_s);
     desktop.activate(100);
     controller.setSortColumn(1);   // the first tick, as at launch
 
     auto at = [&](double t) { time.advanceTo(S + t); };
     at(3600.5);
-    desktop.launch(u"Mail"_s, u"/usr/share/applications/org.example.Mail.desktop"_s, kMail, 200);
+    VXLaunchExample(desktop, u"Mail"_s, 200);
     desktop.openWindow(200, u"Inbox (12)"_s);
     at(5400.5);
     desktop.setWindowTitle(report, u"Report - Draft 2"_s);
     at(7200.5);
     desktop.activate(200);
     at(9000.5);
-    desktop.launch(u"Browser"_s, u"/usr/share/applications/org.example.Browser.desktop"_s, kBrowser, 300);
+    VXLaunchExample(desktop, u"Browser"_s, 300);
     const auto docs = desktop.openWindow(300, u"Team Docs"_s);
     desktop.openWindow(300, u"Bank login"_s);
     desktop.activate(300);

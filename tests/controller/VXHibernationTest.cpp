@@ -31,7 +31,7 @@ class HibernationTest : public ::testing::Test
 protected:
     HibernationTest()
     {
-        desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, kEditorID, 10);
+        VXLaunchExample(desktop, u"Editor"_s, 10);
         desktop.activate(10);
         controller = makeController();
     }

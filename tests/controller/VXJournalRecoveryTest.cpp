@@ -36,7 +36,7 @@ protected:
     JournalRecoveryTest()
     {
         settings.defaults->setInteger(0, u"Hibernation Interval"_s);
-        desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, kEditorID, 10);
+        VXLaunchExample(desktop, u"Editor"_s, 10);
         desktop.activate(10);
     }
     ~JournalRecoveryTest() override { VXSetCurrentSortColumn(1); }

@@ -222,9 +222,8 @@ TEST_F(GermanWindows, NoEnglishTextOnTheReports)
     vxtest::ScopedDataHome dataHome;
     VXVirtualScheduler time {kMorning};
     VXFakeDesktop desktop;
-    desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, u"org.example.Editor"_s, 10);
-    desktop.launch(u"Terminal"_s, u"/usr/share/applications/org.example.Terminal.desktop"_s, u"org.example.Terminal"_s,
-                   11);
+    VXLaunchExample(desktop, u"Editor"_s, 10);
+    VXLaunchExample(desktop, u"Terminal"_s, 11);
     desktop.openWindow(10, u"report.txt"_s);
     VXMainController controller(desktop, time, time, *settings.defaults);
     controller.updateLists(&controller);

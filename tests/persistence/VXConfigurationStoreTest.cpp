@@ -68,7 +68,7 @@ protected:
     {
         // Nobody types in these tests: no idle hibernation.
         settings.defaults->setInteger(0, u"Hibernation Interval"_s);
-        desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, kEditorID, 10);
+        VXLaunchExample(desktop, u"Editor"_s, 10);
         desktop.activate(10);
     }
     ~StoreTest() override { VXSetCurrentSortColumn(1); }

@@ -56,8 +56,8 @@ protected:
     UndoTest()
     {
         settings.defaults->setInteger(0, u"Hibernation Interval"_s);
-        desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, kEditorID, 10);
-        desktop.launch(u"Mail"_s, u"/usr/share/applications/org.example.Mail.desktop"_s, kMailID, 20);
+        VXLaunchExample(desktop, u"Editor"_s, 10);
+        VXLaunchExample(desktop, u"Mail"_s, 20);
         reportWindow = desktop.openWindow(10, u"Report.odt"_s);
         desktop.openWindow(10, u"Notes.txt"_s);
         desktop.openWindow(20, u"Inbox"_s);

@@ -126,8 +126,7 @@ TEST(ShellScreenshots, EveryWindowAndMenuInLightAndDark)
         pictures[u"menu-tray-shift"_s] = shots.take(actionMenu, u"menu-tray-shift"_s);
         // The tray's panel with the organizer's lists and with the live report, after a few
         // minutes of the editor and a browser in front by turns.
-        program.desktop.launch(u"Browser"_s, u"/usr/share/applications/org.example.Browser.desktop"_s,
-                               u"org.example.Browser"_s, 11);
+        VXLaunchExample(program.desktop, u"Browser"_s, 11);
         program.desktop.openWindow(11, u"Documentation"_s);
         for (const int front : {10, 11, 10}) {
             program.desktop.activate(front);

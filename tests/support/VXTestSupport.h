@@ -16,6 +16,7 @@
 #include <QStringList>
 #include <QThread>
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <ostream>
@@ -152,6 +153,14 @@ private:
     bool m_wasSet;
     QByteArray m_previous;
 };
+
+// Launches the example application `name` on a fake desktop as process `pid`: application ID
+// "org.example.<name>", desktop file /usr/share/applications/org.example.<name>.desktop.
+template <class Desktop> void VXLaunchExample(Desktop &desktop, const QString &name, std::int64_t pid)
+{
+    const QString id = QStringLiteral("org.example.") + name;
+    desktop.launch(name, QStringLiteral("/usr/share/applications/%1.desktop").arg(id), id, pid);
+}
 
 // The environment Wendle runs in under a test: `base` (the X11 rig's, say) with the home, data,
 // settings and runtime folders inside `home`, no system bus (so no logind) and no desktop

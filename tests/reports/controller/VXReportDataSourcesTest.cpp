@@ -243,8 +243,7 @@ protected:
     {
         // Every item, whether or not the organizer shows a row for it.
         settings.defaults->setInteger(1, u"Live Report Content"_s);
-        desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, u"org.example.Editor"_s,
-                       10);
+        VXLaunchExample(desktop, u"Editor"_s, 10);
         desktop.activate(10);
         desktop.openWindow(10, u"notes.txt"_s);
         controller.updateLists(&controller);

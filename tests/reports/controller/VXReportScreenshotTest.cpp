@@ -120,11 +120,9 @@ TEST(ReportScreenshotWindows, DrawLiveAndSnapshotReports)
     // A working day: three applications taking turns in front, with windows.
     VXVirtualScheduler time {kMorning};
     VXFakeDesktop desktop;
-    desktop.launch(u"Editor"_s, u"/usr/share/applications/org.example.Editor.desktop"_s, u"org.example.Editor"_s, 10);
-    desktop.launch(u"Terminal"_s, u"/usr/share/applications/org.example.Terminal.desktop"_s, u"org.example.Terminal"_s,
-                   11);
-    desktop.launch(u"Browser"_s, u"/usr/share/applications/org.example.Browser.desktop"_s, u"org.example.Browser"_s,
-                   12);
+    VXLaunchExample(desktop, u"Editor"_s, 10);
+    VXLaunchExample(desktop, u"Terminal"_s, 11);
+    VXLaunchExample(desktop, u"Browser"_s, 12);
     desktop.openWindow(10, u"report.txt"_s);
     desktop.openWindow(10, u"notes.txt"_s);
     desktop.openWindow(11, u"make"_s);

@@ -87,8 +87,7 @@ public:
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(configFolder.path()));
         defaults = std::make_unique<VXUserDefaults>();
         VXUserDefaults::setStandard(defaults.get());
-        desktop.launch(QStringLiteral("Editor"), QStringLiteral("/usr/share/applications/org.example.Editor.desktop"),
-                       QStringLiteral("org.example.Editor"), 10);
+        VXLaunchExample(desktop, QStringLiteral("Editor"), 10);
         desktop.openWindow(10, QStringLiteral("report.txt"));
     }
     ~ShellFixture()
