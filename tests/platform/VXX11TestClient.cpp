@@ -202,19 +202,28 @@ int main(int argc, char **argv)
     }
     xcb_flush(connection);
 
-    // Ready once every window is mapped (by the window manager, when there is one).
-    std::size_t mapped = 0;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (mapped < windows.size() && std::chrono::steady_clock::now() < deadline) {
+    // Ready once every window is mapped (by the window manager, when there is one). openbox, just
+    // started, now and then drops a map request that reached it while it was still taking over
+    // the screen, so a window still unmapped after a while is asked for again.
+    std::vector<xcb_window_t> unmapped = windows;
+    const auto start = std::chrono::steady_clock::now();
+    auto nextRequest = start + std::chrono::milliseconds(500);
+    while (!unmapped.empty() && std::chrono::steady_clock::now() < start + std::chrono::seconds(10)) {
         pollfd fd {xcb_get_file_descriptor(connection), POLLIN, 0};
         poll(&fd, 1, 100);
         while (xcb_generic_event_t *event = xcb_poll_for_event(connection)) {
             if ((event->response_type & 0x7f) == XCB_MAP_NOTIFY)
-                ++mapped;
+                std::erase(unmapped, reinterpret_cast<xcb_map_notify_event_t *>(event)->window);
             std::free(event);
         }
         if (xcb_connection_has_error(connection))
             return 1;
+        if (!unmapped.empty() && std::chrono::steady_clock::now() >= nextRequest) {
+            for (const xcb_window_t window : unmapped)
+                xcb_map_window(connection, window);
+            xcb_flush(connection);
+            nextRequest += std::chrono::milliseconds(500);
+        }
     }
     waitForServer();
     std::printf("ready");
