@@ -216,12 +216,17 @@ void VXApplicationShell::beep()
 
 // ---- What the controller shows
 
-// What Wendle does now (and a step the user must take before windows can be tracked) stays in
-// view: in the tray's tooltip, and at the foot of the organizer.
 void VXApplicationShell::reloadApplicationList()
 {
     if (m_lists)
         m_lists->reloadApplicationList();
+    showStatus();
+}
+
+// What Wendle does now (and a step the user must take before windows can be tracked) stays in
+// view: in the tray's tooltip, and at the foot of the organizer.
+void VXApplicationShell::showStatus()
+{
     if (!m_statusText || (!m_statusItem && !m_organizerWindow))
         return;
     const QString status = m_statusText();
@@ -300,10 +305,10 @@ void VXApplicationShell::updateIcon()
 {
     if (m_controller)
         m_hibernating = m_controller->hibernation().isHibernating();
-    if (m_statusItem) {
+    if (m_statusItem)
         m_statusItem->setHibernating(m_hibernating, m_controller && m_controller->hibernation().isDeepHibernating());
-        reloadApplicationList();
-    }
+    // Hibernation stops the ticks that would otherwise bring the status up to date.
+    showStatus();
     updateLiveReportIcons();
     waitForSystemTray();
 }

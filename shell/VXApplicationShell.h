@@ -151,6 +151,8 @@ private:
     void dismissStatusItem();
     // The taskbar's icon and the desktop report for the settings and the mode.
     void updateLiveReportIcons();
+    // What Wendle does now, at the foot of the organizer and in the tray's tooltip.
+    void showStatus();
     // Tray mode was chosen but the session shows no tray yet: looks again for a while.
     void waitForSystemTray();
     QWidget *dialogParent() const;

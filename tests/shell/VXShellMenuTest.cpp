@@ -14,6 +14,7 @@
 #include "VXStringExtensions.h"
 
 #include <QMenuBar>
+#include <QStatusBar>
 #include <QSystemTrayIcon>
 #include <QTest>
 
@@ -273,6 +274,30 @@ TEST(ShellMenus, TheTrayMenuIsTheActionMenuAndItsIconGreysWhileHibernating)
     ASSERT_TRUE(program.controller->hibernation().isHibernating());
     EXPECT_EQ(shown(), drawn({.style = 11, .hibernating = true}));
     EXPECT_NE(shown(), awake);
+}
+
+// Hibernation stops the ticks, so the status at the organizer's foot and in the tray's tooltip
+// must follow it on its own.
+TEST(ShellMenus, TheStatusFollowsHibernationInEitherMode)
+{
+    for (const bool tray : {false, true}) {
+        SCOPED_TRACE(tray ? "tray" : "windows");
+        ShellFixture program;
+        program.trayAvailable = true;
+        program.defaults->setBool(true, VXWelcomeKey);
+        program.defaults->setBool(tray, VXStatusItemKey);
+        program.launch();
+        VXHibernation &hibernation = program.controller->hibernation();
+        program.shell->setStatusText([&] { return hibernation.isHibernating() ? u"asleep"_s : u"awake"_s; });
+        const auto shown = [&] {
+            return tray ? program.shell->statusItemController()->trayIcon()->toolTip()
+                        : program.shell->organizerWindow()->statusBar()->currentMessage();
+        };
+        hibernation.hibernate(nullptr);
+        EXPECT_EQ(shown(), u"asleep"_s);
+        hibernation.deferHibernation();
+        EXPECT_EQ(shown(), u"awake"_s);
+    }
 }
 
 TEST(ShellMenus, QuitAsksUnlessToldNotToOrHeldWithShift)
