@@ -146,6 +146,34 @@ int VXPreferencesWindow::indexOfTag(const QComboBox *selector, int tag)
     return -1;
 }
 
+// A value written from outside (`wendle defaults write`) that no item offers is shown as an item of
+// its own, so that the selector never looks unset; it goes when a listed value is chosen.
+void VXPreferencesWindow::showTag(QComboBox *selector, VXPreferenceControl control, int tag)
+{
+    const QSignalBlocker blocker(selector);
+    for (int index = selector->count() - 1; index >= 0; --index) {
+        if (selector->itemData(index).isValid() && selector->itemData(index).toInt() != tag)
+            selector->removeItem(index);
+    }
+    int index = indexOfTag(selector, tag);
+    if (index < 0 && control == C::HibernationIntervalSelector) {
+        selector->addItem(hibernationIntervalText(tag), tag);
+        index = selector->count() - 1;
+    }
+    selector->setCurrentIndex(index);
+}
+
+QString VXPreferencesWindow::hibernationIntervalText(int seconds)
+{
+    if (seconds <= 0)
+        return tr("Never");
+    if (seconds % 3600 == 0)
+        return seconds == 3600 ? tr("1 hour") : tr("%1 hours").arg(seconds / 3600);
+    if (seconds % 60 == 0)
+        return seconds == 60 ? tr("1 minute") : tr("%1 minutes").arg(seconds / 60);
+    return seconds == 1 ? tr("1 second") : tr("%1 seconds").arg(seconds);
+}
+
 void VXPreferencesWindow::refresh()
 {
     m_refreshing = true;
@@ -163,7 +191,7 @@ void VXPreferencesWindow::refresh()
             if (it.value() == C::AutoExportFolderSelector)
                 rebuildFolderSelector();
             else
-                selector->setCurrentIndex(indexOfTag(selector, int(state.value)));
+                showTag(selector, it.value(), int(state.value));
         } else if (auto *slider = qobject_cast<QSlider *>(widget)) {
             const double step = it.value() == C::UpdateIntervalSlider ? kUpdateIntervalStep : kOpacityStep;
             slider->setValue(qRound(state.value / step));

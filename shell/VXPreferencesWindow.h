@@ -64,6 +64,8 @@ private:
     void applyBlacklist(QPlainTextEdit *editor);
     static int tagOfItem(const QComboBox *selector, int index);
     static int indexOfTag(const QComboBox *selector, int tag);
+    static void showTag(QComboBox *selector, VXPreferenceControl control, int tag);
+    static QString hibernationIntervalText(int seconds);
 
     VXMainController &m_controller;
     VXUserDefaults &m_defaults;

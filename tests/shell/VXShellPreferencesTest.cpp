@@ -196,6 +196,20 @@ TEST_F(PreferencesTest, SelectorsStoreTheirTagsAndTheSliderItsInterval)
         EXPECT_EQ(stored()->integerForKey(row.key), row.stored);
     }
     EXPECT_EQ(program.controller->hibernation().hibernationInterval(), 300);
+    // An interval written from outside that the list does not offer shows as an entry of its own,
+    // until a listed one is chosen.
+    auto *hibernation = qobject_cast<QComboBox *>(window->control(C::HibernationIntervalSelector));
+    const int listed = hibernation->count();
+    for (const auto &[seconds, text] : {std::pair {30, u"30 seconds"_s}, std::pair {0, u"Never"_s},
+                                        std::pair {5400, u"90 minutes"_s}, std::pair {10800, u"3 hours"_s}}) {
+        program.defaults->setInteger(seconds, u"Hibernation Interval"_s);
+        window->refresh();
+        EXPECT_EQ(hibernation->currentText(), text);
+        EXPECT_EQ(hibernation->count(), listed + 1);
+    }
+    choose(C::HibernationIntervalSelector, u"2 minutes"_s);
+    EXPECT_EQ(hibernation->count(), listed);
+    EXPECT_EQ(stored()->integerForKey(u"Hibernation Interval"_s), 120);
 
     auto *slider = qobject_cast<QSlider *>(window->control(C::UpdateIntervalSlider));
     auto *label = window->findChild<QLabel *>(u"updateIntervalField"_s);
