@@ -157,8 +157,11 @@ void VXPreferencesWindow::showTag(QComboBox *selector, VXPreferenceControl contr
     }
     int index = indexOfTag(selector, tag);
     if (index < 0 && control == C::HibernationIntervalSelector) {
-        selector->addItem(hibernationIntervalText(tag), tag);
-        index = selector->count() - 1;
+        // In its place among the listed intervals.
+        index = 0;
+        while (index < selector->count() && tagOfItem(selector, index) < tag)
+            ++index;
+        selector->insertItem(index, hibernationIntervalText(tag), tag);
     }
     selector->setCurrentIndex(index);
 }

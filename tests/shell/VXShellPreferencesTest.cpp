@@ -200,11 +200,13 @@ TEST_F(PreferencesTest, SelectorsStoreTheirTagsAndTheSliderItsInterval)
     // until a listed one is chosen.
     auto *hibernation = qobject_cast<QComboBox *>(window->control(C::HibernationIntervalSelector));
     const int listed = hibernation->count();
-    for (const auto &[seconds, text] : {std::pair {30, u"30 seconds"_s}, std::pair {0, u"Never"_s},
-                                        std::pair {5400, u"90 minutes"_s}, std::pair {10800, u"3 hours"_s}}) {
+    for (const auto &[seconds, text, place] :
+         {std::tuple {30, u"30 seconds"_s, 0}, std::tuple {0, u"Never"_s, 0}, std::tuple {5400, u"90 minutes"_s, 7},
+          std::tuple {10800, u"3 hours"_s, listed}}) {
         program.defaults->setInteger(seconds, u"Hibernation Interval"_s);
         window->refresh();
         EXPECT_EQ(hibernation->currentText(), text);
+        EXPECT_EQ(hibernation->currentIndex(), place);
         EXPECT_EQ(hibernation->count(), listed + 1);
     }
     choose(C::HibernationIntervalSelector, u"2 minutes"_s);
