@@ -6,20 +6,32 @@ VXPanelPlacement VXPositionPanel(const QSize &size, const QRect &available, cons
                                  const std::optional<QRect> &iconGeometry, const std::optional<QPoint> &clickPosition)
 {
     VXPanelPlacement placement;
-    placement.maximumSize = available.size();
-    placement.minimumSize = VXPanelMinimumSize.boundedTo(available.size());
-    const QSize fitted = size.expandedTo(placement.minimumSize).boundedTo(placement.maximumSize);
-    QRect frame(QPoint(), fitted);
-
     // The tray's geometry when it reports one on this screen, else the click as a point-sized icon.
     std::optional<QRect> icon;
-    if (iconGeometry && iconGeometry->isValid() && screen.intersects(*iconGeometry))
+    const bool reported = iconGeometry && iconGeometry->isValid() && screen.intersects(*iconGeometry);
+    if (reported)
         icon = *iconGeometry;
     else if (clickPosition && screen.contains(*clickPosition))
         icon = QRect(*clickPosition, QSize(1, 1));
+    if (icon)
+        placement.anchoredAtTop = icon->center().y() < available.center().y();
+
+    // A tray bar that reserves no room of its own lies inside the available area: the panel hangs
+    // below its icon (or stands above it) rather than over it.
+    QRect area = available;
+    if (reported && available.contains(icon->center())) {
+        if (placement.anchoredAtTop)
+            area.setTop(std::clamp(icon->bottom() + 1, available.top(), available.center().y()));
+        else
+            area.setBottom(std::clamp(icon->top() - 1, available.center().y(), available.bottom()));
+    }
+
+    placement.maximumSize = area.size();
+    placement.minimumSize = VXPanelMinimumSize.boundedTo(area.size());
+    const QSize fitted = size.expandedTo(placement.minimumSize).boundedTo(placement.maximumSize);
+    QRect frame(QPoint(), fitted);
 
     if (icon) {
-        placement.anchoredAtTop = icon->center().y() < available.center().y();
         frame.moveLeft(icon->left());
         placement.canResizeRight = true;
         if (frame.right() > available.right()) {
@@ -42,9 +54,9 @@ VXPanelPlacement VXPositionPanel(const QSize &size, const QRect &available, cons
         placement.canResizeRight = true;
     }
     if (placement.anchoredAtTop)
-        frame.moveTop(available.top());
+        frame.moveTop(area.top());
     else
-        frame.moveBottom(available.bottom());
+        frame.moveBottom(area.bottom());
     placement.frame = frame;
     return placement;
 }

@@ -31,6 +31,7 @@ TEST(StatusItemPanelGeometry, PlacementByTheRules)
         std::optional<QPoint> click;
         QRect frame;
         bool left, right, top;
+        int heightTakenByTheTray = 0;
     };
     const Row rows[] = {
         {"icon in the middle: under it, grows to the right",
@@ -105,6 +106,26 @@ TEST(StatusItemPanelGeometry, PlacementByTheRules)
          true,
          false,
          false},
+        {"a tray bar that reserves no room: under its icon, not over it",
+         {600, 400},
+         kScreen,
+         QRect(1200, 0, 24, 24),
+         {},
+         QRect(624, 24, 600, 400),
+         true,
+         false,
+         true,
+         24},
+        {"the same at the bottom: above its icon",
+         {600, 400},
+         kScreen,
+         QRect(1200, 1000, 24, 24),
+         {},
+         QRect(624, 600, 600, 400),
+         true,
+         false,
+         false,
+         24},
         {"too small: the minimum",
          {100, 100},
          kBelowTopPanel,
@@ -132,7 +153,7 @@ TEST(StatusItemPanelGeometry, PlacementByTheRules)
         EXPECT_EQ(placement.canResizeRight, row.right);
         EXPECT_EQ(placement.anchoredAtTop, row.top);
         EXPECT_EQ(placement.minimumSize, QSize(480, 300));
-        EXPECT_EQ(placement.maximumSize, row.available.size());
+        EXPECT_EQ(placement.maximumSize, row.available.size() - QSize(0, row.heightTakenByTheTray));
         EXPECT_TRUE(row.available.contains(placement.frame));
     }
     // On a screen smaller than the minimum, the minimum gives way.
