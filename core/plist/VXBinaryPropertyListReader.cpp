@@ -511,9 +511,9 @@ private:
         return nullptr;
     }
 
-    // The plain value (boolean, number or date) at `index`, as object() reads it; false for any
-    // other object and for damage, which object() then reports.
-    bool plainValueAt(std::uint64_t index, VXValue &value) const
+    // Appends the plain value (boolean, number or date) at `index` to `items`, as object() reads
+    // it; false for any other object and for damage, which object() then reports.
+    bool appendPlainValue(std::uint64_t index, std::vector<VXValue> &items) const
     {
         std::uint64_t position = 0;
         if (index >= m_objectCount || !offsetOf(index, position))
@@ -521,22 +521,30 @@ private:
         const std::uint8_t marker = m_bytes[position++];
         // The event logs' reals first, without the general switch.
         if (marker == 0x23 && fits(position, 8)) {
-            value = VXValue(std::bit_cast<double>(load<std::uint64_t>(m_bytes + position)));
+            items.emplace_back(std::bit_cast<double>(load<std::uint64_t>(m_bytes + position)));
             return true;
         }
-        return (marker >> 4) <= 0x3 && plainValue(marker, position, value) == nullptr;
+        VXValue value;
+        if ((marker >> 4) > 0x3 || plainValue(marker, position, value))
+            return false;
+        items.push_back(std::move(value));
+        return true;
     }
 
-    // Appends the `count` plain values that `references` name to `items`; false at the first
-    // object that is none or is damaged.
+    // Whether the object at `index` is marked as a plain value (it may still be damaged).
+    bool isPlainValue(std::uint64_t index) const
+    {
+        std::uint64_t position = 0;
+        return index < m_objectCount && offsetOf(index, position) && (m_bytes[position] >> 4) <= 0x3;
+    }
+
+    // Appends the `count` plain values that `references` name to `items`, which has room for
+    // them; false at the first object that is none or is damaged.
     bool fillPlainValues(std::vector<VXValue> &items, const std::uint8_t *references, std::uint64_t count) const
     {
-        items.reserve(count);
         for (std::uint64_t i = 0; i < count; ++i) {
-            VXValue value;
-            if (!plainValueAt(reference(references + i * m_refWidth), value))
+            if (!appendPlainValue(reference(references + i * m_refWidth), items))
                 return false;
-            items.push_back(std::move(value));
         }
         return true;
     }
@@ -677,26 +685,26 @@ private:
         if (!isDictionary) {
             VXArrayRef array = VXMakeArray();
             std::vector<VXValue> &items = array->items();
-            VXValue first;
-            if (m_filler && length >= kFilledElsewhereFrom && plainValueAt(reference(at), first)) {
+            // Allocated on this thread even when the other fills it: one heap grows for both,
+            // without contention, and the other thread's part is the reading alone.
+            items.reserve(length);
+            if (m_filler && length >= kFilledElsewhereFrom && isPlainValue(reference(at))) {
                 // Most likely plain values all through: filled on the other thread, which gives
                 // up the reading on two threads at anything else.
                 m_filler->add({&items, at, length});
                 expanded += length;
             } else {
-                items.reserve(length);
                 for (std::uint64_t i = 0; i < length; ++i) {
                     const std::uint64_t child = reference(at + i * m_refWidth);
-                    VXValue item;
-                    if (plainValueAt(child, item)) {
+                    if (appendPlainValue(child, items)) {
                         ++expanded;
-                    } else {
-                        item = object(child, depth + 1);
-                        if (m_failed)
-                            return VXValue();
-                        if (!expand(expanded, expandedSize(child)))
-                            return fail(expansion);
+                        continue;
                     }
+                    VXValue item = object(child, depth + 1);
+                    if (m_failed)
+                        return VXValue();
+                    if (!expand(expanded, expandedSize(child)))
+                        return fail(expansion);
                     items.push_back(std::move(item));
                 }
             }
