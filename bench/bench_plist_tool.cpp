@@ -17,10 +17,9 @@
 #include "VXPropertyListSerialization.h"
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QFile>
 #include <QString>
-
-#include <QDateTime>
 
 #include <sys/resource.h>
 
