@@ -10,19 +10,10 @@
 #include <QSet>
 
 #include <algorithm>
-#include <atomic>
 #include <bit>
-#include <condition_variable>
 #include <cstring>
-#include <memory>
-#include <mutex>
-#include <new>
-#include <thread>
 #include <unordered_map>
 #include <vector>
-
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace {
 
@@ -35,11 +26,6 @@ constexpr std::size_t kTrailerSize = 32;
 // that each refer twice to the one below fit in a few hundred bytes and expand to 2^60 objects:
 // whatever walks the tree (the XML writer, a copy, an export) would never finish.
 constexpr std::uint64_t kExpansionFactor = 8;
-// Data from this size on is read on two threads; below it, a thread costs more than it saves.
-constexpr std::size_t kTwoThreadsFrom = 1 << 20;
-// Arrays of plain values from this many elements on are filled on the second thread; shorter
-// ones cost less to fill in place than to hand over.
-constexpr std::uint64_t kFilledElsewhereFrom = 16;
 
 class Reader
 {
@@ -49,28 +35,12 @@ public:
     {
     }
 
-    // Reads the whole tree, on two threads when `twoThreads` and the data is large. A reading on
-    // two threads that meets anything unexpected (damage, or an array that starts with plain
-    // values and holds something else) is dropped, without a word, for a reading on this thread
-    // alone, which gives the answer and the log line for the data as it is.
-    VXValue read(bool twoThreads)
+    // Reads the whole tree.
+    VXValue read()
     {
         if (!open())
             return VXValue();
         m_state.resize(m_objectCount);   // kUnread
-        if (twoThreads && m_size >= kTwoThreadsFrom) {
-            m_quiet = true;
-            m_filler
-                = std::make_unique<PlainValueFiller>(*this, m_state.data(), m_state.size() * sizeof(std::uint32_t));
-            VXValue root = object(m_topObject, 0);
-            const bool filled = m_filler->finish(m_failed);
-            m_filler.reset();
-            m_quiet = false;
-            if (filled && !m_failed)
-                return root;
-            root = VXValue();
-            restart();
-        }
         VXValue root = object(m_topObject, 0);
         if (m_failed)
             return VXValue();
@@ -217,133 +187,6 @@ private:
         return true;
     }
 
-    // Fills arrays of plain values (the event logs: millions of reals in all) on a thread of its
-    // own while the reader reads the rest of the tree. The reader hands over each array's
-    // elements, which nothing else touches until finish() has returned. Before its first array,
-    // the thread makes the pages of the reader's object table present (a hundred megabytes for
-    // ten years of records), which the reader would otherwise wait for at its first write to
-    // each: the reader's part is the longer one.
-    class PlainValueFiller
-    {
-    public:
-        struct Job {
-            std::vector<VXValue> *items;
-            const std::uint8_t *references;
-            std::uint64_t count;
-        };
-
-        PlainValueFiller(const Reader &reader, void *table, std::size_t tableBytes) :
-            m_reader(reader), m_thread([this, table, tableBytes] {
-                makePresent(table, tableBytes);
-                run();
-            })
-        {
-        }
-        ~PlainValueFiller() { finish(true); }
-        PlainValueFiller(const PlainValueFiller &) = delete;
-        PlainValueFiller &operator=(const PlainValueFiller &) = delete;
-
-        void add(const Job &job)
-        {
-            m_batch.push_back(job);
-            m_batchSize += job.count;
-            if (m_batchSize >= kBatchSize)
-                flush();
-        }
-
-        // Waits until every array handed over is filled (or, when `abandon`, until the thread has
-        // stopped, leaving the rest): false when one of them held anything but plain values.
-        bool finish(bool abandon)
-        {
-            if (m_thread.joinable()) {
-                if (abandon)
-                    m_failed.store(true, std::memory_order_relaxed);
-                flush();
-                {
-                    const std::lock_guard lock(m_mutex);
-                    m_closed = true;
-                }
-                m_wake.notify_one();
-                m_thread.join();
-            }
-            return !m_failed.load(std::memory_order_relaxed);
-        }
-
-    private:
-        // Elements handed over at a time: the lock and the wake-up are paid per batch.
-        static constexpr std::uint64_t kBatchSize = 16384;
-
-        void flush()
-        {
-            if (m_batch.empty())
-                return;
-            {
-                const std::lock_guard lock(m_mutex);
-                m_pending.insert(m_pending.end(), m_batch.begin(), m_batch.end());
-            }
-            m_wake.notify_one();
-            m_batch.clear();
-            m_batchSize = 0;
-        }
-
-        // Faults the whole pages of [start, start + bytes) in, writable, without writing to them:
-        // the reader may be writing there already.
-        static void makePresent(void *start, std::size_t bytes)
-        {
-            const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
-            const auto first = (reinterpret_cast<std::uintptr_t>(start) + page - 1) / page * page;
-            const auto end = (reinterpret_cast<std::uintptr_t>(start) + bytes) / page * page;
-            if (end > first)
-                ::madvise(reinterpret_cast<void *>(first), end - first, MADV_POPULATE_WRITE);   // a hint
-        }
-
-        void run()
-        {
-            std::vector<Job> work;
-            for (;;) {
-                {
-                    std::unique_lock lock(m_mutex);
-                    m_wake.wait(lock, [this] { return m_closed || !m_pending.empty(); });
-                    if (m_pending.empty())
-                        return;
-                    work.swap(m_pending);
-                }
-                for (const Job &job : work) {
-                    if (m_failed.load(std::memory_order_relaxed))
-                        break;
-                    try {
-                        if (!m_reader.fillPlainValues(*job.items, job.references, job.count))
-                            m_failed.store(true, std::memory_order_relaxed);
-                    } catch (const std::bad_alloc &) {
-                        // The reading on one thread that follows meets the shortage itself.
-                        m_failed.store(true, std::memory_order_relaxed);
-                    }
-                }
-                work.clear();
-            }
-        }
-
-        const Reader &m_reader;
-        std::vector<Job> m_batch;   // the reader's side
-        std::uint64_t m_batchSize = 0;
-        std::mutex m_mutex;
-        std::condition_variable m_wake;
-        std::vector<Job> m_pending;   // guarded by m_mutex
-        bool m_closed = false;   // guarded by m_mutex
-        std::atomic<bool> m_failed {false};
-        std::thread m_thread;   // last: it starts once the rest is ready
-    };
-
-    // Back to the state open() left, for a second reading.
-    void restart()
-    {
-        m_cache.clear();
-        m_expanded.clear();
-        std::fill(m_state.begin(), m_state.end(), kUnread);
-        m_budget = fullBudget();
-        m_failed = false;
-    }
-
     // Per object: unread, being read (a reference back to it is a cycle), or the index + 2 of its
     // value in m_cache (and of its expanded size in m_expanded). Only strings, data and containers
     // are cached: they are what files share.
@@ -357,7 +200,7 @@ private:
     }
     bool refuse(const char *reason)
     {
-        if (!m_failed && !m_quiet)
+        if (!m_failed)
             qCWarning(lcPlist, "cannot read binary property list: %s", reason);
         m_failed = true;
         return false;
@@ -395,7 +238,7 @@ private:
         return value;
     }
 
-    bool offsetOf(std::uint64_t index, std::uint64_t &offset) const
+    bool offsetOf(std::uint64_t index, std::uint64_t &offset)
     {
         offset = bigEndian(m_table + index * m_offsetWidth, m_offsetWidth);
         // Objects lie between the header and the offset table.
@@ -445,23 +288,43 @@ private:
         if (!offsetOf(index, position))
             return fail("an object offset lies outside the data");
         const std::uint8_t marker = m_bytes[position++];
+        const unsigned low = marker & 0x0F;
+
         switch (marker >> 4) {
         case 0x0:
-        case 0x1:
-        case 0x2:
-        case 0x3: {
-            VXValue value;
-            if (const char *problem = plainValue(marker, position, value))
-                return fail(problem);
-            return value;
+            if (marker == 0x08 || marker == 0x09)
+                return VXValue(marker == 0x09);
+            return fail("it holds a null or fill object, which a property-list tree cannot hold");
+        case 0x1: {
+            if (low > 4)
+                return fail("an integer has an unknown width");
+            const unsigned width = 1u << low;
+            if (!fits(position, width))
+                return fail("an integer runs past the end of the objects");
+            return integer(m_bytes + position, width);
         }
+        case 0x2: {
+            if (low != 2 && low != 3)
+                return fail("a real has an unknown width");
+            const unsigned width = 1u << low;
+            if (!fits(position, width))
+                return fail("a real runs past the end of the objects");
+            if (width == 4)
+                return VXValue(static_cast<double>(
+                    std::bit_cast<float>(static_cast<std::uint32_t>(bigEndian(m_bytes + position, 4)))));
+            return VXValue(std::bit_cast<double>(bigEndian(m_bytes + position, 8)));
+        }
+        case 0x3:
+            if (marker != 0x33 || !fits(position, 8))
+                return fail("a date is malformed");
+            return VXValue::dateSince2001(std::bit_cast<double>(bigEndian(m_bytes + position, 8)));
         case 0x4:
         case 0x5:
         case 0x6:
         case 0x7: return cacheLeaf(index, leaf(marker, position));
         case 0x8: {
             // A keyed archiver's UID, kept in the form XML gives it.
-            const unsigned width = (marker & 0x0F) + 1u;
+            const unsigned width = low + 1;
             if (width > 8 || !fits(position, width))
                 return fail("a UID is malformed");
             VXDictionaryRef uid = VXMakeDictionary();
@@ -476,112 +339,20 @@ private:
         }
     }
 
-    // A boolean, integer, real or date (types 0 to 3 of the marker), whose bytes start at
-    // `position`, into `value`: null, or why it cannot be read. Reads nothing but the data, so
-    // that the second thread may call it too.
-    const char *plainValue(std::uint8_t marker, std::uint64_t position, VXValue &value) const
+    VXValue integer(const std::uint8_t *at, unsigned width)
     {
-        const unsigned low = marker & 0x0F;
-        switch (marker >> 4) {
-        case 0x0:
-            if (marker != 0x08 && marker != 0x09)
-                return "it holds a null or fill object, which a property-list tree cannot hold";
-            value = VXValue(marker == 0x09);
-            return nullptr;
-        case 0x1: {
-            if (low > 4)
-                return "an integer has an unknown width";
-            const unsigned width = 1u << low;
-            if (!fits(position, width))
-                return "an integer runs past the end of the objects";
-            return integer(m_bytes + position, width, value);
-        }
-        case 0x2: {
-            if (low != 2 && low != 3)
-                return "a real has an unknown width";
-            const unsigned width = 1u << low;
-            if (!fits(position, width))
-                return "a real runs past the end of the objects";
-            if (width == 4)
-                value = VXValue(static_cast<double>(
-                    std::bit_cast<float>(static_cast<std::uint32_t>(bigEndian(m_bytes + position, 4)))));
-            else
-                value = VXValue(std::bit_cast<double>(bigEndian(m_bytes + position, 8)));
-            return nullptr;
-        }
-        default:
-            if (marker != 0x33 || !fits(position, 8))
-                return "a date is malformed";
-            value = VXValue::dateSince2001(std::bit_cast<double>(bigEndian(m_bytes + position, 8)));
-            return nullptr;
-        }
-    }
-
-    static const char *integer(const std::uint8_t *at, unsigned width, VXValue &value)
-    {
-        if (width <= 8) {
-            value = VXValue(static_cast<long long>(bigEndian(at, width)));
-            return nullptr;
-        }
+        if (width < 8)
+            return VXValue(static_cast<long long>(bigEndian(at, width)));
+        if (width == 8)
+            return VXValue(static_cast<long long>(bigEndian(at, 8)));
         // 16 bytes: a two's-complement 128-bit number. Keep what fits 64 bits, signed or not.
         const std::uint64_t high = bigEndian(at, 8);
         const std::uint64_t lowBits = bigEndian(at + 8, 8);
         if (high == 0)
-            value = VXValue::unsignedInteger(lowBits);
-        else if (high == ~std::uint64_t(0) && (lowBits >> 63))
-            value = VXValue(static_cast<long long>(lowBits));
-        else
-            return "an integer does not fit in 64 bits";
-        return nullptr;
-    }
-
-    // Appends the plain value (boolean, number or date) at `index` to `items`, as object() reads
-    // it; false for any other object and for damage, which object() then reports.
-    bool appendPlainValue(std::uint64_t index, std::vector<VXValue> &items) const
-    {
-        std::uint64_t position = 0;
-        if (index >= m_objectCount || !offsetOf(index, position))
-            return false;
-        const std::uint8_t marker = m_bytes[position++];
-        // The event logs' reals first, without the general switch.
-        if (marker == 0x23 && fits(position, 8)) {
-            items.emplace_back(std::bit_cast<double>(load<std::uint64_t>(m_bytes + position)));
-            return true;
-        }
-        VXValue value;
-        if ((marker >> 4) > 0x3 || plainValue(marker, position, value))
-            return false;
-        items.push_back(std::move(value));
-        return true;
-    }
-
-    // Whether the object at `index` is marked as a plain value (it may still be damaged).
-    bool isPlainValue(std::uint64_t index) const
-    {
-        std::uint64_t position = 0;
-        return index < m_objectCount && offsetOf(index, position) && (m_bytes[position] >> 4) <= 0x3;
-    }
-
-    // Appends the `count` plain values that `references` name to `items`, which has room for
-    // them; false at the first object that is none or is damaged.
-    bool fillPlainValues(std::vector<VXValue> &items, const std::uint8_t *references, std::uint64_t count) const
-    {
-        for (std::uint64_t i = 0; i < count; ++i) {
-            if (!appendPlainValue(reference(references + i * m_refWidth), items))
-                return false;
-        }
-        return true;
-    }
-
-    // A string already read at `index`, or null.
-    const QString *readString(std::uint64_t index) const
-    {
-        if (index >= m_objectCount)
-            return nullptr;
-        const std::uint32_t state = stateOf(index);
-        if (state < 2 || !m_cache[state - 2].isString())
-            return nullptr;
-        return &m_cache[state - 2].stringRef();
+            return VXValue::unsignedInteger(lowBits);
+        if (high == ~std::uint64_t(0) && (lowBits >> 63))
+            return VXValue(static_cast<long long>(lowBits));
+        return fail("an integer does not fit in 64 bits");
     }
 
     VXValue leaf(std::uint8_t marker, std::uint64_t position)
@@ -687,6 +458,31 @@ private:
 
     std::uint64_t reference(const std::uint8_t *at) const { return bigEndian(at, m_refWidth); }
 
+    // The event logs are arrays of millions of reals: a well-formed real or integer is appended
+    // here without the general path's state and cache. Anything else (or anything damaged, which
+    // the general path then reports) answers false.
+    bool number(std::uint64_t index, std::vector<VXValue> &items)
+    {
+        std::uint64_t position = 0;
+        if (index >= m_objectCount || !offsetOf(index, position))
+            return false;
+        const std::uint8_t marker = m_bytes[position++];
+        if (marker == 0x23) {
+            if (!fits(position, 8))
+                return false;
+            items.emplace_back(std::bit_cast<double>(load<std::uint64_t>(m_bytes + position)));
+            return true;
+        }
+        if ((marker & 0xF0) == 0x10 && (marker & 0x0F) <= 3) {
+            const unsigned width = 1u << (marker & 0x0F);
+            if (!fits(position, width))
+                return false;
+            items.emplace_back(static_cast<long long>(bigEndian(m_bytes + position, width)));
+            return true;
+        }
+        return false;
+    }
+
     VXValue container(std::uint64_t index, std::uint8_t marker, std::uint64_t position, int depth)
     {
         if (depth >= VXPropertyListSerialization::kMaximumDepth)
@@ -709,28 +505,19 @@ private:
         if (!isDictionary) {
             VXArrayRef array = VXMakeArray();
             std::vector<VXValue> &items = array->items();
-            // Allocated on this thread even when the other fills it: one heap grows for both,
-            // without contention, and the other thread's part is the reading alone.
             items.reserve(length);
-            if (m_filler && length >= kFilledElsewhereFrom && isPlainValue(reference(at))) {
-                // Most likely plain values all through: filled on the other thread, which gives
-                // up the reading on two threads at anything else.
-                m_filler->add({&items, at, length});
-                expanded += length;
-            } else {
-                for (std::uint64_t i = 0; i < length; ++i) {
-                    const std::uint64_t child = reference(at + i * m_refWidth);
-                    if (appendPlainValue(child, items)) {
-                        ++expanded;
-                        continue;
-                    }
-                    VXValue item = object(child, depth + 1);
-                    if (m_failed)
-                        return VXValue();
-                    if (!expand(expanded, expandedSize(child)))
-                        return fail(expansion);
-                    items.push_back(std::move(item));
+            for (std::uint64_t i = 0; i < length; ++i) {
+                const std::uint64_t child = reference(at + i * m_refWidth);
+                if (number(child, items)) {
+                    ++expanded;
+                    continue;
                 }
+                VXValue item = object(child, depth + 1);
+                if (m_failed)
+                    return VXValue();
+                if (!expand(expanded, expandedSize(child)))
+                    return fail(expansion);
+                items.push_back(std::move(item));
             }
             result = VXValue(std::move(array));
         } else {
@@ -738,19 +525,12 @@ private:
             dictionary->reserve(length);
             const std::uint8_t *values = at + length * m_refWidth;
             for (std::uint64_t i = 0; i < length; ++i) {
-                // Keys repeat in every window: the text read the first time, without a copy.
-                const std::uint64_t keyIndex = reference(at + i * m_refWidth);
-                const QString *key = readString(keyIndex);
-                VXValue decodedKey;
-                if (!key) {
-                    decodedKey = object(keyIndex, depth + 1);
-                    if (m_failed)
-                        return VXValue();
-                    if (!decodedKey.isString())
-                        return fail("a dictionary key is not a string");
-                    key = &decodedKey.stringRef();
-                }
-                if (m_skippedKeys && m_skippedKeys->contains(*key))
+                const VXValue key = object(reference(at + i * m_refWidth), depth + 1);
+                if (m_failed)
+                    return VXValue();
+                if (!key.isString())
+                    return fail("a dictionary key is not a string");
+                if (m_skippedKeys && m_skippedKeys->contains(key.stringRef()))
                     continue;
                 const std::uint64_t child = reference(values + i * m_refWidth);
                 VXValue item = object(child, depth + 1);
@@ -758,7 +538,7 @@ private:
                     return VXValue();
                 if (!expand(expanded, 1 + expandedSize(child)))
                     return fail(expansion);
-                dictionary->insertNew(*key, std::move(item));
+                dictionary->insertNew(key.stringRef(), std::move(item));
             }
             result = VXValue(std::move(dictionary));
         }
@@ -802,8 +582,6 @@ private:
     std::uint64_t m_budget = 0;
     std::uint64_t m_expansionLimit = 0;
     bool m_failed = false;
-    bool m_quiet = false;   // a reading on two threads: its failure is no answer yet
-    std::unique_ptr<PlainValueFiller> m_filler;   // after the cache: stopped before the tree goes
 };
 
 }   // namespace
@@ -813,9 +591,9 @@ bool VXBinaryPropertyListReader::hasBinaryMagic(const QByteArray &data)
     return data.startsWith("bplist00");
 }
 
-VXValue VXBinaryPropertyListReader::read(const QByteArray &data, Threads threads)
+VXValue VXBinaryPropertyListReader::read(const QByteArray &data)
 {
-    return Reader(data).read(threads == Threads::Two);
+    return Reader(data).read();
 }
 
 struct VXBinaryPropertyListView::Impl : Reader {

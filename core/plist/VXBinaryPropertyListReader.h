@@ -24,11 +24,7 @@
 class VXBinaryPropertyListReader
 {
 public:
-    // A large input is read on two threads: its arrays of numbers are filled on a second one
-    // while the calling thread reads the rest. The tree is the same as read on one thread alone
-    // (Threads::One), and so is the answer to damage.
-    enum class Threads : std::uint8_t { Two, One };
-    static VXValue read(const QByteArray &data, Threads threads = Threads::Two);
+    static VXValue read(const QByteArray &data);
     static bool hasBinaryMagic(const QByteArray &data);
 };
 

@@ -12,7 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cmath>
 #include <csignal>
 #include <limits>
@@ -436,120 +435,6 @@ TEST(VXBinaryPropertyList, BoundsNestingAndExpansion)
     // Every offset here names the same object; cached by index, each is still read anew,
     // which the expansion budget stops.
     EXPECT_TRUE(VXBinaryPropertyListReader::read(file).isNull());
-}
-
-// Data of a megabyte and more is read on two threads, its arrays of plain values filled on the
-// second one. Whatever such an array holds, the tree, and the log line for damage, must be what
-// one thread alone makes of the same bytes.
-TEST(VXBinaryPropertyList, LargeDataReadsOnTwoThreadsAsOnOne)
-{
-    using Threads = VXBinaryPropertyListReader::Threads;
-
-    // A record's shape: windows listed by title and again, as the same objects, in a list, each
-    // with logs of reals and of integers.
-    VXDictionaryRef byName = VXMakeDictionary();
-    VXArrayRef children = VXMakeArray();
-    for (int w = 0; w < 2000; ++w) {
-        VXArrayRef active = VXMakeArray();
-        VXArrayRef front = VXMakeArray();
-        for (int n = 0; n < 60; ++n)
-            active->append(w * 1000.0 + n * (n % 2 ? -0.5 : 0.5));
-        for (int n = 0; n < 30; ++n)
-            front->append(w * 100 + n);
-        VXValue window = dict({{"Active Log", VXValue(active)},
-                               {"Front Active Log", VXValue(front)},
-                               {"Time", 0.25 * w},
-                               {"Name", VXValue(s("Document %1").arg(w))}});
-        byName->insert(s("Document %1").arg(w), window);
-        children->append(window);
-    }
-    const VXValue tree = dict({{"Windows By Name", VXValue(byName)}, {"Children", VXValue(children)}});
-    const std::optional<QByteArray> written = VXBinaryPropertyListWriter::write(tree);
-    ASSERT_TRUE(written.has_value());
-    ASSERT_GE(written->size(), 1 << 20);
-    for (const Threads threads : {Threads::Two, Threads::One}) {
-        const VXValue read = VXBinaryPropertyListReader::read(*written, threads);
-        EXPECT_EQ(read, tree);
-        ASSERT_TRUE(read.isDictionary());
-        const VXValue listed = read.dictionary()->value(s("Children")).array()->at(1234);
-        EXPECT_TRUE(listed.isSameObject(
-            read.dictionary()->value(s("Windows By Name")).dictionary()->value(s("Document 1234"))));
-    }
-
-    // By hand: a root array of a long array of reals and of the array under test, whose items
-    // are the row's references. Objects: 0 the root, 1 the long array, 2 the array under test,
-    // 3 onwards the reals, then the row's own objects.
-    constexpr int kReals = 120000;
-    constexpr std::uint64_t kFirstReal = 3;
-    constexpr std::uint64_t kRowObjects = kFirstReal + kReals;
-    const auto build = [](const std::vector<std::uint64_t> &items, const std::vector<QByteArray> &extra) {
-        std::vector<QByteArray> objects {hex("a2") + ref(1, 4) + ref(2, 4), hex("af12") + ref(kReals, 4),
-                                         hex("af12") + ref(items.size(), 4)};
-        for (int i = 0; i < kReals; ++i)
-            objects[1] += ref(kFirstReal + static_cast<std::uint64_t>(i), 4);
-        for (std::uint64_t item : items)
-            objects[2] += ref(item, 4);
-        for (int i = 0; i < kReals; ++i) {
-            const double value = i * 1.5;
-            objects.push_back(hex("23") + ref(std::bit_cast<std::uint64_t>(value), 8));
-        }
-        objects.insert(objects.end(), extra.begin(), extra.end());
-        return assemble(objects, 4, 4);
-    };
-    // Reals 0 to 19 (or to `count` - 1), with the row's object in place of the `at`-th.
-    const auto realsWith = [](std::uint64_t at, std::uint64_t object, std::uint64_t count = 20) {
-        std::vector<std::uint64_t> items;
-        for (std::uint64_t i = 0; i < count; ++i)
-            items.push_back(i == at ? object : kFirstReal + i);
-        return items;
-    };
-    const struct {
-        const char *name;
-        QByteArray data;
-        const char *refusal;   // null: read
-    } rows[] = {
-        {"numbers, then a string", build(realsWith(19, kRowObjects), {hex("5161")}), nullptr},
-        {"a dictionary among numbers", build(realsWith(7, kRowObjects), {hex("d0")}), nullptr},
-        {"every kind of plain value",
-         build({kFirstReal, kRowObjects, kRowObjects + 1, kRowObjects + 2, kRowObjects + 3, kRowObjects + 4,
-                kRowObjects + 5, kRowObjects + 6, kRowObjects + 7, kRowObjects + 8, kRowObjects + 9, kRowObjects + 10,
-                kRowObjects + 11, kRowObjects + 12, kRowObjects + 13, kRowObjects + 14, kRowObjects},
-               {hex("08"), hex("09"), hex("22 3fc00000"), hex("33 41c2b10b40000000"), hex("1001"), hex("11ffff"),
-                hex("12fffffffe"), hex("13ffffffffffffffff"), hex("14 0000000000000000 ffffffffffffffff"),
-                hex("14 ffffffffffffffff 8000000000000000"), hex("23 7ff0000000000000"), hex("23 8000000000000000"),
-                hex("23 7ff8000000000000"), hex("1000"), hex("08")}),
-         nullptr},
-        {"a reference past the last object", build(realsWith(9, 0xFFFFFF00u), {}),
-         "a reference points past the last object"},
-        {"its own parent among numbers", build(realsWith(9, 0), {}), "its references form a cycle"},
-        {"a short array read in place, with its own parent", build(realsWith(2, 0, 4), {}),
-         "its references form a cycle"},
-        {"an integer beyond 64 bits", build(realsWith(4, kRowObjects), {hex("14 0000000000000001 0000000000000000")}),
-         "an integer does not fit in 64 bits"},
-        {"a null object among numbers", build(realsWith(12, kRowObjects), {hex("00")}),
-         "it holds a null or fill object, which a property-list tree cannot hold"},
-        {"a real cut short", build(realsWith(3, kRowObjects), {hex("23")}), "a real runs past the end of the objects"},
-    };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.name);
-        ASSERT_GE(row.data.size(), 1 << 20);
-        VXLogCapture captured("wendle.plist");
-        const VXValue two = VXBinaryPropertyListReader::read(row.data, Threads::Two);
-        const QStringList twoSaid = captured.take();
-        const VXValue one = VXBinaryPropertyListReader::read(row.data, Threads::One);
-        EXPECT_EQ(captured.take(), twoSaid);
-        EXPECT_EQ(two, one);
-        if (row.refusal) {
-            EXPECT_TRUE(two.isNull());
-            EXPECT_EQ(twoSaid, QStringList {s("cannot read binary property list: ") + s(row.refusal)});
-        } else {
-            ASSERT_TRUE(two.isArray());
-            EXPECT_TRUE(twoSaid.isEmpty());
-            EXPECT_EQ(two.array()->at(0).array()->size(), std::size_t(kReals));
-            EXPECT_EQ(two.array()->at(0).array()->at(kReals - 1), VXValue((kReals - 1) * 1.5));
-            EXPECT_EQ(two.array()->at(1).array()->size(), one.array()->at(1).array()->size());
-        }
-    }
 }
 
 TEST(VXBinaryPropertyList, WriterRefusesWhatTheFormatCannotHold)
