@@ -9,6 +9,7 @@
 #include "VXControllerTestSupport.h"
 #include "VXFakeDesktop.h"
 #include "VXItemSorting.h"
+#include "VXJournal.h"
 #include "VXMainController.h"
 #include "VXPrivateFiles.h"
 #include "VXPropertyListSerialization.h"
@@ -517,4 +518,24 @@ TEST_F(SandboxedStoreTest, TheConfigurationFoundQuestionIsAskedOnceAndUnlockingK
     access.grantedAfterAsking = false;
     EXPECT_EQ(store.configurationPath(), containerFile);
     EXPECT_EQ(access.alerts.size(), 2u);
+}
+
+// The journal names its record by this checksum, so its values may never change: files written
+// by an earlier version must still match. Known CRC-32 values, whole and continued, from every
+// alignment of the eight-byte steps.
+TEST(VXJournalChecksum, IsTheStandardCrc32)
+{
+    QByteArray pattern;
+    for (int i = 0; i < 1000; ++i)
+        pattern.append(char((i * 7 + 3) & 0xFF));
+    EXPECT_EQ(VXChecksum(QByteArray()), 0u);
+    EXPECT_EQ(VXChecksum(QByteArray("a")), 0xE8B7BE43u);
+    EXPECT_EQ(VXChecksum(QByteArray("123456789")), 0xCBF43926u);
+    EXPECT_EQ(VXChecksum(pattern), 0x17BC2A46u);
+    EXPECT_EQ(VXChecksum(pattern.constData() + 13, 987), 0xB424B435u);
+    for (std::size_t split = 0; split <= 16; ++split) {
+        SCOPED_TRACE(split);
+        EXPECT_EQ(VXChecksum(pattern.constData() + split, 1000 - split, VXChecksum(pattern.constData(), split)),
+                  0x17BC2A46u);
+    }
 }
