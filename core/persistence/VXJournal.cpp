@@ -620,6 +620,16 @@ struct VXJournal::Mark {
     bool childrenKnown = false;
     bool hasChildren = false;
     std::vector<const VXDictionary *> children;
+    // Applications, when the last full save found them as they are marked (`asSaved`): their
+    // window table then (its size and change count: a table only added to since holds the saved
+    // windows in the same places) and the windows then listed under "Children", in order; and
+    // the marks of their windows, for a save to find those that may have changed.
+    bool asSaved = false;
+    VXDictionaryRef savedTable;
+    std::size_t savedTableSize = 0;
+    std::uint32_t savedTableChanges = 0;
+    std::vector<const VXDictionary *> savedChildren;
+    std::vector<std::pair<const VXDictionary *, const Mark *>> windowMarks;
     // Pool items: where the record holds them.
     std::uint8_t depth = 0;
     std::array<std::uint32_t, 3> path {};
@@ -672,6 +682,13 @@ struct VXJournal::Encoder {
     std::unordered_map<const VXArray *, std::size_t> listIndexes;   // of `lists`, by array
     bool broken = false;   // the tree changed in a way entries cannot say
     Writer out;
+    // What settledSince told of each application's windows, until the tree changes.
+    struct WindowsAnswer {
+        bool known = false;
+        VXSettledPart table;
+        VXSettledPart list;
+    };
+    std::unordered_map<const VXDictionary *, WindowsAnswer> windowsAnswers;
 
     // The windows the ticks since the last entry may have changed, by application; while a tick
     // did not say (a tick without the sampler's list), every window of an application that
@@ -750,6 +767,7 @@ struct VXJournal::Encoder {
             VXDictionary *item = table ? table->value(key).dictionary() : nullptr;
             return VXDictionaryRef(item);
         };
+        // An item the save did not share (it moved, or a change the counts see) is the saved one now.
         for (auto it = marks.begin(); it != marks.end();) {
             Mark &mark = it->second;
             if (mark.depth) {
@@ -757,12 +775,14 @@ struct VXJournal::Encoder {
                 continue;
             }
             mark.number = -1;
-            if (!mark.application && (mark.moved || !mark.base))
+            if (!mark.base || !mark.tiedTo(*it->first))
+                mark.moved = true;
+            if (!mark.application && mark.moved)
                 mark.base = saved(applications, mark.key);
             ++it;
         }
         for (auto &[item, mark] : marks) {
-            if (mark.application && (mark.moved || !mark.base)) {
+            if (mark.application && mark.moved) {
                 const VXDictionary *application = marks.at(mark.application).base.get();
                 mark.base
                     = saved(application ? application->value(VXWindowsByNameKey).dictionary() : nullptr, mark.key);
@@ -771,14 +791,37 @@ struct VXJournal::Encoder {
         for (auto &[item, mark] : marks) {
             mark.moved = false;
             mark.tie(*item);
+            if (!mark.application)
+                noteSaved(mark, *item);
         }
         startFrom(snapshot, live);
+    }
+
+    // The application is as the save that is being made (or was just loaded) holds it.
+    static void noteSaved(Mark &mark, const VXDictionary &application)
+    {
+        const VXDictionary *table = application.value(VXWindowsByNameKey).dictionary();
+        mark.asSaved = true;
+        mark.savedTable = VXDictionaryRef(const_cast<VXDictionary *>(table));
+        mark.savedTableSize = table ? table->size() : 0;
+        mark.savedTableChanges = table ? table->changeCount() : 0;
+        mark.savedChildren.clear();
+        if (const VXArray *list = application.value(VXChildrenKey).array()) {
+            mark.savedChildren.reserve(list->size());
+            for (const VXValue &child : *list)
+                mark.savedChildren.push_back(child.dictionary());
+        }
+        // The list the record holds is the live one: the journal names it again only when it changes.
+        mark.childrenKnown = true;
+        mark.hasChildren = application.value(VXChildrenKey).isArray();
+        mark.children = mark.savedChildren;
     }
 
     void startFrom(const VXDictionaryRef &snapshot, const VXDictionary &live)
     {
         // The tree is as saved: what the ticks changed before is in the snapshot.
         forgetTickWindows();
+        windowsAnswers.clear();
         base = snapshot;
         nextNumber = 0;
         broken = false;
@@ -796,7 +839,7 @@ struct VXJournal::Encoder {
             const VXDictionary *application = applications->entries()[i].value.dictionary();
             const VXDictionary *saved = baseApplications->value(applications->entries()[i].key).dictionary();
             if (application && saved && !marks.contains(application))
-                markFromBase(applications->entries()[i].key, *application, *saved);
+                noteSaved(markFromBase(applications->entries()[i].key, *application, *saved), *application);
         }
     }
 
@@ -882,6 +925,104 @@ struct VXJournal::Encoder {
             << QStringLiteral("the journal missed a change of <%1> since the last save; the save copies it whole")
                    .arg(mark.depth ? QStringLiteral("a pool item") : mark.key);
         return nullptr;
+    }
+
+    // What a save may take from the last one for a live container: an item that did not move,
+    // or the window table and list of an application (see windowsAnswer).
+    VXSettledPart settledPart(const VXValue &live, const VXDictionary *holder)
+    {
+        if (const VXDictionary *item = live.dictionary()) {
+            if (const VXDictionary *same = settled(*item))
+                return {VXValue(VXDictionaryRef(const_cast<VXDictionary *>(same))), false, {}, {}};
+        }
+        auto found = holder ? marks.find(holder) : marks.end();
+        if (found == marks.end() || found->second.depth || found->second.application)
+            return {};
+        auto answer = windowsAnswers.find(holder);
+        if (answer == windowsAnswers.end())
+            answer = windowsAnswers.emplace(holder, windowsAnswer(found->second, *holder)).first;
+        if (!answer->second.known)
+            return {};
+        if (live.isDictionary() && live.dictionary() == holder->value(VXWindowsByNameKey).dictionary())
+            return answer->second.table;
+        if (live.isArray() && live.array() == holder->value(VXChildrenKey).array())
+            return answer->second.list;
+        return {};
+    }
+
+    // An application's window table and list against the last save's, when the save found the
+    // application as its mark says and the table was only added to since: the windows that may
+    // differ are those whose marks moved or whose counts moved (the others, marked or not, did
+    // not change: the ticks name every window they change). Nothing when the list holds a window
+    // that is neither one of those nor listed at the save, and in the application's slice of
+    // the rounds that compare everything.
+    WindowsAnswer windowsAnswer(const Mark &mark, const VXDictionary &application) const
+    {
+        WindowsAnswer answer;
+        if (!mark.asSaved || !mark.base || inVerifiedSlice(mark))
+            return answer;
+        const VXDictionary *table = application.value(VXWindowsByNameKey).dictionary();
+        const VXArray *list = application.value(VXChildrenKey).array();
+        const VXValue &savedTable = mark.base->value(VXWindowsByNameKey);
+        const VXValue &savedList = mark.base->value(VXChildrenKey);
+        if (bool(table) != savedTable.isDictionary() || bool(list) != savedList.isArray())
+            return answer;
+        if (table
+            && (table != mark.savedTable.get() || savedTable.dictionary()->size() != mark.savedTableSize
+                || table->size() < mark.savedTableSize
+                || table->changeCount() - mark.savedTableChanges != std::uint32_t(table->size() - mark.savedTableSize)))
+            return answer;
+        std::vector<const VXDictionary *> changed;
+        for (const auto &[window, windowMark] : mark.windowMarks) {
+            if (!windowMark->moved && windowMark->base && windowMark->tiedTo(*window))
+                continue;
+            const std::ptrdiff_t at = table ? table->indexOf(windowMark->key) : -1;
+            if (at < 0 || table->entries()[std::size_t(at)].value.dictionary() != window)
+                return answer;
+            if (std::size_t(at) < mark.savedTableSize)
+                answer.table.changed.push_back(std::size_t(at));
+            changed.push_back(window);
+        }
+        std::sort(changed.begin(), changed.end());
+        if (list) {
+            const std::vector<const VXDictionary *> &saved = mark.savedChildren;
+            if (saved.size() != savedList.array()->size())
+                return answer;
+            std::vector<std::ptrdiff_t> &from = answer.list.from;
+            from.assign(list->size(), -1);
+            bool inPlace = list->size() == saved.size();
+            for (std::size_t i = 0; inPlace && i < saved.size(); ++i)
+                inPlace = list->at(i).dictionary() == saved[i];
+            if (inPlace) {
+                for (std::size_t i = 0; i < from.size(); ++i)
+                    from[i] = std::ptrdiff_t(i);
+            } else {
+                // Positions are kept as addresses one past them, so that 0 stays "none".
+                VXAddressMap places(saved.size());
+                for (std::size_t j = 0; j < saved.size(); ++j)
+                    places.insert(saved[j], reinterpret_cast<const void *>(j + 1));
+                for (std::size_t i = 0; i < from.size(); ++i)
+                    from[i]
+                        = std::ptrdiff_t(reinterpret_cast<std::uintptr_t>(places.find(list->at(i).dictionary()))) - 1;
+            }
+            for (std::size_t i = 0; i < from.size(); ++i) {
+                const VXDictionary *window = list->at(i).dictionary();
+                if (!window)
+                    return answer;
+                if (std::binary_search(changed.begin(), changed.end(), window))
+                    answer.list.changed.push_back(i);
+                else if (from[i] < 0)
+                    return answer;
+            }
+            answer.list.same = savedList;
+            answer.list.partial = true;
+        }
+        if (table) {
+            answer.table.same = savedTable;
+            answer.table.partial = true;
+        }
+        answer.known = true;
+        return answer;
     }
 
     bool inVerifiedSlice(const Mark &mark) const
@@ -1001,10 +1142,13 @@ struct VXJournal::Encoder {
 
     Mark &addWindow(Mark &application, const QString &title, VXDictionary &window)
     {
-        Mark &mark = marks[&window];
+        auto [found, added] = marks.try_emplace(&window);
+        Mark &mark = found->second;
         mark.keep = VXDictionaryRef(&window);
         mark.key = title;
         mark.application = application.keep.get();
+        if (added)
+            application.windowMarks.emplace_back(&window, &mark);
         return mark;
     }
 
@@ -1051,8 +1195,7 @@ struct VXJournal::Encoder {
         compareChildren(mark, application);
     }
 
-    void compareApplication(const QString &key, VXDictionary &application, const VXDictionary *baseApplications,
-                            bool beforeSave)
+    void compareApplication(const QString &key, VXDictionary &application, const VXDictionary *baseApplications)
     {
         auto found = marks.find(&application);
         if (found == marks.end()) {
@@ -1073,10 +1216,9 @@ struct VXJournal::Encoder {
         const bool changed
             = out.bytes.size() != sizeBefore || windowCount != mark.windowCount || !(mark.childrenKnown || mark.base);
         // The ticks said which windows they may have changed (without their word, only an
-        // application seen at a tick has windows that the tick changed); a save needs every
-        // window of an application that moved marked, for the unmoved ones to be shared unseen.
-        const bool everyWindow
-            = windows && ((tickWindowsUnknown && changed) || (beforeSave && mark.moved && !mark.windowsMarked));
+        // application seen at a tick has windows that the tick changed). The others did not
+        // move: a save shares them with the saved table unseen.
+        const bool everyWindow = windows && tickWindowsUnknown && changed;
         const auto listed = tickWindows.find(&application);
         if (!everyWindow && listed == tickWindows.end() && !changed)
             return;
@@ -1317,6 +1459,7 @@ struct VXJournal::Encoder {
     std::optional<QByteArray> compareTree(VXDictionary &live, bool beforeSave)
     {
         out.bytes.clear();
+        windowsAnswers.clear();
         if (broken || !base || !sameRules(live))
             return std::nullopt;
         VXDictionary *applications = live.value(VXApplicationsKey).dictionary();
@@ -1339,7 +1482,7 @@ struct VXJournal::Encoder {
                     broken = true;
                     break;
                 }
-                compareApplication(key, *filed, baseApplications, beforeSave);
+                compareApplication(key, *filed, baseApplications);
             }
         } else if (applications) {
             std::size_t fromBase = 0;
@@ -1352,7 +1495,7 @@ struct VXJournal::Encoder {
                 const QString &key = applications->entries()[i].key;
                 if (baseApplications && baseApplications->contains(key))
                     ++fromBase;
-                compareApplication(key, *application, baseApplications, beforeSave);
+                compareApplication(key, *application, baseApplications);
             }
             // Applications go only by a user's action, which saves the tree whole.
             if (baseApplications && fromBase != baseApplications->size())
@@ -1427,7 +1570,9 @@ VXSettledParts VXJournal::settledSince(const VXDictionaryRef &previous)
         m_saveWhole = true;
     m_marksCurrent = true;
     Encoder *encoder = m_encoder.get();
-    return [encoder](const VXDictionary &item) { return encoder->settled(item); };
+    return [encoder](const VXValue &container, const VXDictionary *holder) {
+        return encoder->settledPart(container, holder);
+    };
 }
 
 std::optional<QByteArray> VXJournal::entry()
