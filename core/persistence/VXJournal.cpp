@@ -914,13 +914,15 @@ struct VXJournal::Encoder {
         auto found = marks.find(&live);
         if (found == marks.end() || found->second.moved || !found->second.base || !found->second.tiedTo(live))
             return nullptr;
-        const Mark &mark = found->second;
+        Mark &mark = found->second;
         if (!inVerifiedSlice(mark))
             return mark.base.get();
         // Compared here rather than copied: an equal item is shared all the same.
         if (VXValue(mark.base) == VXValue(VXDictionaryRef(const_cast<VXDictionary *>(&live))))
             return mark.base.get();
         ++missed;
+        // The save copies it: from then on it is the saved item.
+        move(mark);
         qCWarning(lcPersistence).noquote()
             << QStringLiteral("the journal missed a change of <%1> since the last save; the save copies it whole")
                    .arg(mark.depth ? QStringLiteral("a pool item") : mark.key);

@@ -372,6 +372,14 @@ TEST(IncrementalSnapshots, AChangeNoOneReportedReachesTheRecord)
             if (VXValue(record) == VXValue(VXTreeSnapshot(day.controller.configuration(), {})))
                 break;
         }
+        // And it stays there at the saves after.
+        for (int more = 0; more < 2; ++more) {
+            day.step();
+            store.save(nullptr);
+            store.waitForPendingWrites();
+        }
+        EXPECT_EQ(VXValue(deeplyMutableDictionaryWithData(readFile(day.dataHome.configurationFile()))),
+                  VXValue(VXTreeSnapshot(day.controller.configuration(), {})));
         if (row.countsSeeIt) {
             EXPECT_EQ(saves, 1u);
             EXPECT_EQ(day.controller.journal().missedChanges(), 0u);
