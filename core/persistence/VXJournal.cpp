@@ -992,13 +992,22 @@ struct VXJournal::Encoder {
                 return answer;
             std::vector<std::ptrdiff_t> &from = answer.list.from;
             from.assign(list->size(), -1);
-            bool inPlace = list->size() == saved.size();
-            for (std::size_t i = 0; inPlace && i < saved.size(); ++i)
-                inPlace = list->at(i).dictionary() == saved[i];
-            if (inPlace) {
-                for (std::size_t i = 0; i < from.size(); ++i)
-                    from[i] = std::ptrdiff_t(i);
-            } else {
+            const auto isChanged = [&](const VXDictionary *window) {
+                return std::binary_search(changed.begin(), changed.end(), window);
+            };
+            // The sampler moves only the windows it changed: the others keep their order, and
+            // the two lists, without the changed windows, are the same.
+            bool sameOrder = true;
+            for (std::size_t i = 0, j = 0; sameOrder && i < from.size(); ++i) {
+                const VXDictionary *window = list->at(i).dictionary();
+                if (isChanged(window))
+                    continue;
+                while (j < saved.size() && isChanged(saved[j]))
+                    ++j;
+                sameOrder = j < saved.size() && saved[j] == window;
+                from[i] = std::ptrdiff_t(j++);
+            }
+            if (!sameOrder) {
                 // Positions are kept as addresses one past them, so that 0 stays "none".
                 VXAddressMap places(saved.size());
                 for (std::size_t j = 0; j < saved.size(); ++j)
@@ -1011,7 +1020,7 @@ struct VXJournal::Encoder {
                 const VXDictionary *window = list->at(i).dictionary();
                 if (!window)
                     return answer;
-                if (std::binary_search(changed.begin(), changed.end(), window))
+                if (isChanged(window))
                     answer.list.changed.push_back(i);
                 else if (from[i] < 0)
                     return answer;
