@@ -976,7 +976,9 @@ struct VXJournal::Encoder {
             return answer;
         std::vector<const VXDictionary *> changed;
         for (const auto &[window, windowMark] : mark.windowMarks) {
-            if (!windowMark->moved && windowMark->base && windowMark->tiedTo(*window))
+            // (A window filed under another application since is that one's.)
+            if (windowMark->application != &application
+                || (!windowMark->moved && windowMark->base && windowMark->tiedTo(*window)))
                 continue;
             const std::ptrdiff_t at = table ? table->indexOf(windowMark->key) : -1;
             if (at < 0 || table->entries()[std::size_t(at)].value.dictionary() != window)
@@ -1153,13 +1155,12 @@ struct VXJournal::Encoder {
 
     Mark &addWindow(Mark &application, const QString &title, VXDictionary &window)
     {
-        auto [found, added] = marks.try_emplace(&window);
-        Mark &mark = found->second;
+        Mark &mark = marks[&window];
+        if (mark.application != application.keep.get())
+            application.windowMarks.emplace_back(&window, &mark);
         mark.keep = VXDictionaryRef(&window);
         mark.key = title;
         mark.application = application.keep.get();
-        if (added)
-            application.windowMarks.emplace_back(&window, &mark);
         return mark;
     }
 

@@ -276,6 +276,8 @@ public:
         return VXValue(std::move(copy));
     }
 
+    // A live container to its snapshot, and a snapshot container to the live one that took it
+    // (a container is never both).
     VXAddressMap m_map;
     const VXSettledParts &m_settled;
     std::vector<VXValue> m_stack;
