@@ -4,6 +4,7 @@
 // settled equals its saved counterpart value for value, every save writes the file a snapshot
 // of the whole tree would give, and the journal that goes on after each save replays onto it.
 
+#include "VXActivitySampler.h"
 #include "VXConfigurationKeys.h"
 #include "VXConfigurationStore.h"
 #include "VXControllerTestSupport.h"
@@ -468,6 +469,13 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
              fileWindow(*applicationIn(tree, kApplications[1].id), u"Notes.txt"_s, window);
          },
          Answer::NoTable},
+        // The dormant windows change places in the list.
+        {"the list sorted by name",
+         [](TrackedDesktop &day, std::uint64_t) {
+             VXSetCurrentSortColumn(0);
+             day.controller.updateLists(&day);
+         },
+         Answer::Table},
         {"application timers reset",
          [](TrackedDesktop &day, std::uint64_t) {
              day.ui.alertAnswers.push_back(0);
@@ -480,13 +488,18 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
         SCOPED_TRACE(row.name);
         TrackedDesktop day(3);
         VXConfigurationStore &store = day.controller.store();
-        // The editor with a dormant window and one in front, the mail program with one, saved.
+        // Every window listed. The editor with dormant windows and one in front, the mail
+        // program with one, saved.
+        day.settings.defaults->setBool(true, VXShowInactiveApplicationItemsKey);
         day.desktop.activate(kApplications[1].pid);
         day.desktop.openWindow(kApplications[1].pid, u"Inbox"_s);
         day.desktop.activate(kApplications[0].pid);
-        const std::uint64_t notes = day.desktop.openWindow(kApplications[0].pid, u"Notes.txt"_s);
-        day.time.advanceTo(day.at += 5);
-        day.desktop.closeWindow(notes);
+        // (In front for different times: by front time they are listed in another order than by name.)
+        for (const auto &[title, seconds] : {std::pair {u"Notes.txt"_s, 3}, {u"Draft"_s, 5}, {u"Old log"_s, 7}}) {
+            const std::uint64_t dormant = day.desktop.openWindow(kApplications[0].pid, title);
+            day.time.advanceTo(day.at += seconds);
+            day.desktop.closeWindow(dormant);
+        }
         const std::uint64_t front = day.desktop.openWindow(kApplications[0].pid, u"Report.odt"_s);
         day.time.advanceTo(day.at += 5);
         store.save(nullptr);
