@@ -139,6 +139,9 @@ enum Operation : std::uint8_t {
     kLog = 8,   // item, which (0 active, 1 front), kept + 1 (0: no log), count, reals
     kChildren = 9,   // application, present, count, window numbers
     kOrder = 10,   // depth 0-2 and indexes (the list's owner), count, indexes in the record's order
+    // application, size, count, pairs of a window and its place + 1 (0: gone): the windows named
+    // come out of the application's list, then go in at their places
+    kMoveChildren = 11,
 };
 
 enum TimeBits : std::uint8_t {
@@ -498,6 +501,43 @@ bool VXJournalReplay::apply(const QByteArray &payload)
                 children->append(VXDictionaryRef(window));
             }
             application->insert(VXChildrenKey, std::move(children));
+            break;
+        }
+        case kMoveChildren: {
+            VXDictionary *application = item(in.number());
+            const std::uint64_t size = in.number();
+            const std::uint64_t count = in.number();
+            VXArray *list = application ? application->value(VXChildrenKey).array() : nullptr;
+            if (!list || !in.ok() || count > std::uint64_t(payload.size()) || size > list->size() + count)
+                return false;
+            std::vector<std::pair<std::uint64_t, const VXDictionary *>> placed;
+            std::vector<const VXDictionary *> named;
+            for (std::uint64_t i = 0; i < count; ++i) {
+                const VXDictionary *window = item(in.number());
+                const std::uint64_t at = in.number();
+                if (!window || !in.ok())
+                    return false;
+                named.push_back(window);
+                if (at)
+                    placed.emplace_back(at - 1, window);
+            }
+            std::sort(named.begin(), named.end());
+            std::sort(placed.begin(), placed.end());
+            std::vector<VXValue> windows;
+            windows.reserve(std::size_t(size));
+            for (const VXValue &window : std::as_const(*list).items()) {
+                if (!std::binary_search(named.begin(), named.end(), window.dictionary()))
+                    windows.push_back(window);
+            }
+            for (const auto &[at, window] : placed) {
+                if (at > windows.size())
+                    return false;
+                windows.insert(windows.begin() + std::ptrdiff_t(at),
+                               VXValue(VXDictionaryRef(const_cast<VXDictionary *>(window))));
+            }
+            if (windows.size() != size)
+                return false;
+            list->items() = std::move(windows);
             break;
         }
         case kOrder: {
@@ -1294,6 +1334,63 @@ struct VXJournal::Encoder {
         return true;
     }
 
+    // The list as it was but for windows the ticks changed, which moved, came or went: names
+    // only those, with their places in the list now. False when other windows changed places.
+    bool writeMoves(Mark &mark, const VXDictionary &application, const std::vector<const VXDictionary *> &now)
+    {
+        const auto listed = tickWindows.find(&application);
+        if (listed == tickWindows.end())
+            return false;
+        std::vector<const VXDictionary *> touched;
+        for (const auto &[title, window] : listed->second) {
+            if (!marks.contains(window))
+                return false;
+            touched.push_back(window);
+        }
+        std::sort(touched.begin(), touched.end());
+        touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
+        const auto isTouched
+            = [&](const VXDictionary *window) { return std::binary_search(touched.begin(), touched.end(), window); };
+        const std::vector<const VXDictionary *> &before = mark.children;
+        std::size_t j = 0;
+        std::vector<std::pair<const VXDictionary *, std::uint64_t>> places;
+        for (std::size_t i = 0; i < now.size(); ++i) {
+            if (isTouched(now[i])) {
+                places.emplace_back(now[i], i + 1);
+                continue;
+            }
+            while (j < before.size() && isTouched(before[j]))
+                ++j;
+            if (j == before.size() || before[j] != now[i])
+                return false;
+            ++j;
+        }
+        while (j < before.size() && isTouched(before[j]))
+            ++j;
+        if (j != before.size())
+            return false;
+        // The windows touched that are no longer listed.
+        std::sort(places.begin(), places.end());
+        for (const VXDictionary *window : touched) {
+            auto at = std::lower_bound(places.begin(), places.end(), std::pair {window, std::uint64_t(0)});
+            if (at == places.end() || at->first != window)
+                places.emplace_back(window, 0);
+        }
+        for (const auto &[window, at] : places)
+            name(marks.at(window));
+        move(mark);
+        const std::int64_t number = name(mark);
+        out.op(kMoveChildren);
+        out.number(std::uint64_t(number));
+        out.number(now.size());
+        out.number(places.size());
+        for (const auto &[window, at] : places) {
+            out.number(std::uint64_t(marks.at(window).number));
+            out.number(at);
+        }
+        return true;
+    }
+
     void compareChildren(Mark &mark, VXDictionary &application)
     {
         const VXArray *children = application.value(VXChildrenKey).array();
@@ -1307,6 +1404,10 @@ struct VXJournal::Encoder {
                                : sameChildrenAsBase(mark, children, now)) {
             mark.childrenKnown = true;
             mark.hasChildren = children != nullptr;
+            mark.children = std::move(now);
+            return;
+        }
+        if (mark.childrenKnown && mark.hasChildren && children && writeMoves(mark, application, now)) {
             mark.children = std::move(now);
             return;
         }
