@@ -186,7 +186,6 @@ private:
         return same ? part.same : VXValue(std::move(copy));
     }
 
-public:
     VXValue freezeArray(const VXArray &live, const VXValue *previous)
     {
         const VXArray *earlier = previous ? previous->array() : nullptr;
