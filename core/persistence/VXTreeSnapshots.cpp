@@ -241,13 +241,16 @@ private:
         const std::size_t mark = m_stack.size();
         std::size_t index = 0;
         for (const VXDictionary::Entry &entry : live) {
-            // A snapshot keeps the live order, so the same key is usually at the same place.
+            // A snapshot keeps the live order, so the same key is usually at the same place; one
+            // in another order is not the same (a table taken from it later relies on the places).
             const VXValue *before = &nullValue();
             if (earlier) {
-                if (index < earlier->size() && earlier->entries()[index].key == entry.key)
+                if (index < earlier->size() && earlier->entries()[index].key == entry.key) {
                     before = &earlier->entries()[index].value;
-                else
+                } else {
                     before = &earlier->value(entry.key);
+                    same = false;
+                }
             }
             ++index;
             if (entry.value.isContainer()) {
@@ -257,7 +260,7 @@ private:
             } else {
                 if (entry.value.isNull())
                     m_failed = true;
-                // Equal sizes and every key found with an equal value: the same dictionary.
+                // Equal sizes and every key at its place with an equal value: the same dictionary.
                 same = same && samePlainValue(entry.value, *before);
             }
         }

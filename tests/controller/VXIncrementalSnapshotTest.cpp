@@ -469,6 +469,19 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
              fileWindow(*applicationIn(tree, kApplications[1].id), u"Notes.txt"_s, window);
          },
          Answer::NoTable},
+        // The same windows, but the table in another order, while none of them changes (saved
+        // once they all went dormant).
+        {"a window filed again under its title",
+         [editor](TrackedDesktop &day, std::uint64_t front) {
+             day.desktop.closeWindow(front);
+             day.desktop.activate(kApplications[1].pid);
+             day.time.advanceTo(day.at += 2);
+             day.controller.store().save(nullptr);
+             day.controller.store().waitForPendingWrites();
+             VXDictionary &application = *applicationIn(day.controller.configuration(), editor);
+             fileWindow(application, u"Notes.txt"_s, unfileWindow(application, u"Notes.txt"_s));
+         },
+         Answer::NoTable},
         // The dormant windows change places in the list.
         {"the list sorted by name",
          [](TrackedDesktop &day, std::uint64_t) {
@@ -523,12 +536,22 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
                 EXPECT_TRUE(table.same.isSameObject(applicationIn(previous, editor)->value(VXWindowsByNameKey)));
             }
         }
-        store.save(nullptr);
-        store.waitForPendingWrites();
-        ASSERT_NE(store.lastSnapshot(), previous);
-        const std::optional<QByteArray> whole = propertyListData(VXValue(VXTreeSnapshot(live, VXDictionaryRef())));
-        ASSERT_TRUE(whole);
-        EXPECT_EQ(propertyListData(VXValue(store.lastSnapshot())), whole);
-        EXPECT_EQ(readFile(day.dataHome.configurationFile()), *whole);
+        // This save, and the next one, taken from it, after a dormant window came back.
+        for (int save = 0; save < 2; ++save) {
+            SCOPED_TRACE(save ? "the save after" : "the save after the change");
+            if (save) {
+                day.desktop.activate(kApplications[0].pid);
+                day.desktop.openWindow(kApplications[0].pid, u"Notes.txt"_s);
+                day.time.advanceTo(day.at += 2);
+            }
+            const VXDictionaryRef before = store.lastSnapshot();
+            store.save(nullptr);
+            store.waitForPendingWrites();
+            ASSERT_NE(store.lastSnapshot(), before);
+            const std::optional<QByteArray> whole = propertyListData(VXValue(VXTreeSnapshot(live, VXDictionaryRef())));
+            ASSERT_TRUE(whole);
+            EXPECT_EQ(propertyListData(VXValue(store.lastSnapshot())), whole);
+            EXPECT_EQ(readFile(day.dataHome.configurationFile()), *whole);
+        }
     }
 }
