@@ -98,12 +98,14 @@ struct VXConfigurationStore::Writer {
         done.wait();
     }
 
-    void write(const VXDictionaryRef &snapshot, const QString &path)
+    // `earlier`: the snapshot it replaces, released here once this one is written, so that what
+    // only it held (a large window table or list copied for it) is freed on this thread.
+    void write(const VXDictionaryRef &snapshot, const QString &path, VXDictionaryRef earlier = {})
     {
         const std::uint64_t generation = ++latest;
-        thread.start([this, snapshot, path, generation] {
+        thread.start([this, snapshot, path, generation, earlier = std::move(earlier)]() mutable {
             if (generation != latest.load())
-                return;
+                return earlier.reset();
             std::optional<QByteArray> data = propertyListData(VXValue(snapshot));
             QString failure;
             const bool written = data && writeDataToFile(*data, path, true, &failure);
@@ -116,6 +118,7 @@ struct VXConfigurationStore::Writer {
             }
             if (written)
                 startJournal(*data, path, generation);
+            earlier.reset();
             // The encoding and the codec's tables are freed: their pages go back to the system
             // rather than stay with this thread's arena.
             data.reset();
@@ -590,7 +593,7 @@ void VXConfigurationStore::save(const void *sender, const VXDictionaryRef &snaps
 void VXConfigurationStore::writeSnapshot(const VXDictionaryRef &snapshot, bool changeFollows)
 {
     m_loadedRecord.reset();
-    m_lastSnapshot = snapshot;
+    VXDictionaryRef earlier = std::exchange(m_lastSnapshot, snapshot);
     m_changed = false;
     if (m_journal)
         m_journal->rebase(snapshot, changeFollows);
@@ -609,7 +612,7 @@ void VXConfigurationStore::writeSnapshot(const VXDictionaryRef &snapshot, bool c
         noteSaveResult(false, path,
                        QStringLiteral("the record <%1> that could not be read cannot be set aside").arg(path), false);
     } else {
-        m_writer->write(snapshot, path);
+        m_writer->write(snapshot, path, std::move(earlier));
     }
 }
 

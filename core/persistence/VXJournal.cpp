@@ -152,6 +152,9 @@ enum Operation : std::uint8_t {
     kLog = 8,   // item, which (0 active, 1 front), kept + 1 (0: no log), count, reals
     kChildren = 9,   // application, present, count, window numbers
     kOrder = 10,   // depth 0-2 and indexes (the list's owner), count, indexes in the record's order
+    // application, size, count, pairs of a window and its place + 1 (0: gone): the windows named
+    // come out of the application's list, then go in at their places
+    kMoveChildren = 11,
 };
 
 enum TimeBits : std::uint8_t {
@@ -513,6 +516,43 @@ bool VXJournalReplay::apply(const QByteArray &payload)
             application->insert(VXChildrenKey, std::move(children));
             break;
         }
+        case kMoveChildren: {
+            VXDictionary *application = item(in.number());
+            const std::uint64_t size = in.number();
+            const std::uint64_t count = in.number();
+            VXArray *list = application ? application->value(VXChildrenKey).array() : nullptr;
+            if (!list || !in.ok() || count > std::uint64_t(payload.size()) || size > list->size() + count)
+                return false;
+            std::vector<std::pair<std::uint64_t, const VXDictionary *>> placed;
+            std::vector<const VXDictionary *> named;
+            for (std::uint64_t i = 0; i < count; ++i) {
+                const VXDictionary *window = item(in.number());
+                const std::uint64_t at = in.number();
+                if (!window || !in.ok())
+                    return false;
+                named.push_back(window);
+                if (at)
+                    placed.emplace_back(at - 1, window);
+            }
+            std::sort(named.begin(), named.end());
+            std::sort(placed.begin(), placed.end());
+            std::vector<VXValue> windows;
+            windows.reserve(std::size_t(size));
+            for (const VXValue &window : std::as_const(*list).items()) {
+                if (!std::binary_search(named.begin(), named.end(), window.dictionary()))
+                    windows.push_back(window);
+            }
+            for (const auto &[at, window] : placed) {
+                if (at > windows.size())
+                    return false;
+                windows.insert(windows.begin() + std::ptrdiff_t(at),
+                               VXValue(VXDictionaryRef(const_cast<VXDictionary *>(window))));
+            }
+            if (windows.size() != size)
+                return false;
+            list->items() = std::move(windows);
+            break;
+        }
         case kOrder: {
             const std::uint8_t depth = in.byte();
             if (depth > 2)
@@ -633,6 +673,16 @@ struct VXJournal::Mark {
     bool childrenKnown = false;
     bool hasChildren = false;
     std::vector<const VXDictionary *> children;
+    // Applications, when the last full save found them as they are marked (`asSaved`): their
+    // window table then (its size and change count: a table only added to since holds the saved
+    // windows in the same places) and the windows then listed under "Children", in order; and
+    // the marks of their windows, for a save to find those that may have changed.
+    bool asSaved = false;
+    VXDictionaryRef savedTable;
+    std::size_t savedTableSize = 0;
+    std::uint32_t savedTableChanges = 0;
+    std::vector<const VXDictionary *> savedChildren;
+    std::vector<std::pair<const VXDictionary *, const Mark *>> windowMarks;
     // Pool items: where the record holds them.
     std::uint8_t depth = 0;
     std::array<std::uint32_t, 3> path {};
@@ -685,6 +735,13 @@ struct VXJournal::Encoder {
     std::unordered_map<const VXArray *, std::size_t> listIndexes;   // of `lists`, by array
     bool broken = false;   // the tree changed in a way entries cannot say
     Writer out;
+    // What settledSince told of each application's windows, until the tree changes.
+    struct WindowsAnswer {
+        bool known = false;
+        VXSettledPart table;
+        VXSettledPart list;
+    };
+    std::unordered_map<const VXDictionary *, WindowsAnswer> windowsAnswers;
 
     // The windows the ticks since the last entry may have changed, by application; while a tick
     // did not say (a tick without the sampler's list), every window of an application that
@@ -763,6 +820,7 @@ struct VXJournal::Encoder {
             VXDictionary *item = table ? table->value(key).dictionary() : nullptr;
             return VXDictionaryRef(item);
         };
+        // An item the save did not share (it moved, or a change the counts see) is the saved one now.
         for (auto it = marks.begin(); it != marks.end();) {
             Mark &mark = it->second;
             if (mark.depth) {
@@ -770,12 +828,14 @@ struct VXJournal::Encoder {
                 continue;
             }
             mark.number = -1;
-            if (!mark.application && (mark.moved || !mark.base))
+            if (!mark.base || !mark.tiedTo(*it->first))
+                mark.moved = true;
+            if (!mark.application && mark.moved)
                 mark.base = saved(applications, mark.key);
             ++it;
         }
         for (auto &[item, mark] : marks) {
-            if (mark.application && (mark.moved || !mark.base)) {
+            if (mark.application && mark.moved) {
                 const VXDictionary *application = marks.at(mark.application).base.get();
                 mark.base
                     = saved(application ? application->value(VXWindowsByNameKey).dictionary() : nullptr, mark.key);
@@ -784,14 +844,37 @@ struct VXJournal::Encoder {
         for (auto &[item, mark] : marks) {
             mark.moved = false;
             mark.tie(*item);
+            if (!mark.application)
+                noteSaved(mark, *item);
         }
         startFrom(snapshot, live);
+    }
+
+    // The application is as the save that is being made (or was just loaded) holds it.
+    static void noteSaved(Mark &mark, const VXDictionary &application)
+    {
+        const VXDictionary *table = application.value(VXWindowsByNameKey).dictionary();
+        mark.asSaved = true;
+        mark.savedTable = VXDictionaryRef(const_cast<VXDictionary *>(table));
+        mark.savedTableSize = table ? table->size() : 0;
+        mark.savedTableChanges = table ? table->changeCount() : 0;
+        mark.savedChildren.clear();
+        if (const VXArray *list = application.value(VXChildrenKey).array()) {
+            mark.savedChildren.reserve(list->size());
+            for (const VXValue &child : *list)
+                mark.savedChildren.push_back(child.dictionary());
+        }
+        // The list the record holds is the live one: the journal names it again only when it changes.
+        mark.childrenKnown = true;
+        mark.hasChildren = application.value(VXChildrenKey).isArray();
+        mark.children = mark.savedChildren;
     }
 
     void startFrom(const VXDictionaryRef &snapshot, const VXDictionary &live)
     {
         // The tree is as saved: what the ticks changed before is in the snapshot.
         forgetTickWindows();
+        windowsAnswers.clear();
         base = snapshot;
         nextNumber = 0;
         broken = false;
@@ -809,7 +892,7 @@ struct VXJournal::Encoder {
             const VXDictionary *application = applications->entries()[i].value.dictionary();
             const VXDictionary *saved = baseApplications->value(applications->entries()[i].key).dictionary();
             if (application && saved && !marks.contains(application))
-                markFromBase(applications->entries()[i].key, *application, *saved);
+                noteSaved(markFromBase(applications->entries()[i].key, *application, *saved), *application);
         }
     }
 
@@ -884,17 +967,128 @@ struct VXJournal::Encoder {
         auto found = marks.find(&live);
         if (found == marks.end() || found->second.moved || !found->second.base || !found->second.tiedTo(live))
             return nullptr;
-        const Mark &mark = found->second;
+        Mark &mark = found->second;
         if (!inVerifiedSlice(mark))
             return mark.base.get();
         // Compared here rather than copied: an equal item is shared all the same.
         if (VXValue(mark.base) == VXValue(VXDictionaryRef(const_cast<VXDictionary *>(&live))))
             return mark.base.get();
         ++missed;
+        // The save copies it: from then on it is the saved item.
+        move(mark);
         qCWarning(lcPersistence).noquote()
             << QStringLiteral("the journal missed a change of <%1> since the last save; the save copies it whole")
                    .arg(mark.depth ? QStringLiteral("a pool item") : mark.key);
         return nullptr;
+    }
+
+    // What a save may take from the last one for a live container: an item that did not move,
+    // or the window table and list of an application (see windowsAnswer).
+    VXSettledPart settledPart(const VXValue &live, const VXDictionary *holder)
+    {
+        if (const VXDictionary *item = live.dictionary()) {
+            if (const VXDictionary *same = settled(*item))
+                return {VXValue(VXDictionaryRef(const_cast<VXDictionary *>(same))), false, {}, {}};
+        }
+        auto found = holder ? marks.find(holder) : marks.end();
+        if (found == marks.end() || found->second.depth || found->second.application)
+            return {};
+        auto answer = windowsAnswers.find(holder);
+        if (answer == windowsAnswers.end())
+            answer = windowsAnswers.emplace(holder, windowsAnswer(found->second, *holder)).first;
+        if (!answer->second.known)
+            return {};
+        if (live.isDictionary() && live.dictionary() == holder->value(VXWindowsByNameKey).dictionary())
+            return answer->second.table;
+        if (live.isArray() && live.array() == holder->value(VXChildrenKey).array())
+            return answer->second.list;
+        return {};
+    }
+
+    // An application's window table and list against the last save's, when the save found the
+    // application as its mark says and the table was only added to since: the windows that may
+    // differ are those whose marks moved or whose counts moved (the others, marked or not, did
+    // not change: the ticks name every window they change). Nothing when the list holds a window
+    // that is neither one of those nor listed at the save, and in the application's slice of
+    // the rounds that compare everything.
+    WindowsAnswer windowsAnswer(const Mark &mark, const VXDictionary &application) const
+    {
+        WindowsAnswer answer;
+        if (!mark.asSaved || !mark.base || inVerifiedSlice(mark))
+            return answer;
+        const VXDictionary *table = application.value(VXWindowsByNameKey).dictionary();
+        const VXArray *list = application.value(VXChildrenKey).array();
+        const VXValue &savedTable = mark.base->value(VXWindowsByNameKey);
+        const VXValue &savedList = mark.base->value(VXChildrenKey);
+        if (bool(table) != savedTable.isDictionary() || bool(list) != savedList.isArray())
+            return answer;
+        if (table
+            && (table != mark.savedTable.get() || savedTable.dictionary()->size() != mark.savedTableSize
+                || table->size() < mark.savedTableSize
+                || table->changeCount() - mark.savedTableChanges != std::uint32_t(table->size() - mark.savedTableSize)))
+            return answer;
+        std::vector<const VXDictionary *> changed;
+        for (const auto &[window, windowMark] : mark.windowMarks) {
+            // (A window filed under another application since is that one's.)
+            if (windowMark->application != &application
+                || (!windowMark->moved && windowMark->base && windowMark->tiedTo(*window)))
+                continue;
+            const std::ptrdiff_t at = table ? table->indexOf(windowMark->key) : -1;
+            if (at < 0 || table->entries()[std::size_t(at)].value.dictionary() != window)
+                return answer;
+            if (std::size_t(at) < mark.savedTableSize)
+                answer.table.changed.push_back(std::size_t(at));
+            changed.push_back(window);
+        }
+        std::sort(changed.begin(), changed.end());
+        if (list) {
+            const std::vector<const VXDictionary *> &saved = mark.savedChildren;
+            if (saved.size() != savedList.array()->size())
+                return answer;
+            std::vector<std::ptrdiff_t> &from = answer.list.from;
+            from.assign(list->size(), -1);
+            const auto isChanged = [&](const VXDictionary *window) {
+                return std::binary_search(changed.begin(), changed.end(), window);
+            };
+            // The sampler moves only the windows it changed: the others keep their order, and
+            // the two lists, without the changed windows, are the same.
+            bool sameOrder = true;
+            for (std::size_t i = 0, j = 0; sameOrder && i < from.size(); ++i) {
+                const VXDictionary *window = list->at(i).dictionary();
+                if (isChanged(window))
+                    continue;
+                while (j < saved.size() && isChanged(saved[j]))
+                    ++j;
+                sameOrder = j < saved.size() && saved[j] == window;
+                from[i] = std::ptrdiff_t(j++);
+            }
+            if (!sameOrder) {
+                // Positions are kept as addresses one past them, so that 0 stays "none".
+                VXAddressMap places(saved.size());
+                for (std::size_t j = 0; j < saved.size(); ++j)
+                    places.insert(saved[j], reinterpret_cast<const void *>(j + 1));
+                for (std::size_t i = 0; i < from.size(); ++i)
+                    from[i]
+                        = std::ptrdiff_t(reinterpret_cast<std::uintptr_t>(places.find(list->at(i).dictionary()))) - 1;
+            }
+            for (std::size_t i = 0; i < from.size(); ++i) {
+                const VXDictionary *window = list->at(i).dictionary();
+                if (!window)
+                    return answer;
+                if (isChanged(window))
+                    answer.list.changed.push_back(i);
+                else if (from[i] < 0)
+                    return answer;
+            }
+            answer.list.same = savedList;
+            answer.list.partial = true;
+        }
+        if (table) {
+            answer.table.same = savedTable;
+            answer.table.partial = true;
+        }
+        answer.known = true;
+        return answer;
     }
 
     bool inVerifiedSlice(const Mark &mark) const
@@ -1015,6 +1209,8 @@ struct VXJournal::Encoder {
     Mark &addWindow(Mark &application, const QString &title, VXDictionary &window)
     {
         Mark &mark = marks[&window];
+        if (mark.application != application.keep.get())
+            application.windowMarks.emplace_back(&window, &mark);
         mark.keep = VXDictionaryRef(&window);
         mark.key = title;
         mark.application = application.keep.get();
@@ -1064,8 +1260,7 @@ struct VXJournal::Encoder {
         compareChildren(mark, application);
     }
 
-    void compareApplication(const QString &key, VXDictionary &application, const VXDictionary *baseApplications,
-                            bool beforeSave)
+    void compareApplication(const QString &key, VXDictionary &application, const VXDictionary *baseApplications)
     {
         auto found = marks.find(&application);
         if (found == marks.end()) {
@@ -1086,10 +1281,9 @@ struct VXJournal::Encoder {
         const bool changed
             = out.bytes.size() != sizeBefore || windowCount != mark.windowCount || !(mark.childrenKnown || mark.base);
         // The ticks said which windows they may have changed (without their word, only an
-        // application seen at a tick has windows that the tick changed); a save needs every
-        // window of an application that moved marked, for the unmoved ones to be shared unseen.
-        const bool everyWindow
-            = windows && ((tickWindowsUnknown && changed) || (beforeSave && mark.moved && !mark.windowsMarked));
+        // application seen at a tick has windows that the tick changed). The others did not
+        // move: a save shares them with the saved table unseen.
+        const bool everyWindow = windows && tickWindowsUnknown && changed;
         const auto listed = tickWindows.find(&application);
         if (!everyWindow && listed == tickWindows.end() && !changed)
             return;
@@ -1153,6 +1347,63 @@ struct VXJournal::Encoder {
         return true;
     }
 
+    // The list as it was but for windows the ticks changed, which moved, came or went: names
+    // only those, with their places in the list now. False when other windows changed places.
+    bool writeMoves(Mark &mark, const VXDictionary &application, const std::vector<const VXDictionary *> &now)
+    {
+        const auto listed = tickWindows.find(&application);
+        if (listed == tickWindows.end())
+            return false;
+        std::vector<const VXDictionary *> touched;
+        for (const auto &[title, window] : listed->second) {
+            if (!marks.contains(window))
+                return false;
+            touched.push_back(window);
+        }
+        std::sort(touched.begin(), touched.end());
+        touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
+        const auto isTouched
+            = [&](const VXDictionary *window) { return std::binary_search(touched.begin(), touched.end(), window); };
+        const std::vector<const VXDictionary *> &before = mark.children;
+        std::size_t j = 0;
+        std::vector<std::pair<const VXDictionary *, std::uint64_t>> places;
+        for (std::size_t i = 0; i < now.size(); ++i) {
+            if (isTouched(now[i])) {
+                places.emplace_back(now[i], i + 1);
+                continue;
+            }
+            while (j < before.size() && isTouched(before[j]))
+                ++j;
+            if (j == before.size() || before[j] != now[i])
+                return false;
+            ++j;
+        }
+        while (j < before.size() && isTouched(before[j]))
+            ++j;
+        if (j != before.size())
+            return false;
+        // The windows touched that are no longer listed.
+        std::sort(places.begin(), places.end());
+        for (const VXDictionary *window : touched) {
+            auto at = std::lower_bound(places.begin(), places.end(), std::pair {window, std::uint64_t(0)});
+            if (at == places.end() || at->first != window)
+                places.emplace_back(window, 0);
+        }
+        for (const auto &[window, at] : places)
+            name(marks.at(window));
+        move(mark);
+        const std::int64_t number = name(mark);
+        out.op(kMoveChildren);
+        out.number(std::uint64_t(number));
+        out.number(now.size());
+        out.number(places.size());
+        for (const auto &[window, at] : places) {
+            out.number(std::uint64_t(marks.at(window).number));
+            out.number(at);
+        }
+        return true;
+    }
+
     void compareChildren(Mark &mark, VXDictionary &application)
     {
         const VXArray *children = application.value(VXChildrenKey).array();
@@ -1166,6 +1417,10 @@ struct VXJournal::Encoder {
                                : sameChildrenAsBase(mark, children, now)) {
             mark.childrenKnown = true;
             mark.hasChildren = children != nullptr;
+            mark.children = std::move(now);
+            return;
+        }
+        if (mark.childrenKnown && mark.hasChildren && children && writeMoves(mark, application, now)) {
             mark.children = std::move(now);
             return;
         }
@@ -1330,6 +1585,7 @@ struct VXJournal::Encoder {
     std::optional<QByteArray> compareTree(VXDictionary &live, bool beforeSave)
     {
         out.bytes.clear();
+        windowsAnswers.clear();
         if (broken || !base || !sameRules(live))
             return std::nullopt;
         VXDictionary *applications = live.value(VXApplicationsKey).dictionary();
@@ -1352,7 +1608,7 @@ struct VXJournal::Encoder {
                     broken = true;
                     break;
                 }
-                compareApplication(key, *filed, baseApplications, beforeSave);
+                compareApplication(key, *filed, baseApplications);
             }
         } else if (applications) {
             std::size_t fromBase = 0;
@@ -1365,7 +1621,7 @@ struct VXJournal::Encoder {
                 const QString &key = applications->entries()[i].key;
                 if (baseApplications && baseApplications->contains(key))
                     ++fromBase;
-                compareApplication(key, *application, baseApplications, beforeSave);
+                compareApplication(key, *application, baseApplications);
             }
             // Applications go only by a user's action, which saves the tree whole.
             if (baseApplications && fromBase != baseApplications->size())
@@ -1440,7 +1696,9 @@ VXSettledParts VXJournal::settledSince(const VXDictionaryRef &previous)
         m_saveWhole = true;
     m_marksCurrent = true;
     Encoder *encoder = m_encoder.get();
-    return [encoder](const VXDictionary &item) { return encoder->settled(item); };
+    return [encoder](const VXValue &container, const VXDictionary *holder) {
+        return encoder->settledPart(container, holder);
+    };
 }
 
 std::optional<QByteArray> VXJournal::entry()

@@ -29,7 +29,10 @@
 // are caught by the slice of items each save compares in full (every item within kVerifyRounds
 // saves) and logged. The sampler tells the journal which windows, applications and pool items
 // each tick may have changed (VXTickWindows), so an entry between saves compares those, not
-// every item of the record; the entry a save writes first still compares every item.
+// every item of the record; the entry a save writes first still compares every item (an
+// application's windows: those the ticks named). For an application that moved, the save takes
+// its window table and list from the last save's with only the windows that changed compared
+// anew, while the table was only added to since; it never visits the others.
 
 #include "VXTreeSnapshots.h"
 #include "VXValue.h"
@@ -140,7 +143,8 @@ public:
     void flush();
     // Before a full save that takes a snapshot of the tree with `previous` the last one taken:
     // appends what changed since the last flush, then answers which items did not move since
-    // `previous`, for the snapshot to share them unseen. Nothing when the journal cannot tell
+    // `previous`, and which windows of the applications that did, for the snapshot to share
+    // the rest unseen. Nothing when the journal cannot tell
     // (the tree was replaced, or `previous` is not the save the journal continues): the snapshot
     // then compares the tree whole. The answer holds until the tree changes or the journal
     // flushes or rebases again.

@@ -35,82 +35,6 @@ bool samePlainValue(const VXValue &a, const VXValue &b)
     return a == b;
 }
 
-// An open-addressing table from one container's address to another's: a live container to its
-// snapshot, and a snapshot container to the live one that took it. Both kinds of key live in
-// one table (a container is never both).
-class AddressMap
-{
-public:
-    explicit AddressMap(std::size_t expected) : m_slots(capacityFor(expected)) { }
-
-    const void *find(const void *key) const
-    {
-        const std::size_t mask = m_slots.size() - 1;
-        for (std::size_t i = hash(key) & mask;; i = (i + 1) & mask) {
-            const Slot &slot = m_slots[i];
-            if (slot.key == key)
-                return slot.value;
-            if (!slot.key)
-                return nullptr;
-        }
-    }
-
-    void insert(const void *key, const void *value)
-    {
-        if ((m_count + 1) * 3 > m_slots.size() * 2)
-            grow();
-        place(key, value);
-    }
-
-private:
-    struct Slot {
-        const void *key = nullptr;
-        const void *value = nullptr;
-    };
-
-    static std::size_t capacityFor(std::size_t count)
-    {
-        std::size_t size = 1024;
-        while (size * 2 < count * 3)
-            size *= 2;
-        return size;
-    }
-    static std::size_t hash(const void *key)
-    {
-        std::uint64_t h = std::uint64_t(reinterpret_cast<std::uintptr_t>(key)) * 0x9E3779B97F4A7C15ull;
-        return std::size_t(h ^ (h >> 29));
-    }
-    void place(const void *key, const void *value)
-    {
-        const std::size_t mask = m_slots.size() - 1;
-        for (std::size_t i = hash(key) & mask;; i = (i + 1) & mask) {
-            Slot &slot = m_slots[i];
-            if (!slot.key) {
-                slot = {key, value};
-                ++m_count;
-                return;
-            }
-            if (slot.key == key) {
-                slot.value = value;
-                return;
-            }
-        }
-    }
-    void grow()
-    {
-        std::vector<Slot> old(m_slots.size() * 2);
-        old.swap(m_slots);
-        m_count = 0;
-        for (const Slot &slot : old) {
-            if (slot.key)
-                place(slot.key, slot.value);
-        }
-    }
-
-    std::vector<Slot> m_slots;
-    std::size_t m_count = 0;
-};
-
 VXValue valueOfContainer(const void *container, bool isArray)
 {
     return isArray ? VXValue(VXArrayRef(static_cast<VXArray *>(const_cast<void *>(container))))
@@ -175,7 +99,7 @@ public:
 
     bool failed() const { return m_failed; }
 
-    VXValue freeze(const VXValue &live, const VXValue &previous)
+    VXValue freeze(const VXValue &live, const VXValue &previous, const VXDictionary *holder = nullptr)
     {
         const void *key = containerOf(live);
         if (!key) {
@@ -186,34 +110,80 @@ public:
         const bool isArray = live.isArray();
         if (const void *frozen = m_map.find(key))
             return valueOfContainer(frozen, isArray);
-        if (const VXDictionary *same = settled(live)) {
-            m_map.insert(key, same);
-            m_map.insert(same, key);
-            return valueOfContainer(same, false);
+        VXValue frozen;
+        if (m_settled) {
+            const VXSettledPart part = m_settled(live, holder);
+            const void *same = containerOf(part.same);
+            // The earlier container, unless another live container took it already.
+            if (same && part.same.type() == live.type() && !m_map.find(same)) {
+                if (!part.partial)
+                    frozen = part.same;
+                else if (isArray)
+                    frozen = freezeListFrom(*live.array(), part);
+                else
+                    frozen = freezeTableFrom(*live.dictionary(), part);
+            }
         }
-
-        const VXValue *candidate = previous.type() == live.type() ? &previous : nullptr;
-        if (candidate) {
-            const void *claimant = m_map.find(containerOf(*candidate));
-            if (claimant && claimant != key)
-                candidate = nullptr;
+        if (!containerOf(frozen)) {
+            const VXValue *candidate = previous.type() == live.type() ? &previous : nullptr;
+            if (candidate) {
+                const void *claimant = m_map.find(containerOf(*candidate));
+                if (claimant && claimant != key)
+                    candidate = nullptr;
+            }
+            frozen = isArray ? freezeArray(*live.array(), candidate) : freezeDictionary(*live.dictionary(), candidate);
         }
-        VXValue frozen
-            = isArray ? freezeArray(*live.array(), candidate) : freezeDictionary(*live.dictionary(), candidate);
         m_map.insert(key, containerOf(frozen));
         m_map.insert(containerOf(frozen), key);
         return frozen;
     }
 
 private:
-    // The earlier snapshot's dictionary that `live` is known to equal, unless another live
-    // container took it already.
-    const VXDictionary *settled(const VXValue &live) const
+    // A table of items from the earlier one: its entries where nothing changed (the hash table
+    // copied, not rebuilt), the changed items compared anew, the added ones frozen and added.
+    VXValue freezeTableFrom(const VXDictionary &live, const VXSettledPart &part)
     {
-        if (!m_settled || !live.isDictionary())
-            return nullptr;
-        const VXDictionary *same = m_settled(*live.dictionary());
-        return same && !m_map.find(same) ? same : nullptr;
+        const VXDictionary &earlier = *part.same.dictionary();
+        if (part.changed.empty() && live.size() == earlier.size())
+            return part.same;
+        VXDictionaryRef copy = earlier.copyWith([](const QString &key) { return key; },
+                                                [](const VXDictionary::Entry &entry) { return entry.value; });
+        for (const std::size_t index : part.changed) {
+            const VXValue &value = live.entries()[index].value;
+            if (value.isNull())
+                m_failed = true;
+            copy->valueAt(index)
+                = value.isContainer() ? freeze(value, earlier.entries()[index].value, &live) : m_texts.value(value);
+        }
+        for (std::size_t index = earlier.size(); index < live.size(); ++index) {
+            const VXDictionary::Entry &entry = live.entries()[index];
+            if (entry.value.isNull())
+                m_failed = true;
+            copy->insert(m_texts.key(entry.key),
+                         entry.value.isContainer() ? freeze(entry.value, VXValue(), &live)
+                                                   : m_texts.value(entry.value));
+        }
+        return VXValue(std::move(copy));
+    }
+
+    // A list of items from the earlier one's elements, in the live order.
+    VXValue freezeListFrom(const VXArray &live, const VXSettledPart &part)
+    {
+        const VXArray &earlier = *part.same.array();
+        std::vector<bool> changed(live.size());
+        for (const std::size_t index : part.changed)
+            changed[index] = true;
+        bool same = live.size() == earlier.size();
+        VXArrayRef copy = VXMakeArray();
+        copy->reserve(live.size());
+        for (std::size_t i = 0; i < live.size(); ++i) {
+            const std::ptrdiff_t from = part.from[i];
+            const VXValue &before = from >= 0 ? earlier.items()[std::size_t(from)] : nullValue();
+            VXValue frozen = from >= 0 && !changed[i] ? before : freeze(live.items()[i], before);
+            same = same && from == std::ptrdiff_t(i) && frozen.isSameObject(before);
+            copy->append(std::move(frozen));
+        }
+        return same ? part.same : VXValue(std::move(copy));
     }
 
     VXValue freezeArray(const VXArray &live, const VXValue *previous)
@@ -271,23 +241,26 @@ private:
         const std::size_t mark = m_stack.size();
         std::size_t index = 0;
         for (const VXDictionary::Entry &entry : live) {
-            // A snapshot keeps the live order, so the same key is usually at the same place.
+            // A snapshot keeps the live order, so the same key is usually at the same place; one
+            // in another order is not the same (a table taken from it later relies on the places).
             const VXValue *before = &nullValue();
             if (earlier) {
-                if (index < earlier->size() && earlier->entries()[index].key == entry.key)
+                if (index < earlier->size() && earlier->entries()[index].key == entry.key) {
                     before = &earlier->entries()[index].value;
-                else
+                } else {
                     before = &earlier->value(entry.key);
+                    same = false;
+                }
             }
             ++index;
             if (entry.value.isContainer()) {
-                VXValue frozen = freeze(entry.value, *before);
+                VXValue frozen = freeze(entry.value, *before, &live);
                 same = same && frozen.isSameObject(*before);
                 m_stack.push_back(std::move(frozen));
             } else {
                 if (entry.value.isNull())
                     m_failed = true;
-                // Equal sizes and every key found with an equal value: the same dictionary.
+                // Equal sizes and every key at its place with an equal value: the same dictionary.
                 same = same && samePlainValue(entry.value, *before);
             }
         }
@@ -305,7 +278,9 @@ private:
         return VXValue(std::move(copy));
     }
 
-    AddressMap m_map;
+    // A live container to its snapshot, and a snapshot container to the live one that took it
+    // (a container is never both).
+    VXAddressMap m_map;
     const VXSettledParts &m_settled;
     std::vector<VXValue> m_stack;
     ThreadSafeTexts m_texts;
@@ -346,7 +321,7 @@ public:
     }
 
 private:
-    AddressMap m_map;
+    VXAddressMap m_map;
 };
 
 }   // namespace

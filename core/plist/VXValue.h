@@ -311,6 +311,8 @@ public:
     std::size_t size() const noexcept { return m_entries.size(); }
     bool isEmpty() const noexcept { return m_entries.empty(); }
     bool contains(const QString &key) const noexcept { return find(key) >= 0; }
+    // The key's place in entries(), or -1 when it is missing.
+    std::ptrdiff_t indexOf(const QString &key) const noexcept { return find(key); }
     // The value for the key, or null when it is missing.
     const VXValue &value(const QString &key) const noexcept;
     // A pointer to the stored value, or null when it is missing.

@@ -4,6 +4,7 @@
 // settled equals its saved counterpart value for value, every save writes the file a snapshot
 // of the whole tree would give, and the journal that goes on after each save replays onto it.
 
+#include "VXActivitySampler.h"
 #include "VXConfigurationKeys.h"
 #include "VXConfigurationStore.h"
 #include "VXControllerTestSupport.h"
@@ -197,7 +198,9 @@ TEST(IncrementalSnapshots, SavesAfterRandomTrackingWriteTheWholeTreesFile)
             const VXSettledParts settled = controller.journal().settledSince(previous);
             ASSERT_TRUE(settled) << "the journal continues the last save at step " << step;
             forEachItem(*controller.configuration(), [&](const VXDictionary &item, const QString &name) {
-                if (const VXDictionary *same = settled(item)) {
+                const VXSettledPart part
+                    = settled(VXValue(VXDictionaryRef(const_cast<VXDictionary *>(&item))), nullptr);
+                if (const VXDictionary *same = part.same.dictionary()) {
                     ++settledItems;
                     EXPECT_EQ(VXValue(VXDictionaryRef(const_cast<VXDictionary *>(same))),
                               VXValue(VXDictionaryRef(const_cast<VXDictionary *>(&item))))
@@ -370,12 +373,185 @@ TEST(IncrementalSnapshots, AChangeNoOneReportedReachesTheRecord)
             if (VXValue(record) == VXValue(VXTreeSnapshot(day.controller.configuration(), {})))
                 break;
         }
+        // And it stays there at the saves after.
+        for (int more = 0; more < 2; ++more) {
+            day.step();
+            store.save(nullptr);
+            store.waitForPendingWrites();
+        }
+        EXPECT_EQ(VXValue(deeplyMutableDictionaryWithData(readFile(day.dataHome.configurationFile()))),
+                  VXValue(VXTreeSnapshot(day.controller.configuration(), {})));
         if (row.countsSeeIt) {
             EXPECT_EQ(saves, 1u);
             EXPECT_EQ(day.controller.journal().missedChanges(), 0u);
         } else {
             EXPECT_LE(saves, VXJournal::kVerifyRounds);
             EXPECT_EQ(day.controller.journal().missedChanges(), 1u);
+        }
+    }
+}
+
+namespace {
+
+VXDictionary *applicationIn(const VXDictionaryRef &tree, const QString &id)
+{
+    const VXDictionary *applications = tree->value(VXApplicationsKey).dictionary();
+    return applications ? applications->value(id).dictionary() : nullptr;
+}
+
+// Files `window` under `title` in the application's table and at the end of its list.
+void fileWindow(VXDictionary &application, const QString &title, const VXDictionaryRef &window)
+{
+    application.value(VXWindowsByNameKey).dictionary()->insert(title, window);
+    if (VXArray *list = application.value(VXChildrenKey).array())
+        list->append(window);
+}
+
+// Takes the window filed under `title` out of the application's table and list.
+VXDictionaryRef unfileWindow(VXDictionary &application, const QString &title)
+{
+    VXDictionary *table = application.value(VXWindowsByNameKey).dictionary();
+    VXDictionaryRef window = table->value(title).dictionaryRef();
+    table->remove(title);
+    if (VXArray *list = application.value(VXChildrenKey).array()) {
+        const std::ptrdiff_t at = list->indexOfIdentical(VXValue(window));
+        if (at >= 0)
+            list->removeAt(std::size_t(at));
+    }
+    return window;
+}
+
+}   // namespace
+
+// The window table of an application that moved, taken from the last save's with only what
+// changed in it: each kind of change to the table is in the save, which writes what a save
+// comparing the whole tree writes. The journal answers the table only while the table was
+// merely added to since the save.
+TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChangedInIt)
+{
+    // Either: a change saved whole, by the journal's flush that may come first or by this save.
+    enum class Answer { Table, NoTable, Either };
+    const QString &editor = kApplications[0].id;
+    const struct {
+        const char *name;
+        std::function<void(TrackedDesktop &, std::uint64_t front)> change;
+        Answer answer;
+    } rows[] = {
+        {"a log appended (the front window)", [](TrackedDesktop &, std::uint64_t) {}, Answer::Table},
+        {"a window opened",
+         [](TrackedDesktop &day, std::uint64_t) { day.desktop.openWindow(kApplications[0].pid, u"New draft"_s); },
+         Answer::Table},
+        {"a window retitled",
+         [](TrackedDesktop &day, std::uint64_t front) {
+             day.desktop.setWindowTitle(front, u"Report.odt (modified)"_s);
+         },
+         Answer::Table},
+        {"a window closed", [](TrackedDesktop &day, std::uint64_t front) { day.desktop.closeWindow(front); },
+         Answer::Table},
+        // A window the ticks left alone since the save, changed where its counts see it.
+        {"a value stored on a dormant window",
+         [editor](TrackedDesktop &day, std::uint64_t) {
+             VXDictionary *application = applicationIn(day.controller.configuration(), editor);
+             VXDictionary *window
+                 = application->value(VXWindowsByNameKey).dictionary()->value(u"Notes.txt"_s).dictionary();
+             window->insert(VXExpandedKey, true);
+         },
+         Answer::Table},
+        {"a window removed",
+         [editor](TrackedDesktop &day, std::uint64_t) {
+             unfileWindow(*applicationIn(day.controller.configuration(), editor), u"Notes.txt"_s);
+         },
+         Answer::NoTable},
+        {"a window moved to another application",
+         [editor](TrackedDesktop &day, std::uint64_t) {
+             const VXDictionaryRef tree = day.controller.configuration();
+             VXDictionaryRef window = unfileWindow(*applicationIn(tree, editor), u"Notes.txt"_s);
+             fileWindow(*applicationIn(tree, kApplications[1].id), u"Notes.txt"_s, window);
+         },
+         Answer::NoTable},
+        // The same windows, but the table in another order, while none of them changes (saved
+        // once they all went dormant).
+        {"a window filed again under its title",
+         [editor](TrackedDesktop &day, std::uint64_t front) {
+             day.desktop.closeWindow(front);
+             day.desktop.activate(kApplications[1].pid);
+             day.time.advanceTo(day.at += 2);
+             day.controller.store().save(nullptr);
+             day.controller.store().waitForPendingWrites();
+             VXDictionary &application = *applicationIn(day.controller.configuration(), editor);
+             fileWindow(application, u"Notes.txt"_s, unfileWindow(application, u"Notes.txt"_s));
+         },
+         Answer::NoTable},
+        // The dormant windows change places in the list.
+        {"the list sorted by name",
+         [](TrackedDesktop &day, std::uint64_t) {
+             VXSetCurrentSortColumn(0);
+             day.controller.updateLists(&day);
+         },
+         Answer::Table},
+        {"application timers reset",
+         [](TrackedDesktop &day, std::uint64_t) {
+             day.ui.alertAnswers.push_back(0);
+             day.controller.resets().resetApplicationTimers();
+             day.ui.alertAnswers.clear();
+         },
+         Answer::Either},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        TrackedDesktop day(3);
+        VXConfigurationStore &store = day.controller.store();
+        // Every window listed. The editor with dormant windows and one in front, the mail
+        // program with one, saved.
+        day.settings.defaults->setBool(true, VXShowInactiveApplicationItemsKey);
+        day.desktop.activate(kApplications[1].pid);
+        day.desktop.openWindow(kApplications[1].pid, u"Inbox"_s);
+        day.desktop.activate(kApplications[0].pid);
+        // (In front for different times: by front time they are listed in another order than by name.)
+        for (const auto &[title, seconds] : {std::pair {u"Notes.txt"_s, 3}, {u"Draft"_s, 5}, {u"Old log"_s, 7}}) {
+            const std::uint64_t dormant = day.desktop.openWindow(kApplications[0].pid, title);
+            day.time.advanceTo(day.at += seconds);
+            day.desktop.closeWindow(dormant);
+        }
+        const std::uint64_t front = day.desktop.openWindow(kApplications[0].pid, u"Report.odt"_s);
+        day.time.advanceTo(day.at += 5);
+        store.save(nullptr);
+        store.waitForPendingWrites();
+        day.time.advanceTo(day.at += 5);
+
+        row.change(day, front);
+        day.time.advanceTo(day.at += 2);
+        const VXDictionaryRef previous = store.lastSnapshot();
+        const VXSettledParts settled = day.controller.journal().settledSince(previous);
+        if (row.answer != Answer::Either) {
+            EXPECT_TRUE(settled);
+        }
+        const VXDictionaryRef live = day.controller.configuration();
+        if (settled && row.answer != Answer::Either) {
+            VXDictionary *application = applicationIn(live, editor);
+            ASSERT_TRUE(application);
+            const VXSettledPart table = settled(application->value(VXWindowsByNameKey), application);
+            EXPECT_EQ(table.same.isDictionary(), row.answer == Answer::Table);
+            if (table.same.isDictionary()) {
+                EXPECT_TRUE(table.same.isSameObject(applicationIn(previous, editor)->value(VXWindowsByNameKey)));
+            }
+        }
+        // This save, and the next one, taken from it, after a dormant window came back.
+        for (int save = 0; save < 2; ++save) {
+            SCOPED_TRACE(save ? "the save after" : "the save after the change");
+            if (save) {
+                day.desktop.activate(kApplications[0].pid);
+                day.desktop.openWindow(kApplications[0].pid, u"Notes.txt"_s);
+                day.time.advanceTo(day.at += 2);
+            }
+            const VXDictionaryRef before = store.lastSnapshot();
+            store.save(nullptr);
+            store.waitForPendingWrites();
+            ASSERT_NE(store.lastSnapshot(), before);
+            const std::optional<QByteArray> whole = propertyListData(VXValue(VXTreeSnapshot(live, VXDictionaryRef())));
+            ASSERT_TRUE(whole);
+            EXPECT_EQ(propertyListData(VXValue(store.lastSnapshot())), whole);
+            EXPECT_EQ(readFile(day.dataHome.configurationFile()), *whole);
         }
     }
 }
