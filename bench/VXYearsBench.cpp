@@ -3,8 +3,11 @@
 // run. Every record ends now, so that "30 days ago" falls inside it.
 //
 //     bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--in-process]
+//                 [--wendle WENDLE] [--compare-with WENDLE]
 //
-// --in-process leaves out the commands and the idle program (for a profiler).
+// --in-process leaves out the commands and the idle program (for a profiler). --wendle runs
+// another build of the program than the one built beside the benchmark (another branch's, kept
+// aside, for figures side by side); --compare-with runs the commands of a second one as well.
 //
 // Ticks, start-up and the commands are processor time (the machine may be shared); the save's
 // pause is wall time. For each record:
@@ -428,6 +431,7 @@ int main(int argc, char **argv)
     bool keep = false;
     bool inProcess = false;
     QString other;
+    QString wendle = QStringLiteral(WENDLE_BINARY);
     int steadyTicks = 400;
     const QStringList arguments = application.arguments();
     for (qsizetype i = 1; i < arguments.size(); ++i) {
@@ -447,6 +451,9 @@ int main(int argc, char **argv)
         } else if (argument == QLatin1StringView("--steady-ticks")) {
             steadyTicks = std::max(1, next.toInt());
             ++i;
+        } else if (argument == QLatin1StringView("--wendle")) {
+            wendle = next;
+            ++i;
         } else if (argument == QLatin1StringView("--compare-with")) {
             other = next;
             ++i;
@@ -459,7 +466,7 @@ int main(int argc, char **argv)
             std::fprintf(
                 stderr,
                 "usage: bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--in-process] "
-                "[--compare-with WENDLE] [--steady-ticks 400]\n");
+                "[--wendle WENDLE] [--compare-with WENDLE] [--steady-ticks 400]\n");
             return 2;
         }
     }
@@ -467,7 +474,6 @@ int main(int argc, char **argv)
     if (work.isEmpty())
         work = temporary.path();
     temporary.setAutoRemove(!keep);
-    const QString wendle = QStringLiteral(WENDLE_BINARY);
 
     years.prepend(0);   // the empty record, the reference of every ratio
     std::vector<Row> rows(std::size_t(years.size()));
