@@ -124,6 +124,13 @@ std::vector<VXValue> sortedSnapshotChildren(const VXDictionary &node)
     return children;
 }
 
+// What an item read in place is decoded without: its logs and the tables below it.
+const QSet<QString> &logsAndTables()
+{
+    static const QSet<QString> keys {VXActiveLogKey, VXFrontActiveLogKey, VXWindowsByNameKey, VXChildrenKey};
+    return keys;
+}
+
 // The items of a record read in place. An entry holds an item's name, type, path and times, but
 // neither its clipped logs nor the item itself.
 struct ViewSource {
@@ -161,14 +168,12 @@ struct ViewSource {
     // The item's type, name and path, decoded as VXItemWithoutLogs() hands them out.
     VXDictionaryRef entryOf(const Item &object, const Item (&values)[KeyCount])
     {
-        static const QSet<QString> kLogsAndTables {VXActiveLogKey, VXFrontActiveLogKey, VXWindowsByNameKey,
-                                                   VXChildrenKey};
         VXDictionaryRef entry = VXMakeDictionary();
-        const VXValue path = view.value(values[Path], kLogsAndTables);
+        const VXValue path = view.value(values[Path], logsAndTables());
         if (values[MatchAnyApplication].isNull() && path.stringRef() != VXPoolPathMarker) {
             // The name is the item's own (see itemName()).
-            tryToSetObject(*entry, view.value(values[Type], kLogsAndTables), VXTypeKey);
-            entry->insert(VXNameKey, view.value(values[Name], kLogsAndTables).stringRef());
+            tryToSetObject(*entry, view.value(values[Type], logsAndTables()), VXTypeKey);
+            entry->insert(VXNameKey, view.value(values[Name], logsAndTables()).stringRef());
         } else {
             // A pool's name may be made of its members' names.
             const VXDictionaryRef source = VXItemWithoutLogs(view, object);
@@ -411,10 +416,9 @@ bool collectEventTimesBetweenTimestamp(VXBinaryPropertyListView &view, double ti
 VXDictionaryRef VXItemWithoutLogs(VXBinaryPropertyListView &view, VXBinaryPropertyListView::Object item)
 {
     static const QSet<QString> kLogs {VXActiveLogKey, VXFrontActiveLogKey};
-    static const QSet<QString> kLogsAndTables {VXActiveLogKey, VXFrontActiveLogKey, VXWindowsByNameKey, VXChildrenKey};
     if (view.container(item).kind != VXBinaryPropertyListView::Kind::Dictionary)
         return VXDictionaryRef();
-    VXDictionaryRef source = view.value(item, kLogsAndTables).dictionaryRef();
+    VXDictionaryRef source = view.value(item, logsAndTables()).dictionaryRef();
     // A pool's name may be made of its members' names.
     if (source && source->value(VXPathKey).stringRef() == VXPoolPathMarker)
         source = view.value(item, kLogs).dictionaryRef();
