@@ -499,12 +499,9 @@ std::optional<QString> tableOf(const VXDictionary &configuration, double beginTi
                                int sortColumn, const EntryWalk &walk)
 {
     struct Row {
-        QString name;
-        QString front;
-        QString frontPercent;
-        QString total;
-        QString totalPercent;
+        QString cells[5];   // name, foreground, its share, open, its share
         bool heading = false;
+        qsizetype widths[5] = {};   // in terminal columns
     };
     const double range = endTimestamp - beginTimestamp;
     std::vector<Row> rows;
@@ -516,42 +513,59 @@ std::optional<QString> tableOf(const VXDictionary &configuration, double beginTi
     VXReportContentSettings content;
     content.liveReportContent = 2;
     content.sortColumn = sortColumn;
+    // Percentages take at least three columns ("100").
+    qsizetype widths[5] = {0, 0, 3, 0, 3};
+    const auto add = [&](Row row) {
+        for (int i = 0; i < 5; ++i) {
+            row.widths[i] = VXDisplayWidth(row.cells[i]);
+            widths[i] = std::max(widths[i], row.widths[i]);
+        }
+        rows.push_back(std::move(row));
+    };
+    // Whether durations of a day and more are told in days, read once for the table.
+    const bool inDays = expressTimeIntervalsAsDays();
     bool inPools = false;
     const bool whole = walk(beginTimestamp, recorded, content, [&](const VXDictionaryRef &entry, int depth) {
         const bool pool = depth == 0 && isPoolOrPoolItem(*entry);
         if (rows.empty() || (pool && !inPools)) {
             inPools = inPools || pool;
-            rows.push_back({pool ? Text::tr("Pools") : Text::tr("Applications"), Text::tr("Foreground"),
-                            QStringLiteral("%"), Text::tr("Open"), QStringLiteral("%"), true});
+            add({{pool ? Text::tr("Pools") : Text::tr("Applications"), Text::tr("Foreground"), QStringLiteral("%"),
+                  Text::tr("Open"), QStringLiteral("%")},
+                 true});
         }
         const double front = timeIntervalForKey(*entry, VXFrontTimeKey);
         const double total = timeIntervalForKey(*entry, VXTimeKey);
-        rows.push_back({QString(depth * 2, u' ') + VXTerminalCell(entry->value(VXNameKey).toString(), kLongestName),
-                        stringWithTimeInterval(front, false), percentOf(front, range),
-                        stringWithTimeInterval(total, false), percentOf(total, range)});
+        add({{QString(depth * 2, u' ') + VXTerminalCell(entry->value(VXNameKey).toString(), kLongestName),
+              stringWithTimeInterval(front, false, inDays), percentOf(front, range),
+              stringWithTimeInterval(total, false, inDays), percentOf(total, range)}});
     });
     if (!whole)
         return std::nullopt;
     if (rows.empty())
         return QString();
 
-    // Percentages take at least three columns ("100").
-    qsizetype widths[5] = {0, 0, 3, 0, 3};
-    for (const Row &row : rows) {
-        const QString *cells[] = {&row.name, &row.front, &row.frontPercent, &row.total, &row.totalPercent};
-        for (int i = 0; i < 5; ++i)
-            widths[i] = std::max(widths[i], VXDisplayWidth(*cells[i]));
-    }
+    // Cells padded with blanks to their column's width: names on the left, the rest on the right.
+    qsizetype lineWidth = 1;
+    for (const qsizetype width : widths)
+        lineWidth += width + 2;
     QString table;
+    table.reserve(qsizetype(rows.size()) * lineWidth);
+    const auto pad = [&table](qsizetype missing) {
+        if (missing > 0)
+            table.resize(table.size() + missing, u' ');
+    };
     bool first = true;
     for (const Row &row : rows) {
         if (row.heading && !first)
             table += u'\n';
         first = false;
-        table += VXPadToWidth(row.name, widths[0]);
-        const QString *cells[] = {&row.front, &row.frontPercent, &row.total, &row.totalPercent};
-        for (int i = 0; i < 4; ++i)
-            table += QStringLiteral("  ") + VXPadToWidth(*cells[i], widths[i + 1], true);
+        table += row.cells[0];
+        pad(widths[0] - row.widths[0]);
+        for (int i = 1; i < 5; ++i) {
+            table += QLatin1StringView("  ");
+            pad(widths[i] - row.widths[i]);
+            table += row.cells[i];
+        }
         table += u'\n';
     }
     return table;

@@ -35,11 +35,15 @@ bool isWide(char32_t c)
 
 bool isLineBreakOrControl(char32_t c)
 {
+    if (c < 0x80)
+        return c < 0x20 || c == 0x7F;
     return QChar::category(c) == QChar::Other_Control || c == 0x2028 || c == 0x2029;
 }
 
 int widthOf(char32_t c)
 {
+    if (c < 0x80)
+        return 1;   // printable, or a control shown as a blank
     if (isLineBreakOrControl(c))
         return 1;   // shown as a blank
     switch (QChar::category(c)) {
@@ -90,6 +94,8 @@ QString VXTerminalCell(QStringView text, qsizetype maximumWidth)
         width += columns;
         if (isLineBreakOrControl(c))
             cell += u' ';
+        else if (c < 0xD800)
+            cell += QChar(c);
         else
             cell += QString::fromUcs4(&c, 1);
         return true;

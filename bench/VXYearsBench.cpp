@@ -3,8 +3,12 @@
 // run. Every record ends now, so that "30 days ago" falls inside it.
 //
 //     bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--in-process]
+//                 [--settle 30] [--wendle WENDLE] [--compare-with WENDLE]
 //
-// --in-process leaves out the commands and the idle program (for a profiler).
+// --in-process leaves out the commands and the idle program (for a profiler). --wendle runs
+// another build of the program than the one built beside the benchmark (another branch's, kept
+// aside, for figures side by side); --compare-with runs the commands of a second one as well.
+// --settle is how long the idle programs run before their window opens.
 //
 // Ticks, start-up and the commands are processor time (the machine may be shared); the save's
 // pause is wall time. For each record:
@@ -367,7 +371,8 @@ bool measureRecord(int years, const Home &home, const QString &wendle, const QSt
 }
 
 // Every record's program at once on one desktop; each one's own CPU time and resident size.
-bool measureIdle(const std::vector<Home> &homes, const QString &wendle, int minutes, std::vector<Row> &rows)
+bool measureIdle(const std::vector<Home> &homes, const QString &wendle, int minutes, int settleSeconds,
+                 std::vector<Row> &rows)
 {
     VXX11TestRig rig;
     QString whyNot;
@@ -394,8 +399,9 @@ bool measureIdle(const std::vector<Home> &homes, const QString &wendle, int minu
         }
         programs.push_back(std::move(program));
     }
-    // Settled: loaded, tracking.
-    QThread::sleep(30);
+    // Settled: loaded, tracking, and the record saved once after loading (seconds of work for
+    // a long record, longer while several programs start side by side).
+    QThread::sleep(unsigned(settleSeconds));
     std::vector<double> before;
     for (const auto &program : programs)
         before.push_back(cpuSeconds(program->processId()));
@@ -424,10 +430,12 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QList<int> years {1, 2, 5, 10};
     int idleMinutes = 3;
+    int settleSeconds = 30;
     QString work;
     bool keep = false;
     bool inProcess = false;
     QString other;
+    QString wendle = QStringLiteral(WENDLE_BINARY);
     int steadyTicks = 400;
     const QStringList arguments = application.arguments();
     for (qsizetype i = 1; i < arguments.size(); ++i) {
@@ -441,11 +449,17 @@ int main(int argc, char **argv)
         } else if (argument == QLatin1StringView("--idle-minutes")) {
             idleMinutes = next.toInt();
             ++i;
+        } else if (argument == QLatin1StringView("--settle")) {
+            settleSeconds = std::max(0, next.toInt());
+            ++i;
         } else if (argument == QLatin1StringView("--work")) {
             work = next;
             ++i;
         } else if (argument == QLatin1StringView("--steady-ticks")) {
             steadyTicks = std::max(1, next.toInt());
+            ++i;
+        } else if (argument == QLatin1StringView("--wendle")) {
+            wendle = next;
             ++i;
         } else if (argument == QLatin1StringView("--compare-with")) {
             other = next;
@@ -459,7 +473,7 @@ int main(int argc, char **argv)
             std::fprintf(
                 stderr,
                 "usage: bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--in-process] "
-                "[--compare-with WENDLE] [--steady-ticks 400]\n");
+                "[--settle 30] [--wendle WENDLE] [--compare-with WENDLE] [--steady-ticks 400]\n");
             return 2;
         }
     }
@@ -467,7 +481,6 @@ int main(int argc, char **argv)
     if (work.isEmpty())
         work = temporary.path();
     temporary.setAutoRemove(!keep);
-    const QString wendle = QStringLiteral(WENDLE_BINARY);
 
     years.prepend(0);   // the empty record, the reference of every ratio
     std::vector<Row> rows(std::size_t(years.size()));
@@ -484,7 +497,7 @@ int main(int argc, char **argv)
                      years[i], row.fileMB, row.steadyMs, row.forcedMs, row.startupMs, row.savePauseMs, row.statusMs,
                      row.summaryMs, row.exportMs, row.exportPeakMB);
     }
-    if (idleMinutes > 0 && !measureIdle(homes, wendle, idleMinutes, rows))
+    if (idleMinutes > 0 && !measureIdle(homes, wendle, idleMinutes, settleSeconds, rows))
         return 1;
 
     double load[3] = {0, 0, 0};

@@ -124,45 +124,72 @@ std::vector<VXValue> sortedSnapshotChildren(const VXDictionary &node)
     return children;
 }
 
-// The items of a record read in place. An entry holds an item's times but not its clipped logs,
-// and its "Source" the item without its logs and the tables below it.
+// What an item read in place is decoded without: its logs and the tables below it.
+const QSet<QString> &logsAndTables()
+{
+    static const QSet<QString> keys {VXActiveLogKey, VXFrontActiveLogKey, VXWindowsByNameKey, VXChildrenKey};
+    return keys;
+}
+
+// The items of a record read in place. An entry holds an item's name, type, path and times, but
+// neither its clipped logs nor the item itself.
 struct ViewSource {
     using Item = VXBinaryPropertyListView::Object;
+    using Container = VXBinaryPropertyListView::Container;
 
+    // The keys an item is read by, in one pass over its keys.
+    enum { ActiveLog, FrontActiveLog, Name, Path, Type, MatchAnyApplication, KeyCount };
+
+    // The times first: most items of a long record have none in a short range, and are not
+    // decoded at all then.
     VXDictionaryRef entry(const Item &object, double timestamp, double otherTimestamp, bool *hasEvents)
     {
-        const VXBinaryPropertyListView::Container item = view.container(object);
+        static const QStringView keys[KeyCount]
+            = {VXActiveLogKey, VXFrontActiveLogKey, VXNameKey, VXPathKey, VXTypeKey, VXMatchAnyApplicationKey};
+        const Container item = view.container(object);
         if (item.kind != VXBinaryPropertyListView::Kind::Dictionary)
             return VXDictionaryRef();
-        // The times first: most items of a long record have none in a short range, and are not
-        // decoded at all then.
-        const QStringView logKeys[] = {VXActiveLogKey, VXFrontActiveLogKey};
-        VXBinaryPropertyListView::Object logs[2];
-        view.valuesForKeys(item, logKeys, 2, logs);
-        const std::optional<double> active = timeOf(logs[0], timestamp, otherTimestamp);
-        const std::optional<double> front = timeOf(logs[1], timestamp, otherTimestamp);
+        // One pass over the item's keys finds its logs and what its entry is made of.
+        Item values[KeyCount];
+        view.valuesForKeys(item, keys, KeyCount, values);
+        const std::optional<double> active = timeOf(values[ActiveLog], timestamp, otherTimestamp);
+        const std::optional<double> front = timeOf(values[FrontActiveLog], timestamp, otherTimestamp);
         *hasEvents = active || front;
         if (onlyWithEvents && !*hasEvents)
             return VXDictionaryRef();
-        VXDictionaryRef source = VXItemWithoutLogs(view, object);
-        if (!source)
-            return VXDictionaryRef();
-        VXDictionaryRef entry = VXMakeDictionary();
-        tryToSetObject(*entry, source->value(VXTypeKey), VXTypeKey);
-        entry->insert(VXNameKey, itemName(*source));
-        tryToSetObject(*entry, source->value(VXPathKey), VXPathKey);
-        if (active)
+        VXDictionaryRef entry = entryOf(object, values);
+        if (entry && active)
             entry->insert(VXTimeKey, *active);
-        if (front)
+        if (entry && front)
             entry->insert(VXFrontTimeKey, *front);
-        entry->insert(VXSourceKey, std::move(source));
         return entry;
     }
 
-    // The seconds of the log inside the range, when anything of it is inside.
-    std::optional<double> timeOf(VXBinaryPropertyListView::Object logObject, double timestamp, double otherTimestamp)
+    // The item's type, name and path, decoded as VXItemWithoutLogs() hands them out.
+    VXDictionaryRef entryOf(const Item &object, const Item (&values)[KeyCount])
     {
-        const VXBinaryPropertyListView::Container log = view.container(logObject);
+        VXDictionaryRef entry = VXMakeDictionary();
+        const VXValue path = view.value(values[Path], logsAndTables());
+        if (values[MatchAnyApplication].isNull() && path.stringRef() != VXPoolPathMarker) {
+            // The name is the item's own (see itemName()).
+            tryToSetObject(*entry, view.value(values[Type], logsAndTables()), VXTypeKey);
+            entry->insert(VXNameKey, view.value(values[Name], logsAndTables()).stringRef());
+        } else {
+            // A pool's name may be made of its members' names.
+            const VXDictionaryRef source = VXItemWithoutLogs(view, object);
+            if (!source)
+                return VXDictionaryRef();
+            tryToSetObject(*entry, source->value(VXTypeKey), VXTypeKey);
+            entry->insert(VXNameKey, itemName(*source));
+        }
+        tryToSetObject(*entry, path, VXPathKey);
+        return view.isDamaged() ? VXDictionaryRef() : entry;
+    }
+
+    // The seconds of a log inside the range, when anything of it is inside.
+    std::optional<double> timeOf(Item logObject, double timestamp, double otherTimestamp)
+    {
+        const Container log = view.container(logObject);
         if (log.kind != VXBinaryPropertyListView::Kind::Array || log.count == 0)
             return std::nullopt;
         const auto numberAt = [&](std::size_t i) { return view.numberAt(log, i); };
@@ -389,10 +416,9 @@ bool collectEventTimesBetweenTimestamp(VXBinaryPropertyListView &view, double ti
 VXDictionaryRef VXItemWithoutLogs(VXBinaryPropertyListView &view, VXBinaryPropertyListView::Object item)
 {
     static const QSet<QString> kLogs {VXActiveLogKey, VXFrontActiveLogKey};
-    static const QSet<QString> kLogsAndTables {VXActiveLogKey, VXFrontActiveLogKey, VXWindowsByNameKey, VXChildrenKey};
     if (view.container(item).kind != VXBinaryPropertyListView::Kind::Dictionary)
         return VXDictionaryRef();
-    VXDictionaryRef source = view.value(item, kLogsAndTables).dictionaryRef();
+    VXDictionaryRef source = view.value(item, logsAndTables()).dictionaryRef();
     // A pool's name may be made of its members' names.
     if (source && source->value(VXPathKey).stringRef() == VXPoolPathMarker)
         source = view.value(item, kLogs).dictionaryRef();

@@ -101,7 +101,8 @@ void collectEventLogsClippedBetweenTimestamp(const VXDictionary &configuration, 
                                              VXEventLogClipCache *cache = nullptr);
 
 // The same walk over a record read in place, for content 1 and 2 (no list filter): the entries
-// hold the items' times ("Time", "Front Time") but not their clipped logs. Each log's walk
+// hold the items' names, types, paths and times ("Time", "Front Time"), but neither their
+// clipped logs nor the items themselves ("Source"). Each log's walk
 // starts where the range does, found by halving: logs are in time order, as the tracker writes
 // them. False when the record turned out damaged (the entries handed out are then not whole).
 bool collectEventTimesBetweenTimestamp(VXBinaryPropertyListView &view, double timestamp, double otherTimestamp,

@@ -119,8 +119,10 @@ public:
         return m_failed ? m_objectCount : child;
     }
 
-    // Whether the dictionary key at `index` is `key`; a key that is no string fails.
-    bool keyIs(std::uint64_t index, QStringView key)
+    // The dictionary key at `index`, read once to be compared with several keys: its ASCII
+    // bytes, or (stored otherwise) its decoded text in `decoded`. False, failing, for a key that
+    // is no string.
+    bool keyText(std::uint64_t index, QLatin1StringView &ascii, VXValue &decoded)
     {
         std::uint64_t position = 0;
         if (!objectAt(index, position))
@@ -130,20 +132,26 @@ public:
             std::uint64_t length = 0;
             if (!count(marker, position, length) || !fits(position, length))
                 return refuse("a string runs past the end of the objects");
-            const char *at = reinterpret_cast<const char *>(m_bytes + position);
-            for (std::uint64_t i = 0; i < length; ++i) {
-                if (static_cast<std::uint8_t>(at[i]) >= 0x80)
-                    return refuse("an ASCII string holds a byte above 127");
-            }
-            return QLatin1StringView(at, static_cast<qsizetype>(length)) == key;
+            // Every key of every item is read: eight bytes at a time.
+            const std::uint8_t *bytes = m_bytes + position;
+            std::uint64_t high = 0;
+            std::uint64_t i = 0;
+            for (; i + 8 <= length; i += 8)
+                high |= load<std::uint64_t>(bytes + i);
+            for (; i < length; ++i)
+                high |= bytes[i];
+            if (high & 0x8080808080808080ULL)
+                return refuse("an ASCII string holds a byte above 127");
+            ascii = QLatin1StringView(reinterpret_cast<const char *>(bytes), static_cast<qsizetype>(length));
+            return true;
         }
         m_budget = fullBudget();
-        const VXValue decoded = object(index, 0);
+        decoded = object(index, 0);
         if (m_failed)
             return false;
         if (!decoded.isString())
             return refuse("a dictionary key is not a string");
-        return decoded.stringRef() == key;
+        return true;
     }
 
     // The number at `index` as VXValue::toDouble answers it (0 for what is no number).
@@ -665,14 +673,19 @@ void VXBinaryPropertyListView::valuesForKeys(const Container &dictionary, const 
         const Object name = childAt(dictionary, i);
         if (name.isNull())
             break;
+        QLatin1StringView ascii;
+        VXValue decoded;
+        if (!m_reader->keyText(name.index, ascii, decoded))
+            break;
         for (std::size_t k = 0; k < count; ++k) {
-            if (m_reader->keyIs(name.index, keys[k])) {
+            // Lengths first: most keys differ in theirs.
+            const bool same = decoded.isNull() ? ascii.size() == keys[k].size() && ascii == keys[k]
+                                               : decoded.stringRef() == keys[k];
+            if (same) {
                 values[k] = valueAt(dictionary, i);
                 break;
             }
         }
-        if (m_reader->failed())
-            break;
     }
     if (m_reader->failed())
         std::fill(values, values + count, Object());

@@ -1,11 +1,25 @@
 #include "VXValue.h"
 
+#include "VXContainerChanges.h"
+
 #include <QHashFunctions>
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <limits>
+
+namespace {
+
+// See VXContainerChangesOnThisThread().
+thread_local std::uint64_t containerChanges = 0;
+
+}   // namespace
+
+std::uint64_t VXContainerChangesOnThisThread() noexcept
+{
+    return containerChanges;
+}
 
 namespace vx_detail {
 
@@ -371,6 +385,7 @@ VXArray::~VXArray()
 
 VXArray::Buffer &VXArray::ownBuffer(std::size_t growth)
 {
+    ++containerChanges;
     if (!m_buffer) {
         m_buffer = new Buffer;
     } else if (m_buffer->refs.load(std::memory_order_acquire) != 1) {
@@ -440,6 +455,7 @@ void VXArray::removeLast()
 
 void VXArray::clear() noexcept
 {
+    ++containerChanges;
     if (m_buffer)
         std::exchange(m_buffer, nullptr)->release();
 }
@@ -560,6 +576,7 @@ void VXDictionary::insert(const QString &key, VXValue value)
         return;
     }
     ++m_changes;
+    ++containerChanges;
     const std::size_t hash = hashKey(key);
     const std::ptrdiff_t index = find(key, hash);
     if (index >= 0) {
@@ -584,6 +601,7 @@ void VXDictionary::insertNew(QString key, VXValue value)
         return;
     }
     ++m_changes;
+    ++containerChanges;
     if ((m_entries.size() + 1) * 2 > m_table.size())
         rehash(std::max<std::size_t>(m_entries.size() + 1, m_entries.size() * 2));
     const auto newIndex = static_cast<std::uint32_t>(m_entries.size());
@@ -609,6 +627,7 @@ bool VXDictionary::remove(const QString &key)
     }
     const std::uint32_t removed = m_table[slot] - 1;
     ++m_changes;
+    ++containerChanges;
 
     // Backward-shift deletion keeps every probe chain unbroken without tombstones.
     std::size_t hole = slot;
@@ -643,6 +662,7 @@ bool VXDictionary::remove(const QString &key)
 void VXDictionary::clear() noexcept
 {
     ++m_changes;
+    ++containerChanges;
     m_entries.clear();
     m_hashes.clear();
     m_table.clear();

@@ -321,6 +321,12 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     tick.elapsed = tick.gap ? 0.0 : now - *m_lastDate;
     tick.timestamp = now;
     tick.previous = timeIntervalForKey(root, VXLastTimestampKey);
+    // The pools are checked before the tick changes anything, so that the matcher's check sees
+    // only what changed since the last tick ended (see VXPoolMatcher::settle()).
+    tick.pools = root.value(VXPoolsKey).array();
+    if (m_poolMatcher.update(tick.pools))
+        m_hasPoolRecord = false;
+    m_poolMatcher.clearTouched();
 
     // Timestamps and overall times.
     if (!root.contains(VXFirstTimestampKey))
@@ -348,7 +354,6 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
         tick.applications = created.get();
         root.insert(VXApplicationsKey, std::move(created));
     }
-    tick.pools = root.value(VXPoolsKey).array();
     // The record of dormant items holds only while the tree is the one it was made from. Within
     // it, tables are checked by their change counts: a forced tick walks only what changed.
     const VXDictionaryRef applications(tick.applications);
@@ -365,9 +370,6 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     VXWindowDescriptionsByPID(
         desktop, [&rules](const QString &title) { return rules.windowTitle(title); },
         settings.includeWindowsFromAllSpaces, settings.includeFloatingWindows, m_windowDescriptions);
-    if (m_poolMatcher.update(tick.pools))
-        m_hasPoolRecord = false;
-    m_poolMatcher.clearTouched();
     tick.usePoolRecord = !fullWalk && m_hasPoolRecord && tick.pools && m_poolRecordSortColumn == settings.sortColumn
         && m_poolRecordShowsInactive == settings.showInactivePools;
 
@@ -711,6 +713,7 @@ void VXActivitySampler::consolidatePools(Tick &tick)
     m_poolRecordShowsInactive = tick.settings.showInactivePools;
     m_hasPoolRecord = true;
     m_poolMatcher.clearTouched();
+    m_poolMatcher.settle();
 }
 
 // Every pool, member and entry, and every list of a listed pool sorted: what the record of the

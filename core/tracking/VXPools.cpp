@@ -1,6 +1,7 @@
 #include "VXPools.h"
 
 #include "VXConfigurationKeys.h"
+#include "VXContainerChanges.h"
 #include "VXDictionaryExtensions.h"
 
 #include <QCoreApplication>
@@ -129,6 +130,7 @@ void VXPoolMatcher::clear()
 {
     m_touched.clear();
     m_pools.reset();
+    m_settled = false;
     m_prepared.clear();
     m_lists.clear();
     m_listItems.clear();
@@ -293,10 +295,20 @@ bool VXPoolMatcher::isCurrent(const VXArray *pools)
 
 bool VXPoolMatcher::update(const VXArray *pools)
 {
+    const bool untouched = m_settled && m_settledChanges == VXContainerChangesOnThisThread();
+    m_settled = false;
+    if (pools && pools == m_pools.get() && untouched)
+        return false;
     if (isCurrent(pools))
         return false;
     build(pools);
     return true;
+}
+
+void VXPoolMatcher::settle()
+{
+    m_settled = true;
+    m_settledChanges = VXContainerChangesOnThisThread();
 }
 
 void VXPoolMatcher::retieList(const ListTie &list)

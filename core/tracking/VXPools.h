@@ -39,7 +39,8 @@ void checkPools(const VXArray *pools, VXDictionary &item, bool gap, double inter
 // they are not; the pools must not change until the tick ends. The check is one pass over every
 // list and the change count of every pool item; the tick tells the matcher what it changed
 // itself (noteOwnChanges), so that an item it credited or a list it sorted is not compared value
-// for value at the next tick.
+// for value at the next tick. When no container changed at all since the last tick ended
+// (settle), as on an idle desktop between ticks, there is no pass.
 class VXPoolMatcher
 {
 public:
@@ -60,6 +61,10 @@ public:
     void noteOwnChanges(const std::vector<const VXDictionary *> &items, const std::vector<VXArray *> &sortedLists);
     // The same for every item and list (a tick that walked all of them).
     void noteOwnChangesToAll();
+    // The tick is over and what it changed is noted: until this thread changes a container again
+    // (VXContainerChangesOnThisThread()), update() knows the pools unchanged without a look.
+    // Pools are changed on the thread that ticks.
+    void settle();
 
     // The pools, members and entries that checkPools() marked since the last clearTouched().
     const std::vector<VXDictionary *> &touched() const { return m_touched; }
@@ -125,6 +130,8 @@ private:
                                            const VXPatternSubject &name) const;
 
     VXArrayRef m_pools;
+    bool m_settled = false;
+    std::uint64_t m_settledChanges = 0;   // this thread's container changes when it settled
     std::vector<Pool> m_prepared;
     std::vector<ListTie> m_lists;
     std::vector<const VXDictionary *> m_listItems;

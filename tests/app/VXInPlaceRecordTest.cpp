@@ -1,7 +1,8 @@
 // `wendle summary` and `wendle export` read a saved binary record in place, without its tree.
 // Their output must be the same bytes as the tree's: randomized records (open periods, empty and
 // missing logs, repeated openings, whole-number times, names that need CSV quoting, non-ASCII
-// titles, pools named by their members) written to a file, each read both ways for ranges
+// titles, names that are missing or no text, pools named by their members, members that match
+// any application) written to a file, each read both ways for ranges
 // inside, across the ends of, and beyond the record. And a damaged record is refused, with no
 // file written.
 
@@ -67,6 +68,8 @@ VXDictionaryRef randomItem(VXSeededRandom &random, const QString &path)
 {
     VXDictionaryRef item = VXMakeDictionary();
     item->insert(VXNameKey, random.pick(kNames));
+    if (random.chance(0.05))
+        item->insert(VXNameKey, random.chance(0.5) ? VXValue(42) : VXValue());   // no name as text
     item->insert(VXPathKey, path);
     for (const QString &key : {VXActiveLogKey, VXFrontActiveLogKey}) {
         if (!random.chance(0.1))
@@ -103,6 +106,8 @@ VXDictionaryRef randomRecord(std::uint64_t seed)
         VXArrayRef members = VXMakeArray();
         for (int m = random.below(3) + 1; m > 0; --m) {
             VXDictionaryRef member = randomItem(random, QStringLiteral("/usr/bin/member%1").arg(m));
+            if (random.chance(0.2))
+                member->insert(VXMatchAnyApplicationKey, random.chance(0.5));   // named "Any Application"
             VXArrayRef entries = VXMakeArray();
             for (int e = random.below(3); e > 0; --e)
                 entries->append(randomItem(random, VXWindowPathMarker));

@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <thread>
 
 using namespace vxtest;
 using namespace Qt::StringLiterals;
@@ -175,8 +176,12 @@ public:
             const double overallBefore = timeIntervalForKey(*skipping, VXOverallTimeKey);
 
             m_desktop.takeSnapshot(snapshot);
-            walking.invalidateDormancyRecord();
-            walking.sample(walked, snapshot, now, settings, true);
+            // The walk ticks on a thread of its own, so that the skipping sampler sees no change
+            // to its thread's containers but the user's (VXPoolMatcher::settle()).
+            std::thread([&] {
+                walking.invalidateDormancyRecord();
+                walking.sample(walked, snapshot, now, settings, true);
+            }).join();
             skipper.sample(skipping, snapshot, now, settings, forced);
             lastTick = now;
 
@@ -244,7 +249,14 @@ private:
         VXArray &members = *aPool.value(VXChildrenKey).array();
         VXDictionary *aMember = members.isEmpty() ? nullptr : members.at((edit / 7) % members.size()).dictionary();
         const QString pattern = patterns[(edit / 11) % std::size(patterns)];
-        switch ((edit / 101) % 9) {
+        switch ((edit / 101) % 10) {
+        case 9:   // a member moved to another pool: only lists change
+            if (aMember) {
+                const VXValue moved(VXDictionaryRef {aMember});
+                members.removeAt(std::size_t(members.indexOfIdentical(moved)));
+                pools.at((edit / 5) % pools.size()).dictionary()->value(VXChildrenKey).array()->append(moved);
+            }
+            break;
         case 7:   // an entry renamed in place
             if (const VXArray *entries = aMember ? aMember->value(VXChildrenKey).array() : nullptr;
                 entries && !entries->isEmpty())
