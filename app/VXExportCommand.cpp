@@ -24,6 +24,7 @@
 #include <QTextStream>
 
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -39,6 +40,20 @@ namespace {
 struct Text {
     Q_DECLARE_TR_FUNCTIONS(VXExportCommand)
 };
+
+// Writes an export through `write` into a file only this user may read (window titles are
+// private), replaced whole or not at all. Empty when written, else why not.
+QString writeExportFile(const QString &path, const std::function<bool(QSaveFile &)> &write)
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return file.errorString();
+    if (::fchmod(file.handle(), 0600) != 0)
+        return QString::fromLocal8Bit(std::strerror(errno));
+    if (!write(file))
+        return file.errorString();
+    return file.commit() ? QString() : file.errorString();
+}
 
 // Longer names are cut in the summary's table (in terminal columns).
 constexpr qsizetype kLongestName = 60;
@@ -198,15 +213,14 @@ int exportInPlace(VXMappedRecord &record, double begin, double end, const VXExpo
             out << QString::fromUtf8(text);
         out.flush();
     } else {
-        QSaveFile file(output);
-        if (file.open(QIODevice::WriteOnly) && ::fchmod(file.handle(), 0600) == 0) {
-            written = VXWriteCSVInPlace(
+        const QString why = writeExportFile(output, [&](QSaveFile &file) {
+            return VXWriteCSVInPlace(
                 record.view(), begin, end, settings,
                 [&](const char *data, qsizetype size) { return file.write(data, size) == size; }, &damaged);
-            written = written && file.commit();
-        }
+        });
+        written = why.isEmpty();
         if (!written && !damaged) {
-            err << "wendle export: " << Text::tr("cannot write %1").arg(output) << '\n';
+            err << "wendle export: " << Text::tr("cannot write %1").arg(output) << ": " << why << '\n';
             return VXExportCommand::Failure;
         }
     }
@@ -426,8 +440,10 @@ int VXExportCommand::runExport(const QStringList &arguments, QTextStream &out, Q
         out.flush();
         return Success;
     }
-    if (!writeDataToFile(*data, parser.value(output), true)) {
-        err << "wendle export: " << Text::tr("cannot write %1").arg(parser.value(output)) << '\n';
+    if (const QString why
+        = writeExportFile(parser.value(output), [&](QSaveFile &file) { return file.write(*data) == data->size(); });
+        !why.isEmpty()) {
+        err << "wendle export: " << Text::tr("cannot write %1").arg(parser.value(output)) << ": " << why << '\n';
         return Failure;
     }
     return Success;

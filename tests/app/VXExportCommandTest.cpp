@@ -19,6 +19,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <QTimeZone>
@@ -252,6 +253,12 @@ TEST_F(VXExportCommandTest, MistakesOnTheCommandLineAndAMissingConfigurationSayW
         EXPECT_TRUE(result.err.contains(QString::fromUtf8(mistake.message))) << result.err.toStdString();
         EXPECT_TRUE(result.out.isEmpty());
     }
+    // A file that cannot be written says why, whichever way the record was read.
+    const QString underAFile = m_dir.filePath(u"data/Wendle/Configurations/Default.plist/x.csv"_s);
+    const CommandRun unwritable = run(VXExportCommand::kExportName, {u"-o"_s, underAFile});
+    EXPECT_TRUE(unwritable.err.contains(
+        QRegularExpression(u"cannot write "_s + QRegularExpression::escape(underAFile) + u": \\S"_s)))
+        << unwritable.err.toStdString();
     const CommandRun help = run(VXExportCommand::kSummaryName, {u"--help"_s});
     EXPECT_EQ(help.status, VXExportCommand::Success);
     EXPECT_TRUE(help.out.startsWith(u"Usage: wendle summary"_s));
