@@ -731,17 +731,22 @@ void VXApplicationShell::setExportPanelModal(bool modal)
         m_controller->setModal(modal);
 }
 
-void VXApplicationShell::runSavePanel(const QString &title, const QString &fileType,
+void VXApplicationShell::runSavePanel(const QString &title, const QString &fileType, const QString &suggestedName,
                                       std::function<void(const std::optional<QString> &path)> completion)
 {
-    QString path = QFileDialog::getSaveFileName(windowOf(Window::Report), title, QDir::homePath(),
-                                                tr(VXFilesOfTypeFilter).arg(fileType));
-    if (path.isEmpty()) {
+    const QString folder
+        = !m_exportFolder.isEmpty() && QFileInfo(m_exportFolder).isDir() ? m_exportFolder : QDir::homePath();
+    QFileDialog panel(windowOf(Window::Report), title, folder, tr(VXFilesOfTypeFilter).arg(fileType));
+    panel.setAcceptMode(QFileDialog::AcceptSave);
+    panel.selectFile(QDir(folder).filePath(suggestedName));
+    if (panel.exec() != QDialog::Accepted || panel.selectedFiles().isEmpty()) {
         completion(std::nullopt);
         return;
     }
+    QString path = panel.selectedFiles().constFirst();
     if (QFileInfo(path).suffix().compare(fileType, Qt::CaseInsensitive) != 0)
         path += u'.' + fileType;
+    m_exportFolder = QFileInfo(path).absolutePath();
     completion(path);
 }
 

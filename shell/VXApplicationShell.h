@@ -133,7 +133,7 @@ private:
     bool prepareExportPanelParentWindow() override;
     void getReportBeginTimestamp(double *beginTimestamp, double *endTimestamp) override;
     void setExportPanelModal(bool modal) override;
-    void runSavePanel(const QString &title, const QString &fileType,
+    void runSavePanel(const QString &title, const QString &fileType, const QString &suggestedName,
                       std::function<void(const std::optional<QString> &path)> completion) override;
     bool revealFolderInFileManager(const QString &path) override;
 
@@ -183,4 +183,6 @@ private:
     QTimer m_trayWait;
     int m_trayWaitTicks = 0;
     bool m_hibernating = false;
+    // Where the last export went: the next one starts there (the home folder until then).
+    QString m_exportFolder;
 };

@@ -27,10 +27,10 @@ public:
     virtual void setExportPanelModal(bool modal) = 0;
 
     // Runs a save panel titled `title` for files of type `fileType` (with the option to hide
-    // the extension), as a sheet of the window prepared above where the desktop allows. Calls
-    // `completion` once, on the main thread, with the chosen path or nothing when cancelled;
-    // it may do so before this returns.
-    virtual void runSavePanel(const QString &title, const QString &fileType,
+    // the extension), as a sheet of the window prepared above where the desktop allows, with
+    // `suggestedName` filled in. Calls `completion` once, on the main thread, with the chosen
+    // path or nothing when cancelled; it may do so before this returns.
+    virtual void runSavePanel(const QString &title, const QString &fileType, const QString &suggestedName,
                               std::function<void(const std::optional<QString> &path)> completion)
         = 0;
 

@@ -109,7 +109,9 @@ void VXExporter::exportCSV(VXExportUserInterface &userInterface) const
         return;
     }
     userInterface.setExportPanelModal(true);
+    // Named as the daily export names its files, so that both sort by day side by side.
     userInterface.runSavePanel(QCoreApplication::translate("VXExporter", VXExportSnapshotTitle), VXExportFileType,
+                               VXFillFormat(VXAutoExportFileNameFormat, {currentYearMonthDayStringWithHour(m_clock)}),
                                [this, &userInterface](const std::optional<QString> &path) {
                                    if (path) {
                                        double begin = 0.0;

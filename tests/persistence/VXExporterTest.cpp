@@ -83,10 +83,10 @@ public:
         *endTimestamp = end;
     }
     void setExportPanelModal(bool modal) override { calls << (modal ? u"modal"_s : u"modeless"_s); }
-    void runSavePanel(const QString &title, const QString &fileType,
+    void runSavePanel(const QString &title, const QString &fileType, const QString &suggestedName,
                       std::function<void(const std::optional<QString> &)> completion) override
     {
-        calls << u"panel %1 %2"_s.arg(title, fileType);
+        calls << u"panel %1 %2 %3"_s.arg(title, fileType, suggestedName);
         completion(answer);
     }
     bool revealFolderInFileManager(const QString &path) override
@@ -349,7 +349,8 @@ TEST(VXExporter, ExportSnapshotRunsTheSavePanelOnTheReportAndBeepsWhenItCannot)
     Settings settings;
     QTemporaryDir folder;
     LogCapture log;
-    VXVirtualScheduler time(0);
+    // The panel offers the local day's name (in UTC it is still the day before).
+    VXVirtualScheduler time(VXVirtualScheduler::unixTime(QDate(2026, 11, 21), QTime(0, 30), kBerlin), kBerlin);
     Tracker tracker(1000);
     tracker.mail->value(VXFrontActiveLogKey).array()->append(1100);
     tracker.mail->value(VXFrontActiveLogKey).array()->append(-1300);
@@ -369,7 +370,8 @@ TEST(VXExporter, ExportSnapshotRunsTheSavePanelOnTheReportAndBeepsWhenItCannot)
     ui.hasReportWindow = true;
     ui.calls.clear();
     exporter.exportCSV(ui);
-    EXPECT_EQ(ui.calls, (QStringList {u"prepare"_s, u"modal"_s, u"panel Export Snapshot csv"_s, u"modeless"_s}));
+    EXPECT_EQ(ui.calls,
+              (QStringList {u"prepare"_s, u"modal"_s, u"panel Export Snapshot csv 2026-11-21.csv"_s, u"modeless"_s}));
     EXPECT_EQ(ui.beeps, 1);
 
     // Chosen: the report's range goes to the file.

@@ -13,6 +13,8 @@
 #include "VXStatusItemController.h"
 #include "VXStringExtensions.h"
 
+#include <QDateTime>
+#include <QFileDialog>
 #include <QMenuBar>
 #include <QStatusBar>
 #include <QSystemTrayIcon>
@@ -342,4 +344,51 @@ TEST(ShellMenus, QuitAsksUnlessToldNotToOrHeldWithShift)
         EXPECT_EQ(program.terminations, step.terminations);
         EXPECT_EQ(program.reread()->boolForKey(VXQuitWithoutConfirmationKey), step.dontAsk);
     }
+}
+
+// Export Snapshot offers the day's name in the home folder, then the folder of the last export.
+TEST(ShellMenus, ExportSnapshotSuggestsTheDaysNameAndKeepsTheLastFolder)
+{
+    ShellFixture program;
+    launchWindowed(program);
+    QTemporaryDir home;
+    QTemporaryDir elsewhere;
+    struct HomeFolder {
+        QByteArray previous = qgetenv("HOME");
+        ~HomeFolder() { qputenv("HOME", previous); }
+    } restored;
+    qputenv("HOME", QFile::encodeName(home.path()));
+    const QString today = QDateTime::fromSecsSinceEpoch(qint64(kMorning)).date().toString(u"yyyy-MM-dd"_s) + u".csv"_s;
+    struct Round {
+        const char *what;
+        QString offeredFolder;
+        QString chosen;   // empty: cancelled
+    };
+    const Round rounds[] = {
+        {"first: the home folder", home.path(), elsewhere.filePath(u"week"_s)},
+        {"then where the last one went", elsewhere.path(), {}},
+        {"a cancel changes nothing", elsewhere.path(), {}},
+    };
+    for (const Round &round : rounds) {
+        SCOPED_TRACE(round.what);
+        QString offered;
+        answerNextModal([&](QWidget *modal) {
+            auto *panel = qobject_cast<QFileDialog *>(modal);
+            ASSERT_NE(panel, nullptr);
+            offered = panel->selectedFiles().value(0);
+            if (round.chosen.isEmpty()) {
+                panel->reject();
+                return;
+            }
+            panel->selectFile(round.chosen);
+            static_cast<QDialog *>(panel)->accept();
+        });
+        QAction *action = openedEntry(program, VXMenuEntry::ExportSnapshot);
+        ASSERT_NE(action, nullptr);
+        action->trigger();
+        QApplication::processEvents();
+        EXPECT_EQ(offered, QDir(round.offeredFolder).filePath(today));
+    }
+    // The name given without its extension gets it.
+    EXPECT_TRUE(QFileInfo::exists(elsewhere.filePath(u"week.csv"_s)));
 }
