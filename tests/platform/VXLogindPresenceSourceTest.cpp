@@ -188,8 +188,13 @@ protected:
 
 }   // namespace
 
-TEST_F(LogindPresence, SleepAndWakeAreReportedOncePerTransition)
+// One private bus and one mocked logind for every step; each step names the fault it catches
+// and starts from an empty list of events.
+TEST_F(LogindPresence, SleepLockSessionAndShutdownOnOneBus)
 {
+    VXScenarioSteps steps;
+
+    VX_STEP(steps, "sleep and wake are reported once per transition");
     ASSERT_FALSE(emitSleep(true).isEmpty());
     ASSERT_TRUE(waitForEvents(observer, 1));
     // A repeated announcement of the same state is not a second sleep.
@@ -198,10 +203,35 @@ TEST_F(LogindPresence, SleepAndWakeAreReportedOncePerTransition)
     ASSERT_TRUE(waitForEvents(observer, 2));
     QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
     EXPECT_EQ(observer.events, (QStringList {s("sleep"), s("wake")}));
-}
+    observer.events.clear();
 
-TEST_F(LogindPresence, TheSystemBusIsAskedFirstAndThenWatched)
-{
+    VX_STEP(steps, "lock and unlock through the signals and the hint");
+    ASSERT_FALSE(session(s("org.freedesktop.login1.Session.Lock")).isEmpty());
+    ASSERT_TRUE(waitForEvents(observer, 1));
+    // The hint that follows a lock says nothing new.
+    session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("true")});
+    session(s("org.freedesktop.login1.Session.Unlock"));
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("false")});
+    // A screen locker that only sets the hint is noticed too.
+    session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("true")});
+    ASSERT_TRUE(waitForEvents(observer, 3));
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
+    EXPECT_EQ(observer.events, (QStringList {s("lock"), s("unlock"), s("lock")}));
+    observer.events.clear();
+
+    VX_STEP(steps, "session switches follow the Active property");
+    ASSERT_FALSE(session(s("org.freedesktop.DBus.Mock.UpdateProperties"),
+                         {s("org.freedesktop.login1.Session"), s("{'Active': <false>}")})
+                     .isEmpty());
+    ASSERT_TRUE(waitForEvents(observer, 1));
+    session(s("org.freedesktop.DBus.Mock.UpdateProperties"),
+            {s("org.freedesktop.login1.Session"), s("{'Active': <true>}")});
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    EXPECT_EQ(observer.events, (QStringList {s("resign"), s("active")}));
+    observer.events.clear();
+
+    VX_STEP(steps, "the system bus is asked first and then watched");
     // As the program starts it: the system bus of the environment, asked whether it answers
     // before Qt connects to it.
     const VXScopedEnvironment systemBus("DBUS_SYSTEM_BUS_ADDRESS", rig.address.toUtf8());
@@ -212,10 +242,11 @@ TEST_F(LogindPresence, TheSystemBusIsAskedFirstAndThenWatched)
     emitSleep(true);
     EXPECT_TRUE(waitForEvents(systemObserver, 1));
     system.stop();
-}
+    emitSleep(false);
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    observer.events.clear();
 
-TEST_F(LogindPresence, SleepAndShutdownWaitForTheSave)
-{
+    VX_STEP(steps, "sleep and shutdown wait for the save");
     ASSERT_TRUE(VXWaitUntil([&] { return locks().size() == 2; })) << locks().join(u' ').toStdString();
 
     // The record is saved after the observer heard of the sleep, while logind still waits.
@@ -243,10 +274,17 @@ TEST_F(LogindPresence, SleepAndShutdownWaitForTheSave)
     ASSERT_TRUE(VXWaitUntil([&] { return !locksWhileQuitting.isEmpty(); }));
     EXPECT_TRUE(locksWhileQuitting.contains(s("shutdown")));
     EXPECT_TRUE(VXWaitUntil([&] { return locks().isEmpty(); }));
-}
 
-TEST_F(LogindPresence, ALogindThatRefusesTheLocksIsToldOnceAndTrackingGoesOn)
-{
+    VX_STEP(steps, "once stopped, nothing more is reported");
+    const qsizetype before = observer.events.size();
+    emitSleep(true);
+    session(s("org.freedesktop.login1.Session.Lock"));
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 300);
+    EXPECT_EQ(observer.events.size(), before);
+    emitSleep(false);
+    observer.events.clear();
+
+    VX_STEP(steps, "a logind that refuses the locks is told once and tracking goes on");
     source.reset();
     ASSERT_FALSE(rig.call(rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.AddMethod"),
                                      {s("org.freedesktop.login1.Manager"), s("Inhibit"), s("ssss"), s("h"),
@@ -265,40 +303,6 @@ TEST_F(LogindPresence, ALogindThatRefusesTheLocksIsToldOnceAndTrackingGoesOn)
     EXPECT_EQ(observer.events, (QStringList {s("sleep"), s("wake")}));
     VXSpinEventLoop(200);
     EXPECT_EQ(refusals(), 1) << log.peek().join(u'\n').toStdString();
-}
-
-TEST_F(LogindPresence, LockAndUnlockThroughSignalsAndTheHint)
-{
-    ASSERT_FALSE(session(s("org.freedesktop.login1.Session.Lock")).isEmpty());
-    ASSERT_TRUE(waitForEvents(observer, 1));
-    // The hint that follows a lock says nothing new.
-    session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("true")});
-    session(s("org.freedesktop.login1.Session.Unlock"));
-    ASSERT_TRUE(waitForEvents(observer, 2));
-    session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("false")});
-    // A screen locker that only sets the hint is noticed too.
-    session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("true")});
-    ASSERT_TRUE(waitForEvents(observer, 3));
-    QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
-    EXPECT_EQ(observer.events, (QStringList {s("lock"), s("unlock"), s("lock")}));
-}
-
-TEST_F(LogindPresence, SessionSwitchesFollowTheActiveProperty)
-{
-    ASSERT_FALSE(session(s("org.freedesktop.DBus.Mock.UpdateProperties"),
-                         {s("org.freedesktop.login1.Session"), s("{'Active': <false>}")})
-                     .isEmpty());
-    ASSERT_TRUE(waitForEvents(observer, 1));
-    session(s("org.freedesktop.DBus.Mock.UpdateProperties"),
-            {s("org.freedesktop.login1.Session"), s("{'Active': <true>}")});
-    ASSERT_TRUE(waitForEvents(observer, 2));
-    EXPECT_EQ(observer.events, (QStringList {s("resign"), s("active")}));
-
-    // Once stopped, nothing more is reported.
-    source->stop();
-    emitSleep(true);
-    QCoreApplication::processEvents(QEventLoop::AllEvents, 300);
-    EXPECT_EQ(observer.events.size(), 2);
 }
 
 TEST(LogindPresenceWithoutBus, AnUnreachableBusStartsNothing)
