@@ -126,116 +126,111 @@ TEST(VXReportSnapshotManager, FilesAreOpenedOnceClosedAndRefusedThroughOneManage
                      });
 
     const QString path = writeFile(folder.filePath(u"a.csv"_s), kSnapshot);
-    {
-        SCOPED_TRACE("a file is read off the main thread and its report shown on it");
-        manager.showReportSnapshotFromCSVFile(path);
-        // Nothing happens before the event loop turns: the reading is elsewhere.
-        EXPECT_EQ(manager.pendingCount(), 1);
-        EXPECT_TRUE(presenter.made.isEmpty());
-        ASSERT_TRUE(VXWaitUntil([&] { return !shown.isEmpty(); }));
-        EXPECT_EQ(shown, QStringList {path});
-        EXPECT_EQ(presenter.made, QStringList {path});
-        EXPECT_EQ(presenter.shown, 1);
-        EXPECT_TRUE(presenter.onMainThread);
-        ASSERT_EQ(manager.controllers().size(), 1u);
-        EXPECT_EQ(manager.pendingCount(), 0);
-    }
-    {
-        SCOPED_TRACE("the manager answers the report's questions from the file's data");
-        const VXReportClient &report = *manager.controllers().front();
-        double first = 0;
-        double last = 0;
-        manager.getFirstTimestamp(&first, &last, report);
-        EXPECT_DOUBLE_EQ(first, 1700000000);
-        EXPECT_DOUBLE_EQ(last, 1700000300);
-        const VXArrayRef entries = manager.eventLogsClippedBetweenTimestamp(1700000050, 1700000250, report);
-        ASSERT_EQ(entries->size(), 2u);
-        EXPECT_EQ(entries->at(0).dictionary()->value(VXNameKey).toString(), u"Mail"_s);
-        EXPECT_EQ(doublesOf(entries->at(0).dictionary()->value(VXFrontActiveLogKey)),
-                  (std::vector<double> {1700000200, -1700000250}));
-        EXPECT_EQ(doublesOf(entries->at(1).dictionary()->value(VXFrontActiveLogKey)),
-                  (std::vector<double> {1700000050, -1700000100}));
+    VXScenarioSteps steps;
+    VX_STEP(steps, "a file is read off the main thread and its report shown on it");
+    manager.showReportSnapshotFromCSVFile(path);
+    // Nothing happens before the event loop turns: the reading is elsewhere.
+    EXPECT_EQ(manager.pendingCount(), 1);
+    EXPECT_TRUE(presenter.made.isEmpty());
+    ASSERT_TRUE(VXWaitUntil([&] { return !shown.isEmpty(); }));
+    EXPECT_EQ(shown, QStringList {path});
+    EXPECT_EQ(presenter.made, QStringList {path});
+    EXPECT_EQ(presenter.shown, 1);
+    EXPECT_TRUE(presenter.onMainThread);
+    ASSERT_EQ(manager.controllers().size(), 1u);
+    EXPECT_EQ(manager.pendingCount(), 0);
 
-        // The View menu comes from the delegate; there is no context menu.
-        Menu menu;
-        manager.populateViewMenu(menu, report);
-        EXPECT_TRUE(menu.titles.isEmpty());
-        Delegate delegate;
-        manager.setDelegate(&delegate);
-        manager.populateViewMenu(menu, report);
-        EXPECT_EQ(menu.titles, QStringList {u"as Time Lapse for "_s + path});
-        EXPECT_FALSE(manager.contextMenuForEventLog(*entries->at(0).dictionary(), report, menu));
-        manager.setDelegate(nullptr);
-    }
-    {
-        SCOPED_TRACE("closing a report forgets it on the next turn of the loop, reopening reads the file again");
-        std::weak_ptr<VXReportClient> weak = manager.controllers().front();
-        Report &report = static_cast<Report &>(*manager.controllers().front());
-        manager.reportWindowWillCloseForReportController(report);
-        EXPECT_TRUE(manager.controllers().empty());
-        // Still alive while its own close code runs.
-        EXPECT_FALSE(weak.expired());
-        EXPECT_TRUE(report.detached);
-        ASSERT_TRUE(VXWaitUntil([&] { return weak.expired(); }));
+    VX_STEP(steps, "the manager answers the report's questions from the file's data");
+    const VXReportClient &report = *manager.controllers().front();
+    double first = 0;
+    double last = 0;
+    manager.getFirstTimestamp(&first, &last, report);
+    EXPECT_DOUBLE_EQ(first, 1700000000);
+    EXPECT_DOUBLE_EQ(last, 1700000300);
+    const VXArrayRef entries = manager.eventLogsClippedBetweenTimestamp(1700000050, 1700000250, report);
+    ASSERT_EQ(entries->size(), 2u);
+    EXPECT_EQ(entries->at(0).dictionary()->value(VXNameKey).toString(), u"Mail"_s);
+    EXPECT_EQ(doublesOf(entries->at(0).dictionary()->value(VXFrontActiveLogKey)),
+              (std::vector<double> {1700000200, -1700000250}));
+    EXPECT_EQ(doublesOf(entries->at(1).dictionary()->value(VXFrontActiveLogKey)),
+              (std::vector<double> {1700000050, -1700000100}));
 
-        // A report the manager does not know changes nothing.
-        Report stranger(u"x"_s, VXDictionaryRef());
-        manager.reportWindowWillCloseForReportController(stranger);
+    // The View menu comes from the delegate; there is no context menu.
+    Menu menu;
+    manager.populateViewMenu(menu, report);
+    EXPECT_TRUE(menu.titles.isEmpty());
+    Delegate delegate;
+    manager.setDelegate(&delegate);
+    manager.populateViewMenu(menu, report);
+    EXPECT_EQ(menu.titles, QStringList {u"as Time Lapse for "_s + path});
+    EXPECT_FALSE(manager.contextMenuForEventLog(*entries->at(0).dictionary(), report, menu));
+    manager.setDelegate(nullptr);
 
-        manager.showReportSnapshotFromCSVFile(path);
-        ASSERT_TRUE(VXWaitUntil([&] { return manager.controllers().size() == 1; }));
-        EXPECT_EQ(presenter.made.size(), 2);
-        manager.reportWindowWillCloseForReportController(*manager.controllers().front());
-    }
-    {
-        SCOPED_TRACE("one file opens one report however it is named or how often it is asked for");
-        const QString other = writeFile(folder.filePath(u"b.csv"_s), kSnapshot);
-        ASSERT_TRUE(QDir(folder.path()).mkdir(u"sub"_s));
-        ASSERT_TRUE(QFile::link(other, folder.filePath(u"link.csv"_s)));
-        const qsizetype shownBefore = shown.size();
-        const int presentedBefore = presenter.shown;
-        // Asked again while the first reading is under way: still one.
-        manager.showReportSnapshotFromCSVFile(other);
-        manager.showReportSnapshotFromCSVFile(folder.filePath(u"sub/../b.csv"_s));
-        ASSERT_TRUE(VXWaitUntil([&] { return shown.size() == shownBefore + 1; }));
-        // Asked again when it is open: brought forward, not read again.
-        manager.showReportSnapshotFromCSVFile(folder.filePath(u"link.csv"_s));
-        EXPECT_EQ(shown.size(), shownBefore + 2);
-        EXPECT_EQ(presenter.shown, presentedBefore + 2);
-        EXPECT_EQ(presenter.made.count(other), 1);
-        EXPECT_EQ(manager.controllers().size(), 1u);
-        EXPECT_EQ(manager.controllerForPath(folder.filePath(u"sub/../b.csv"_s)), manager.controllers().front());
-        EXPECT_EQ(manager.controllerForPath(folder.filePath(u"other.csv"_s)), nullptr);
+    VX_STEP(steps, "closing a report forgets it on the next turn of the loop, reopening reads the file again");
+    std::weak_ptr<VXReportClient> weak = manager.controllers().front();
+    Report &closing = static_cast<Report &>(*manager.controllers().front());
+    manager.reportWindowWillCloseForReportController(closing);
+    EXPECT_TRUE(manager.controllers().empty());
+    // Still alive while its own close code runs.
+    EXPECT_FALSE(weak.expired());
+    EXPECT_TRUE(closing.detached);
+    ASSERT_TRUE(VXWaitUntil([&] { return weak.expired(); }));
 
-        // Nothing for no path.
-        manager.showReportSnapshotFromCSVFile(QString());
-        EXPECT_EQ(manager.pendingCount(), 0);
-    }
-    {
-        SCOPED_TRACE("a file that cannot be used opens nothing");
-        const qsizetype made = presenter.made.size();
-        log.take();   // what the earlier readings logged
-        // The reader's own refusal reaches whoever asked, the same words as the log.
-        const QString empty = writeFile(folder.filePath(u"empty.csv"_s), "Application\n");
-        manager.showReportSnapshotFromCSVFile(empty);
-        ASSERT_TRUE(VXWaitUntil([&] { return !refused.isEmpty(); }));
-        EXPECT_EQ(presenter.made.size(), made);
-        EXPECT_EQ(manager.controllers().size(), 1u);
-        EXPECT_EQ(log.take(), QStringList {u"empty CSV file: "_s + empty});
-        EXPECT_EQ(reasons, QStringList {u"empty CSV file: "_s + empty});
+    // A report the manager does not know changes nothing.
+    Report stranger(u"x"_s, VXDictionaryRef());
+    manager.reportWindowWillCloseForReportController(stranger);
 
-        // The reports layer cannot make a report: nothing kept either.
-        presenter.makes = false;
-        const QString good = writeFile(folder.filePath(u"good.csv"_s), kSnapshot);
-        manager.showReportSnapshotFromCSVFile(good);
-        ASSERT_TRUE(VXWaitUntil([&] { return refused.size() == 2; }));
-        EXPECT_EQ(manager.controllers().size(), 1u);
-        EXPECT_EQ(reasons.last(), QString());
-        // And may be asked again later.
-        presenter.makes = true;
-        manager.showReportSnapshotFromCSVFile(good);
-        ASSERT_TRUE(VXWaitUntil([&] { return manager.controllers().size() == 2; }));
-    }
+    manager.showReportSnapshotFromCSVFile(path);
+    ASSERT_TRUE(VXWaitUntil([&] { return manager.controllers().size() == 1; }));
+    EXPECT_EQ(presenter.made.size(), 2);
+    manager.reportWindowWillCloseForReportController(*manager.controllers().front());
+
+    VX_STEP(steps, "one file opens one report however it is named or how often it is asked for");
+    const QString other = writeFile(folder.filePath(u"b.csv"_s), kSnapshot);
+    ASSERT_TRUE(QDir(folder.path()).mkdir(u"sub"_s));
+    ASSERT_TRUE(QFile::link(other, folder.filePath(u"link.csv"_s)));
+    const qsizetype shownBefore = shown.size();
+    const int presentedBefore = presenter.shown;
+    // Asked again while the first reading is under way: still one.
+    manager.showReportSnapshotFromCSVFile(other);
+    manager.showReportSnapshotFromCSVFile(folder.filePath(u"sub/../b.csv"_s));
+    ASSERT_TRUE(VXWaitUntil([&] { return shown.size() == shownBefore + 1; }));
+    // Asked again when it is open: brought forward, not read again.
+    manager.showReportSnapshotFromCSVFile(folder.filePath(u"link.csv"_s));
+    EXPECT_EQ(shown.size(), shownBefore + 2);
+    EXPECT_EQ(presenter.shown, presentedBefore + 2);
+    EXPECT_EQ(presenter.made.count(other), 1);
+    EXPECT_EQ(manager.controllers().size(), 1u);
+    EXPECT_EQ(manager.controllerForPath(folder.filePath(u"sub/../b.csv"_s)), manager.controllers().front());
+    EXPECT_EQ(manager.controllerForPath(folder.filePath(u"other.csv"_s)), nullptr);
+
+    // Nothing for no path.
+    manager.showReportSnapshotFromCSVFile(QString());
+    EXPECT_EQ(manager.pendingCount(), 0);
+
+    VX_STEP(steps, "a file that cannot be used opens nothing");
+    const qsizetype made = presenter.made.size();
+    log.take();   // what the earlier readings logged
+    // The reader's own refusal reaches whoever asked, the same words as the log.
+    const QString empty = writeFile(folder.filePath(u"empty.csv"_s), "Application\n");
+    manager.showReportSnapshotFromCSVFile(empty);
+    ASSERT_TRUE(VXWaitUntil([&] { return !refused.isEmpty(); }));
+    EXPECT_EQ(presenter.made.size(), made);
+    EXPECT_EQ(manager.controllers().size(), 1u);
+    EXPECT_EQ(log.take(), QStringList {u"empty CSV file: "_s + empty});
+    EXPECT_EQ(reasons, QStringList {u"empty CSV file: "_s + empty});
+
+    // The reports layer cannot make a report: nothing kept either.
+    presenter.makes = false;
+    const QString good = writeFile(folder.filePath(u"good.csv"_s), kSnapshot);
+    manager.showReportSnapshotFromCSVFile(good);
+    ASSERT_TRUE(VXWaitUntil([&] { return refused.size() == 2; }));
+    EXPECT_EQ(manager.controllers().size(), 1u);
+    EXPECT_EQ(reasons.last(), QString());
+    // And may be asked again later.
+    presenter.makes = true;
+    manager.showReportSnapshotFromCSVFile(good);
+    ASSERT_TRUE(VXWaitUntil([&] { return manager.controllers().size() == 2; }));
 }
 
 TEST(VXReportSnapshotManager, AManagerGoingAwayWhileAFileIsReadDropsTheResult)

@@ -131,68 +131,64 @@ TEST_F(ReportControllerTest, TheDayReportFromLoadingToHiding)
 {
     auto controller = makeController(u"Day"_s);
     ASSERT_NE(controller->loadReportWindow(), nullptr);
-    {
-        SCOPED_TRACE("the view button offers the data source's menu, filled once at loading");
-        ASSERT_NE(controller->viewMenuButton(), nullptr);
-        ASSERT_NE(controller->viewMenu(), nullptr);
-        EXPECT_EQ(source.menusFilled, 1);
-        EXPECT_EQ(controller->viewMenuButton()->toolTip(), u"View"_s);
-        EXPECT_EQ(controller->viewMenuButton()->width(), 36);
-        EXPECT_EQ(controller->viewMenu()->title(), u"Index"_s);
-        const QList<QAction *> actions = controller->viewMenu()->actions();
-        ASSERT_EQ(actions.size(), 2);
-        EXPECT_EQ(actions[0]->text(), u"View"_s);
-        EXPECT_FALSE(actions[0]->isEnabled());
-        EXPECT_EQ(actions[1]->text(), u"Fake Entry"_s);
-        actions[1]->trigger();
-        EXPECT_EQ(source.fakeEntryChosen, 1);
-    }
+    VXScenarioSteps steps;
+    VX_STEP(steps, "the view button offers the data source's menu, filled once at loading");
+    ASSERT_NE(controller->viewMenuButton(), nullptr);
+    ASSERT_NE(controller->viewMenu(), nullptr);
+    EXPECT_EQ(source.menusFilled, 1);
+    EXPECT_EQ(controller->viewMenuButton()->toolTip(), u"View"_s);
+    EXPECT_EQ(controller->viewMenuButton()->width(), 36);
+    EXPECT_EQ(controller->viewMenu()->title(), u"Index"_s);
+    const QList<QAction *> actions = controller->viewMenu()->actions();
+    ASSERT_EQ(actions.size(), 2);
+    EXPECT_EQ(actions[0]->text(), u"View"_s);
+    EXPECT_FALSE(actions[0]->isEnabled());
+    EXPECT_EQ(actions[1]->text(), u"Fake Entry"_s);
+    actions[1]->trigger();
+    EXPECT_EQ(source.fakeEntryChosen, 1);
     // The live report notification forces a rebuild too.
     QObject::connect(VXLiveReportNotification::defaultCenter(), &VXLiveReportNotification::posted, controller.get(),
                      &VXReportController::updateRegardless);
-    {
-        SCOPED_TRACE("a view that cannot be seen is rebuilt only when forced");
-        controller->update(nullptr);
-        EXPECT_EQ(source.logsAsked, 0);   // the window is not visible
-        controller->updateRegardless(nullptr);
-        EXPECT_EQ(source.logsAsked, 1);
-        VXLiveReportNotification::defaultCenter()->post();
-        EXPECT_EQ(source.logsAsked, 2);
-    }
+
+    VX_STEP(steps, "a view that cannot be seen is rebuilt only when forced");
+    controller->update(nullptr);
+    EXPECT_EQ(source.logsAsked, 0);   // the window is not visible
+    controller->updateRegardless(nullptr);
+    EXPECT_EQ(source.logsAsked, 1);
+    VXLiveReportNotification::defaultCenter()->post();
+    EXPECT_EQ(source.logsAsked, 2);
     showActive(*controller);
-    {
-        SCOPED_TRACE("a shown view is rebuilt on update and by settings of every report's look");
-        const int shown = source.logsAsked;
-        controller->update(nullptr);
-        EXPECT_EQ(source.logsAsked, shown + 1);
-        settings.defaults->setInteger(3, VXColorSchemeKey);
-        EXPECT_EQ(source.logsAsked, shown + 2);
-        settings.defaults->setInteger(3, u"Unrelated Setting"_s);
-        EXPECT_EQ(source.logsAsked, shown + 2);
-        settings.defaults->setInteger(0, VXColorSchemeKey);
-    }
-    {
-        SCOPED_TRACE("a check box turned on fixes the date its disabled picker showed");
-        // Disabled pickers show the data's bounds.
-        expectRange(*controller, std::nullopt, std::nullopt);
-        EXPECT_EQ(source.lastClip, std::make_pair(kFirst, kLast));
-        QTest::mouseClick(controller->beginDateSwitch(), Qt::LeftButton);
-        expectRange(*controller, kFirst, std::nullopt);
-        QTest::mouseClick(controller->endDateSwitch(), Qt::LeftButton);
-        expectRange(*controller, kFirst, kLast);
 
-        // Changing the enabled picker's date fixes the new date and rebuilds the report.
-        const int asked = source.logsAsked;
-        controller->beginDatePicker()->setDateTime(VXReportController::dateForTimestamp(kFirst + 2 * kDay));
-        expectRange(*controller, kFirst + 2 * kDay, kLast);
-        EXPECT_GT(source.logsAsked, asked);
-        EXPECT_EQ(source.lastClip, std::make_pair(kFirst + 2 * kDay, kLast));
+    VX_STEP(steps, "a shown view is rebuilt on update and by settings of every report's look");
+    const int shown = source.logsAsked;
+    controller->update(nullptr);
+    EXPECT_EQ(source.logsAsked, shown + 1);
+    settings.defaults->setInteger(3, VXColorSchemeKey);
+    EXPECT_EQ(source.logsAsked, shown + 2);
+    settings.defaults->setInteger(3, u"Unrelated Setting"_s);
+    EXPECT_EQ(source.logsAsked, shown + 2);
+    settings.defaults->setInteger(0, VXColorSchemeKey);
 
-        // Turned off: the key goes, the picker is disabled and shows the first timestamp again.
-        QTest::mouseClick(controller->beginDateSwitch(), Qt::LeftButton);
-        expectRange(*controller, std::nullopt, kLast);
-        EXPECT_EQ(source.lastClip, std::make_pair(kFirst, kLast));
-    }
+    VX_STEP(steps, "a check box turned on fixes the date its disabled picker showed");
+    // Disabled pickers show the data's bounds.
+    expectRange(*controller, std::nullopt, std::nullopt);
+    EXPECT_EQ(source.lastClip, std::make_pair(kFirst, kLast));
+    QTest::mouseClick(controller->beginDateSwitch(), Qt::LeftButton);
+    expectRange(*controller, kFirst, std::nullopt);
+    QTest::mouseClick(controller->endDateSwitch(), Qt::LeftButton);
+    expectRange(*controller, kFirst, kLast);
+
+    // Changing the enabled picker's date fixes the new date and rebuilds the report.
+    const int asked = source.logsAsked;
+    controller->beginDatePicker()->setDateTime(VXReportController::dateForTimestamp(kFirst + 2 * kDay));
+    expectRange(*controller, kFirst + 2 * kDay, kLast);
+    EXPECT_GT(source.logsAsked, asked);
+    EXPECT_EQ(source.lastClip, std::make_pair(kFirst + 2 * kDay, kLast));
+
+    // Turned off: the key goes, the picker is disabled and shows the first timestamp again.
+    QTest::mouseClick(controller->beginDateSwitch(), Qt::LeftButton);
+    expectRange(*controller, std::nullopt, kLast);
+    EXPECT_EQ(source.lastClip, std::make_pair(kFirst, kLast));
     // The range chosen with the mouse: both sides, one side (the other is opened), and zero for both.
     for (const auto &[begin, end] :
          {std::pair {kFirst + kDay, kFirst + 3 * kDay}, std::pair {kFirst + 2 * kDay, 0.0}, std::pair {0.0, 0.0}}) {
@@ -200,102 +196,98 @@ TEST_F(ReportControllerTest, TheDayReportFromLoadingToHiding)
         controller->setBeginTimestamp(begin, end, controller->reportView());
         expectRange(*controller, begin ? std::optional(begin) : std::nullopt, end ? std::optional(end) : std::nullopt);
     }
-    {
-        SCOPED_TRACE("a click on a disabled picker enables it and starts editing at once");
-        VXChameleonDatePicker *picker = controller->beginDatePicker();
-        controller->endDateSwitch()->setFocus();
-        ASSERT_FALSE(picker->isEnabled());
-        ASSERT_FALSE(picker->hasFocus());
-        QTest::mouseClick(picker, Qt::LeftButton, {}, QPoint(8, picker->height() / 2));
-        EXPECT_TRUE(controller->beginDateSwitch()->isChecked());
-        EXPECT_TRUE(picker->isEnabled());
-        EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst);
-        EXPECT_TRUE(picker->hasFocus());
-        EXPECT_EQ(picker->currentSectionIndex(), 0);   // the section under the mouse
 
-        // The same click left the picker editing: the next key changes the fixed date.
-        QTest::keyClick(picker, Qt::Key_Up);
-        EXPECT_GT(stored(u"Report: Day: Begin"_s), kFirst);
-        EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), pickerTime(picker));
-        EXPECT_DOUBLE_EQ(controller->reportView()->beginTimestamp(), pickerTime(picker));
-    }
-    {
-        SCOPED_TRACE("the whole window follows the colour scheme");
-        // The begin picker is enabled (a field), the end one plain text.
-        ASSERT_FALSE(controller->endDatePicker()->isEnabled());
-        auto *scrollArea = qobject_cast<QScrollArea *>(controller->reportView()->parentWidget()->parentWidget());
-        ASSERT_NE(scrollArea, nullptr);
-        scrollArea->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-        const auto brightness = [](QWidget *widget) {
-            const QImage image = widget->grab().toImage();
-            double sum = 0.0;
-            int brightest = 0;
-            for (int y = 0; y < image.height(); ++y) {
-                for (int x = 0; x < image.width(); ++x) {
-                    sum += qGray(image.pixel(x, y));
-                    brightest = std::max(brightest, qGray(image.pixel(x, y)));
-                }
-            }
-            return std::make_pair(sum / (image.width() * image.height()), brightest);
-        };
-        for (int scheme : {0, 3}) {
-            SCOPED_TRACE(scheme);
-            settings.defaults->setInteger(scheme, VXColorSchemeKey);
-            for (QWidget *part :
-                 std::initializer_list<QWidget *> {controller->bottomBar(), controller->beginDatePicker(),
-                                                   controller->endDatePicker(), scrollArea->verticalScrollBar()}) {
-                const auto [mean, brightest] = brightness(part);
-                EXPECT_LT(mean, 110.0) << qPrintable(part->objectName()) << " is dark";
-                if (part != scrollArea->verticalScrollBar()) {
-                    EXPECT_GT(brightest, 180) << qPrintable(part->objectName()) << " has light text";
-                }
+    VX_STEP(steps, "a click on a disabled picker enables it and starts editing at once");
+    VXChameleonDatePicker *picker = controller->beginDatePicker();
+    controller->endDateSwitch()->setFocus();
+    ASSERT_FALSE(picker->isEnabled());
+    ASSERT_FALSE(picker->hasFocus());
+    QTest::mouseClick(picker, Qt::LeftButton, {}, QPoint(8, picker->height() / 2));
+    EXPECT_TRUE(controller->beginDateSwitch()->isChecked());
+    EXPECT_TRUE(picker->isEnabled());
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst);
+    EXPECT_TRUE(picker->hasFocus());
+    EXPECT_EQ(picker->currentSectionIndex(), 0);   // the section under the mouse
+
+    // The same click left the picker editing: the next key changes the fixed date.
+    QTest::keyClick(picker, Qt::Key_Up);
+    EXPECT_GT(stored(u"Report: Day: Begin"_s), kFirst);
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), pickerTime(picker));
+    EXPECT_DOUBLE_EQ(controller->reportView()->beginTimestamp(), pickerTime(picker));
+
+    VX_STEP(steps, "the whole window follows the colour scheme");
+    // The begin picker is enabled (a field), the end one plain text.
+    ASSERT_FALSE(controller->endDatePicker()->isEnabled());
+    auto *scrollArea = qobject_cast<QScrollArea *>(controller->reportView()->parentWidget()->parentWidget());
+    ASSERT_NE(scrollArea, nullptr);
+    scrollArea->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    const auto brightness = [](QWidget *widget) {
+        const QImage image = widget->grab().toImage();
+        double sum = 0.0;
+        int brightest = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                sum += qGray(image.pixel(x, y));
+                brightest = std::max(brightest, qGray(image.pixel(x, y)));
             }
         }
-        settings.defaults->setInteger(2, VXColorSchemeKey);
-        for (QWidget *part : std::initializer_list<QWidget *> {controller->bottomBar(), controller->endDatePicker(),
-                                                               scrollArea->verticalScrollBar()})
-            EXPECT_GT(brightness(part).first, 170.0) << qPrintable(part->objectName()) << " is light";
-    }
-    {
-        SCOPED_TRACE("at its narrowest the bottom bar's controls do not overlap");
-        controller->setBeginTimestamp(0.0, 0.0, controller->reportView());
-        QWidget *window = controller->reportWindow();
-        const auto narrowest = [&] {
-            QCoreApplication::processEvents();
-            window->resize(100, 100);
-            QCoreApplication::processEvents();
-            QList<QWidget *> controls;
-            for (QWidget *child : controller->bottomBar()->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
-                if (child->isVisible())
-                    controls << child;
+        return std::make_pair(sum / (image.width() * image.height()), brightest);
+    };
+    for (int scheme : {0, 3}) {
+        SCOPED_TRACE(scheme);
+        settings.defaults->setInteger(scheme, VXColorSchemeKey);
+        for (QWidget *part :
+             std::initializer_list<QWidget *> {controller->bottomBar(), controller->beginDatePicker(),
+                                               controller->endDatePicker(), scrollArea->verticalScrollBar()}) {
+            const auto [mean, brightest] = brightness(part);
+            EXPECT_LT(mean, 110.0) << qPrintable(part->objectName()) << " is dark";
+            if (part != scrollArea->verticalScrollBar()) {
+                EXPECT_GT(brightest, 180) << qPrintable(part->objectName()) << " has light text";
             }
-            EXPECT_EQ(controls.size(), 5);
-            for (int i = 0; i < controls.size(); ++i) {
-                EXPECT_TRUE(controller->bottomBar()->rect().contains(controls[i]->geometry()))
-                    << qPrintable(controls[i]->objectName());
-                for (int j = i + 1; j < controls.size(); ++j)
-                    EXPECT_FALSE(controls[i]->geometry().intersects(controls[j]->geometry()))
-                        << qPrintable(controls[i]->objectName()) << " and " << qPrintable(controls[j]->objectName());
-            }
-            return window->width();
-        };
-        const int disabled = narrowest();
-        EXPECT_GE(disabled, 460);
-        // Enabled pickers are wider (a frame and a stepper): the narrowest window is wider too.
-        controller->beginDateSwitch()->click();
-        controller->endDateSwitch()->click();
-        ASSERT_TRUE(controller->beginDatePicker()->isEnabled());
-        EXPECT_GT(narrowest(), disabled);
+        }
     }
-    {
-        SCOPED_TRACE("a hidden view is never rebuilt");
-        const int shown = source.logsAsked;
-        controller->reportView()->hide();
-        controller->update(nullptr);
-        controller->updateRegardless(nullptr);
-        VXLiveReportNotification::defaultCenter()->post();
-        EXPECT_EQ(source.logsAsked, shown);
-    }
+    settings.defaults->setInteger(2, VXColorSchemeKey);
+    for (QWidget *part : std::initializer_list<QWidget *> {controller->bottomBar(), controller->endDatePicker(),
+                                                           scrollArea->verticalScrollBar()})
+        EXPECT_GT(brightness(part).first, 170.0) << qPrintable(part->objectName()) << " is light";
+
+    VX_STEP(steps, "at its narrowest the bottom bar's controls do not overlap");
+    controller->setBeginTimestamp(0.0, 0.0, controller->reportView());
+    QWidget *window = controller->reportWindow();
+    const auto narrowest = [&] {
+        QCoreApplication::processEvents();
+        window->resize(100, 100);
+        QCoreApplication::processEvents();
+        QList<QWidget *> controls;
+        for (QWidget *child : controller->bottomBar()->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
+            if (child->isVisible())
+                controls << child;
+        }
+        EXPECT_EQ(controls.size(), 5);
+        for (int i = 0; i < controls.size(); ++i) {
+            EXPECT_TRUE(controller->bottomBar()->rect().contains(controls[i]->geometry()))
+                << qPrintable(controls[i]->objectName());
+            for (int j = i + 1; j < controls.size(); ++j)
+                EXPECT_FALSE(controls[i]->geometry().intersects(controls[j]->geometry()))
+                    << qPrintable(controls[i]->objectName()) << " and " << qPrintable(controls[j]->objectName());
+        }
+        return window->width();
+    };
+    const int disabled = narrowest();
+    EXPECT_GE(disabled, 460);
+    // Enabled pickers are wider (a frame and a stepper): the narrowest window is wider too.
+    controller->beginDateSwitch()->click();
+    controller->endDateSwitch()->click();
+    ASSERT_TRUE(controller->beginDatePicker()->isEnabled());
+    EXPECT_GT(narrowest(), disabled);
+
+    VX_STEP(steps, "a hidden view is never rebuilt");
+    const int beforeHiding = source.logsAsked;
+    controller->reportView()->hide();
+    controller->update(nullptr);
+    controller->updateRegardless(nullptr);
+    VXLiveReportNotification::defaultCenter()->post();
+    EXPECT_EQ(source.logsAsked, beforeHiding);
     QObject::disconnect(VXLiveReportNotification::defaultCenter(), nullptr, controller.get(), nullptr);
 
     // Without a data source there is no menu to offer.
