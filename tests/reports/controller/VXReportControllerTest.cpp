@@ -415,7 +415,7 @@ TEST_F(ReportControllerTest, TheToggleBringsAnOpenButInactiveWindowForwardAndClo
     EXPECT_EQ(source.closeNotices, 5);
 }
 
-TEST_F(ReportControllerTest, TheLiveReportFloatsOnRequest)
+TEST_F(ReportControllerTest, SettingsOfEachReportAndTheLiveReportFloatingOnRequest)
 {
     settings.defaults->setBool(true, u"Report: Default: Stay In Front"_s);
     auto live = makeController(VXReportKey::kDefaultUniqueID);
@@ -425,12 +425,7 @@ TEST_F(ReportControllerTest, TheLiveReportFloatsOnRequest)
     // A floating window's bar is drawn opaque.
     EXPECT_EQ(live->bottomBar()->currentGradient().bottom.alphaF(), 1.0f);
     EXPECT_LT(other->bottomBar()->currentGradient().bottom.alphaF(), 1.0f);
-}
 
-TEST_F(ReportControllerTest, SettingsOfEachReport)
-{
-    auto live = makeController(VXReportKey::kDefaultUniqueID);
-    auto other = makeController(u"Other"_s);
     // Registered for the live report only.
     EXPECT_TRUE(live->drawFrontActivity());
     EXPECT_TRUE(live->drawTotalActivity());
