@@ -4,6 +4,7 @@
 #include "VXPersistenceTestSupport.h"
 #include "VXReportSnapshotParser.h"
 #include "VXReportSnapshotPresenter.h"
+#include "VXScenarioSteps.h"
 
 #include <gtest/gtest.h>
 

@@ -2,6 +2,7 @@
 
 #include "VXLogindPresenceSource.h"
 #include "VXPresenceRecorder.h"
+#include "VXScenarioSteps.h"
 #include "VXServerProcess.h"
 #include "VXTestProcess.h"
 #include "VXTestSupport.h"

@@ -2,8 +2,7 @@
 
 // What test programs of every module share: readable QString failures, the application object
 // that timers, files watchers and threads need, waiting on the event loop, the log lines the code
-// under test writes, files written and read whole, environment variables set for a while, and the
-// steps of a scenario named in its failures.
+// under test writes, files written and read whole, and environment variables set for a while.
 
 #include <QByteArrayView>
 #include <QCoreApplication>
@@ -22,8 +21,6 @@
 #include <optional>
 #include <ostream>
 #include <utility>
-
-#include <gtest/gtest.h>
 
 inline void PrintTo(const QString &text, std::ostream *out)
 {
@@ -60,22 +57,6 @@ inline void VXSpinEventLoop(int milliseconds)
 {
     VXWaitUntil([] { return false; }, milliseconds);
 }
-
-// The steps of one scenario that goes on from where its last check left it: every failure names
-// the step it happened in (VX_STEP(steps, "what this step catches")), the last one only.
-class VXScenarioSteps
-{
-public:
-    void begin(const char *file, int line, const std::string &name)
-    {
-        m_trace.reset();
-        m_trace.emplace(file, line, name);
-    }
-
-private:
-    std::optional<::testing::ScopedTrace> m_trace;
-};
-#define VX_STEP(steps, name) (steps).begin(__FILE__, __LINE__, name)
 
 // Collects the lines logged while it lives (from any thread), those of one category or all of
 // them, and keeps them off the console. One capture at a time.

@@ -12,6 +12,7 @@
 #include "VXReportController.h"
 #include "VXReportSnapshotDictionaryExtensions.h"
 #include "VXReportView.h"
+#include "VXScenarioSteps.h"
 
 #include <QAction>
 #include <QCheckBox>
