@@ -298,7 +298,7 @@ TEST_F(ReportControllerTest, TheDayReportFromLoadingToHiding)
     EXPECT_EQ(lonely->viewMenu(), nullptr);
 }
 
-TEST_F(ReportControllerTest, TheStoredRangeSetsTheControlsWhenTheWindowLoads)
+TEST_F(ReportControllerTest, TheStoredRangeSetsTheControlsAndEnabledPickersAreLimitedToTheDataAndTheEndToTheBegin)
 {
     settings.defaults->setDouble(kFirst + kDay, u"Report: Day: Begin"_s);
     auto controller = makeController(u"Day"_s);
@@ -309,29 +309,26 @@ TEST_F(ReportControllerTest, TheStoredRangeSetsTheControlsWhenTheWindowLoads)
     EXPECT_FALSE(controller->endDateSwitch()->isChecked());
     EXPECT_FALSE(controller->endDatePicker()->isEnabled());
 
-    double begin = 0, end = 0, first = 0, last = 0;
-    controller->getBeginTimestamp(&begin, &end, &first, &last, controller->reportView());
+    double from = 0, to = 0, first = 0, last = 0;
+    controller->getBeginTimestamp(&from, &to, &first, &last, controller->reportView());
     EXPECT_EQ(first, kFirst);
     EXPECT_EQ(last, kLast);
-    EXPECT_DOUBLE_EQ(begin, kFirst + kDay);
-    EXPECT_EQ(end, kLast);
+    EXPECT_DOUBLE_EQ(from, kFirst + kDay);
+    EXPECT_EQ(to, kLast);
     // Each pointer is optional.
-    controller->getBeginTimestamp(nullptr, &end, nullptr, nullptr, nullptr);
-    EXPECT_EQ(end, kLast);
-}
+    controller->getBeginTimestamp(nullptr, &to, nullptr, nullptr, nullptr);
+    EXPECT_EQ(to, kLast);
 
-TEST_F(ReportControllerTest, EnabledPickersAreLimitedToTheDataAndTheEndToTheBegin)
-{
     // Stored values outside the data are kept as they are; the pickers narrow the range.
-    settings.defaults->setDouble(kFirst - 30 * kDay, u"Report: Day: Begin"_s);
-    settings.defaults->setDouble(kLast + 30 * kDay, u"Report: Day: End"_s);
-    auto controller = makeController(u"Day"_s);
+    settings.defaults->setDouble(kFirst - 30 * kDay, u"Report: Wide: Begin"_s);
+    settings.defaults->setDouble(kLast + 30 * kDay, u"Report: Wide: End"_s);
+    controller = makeController(u"Wide"_s);
     showActive(*controller);
     VXChameleonDatePicker *begin = controller->beginDatePicker();
     VXChameleonDatePicker *end = controller->endDatePicker();
     EXPECT_EQ(controller->reportView()->beginTimestamp(), kFirst);
     EXPECT_EQ(controller->reportView()->endTimestamp(), kLast);
-    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst - 30 * kDay);
+    EXPECT_DOUBLE_EQ(stored(u"Report: Wide: Begin"_s), kFirst - 30 * kDay);
     EXPECT_EQ(VXReportController::timestampForDate(begin->minimumDateTime()), kFirst);
     EXPECT_EQ(VXReportController::timestampForDate(begin->maximumDateTime()), kLast);
     EXPECT_EQ(VXReportController::timestampForDate(end->maximumDateTime()), kLast);
