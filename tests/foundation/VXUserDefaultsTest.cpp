@@ -62,7 +62,7 @@ struct Announcements {
 
 }   // namespace
 
-TEST_F(VXUserDefaultsTest, TypedGettersReadEachTypeAndMistypedValuesAsNothing)
+TEST_F(VXUserDefaultsTest, TypedGettersReadEachTypeAndMistypedValuesAsNothingAndContainersAreCopies)
 {
     auto defaults = makeStore();
     VXDictionaryRef dictionary = VXMakeDictionary();
@@ -123,11 +123,8 @@ TEST_F(VXUserDefaultsTest, TypedGettersReadEachTypeAndMistypedValuesAsNothing)
     EXPECT_EQ(defaults->arrayForKey(u"dict"_s), nullptr);
     EXPECT_EQ(defaults->dictionaryForKey(u"array"_s), nullptr);
     EXPECT_TRUE(defaults->objectForKey(u"missing"_s).isNull());
-}
 
-TEST_F(VXUserDefaultsTest, ContainersAreStoredAndHandedOutAsCopies)
-{
-    auto defaults = makeStore();
+    // Containers are stored and handed out as copies.
     Announcements announced(*defaults);
     VXValue components = VXArrayOf({0.2, 0.4, 0.6});
     defaults->setObject(components, u"Pie Color Components"_s);

@@ -344,7 +344,7 @@ TEST(VXExporter, TheExportFolderDefaultsToReportsInTheLibraryAndIsStoredWithATil
     EXPECT_DOUBLE_EQ(exporter.autoExportBeginTimestamp(), 950);
 }
 
-TEST(VXExporter, ExportSnapshotRunsTheSavePanelOnTheReportAndBeepsWhenItCannot)
+TEST(VXExporter, ExportSnapshotAndRevealingTheFolderBeepWhenTheyCannot)
 {
     Settings settings;
     QTemporaryDir folder;
@@ -395,34 +395,23 @@ TEST(VXExporter, ExportSnapshotRunsTheSavePanelOnTheReportAndBeepsWhenItCannot)
     EXPECT_EQ(ui.beeps, 3);
     EXPECT_EQ(log.take(), QStringList {VXNothingToExportMessage});
     EXPECT_FALSE(QFileInfo::exists(*ui.answer));
-}
 
-TEST(VXExporter, RevealingTheExportFolderNeedsAFolderThatIsThereAndAFileManager)
-{
-    Settings settings;
-    QTemporaryDir folder;
-    LogCapture log;
-    VXVirtualScheduler time(0);
-    Tracker tracker(1000);
-    VXExporter exporter(tracker.source(), *settings.defaults, time);
-    UserInterface ui;
-
+    // Revealing the export folder needs a folder that is there and a file manager.
     settings.defaults->setString(folder.path(), VXAutoExportKey::kAutoExportFolder);
+    ui.calls.clear();
     exporter.revealExportFolder(ui);
     EXPECT_EQ(ui.calls, QStringList {u"reveal "_s + folder.path()});
-    EXPECT_EQ(ui.beeps, 0);
-
+    EXPECT_EQ(ui.beeps, 3);
     ui.revealWorks = false;
     exporter.revealExportFolder(ui);
-    EXPECT_EQ(ui.beeps, 1);
+    EXPECT_EQ(ui.beeps, 4);
     EXPECT_EQ(log.take(), QStringList {u"cannot reveal export folder: "_s + folder.path()});
-
     const QString missing = folder.filePath(u"gone"_s);
     settings.defaults->setString(missing, VXAutoExportKey::kAutoExportFolder);
     ui.calls.clear();
     exporter.revealExportFolder(ui);
     EXPECT_TRUE(ui.calls.isEmpty());
-    EXPECT_EQ(ui.beeps, 2);
+    EXPECT_EQ(ui.beeps, 5);
     EXPECT_EQ(log.take(), QStringList {u"cannot reveal export folder: "_s + missing});
 }
 

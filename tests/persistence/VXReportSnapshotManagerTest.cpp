@@ -4,6 +4,7 @@
 #include "VXPersistenceTestSupport.h"
 #include "VXReportSnapshotParser.h"
 #include "VXReportSnapshotPresenter.h"
+#include "VXScenarioSteps.h"
 
 #include <gtest/gtest.h>
 
@@ -105,18 +106,29 @@ const QByteArray kSnapshot = "Application,Window,Foreground Begin (Unix Time),Fo
 
 }   // namespace
 
-TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
+// One manager through opening, closing, asking twice and refusing; each step names its fault.
+TEST(VXReportSnapshotManager, FilesAreOpenedOnceClosedAndRefusedThroughOneManager)
 {
     Settings settings;
     QTemporaryDir folder;
+    LogCapture log;
     Presenter presenter;
     VXReportSnapshotManager manager;
     manager.setPresenter(&presenter);
     QStringList shown;
     QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotShown,
                      [&](const QString &path) { shown << path; });
+    QStringList refused;
+    QStringList reasons;
+    QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotRefused,
+                     [&](const QString &path, const QString &reason) {
+                         refused << path;
+                         reasons << reason;
+                     });
 
     const QString path = writeFile(folder.filePath(u"a.csv"_s), kSnapshot);
+    VXScenarioSteps steps;
+    VX_STEP(steps, "a file is read off the main thread and its report shown on it");
     manager.showReportSnapshotFromCSVFile(path);
     // Nothing happens before the event loop turns: the reading is elsewhere.
     EXPECT_EQ(manager.pendingCount(), 1);
@@ -129,7 +141,7 @@ TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
     ASSERT_EQ(manager.controllers().size(), 1u);
     EXPECT_EQ(manager.pendingCount(), 0);
 
-    // The manager answers the report's questions from the file's data.
+    VX_STEP(steps, "the manager answers the report's questions from the file's data");
     const VXReportClient &report = *manager.controllers().front();
     double first = 0;
     double last = 0;
@@ -153,95 +165,16 @@ TEST(VXReportSnapshotManager, AFileIsReadOffTheMainThreadAndItsReportShownOnIt)
     manager.populateViewMenu(menu, report);
     EXPECT_EQ(menu.titles, QStringList {u"as Time Lapse for "_s + path});
     EXPECT_FALSE(manager.contextMenuForEventLog(*entries->at(0).dictionary(), report, menu));
-}
+    manager.setDelegate(nullptr);
 
-TEST(VXReportSnapshotManager, OneFileOpensOneReportHoweverItIsNamedOrHowOftenItIsAskedFor)
-{
-    Settings settings;
-    QTemporaryDir folder;
-    Presenter presenter;
-    VXReportSnapshotManager manager;
-    manager.setPresenter(&presenter);
-    int shown = 0;
-    QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotShown, [&] { ++shown; });
-
-    const QString path = writeFile(folder.filePath(u"b.csv"_s), kSnapshot);
-    ASSERT_TRUE(QDir(folder.path()).mkdir(u"sub"_s));
-    ASSERT_TRUE(QFile::link(path, folder.filePath(u"link.csv"_s)));
-    // Asked again while the first reading is under way: still one.
-    manager.showReportSnapshotFromCSVFile(path);
-    manager.showReportSnapshotFromCSVFile(folder.filePath(u"sub/../b.csv"_s));
-    ASSERT_TRUE(VXWaitUntil([&] { return shown == 1; }));
-    // Asked again when it is open: brought forward, not read again.
-    manager.showReportSnapshotFromCSVFile(folder.filePath(u"link.csv"_s));
-    EXPECT_EQ(shown, 2);
-    EXPECT_EQ(presenter.shown, 2);
-    EXPECT_EQ(presenter.made.size(), 1);
-    EXPECT_EQ(manager.controllers().size(), 1u);
-    EXPECT_EQ(manager.controllerForPath(folder.filePath(u"sub/../b.csv"_s)), manager.controllers().front());
-    EXPECT_EQ(manager.controllerForPath(folder.filePath(u"other.csv"_s)), nullptr);
-
-    // Nothing for no path.
-    manager.showReportSnapshotFromCSVFile(QString());
-    EXPECT_EQ(manager.pendingCount(), 0);
-}
-
-TEST(VXReportSnapshotManager, AFileThatCannotBeUsedOpensNothing)
-{
-    Settings settings;
-    QTemporaryDir folder;
-    LogCapture log;
-    Presenter presenter;
-    VXReportSnapshotManager manager;
-    manager.setPresenter(&presenter);
-    QStringList refused;
-    QStringList reasons;
-    QObject::connect(&manager, &VXReportSnapshotManager::reportSnapshotRefused,
-                     [&](const QString &path, const QString &reason) {
-                         refused << path;
-                         reasons << reason;
-                     });
-
-    // The reader's own refusal reaches whoever asked, the same words as the log.
-    const QString empty = writeFile(folder.filePath(u"empty.csv"_s), "Application\n");
-    manager.showReportSnapshotFromCSVFile(empty);
-    ASSERT_TRUE(VXWaitUntil([&] { return !refused.isEmpty(); }));
-    EXPECT_TRUE(presenter.made.isEmpty());
-    EXPECT_TRUE(manager.controllers().empty());
-    EXPECT_EQ(log.take(), QStringList {u"empty CSV file: "_s + empty});
-    EXPECT_EQ(reasons, QStringList {u"empty CSV file: "_s + empty});
-
-    // The reports layer cannot make a report: nothing kept either.
-    presenter.makes = false;
-    const QString good = writeFile(folder.filePath(u"good.csv"_s), kSnapshot);
-    manager.showReportSnapshotFromCSVFile(good);
-    ASSERT_TRUE(VXWaitUntil([&] { return refused.size() == 2; }));
-    EXPECT_TRUE(manager.controllers().empty());
-    EXPECT_EQ(reasons.last(), QString());
-    // And may be asked again later.
-    presenter.makes = true;
-    manager.showReportSnapshotFromCSVFile(good);
-    ASSERT_TRUE(VXWaitUntil([&] { return manager.controllers().size() == 1; }));
-}
-
-TEST(VXReportSnapshotManager, ClosingAReportForgetsItOnTheNextTurnOfTheLoopAndReopeningReadsTheFileAgain)
-{
-    Settings settings;
-    QTemporaryDir folder;
-    Presenter presenter;
-    VXReportSnapshotManager manager;
-    manager.setPresenter(&presenter);
-    const QString path = writeFile(folder.filePath(u"c.csv"_s), kSnapshot);
-    manager.showReportSnapshotFromCSVFile(path);
-    ASSERT_TRUE(VXWaitUntil([&] { return manager.controllers().size() == 1; }));
-
+    VX_STEP(steps, "closing a report forgets it on the next turn of the loop, reopening reads the file again");
     std::weak_ptr<VXReportClient> weak = manager.controllers().front();
-    Report &report = static_cast<Report &>(*manager.controllers().front());
-    manager.reportWindowWillCloseForReportController(report);
+    Report &closing = static_cast<Report &>(*manager.controllers().front());
+    manager.reportWindowWillCloseForReportController(closing);
     EXPECT_TRUE(manager.controllers().empty());
     // Still alive while its own close code runs.
     EXPECT_FALSE(weak.expired());
-    EXPECT_TRUE(report.detached);
+    EXPECT_TRUE(closing.detached);
     ASSERT_TRUE(VXWaitUntil([&] { return weak.expired(); }));
 
     // A report the manager does not know changes nothing.
@@ -251,6 +184,54 @@ TEST(VXReportSnapshotManager, ClosingAReportForgetsItOnTheNextTurnOfTheLoopAndRe
     manager.showReportSnapshotFromCSVFile(path);
     ASSERT_TRUE(VXWaitUntil([&] { return manager.controllers().size() == 1; }));
     EXPECT_EQ(presenter.made.size(), 2);
+    manager.reportWindowWillCloseForReportController(*manager.controllers().front());
+
+    VX_STEP(steps, "one file opens one report however it is named or how often it is asked for");
+    const QString other = writeFile(folder.filePath(u"b.csv"_s), kSnapshot);
+    ASSERT_TRUE(QDir(folder.path()).mkdir(u"sub"_s));
+    ASSERT_TRUE(QFile::link(other, folder.filePath(u"link.csv"_s)));
+    const qsizetype shownBefore = shown.size();
+    const int presentedBefore = presenter.shown;
+    // Asked again while the first reading is under way: still one.
+    manager.showReportSnapshotFromCSVFile(other);
+    manager.showReportSnapshotFromCSVFile(folder.filePath(u"sub/../b.csv"_s));
+    ASSERT_TRUE(VXWaitUntil([&] { return shown.size() == shownBefore + 1; }));
+    // Asked again when it is open: brought forward, not read again.
+    manager.showReportSnapshotFromCSVFile(folder.filePath(u"link.csv"_s));
+    EXPECT_EQ(shown.size(), shownBefore + 2);
+    EXPECT_EQ(presenter.shown, presentedBefore + 2);
+    EXPECT_EQ(presenter.made.count(other), 1);
+    EXPECT_EQ(manager.controllers().size(), 1u);
+    EXPECT_EQ(manager.controllerForPath(folder.filePath(u"sub/../b.csv"_s)), manager.controllers().front());
+    EXPECT_EQ(manager.controllerForPath(folder.filePath(u"other.csv"_s)), nullptr);
+
+    // Nothing for no path.
+    manager.showReportSnapshotFromCSVFile(QString());
+    EXPECT_EQ(manager.pendingCount(), 0);
+
+    VX_STEP(steps, "a file that cannot be used opens nothing");
+    const qsizetype made = presenter.made.size();
+    log.take();   // what the earlier readings logged
+    // The reader's own refusal reaches whoever asked, the same words as the log.
+    const QString empty = writeFile(folder.filePath(u"empty.csv"_s), "Application\n");
+    manager.showReportSnapshotFromCSVFile(empty);
+    ASSERT_TRUE(VXWaitUntil([&] { return !refused.isEmpty(); }));
+    EXPECT_EQ(presenter.made.size(), made);
+    EXPECT_EQ(manager.controllers().size(), 1u);
+    EXPECT_EQ(log.take(), QStringList {u"empty CSV file: "_s + empty});
+    EXPECT_EQ(reasons, QStringList {u"empty CSV file: "_s + empty});
+
+    // The reports layer cannot make a report: nothing kept either.
+    presenter.makes = false;
+    const QString good = writeFile(folder.filePath(u"good.csv"_s), kSnapshot);
+    manager.showReportSnapshotFromCSVFile(good);
+    ASSERT_TRUE(VXWaitUntil([&] { return refused.size() == 2; }));
+    EXPECT_EQ(manager.controllers().size(), 1u);
+    EXPECT_EQ(reasons.last(), QString());
+    // And may be asked again later.
+    presenter.makes = true;
+    manager.showReportSnapshotFromCSVFile(good);
+    ASSERT_TRUE(VXWaitUntil([&] { return manager.controllers().size() == 2; }));
 }
 
 TEST(VXReportSnapshotManager, AManagerGoingAwayWhileAFileIsReadDropsTheResult)

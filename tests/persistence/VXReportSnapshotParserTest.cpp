@@ -57,11 +57,17 @@ QString message(const QString &format, const QString &argument = kPath)
     return QString(format).replace(u"%@"_s, argument);
 }
 
+// Reading logs through Qt; most tests look at what it logged from their start on.
+class SnapshotParserTest : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite() { VXEnsureCoreApplication(); }
+};
+
 }   // namespace
 
-TEST(VXReportSnapshotParser, AnExportWithSemicolonsAndDecimalCommasIsReadIntoTheSnapshotTree)
+TEST_F(SnapshotParserTest, AnExportWithSemicolonsAndDecimalCommasIsReadIntoTheSnapshotTree)
 {
-    VXEnsureCoreApplication();
     LogCapture captured;
     const VXDictionaryRef root = parse(
         "Pool;Pool Notes;Application;Window;Foreground Begin (Unix Time);Foreground End (Unix Time);Total Begin (Unix Time);Total End (Unix Time)\n"
@@ -104,9 +110,8 @@ TEST(VXReportSnapshotParser, AnExportWithSemicolonsAndDecimalCommasIsReadIntoThe
     EXPECT_EQ(log(chapter, VXFrontActiveLogKey), (std::vector<double> {1700000100, -1700000110}));
 }
 
-TEST(VXReportSnapshotParser, AFileASpreadsheetSavedIsReadAsWell)
+TEST_F(SnapshotParserTest, AFileASpreadsheetSavedIsReadAsWell)
 {
-    VXEnsureCoreApplication();
     LogCapture captured;
     // A byte-order mark, every cell quoted, CRLF, the columns reordered and one added, numbers
     // with grouping, blank lines at the end.
@@ -124,9 +129,8 @@ TEST(VXReportSnapshotParser, AFileASpreadsheetSavedIsReadAsWell)
     EXPECT_TRUE(captured.take().contains(u"decimal separator: <.> (inferred grouping separator: <,>)"_s));
 }
 
-TEST(VXReportSnapshotParser, AWindowWithoutAnApplicationGoesUnderTheWildcardAndLinesWithoutEitherAreSkipped)
+TEST_F(SnapshotParserTest, AWindowWithoutAnApplicationGoesUnderTheWildcardAndLinesWithoutEitherAreSkipped)
 {
-    VXEnsureCoreApplication();
     LogCapture captured;
     const VXDictionaryRef root = parse("Pool,Application,Window,Total Begin (Unix Time),Total End (Unix Time)\n"
                                        ",,Untitled,100.00,200.00\n"
@@ -143,9 +147,8 @@ TEST(VXReportSnapshotParser, AWindowWithoutAnApplicationGoesUnderTheWildcardAndL
 
 // Names apart in their bytes are apart items, each with its own periods, even where one differs
 // from the other only in a leading U+FEFF (which decoding as UTF-8 usually drops).
-TEST(VXReportSnapshotParser, NamesApartOnlyInALeadingByteOrderMarkAreTwoItems)
+TEST_F(SnapshotParserTest, NamesApartOnlyInALeadingByteOrderMarkAreTwoItems)
 {
-    VXEnsureCoreApplication();
     const VXDictionaryRef root = parse("Application,Total Begin (Unix Time),Total End (Unix Time)\n"
                                        "\xEF\xBB\xBF"
                                        "Editor,100.00,200.00\n"
@@ -157,7 +160,7 @@ TEST(VXReportSnapshotParser, NamesApartOnlyInALeadingByteOrderMarkAreTwoItems)
     EXPECT_EQ(log(children->value(u"Editor"_s).dictionary(), VXActiveLogKey), (std::vector<double> {300, -400}));
 }
 
-TEST(VXReportSnapshotParser, TheSeparatorIsGuessedFromTheHeaderAndOtherwiseTakenFromTheSetting)
+TEST_F(SnapshotParserTest, TheSeparatorIsGuessedFromTheHeaderAndOtherwiseTakenFromTheSetting)
 {
     EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText("Pool;Application", ','), ';');
     EXPECT_EQ(VXReportSnapshotParser::columnSeparatorForText("Application\tWindow", ','), '\t');
@@ -193,9 +196,8 @@ TEST(VXReportSnapshotParser, TheSeparatorIsGuessedFromTheHeaderAndOtherwiseTaken
     EXPECT_TRUE(captured.take().contains(message(VXReportSnapshotParser::kNoRelevantEventStreamTypesMessage)));
 }
 
-TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
+TEST_F(SnapshotParserTest, EveryRefusalSaysWhyInItsOwnLogLine)
 {
-    VXEnsureCoreApplication();
     const QString header = u"Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"_s;
     const struct {
         QByteArray text;
@@ -239,9 +241,8 @@ TEST(VXReportSnapshotParser, EveryRefusalSaysWhyInItsOwnLogLine)
     EXPECT_TRUE(captured.take().contains(message(VXReportSnapshotParser::kEmptyFileMessage, u"/nonexistent/x.csv"_s)));
 }
 
-TEST(VXReportSnapshotParser, TheTextIsLookedOverWhereverItsBytesFall)
+TEST_F(SnapshotParserTest, TheTextIsLookedOverWhereverItsBytesFall)
 {
-    VXEnsureCoreApplication();
     // The text is looked over many bytes at a time: each kind of byte that matters (a bad or a
     // good character, a quote, the placeholder's text) is put after 0 to 47 plain bytes, so that
     // it falls at every place of a block and across blocks, in texts read whole and in parts.
@@ -280,9 +281,8 @@ TEST(VXReportSnapshotParser, TheTextIsLookedOverWhereverItsBytesFall)
     EXPECT_EQ(lines.count(message(VXReportSnapshotParser::kEmptyFileMessage)), 48 * 2 * 6);
 }
 
-TEST(VXReportSnapshotParser, LinesWithAnotherNumberOfCellsAreSkippedAndNamedInTheLog)
+TEST_F(SnapshotParserTest, LinesWithAnotherNumberOfCellsAreSkippedAndNamedInTheLog)
 {
-    VXEnsureCoreApplication();
     LogCapture captured;
     QByteArray text = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n"
                       "Mail,100.00\n"
@@ -304,9 +304,8 @@ TEST(VXReportSnapshotParser, LinesWithAnotherNumberOfCellsAreSkippedAndNamedInTh
     EXPECT_TRUE(lines.contains(u"4982 more lines whose number of columns is not 3 in CSV file: "_s + kPath));
 }
 
-TEST(VXReportSnapshotParser, TheDecimalSeparatorIsInferredOncePerFileAndFallsBackToTheLocale)
+TEST_F(SnapshotParserTest, TheDecimalSeparatorIsInferredOncePerFileAndFallsBackToTheLocale)
 {
-    VXEnsureCoreApplication();
     // Without fraction digits the third character from the end is a digit: the reader's own
     // locale decides, here a German one, so "1.700.000.100" is grouped.
     {
@@ -345,9 +344,8 @@ TEST(VXReportSnapshotParser, TheDecimalSeparatorIsInferredOncePerFileAndFallsBac
         EXPECT_EQ(formatter.numberFromCell(unreadable), 0.0) << unreadable;
 }
 
-TEST(VXReportSnapshotParser, FilesReadAtTheSameTimeInferTheirSeparatorsEachOnItsOwn)
+TEST_F(SnapshotParserTest, FilesReadAtTheSameTimeInferTheirSeparatorsEachOnItsOwn)
 {
-    VXEnsureCoreApplication();
     QByteArray comma = "Application;Foreground Begin (Unix Time);Foreground End (Unix Time)\n";
     QByteArray point = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
     for (int i = 0; i < 20000; ++i) {
@@ -372,9 +370,8 @@ TEST(VXReportSnapshotParser, FilesReadAtTheSameTimeInferTheirSeparatorsEachOnIts
     }
 }
 
-TEST(VXReportSnapshotParser, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrowingWithoutBound)
+TEST_F(SnapshotParserTest, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrowingWithoutBound)
 {
-    VXEnsureCoreApplication();
     LogCapture captured;
     const QByteArray header = "Application,Foreground Begin (Unix Time),Foreground End (Unix Time)\n";
     // A line of ten million cells.
@@ -415,9 +412,8 @@ TEST(VXReportSnapshotParser, HostileInputIsRefusedOrSkippedWithoutCrashingOrGrow
     }
 }
 
-TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
+TEST_F(SnapshotParserTest, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
 {
-    VXEnsureCoreApplication();
     QTemporaryDir folder;
     const QString path = folder.filePath(u"snapshot.csv"_s);
     QFile file(path);
@@ -449,9 +445,8 @@ TEST(VXReportSnapshotParser, AFileOnDiskIsReadThroughAMapAndItsPathIsKept)
     EXPECT_EQ(captured.take().filter(u"empty CSV file"_s).size(), 2);
 }
 
-TEST(VXReportSnapshotParser, AFileReadInPartsSideBySideGivesTheTreeAndLogOfOneReading)
+TEST_F(SnapshotParserTest, AFileReadInPartsSideBySideGivesTheTreeAndLogOfOneReading)
 {
-    VXEnsureCoreApplication();
     // The tree and the log lines of the file read whole, then in 2 to 5 parts.
     const auto expectOneReading = [](const QByteArray &data) {
         LogCapture captured;

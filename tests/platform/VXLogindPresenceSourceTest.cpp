@@ -2,6 +2,7 @@
 
 #include "VXLogindPresenceSource.h"
 #include "VXPresenceRecorder.h"
+#include "VXScenarioSteps.h"
 #include "VXServerProcess.h"
 #include "VXTestProcess.h"
 #include "VXTestSupport.h"
@@ -12,6 +13,7 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QThread>
@@ -106,6 +108,37 @@ public:
         return result.exitCode == 0 ? result.standardOutput : QByteArray();
     }
 
+    QByteArray emitSleep(bool start) const
+    {
+        return call(logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.EmitSignal"),
+                           {s("org.freedesktop.login1.Manager"), s("PrepareForSleep"), s("b"),
+                            start ? s("[<true>]") : s("[<false>]")}));
+    }
+
+    QByteArray emitShutdown() const
+    {
+        return call(logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.EmitSignal"),
+                           {s("org.freedesktop.login1.Manager"), s("PrepareForShutdown"), s("b"), s("[<true>]")}));
+    }
+
+    // The delay locks logind holds for Wendle now ("sleep", "shutdown").
+    QStringList locks() const
+    {
+        const QByteArray listed
+            = call(logind(s("/org/freedesktop/login1"), s("org.freedesktop.login1.Manager.ListInhibitors"), {}));
+        QStringList held;
+        for (const QString &what : {s("sleep"), s("shutdown")}) {
+            if (listed.contains(u"('%1', 'Wendle'"_s.arg(what).toUtf8()))
+                held << what;
+        }
+        return held;
+    }
+
+    QByteArray session(const QString &method, const QStringList &arguments = {}) const
+    {
+        return call(logind(s("/org/freedesktop/login1/session/c1"), method, arguments));
+    }
+
 private:
     QTemporaryDir m_dir;
     QProcess m_bus;
@@ -121,87 +154,67 @@ bool waitForEvents(const VXPresenceRecorder &observer, qsizetype count)
     return observer.events.size() >= count;
 }
 
-class LogindPresence : public ::testing::Test
-{
-protected:
-    static void SetUpTestSuite() { VXEnsureCoreApplication(); }
-
-    void SetUp() override
-    {
-        if (!rig.start()) {
-            if (!rig.skipReason.isEmpty())
-                GTEST_SKIP() << rig.skipReason.toStdString();
-            FAIL() << "the private system bus or the mocked logind did not start";
-        }
-        bus = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(rig.address, s("logind-test")));
-        ASSERT_TRUE(bus->isConnected());
-        source = std::make_unique<VXLogindPresenceSource>(*bus, s("c1"));
-        ASSERT_TRUE(source->start(observer));
-        ASSERT_TRUE(VXWaitUntil([&] { return source->isWatching(); }));
-        EXPECT_EQ(source->sessionPath(), s("/org/freedesktop/login1/session/c1"));
-    }
-
-    void TearDown() override
-    {
-        source.reset();
-        bus.reset();
-        QDBusConnection::disconnectFromBus(s("logind-test"));
-    }
-
-    QByteArray emitSleep(bool start)
-    {
-        return rig.call(rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.EmitSignal"),
-                                   {s("org.freedesktop.login1.Manager"), s("PrepareForSleep"), s("b"),
-                                    start ? s("[<true>]") : s("[<false>]")}));
-    }
-
-    QByteArray emitShutdown()
-    {
-        return rig.call(
-            rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.EmitSignal"),
-                       {s("org.freedesktop.login1.Manager"), s("PrepareForShutdown"), s("b"), s("[<true>]")}));
-    }
-
-    // The delay locks logind holds for Wendle now ("sleep", "shutdown").
-    QStringList locks()
-    {
-        const QByteArray listed = rig.call(
-            rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.login1.Manager.ListInhibitors"), {}));
-        QStringList held;
-        for (const QString &what : {s("sleep"), s("shutdown")}) {
-            if (listed.contains(u"('%1', 'Wendle'"_s.arg(what).toUtf8()))
-                held << what;
-        }
-        return held;
-    }
-
-    QByteArray session(const QString &method, const QStringList &arguments = {})
-    {
-        return rig.call(rig.logind(s("/org/freedesktop/login1/session/c1"), method, arguments));
-    }
-
-    LogindRig rig;
-    std::unique_ptr<QDBusConnection> bus;
-    std::unique_ptr<VXLogindPresenceSource> source;
-    VXPresenceRecorder observer;
-};
-
 }   // namespace
 
-TEST_F(LogindPresence, SleepAndWakeAreReportedOncePerTransition)
+// One private bus and one mocked logind for every step; each step names the fault it catches
+// and starts from an empty list of events. The source goes before its bus connection.
+TEST(LogindPresence, SleepLockSessionAndShutdownOnOneBus)
 {
-    ASSERT_FALSE(emitSleep(true).isEmpty());
+    VXEnsureCoreApplication();
+    LogindRig rig;
+    if (!rig.start()) {
+        if (!rig.skipReason.isEmpty())
+            GTEST_SKIP() << rig.skipReason.toStdString();
+        FAIL() << "the private system bus or the mocked logind did not start";
+    }
+    const auto disconnect = qScopeGuard([] { QDBusConnection::disconnectFromBus(s("logind-test")); });
+    auto bus = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(rig.address, s("logind-test")));
+    ASSERT_TRUE(bus->isConnected());
+    VXPresenceRecorder observer;
+    auto source = std::make_unique<VXLogindPresenceSource>(*bus, s("c1"));
+    ASSERT_TRUE(source->start(observer));
+    ASSERT_TRUE(VXWaitUntil([&] { return source->isWatching(); }));
+    EXPECT_EQ(source->sessionPath(), s("/org/freedesktop/login1/session/c1"));
+    VXScenarioSteps steps;
+
+    VX_STEP(steps, "sleep and wake are reported once per transition");
+    ASSERT_FALSE(rig.emitSleep(true).isEmpty());
     ASSERT_TRUE(waitForEvents(observer, 1));
     // A repeated announcement of the same state is not a second sleep.
-    emitSleep(true);
-    emitSleep(false);
+    rig.emitSleep(true);
+    rig.emitSleep(false);
     ASSERT_TRUE(waitForEvents(observer, 2));
     QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
     EXPECT_EQ(observer.events, (QStringList {s("sleep"), s("wake")}));
-}
+    observer.events.clear();
 
-TEST_F(LogindPresence, TheSystemBusIsAskedFirstAndThenWatched)
-{
+    VX_STEP(steps, "lock and unlock through the signals and the hint");
+    ASSERT_FALSE(rig.session(s("org.freedesktop.login1.Session.Lock")).isEmpty());
+    ASSERT_TRUE(waitForEvents(observer, 1));
+    // The hint that follows a lock says nothing new.
+    rig.session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("true")});
+    rig.session(s("org.freedesktop.login1.Session.Unlock"));
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    rig.session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("false")});
+    // A screen locker that only sets the hint is noticed too.
+    rig.session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("true")});
+    ASSERT_TRUE(waitForEvents(observer, 3));
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
+    EXPECT_EQ(observer.events, (QStringList {s("lock"), s("unlock"), s("lock")}));
+    observer.events.clear();
+
+    VX_STEP(steps, "session switches follow the Active property");
+    ASSERT_FALSE(rig.session(s("org.freedesktop.DBus.Mock.UpdateProperties"),
+                             {s("org.freedesktop.login1.Session"), s("{'Active': <false>}")})
+                     .isEmpty());
+    ASSERT_TRUE(waitForEvents(observer, 1));
+    rig.session(s("org.freedesktop.DBus.Mock.UpdateProperties"),
+                {s("org.freedesktop.login1.Session"), s("{'Active': <true>}")});
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    EXPECT_EQ(observer.events, (QStringList {s("resign"), s("active")}));
+    observer.events.clear();
+
+    VX_STEP(steps, "the system bus is asked first and then watched");
     // As the program starts it: the system bus of the environment, asked whether it answers
     // before Qt connects to it.
     const VXScopedEnvironment systemBus("DBUS_SYSTEM_BUS_ADDRESS", rig.address.toUtf8());
@@ -209,44 +222,52 @@ TEST_F(LogindPresence, TheSystemBusIsAskedFirstAndThenWatched)
     VXLogindPresenceSource system;
     ASSERT_TRUE(system.start(systemObserver));
     EXPECT_TRUE(VXWaitUntil([&] { return system.isWatching(); }));
-    emitSleep(true);
+    rig.emitSleep(true);
     EXPECT_TRUE(waitForEvents(systemObserver, 1));
     system.stop();
-}
+    rig.emitSleep(false);
+    ASSERT_TRUE(waitForEvents(observer, 2));
+    observer.events.clear();
 
-TEST_F(LogindPresence, SleepAndShutdownWaitForTheSave)
-{
-    ASSERT_TRUE(VXWaitUntil([&] { return locks().size() == 2; })) << locks().join(u' ').toStdString();
+    VX_STEP(steps, "sleep and shutdown wait for the save");
+    ASSERT_TRUE(VXWaitUntil([&] { return rig.locks().size() == 2; })) << rig.locks().join(u' ').toStdString();
 
     // The record is saved after the observer heard of the sleep, while logind still waits.
     QStringList locksWhileSaving;
     source->setBeforeSleep([&] {
         observer.events << s("save");
-        locksWhileSaving = locks();
+        locksWhileSaving = rig.locks();
     });
-    ASSERT_FALSE(emitSleep(true).isEmpty());
+    ASSERT_FALSE(rig.emitSleep(true).isEmpty());
     ASSERT_TRUE(waitForEvents(observer, 2));
     EXPECT_EQ(observer.events, (QStringList {s("sleep"), s("save")}));
     EXPECT_TRUE(locksWhileSaving.contains(s("sleep")));
-    ASSERT_TRUE(VXWaitUntil([&] { return !locks().contains(s("sleep")); })) << "released once saved";
+    ASSERT_TRUE(VXWaitUntil([&] { return !rig.locks().contains(s("sleep")); })) << "released once saved";
     // Taken again on waking, for the next sleep.
-    emitSleep(false);
-    ASSERT_TRUE(VXWaitUntil([&] { return locks().contains(s("sleep")); }));
+    rig.emitSleep(false);
+    ASSERT_TRUE(VXWaitUntil([&] { return rig.locks().contains(s("sleep")); }));
 
     // The quit path stops the source before it saves: the shutdown lock outlasts that save.
     QStringList locksWhileQuitting;
     source->setBeforeShutdown([&] {
         source->stop();
-        locksWhileQuitting = locks();
+        locksWhileQuitting = rig.locks();
     });
-    ASSERT_FALSE(emitShutdown().isEmpty());
+    ASSERT_FALSE(rig.emitShutdown().isEmpty());
     ASSERT_TRUE(VXWaitUntil([&] { return !locksWhileQuitting.isEmpty(); }));
     EXPECT_TRUE(locksWhileQuitting.contains(s("shutdown")));
-    EXPECT_TRUE(VXWaitUntil([&] { return locks().isEmpty(); }));
-}
+    EXPECT_TRUE(VXWaitUntil([&] { return rig.locks().isEmpty(); }));
 
-TEST_F(LogindPresence, ALogindThatRefusesTheLocksIsToldOnceAndTrackingGoesOn)
-{
+    VX_STEP(steps, "once stopped, nothing more is reported");
+    const qsizetype before = observer.events.size();
+    rig.emitSleep(true);
+    rig.session(s("org.freedesktop.login1.Session.Lock"));
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 300);
+    EXPECT_EQ(observer.events.size(), before);
+    rig.emitSleep(false);
+    observer.events.clear();
+
+    VX_STEP(steps, "a logind that refuses the locks is told once and tracking goes on");
     source.reset();
     ASSERT_FALSE(rig.call(rig.logind(s("/org/freedesktop/login1"), s("org.freedesktop.DBus.Mock.AddMethod"),
                                      {s("org.freedesktop.login1.Manager"), s("Inhibit"), s("ssss"), s("h"),
@@ -259,72 +280,32 @@ TEST_F(LogindPresence, ALogindThatRefusesTheLocksIsToldOnceAndTrackingGoesOn)
     ASSERT_TRUE(VXWaitUntil([&] { return source->isWatching(); }));
     const auto refusals = [&] { return log.peek().filter(s("does not wait for Wendle")).size(); };
     ASSERT_TRUE(VXWaitUntil([&] { return refusals() > 0; }));
-    emitSleep(true);
-    emitSleep(false);
+    rig.emitSleep(true);
+    rig.emitSleep(false);
     ASSERT_TRUE(waitForEvents(observer, 2));
     EXPECT_EQ(observer.events, (QStringList {s("sleep"), s("wake")}));
     VXSpinEventLoop(200);
     EXPECT_EQ(refusals(), 1) << log.peek().join(u'\n').toStdString();
 }
 
-TEST_F(LogindPresence, LockAndUnlockThroughSignalsAndTheHint)
-{
-    ASSERT_FALSE(session(s("org.freedesktop.login1.Session.Lock")).isEmpty());
-    ASSERT_TRUE(waitForEvents(observer, 1));
-    // The hint that follows a lock says nothing new.
-    session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("true")});
-    session(s("org.freedesktop.login1.Session.Unlock"));
-    ASSERT_TRUE(waitForEvents(observer, 2));
-    session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("false")});
-    // A screen locker that only sets the hint is noticed too.
-    session(s("org.freedesktop.login1.Session.SetLockedHint"), {s("true")});
-    ASSERT_TRUE(waitForEvents(observer, 3));
-    QCoreApplication::processEvents(QEventLoop::AllEvents, 200);
-    EXPECT_EQ(observer.events, (QStringList {s("lock"), s("unlock"), s("lock")}));
-}
-
-TEST_F(LogindPresence, SessionSwitchesFollowTheActiveProperty)
-{
-    ASSERT_FALSE(session(s("org.freedesktop.DBus.Mock.UpdateProperties"),
-                         {s("org.freedesktop.login1.Session"), s("{'Active': <false>}")})
-                     .isEmpty());
-    ASSERT_TRUE(waitForEvents(observer, 1));
-    session(s("org.freedesktop.DBus.Mock.UpdateProperties"),
-            {s("org.freedesktop.login1.Session"), s("{'Active': <true>}")});
-    ASSERT_TRUE(waitForEvents(observer, 2));
-    EXPECT_EQ(observer.events, (QStringList {s("resign"), s("active")}));
-
-    // Once stopped, nothing more is reported.
-    source->stop();
-    emitSleep(true);
-    QCoreApplication::processEvents(QEventLoop::AllEvents, 300);
-    EXPECT_EQ(observer.events.size(), 2);
-}
-
-TEST(LogindPresenceWithoutBus, AnUnreachableBusStartsNothing)
+TEST(LogindPresenceWithoutBus, AnUnreachableBusStartsNothingAndASilentOneHoldsUpNothing)
 {
     VXEnsureCoreApplication();
     QTemporaryDir dir;
     const QDBusConnection nowhere
         = QDBusConnection::connectToBus(s("unix:path=") + dir.filePath(s("none")), s("nowhere"));
-    VXLogindPresenceSource source(nowhere, s("c1"));
+    VXLogindPresenceSource unreachable(nowhere, s("c1"));
     VXPresenceRecorder observer;
-    EXPECT_FALSE(source.start(observer));
+    EXPECT_FALSE(unreachable.start(observer));
     QDBusConnection::disconnectFromBus(s("nowhere"));
 
     // Nothing listens where the system bus should be.
-    const VXScopedEnvironment systemBus("DBUS_SYSTEM_BUS_ADDRESS",
-                                        "unix:path=" + QFile::encodeName(dir.filePath(s("none"))));
-    VXLogindPresenceSource system;
-    EXPECT_FALSE(system.start(observer));
-}
+    const VXScopedEnvironment noSystemBus("DBUS_SYSTEM_BUS_ADDRESS",
+                                          "unix:path=" + QFile::encodeName(dir.filePath(s("none"))));
+    EXPECT_FALSE(VXLogindPresenceSource().start(observer));
 
-TEST(LogindPresenceWithoutBus, ASilentBusHoldsUpNothing)
-{
-    VXEnsureCoreApplication();
     // A system bus that takes connections and never says a word (a hung daemon): its
     // connections wait in the listening socket's queue.
-    QTemporaryDir dir;
     const QByteArray path = QFile::encodeName(dir.filePath(s("silent")));
     const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address {};
@@ -332,7 +313,7 @@ TEST(LogindPresenceWithoutBus, ASilentBusHoldsUpNothing)
     std::memcpy(address.sun_path, path.constData(), std::size_t(path.size()));
     ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
     ASSERT_EQ(::listen(listener, 8), 0);
-    const VXScopedEnvironment systemBus("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path);
+    const VXScopedEnvironment silentSystemBus("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + path);
     // Should the source wait for the bus after all, the bus speaks up after a while (it closes
     // the connections), so that the test ends and says so.
     std::atomic<bool> done = false;
@@ -346,7 +327,6 @@ TEST(LogindPresenceWithoutBus, ASilentBusHoldsUpNothing)
     });
 
     VXLogCapture log("wendle.logind");
-    VXPresenceRecorder observer;
     const auto gaveUp = [&] { return !log.peek().filter(s("does not answer")).isEmpty(); };
     {
         VXLogindPresenceSource source;

@@ -12,6 +12,7 @@
 #include "VXReportController.h"
 #include "VXReportSnapshotDictionaryExtensions.h"
 #include "VXReportView.h"
+#include "VXScenarioSteps.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -126,14 +127,53 @@ TEST_F(ReportControllerTest, KeysAreFormedFromTheUniqueIDAndAMissingIDBecomesAUU
     EXPECT_NE(unnamed->uniqueID(), other->uniqueID());
 }
 
-TEST_F(ReportControllerTest, ACheckBoxTurnedOnFixesTheDateItsDisabledPickerShowed)
+// One report "Day" from its loading to its hiding; each step names the fault it catches.
+TEST_F(ReportControllerTest, TheDayReportFromLoadingToHiding)
 {
     auto controller = makeController(u"Day"_s);
+    ASSERT_NE(controller->loadReportWindow(), nullptr);
+    VXScenarioSteps steps;
+    VX_STEP(steps, "the view button offers the data source's menu, filled once at loading");
+    ASSERT_NE(controller->viewMenuButton(), nullptr);
+    ASSERT_NE(controller->viewMenu(), nullptr);
+    EXPECT_EQ(source.menusFilled, 1);
+    EXPECT_EQ(controller->viewMenuButton()->toolTip(), u"View"_s);
+    EXPECT_EQ(controller->viewMenuButton()->width(), 36);
+    EXPECT_EQ(controller->viewMenu()->title(), u"Index"_s);
+    const QList<QAction *> actions = controller->viewMenu()->actions();
+    ASSERT_EQ(actions.size(), 2);
+    EXPECT_EQ(actions[0]->text(), u"View"_s);
+    EXPECT_FALSE(actions[0]->isEnabled());
+    EXPECT_EQ(actions[1]->text(), u"Fake Entry"_s);
+    actions[1]->trigger();
+    EXPECT_EQ(source.fakeEntryChosen, 1);
+    // The live report notification forces a rebuild too.
+    QObject::connect(VXLiveReportNotification::defaultCenter(), &VXLiveReportNotification::posted, controller.get(),
+                     &VXReportController::updateRegardless);
+
+    VX_STEP(steps, "a view that cannot be seen is rebuilt only when forced");
+    controller->update(nullptr);
+    EXPECT_EQ(source.logsAsked, 0);   // the window is not visible
+    controller->updateRegardless(nullptr);
+    EXPECT_EQ(source.logsAsked, 1);
+    VXLiveReportNotification::defaultCenter()->post();
+    EXPECT_EQ(source.logsAsked, 2);
     showActive(*controller);
+
+    VX_STEP(steps, "a shown view is rebuilt on update and by settings of every report's look");
+    const int shown = source.logsAsked;
+    controller->update(nullptr);
+    EXPECT_EQ(source.logsAsked, shown + 1);
+    settings.defaults->setInteger(3, VXColorSchemeKey);
+    EXPECT_EQ(source.logsAsked, shown + 2);
+    settings.defaults->setInteger(3, u"Unrelated Setting"_s);
+    EXPECT_EQ(source.logsAsked, shown + 2);
+    settings.defaults->setInteger(0, VXColorSchemeKey);
+
+    VX_STEP(steps, "a check box turned on fixes the date its disabled picker showed");
     // Disabled pickers show the data's bounds.
     expectRange(*controller, std::nullopt, std::nullopt);
     EXPECT_EQ(source.lastClip, std::make_pair(kFirst, kLast));
-
     QTest::mouseClick(controller->beginDateSwitch(), Qt::LeftButton);
     expectRange(*controller, kFirst, std::nullopt);
     QTest::mouseClick(controller->endDateSwitch(), Qt::LeftButton);
@@ -150,9 +190,115 @@ TEST_F(ReportControllerTest, ACheckBoxTurnedOnFixesTheDateItsDisabledPickerShowe
     QTest::mouseClick(controller->beginDateSwitch(), Qt::LeftButton);
     expectRange(*controller, std::nullopt, kLast);
     EXPECT_EQ(source.lastClip, std::make_pair(kFirst, kLast));
+    // The range chosen with the mouse: both sides, one side (the other is opened), and zero for both.
+    for (const auto &[begin, end] :
+         {std::pair {kFirst + kDay, kFirst + 3 * kDay}, std::pair {kFirst + 2 * kDay, 0.0}, std::pair {0.0, 0.0}}) {
+        SCOPED_TRACE(::testing::Message() << "the range from the mouse, " << begin - kFirst << " to " << end - kFirst);
+        controller->setBeginTimestamp(begin, end, controller->reportView());
+        expectRange(*controller, begin ? std::optional(begin) : std::nullopt, end ? std::optional(end) : std::nullopt);
+    }
+
+    VX_STEP(steps, "a click on a disabled picker enables it and starts editing at once");
+    VXChameleonDatePicker *picker = controller->beginDatePicker();
+    controller->endDateSwitch()->setFocus();
+    ASSERT_FALSE(picker->isEnabled());
+    ASSERT_FALSE(picker->hasFocus());
+    QTest::mouseClick(picker, Qt::LeftButton, {}, QPoint(8, picker->height() / 2));
+    EXPECT_TRUE(controller->beginDateSwitch()->isChecked());
+    EXPECT_TRUE(picker->isEnabled());
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst);
+    EXPECT_TRUE(picker->hasFocus());
+    EXPECT_EQ(picker->currentSectionIndex(), 0);   // the section under the mouse
+
+    // The same click left the picker editing: the next key changes the fixed date.
+    QTest::keyClick(picker, Qt::Key_Up);
+    EXPECT_GT(stored(u"Report: Day: Begin"_s), kFirst);
+    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), pickerTime(picker));
+    EXPECT_DOUBLE_EQ(controller->reportView()->beginTimestamp(), pickerTime(picker));
+
+    VX_STEP(steps, "the whole window follows the colour scheme");
+    // The begin picker is enabled (a field), the end one plain text.
+    ASSERT_FALSE(controller->endDatePicker()->isEnabled());
+    auto *scrollArea = qobject_cast<QScrollArea *>(controller->reportView()->parentWidget()->parentWidget());
+    ASSERT_NE(scrollArea, nullptr);
+    scrollArea->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    const auto brightness = [](QWidget *widget) {
+        const QImage image = widget->grab().toImage();
+        double sum = 0.0;
+        int brightest = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                sum += qGray(image.pixel(x, y));
+                brightest = std::max(brightest, qGray(image.pixel(x, y)));
+            }
+        }
+        return std::make_pair(sum / (image.width() * image.height()), brightest);
+    };
+    for (int scheme : {0, 3}) {
+        SCOPED_TRACE(scheme);
+        settings.defaults->setInteger(scheme, VXColorSchemeKey);
+        for (QWidget *part :
+             std::initializer_list<QWidget *> {controller->bottomBar(), controller->beginDatePicker(),
+                                               controller->endDatePicker(), scrollArea->verticalScrollBar()}) {
+            const auto [mean, brightest] = brightness(part);
+            EXPECT_LT(mean, 110.0) << qPrintable(part->objectName()) << " is dark";
+            if (part != scrollArea->verticalScrollBar()) {
+                EXPECT_GT(brightest, 180) << qPrintable(part->objectName()) << " has light text";
+            }
+        }
+    }
+    settings.defaults->setInteger(2, VXColorSchemeKey);
+    for (QWidget *part : std::initializer_list<QWidget *> {controller->bottomBar(), controller->endDatePicker(),
+                                                           scrollArea->verticalScrollBar()})
+        EXPECT_GT(brightness(part).first, 170.0) << qPrintable(part->objectName()) << " is light";
+
+    VX_STEP(steps, "at its narrowest the bottom bar's controls do not overlap");
+    controller->setBeginTimestamp(0.0, 0.0, controller->reportView());
+    QWidget *window = controller->reportWindow();
+    const auto narrowest = [&] {
+        QCoreApplication::processEvents();
+        window->resize(100, 100);
+        QCoreApplication::processEvents();
+        QList<QWidget *> controls;
+        for (QWidget *child : controller->bottomBar()->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
+            if (child->isVisible())
+                controls << child;
+        }
+        EXPECT_EQ(controls.size(), 5);
+        for (int i = 0; i < controls.size(); ++i) {
+            EXPECT_TRUE(controller->bottomBar()->rect().contains(controls[i]->geometry()))
+                << qPrintable(controls[i]->objectName());
+            for (int j = i + 1; j < controls.size(); ++j)
+                EXPECT_FALSE(controls[i]->geometry().intersects(controls[j]->geometry()))
+                    << qPrintable(controls[i]->objectName()) << " and " << qPrintable(controls[j]->objectName());
+        }
+        return window->width();
+    };
+    const int disabled = narrowest();
+    EXPECT_GE(disabled, 460);
+    // Enabled pickers are wider (a frame and a stepper): the narrowest window is wider too.
+    controller->beginDateSwitch()->click();
+    controller->endDateSwitch()->click();
+    ASSERT_TRUE(controller->beginDatePicker()->isEnabled());
+    EXPECT_GT(narrowest(), disabled);
+
+    VX_STEP(steps, "a hidden view is never rebuilt");
+    const int beforeHiding = source.logsAsked;
+    controller->reportView()->hide();
+    controller->update(nullptr);
+    controller->updateRegardless(nullptr);
+    VXLiveReportNotification::defaultCenter()->post();
+    EXPECT_EQ(source.logsAsked, beforeHiding);
+    QObject::disconnect(VXLiveReportNotification::defaultCenter(), nullptr, controller.get(), nullptr);
+
+    // Without a data source there is no menu to offer.
+    auto lonely = VXReportController::reportControllerWithUniqueID(u"Lonely"_s, nullptr, settings.defaults.get());
+    ASSERT_NE(lonely->loadReportWindow(), nullptr);
+    EXPECT_TRUE(lonely->viewMenuButton()->isHidden());
+    EXPECT_EQ(lonely->viewMenu(), nullptr);
 }
 
-TEST_F(ReportControllerTest, TheStoredRangeSetsTheControlsWhenTheWindowLoads)
+TEST_F(ReportControllerTest, TheStoredRangeSetsTheControlsAndEnabledPickersAreLimitedToTheDataAndTheEndToTheBegin)
 {
     settings.defaults->setDouble(kFirst + kDay, u"Report: Day: Begin"_s);
     auto controller = makeController(u"Day"_s);
@@ -163,42 +309,26 @@ TEST_F(ReportControllerTest, TheStoredRangeSetsTheControlsWhenTheWindowLoads)
     EXPECT_FALSE(controller->endDateSwitch()->isChecked());
     EXPECT_FALSE(controller->endDatePicker()->isEnabled());
 
-    double begin = 0, end = 0, first = 0, last = 0;
-    controller->getBeginTimestamp(&begin, &end, &first, &last, controller->reportView());
+    double from = 0, to = 0, first = 0, last = 0;
+    controller->getBeginTimestamp(&from, &to, &first, &last, controller->reportView());
     EXPECT_EQ(first, kFirst);
     EXPECT_EQ(last, kLast);
-    EXPECT_DOUBLE_EQ(begin, kFirst + kDay);
-    EXPECT_EQ(end, kLast);
+    EXPECT_DOUBLE_EQ(from, kFirst + kDay);
+    EXPECT_EQ(to, kLast);
     // Each pointer is optional.
-    controller->getBeginTimestamp(nullptr, &end, nullptr, nullptr, nullptr);
-    EXPECT_EQ(end, kLast);
-}
+    controller->getBeginTimestamp(nullptr, &to, nullptr, nullptr, nullptr);
+    EXPECT_EQ(to, kLast);
 
-TEST_F(ReportControllerTest, TheRangeFromTheMouseTurnsControlsOnAndZeroClearsBothSides)
-{
-    auto controller = makeController(u"Day"_s);
-    showActive(*controller);
-    // Both sides, one side (the other is opened), and zero for both.
-    for (const auto &[begin, end] :
-         {std::pair {kFirst + kDay, kFirst + 3 * kDay}, std::pair {kFirst + 2 * kDay, 0.0}, std::pair {0.0, 0.0}}) {
-        SCOPED_TRACE(::testing::Message() << begin - kFirst << " to " << end - kFirst);
-        controller->setBeginTimestamp(begin, end, controller->reportView());
-        expectRange(*controller, begin ? std::optional(begin) : std::nullopt, end ? std::optional(end) : std::nullopt);
-    }
-}
-
-TEST_F(ReportControllerTest, EnabledPickersAreLimitedToTheDataAndTheEndToTheBegin)
-{
     // Stored values outside the data are kept as they are; the pickers narrow the range.
-    settings.defaults->setDouble(kFirst - 30 * kDay, u"Report: Day: Begin"_s);
-    settings.defaults->setDouble(kLast + 30 * kDay, u"Report: Day: End"_s);
-    auto controller = makeController(u"Day"_s);
+    settings.defaults->setDouble(kFirst - 30 * kDay, u"Report: Wide: Begin"_s);
+    settings.defaults->setDouble(kLast + 30 * kDay, u"Report: Wide: End"_s);
+    controller = makeController(u"Wide"_s);
     showActive(*controller);
     VXChameleonDatePicker *begin = controller->beginDatePicker();
     VXChameleonDatePicker *end = controller->endDatePicker();
     EXPECT_EQ(controller->reportView()->beginTimestamp(), kFirst);
     EXPECT_EQ(controller->reportView()->endTimestamp(), kLast);
-    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst - 30 * kDay);
+    EXPECT_DOUBLE_EQ(stored(u"Report: Wide: Begin"_s), kFirst - 30 * kDay);
     EXPECT_EQ(VXReportController::timestampForDate(begin->minimumDateTime()), kFirst);
     EXPECT_EQ(VXReportController::timestampForDate(begin->maximumDateTime()), kLast);
     EXPECT_EQ(VXReportController::timestampForDate(end->maximumDateTime()), kLast);
@@ -221,29 +351,6 @@ TEST_F(ReportControllerTest, EnabledPickersAreLimitedToTheDataAndTheEndToTheBegi
     const QDateTimeEdit plain;
     EXPECT_EQ(begin->minimumDateTime(), plain.minimumDateTime());
     EXPECT_EQ(end->maximumDateTime(), plain.maximumDateTime());
-}
-
-TEST_F(ReportControllerTest, AClickOnADisabledPickerEnablesItAndStartsEditingAtOnce)
-{
-    auto controller = makeController(u"Day"_s);
-    showActive(*controller);
-    VXChameleonDatePicker *picker = controller->beginDatePicker();
-    controller->endDateSwitch()->setFocus();
-    ASSERT_FALSE(picker->isEnabled());
-    ASSERT_FALSE(picker->hasFocus());
-
-    QTest::mouseClick(picker, Qt::LeftButton, {}, QPoint(8, picker->height() / 2));
-    EXPECT_TRUE(controller->beginDateSwitch()->isChecked());
-    EXPECT_TRUE(picker->isEnabled());
-    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), kFirst);
-    EXPECT_TRUE(picker->hasFocus());
-    EXPECT_EQ(picker->currentSectionIndex(), 0);   // the section under the mouse
-
-    // The same click left the picker editing: the next key changes the fixed date.
-    QTest::keyClick(picker, Qt::Key_Up);
-    EXPECT_GT(stored(u"Report: Day: Begin"_s), kFirst);
-    EXPECT_DOUBLE_EQ(stored(u"Report: Day: Begin"_s), pickerTime(picker));
-    EXPECT_DOUBLE_EQ(controller->reportView()->beginTimestamp(), pickerTime(picker));
 }
 
 TEST_F(ReportControllerTest, TheToggleBringsAnOpenButInactiveWindowForwardAndClosesAnActiveOne)
@@ -306,7 +413,7 @@ TEST_F(ReportControllerTest, TheToggleBringsAnOpenButInactiveWindowForwardAndClo
     EXPECT_EQ(source.closeNotices, 5);
 }
 
-TEST_F(ReportControllerTest, TheLiveReportFloatsOnRequest)
+TEST_F(ReportControllerTest, SettingsOfEachReportAndTheLiveReportFloatingOnRequest)
 {
     settings.defaults->setBool(true, u"Report: Default: Stay In Front"_s);
     auto live = makeController(VXReportKey::kDefaultUniqueID);
@@ -316,12 +423,7 @@ TEST_F(ReportControllerTest, TheLiveReportFloatsOnRequest)
     // A floating window's bar is drawn opaque.
     EXPECT_EQ(live->bottomBar()->currentGradient().bottom.alphaF(), 1.0f);
     EXPECT_LT(other->bottomBar()->currentGradient().bottom.alphaF(), 1.0f);
-}
 
-TEST_F(ReportControllerTest, SettingsOfEachReport)
-{
-    auto live = makeController(VXReportKey::kDefaultUniqueID);
-    auto other = makeController(u"Other"_s);
     // Registered for the live report only.
     EXPECT_TRUE(live->drawFrontActivity());
     EXPECT_TRUE(live->drawTotalActivity());
@@ -384,31 +486,6 @@ TEST_F(ReportControllerTest, MenuValidationFollowsWhetherTheReportIsShown)
     EXPECT_FALSE(total.enabled);
     EXPECT_FALSE(total.checked);
     EXPECT_TRUE(snapshot->validateMenuItem(Action::SetTimeFormatFromMenuItem, 0).enabled);
-}
-
-TEST_F(ReportControllerTest, TheViewButtonOffersTheDataSourcesMenu)
-{
-    auto controller = makeController(u"Day"_s);
-    ASSERT_NE(controller->loadReportWindow(), nullptr);
-    ASSERT_NE(controller->viewMenuButton(), nullptr);
-    ASSERT_NE(controller->viewMenu(), nullptr);
-    EXPECT_EQ(source.menusFilled, 1);
-    EXPECT_EQ(controller->viewMenuButton()->toolTip(), u"View"_s);
-    EXPECT_EQ(controller->viewMenuButton()->width(), 36);
-    EXPECT_EQ(controller->viewMenu()->title(), u"Index"_s);
-    const QList<QAction *> actions = controller->viewMenu()->actions();
-    ASSERT_EQ(actions.size(), 2);
-    EXPECT_EQ(actions[0]->text(), u"View"_s);
-    EXPECT_FALSE(actions[0]->isEnabled());
-    EXPECT_EQ(actions[1]->text(), u"Fake Entry"_s);
-    actions[1]->trigger();
-    EXPECT_EQ(source.fakeEntryChosen, 1);
-
-    // Without a data source there is no menu to offer.
-    auto lonely = VXReportController::reportControllerWithUniqueID(u"Lonely"_s, nullptr, settings.defaults.get());
-    ASSERT_NE(lonely->loadReportWindow(), nullptr);
-    EXPECT_TRUE(lonely->viewMenuButton()->isHidden());
-    EXPECT_EQ(lonely->viewMenu(), nullptr);
 }
 
 TEST_F(ReportControllerTest, EachReportKeepsItsOwnWindowFrame)
@@ -508,39 +585,6 @@ TEST_F(ReportControllerTest, NewReportWindowsDoNotOpenOverEachOther)
     EXPECT_LE((again->reportWindow()->pos() - a).manhattanLength(), 4);
 }
 
-TEST_F(ReportControllerTest, AtItsNarrowestTheBottomBarsControlsDoNotOverlap)
-{
-    auto controller = makeController(u"Day"_s);
-    showActive(*controller);
-    QWidget *window = controller->reportWindow();
-    const auto narrowest = [&] {
-        QCoreApplication::processEvents();
-        window->resize(100, 100);
-        QCoreApplication::processEvents();
-        QList<QWidget *> controls;
-        for (QWidget *child : controller->bottomBar()->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
-            if (child->isVisible())
-                controls << child;
-        }
-        EXPECT_EQ(controls.size(), 5);
-        for (int i = 0; i < controls.size(); ++i) {
-            EXPECT_TRUE(controller->bottomBar()->rect().contains(controls[i]->geometry()))
-                << qPrintable(controls[i]->objectName());
-            for (int j = i + 1; j < controls.size(); ++j)
-                EXPECT_FALSE(controls[i]->geometry().intersects(controls[j]->geometry()))
-                    << qPrintable(controls[i]->objectName()) << " and " << qPrintable(controls[j]->objectName());
-        }
-        return window->width();
-    };
-    const int disabled = narrowest();
-    EXPECT_GE(disabled, 460);
-    // Enabled pickers are wider (a frame and a stepper): the narrowest window is wider too.
-    controller->beginDateSwitch()->click();
-    controller->endDateSwitch()->click();
-    ASSERT_TRUE(controller->beginDatePicker()->isEnabled());
-    EXPECT_GT(narrowest(), disabled);
-}
-
 TEST_F(ReportControllerTest, SavedFramesAreKeptOnTheScreen)
 {
     // Saved on a larger screen or at another scale, and a frame larger than any screen.
@@ -563,80 +607,6 @@ TEST_F(ReportControllerTest, SavedFramesAreKeptOnTheScreen)
     }
     EXPECT_EQ(makeController(u"Far"_s)->loadReportWindow()->size(), QSize(700, 400))
         << "a frame that fits keeps its size";
-}
-
-TEST_F(ReportControllerTest, TheWholeWindowFollowsTheColourScheme)
-{
-    auto controller = makeController(u"Day"_s);
-    showActive(*controller);
-    controller->beginDateSwitch()->click();   // one enabled picker (a field), one plain text
-    auto *scrollArea = qobject_cast<QScrollArea *>(controller->reportView()->parentWidget()->parentWidget());
-    ASSERT_NE(scrollArea, nullptr);
-    scrollArea->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-    const auto brightness = [](QWidget *widget) {
-        const QImage image = widget->grab().toImage();
-        double sum = 0.0;
-        int brightest = 0;
-        for (int y = 0; y < image.height(); ++y) {
-            for (int x = 0; x < image.width(); ++x) {
-                sum += qGray(image.pixel(x, y));
-                brightest = std::max(brightest, qGray(image.pixel(x, y)));
-            }
-        }
-        return std::make_pair(sum / (image.width() * image.height()), brightest);
-    };
-    for (int scheme : {0, 3}) {
-        SCOPED_TRACE(scheme);
-        settings.defaults->setInteger(scheme, VXColorSchemeKey);
-        for (QWidget *part :
-             std::initializer_list<QWidget *> {controller->bottomBar(), controller->beginDatePicker(),
-                                               controller->endDatePicker(), scrollArea->verticalScrollBar()}) {
-            const auto [mean, brightest] = brightness(part);
-            EXPECT_LT(mean, 110.0) << qPrintable(part->objectName()) << " is dark";
-            if (part != scrollArea->verticalScrollBar()) {
-                EXPECT_GT(brightest, 180) << qPrintable(part->objectName()) << " has light text";
-            }
-        }
-    }
-    settings.defaults->setInteger(2, VXColorSchemeKey);
-    for (QWidget *part : std::initializer_list<QWidget *> {controller->bottomBar(), controller->endDatePicker(),
-                                                           scrollArea->verticalScrollBar()})
-        EXPECT_GT(brightness(part).first, 170.0) << qPrintable(part->objectName()) << " is light";
-}
-
-TEST_F(ReportControllerTest, TheViewIsRebuiltOnlyWhenItCanBeSeenUnlessForced)
-{
-    auto controller = makeController(u"Day"_s);
-    ASSERT_NE(controller->loadReportWindow(), nullptr);
-    controller->update(nullptr);
-    EXPECT_EQ(source.logsAsked, 0);   // the window is not visible
-    controller->updateRegardless(nullptr);
-    EXPECT_EQ(source.logsAsked, 1);
-
-    // The live report notification forces it too.
-    QObject::connect(VXLiveReportNotification::defaultCenter(), &VXLiveReportNotification::posted, controller.get(),
-                     &VXReportController::updateRegardless);
-    VXLiveReportNotification::defaultCenter()->post();
-    EXPECT_EQ(source.logsAsked, 2);
-
-    showActive(*controller);
-    const int shown = source.logsAsked;
-    controller->update(nullptr);
-    EXPECT_EQ(source.logsAsked, shown + 1);
-
-    // Settings that change every report's look rebuild it.
-    settings.defaults->setInteger(3, VXColorSchemeKey);
-    EXPECT_EQ(source.logsAsked, shown + 2);
-    settings.defaults->setInteger(3, u"Unrelated Setting"_s);
-    EXPECT_EQ(source.logsAsked, shown + 2);
-
-    // A hidden view is never rebuilt.
-    controller->reportView()->hide();
-    controller->update(nullptr);
-    controller->updateRegardless(nullptr);
-    VXLiveReportNotification::defaultCenter()->post();
-    EXPECT_EQ(source.logsAsked, shown + 2);
-    QObject::disconnect(VXLiveReportNotification::defaultCenter(), nullptr, controller.get(), nullptr);
 }
 
 TEST(ChameleonDatePickerTest, EnablingMovesThePickerOrItsCheckBoxOnlyOnAChange)
