@@ -5,11 +5,12 @@
 // Loads the record as the store does, one phase after the other on this thread (the store runs
 // the checksum on its writer thread beside the decoding): mapping, the checksum of the journal's
 // header, the decoding, the trim of the decoder's tables, and the loaded record's snapshot (the
-// "last save" of the next save). Each phase prints its wall and processor time and the resident
+// "last save" of the next save), then the decoding that makes that snapshot as it goes. Each phase prints its wall and processor time and the resident
 // size it leaves. Then it counts the decoded tree's objects and their heap bytes by kind: event
 // logs (arrays of numbers), other arrays, dictionaries (entries, hash tables), texts, and the
 // snapshot's own copies; the allocator's view (in use, free but kept) closes the table.
 
+#include "VXBinaryPropertyListReader.h"
 #include "VXJournal.h"
 #include "VXPropertyListSerialization.h"
 #include "VXTreeSnapshots.h"
@@ -220,6 +221,24 @@ int main(int argc, char **argv)
     added.tables.add(both.tables.items - live.tables.items, both.tables.bytes - live.tables.bytes);
     added.texts.add(both.texts.items - live.texts.items, both.texts.bytes - live.texts.bytes);
     printCensus("the loaded snapshot's own objects (objects column: count; items: entries)", added);
+
+    // The same, with the snapshot made by the decoder as it goes (the store's way).
+    live = Census();
+    snapshot.reset();
+    tree.reset();
+    malloc_trim(0);
+    std::printf("\nreleased               anon %7.1f MiB\n", residentMiB());
+    began = Stamp::now();
+    VXValue twin;
+    tree = VXBinaryPropertyListReader::read(data, &twin).dictionaryRef();
+    phase("decode with its twin", began);
+    began = Stamp::now();
+    malloc_trim(0);
+    phase("trim", began);
+    if (!tree || !twin.isDictionary()) {
+        std::fprintf(stderr, "no twin made of %s\n", argv[1]);
+        return 1;
+    }
 
     const struct mallinfo2 info = mallinfo2();
     std::printf("\nallocator: in use %.1f MiB, free but kept %.1f MiB, mapped chunks %.1f MiB\n",

@@ -325,17 +325,7 @@ struct VXArray::Buffer {
     std::atomic<std::uint8_t> state {Shareable};
     std::vector<VXValue> items;
 
-    static bool shareable(const VXValue &value) noexcept
-    {
-        switch (value.type()) {
-        case VXValue::Type::Null:
-        case VXValue::Type::Data:   // rare in arrays; not worth telling static bytes apart
-        case VXValue::Type::Array:
-        case VXValue::Type::Dictionary: return false;
-        case VXValue::Type::String: return value.stringRef().data_ptr().isMutable();
-        default: return true;
-        }
-    }
+    static bool shareable(const VXValue &value) noexcept { return VXArray::isShareableElement(value); }
 
     bool isShareable() noexcept
     {
@@ -464,6 +454,26 @@ void VXArray::reserve(std::size_t count)
 {
     if (count > size())
         ownBuffer(count - size()).items.reserve(count);
+}
+
+bool VXArray::isShareableElement(const VXValue &value) noexcept
+{
+    switch (value.type()) {
+    case VXValue::Type::Null:
+    case VXValue::Type::Data:   // rare in arrays; not worth telling static bytes apart
+    case VXValue::Type::Array:
+    case VXValue::Type::Dictionary: return false;
+    case VXValue::Type::String: return value.stringRef().data_ptr().isMutable();
+    default: return true;
+    }
+}
+
+void VXArray::markElementsShareable() noexcept
+{
+    if (m_buffer) {
+        Q_ASSERT(std::all_of(m_buffer->items.begin(), m_buffer->items.end(), Buffer::shareable));
+        m_buffer->state.store(Buffer::Shareable, std::memory_order_relaxed);
+    }
 }
 
 VXArrayRef VXArray::copySharingElements() const
