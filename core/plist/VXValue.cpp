@@ -325,13 +325,11 @@ struct VXArray::Buffer {
     std::atomic<std::uint8_t> state {Shareable};
     std::vector<VXValue> items;
 
-    static bool shareable(const VXValue &value) noexcept { return VXArray::isShareableElement(value); }
-
     bool isShareable() noexcept
     {
         std::uint8_t known = state.load(std::memory_order_relaxed);
         if (known == Unknown) {
-            known = std::all_of(items.begin(), items.end(), shareable) ? Shareable : NotShareable;
+            known = std::all_of(items.begin(), items.end(), VXArray::isShareableElement) ? Shareable : NotShareable;
             state.store(known, std::memory_order_relaxed);
         }
         return known == Shareable;
@@ -340,7 +338,7 @@ struct VXArray::Buffer {
     // After an element was added.
     void noteAdded(const VXValue &value) noexcept
     {
-        if (state.load(std::memory_order_relaxed) == Shareable && !shareable(value))
+        if (state.load(std::memory_order_relaxed) == Shareable && !VXArray::isShareableElement(value))
             state.store(NotShareable, std::memory_order_relaxed);
     }
     // After elements were removed: an unshareable one may have gone.
@@ -471,7 +469,7 @@ bool VXArray::isShareableElement(const VXValue &value) noexcept
 void VXArray::markElementsShareable() noexcept
 {
     if (m_buffer) {
-        Q_ASSERT(std::all_of(m_buffer->items.begin(), m_buffer->items.end(), Buffer::shareable));
+        Q_ASSERT(std::all_of(m_buffer->items.begin(), m_buffer->items.end(), isShareableElement));
         m_buffer->state.store(Buffer::Shareable, std::memory_order_relaxed);
     }
 }
