@@ -204,6 +204,13 @@ int main(int argc, char **argv)
     VXDictionaryRef snapshot = VXTreeSnapshot(tree, VXDictionaryRef());
     phase("loaded snapshot", began);
     const double withSnapshotRSS = residentMiB();
+    // The next whole snapshot against it, nothing changed: every container found the same.
+    began = Stamp::now();
+    VXDictionaryRef again = VXTreeSnapshot(tree, snapshot);
+    phase("snapshot against it", began);
+    if (again != snapshot)
+        std::printf("(a new snapshot: the loaded one was not found the same)\n");
+    again.reset();
 
     Census live;
     live.visit(VXValue(tree));
@@ -239,6 +246,12 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "no twin made of %s\n", argv[1]);
         return 1;
     }
+    began = Stamp::now();
+    again = VXTreeSnapshot(tree, twin.dictionaryRef());
+    phase("snapshot against it", began);
+    if (again != twin.dictionaryRef())
+        std::printf("(a new snapshot: the twin was not found the same)\n");
+    again.reset();
 
     const struct mallinfo2 info = mallinfo2();
     std::printf("\nallocator: in use %.1f MiB, free but kept %.1f MiB, mapped chunks %.1f MiB\n",
