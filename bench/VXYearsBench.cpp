@@ -64,6 +64,7 @@
 #include <chrono>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <vector>
 
 extern char **environ;
@@ -491,10 +492,13 @@ int main(int argc, char **argv)
             return 2;
         }
     }
-    QTemporaryDir temporary;
-    if (work.isEmpty())
-        work = temporary.path();
-    temporary.setAutoRemove(!keep);
+    // A folder of its own only when none is given (one given and kept would leave it empty behind).
+    std::optional<QTemporaryDir> temporary;
+    if (work.isEmpty()) {
+        temporary.emplace();
+        work = temporary->path();
+        temporary->setAutoRemove(!keep);
+    }
 
     years.prepend(0);   // the empty record, the reference of every ratio
     std::vector<Row> rows(std::size_t(years.size()));
