@@ -2,13 +2,15 @@
 // and 10 heavy years (VXHeavyConfigurationParametersForYears) against an empty record, in one
 // run. Every record ends now, so that "30 days ago" falls inside it.
 //
-//     bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--in-process]
+//     bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--reuse] [--in-process]
 //                 [--settle 30] [--wendle WENDLE] [--compare-with WENDLE]
 //
 // --in-process leaves out the commands and the idle program (for a profiler). --wendle runs
 // another build of the program than the one built beside the benchmark (another branch's, kept
 // aside, for figures side by side); --compare-with runs the commands of a second one as well.
-// --settle is how long the idle programs run before their window opens.
+// --settle is how long the idle programs run before their window opens. --reuse takes the records
+// an earlier run left in --work (with --keep) instead of making them anew: they end when that run
+// was, which changes nothing but the commands' "30 days ago".
 //
 // Ticks, start-up and the commands are processor time (the machine may be shared); the save's
 // pause is wall time. For each record:
@@ -18,7 +20,8 @@
 //   forced tick   the tick after a user action (the controller's forced list update), median
 //   start-up      loading the record through the store and the first tick through the controller
 //                 (the part of start-up that grows with the record; Qt and the display add a
-//                 constant)
+//                 constant): the main thread's processor time, and the wall time the user waits
+//                 (which counts the main thread's waits for other threads, and page faults)
 //   save pause    the save as the main thread runs it (encoding and writing), with the resident
 //                 size it leaves behind
 //   status, summary --from "30 days ago", export -o
@@ -61,6 +64,7 @@
 #include <chrono>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <vector>
 
 extern char **environ;
@@ -120,6 +124,8 @@ struct Row {
     double steadyMs = 0;
     double forcedMs = 0;
     double startupMs = 0;
+    double startupWallMs = 0;
+    double residentAfterLoadMB = 0;
     double savePauseMs = 0;
     double residentAfterSaveMB = 0;
     double statusMs = 0;
@@ -298,21 +304,24 @@ bool bestOfThree(const QString &program, const QStringList &arguments, const QPr
 }
 
 // Makes the record, writes it, and measures everything but the idle program.
-bool measureRecord(int years, const Home &home, const QString &wendle, const QString &other, bool inProcess,
+bool measureRecord(int years, const Home &home, const QString &wendle, const QString &other, bool inProcess, bool reuse,
                    int steadyTicks, Row &row)
 {
     row.years = years;
     home.make();
     const double now = double(QDateTime::currentSecsSinceEpoch());
-    VXDictionaryRef configuration
-        = years > 0 ? VXMakeHeavyConfiguration(VXHeavyConfigurationParametersForYears(years, now)) : VXMakeDictionary();
-    trackEveryApplication(*configuration);
-    if (years == 0)
-        configuration->insert(VXApplicationBlacklistKey, VXValue());
-    QString error;
-    if (!writeToBinaryFile(VXValue(configuration), home.recordPath(), true, &error)) {
-        std::fprintf(stderr, "bench_years: %s\n", qPrintable(error));
-        return false;
+    VXDictionaryRef configuration;
+    if (!reuse || !QFileInfo::exists(home.recordPath())) {
+        configuration = years > 0 ? VXMakeHeavyConfiguration(VXHeavyConfigurationParametersForYears(years, now))
+                                  : VXMakeDictionary();
+        trackEveryApplication(*configuration);
+        if (years == 0)
+            configuration->insert(VXApplicationBlacklistKey, VXValue());
+        QString error;
+        if (!writeToBinaryFile(VXValue(configuration), home.recordPath(), true, &error)) {
+            std::fprintf(stderr, "bench_years: %s\n", qPrintable(error));
+            return false;
+        }
     }
     // A journal left by an earlier run in the same folder belongs to another record.
     QFile::remove(VXConfigurationStore::journalPathFor(home.recordPath()));
@@ -332,9 +341,12 @@ bool measureRecord(int years, const Home &home, const QString &wendle, const QSt
         // saved the record whole and its entries could land after the bench's own save.
         VXMainController controller(desktop, time, time, defaults);
         const double began = threadSeconds();
+        const double wallBegan = seconds();
         controller.loadConfiguration();
         controller.updateLists(&controller);
         row.startupMs = (threadSeconds() - began) * 1000.0;
+        row.startupWallMs = (seconds() - wallBegan) * 1000.0;
+        row.residentAfterLoadMB = residentMB(QCoreApplication::applicationPid());
         time.advanceBy(2.0);
         // A scheduled tick (steady desktop), and the forced one that follows a user action.
         // Announced, so that a profiler can be attached for a longer run (--steady-ticks).
@@ -433,6 +445,7 @@ int main(int argc, char **argv)
     int settleSeconds = 30;
     QString work;
     bool keep = false;
+    bool reuse = false;
     bool inProcess = false;
     QString other;
     QString wendle = QStringLiteral(WENDLE_BINARY);
@@ -466,36 +479,42 @@ int main(int argc, char **argv)
             ++i;
         } else if (argument == QLatin1StringView("--keep")) {
             keep = true;
+        } else if (argument == QLatin1StringView("--reuse")) {
+            reuse = true;
         } else if (argument == QLatin1StringView("--in-process")) {
             inProcess = true;
             idleMinutes = 0;
         } else {
             std::fprintf(
                 stderr,
-                "usage: bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--in-process] "
+                "usage: bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--reuse] [--in-process] "
                 "[--settle 30] [--wendle WENDLE] [--compare-with WENDLE] [--steady-ticks 400]\n");
             return 2;
         }
     }
-    QTemporaryDir temporary;
-    if (work.isEmpty())
-        work = temporary.path();
-    temporary.setAutoRemove(!keep);
+    // A folder of its own only when none is given (one given and kept would leave it empty behind).
+    std::optional<QTemporaryDir> temporary;
+    if (work.isEmpty()) {
+        temporary.emplace();
+        work = temporary->path();
+        temporary->setAutoRemove(!keep);
+    }
 
     years.prepend(0);   // the empty record, the reference of every ratio
     std::vector<Row> rows(std::size_t(years.size()));
     std::vector<Home> homes;
     for (qsizetype i = 0; i < years.size(); ++i) {
         homes.push_back({work + QStringLiteral("/years-%1").arg(years[i])});
-        if (!measureRecord(years[i], homes.back(), wendle, other, inProcess, steadyTicks, rows[std::size_t(i)]))
+        if (!measureRecord(years[i], homes.back(), wendle, other, inProcess, reuse, steadyTicks, rows[std::size_t(i)]))
             return 1;
         const Row &row = rows[std::size_t(i)];
         // As it comes, so that a run stopped later keeps what it measured.
-        std::fprintf(stderr,
-                     "%d years: file %.1f MB, steady %.3f ms, forced %.2f ms, start-up %.1f ms, save %.1f ms, "
-                     "status %.1f ms, summary %.1f ms, export %.1f ms (peak %.1f MB)\n",
-                     years[i], row.fileMB, row.steadyMs, row.forcedMs, row.startupMs, row.savePauseMs, row.statusMs,
-                     row.summaryMs, row.exportMs, row.exportPeakMB);
+        std::fprintf(
+            stderr,
+            "%d years: file %.1f MB, steady %.3f ms, forced %.2f ms, start-up %.1f ms (wall %.1f ms, RSS %.1f MB), save %.1f ms, "
+            "status %.1f ms, summary %.1f ms, export %.1f ms (peak %.1f MB)\n",
+            years[i], row.fileMB, row.steadyMs, row.forcedMs, row.startupMs, row.startupWallMs, row.residentAfterLoadMB,
+            row.savePauseMs, row.statusMs, row.summaryMs, row.exportMs, row.exportPeakMB);
     }
     if (idleMinutes > 0 && !measureIdle(homes, wendle, idleMinutes, settleSeconds, rows))
         return 1;
@@ -504,14 +523,14 @@ int main(int argc, char **argv)
     getloadavg(load, 3);
     const Row &empty = rows.front();
     std::printf("load average %.2f %.2f %.2f; idle window %d min\n", load[0], load[1], load[2], idleMinutes);
-    std::printf("%5s %8s %9s %9s %9s %9s %9s %9s %9s %9s %10s %9s %9s\n", "years", "file MB", "steady ms", "forced ms",
-                "start ms", "save ms", "RSS save", "status ms", "summ. ms", "export ms", "exp. peak", "idle cpu",
-                "idle RSS");
+    std::printf("%5s %8s %9s %9s %9s %10s %9s %9s %9s %9s %9s %9s %10s %9s %9s\n", "years", "file MB", "steady ms",
+                "forced ms", "start ms", "start wall", "RSS load", "save ms", "RSS save", "status ms", "summ. ms",
+                "export ms", "exp. peak", "idle cpu", "idle RSS");
     for (const Row &row : rows) {
-        std::printf("%5d %8.1f %9.3f %9.2f %9.1f %9.1f %9.1f %9.1f %9.1f %9.1f %10.1f %9.3f %9.1f\n", row.years,
-                    row.fileMB, row.steadyMs, row.forcedMs, row.startupMs, row.savePauseMs, row.residentAfterSaveMB,
-                    row.statusMs, row.summaryMs, row.exportMs, row.exportPeakMB, row.idleCpuPerMinute,
-                    row.idleResidentMB);
+        std::printf("%5d %8.1f %9.3f %9.2f %9.1f %10.1f %9.1f %9.1f %9.1f %9.1f %9.1f %9.1f %10.1f %9.3f %9.1f\n",
+                    row.years, row.fileMB, row.steadyMs, row.forcedMs, row.startupMs, row.startupWallMs,
+                    row.residentAfterLoadMB, row.savePauseMs, row.residentAfterSaveMB, row.statusMs, row.summaryMs,
+                    row.exportMs, row.exportPeakMB, row.idleCpuPerMinute, row.idleResidentMB);
     }
     if (!other.isEmpty()) {
         std::printf("\nthe commands of %s, in the same run\n", qPrintable(other));

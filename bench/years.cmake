@@ -10,3 +10,7 @@ if(TARGET Wendle::PlatformX11)
   target_compile_definitions(bench_years PRIVATE WENDLE_BINARY="$<TARGET_FILE:wendle>")
   add_dependencies(bench_years wendle)
 endif()
+
+# Where a long record's start-up time and its tree's memory go, phase by phase and kind by kind.
+add_executable(bench_load_census ${CMAKE_CURRENT_LIST_DIR}/VXLoadCensus.cpp)
+target_link_libraries(bench_load_census PRIVATE Wendle::Persistence Wendle::CompileOptions)

@@ -1,5 +1,6 @@
-// libFuzzer target: the binary property-list reader, and the round trips of what it accepts; and
-// the same bytes read object by object through its view, which may never read outside them.
+// libFuzzer target: the binary property-list reader, and the round trips of what it accepts; the
+// same bytes read object by object through its view, which may never read outside them; and the
+// reader's twin of what it reads.
 
 #include "VXBinaryPropertyListReader.h"
 #include "VXFuzzRoundTrip.h"
@@ -48,6 +49,11 @@ int VXFuzzBinary(const std::uint8_t *data, std::size_t size)
             || !(whole == VXPropertyListSerialization::valueFromBinaryData(bytes)))
             VXFuzzFail("binary view differs from the reader", QString());
     }
+    // Read with its twin, the same tree, and the twin (when there is one) equal to it.
+    VXValue twin;
+    const VXValue tree = VXBinaryPropertyListReader::read(bytes, &twin);
+    if (!(tree == VXBinaryPropertyListReader::read(bytes)) || (!twin.isNull() && !(twin == tree)))
+        VXFuzzFail("the reader's twin differs from its tree", QString());
     return 0;
 }
 

@@ -325,6 +325,9 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
     QString accessed;
     const QString path = configurationPath(&accessed);
     VXDictionaryRef fromFile;
+    // The file's tree as read, made by the decoder beside it (null when it could not be): the
+    // copy below without a second pass over the tree.
+    VXDictionaryRef loadedSnapshot;
     bool damaged = false;
     bool replayed = false;
     m_loadedRecord.reset();
@@ -332,10 +335,13 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
     if (!path.isEmpty()) {
         removeInterruptedSaves(path);
         // (Not when a journal is to be replayed: the recovered record is saved anew then.)
-        if (!VXJournalHasEntries(path))
+        const bool asItStands = !VXJournalHasEntries(path);
+        if (asItStands)
             m_writer->thread.start([loaded, path] { loaded->readHeader(path); });
-        const VXRecordReading reading = VXReadRecordFile(path, VXRecordJournal::Ignored);
+        VXRecordReading reading = VXReadRecordFile(path, VXRecordJournal::Ignored,
+                                                   asItStands ? VXRecordSnapshot::Made : VXRecordSnapshot::None);
         fromFile = reading.configuration;
+        loadedSnapshot = std::move(reading.snapshot);
         if (reading.tooLarge) {
             // Not a byte of it loaded, and nothing written over it: it is whole, only too large.
             qCWarning(lcPersistence).noquote()
@@ -354,7 +360,7 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
     m_writer->drain();
     const auto fromRecordAsItStands = [&](const VXDictionaryRef &tree) {
         if (tree && tree == fromFile && !replayed && !damaged && !loaded->journalHeader.isEmpty()) {
-            loaded->tree = VXTreeSnapshot(tree, VXDictionaryRef());
+            loaded->tree = loadedSnapshot ? std::move(loadedSnapshot) : VXTreeSnapshot(tree, VXDictionaryRef());
             if (loaded->tree)
                 m_loadedRecord = loaded;
         }

@@ -32,9 +32,30 @@ qint64 VXAvailableMemory()
     return -1;
 }
 
-VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal)
+namespace {
+
+// The tree of a record's bytes, and with `snapshot` its twin when the reader can make one.
+VXDictionaryRef decodeRecord(const QByteArray &data, VXDictionaryRef *snapshot)
+{
+    if (snapshot && VXBinaryPropertyListReader::hasBinaryMagic(data)) {
+        VXValue twin;
+        const VXValue tree = VXBinaryPropertyListReader::read(data, &twin);
+        if (tree.isDictionary()) {
+            *snapshot = twin.dictionaryRef();
+            return tree.dictionaryRef();
+        }
+        if (tree.isNull())
+            return VXDictionaryRef();   // damaged: the reader said why
+    }
+    return deeplyMutableDictionaryWithData(data);
+}
+
+}   // namespace
+
+VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal, VXRecordSnapshot snapshot)
 {
     VXRecordReading reading;
+    VXDictionaryRef *twin = snapshot == VXRecordSnapshot::Made ? &reading.snapshot : nullptr;
     QFile file(path);
     reading.exists = file.exists();
     if (!reading.exists)
@@ -57,13 +78,13 @@ VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal)
     // Mapped, the file's pages are the system's cache, not a copy of this process's own.
     if (uchar *mapped = file.map(0, size)) {
         const QByteArray data = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), size);
-        reading.configuration = deeplyMutableDictionaryWithData(data);
+        reading.configuration = decodeRecord(data, twin);
         if (reading.configuration && journal == VXRecordJournal::Applied)
             VXApplyJournalToReadTree(*reading.configuration, data, path);
         file.unmap(mapped);
     } else {
         const QByteArray data = file.readAll();
-        reading.configuration = deeplyMutableDictionaryWithData(data);
+        reading.configuration = decodeRecord(data, twin);
         if (reading.configuration && journal == VXRecordJournal::Applied)
             VXApplyJournalToReadTree(*reading.configuration, data, path);
     }

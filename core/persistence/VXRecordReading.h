@@ -20,14 +20,22 @@ struct VXRecordReading {
     bool exists = false;
     bool tooLarge = false;   // refused for its size; the file is left as it is
     QString problem;   // why there is no tree, for a message (empty when the file is missing)
+    // With VXRecordSnapshot::Made: the tree's snapshot as read (VXBinaryPropertyListReader's
+    // twin), when the file is a binary record without equal keys; null otherwise.
+    VXDictionaryRef snapshot;
 };
 
 // Whether VXReadRecordFile applies the journal beside the record (the commands) or leaves it
 // (the program, which replays it itself, saves the result and starts the journal anew).
 enum class VXRecordJournal { Applied, Ignored };
 
+// Whether VXReadRecordFile makes the tree's snapshot as it decodes it (the program, which keeps
+// the record as it stands as its last save).
+enum class VXRecordSnapshot { None, Made };
+
 // The record file at `path`, decoded, with the journal beside it applied (see below) or not.
-VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal = VXRecordJournal::Applied);
+VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal = VXRecordJournal::Applied,
+                                 VXRecordSnapshot snapshot = VXRecordSnapshot::None);
 
 // Applies the journal beside the record file at `recordPath` to `tree`, the tree decoded from
 // `record` (that file's bytes, which the journal is tied to), read-only: neither file is

@@ -35,15 +35,20 @@ public:
     {
     }
 
-    // Reads the whole tree.
-    VXValue read()
+    // Reads the whole tree and, with `twin`, its twin (see VXBinaryPropertyListReader::read).
+    VXValue read(VXValue *twin = nullptr)
     {
+        if (twin)
+            *twin = VXValue();
         if (!open())
             return VXValue();
+        m_makeTwins = twin != nullptr;
         m_state.resize(m_objectCount);   // kUnread
         VXValue root = object(m_topObject, 0);
         if (m_failed)
             return VXValue();
+        if (twin && m_makeTwins)
+            *twin = twinOf(m_topObject, root);
         return root;
     }
 
@@ -337,7 +342,11 @@ private:
                 return fail("a UID is malformed");
             VXDictionaryRef uid = VXMakeDictionary();
             uid->insert(QStringLiteral("CF$UID"), VXValue::unsignedInteger(bigEndian(m_bytes + position, width)));
-            return cacheLeaf(index, VXValue(uid));
+            VXValue twin;
+            if (m_makeTwins)
+                twin = VXValue(uid->copyWith([](const QString &key) { return ownedText(key); },
+                                             [](const VXDictionary::Entry &entry) { return entry.value; }));
+            return cacheLeaf(index, VXValue(uid), std::move(twin));
         }
         case 0xA:
         case 0xB:
@@ -426,17 +435,42 @@ private:
         return true;
     }
 
-    VXValue cacheLeaf(std::uint64_t index, VXValue value)
+    VXValue cacheLeaf(std::uint64_t index, VXValue value, VXValue twin = VXValue())
     {
         if (m_failed)
             return VXValue();
         // Single objects read from a view are not shared with anything read later.
         if (!m_view) {
+            if (m_makeTwins) {
+                // A text that another thread could change in place (one without storage of its
+                // own asks for some when its terminated form is wanted) is copied for the twin.
+                if (value.isString() && !VXArray::isShareableElement(value))
+                    twin = VXValue(ownedText(value.stringRef()));
+                m_twinCache.push_back(std::move(twin));
+            }
             m_cache.push_back(value);
             m_expanded.push_back(1);
             setState(index, static_cast<std::uint32_t>(m_cache.size() + 1));
         }
         return value;
+    }
+
+    static QString ownedText(const QString &text)
+    {
+        QString copy;
+        copy.reserve(std::max<qsizetype>(text.size(), 1));
+        copy.append(text);
+        return copy;
+    }
+
+    // The twin of the object at `index`, read as `value`: its own copy for a container or a text
+    // that needs one, the value itself otherwise.
+    const VXValue &twinOf(std::uint64_t index, const VXValue &value) const
+    {
+        if (!value.isContainer() && !value.isString())
+            return value;
+        const VXValue &twin = m_twinCache[stateOf(index) - 2];
+        return twin.isNull() ? value : twin;
     }
 
     // How many objects the object read last at `index` expands to: its cached count, else 1.
@@ -508,12 +542,17 @@ private:
 
         setState(index, kReading);
         VXValue result;
+        VXValue twin;
         std::uint64_t expanded = 1;
         const char *const expansion = "its shared objects expand to far more than its size";
+        // The twins of the children that have one of their own (texts and containers), in order.
+        const std::size_t mark = m_twinStack.size();
         if (!isDictionary) {
             VXArrayRef array = VXMakeArray();
             std::vector<VXValue> &items = array->items();
             items.reserve(length);
+            // Numbers, dates and texts of their own storage may be shared with a copy.
+            bool shareable = true;
             for (std::uint64_t i = 0; i < length; ++i) {
                 const std::uint64_t child = reference(at + i * m_refWidth);
                 if (number(child, items)) {
@@ -525,15 +564,24 @@ private:
                     return VXValue();
                 if (!expand(expanded, expandedSize(child)))
                     return fail(expansion);
+                shareable = shareable && VXArray::isShareableElement(item);
+                if (m_makeTwins && (item.isString() || item.isContainer()))
+                    m_twinStack.push_back(twinOf(child, item));
                 items.push_back(std::move(item));
             }
+            // An event log is looked at by every copy that would share it: told here, none does.
+            if (shareable)
+                array->markElementsShareable();
+            if (m_makeTwins)
+                twin = twinOfArray(*array, shareable, mark);
             result = VXValue(std::move(array));
         } else {
             VXDictionaryRef dictionary = VXMakeDictionary();
             dictionary->reserve(length);
             const std::uint8_t *values = at + length * m_refWidth;
             for (std::uint64_t i = 0; i < length; ++i) {
-                const VXValue key = object(reference(at + i * m_refWidth), depth + 1);
+                const std::uint64_t keyIndex = reference(at + i * m_refWidth);
+                const VXValue key = object(keyIndex, depth + 1);
                 if (m_failed)
                     return VXValue();
                 if (!key.isString())
@@ -546,14 +594,59 @@ private:
                     return VXValue();
                 if (!expand(expanded, 1 + expandedSize(child)))
                     return fail(expansion);
+                if (m_makeTwins) {
+                    m_twinStack.push_back(twinOf(keyIndex, key));
+                    m_twinStack.push_back(twinOf(child, item));
+                }
                 dictionary->insertNew(key.stringRef(), std::move(item));
             }
+            if (m_makeTwins)
+                twin = twinOfDictionary(*dictionary, mark);
             result = VXValue(std::move(dictionary));
         }
+        if (m_makeTwins)
+            m_twinCache.push_back(std::move(twin));
         m_cache.push_back(result);
         m_expanded.push_back(expanded);
         setState(index, static_cast<std::uint32_t>(m_cache.size() + 1));
         return result;
+    }
+
+    // The twin of an array just read, from the twins its children left on the stack from `mark`:
+    // one over the same elements when they may all be shared, a copy of them otherwise.
+    VXValue twinOfArray(const VXArray &array, bool shareable, std::size_t mark)
+    {
+        VXArrayRef copy;
+        if (shareable) {
+            copy = array.copySharingElements();
+        } else {
+            copy = VXMakeArray();
+            copy->reserve(array.size());
+            std::size_t next = mark;
+            for (const VXValue &item : array)
+                copy->append(item.isString() || item.isContainer() ? std::move(m_twinStack[next++]) : item);
+        }
+        m_twinStack.resize(mark);
+        return VXValue(std::move(copy));
+    }
+
+    // The twin of a dictionary just read, from its keys' and values' twins on the stack from
+    // `mark`. Equal keys (the last one's value kept) leave the entries and the stack apart: the
+    // reading then makes no twin at all, and the caller copies the tree instead.
+    VXValue twinOfDictionary(const VXDictionary &dictionary, std::size_t mark)
+    {
+        VXValue twin;
+        if (m_twinStack.size() - mark != dictionary.size() * 2) {
+            m_makeTwins = false;
+        } else {
+            std::size_t next = mark;
+            // copyWith asks for each entry's key, then its value, in the entries' order.
+            twin = VXValue(
+                dictionary.copyWith([&](const QString &) { return m_twinStack[next++].stringRef(); },
+                                    [&](const VXDictionary::Entry &) { return std::move(m_twinStack[next++]); }));
+        }
+        m_twinStack.resize(mark);
+        return twin;
     }
 
     // Per object state: a table for the whole file when reading it all; for a view, which reads
@@ -587,6 +680,11 @@ private:
     VXMappedTable<std::uint32_t> m_state;
     std::vector<VXValue> m_cache;
     std::vector<std::uint64_t> m_expanded;
+    // With twins: each cached object's twin (null for one that is its own twin), and the
+    // children's twins of the containers being read.
+    bool m_makeTwins = false;
+    std::vector<VXValue> m_twinCache;
+    std::vector<VXValue> m_twinStack;
     std::uint64_t m_budget = 0;
     std::uint64_t m_expansionLimit = 0;
     bool m_failed = false;
@@ -602,6 +700,11 @@ bool VXBinaryPropertyListReader::hasBinaryMagic(const QByteArray &data)
 VXValue VXBinaryPropertyListReader::read(const QByteArray &data)
 {
     return Reader(data).read();
+}
+
+VXValue VXBinaryPropertyListReader::read(const QByteArray &data, VXValue *twin)
+{
+    return Reader(data).read(twin);
 }
 
 struct VXBinaryPropertyListView::Impl : Reader {

@@ -325,23 +325,11 @@ struct VXArray::Buffer {
     std::atomic<std::uint8_t> state {Shareable};
     std::vector<VXValue> items;
 
-    static bool shareable(const VXValue &value) noexcept
-    {
-        switch (value.type()) {
-        case VXValue::Type::Null:
-        case VXValue::Type::Data:   // rare in arrays; not worth telling static bytes apart
-        case VXValue::Type::Array:
-        case VXValue::Type::Dictionary: return false;
-        case VXValue::Type::String: return value.stringRef().data_ptr().isMutable();
-        default: return true;
-        }
-    }
-
     bool isShareable() noexcept
     {
         std::uint8_t known = state.load(std::memory_order_relaxed);
         if (known == Unknown) {
-            known = std::all_of(items.begin(), items.end(), shareable) ? Shareable : NotShareable;
+            known = std::all_of(items.begin(), items.end(), VXArray::isShareableElement) ? Shareable : NotShareable;
             state.store(known, std::memory_order_relaxed);
         }
         return known == Shareable;
@@ -350,7 +338,7 @@ struct VXArray::Buffer {
     // After an element was added.
     void noteAdded(const VXValue &value) noexcept
     {
-        if (state.load(std::memory_order_relaxed) == Shareable && !shareable(value))
+        if (state.load(std::memory_order_relaxed) == Shareable && !VXArray::isShareableElement(value))
             state.store(NotShareable, std::memory_order_relaxed);
     }
     // After elements were removed: an unshareable one may have gone.
@@ -464,6 +452,26 @@ void VXArray::reserve(std::size_t count)
 {
     if (count > size())
         ownBuffer(count - size()).items.reserve(count);
+}
+
+bool VXArray::isShareableElement(const VXValue &value) noexcept
+{
+    switch (value.type()) {
+    case VXValue::Type::Null:
+    case VXValue::Type::Data:   // rare in arrays; not worth telling static bytes apart
+    case VXValue::Type::Array:
+    case VXValue::Type::Dictionary: return false;
+    case VXValue::Type::String: return value.stringRef().data_ptr().isMutable();
+    default: return true;
+    }
+}
+
+void VXArray::markElementsShareable() noexcept
+{
+    if (m_buffer) {
+        Q_ASSERT(std::all_of(m_buffer->items.begin(), m_buffer->items.end(), isShareableElement));
+        m_buffer->state.store(Buffer::Shareable, std::memory_order_relaxed);
+    }
 }
 
 VXArrayRef VXArray::copySharingElements() const

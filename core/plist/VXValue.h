@@ -284,6 +284,13 @@ public:
     // Whether the two arrays hold their elements in the same buffer (a copy that neither
     // changed since).
     bool sharesElementsWith(const VXArray &other) const noexcept { return m_buffer && m_buffer == other.m_buffer; }
+    // Whether an element may be shared with a copy: a number, a date, or a text of its own storage
+    // (not one over static data, which a reader on another thread would change in place when it
+    // asks for its terminated form); not a container, data or null.
+    static bool isShareableElement(const VXValue &value) noexcept;
+    // For a reader that filled items() with elements that are all shareable, and knows it: tells
+    // the buffer so, so that copySharingElements() need not look at every element again.
+    void markElementsShareable() noexcept;
 
 private:
     struct Buffer;

@@ -1,5 +1,6 @@
 #include "VXBinaryPropertyListReader.h"
 #include "VXBinaryPropertyListWriter.h"
+#include "VXPlistCodecTestSupport.h"
 #include "VXPropertyListSerialization.h"
 #include "VXTestProcess.h"
 #include "VXTestSupport.h"
@@ -103,45 +104,6 @@ Cases peerCases()
         nested = array({nested});
     cases[s("nested")] = nested;
     return cases;
-}
-
-// Assembles a binary property list from encoded objects, with chosen widths, so that forms
-// Wendle never writes itself (other widths, float32, UTF-8 strings, sets, UIDs) can be read.
-QByteArray assemble(const std::vector<QByteArray> &objects, int offsetWidth, int refWidth, std::uint64_t top = 0)
-{
-    QByteArray out("bplist00");
-    std::vector<std::uint64_t> offsets;
-    for (const QByteArray &object : objects) {
-        offsets.push_back(static_cast<std::uint64_t>(out.size()));
-        out += object;
-    }
-    const auto tableOffset = static_cast<std::uint64_t>(out.size());
-    auto bigEndian = [&out](std::uint64_t v, int width) {
-        for (int i = width - 1; i >= 0; --i)
-            out.append(static_cast<char>((v >> (8 * i)) & 0xFF));
-    };
-    for (std::uint64_t offset : offsets)
-        bigEndian(offset, offsetWidth);
-    out.append(QByteArray(6, '\0'));
-    out.append(static_cast<char>(offsetWidth));
-    out.append(static_cast<char>(refWidth));
-    bigEndian(objects.size(), 8);
-    bigEndian(top, 8);
-    bigEndian(tableOffset, 8);
-    return out;
-}
-
-QByteArray ref(std::uint64_t index, int width)
-{
-    QByteArray out;
-    for (int i = width - 1; i >= 0; --i)
-        out.append(static_cast<char>((index >> (8 * i)) & 0xFF));
-    return out;
-}
-
-QByteArray hex(const char *digits)
-{
-    return QByteArray::fromHex(digits);
 }
 
 class PeerFiles : public ::testing::Test
