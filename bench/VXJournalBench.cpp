@@ -417,7 +417,6 @@ void savePause(int years)
     }
 }
 
-
 // The saves that follow a change of the tree as a whole, on an N-year record through the real
 // controller on the busy desktop: the main thread's part of the first save (the journal's flush,
 // which saves whole) after a timer reset of one window of the heaviest application, an undo, a
@@ -501,8 +500,8 @@ void firstSaves(int scale)
                 "reset %.1f, an undo %.1f, a redo %.1f, a pool timers reset %.1f; half-hourly after a sort change "
                 "%.1f; a day of half-hourly saves best %.1f worst %.1f; an import's own save %.1f, the first "
                 "save after it %.1f\n",
-                scale, reference, afterItemReset, afterUndo, afterRedo, afterPoolReset, afterSort, best, worst,
-                import, afterImport);
+                scale, reference, afterItemReset, afterUndo, afterRedo, afterPoolReset, afterSort, best, worst, import,
+                afterImport);
     std::printf("  the actions themselves (ms): a window's timer reset %.1f, the undo %.1f, the redo %.1f, the pool "
                 "timers reset %.1f\n",
                 itemReset, undo, redo, poolReset);

@@ -162,6 +162,10 @@ public:
 
     // The sampler changed the tree: the next periodic save has something to write.
     void noteChange() { m_changed = true; }
+    // The tree was just replaced with a mutable copy of `snapshot` (VXMutableCopyOfSnapshot: an
+    // undo state restored): the next save takes it as the last snapshot and, told by the journal
+    // what moved since, shares the rest with it.
+    void noteTreeRestored(const VXDictionaryRef &snapshot);
     // Appends a framed journal entry (VXJournalFile::frame) after the last full save, on the
     // writer thread, flushed to the disk. An entry that cannot be written is kept and tried
     // again with the next one; the failure is logged once. False when the journal cannot take

@@ -1663,13 +1663,27 @@ void VXJournal::noteTick(const VXTickWindows *windows)
 void VXJournal::noteTreeReplaced()
 {
     m_saveWhole = true;
+    m_marksHold = false;
     noteTick();
+}
+
+void VXJournal::noteTreeRestored(const VXDictionaryRef &snapshot)
+{
+    const VXDictionaryRef live = m_configuration();
+    if (!live || !snapshot)
+        return;
+    // As after a load: every application is marked while it equals the snapshot's.
+    m_encoder->reset(snapshot, *live);
+    m_saveWhole = true;
+    m_marksHold = !m_encoder->broken;
+    m_marksCurrent = false;
 }
 
 void VXJournal::rebase(const VXDictionaryRef &snapshot, bool changeFollows)
 {
     const VXDictionaryRef live = m_configuration();
     m_saveWhole = changeFollows || !snapshot || !live;
+    m_marksHold = !m_saveWhole;
     const bool marksCurrent = std::exchange(m_marksCurrent, false);
     if (live && snapshot && marksCurrent && !m_saveWhole)
         m_encoder->carryOver(snapshot, *live);
@@ -1681,18 +1695,24 @@ void VXJournal::rebase(const VXDictionaryRef &snapshot, bool changeFollows)
         noteTick();
 }
 
+VXDictionaryRef VXJournal::continuedSnapshot(const VXDictionaryRef &lastSaved) const
+{
+    return m_marksHold && m_saveWhole && m_encoder->base ? m_encoder->base : lastSaved;
+}
+
 VXSettledParts VXJournal::settledSince(const VXDictionaryRef &previous)
 {
     const VXDictionaryRef live = m_configuration();
-    if (m_saveWhole || !live || !previous || m_encoder->base != previous)
+    if (!m_marksHold || !live || !previous || m_encoder->base != previous)
         return {};
     const std::optional<QByteArray> payload = m_encoder->entry(*live, true);
     if (!payload)
         return {};
     ++m_encoder->round;
-    // Written before the save, so that the journal stays whole if the save fails.
     m_scheduler.cancel(this, kFlushOperation);
-    if (!payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload)))
+    // Written before the save, so that the journal stays whole if the save fails; after a
+    // restore the journal on disk continues another record, and the save writes this one whole.
+    if (!m_saveWhole && !payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload)))
         m_saveWhole = true;
     m_marksCurrent = true;
     Encoder *encoder = m_encoder.get();

@@ -133,6 +133,11 @@ public:
     // The tree was replaced or rebuilt outside the sampler (undo, redo, a user's change, a
     // blacklist edit): the next flush saves it whole.
     void noteTreeReplaced();
+    // The tree just replaced (noteTreeReplaced) is a mutable copy of `snapshot`
+    // (VXMutableCopyOfSnapshot of an undo state), unchanged since: the next flush still saves it
+    // whole, but that save shares with `snapshot` what did not move since, as a half-hourly save
+    // shares with the last one.
+    void noteTreeRestored(const VXDictionaryRef &snapshot);
     // A full save took `snapshot` of the live tree (an immutable copy, the record as written).
     // `changeFollows`: the save comes before a user's change, so the tree is saved whole again
     // at the next flush.
@@ -144,11 +149,15 @@ public:
     // Before a full save that takes a snapshot of the tree with `previous` the last one taken:
     // appends what changed since the last flush, then answers which items did not move since
     // `previous`, and which windows of the applications that did, for the snapshot to share
-    // the rest unseen. Nothing when the journal cannot tell
-    // (the tree was replaced, or `previous` is not the save the journal continues): the snapshot
-    // then compares the tree whole. The answer holds until the tree changes or the journal
-    // flushes or rebases again.
+    // the rest unseen (after a restore, `previous` is the state restored and nothing is
+    // appended: the save writes the tree whole). Nothing when the journal cannot tell (the tree
+    // was replaced or changed by the user, or `previous` is not the snapshot the journal
+    // continues): the snapshot then compares the tree whole. The answer holds until the tree
+    // changes or the journal flushes or rebases again.
     VXSettledParts settledSince(const VXDictionaryRef &previous);
+    // The snapshot the next save takes as the last one: `lastSaved`, or the state the tree was
+    // restored from since (noteTreeRestored).
+    VXDictionaryRef continuedSnapshot(const VXDictionaryRef &lastSaved) const;
     // The entry the next flush would write (empty when nothing changed), without writing it;
     // nothing when the tree must be saved whole instead.
     std::optional<QByteArray> entry();
@@ -166,6 +175,9 @@ private:
     VXConfigurationStore &m_store;
     std::function<VXDictionaryRef()> m_configuration;
     bool m_saveWhole = true;
+    // The marks describe the live tree against the encoder's base (the last save, or a snapshot
+    // restored), every change since followed: a save may share what they call settled.
+    bool m_marksHold = false;
     // The marks describe the live tree as it is now (settledSince ran, no tick since): a full
     // save of it keeps them.
     bool m_marksCurrent = false;

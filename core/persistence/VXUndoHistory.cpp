@@ -100,6 +100,8 @@ bool VXUndoHistory::restore(std::vector<VXDictionaryRef> &from, std::vector<VXDi
     if (!state)
         return false;
     m_setConfiguration(VXMutableCopyOfSnapshot(state));
+    // The next save shares with the state what did not change, instead of comparing the tree.
+    m_store.noteTreeRestored(state);
     if (current)
         to.push_back(std::move(current));
     return true;

@@ -421,6 +421,18 @@ VXDictionaryRef unfileWindow(VXDictionary &application, const QString &title)
     return window;
 }
 
+// A change saved (the save before it, then a half-hourly one): the timers of the editor's
+// window `title` reset by hand.
+void resetWindowAndSave(TrackedDesktop &day, const QString &title)
+{
+    VXDictionary *application = applicationIn(day.controller.configuration(), kApplications[0].id);
+    day.controller.resets().resetTimerViaMenuItem(
+        application->value(VXWindowsByNameKey).dictionary()->value(title).dictionaryRef());
+    day.time.advanceTo(day.at += 2);
+    day.controller.store().save(nullptr);
+    day.controller.store().waitForPendingWrites();
+}
+
 }   // namespace
 
 // The window table of an application that moved, taken from the last save's with only what
@@ -489,6 +501,23 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
              day.controller.updateLists(&day);
          },
          Answer::Table},
+        // The tree a copy of an undo state, which the save takes as its last snapshot.
+        {"an undo after the change was saved",
+         [](TrackedDesktop &day, std::uint64_t) {
+             resetWindowAndSave(day, u"Notes.txt"_s);
+             day.controller.undo(&day);
+         },
+         Answer::Table},
+        {"a redo after the undo was saved",
+         [](TrackedDesktop &day, std::uint64_t) {
+             resetWindowAndSave(day, u"Notes.txt"_s);
+             day.controller.undo(&day);
+             day.time.advanceTo(day.at += 2);
+             day.controller.store().save(nullptr);
+             day.controller.store().waitForPendingWrites();
+             day.controller.redo(&day);
+         },
+         Answer::Table},
         {"application timers reset",
          [](TrackedDesktop &day, std::uint64_t) {
              day.ui.alertAnswers.push_back(0);
@@ -521,7 +550,7 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
 
         row.change(day, front);
         day.time.advanceTo(day.at += 2);
-        const VXDictionaryRef previous = store.lastSnapshot();
+        const VXDictionaryRef previous = day.controller.journal().continuedSnapshot(store.lastSnapshot());
         const VXSettledParts settled = day.controller.journal().settledSince(previous);
         if (row.answer != Answer::Either) {
             EXPECT_TRUE(settled);
@@ -552,6 +581,19 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
             ASSERT_TRUE(whole);
             EXPECT_EQ(propertyListData(VXValue(store.lastSnapshot())), whole);
             EXPECT_EQ(readFile(day.dataHome.configurationFile()), *whole);
+            // The journal that goes on after it continues this record.
+            day.time.advanceTo(day.at += 2);
+            day.controller.journal().flush();
+            store.waitForPendingWrites();
+            const QByteArray record = readFile(day.dataHome.configurationFile());
+            const VXJournalFile::Contents journal
+                = VXJournalFile::read(readFile(day.dataHome.configurationFolder() + u"/Default.journal"_s), record);
+            ASSERT_EQ(journal.status, VXJournalFile::Contents::Status::Matches);
+            const VXDictionaryRef replayed = deeplyMutableDictionaryWithData(record);
+            VXJournalReplay replay(*replayed);
+            for (const QByteArray &entry : journal.entries)
+                ASSERT_TRUE(replay.apply(entry));
+            EXPECT_EQ(VXValue(replayed), VXValue(live)) << firstDifference(VXValue(replayed), VXValue(live));
         }
     }
 }
