@@ -155,6 +155,10 @@ public:
     // A snapshot of the tree as it is now, written as above without touching the periodic
     // save's time (the journal's whole saves).
     void writeWhole();
+    // A snapshot of the tree as it is now (null when there is none, or it holds an empty value),
+    // sharing with the last one what did not change: told by the journal what moved since, it
+    // costs what changed, not the whole tree. For the saves and the undo states.
+    VXDictionaryRef snapshotOfTree();
     // Returns once the writer thread has written (or failed to write) what it was given.
     void waitForPendingWrites();
     // The snapshot of the last full save handed to the writer (null before the first).

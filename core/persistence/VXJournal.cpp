@@ -1655,6 +1655,7 @@ void VXJournal::noteTick(const VXTickWindows *windows)
 {
     m_encoder->noteTickWindows(windows);
     m_marksCurrent = false;
+    m_changeFollows = false;
     m_store.noteChange();
     if (!m_scheduler.isPending(this, kFlushOperation))
         m_scheduler.performAfterDelay(this, kFlushOperation, kFlushInterval, [this] { flush(); });
@@ -1679,6 +1680,15 @@ void VXJournal::noteTreeRestored(const VXDictionaryRef &snapshot)
     m_marksCurrent = false;
 }
 
+void VXJournal::noteChangeConfinedTo(const VXTickWindows &windows)
+{
+    if (!std::exchange(m_changeFollows, false) || !m_encoder->base)
+        return;
+    // The marks were made at the save, while the tree was as saved (see rebase).
+    m_encoder->noteTickWindows(&windows);
+    m_marksHold = !m_encoder->broken;
+}
+
 void VXJournal::rebase(const VXDictionaryRef &snapshot, bool changeFollows)
 {
     const VXDictionaryRef live = m_configuration();
@@ -1691,8 +1701,10 @@ void VXJournal::rebase(const VXDictionaryRef &snapshot, bool changeFollows)
         m_encoder->reset(snapshot, *live);
     else
         m_encoder->base = VXDictionaryRef();
-    if (changeFollows)
+    if (changeFollows) {
         noteTick();
+        m_changeFollows = live && snapshot;
+    }
 }
 
 VXDictionaryRef VXJournal::continuedSnapshot(const VXDictionaryRef &lastSaved) const

@@ -138,6 +138,12 @@ public:
     // whole, but that save shares with `snapshot` what did not move since, as a half-hourly save
     // shares with the last one.
     void noteTreeRestored(const VXDictionaryRef &snapshot);
+    // The user's change that follows the last save (rebase with `changeFollows`) touched no
+    // window but `windows`, and other items only where their change counts see it (a pool item's
+    // timers, the root's values): the marks made at that save still hold, and the next save,
+    // which writes the tree whole, shares what they call settled. Ignored once a tick or anything
+    // else came between.
+    void noteChangeConfinedTo(const VXTickWindows &windows);
     // A full save took `snapshot` of the live tree (an immutable copy, the record as written).
     // `changeFollows`: the save comes before a user's change, so the tree is saved whole again
     // at the next flush.
@@ -178,6 +184,8 @@ private:
     // The marks describe the live tree against the encoder's base (the last save, or a snapshot
     // restored), every change since followed: a save may share what they call settled.
     bool m_marksHold = false;
+    // Between a save before a user's change and the change (see noteChangeConfinedTo).
+    bool m_changeFollows = false;
     // The marks describe the live tree as it is now (settledSince ran, no tick since): a full
     // save of it keeps them.
     bool m_marksCurrent = false;

@@ -317,7 +317,9 @@ TEST(IncrementalSnapshots, SavesAfterEveryKindOfChangeWriteTheWholeTreesFile)
             // The half-hourly save, as its timer runs it (asked first whether the journal can
             // tell it what moved, which it asks again, then with nothing new to write).
             const VXDictionaryRef previous = store.lastSnapshot();
-            told += previous && day.controller.journal().settledSince(previous) != nullptr;
+            told += previous
+                && day.controller.journal().settledSince(day.controller.journal().continuedSnapshot(previous))
+                    != nullptr;
             store.save(nullptr);
             store.waitForPendingWrites();
             const VXDictionaryRef live = day.controller.configuration();
@@ -516,6 +518,22 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
              day.controller.store().save(nullptr);
              day.controller.store().waitForPendingWrites();
              day.controller.redo(&day);
+         },
+         Answer::Table},
+        // The save before the change marked the tree; the reset says which windows it touched
+        // (here one of a dormant application, which no tick walks).
+        {"a window's timers reset",
+         [](TrackedDesktop &day, std::uint64_t) {
+             VXDictionary *application = applicationIn(day.controller.configuration(), kFormerApplications[0].id);
+             day.controller.resets().resetTimerViaMenuItem(
+                 application->value(VXWindowsByNameKey).dictionary()->value(u"Viewer window"_s).dictionaryRef());
+         },
+         Answer::Table},
+        {"pool timers reset",
+         [](TrackedDesktop &day, std::uint64_t) {
+             day.ui.alertAnswers.push_back(0);
+             day.controller.resets().resetPoolTimers();
+             day.ui.alertAnswers.clear();
          },
          Answer::Table},
         {"application timers reset",
