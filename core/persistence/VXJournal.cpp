@@ -909,6 +909,17 @@ struct VXJournal::Encoder {
         return mark;
     }
 
+    // The pools changed in ways the marks cannot follow (a user's change): marked anew with no
+    // saved counterpart, so that a save compares them whole (they are few).
+    void remarkPools(const VXDictionary &live)
+    {
+        std::erase_if(marks, [](const auto &entry) { return entry.second.depth != 0; });
+        poolItems.clear();
+        lists.clear();
+        listIndexes.clear();
+        addList(live.value(VXPoolsKey), VXValue(), nullptr, 0, {});
+    }
+
     // `baseValue`: the same list in the last full save (the tree as it was then).
     void addList(const VXValue &value, const VXValue &baseValue, const VXDictionary *owner, std::uint8_t depth,
                  std::array<std::uint32_t, 3> path)
@@ -1685,7 +1696,11 @@ void VXJournal::noteChangeConfinedTo(const VXTickWindows &windows)
     if (!std::exchange(m_changeFollows, false) || !m_encoder->base)
         return;
     // The marks were made at the save, while the tree was as saved (see rebase).
+    const VXDictionaryRef live = m_configuration();
+    if (!live)
+        return;
     m_encoder->noteTickWindows(&windows);
+    m_encoder->remarkPools(*live);
     m_marksHold = !m_encoder->broken;
 }
 

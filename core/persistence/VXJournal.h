@@ -139,10 +139,10 @@ public:
     // shares with the last one.
     void noteTreeRestored(const VXDictionaryRef &snapshot);
     // The user's change that follows the last save (rebase with `changeFollows`) touched no
-    // window but `windows`, and other items only where their change counts see it (a pool item's
-    // timers, the root's values): the marks made at that save still hold, and the next save,
-    // which writes the tree whole, shares what they call settled. Ignored once a tick or anything
-    // else came between.
+    // window but `windows`, the applications only where their change counts see it, and the
+    // pools in any way: the marks made at that save still hold but for the pools (compared
+    // whole), and the next save, which writes the tree whole, shares what they call settled.
+    // Ignored once a tick or anything else came between.
     void noteChangeConfinedTo(const VXTickWindows &windows);
     // A full save took `snapshot` of the live tree (an immutable copy, the record as written).
     // `changeFollows`: the save comes before a user's change, so the tree is saved whole again

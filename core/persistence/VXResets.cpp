@@ -30,8 +30,7 @@ QString tr(const char *text)
 }
 
 // The windows a reset of `item`'s timers touches: the item when it is a window, all of an
-// application's, none of a pool item's (a pool item's own change counts see its reset). Nothing
-// when the item is in neither list.
+// application's, none of a pool item's. Nothing when the item is in neither list.
 std::optional<VXTickWindows> windowsResetWith(const VXDictionary &tree, const VXDictionary &item)
 {
     VXTickWindows touched;
@@ -132,7 +131,7 @@ void VXResets::resetApplicationTimers(bool resetApplications, bool resetPools, b
     }
     configuration->remove(VXFirstPoolTimestampKey);
     configuration->remove(VXOverallPoolTimeKey);
-    // The applications were left alone: the pool items' change counts see the rest.
+    // The applications were left alone.
     if (afterPushingUndoState && !applicationsChanged)
         m_delegate.noteChangeConfinedTo(VXTickWindows());
     m_delegate.ignoreTimeSinceLastUpdate();
@@ -195,6 +194,7 @@ void VXResets::clearPools()
     pools->clear();
     configuration->remove(VXFirstPoolTimestampKey);
     configuration->remove(VXOverallPoolTimeKey);
+    m_delegate.noteChangeConfinedTo(VXTickWindows());
     m_delegate.updateListsAfterChange();
 }
 

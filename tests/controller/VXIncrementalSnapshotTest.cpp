@@ -529,10 +529,20 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
                  application->value(VXWindowsByNameKey).dictionary()->value(u"Viewer window"_s).dictionaryRef());
          },
          Answer::Table},
+        // (The mail program in front: no pool gains time after the reset.)
         {"pool timers reset",
          [](TrackedDesktop &day, std::uint64_t) {
+             day.desktop.activate(kApplications[1].pid);
+             day.time.advanceTo(day.at += 1);
              day.ui.alertAnswers.push_back(0);
              day.controller.resets().resetPoolTimers();
+             day.ui.alertAnswers.clear();
+         },
+         Answer::Table},
+        {"pools cleared",
+         [](TrackedDesktop &day, std::uint64_t) {
+             day.ui.alertAnswers.push_back(0);
+             day.controller.resets().clearPools();
              day.ui.alertAnswers.clear();
          },
          Answer::Table},
