@@ -976,21 +976,89 @@ struct VXJournal::Encoder {
     const VXDictionary *settled(const VXDictionary &live)
     {
         auto found = marks.find(&live);
-        if (found == marks.end() || found->second.moved || !found->second.base || !found->second.tiedTo(live))
+        if (found == marks.end() || !found->second.base)
             return nullptr;
         Mark &mark = found->second;
+        const bool application = !mark.depth && !mark.application;
+        if (application)
+            verifyWindows(mark, live);
+        if (mark.moved || !mark.tiedTo(live))
+            return nullptr;
         if (!inVerifiedSlice(mark))
             return mark.base.get();
-        // Compared here rather than copied: an equal item is shared all the same.
-        if (VXValue(mark.base) == VXValue(VXDictionaryRef(const_cast<VXDictionary *>(&live))))
+        // Compared here rather than copied: an equal item is shared all the same. (An
+        // application's windows are compared a slice at each save, above.)
+        if (sameValues(live, *mark.base, application))
             return mark.base.get();
+        missedChange(mark);
+        return nullptr;
+    }
+
+    // The save copies the item: from then on it is the saved item.
+    void missedChange(Mark &mark)
+    {
         ++missed;
-        // The save copies it: from then on it is the saved item.
         move(mark);
         qCWarning(lcPersistence).noquote()
             << QStringLiteral("the journal missed a change of <%1> since the last save; the save copies it whole")
                    .arg(mark.depth ? QStringLiteral("a pool item") : mark.key);
-        return nullptr;
+    }
+
+    // Whether an item holds the same values as a saved one (an application's window table and
+    // list left out with `besidesWindows`). A log that shares its elements with the saved one is
+    // the same without a look inside.
+    static bool sameValues(const VXDictionary &live, const VXDictionary &saved, bool besidesWindows = false)
+    {
+        if (live.size() != saved.size())
+            return false;
+        for (std::size_t i = 0; i < live.size(); ++i) {
+            const VXDictionary::Entry &entry = live.entries()[i];
+            const VXValue &before
+                = saved.entries()[i].key == entry.key ? saved.entries()[i].value : saved.value(entry.key);
+            if (besidesWindows && (entry.key == VXWindowsByNameKey || entry.key == VXChildrenKey)) {
+                if (entry.value.type() != before.type())
+                    return false;
+                continue;
+            }
+            const VXArray *log = entry.value.array();
+            const VXArray *savedLog = before.array();
+            if (log && savedLog && log->sharesElementsWith(*savedLog))
+                continue;
+            if (!entry.value.isSameObject(before) && entry.value != before)
+                return false;
+        }
+        return true;
+    }
+
+    // The slice of an application's windows each save compares with the saved ones whatever
+    // their marks say (every window within kVerifyRounds saves): one found changed gets a moved
+    // mark, so that the save copies it.
+    void verifyWindows(Mark &application, const VXDictionary &live)
+    {
+        const VXDictionary *table = live.value(VXWindowsByNameKey).dictionary();
+        const VXDictionary *saved = application.base->value(VXWindowsByNameKey).dictionary();
+        if (!table || !saved)
+            return;
+        for (std::size_t i = round % VXJournal::kVerifyRounds; i < table->size(); i += VXJournal::kVerifyRounds) {
+            const VXDictionary::Entry &entry = table->entries()[i];
+            VXDictionary *window = entry.value.dictionary();
+            const VXDictionary *before = saved->value(entry.key).dictionary();
+            if (!window || !before)
+                continue;   // new since the save: saved whole
+            auto found = marks.find(window);
+            // (A window the save copies in any case, or one marked under another application.)
+            if (found != marks.end()
+                && (found->second.application != &live || found->second.moved || !found->second.base
+                    || !found->second.tiedTo(*window)))
+                continue;
+            if (sameValues(*window, *before))
+                continue;
+            Mark &mark = addWindow(application, entry.key, *window);
+            mark.base = VXDictionaryRef(const_cast<VXDictionary *>(before));
+            mark.take(*before);
+            mark.tie(*window);
+            missedChange(mark);
+        }
     }
 
     // What a save may take from the last one for a live container: an item that did not move,
@@ -1025,7 +1093,7 @@ struct VXJournal::Encoder {
     WindowsAnswer windowsAnswer(const Mark &mark, const VXDictionary &application) const
     {
         WindowsAnswer answer;
-        if (!mark.asSaved || !mark.base || inVerifiedSlice(mark))
+        if (!mark.asSaved || !mark.base)
             return answer;
         const VXDictionary *table = application.value(VXWindowsByNameKey).dictionary();
         const VXArray *list = application.value(VXChildrenKey).array();

@@ -26,8 +26,9 @@
 // journal saw no change to it AND its change counts (VXDictionary::changeCount, its own and its
 // window table's) did not move since it was last known equal to the saved item, so that a flag
 // stored by a path that tells no one is still saved. Changes made in place, which no count sees,
-// are caught by the slice of items each save compares in full (every item within kVerifyRounds
-// saves) and logged. The sampler tells the journal which windows, applications and pool items
+// are caught by the slice each save compares in full (every item within kVerifyRounds saves:
+// a slice of the applications' own values and of every application's windows, so that no save
+// compares a whole heavy window table) and logged. The sampler tells the journal which windows, applications and pool items
 // each tick may have changed (VXTickWindows), so an entry between saves compares those, not
 // every item of the record; the entry a save writes first still compares every item (an
 // application's windows: those the ticks named). For an application that moved, the save takes

@@ -341,8 +341,8 @@ TEST(IncrementalSnapshots, SavesAfterEveryKindOfChangeWriteTheWholeTreesFile)
 
 // Changes to a dormant application that no one reports to the journal still reach the record:
 // one stored the usual way (the organizer's expansion flag) at the next save, by the change
-// counts; one made in place, where no count sees it, within a day's saves, by the slice each
-// save compares in full, which logs it.
+// counts; one made in place, where no count sees it (to the application itself or to one of its
+// windows), within a day's saves, by the slice each save compares in full, which logs it.
 TEST(IncrementalSnapshots, AChangeNoOneReportedReachesTheRecord)
 {
     const struct {
@@ -352,6 +352,13 @@ TEST(IncrementalSnapshots, AChangeNoOneReportedReachesTheRecord)
     } rows[] = {
         {"expansion stored", [](VXDictionary &item) { VXOrganizerOperations::storeExpandedState(item, true); }, true},
         {"name changed in place", [](VXDictionary &item) { *item.valuePointer(VXNameKey) = VXValue(u"Renamed"_s); },
+         false},
+        // One window among the application's, compared with a slice of them at each save.
+        {"a window's time changed in place",
+         [](VXDictionary &item) {
+             VXDictionary *window = item.value(VXWindowsByNameKey).dictionary()->value(u"Viewer window"_s).dictionary();
+             *window->valuePointer(VXTimeKey) = VXValue(12345.0);
+         },
          false},
     };
     for (const auto &row : rows) {
