@@ -431,6 +431,8 @@ void firstSaves(int scale)
     parameters.eventLogNumbers *= scale;
     parameters.span *= scale;
     BusyProgram program(folders, parameters);
+    // Dormant applications keep their lists of windows (the heaviest one's is re-sorted).
+    program.defaults.setBool(true, VXShowInactiveApplicationItemsKey);
     VXVirtualScheduler &time = program.time;
     VXMainController &controller = *program.controller;
     VXConfigurationStore &store = controller.store();
@@ -464,6 +466,8 @@ void firstSaves(int scale)
     const VXDictionary &windows = *heaviest->value(VXWindowsByNameKey).dictionary();
     const VXDictionaryRef window = windows.entries()[windows.size() / 2].value.dictionaryRef();
 
+    ticks(1);
+    halfHourly();   // the first after start marks every window the first ticks walked
     ticks(1);
     const double reference = halfHourly();
     // The actions themselves (the undo state taken and saved, the tree restored, the forced tick)

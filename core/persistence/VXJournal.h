@@ -17,8 +17,10 @@
 //
 // What a user changes (a reset, an undo, a pool edit, an import) is never journalled: the
 // save before the change already wrote the record, and the tree after the change is saved
-// whole at the next flush, which starts a new journal. A journal whose header names another
-// record is set aside, never applied.
+// whole at the next flush, which starts a new journal. That save still shares what did not move
+// with the undo state an undo restored (noteTreeRestored), or with the save before a reset that
+// said what it touched (noteChangeConfinedTo). A journal whose header names another record is
+// set aside, never applied.
 //
 // The journal also tells the half-hourly save which items did not move since the last one
 // (settledSince), so that the save shares them with the last snapshot unseen instead of comparing
@@ -28,8 +30,8 @@
 // stored by a path that tells no one is still saved. Changes made in place, which no count sees,
 // are caught by the slice each save compares in full (every item within kVerifyRounds saves:
 // a slice of the applications' own values and of every application's windows, so that no save
-// compares a whole heavy window table) and logged. The sampler tells the journal which windows, applications and pool items
-// each tick may have changed (VXTickWindows), so an entry between saves compares those, not
+// compares a whole heavy window table) and logged. The sampler tells the journal which windows,
+// applications and pool items each tick may have changed (VXTickWindows), so an entry between saves compares those, not
 // every item of the record; the entry a save writes first still compares every item (an
 // application's windows: those the ticks named). For an application that moved, the save takes
 // its window table and list from the last save's with only the windows that changed compared
