@@ -1653,19 +1653,21 @@ struct VXJournal::Encoder {
         return true;
     }
 
-    // `beforeSave`: a full save follows, sharing what the marks call settled.
-    std::optional<QByteArray> entry(VXDictionary &live, bool beforeSave)
+    // `beforeSave`: a full save follows, sharing what the marks call settled. `written`: the
+    // entry goes to the journal (otherwise only the marks are brought up to date, for a save that
+    // writes the tree whole: entries cannot say a change of the rules, a save can).
+    std::optional<QByteArray> entry(VXDictionary &live, bool beforeSave, bool written = true)
     {
-        std::optional<QByteArray> made = compareTree(live, beforeSave);
+        std::optional<QByteArray> made = compareTree(live, beforeSave, written);
         forgetTickWindows();
         return made;
     }
 
-    std::optional<QByteArray> compareTree(VXDictionary &live, bool beforeSave)
+    std::optional<QByteArray> compareTree(VXDictionary &live, bool beforeSave, bool written)
     {
         out.bytes.clear();
         windowsAnswers.clear();
-        if (broken || !base || !sameRules(live))
+        if (broken || !base || (written && !sameRules(live)))
             return std::nullopt;
         VXDictionary *applications = live.value(VXApplicationsKey).dictionary();
         const VXDictionary *baseApplications = base->value(VXApplicationsKey).dictionary();
@@ -1800,7 +1802,7 @@ VXSettledParts VXJournal::settledSince(const VXDictionaryRef &previous)
     const VXDictionaryRef live = m_configuration();
     if (!m_marksHold || !live || !previous || m_encoder->base != previous)
         return {};
-    const std::optional<QByteArray> payload = m_encoder->entry(*live, true);
+    const std::optional<QByteArray> payload = m_encoder->entry(*live, true, !m_saveWhole);
     if (!payload)
         return {};
     ++m_encoder->round;
