@@ -1042,7 +1042,10 @@ struct VXJournal::Encoder {
         for (std::size_t i = round % VXJournal::kVerifyRounds; i < table->size(); i += VXJournal::kVerifyRounds) {
             const VXDictionary::Entry &entry = table->entries()[i];
             VXDictionary *window = entry.value.dictionary();
-            const VXDictionary *before = saved->value(entry.key).dictionary();
+            // (A table only added to since the save holds its windows at the same places.)
+            const VXDictionary *before = i < saved->size() && saved->entries()[i].key == entry.key
+                ? saved->entries()[i].value.dictionary()
+                : saved->value(entry.key).dictionary();
             if (!window || !before)
                 continue;   // new since the save: saved whole
             auto found = marks.find(window);
