@@ -1,6 +1,6 @@
 // What the journal and the saves cost on a heavy record with a busy desktop, run by hand:
 //
-//   bench_journal [--years N] [--saves-only] [--without-start] [--saves-only]
+//   bench_journal [--years N] [--saves-only] [--without-start] [--without-first-saves]
 //
 // 1. An hour of a busy desktop in virtual time (a front switch every 10 s among six
 //    applications, a window title changing at each switch) through the real controller, on a
@@ -16,6 +16,9 @@
 //    part (the snapshot taken, the first one after start and a later one), told by the journal
 //    which items moved since the last save, against the same save comparing the whole tree in
 //    the same run; and the resident memory before the save and after the writer thread is done.
+// 5. The saves after a change of the tree as a whole (an undo, a reset, an import), after a
+//    change of the sort column, and a day of half-hourly saves, through the real controller on a
+//    one-year and an N-year record (see firstSaves).
 //
 // CPU times are thread CPU times of the main thread (clock_gettime), best of three where
 // repeated; the load average is printed first, since the machine is shared.
@@ -41,6 +44,7 @@
 
 #include <cstdio>
 #include <ctime>
+#include <functional>
 #include <malloc.h>
 #include <memory>
 #include <unistd.h>
@@ -413,6 +417,100 @@ void savePause(int years)
     }
 }
 
+// The saves that follow a change of the tree as a whole, on an N-year record through the real
+// controller on the busy desktop: the main thread's part of the first save (the journal's flush,
+// which saves whole) after a timer reset of one window of the heaviest application, an undo, a
+// redo, a reset of the pool timers and an import; of the half-hourly save after a change of the
+// sort column; and the best and worst of a day's half-hourly saves (one of them compares the
+// heaviest application value for value, the round that catches changes no one reported).
+void firstSaves(int scale)
+{
+    Folders folders;
+    VXHeavyConfigurationParameters parameters;
+    parameters.windowCount *= scale;
+    parameters.eventLogNumbers *= scale;
+    parameters.span *= scale;
+    BusyProgram program(folders, parameters);
+    // Dormant applications keep their lists of windows (the heaviest one's is re-sorted).
+    program.defaults.setBool(true, VXShowInactiveApplicationItemsKey);
+    VXVirtualScheduler &time = program.time;
+    VXMainController &controller = *program.controller;
+    VXConfigurationStore &store = controller.store();
+    controller.applicationWillFinishLaunching();
+    controller.applicationDidFinishLaunching({}, {});
+    double at = kStart + VXJournal::kFlushInterval;
+    time.advanceTo(at);
+    store.waitForPendingWrites();
+    const auto ticks = [&](double seconds) {
+        at += seconds;
+        time.advanceTo(at);
+    };
+    const auto measured = [&](const std::function<void()> &save) {
+        const double before = threadSeconds();
+        save();
+        const double seconds = threadSeconds() - before;
+        store.waitForPendingWrites();
+        return seconds * 1000;
+    };
+    const auto flush = [&] { return measured([&] { controller.journal().flush(); }); };
+    const auto halfHourly = [&] { return measured([&] { store.save(nullptr); }); };
+
+    const VXDictionary *applications = controller.configuration()->value(VXApplicationsKey).dictionary();
+    VXDictionaryRef heaviest;
+    for (const auto &entry : *applications) {
+        const VXDictionary *windows = entry.value.dictionary()->value(VXWindowsByNameKey).dictionary();
+        const VXDictionary *most = heaviest ? heaviest->value(VXWindowsByNameKey).dictionary() : nullptr;
+        if (windows && (!most || windows->size() > most->size()))
+            heaviest = entry.value.dictionaryRef();
+    }
+    const VXDictionary &windows = *heaviest->value(VXWindowsByNameKey).dictionary();
+    const VXDictionaryRef window = windows.entries()[windows.size() / 2].value.dictionaryRef();
+
+    ticks(1);
+    halfHourly();   // the first after start marks every window the first ticks walked
+    ticks(1);
+    const double reference = halfHourly();
+    // The actions themselves (the undo state taken and saved, the tree restored, the forced tick)
+    // are given apart from the saves that follow them.
+    const double itemReset = measured([&] { controller.resets().resetTimerViaMenuItem(window); });
+    const double afterItemReset = flush();
+    const double undo = measured([&] { controller.undo(nullptr); });
+    const double afterUndo = flush();
+    const double redo = measured([&] { controller.redo(nullptr); });
+    const double afterRedo = flush();
+    const double poolReset = measured([&] { controller.resets().resetApplicationTimers(false, true, true, false); });
+    const double afterPoolReset = flush();
+    ticks(1);
+    halfHourly();
+    controller.setSortColumn(controller.sortColumn() == 0 ? 2 : 0);
+    ticks(1);
+    const double afterSort = halfHourly();
+    double best = 1e9;
+    double worst = 0;
+    for (std::uint64_t round = 0; round < VXJournal::kVerifyRounds; ++round) {
+        ticks(1);
+        const double seconds = halfHourly();
+        best = std::min(best, seconds);
+        worst = std::max(worst, seconds);
+    }
+    QFile record(folders.record());
+    record.open(QIODevice::ReadOnly);
+    VXDictionaryRef imported = deeplyMutableDictionaryWithData(record.readAll());
+    record.close();
+    const double import = measured([&] { controller.importConfiguration(std::move(imported)); });
+    ticks(1);
+    const double afterImport = flush();
+    std::printf("%d-year record, main thread of the save (ms): half-hourly %.1f; first after a window's timer "
+                "reset %.1f, an undo %.1f, a redo %.1f, a pool timers reset %.1f; half-hourly after a sort change "
+                "%.1f; a day of half-hourly saves best %.1f worst %.1f; an import's own save %.1f, the first "
+                "save after it %.1f\n",
+                scale, reference, afterItemReset, afterUndo, afterRedo, afterPoolReset, afterSort, best, worst, import,
+                afterImport);
+    std::printf("  the actions themselves (ms): a window's timer reset %.1f, the undo %.1f, the redo %.1f, the pool "
+                "timers reset %.1f\n",
+                itemReset, undo, redo, poolReset);
+}
+
 }   // namespace
 
 int main(int argc, char **argv)
@@ -429,6 +527,10 @@ int main(int argc, char **argv)
     }
     if (!arguments.contains(QStringLiteral("--without-start")))
         startUp(years);
+    if (!arguments.contains(QStringLiteral("--without-first-saves"))) {
+        for (int scale : {1, years})
+            firstSaves(scale);
+    }
     savePause(years);
     std::printf("load average: %s\n", loadAverage().constData());
     return 0;

@@ -398,6 +398,7 @@ private:
     void ignoreTimeSinceLastUpdate() override { m_sampler.setIgnoreLastDate(true); }
     void forgetLastUpdate() override { m_sampler.forgetLastDate(); }
     void updateListsAfterChange() override { updateLists(this); }
+    void noteChangeConfinedTo(const VXTickWindows &windows) override { m_journal.noteChangeConfinedTo(windows); }
     void beep() override;
     VXDictionaryRef selectedItem() override;
     void showBlacklistText(const QString &blacklistName, const QString &text) override;

@@ -573,18 +573,33 @@ void VXConfigurationStore::save(const void *sender)
 
 void VXConfigurationStore::writeWhole()
 {
-    const VXDictionaryRef configuration = m_configuration();
-    if (!configuration)
+    if (!m_configuration())
         return;
-    // The journal knows what moved since the last snapshot: the rest is shared unseen, so that a
-    // ten-year record costs the main thread what changed, not the whole tree.
-    const VXDictionaryRef snapshot = VXTreeSnapshot(
-        configuration, m_lastSnapshot, m_journal ? m_journal->settledSince(m_lastSnapshot) : VXSettledParts());
+    const VXDictionaryRef snapshot = snapshotOfTree();
     if (!snapshot) {
         qCWarning(lcPersistence, "cannot save the configuration: it holds an empty value");
         return;
     }
     writeSnapshot(snapshot, false);
+}
+
+VXDictionaryRef VXConfigurationStore::snapshotOfTree()
+{
+    const VXDictionaryRef configuration = m_configuration();
+    if (!configuration)
+        return VXDictionaryRef();
+    // The journal knows what moved since the last snapshot: the rest is shared unseen, so that a
+    // ten-year record costs the main thread what changed, not the whole tree. (After an undo,
+    // the state restored serves as the last snapshot.)
+    const VXDictionaryRef previous = m_journal ? m_journal->continuedSnapshot(m_lastSnapshot) : m_lastSnapshot;
+    const VXSettledParts settled = m_journal ? m_journal->settledSince(previous) : VXSettledParts();
+    return VXTreeSnapshot(configuration, previous, settled);
+}
+
+void VXConfigurationStore::noteTreeRestored(const VXDictionaryRef &snapshot)
+{
+    if (m_journal)
+        m_journal->noteTreeRestored(snapshot);
 }
 
 void VXConfigurationStore::save(const void *sender, const VXDictionaryRef &snapshot, bool changeFollows)

@@ -155,6 +155,10 @@ public:
     // A snapshot of the tree as it is now, written as above without touching the periodic
     // save's time (the journal's whole saves).
     void writeWhole();
+    // A snapshot of the tree as it is now (null when there is none, or it holds an empty value),
+    // sharing with the last one what did not change: told by the journal what moved since, it
+    // costs what changed, not the whole tree. For the saves and the undo states.
+    VXDictionaryRef snapshotOfTree();
     // Returns once the writer thread has written (or failed to write) what it was given.
     void waitForPendingWrites();
     // The snapshot of the last full save handed to the writer (null before the first).
@@ -162,6 +166,10 @@ public:
 
     // The sampler changed the tree: the next periodic save has something to write.
     void noteChange() { m_changed = true; }
+    // The tree was just replaced with a mutable copy of `snapshot` (VXMutableCopyOfSnapshot: an
+    // undo state restored): the next save takes it as the last snapshot and, told by the journal
+    // what moved since, shares the rest with it.
+    void noteTreeRestored(const VXDictionaryRef &snapshot);
     // Appends a framed journal entry (VXJournalFile::frame) after the last full save, on the
     // writer thread, flushed to the disk. An entry that cannot be written is kept and tried
     // again with the next one; the failure is logged once. False when the journal cannot take

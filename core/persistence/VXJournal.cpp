@@ -909,6 +909,17 @@ struct VXJournal::Encoder {
         return mark;
     }
 
+    // The pools changed in ways the marks cannot follow (a user's change): marked anew with no
+    // saved counterpart, so that a save compares them whole (they are few).
+    void remarkPools(const VXDictionary &live)
+    {
+        std::erase_if(marks, [](const auto &entry) { return entry.second.depth != 0; });
+        poolItems.clear();
+        lists.clear();
+        listIndexes.clear();
+        addList(live.value(VXPoolsKey), VXValue(), nullptr, 0, {});
+    }
+
     // `baseValue`: the same list in the last full save (the tree as it was then).
     void addList(const VXValue &value, const VXValue &baseValue, const VXDictionary *owner, std::uint8_t depth,
                  std::array<std::uint32_t, 3> path)
@@ -965,21 +976,92 @@ struct VXJournal::Encoder {
     const VXDictionary *settled(const VXDictionary &live)
     {
         auto found = marks.find(&live);
-        if (found == marks.end() || found->second.moved || !found->second.base || !found->second.tiedTo(live))
+        if (found == marks.end() || !found->second.base)
             return nullptr;
         Mark &mark = found->second;
+        const bool application = !mark.depth && !mark.application;
+        if (application)
+            verifyWindows(mark, live);
+        if (mark.moved || !mark.tiedTo(live))
+            return nullptr;
         if (!inVerifiedSlice(mark))
             return mark.base.get();
-        // Compared here rather than copied: an equal item is shared all the same.
-        if (VXValue(mark.base) == VXValue(VXDictionaryRef(const_cast<VXDictionary *>(&live))))
+        // Compared here rather than copied: an equal item is shared all the same. (An
+        // application's windows are compared a slice at each save, above.)
+        if (sameValues(live, *mark.base, application))
             return mark.base.get();
+        missedChange(mark);
+        return nullptr;
+    }
+
+    // The save copies the item: from then on it is the saved item.
+    void missedChange(Mark &mark)
+    {
         ++missed;
-        // The save copies it: from then on it is the saved item.
         move(mark);
         qCWarning(lcPersistence).noquote()
             << QStringLiteral("the journal missed a change of <%1> since the last save; the save copies it whole")
                    .arg(mark.depth ? QStringLiteral("a pool item") : mark.key);
-        return nullptr;
+    }
+
+    // Whether an item holds the same values as a saved one (an application's window table and
+    // list left out with `besidesWindows`). A log that shares its elements with the saved one is
+    // the same without a look inside.
+    static bool sameValues(const VXDictionary &live, const VXDictionary &saved, bool besidesWindows = false)
+    {
+        if (live.size() != saved.size())
+            return false;
+        for (std::size_t i = 0; i < live.size(); ++i) {
+            const VXDictionary::Entry &entry = live.entries()[i];
+            const VXValue &before
+                = saved.entries()[i].key == entry.key ? saved.entries()[i].value : saved.value(entry.key);
+            if (besidesWindows && (entry.key == VXWindowsByNameKey || entry.key == VXChildrenKey)) {
+                if (entry.value.type() != before.type())
+                    return false;
+                continue;
+            }
+            const VXArray *log = entry.value.array();
+            const VXArray *savedLog = before.array();
+            if (log && savedLog && log->sharesElementsWith(*savedLog))
+                continue;
+            if (!entry.value.isSameObject(before) && entry.value != before)
+                return false;
+        }
+        return true;
+    }
+
+    // The slice of an application's windows each save compares with the saved ones whatever
+    // their marks say (every window within kVerifyRounds saves): one found changed gets a moved
+    // mark, so that the save copies it.
+    void verifyWindows(Mark &application, const VXDictionary &live)
+    {
+        const VXDictionary *table = live.value(VXWindowsByNameKey).dictionary();
+        const VXDictionary *saved = application.base->value(VXWindowsByNameKey).dictionary();
+        if (!table || !saved)
+            return;
+        for (std::size_t i = round % VXJournal::kVerifyRounds; i < table->size(); i += VXJournal::kVerifyRounds) {
+            const VXDictionary::Entry &entry = table->entries()[i];
+            VXDictionary *window = entry.value.dictionary();
+            // (A table only added to since the save holds its windows at the same places.)
+            const VXDictionary *before = i < saved->size() && saved->entries()[i].key == entry.key
+                ? saved->entries()[i].value.dictionary()
+                : saved->value(entry.key).dictionary();
+            if (!window || !before)
+                continue;   // new since the save: saved whole
+            auto found = marks.find(window);
+            // (A window the save copies in any case, or one marked under another application.)
+            if (found != marks.end()
+                && (found->second.application != &live || found->second.moved || !found->second.base
+                    || !found->second.tiedTo(*window)))
+                continue;
+            if (sameValues(*window, *before))
+                continue;
+            Mark &mark = addWindow(application, entry.key, *window);
+            mark.base = VXDictionaryRef(const_cast<VXDictionary *>(before));
+            mark.take(*before);
+            mark.tie(*window);
+            missedChange(mark);
+        }
     }
 
     // What a save may take from the last one for a live container: an item that did not move,
@@ -1014,7 +1096,7 @@ struct VXJournal::Encoder {
     WindowsAnswer windowsAnswer(const Mark &mark, const VXDictionary &application) const
     {
         WindowsAnswer answer;
-        if (!mark.asSaved || !mark.base || inVerifiedSlice(mark))
+        if (!mark.asSaved || !mark.base)
             return answer;
         const VXDictionary *table = application.value(VXWindowsByNameKey).dictionary();
         const VXArray *list = application.value(VXChildrenKey).array();
@@ -1574,19 +1656,21 @@ struct VXJournal::Encoder {
         return true;
     }
 
-    // `beforeSave`: a full save follows, sharing what the marks call settled.
-    std::optional<QByteArray> entry(VXDictionary &live, bool beforeSave)
+    // `beforeSave`: a full save follows, sharing what the marks call settled. `written`: the
+    // entry goes to the journal (otherwise only the marks are brought up to date, for a save that
+    // writes the tree whole: entries cannot say a change of the rules, a save can).
+    std::optional<QByteArray> entry(VXDictionary &live, bool beforeSave, bool written = true)
     {
-        std::optional<QByteArray> made = compareTree(live, beforeSave);
+        std::optional<QByteArray> made = compareTree(live, beforeSave, written);
         forgetTickWindows();
         return made;
     }
 
-    std::optional<QByteArray> compareTree(VXDictionary &live, bool beforeSave)
+    std::optional<QByteArray> compareTree(VXDictionary &live, bool beforeSave, bool written)
     {
         out.bytes.clear();
         windowsAnswers.clear();
-        if (broken || !base || !sameRules(live))
+        if (broken || !base || (written && !sameRules(live)))
             return std::nullopt;
         VXDictionary *applications = live.value(VXApplicationsKey).dictionary();
         const VXDictionary *baseApplications = base->value(VXApplicationsKey).dictionary();
@@ -1655,6 +1739,7 @@ void VXJournal::noteTick(const VXTickWindows *windows)
 {
     m_encoder->noteTickWindows(windows);
     m_marksCurrent = false;
+    m_changeFollows = false;
     m_store.noteChange();
     if (!m_scheduler.isPending(this, kFlushOperation))
         m_scheduler.performAfterDelay(this, kFlushOperation, kFlushInterval, [this] { flush(); });
@@ -1663,13 +1748,40 @@ void VXJournal::noteTick(const VXTickWindows *windows)
 void VXJournal::noteTreeReplaced()
 {
     m_saveWhole = true;
+    m_marksHold = false;
     noteTick();
+}
+
+void VXJournal::noteTreeRestored(const VXDictionaryRef &snapshot)
+{
+    const VXDictionaryRef live = m_configuration();
+    if (!live || !snapshot)
+        return;
+    // As after a load: every application is marked while it equals the snapshot's.
+    m_encoder->reset(snapshot, *live);
+    m_saveWhole = true;
+    m_marksHold = !m_encoder->broken;
+    m_marksCurrent = false;
+}
+
+void VXJournal::noteChangeConfinedTo(const VXTickWindows &windows)
+{
+    if (!std::exchange(m_changeFollows, false) || !m_encoder->base)
+        return;
+    // The marks were made at the save, while the tree was as saved (see rebase).
+    const VXDictionaryRef live = m_configuration();
+    if (!live)
+        return;
+    m_encoder->noteTickWindows(&windows);
+    m_encoder->remarkPools(*live);
+    m_marksHold = !m_encoder->broken;
 }
 
 void VXJournal::rebase(const VXDictionaryRef &snapshot, bool changeFollows)
 {
     const VXDictionaryRef live = m_configuration();
     m_saveWhole = changeFollows || !snapshot || !live;
+    m_marksHold = !m_saveWhole;
     const bool marksCurrent = std::exchange(m_marksCurrent, false);
     if (live && snapshot && marksCurrent && !m_saveWhole)
         m_encoder->carryOver(snapshot, *live);
@@ -1677,22 +1789,30 @@ void VXJournal::rebase(const VXDictionaryRef &snapshot, bool changeFollows)
         m_encoder->reset(snapshot, *live);
     else
         m_encoder->base = VXDictionaryRef();
-    if (changeFollows)
+    if (changeFollows) {
         noteTick();
+        m_changeFollows = live && snapshot;
+    }
+}
+
+VXDictionaryRef VXJournal::continuedSnapshot(const VXDictionaryRef &lastSaved) const
+{
+    return m_marksHold && m_saveWhole && m_encoder->base ? m_encoder->base : lastSaved;
 }
 
 VXSettledParts VXJournal::settledSince(const VXDictionaryRef &previous)
 {
     const VXDictionaryRef live = m_configuration();
-    if (m_saveWhole || !live || !previous || m_encoder->base != previous)
+    if (!m_marksHold || !live || !previous || m_encoder->base != previous)
         return {};
-    const std::optional<QByteArray> payload = m_encoder->entry(*live, true);
+    const std::optional<QByteArray> payload = m_encoder->entry(*live, true, !m_saveWhole);
     if (!payload)
         return {};
     ++m_encoder->round;
-    // Written before the save, so that the journal stays whole if the save fails.
     m_scheduler.cancel(this, kFlushOperation);
-    if (!payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload)))
+    // Written before the save, so that the journal stays whole if the save fails; after a
+    // restore the journal on disk continues another record, and the save writes this one whole.
+    if (!m_saveWhole && !payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload)))
         m_saveWhole = true;
     m_marksCurrent = true;
     Encoder *encoder = m_encoder.get();

@@ -17,8 +17,10 @@
 //
 // What a user changes (a reset, an undo, a pool edit, an import) is never journalled: the
 // save before the change already wrote the record, and the tree after the change is saved
-// whole at the next flush, which starts a new journal. A journal whose header names another
-// record is set aside, never applied.
+// whole at the next flush, which starts a new journal. That save still shares what did not move
+// with the undo state an undo restored (noteTreeRestored), or with the save before a reset that
+// said what it touched (noteChangeConfinedTo). A journal whose header names another record is
+// set aside, never applied.
 //
 // The journal also tells the half-hourly save which items did not move since the last one
 // (settledSince), so that the save shares them with the last snapshot unseen instead of comparing
@@ -26,9 +28,10 @@
 // journal saw no change to it AND its change counts (VXDictionary::changeCount, its own and its
 // window table's) did not move since it was last known equal to the saved item, so that a flag
 // stored by a path that tells no one is still saved. Changes made in place, which no count sees,
-// are caught by the slice of items each save compares in full (every item within kVerifyRounds
-// saves) and logged. The sampler tells the journal which windows, applications and pool items
-// each tick may have changed (VXTickWindows), so an entry between saves compares those, not
+// are caught by the slice each save compares in full (every item within kVerifyRounds saves:
+// a slice of the applications' own values and of every application's windows, so that no save
+// compares a whole heavy window table) and logged. The sampler tells the journal which windows,
+// applications and pool items each tick may have changed (VXTickWindows), so an entry between saves compares those, not
 // every item of the record; the entry a save writes first still compares every item (an
 // application's windows: those the ticks named). For an application that moved, the save takes
 // its window table and list from the last save's with only the windows that changed compared
@@ -133,6 +136,17 @@ public:
     // The tree was replaced or rebuilt outside the sampler (undo, redo, a user's change, a
     // blacklist edit): the next flush saves it whole.
     void noteTreeReplaced();
+    // The tree just replaced (noteTreeReplaced) is a mutable copy of `snapshot`
+    // (VXMutableCopyOfSnapshot of an undo state), unchanged since: the next flush still saves it
+    // whole, but that save shares with `snapshot` what did not move since, as a half-hourly save
+    // shares with the last one.
+    void noteTreeRestored(const VXDictionaryRef &snapshot);
+    // The user's change that follows the last save (rebase with `changeFollows`) touched no
+    // window but `windows`, the applications only where their change counts see it, and the
+    // pools in any way: the marks made at that save still hold but for the pools (compared
+    // whole), and the next save, which writes the tree whole, shares what they call settled.
+    // Ignored once a tick or anything else came between.
+    void noteChangeConfinedTo(const VXTickWindows &windows);
     // A full save took `snapshot` of the live tree (an immutable copy, the record as written).
     // `changeFollows`: the save comes before a user's change, so the tree is saved whole again
     // at the next flush.
@@ -144,11 +158,15 @@ public:
     // Before a full save that takes a snapshot of the tree with `previous` the last one taken:
     // appends what changed since the last flush, then answers which items did not move since
     // `previous`, and which windows of the applications that did, for the snapshot to share
-    // the rest unseen. Nothing when the journal cannot tell
-    // (the tree was replaced, or `previous` is not the save the journal continues): the snapshot
-    // then compares the tree whole. The answer holds until the tree changes or the journal
-    // flushes or rebases again.
+    // the rest unseen (after a restore, `previous` is the state restored and nothing is
+    // appended: the save writes the tree whole). Nothing when the journal cannot tell (the tree
+    // was replaced or changed by the user, or `previous` is not the snapshot the journal
+    // continues): the snapshot then compares the tree whole. The answer holds until the tree
+    // changes or the journal flushes or rebases again.
     VXSettledParts settledSince(const VXDictionaryRef &previous);
+    // The snapshot the next save takes as the last one: `lastSaved`, or the state the tree was
+    // restored from since (noteTreeRestored).
+    VXDictionaryRef continuedSnapshot(const VXDictionaryRef &lastSaved) const;
     // The entry the next flush would write (empty when nothing changed), without writing it;
     // nothing when the tree must be saved whole instead.
     std::optional<QByteArray> entry();
@@ -166,6 +184,11 @@ private:
     VXConfigurationStore &m_store;
     std::function<VXDictionaryRef()> m_configuration;
     bool m_saveWhole = true;
+    // The marks describe the live tree against the encoder's base (the last save, or a snapshot
+    // restored), every change since followed: a save may share what they call settled.
+    bool m_marksHold = false;
+    // Between a save before a user's change and the change (see noteChangeConfinedTo).
+    bool m_changeFollows = false;
     // The marks describe the live tree as it is now (settledSince ran, no tick since): a full
     // save of it keeps them.
     bool m_marksCurrent = false;

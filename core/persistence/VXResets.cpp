@@ -1,5 +1,6 @@
 #include "VXResets.h"
 
+#include "VXActivitySampler.h"
 #include "VXBlacklists.h"
 #include "VXClock.h"
 #include "VXConfigurationKeys.h"
@@ -17,6 +18,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <optional>
 
 const QString VXResets::kDoAutoTasksOperation = QStringLiteral("doAutoTasksIfNecessary:");
 
@@ -25,6 +27,29 @@ namespace {
 QString tr(const char *text)
 {
     return QCoreApplication::translate("VXResets", text);
+}
+
+// The windows a reset of `item`'s timers touches: the item when it is a window, all of an
+// application's, none of a pool item's. Nothing when the item is in neither list.
+std::optional<VXTickWindows> windowsResetWith(const VXDictionary &tree, const VXDictionary &item)
+{
+    VXTickWindows touched;
+    if (isPoolOrPoolItem(item))
+        return touched;
+    const VXDictionary *applications = tree.value(VXApplicationsKey).dictionary();
+    for (std::size_t i = 0; applications && i < applications->size(); ++i) {
+        const VXDictionary *application = applications->entries()[i].value.dictionary();
+        const VXDictionary *windows = application ? application->value(VXWindowsByNameKey).dictionary() : nullptr;
+        if (!windows)
+            continue;
+        for (const VXDictionary::Entry &entry : *windows) {
+            if (application == &item || entry.value.dictionary() == &item)
+                touched.windows.push_back({application, entry.key, entry.value.dictionary()});
+        }
+        if (application == &item || !touched.windows.empty())
+            return touched;
+    }
+    return std::nullopt;
 }
 
 }   // namespace
@@ -106,6 +131,9 @@ void VXResets::resetApplicationTimers(bool resetApplications, bool resetPools, b
     }
     configuration->remove(VXFirstPoolTimestampKey);
     configuration->remove(VXOverallPoolTimeKey);
+    // The applications were left alone.
+    if (afterPushingUndoState && !applicationsChanged)
+        m_delegate.noteChangeConfinedTo(VXTickWindows());
     m_delegate.ignoreTimeSinceLastUpdate();
     m_delegate.updateListsAfterChange();
 }
@@ -134,6 +162,10 @@ void VXResets::resetTimerViaMenuItem(const VXDictionaryRef &representedItem)
     }
     m_delegate.pushUndoStateAndClearRedoStatesAfterDelay();
     resetTimersRecursively(*item);
+    const VXDictionaryRef configuration = m_delegate.currentConfiguration();
+    if (const std::optional<VXTickWindows> windows
+        = configuration ? windowsResetWith(*configuration, *item) : std::nullopt)
+        m_delegate.noteChangeConfinedTo(*windows);
     m_delegate.updateListsAfterChange();
 }
 
@@ -162,6 +194,7 @@ void VXResets::clearPools()
     pools->clear();
     configuration->remove(VXFirstPoolTimestampKey);
     configuration->remove(VXOverallPoolTimeKey);
+    m_delegate.noteChangeConfinedTo(VXTickWindows());
     m_delegate.updateListsAfterChange();
 }
 

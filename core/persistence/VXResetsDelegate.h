@@ -7,6 +7,8 @@
 #include <QString>
 #include <QStringList>
 
+struct VXTickWindows;
+
 class VXResetsDelegate
 {
 public:
@@ -25,6 +27,9 @@ public:
     virtual void forgetLastUpdate() = 0;
     // After a change: a forced tick rebuilds the lists.
     virtual void updateListsAfterChange() = 0;
+    // Before it: the change touched no window but these (see VXJournal::noteChangeConfinedTo),
+    // so the save after it need not compare the whole tree.
+    virtual void noteChangeConfinedTo(const VXTickWindows &windows) { Q_UNUSED(windows); }
 
     // Brings the program to the front and runs a modal alert with the buttons in this order.
     // Answers the index of the button chosen (0 for the first), or -1 when nobody answered.

@@ -33,15 +33,12 @@ VXUndoHistory::~VXUndoHistory()
 
 VXDictionaryRef VXUndoHistory::snapshotOfCurrentTree()
 {
-    const VXDictionaryRef configuration = m_configuration();
-    if (!configuration)
+    if (!m_configuration())
         return VXDictionaryRef();
-    VXDictionaryRef snapshot = VXTreeSnapshot(configuration, m_lastSnapshot);
-    if (!snapshot) {
+    // Shares with the last save (and the states taken since) what did not change.
+    VXDictionaryRef snapshot = m_store.snapshotOfTree();
+    if (!snapshot)
         qCWarning(lcPersistence, "cannot keep the configuration for undo: it holds an empty value");
-        return VXDictionaryRef();
-    }
-    m_lastSnapshot = snapshot;
     return snapshot;
 }
 
@@ -100,6 +97,8 @@ bool VXUndoHistory::restore(std::vector<VXDictionaryRef> &from, std::vector<VXDi
     if (!state)
         return false;
     m_setConfiguration(VXMutableCopyOfSnapshot(state));
+    // The next save shares with the state what did not change, instead of comparing the tree.
+    m_store.noteTreeRestored(state);
     if (current)
         to.push_back(std::move(current));
     return true;

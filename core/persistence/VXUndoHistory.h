@@ -2,8 +2,8 @@
 
 // Undo and redo of every change the user makes to the tree. A state is the whole tree as it was
 // just before the change, kept as an immutable snapshot (VXTreeSnapshots.h) that shares what
-// did not change with the state taken before it, so a state costs what changed, not the year's
-// record; the stacks have no limit and live only in memory.
+// did not change with the last save (VXConfigurationStore::snapshotOfTree), so a state costs what
+// changed, not the year's record; the stacks have no limit and live only in memory.
 //
 // A push saves the file (the state before the change is on disk at once) and clears the redo
 // stack one turn of the event loop later, so that a change refused after its push can withdraw
@@ -13,7 +13,8 @@
 //     [redo cleared next turn]   [clear cancelled, state dropped, redo kept]
 //
 // Undo replaces the tree with the last undo state and pushes the tree it replaced on the redo
-// stack; redo mirrors it. Neither saves: the next save writes the restored tree.
+// stack; redo mirrors it. Neither saves: the next save writes the restored tree, sharing with
+// the state restored what did not change since.
 
 #include "VXValue.h"
 
@@ -79,6 +80,4 @@ private:
     std::function<void(VXDictionaryRef)> m_setConfiguration;
     std::vector<VXDictionaryRef> m_undoStates;   // oldest first
     std::vector<VXDictionaryRef> m_redoStates;
-    // The latest state taken: the next one shares with it.
-    VXDictionaryRef m_lastSnapshot;
 };

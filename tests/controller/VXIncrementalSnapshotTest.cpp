@@ -317,7 +317,9 @@ TEST(IncrementalSnapshots, SavesAfterEveryKindOfChangeWriteTheWholeTreesFile)
             // The half-hourly save, as its timer runs it (asked first whether the journal can
             // tell it what moved, which it asks again, then with nothing new to write).
             const VXDictionaryRef previous = store.lastSnapshot();
-            told += previous && day.controller.journal().settledSince(previous) != nullptr;
+            told += previous
+                && day.controller.journal().settledSince(day.controller.journal().continuedSnapshot(previous))
+                    != nullptr;
             store.save(nullptr);
             store.waitForPendingWrites();
             const VXDictionaryRef live = day.controller.configuration();
@@ -339,8 +341,8 @@ TEST(IncrementalSnapshots, SavesAfterEveryKindOfChangeWriteTheWholeTreesFile)
 
 // Changes to a dormant application that no one reports to the journal still reach the record:
 // one stored the usual way (the organizer's expansion flag) at the next save, by the change
-// counts; one made in place, where no count sees it, within a day's saves, by the slice each
-// save compares in full, which logs it.
+// counts; one made in place, where no count sees it (to the application itself or to one of its
+// windows), within a day's saves, by the slice each save compares in full, which logs it.
 TEST(IncrementalSnapshots, AChangeNoOneReportedReachesTheRecord)
 {
     const struct {
@@ -350,6 +352,13 @@ TEST(IncrementalSnapshots, AChangeNoOneReportedReachesTheRecord)
     } rows[] = {
         {"expansion stored", [](VXDictionary &item) { VXOrganizerOperations::storeExpandedState(item, true); }, true},
         {"name changed in place", [](VXDictionary &item) { *item.valuePointer(VXNameKey) = VXValue(u"Renamed"_s); },
+         false},
+        // One window among the application's, compared with a slice of them at each save.
+        {"a window's time changed in place",
+         [](VXDictionary &item) {
+             VXDictionary *window = item.value(VXWindowsByNameKey).dictionary()->value(u"Viewer window"_s).dictionary();
+             *window->valuePointer(VXTimeKey) = VXValue(12345.0);
+         },
          false},
     };
     for (const auto &row : rows) {
@@ -421,6 +430,18 @@ VXDictionaryRef unfileWindow(VXDictionary &application, const QString &title)
     return window;
 }
 
+// A change saved (the save before it, then a half-hourly one): the timers of the editor's
+// window `title` reset by hand.
+void resetWindowAndSave(TrackedDesktop &day, const QString &title)
+{
+    VXDictionary *application = applicationIn(day.controller.configuration(), kApplications[0].id);
+    day.controller.resets().resetTimerViaMenuItem(
+        application->value(VXWindowsByNameKey).dictionary()->value(title).dictionaryRef());
+    day.time.advanceTo(day.at += 2);
+    day.controller.store().save(nullptr);
+    day.controller.store().waitForPendingWrites();
+}
+
 }   // namespace
 
 // The window table of an application that moved, taken from the last save's with only what
@@ -489,6 +510,49 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
              day.controller.updateLists(&day);
          },
          Answer::Table},
+        // The tree a copy of an undo state, which the save takes as its last snapshot.
+        {"an undo after the change was saved",
+         [](TrackedDesktop &day, std::uint64_t) {
+             resetWindowAndSave(day, u"Notes.txt"_s);
+             day.controller.undo(&day);
+         },
+         Answer::Table},
+        {"a redo after the undo was saved",
+         [](TrackedDesktop &day, std::uint64_t) {
+             resetWindowAndSave(day, u"Notes.txt"_s);
+             day.controller.undo(&day);
+             day.time.advanceTo(day.at += 2);
+             day.controller.store().save(nullptr);
+             day.controller.store().waitForPendingWrites();
+             day.controller.redo(&day);
+         },
+         Answer::Table},
+        // The save before the change marked the tree; the reset says which windows it touched
+        // (here one of a dormant application, which no tick walks).
+        {"a window's timers reset",
+         [](TrackedDesktop &day, std::uint64_t) {
+             VXDictionary *application = applicationIn(day.controller.configuration(), kFormerApplications[0].id);
+             day.controller.resets().resetTimerViaMenuItem(
+                 application->value(VXWindowsByNameKey).dictionary()->value(u"Viewer window"_s).dictionaryRef());
+         },
+         Answer::Table},
+        // (The mail program in front: no pool gains time after the reset.)
+        {"pool timers reset",
+         [](TrackedDesktop &day, std::uint64_t) {
+             day.desktop.activate(kApplications[1].pid);
+             day.time.advanceTo(day.at += 1);
+             day.ui.alertAnswers.push_back(0);
+             day.controller.resets().resetPoolTimers();
+             day.ui.alertAnswers.clear();
+         },
+         Answer::Table},
+        {"pools cleared",
+         [](TrackedDesktop &day, std::uint64_t) {
+             day.ui.alertAnswers.push_back(0);
+             day.controller.resets().clearPools();
+             day.ui.alertAnswers.clear();
+         },
+         Answer::Table},
         {"application timers reset",
          [](TrackedDesktop &day, std::uint64_t) {
              day.ui.alertAnswers.push_back(0);
@@ -521,7 +585,7 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
 
         row.change(day, front);
         day.time.advanceTo(day.at += 2);
-        const VXDictionaryRef previous = store.lastSnapshot();
+        const VXDictionaryRef previous = day.controller.journal().continuedSnapshot(store.lastSnapshot());
         const VXSettledParts settled = day.controller.journal().settledSince(previous);
         if (row.answer != Answer::Either) {
             EXPECT_TRUE(settled);
@@ -552,6 +616,19 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
             ASSERT_TRUE(whole);
             EXPECT_EQ(propertyListData(VXValue(store.lastSnapshot())), whole);
             EXPECT_EQ(readFile(day.dataHome.configurationFile()), *whole);
+            // The journal that goes on after it continues this record.
+            day.time.advanceTo(day.at += 2);
+            day.controller.journal().flush();
+            store.waitForPendingWrites();
+            const QByteArray record = readFile(day.dataHome.configurationFile());
+            const VXJournalFile::Contents journal
+                = VXJournalFile::read(readFile(day.dataHome.configurationFolder() + u"/Default.journal"_s), record);
+            ASSERT_EQ(journal.status, VXJournalFile::Contents::Status::Matches);
+            const VXDictionaryRef replayed = deeplyMutableDictionaryWithData(record);
+            VXJournalReplay replay(*replayed);
+            for (const QByteArray &entry : journal.entries)
+                ASSERT_TRUE(replay.apply(entry));
+            EXPECT_EQ(VXValue(replayed), VXValue(live)) << firstDifference(VXValue(replayed), VXValue(live));
         }
     }
 }
