@@ -119,7 +119,7 @@ struct VXPoolMatcher::Matches {
             return qHashMulti(0, key.isWindow, key.applicationID, key.name);
         }
     };
-    std::unordered_map<MatchKey, std::vector<VXDictionary *>, Hash> byName;
+    std::unordered_map<MatchKey, std::vector<std::uint32_t>, Hash> byName;
 };
 
 VXPoolMatcher::VXPoolMatcher() : m_matches(std::make_unique<Matches>()) { }
@@ -165,9 +165,11 @@ void VXPoolMatcher::build(const VXArray *pools)
     m_pools = VXArrayRef(const_cast<VXArray *>(pools));
     m_prepared.reserve(pools->size());
     tieList(pools);
-    const auto tie = [this](const VXDictionary *item, std::uint32_t member, std::uint32_t entry) {
-        m_itemIndexes[item] = m_items.size();
+    const auto tie = [this](VXDictionary *item, std::uint32_t member, std::uint32_t entry) {
+        const auto index = std::uint32_t(m_items.size());
+        m_itemIndexes[item] = index;
         m_items.push_back({item, item->changeCount(), std::uint32_t(m_prepared.size() - 1), member, entry});
+        return index;
     };
     for (const VXValue &poolValue : *pools) {
         VXDictionary *pool = poolValue.dictionary();
@@ -176,7 +178,7 @@ void VXPoolMatcher::build(const VXArray *pools)
         Pool &prepared = m_prepared.emplace_back();
         prepared.dictionary = VXDictionaryRef(pool);
         prepared.children = pool->value(VXChildrenKey);
-        tie(pool, kNone, kNone);
+        prepared.tie = tie(pool, kNone, kNone);
         VXArray *members = prepared.children.array();
         if (!members)
             continue;
@@ -189,7 +191,7 @@ void VXPoolMatcher::build(const VXArray *pools)
             const auto memberIndex = std::uint32_t(prepared.members.size());
             Member &preparedMember = prepared.members.emplace_back();
             preparedMember.dictionary = VXDictionaryRef(member);
-            tie(member, memberIndex, kNone);
+            preparedMember.tie = tie(member, memberIndex, kNone);
             m_places[member] = {members, pool};
             preparedMember.name = member->value(VXNameKey);
             preparedMember.applicationIDValue = member->value(VXApplicationIDKey);
@@ -207,9 +209,9 @@ void VXPoolMatcher::build(const VXArray *pools)
             for (const VXValue &entryValue : *entries) {
                 if (VXDictionary *entry = entryValue.dictionary()) {
                     const VXValue &entryName = entry->value(VXNameKey);
-                    tie(entry, memberIndex, std::uint32_t(preparedMember.entries.size()));
+                    const std::uint32_t index = tie(entry, memberIndex, std::uint32_t(preparedMember.entries.size()));
                     preparedMember.entries.push_back(
-                        {VXDictionaryRef(entry), entryName, VXPattern(entryName.toString(), false)});
+                        {VXDictionaryRef(entry), index, entryName, VXPattern(entryName.toString(), false)});
                     m_places[entry] = {entries, pool};
                 }
             }
@@ -340,10 +342,10 @@ void VXPoolMatcher::noteOwnChangesToAll()
         retieList(list);
 }
 
-std::vector<VXDictionary *> VXPoolMatcher::matchesFor(bool isWindow, const QString &applicationID,
-                                                      const VXPatternSubject &name) const
+std::vector<std::uint32_t> VXPoolMatcher::matchesFor(bool isWindow, const QString &applicationID,
+                                                     const VXPatternSubject &name) const
 {
-    std::vector<VXDictionary *> matches;
+    std::vector<std::uint32_t> matches;
     for (const Pool &pool : m_prepared) {
         bool hit = false;
         for (const Member &member : pool.members) {
@@ -353,7 +355,7 @@ std::vector<VXDictionary *> VXPoolMatcher::matchesFor(bool isWindow, const QStri
                 bool matched = false;
                 for (const Entry &entry : member.entries) {
                     if (entry.pattern.matches(name)) {
-                        matches.push_back(entry.dictionary.get());
+                        matches.push_back(entry.tie);
                         matched = true;
                     }
                 }
@@ -365,11 +367,11 @@ std::vector<VXDictionary *> VXPoolMatcher::matchesFor(bool isWindow, const QStri
                 if (!member.matchesAnyApplication && !member.namePattern.matches(name))
                     continue;
             }
-            matches.push_back(member.dictionary.get());
+            matches.push_back(member.tie);
             hit = true;
         }
         if (hit)
-            matches.push_back(pool.dictionary.get());
+            matches.push_back(pool.tie);
     }
     return matches;
 }
@@ -386,12 +388,19 @@ void VXPoolMatcher::checkPools(VXDictionary &item, bool gap, double interval, bo
     if (found == byName.end()) {
         if (qsizetype(byName.size()) >= kMaximumRememberedNames)
             byName.clear();
-        std::vector<VXDictionary *> matches = matchesFor(isWindow, key.applicationID, VXPatternSubject(key.name));
+        std::vector<std::uint32_t> matches = matchesFor(isWindow, key.applicationID, VXPatternSubject(key.name));
         found = byName.emplace(std::move(key), std::move(matches)).first;
     }
-    for (VXDictionary *matched : found->second) {
-        if (credit(*matched, gap, interval, isFrontmost))
-            m_touched.push_back(matched);
+    for (const std::uint32_t index : found->second) {
+        ItemTie &tie = m_items[index];
+        // Credited already in this round, as frontmost too if this is: its marks are set.
+        if (tie.marked == m_round && (!isFrontmost || tie.frontMarked == m_round))
+            continue;
+        if (credit(*tie.dictionary, gap, interval, isFrontmost))
+            m_touched.push_back(tie.dictionary);
+        tie.marked = m_round;
+        if (isFrontmost)
+            tie.frontMarked = m_round;
     }
 }
 

@@ -67,8 +67,15 @@ public:
     void settle();
 
     // The pools, members and entries that checkPools() marked since the last clearTouched().
+    // Until then they keep their marks (only consolidation takes them, after the crediting), so
+    // a later match of one of them in the same tick, which would find its marks set and change
+    // nothing, is skipped without a look at it.
     const std::vector<VXDictionary *> &touched() const { return m_touched; }
-    void clearTouched() { m_touched.clear(); }
+    void clearTouched()
+    {
+        m_touched.clear();
+        ++m_round;
+    }
 
     // Where a prepared member or entry is listed: the array that holds it (a pool's members, a
     // member's entries) and the pool it belongs to. Null for anything else (pools included).
@@ -81,11 +88,13 @@ public:
 private:
     struct Entry {
         VXDictionaryRef dictionary;
+        std::uint32_t tie = 0;   // into m_items
         VXValue name;
         VXPattern pattern;
     };
     struct Member {
         VXDictionaryRef dictionary;
+        std::uint32_t tie = 0;
         VXValue name;
         VXValue applicationIDValue;
         VXValue matchAnyApplication;
@@ -98,6 +107,7 @@ private:
     };
     struct Pool {
         VXDictionaryRef dictionary;
+        std::uint32_t tie = 0;
         VXValue children;
         std::vector<Member> members;
     };
@@ -114,20 +124,25 @@ private:
         std::size_t size = 0;
     };
     struct ItemTie {
-        const VXDictionary *dictionary = nullptr;
+        VXDictionary *dictionary = nullptr;
         std::uint32_t changes = 0;
         std::uint32_t pool = 0;
         std::uint32_t member = kNone;
         std::uint32_t entry = kNone;
+        // The round (see clearTouched()) in which checkPools() last credited it, and last
+        // credited it as frontmost.
+        std::uint64_t marked = 0;
+        std::uint64_t frontMarked = 0;
     };
 
     bool isCurrent(const VXArray *pools);
     bool holdsPreparedValues(const ItemTie &tie) const;
     void tieList(const VXArray *array);
     void retieList(const ListTie &list);
-    // The entries, members and pools a name credits, in the order of the plain function.
-    std::vector<VXDictionary *> matchesFor(bool isWindow, const QString &applicationID,
-                                           const VXPatternSubject &name) const;
+    // The entries, members and pools a name credits (their places in m_items), in the order of
+    // the plain function.
+    std::vector<std::uint32_t> matchesFor(bool isWindow, const QString &applicationID,
+                                          const VXPatternSubject &name) const;
 
     VXArrayRef m_pools;
     bool m_settled = false;
@@ -140,6 +155,7 @@ private:
     std::unordered_map<const VXArray *, std::size_t> m_listIndexes;   // into m_lists
     std::unique_ptr<Matches> m_matches;
     std::vector<VXDictionary *> m_touched;
+    std::uint64_t m_round = 1;
     std::unordered_map<const VXDictionary *, Place> m_places;
 };
 
