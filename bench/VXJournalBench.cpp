@@ -215,6 +215,16 @@ void busyHour()
 // The start of the program on an N-year record and its first journal flush 5 s later: the main
 // thread's CPU time. `continued`: the record loaded serves as the last full save (else the tree
 // is saved whole at the first flush, as before).
+// The heavy year's record scaled to `years` of them.
+VXHeavyConfigurationParameters yearsOf(int years)
+{
+    VXHeavyConfigurationParameters parameters;
+    parameters.windowCount *= years;
+    parameters.eventLogNumbers *= years;
+    parameters.span *= years;
+    return parameters;
+}
+
 struct StartFigures {
     double load = 0;   // loading and the ticks up to the first flush
     double firstFlush = 0;   // the first flush 5 s later
@@ -224,10 +234,7 @@ struct StartFigures {
 StartFigures measureStart(int scale, bool continued)
 {
     Folders folders;
-    VXHeavyConfigurationParameters parameters;
-    parameters.windowCount *= scale;
-    parameters.eventLogNumbers *= scale;
-    parameters.span *= scale;
+    const VXHeavyConfigurationParameters parameters = yearsOf(scale);
     BusyProgram program(folders, parameters);
     VXVirtualScheduler &time = program.time;
     VXMainController &controller = *program.controller;
@@ -395,10 +402,7 @@ SaveFigures measureSaves(const VXDictionaryRef &live, bool withJournal)
 void savePause(int years)
 {
     for (int scale : {1, years}) {
-        VXHeavyConfigurationParameters parameters;
-        parameters.windowCount *= scale;
-        parameters.eventLogNumbers *= scale;
-        parameters.span *= scale;
+        const VXHeavyConfigurationParameters parameters = yearsOf(scale);
         const VXDictionaryRef live = VXMakeHeavyConfiguration(parameters);
         const SaveFigures whole = measureSaves(live, false);
         const SaveFigures told = measureSaves(live, true);
@@ -426,10 +430,7 @@ void savePause(int years)
 void firstSaves(int scale)
 {
     Folders folders;
-    VXHeavyConfigurationParameters parameters;
-    parameters.windowCount *= scale;
-    parameters.eventLogNumbers *= scale;
-    parameters.span *= scale;
+    const VXHeavyConfigurationParameters parameters = yearsOf(scale);
     BusyProgram program(folders, parameters);
     // Dormant applications keep their lists of windows (the heaviest one's is re-sorted).
     program.defaults.setBool(true, VXShowInactiveApplicationItemsKey);
