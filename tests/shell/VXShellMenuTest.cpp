@@ -15,6 +15,7 @@
 
 #include <QDateTime>
 #include <QFileDialog>
+#include <QLineEdit>
 #include <QMenuBar>
 #include <QStatusBar>
 #include <QSystemTrayIcon>
@@ -380,7 +381,11 @@ TEST(ShellMenus, ExportSnapshotSuggestsTheDaysNameAndKeepsTheLastFolder)
                 panel->reject();
                 return;
             }
-            panel->selectFile(round.chosen);
+            // Typed as a whole path: selectFile() would change folders, which the dialog finishes
+            // later by putting the name it had back.
+            auto *name = panel->findChild<QLineEdit *>(u"fileNameEdit"_s);
+            ASSERT_NE(name, nullptr);
+            name->setText(round.chosen);
             static_cast<QDialog *>(panel)->accept();
         });
         QAction *action = openedEntry(program, VXMenuEntry::ExportSnapshot);
