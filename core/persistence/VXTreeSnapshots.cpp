@@ -66,9 +66,7 @@ private:
     {
         auto found = m_copies.find(text);
         if (found == m_copies.end()) {
-            QString copy;
-            copy.reserve(std::max<qsizetype>(text.size(), 1));
-            copy.append(text);
+            const QString copy = VXTextWithOwnStorage(text);
             found = m_copies.insert(text, {copy, VXValue(copy)});
         }
         return *found;

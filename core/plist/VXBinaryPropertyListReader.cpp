@@ -344,7 +344,7 @@ private:
             uid->insert(QStringLiteral("CF$UID"), VXValue::unsignedInteger(bigEndian(m_bytes + position, width)));
             VXValue twin;
             if (m_makeTwins)
-                twin = VXValue(uid->copyWith([](const QString &key) { return ownedText(key); },
+                twin = VXValue(uid->copyWith([](const QString &key) { return VXTextWithOwnStorage(key); },
                                              [](const VXDictionary::Entry &entry) { return entry.value; }));
             return cacheLeaf(index, VXValue(uid), std::move(twin));
         }
@@ -445,7 +445,7 @@ private:
                 // A text that another thread could change in place (one without storage of its
                 // own asks for some when its terminated form is wanted) is copied for the twin.
                 if (value.isString() && !VXArray::isShareableElement(value))
-                    twin = VXValue(ownedText(value.stringRef()));
+                    twin = VXValue(VXTextWithOwnStorage(value.stringRef()));
                 m_twinCache.push_back(std::move(twin));
             }
             m_cache.push_back(value);
@@ -453,14 +453,6 @@ private:
             setState(index, static_cast<std::uint32_t>(m_cache.size() + 1));
         }
         return value;
-    }
-
-    static QString ownedText(const QString &text)
-    {
-        QString copy;
-        copy.reserve(std::max<qsizetype>(text.size(), 1));
-        copy.append(text);
-        return copy;
     }
 
     // The twin of the object at `index`, read as `value`: its own copy for a container or a text
@@ -695,11 +687,6 @@ private:
 bool VXBinaryPropertyListReader::hasBinaryMagic(const QByteArray &data)
 {
     return data.startsWith("bplist00");
-}
-
-VXValue VXBinaryPropertyListReader::read(const QByteArray &data)
-{
-    return Reader(data).read();
 }
 
 VXValue VXBinaryPropertyListReader::read(const QByteArray &data, VXValue *twin)

@@ -24,15 +24,14 @@
 class VXBinaryPropertyListReader
 {
 public:
-    static VXValue read(const QByteArray &data);
-    // As read(), and into `twin` the tree's twin, made as each container is decoded: a copy that
-    // shares nothing the tree could change (every container copied once, one copy for one that
-    // the tree holds in two places) but the texts and the elements of arrays that hold no
+    // The tree. With `twin`, also the tree's twin, made as each container is decoded: a copy
+    // that shares nothing the tree could change (every container copied once, one copy for one
+    // that the tree holds in two places) but the texts and the elements of arrays that hold no
     // containers (event logs), which their copy-on-write buffers share. It is what
     // VXTreeSnapshot makes of the tree with no earlier snapshot, without a second pass over a
-    // tree of hundreds of megabytes. Null when the tree is, and when the data holds equal keys in
-    // a dictionary (the twin is then the caller's to make).
-    static VXValue read(const QByteArray &data, VXValue *twin);
+    // tree of hundreds of megabytes. The twin is null when the tree is, and when the data holds
+    // equal keys in a dictionary (it is then the caller's to make).
+    static VXValue read(const QByteArray &data, VXValue *twin = nullptr);
     static bool hasBinaryMagic(const QByteArray &data);
 };
 

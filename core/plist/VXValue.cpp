@@ -687,6 +687,14 @@ std::vector<std::size_t> VXDictionary::sortedEntryIndexes() const
     return order;
 }
 
+QString VXTextWithOwnStorage(const QString &text)
+{
+    QString copy;
+    copy.reserve(std::max<qsizetype>(text.size(), 1));
+    copy.append(text);
+    return copy;
+}
+
 int VXCompareCodePoints(const QString &a, const QString &b) noexcept
 {
     const QChar *x = a.constData();

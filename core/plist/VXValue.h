@@ -373,6 +373,11 @@ private:
     std::vector<std::uint32_t> m_table;
 };
 
+// A copy of the text in storage of its own. A QString over static data (a literal) copies itself
+// to the heap the first time its terminated form is asked for, so one that another thread reads
+// at the same time must be such a copy from the start.
+QString VXTextWithOwnStorage(const QString &text);
+
 // Compares two strings by Unicode code point (not by UTF-16 unit), the order in which
 // property-list writers emit dictionary keys.
 int VXCompareCodePoints(const QString &a, const QString &b) noexcept;

@@ -248,6 +248,14 @@ VXDictionaryRef somePool(const VXDictionaryRef &tree, std::mt19937 &random)
     return pools && !pools->isEmpty() ? pools->at(random() % pools->size()).dictionaryRef() : VXDictionaryRef();
 }
 
+// A reset that asks first, confirmed.
+void confirmed(TrackedDesktop &day, void (VXResets::*reset)())
+{
+    day.ui.alertAnswers.push_back(0);
+    (day.controller.resets().*reset)();
+    day.ui.alertAnswers.clear();
+}
+
 }   // namespace
 
 // Every way the tree changes besides the sampler, at random between the half-hourly saves: each
@@ -255,19 +263,14 @@ VXDictionaryRef somePool(const VXDictionaryRef &tree, std::mt19937 &random)
 TEST(IncrementalSnapshots, SavesAfterEveryKindOfChangeWriteTheWholeTreesFile)
 {
     using Change = std::function<void(TrackedDesktop &)>;
-    const auto confirmed = [](void (VXResets::*reset)()) {
-        return [reset](TrackedDesktop &day) {
-            day.ui.alertAnswers.push_back(0);
-            (day.controller.resets().*reset)();
-            day.ui.alertAnswers.clear();
-        };
-    };
+    const auto confirming
+        = [](void (VXResets::*reset)()) { return [reset](TrackedDesktop &day) { confirmed(day, reset); }; };
     const std::pair<const char *, Change> changes[] = {
-        {"reset application timers", confirmed(&VXResets::resetApplicationTimers)},
-        {"reset pool timers", confirmed(&VXResets::resetPoolTimers)},
-        {"reset all timers", confirmed(&VXResets::resetAllTimers)},
-        {"clear applications", confirmed(&VXResets::clearApplications)},
-        {"clear pools", confirmed(&VXResets::clearPools)},
+        {"reset application timers", confirming(&VXResets::resetApplicationTimers)},
+        {"reset pool timers", confirming(&VXResets::resetPoolTimers)},
+        {"reset all timers", confirming(&VXResets::resetAllTimers)},
+        {"clear applications", confirming(&VXResets::clearApplications)},
+        {"clear pools", confirming(&VXResets::clearPools)},
         {"undo", [](TrackedDesktop &day) { day.controller.undo(&day); }},
         {"redo", [](TrackedDesktop &day) { day.controller.redo(&day); }},
         {"window blacklist",
@@ -541,25 +544,13 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
          [](TrackedDesktop &day, std::uint64_t) {
              day.desktop.activate(kApplications[1].pid);
              day.time.advanceTo(day.at += 1);
-             day.ui.alertAnswers.push_back(0);
-             day.controller.resets().resetPoolTimers();
-             day.ui.alertAnswers.clear();
+             confirmed(day, &VXResets::resetPoolTimers);
          },
          Answer::Table},
-        {"pools cleared",
-         [](TrackedDesktop &day, std::uint64_t) {
-             day.ui.alertAnswers.push_back(0);
-             day.controller.resets().clearPools();
-             day.ui.alertAnswers.clear();
-         },
+        {"pools cleared", [](TrackedDesktop &day, std::uint64_t) { confirmed(day, &VXResets::clearPools); },
          Answer::Table},
         {"application timers reset",
-         [](TrackedDesktop &day, std::uint64_t) {
-             day.ui.alertAnswers.push_back(0);
-             day.controller.resets().resetApplicationTimers();
-             day.ui.alertAnswers.clear();
-         },
-         Answer::Either},
+         [](TrackedDesktop &day, std::uint64_t) { confirmed(day, &VXResets::resetApplicationTimers); }, Answer::Either},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
