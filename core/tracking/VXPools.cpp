@@ -129,6 +129,7 @@ VXPoolMatcher::~VXPoolMatcher() = default;
 void VXPoolMatcher::clear()
 {
     m_touched.clear();
+    m_changedOutside.clear();
     m_pools.reset();
     m_settled = false;
     m_prepared.clear();
@@ -291,6 +292,7 @@ bool VXPoolMatcher::isCurrent(const VXArray *pools)
         if (!holdsPreparedValues(tie))
             return false;
         tie.changes = changes;
+        m_changedOutside.push_back(tie.dictionary);
     }
     return true;
 }
@@ -299,10 +301,12 @@ bool VXPoolMatcher::update(const VXArray *pools)
 {
     const bool untouched = m_settled && m_settledChanges == VXContainerChangesOnThisThread();
     m_settled = false;
+    m_changedOutside.clear();
     if (pools && pools == m_pools.get() && untouched)
         return false;
     if (isCurrent(pools))
         return false;
+    m_changedOutside.clear();
     build(pools);
     return true;
 }
