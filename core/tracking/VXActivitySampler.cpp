@@ -462,7 +462,19 @@ void VXActivitySampler::creditWindows(Tick &tick, VXDictionary &application, con
         }
 
         const QString &key = *cutTitle;
-        VXDictionary *window = windows ? windows->value(key).dictionary() : nullptr;
+        // While the table is as the record left it, a window seen at the previous tick is found
+        // among the few the record keeps, without a look into the table (thousands of windows on
+        // a long record, most of them cold).
+        VXDictionary *window = nullptr;
+        if (windows && record.recorded && record.windowsByName.get() == windows
+            && record.changes == windows->changeCount()) {
+            const auto seen = std::find_if(record.seen.begin(), record.seen.end(),
+                                           [&](const KeyedItem &candidate) { return candidate.key == key; });
+            if (seen != record.seen.end())
+                window = seen->item.get();
+        }
+        if (!window && windows)
+            window = windows->value(key).dictionary();
         if (window) {
             // An earlier window of this tick had the same cut title: this one counts with it.
             if (boolForKey(*window, VXActiveMarkKey)) {
