@@ -22,30 +22,50 @@ const char *const kTranslationContext = "VXActivitySampler";
 const char *const kOneSecondText = QT_TRANSLATE_NOOP("VXActivitySampler", "1 second");
 const char *const kSecondsFormat = QT_TRANSLATE_NOOP("VXActivitySampler", "%1 seconds");
 
-// Sorts items filed under keys. When two items would otherwise tie, the key decides, so that a
-// list never depends on the order in which a table happens to store its entries. Input that is
-// already in order (the usual case from tick to tick) is left as it is, which is what a stable
-// sort would leave.
+// The order of items filed under keys. When two items would otherwise tie, the key decides, so
+// that a list never depends on the order in which a table happens to store its entries.
+template <class Keyed>
+bool keyedBefore(const VXItemSortKey &a, const Keyed &keyedA, const VXItemSortKey &b, const Keyed &keyedB)
+{
+    const VXComparisonResult result = a.compare(b);
+    if (result != VXOrderedSame)
+        return result == VXOrderedAscending;
+    return VXCompareCodePoints(keyedA.key, keyedB.key) < 0;
+}
+
+// Sorts items filed under keys, each item read once (VXItemSortKey). Input that is already in
+// order (the usual case from tick to tick) is left as it is, which is what a stable sort would
+// leave.
 template <class Keyed> void sortKeyedItems(std::vector<Keyed> &items, int sortColumn)
 {
-    const auto before = [sortColumn](const Keyed &a, const Keyed &b) {
-        const VXComparisonResult result = VXSortItemsWithSortColumn(VXValue(a.item), VXValue(b.item), sortColumn);
-        if (result != VXOrderedSame)
-            return result == VXOrderedAscending;
-        return VXCompareCodePoints(a.key, b.key) < 0;
-    };
-    if (!std::is_sorted(items.begin(), items.end(), before))
-        std::stable_sort(items.begin(), items.end(), before);
+    std::vector<VXItemSortKey> keys;
+    keys.reserve(items.size());
+    for (const Keyed &item : items)
+        keys.emplace_back(item.item.get(), sortColumn);
+    const auto before = [&](std::size_t a, std::size_t b) { return keyedBefore(keys[a], items[a], keys[b], items[b]); };
+    std::size_t next = 1;
+    while (next < items.size() && !before(next, next - 1))
+        ++next;
+    if (next >= items.size())
+        return;
+    std::vector<std::size_t> order(items.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+        order[i] = i;
+    std::stable_sort(order.begin(), order.end(), before);
+    std::vector<Keyed> sorted;
+    sorted.reserve(items.size());
+    for (const std::size_t index : order)
+        sorted.push_back(std::move(items[index]));
+    items = std::move(sorted);
 }
 
 // Puts the item where the order wants it in an ordered list (the order of sortKeyedItems).
 template <class Keyed> void insertKeyedItem(std::vector<Keyed> &items, const Keyed &item, int sortColumn)
 {
-    const auto place = std::lower_bound(items.begin(), items.end(), item, [sortColumn](const Keyed &a, const Keyed &b) {
-        const VXComparisonResult result = VXSortItemsWithSortColumn(VXValue(a.item), VXValue(b.item), sortColumn);
-        if (result != VXOrderedSame)
-            return result == VXOrderedAscending;
-        return VXCompareCodePoints(a.key, b.key) < 0;
+    const VXItemSortKey key(item.item.get(), sortColumn);
+    const auto place = std::lower_bound(items.begin(), items.end(), item, [&](const Keyed &a, const Keyed &b) {
+        // `b` is the item put in.
+        return keyedBefore(VXItemSortKey(a.item.get(), sortColumn), a, key, b);
     });
     items.insert(place, item);
 }
@@ -728,8 +748,12 @@ void VXActivitySampler::sortPoolArray(int sortColumn)
         samePools = (places[i] = placeOf(pools.at(i).dictionary())) >= 0;
     if (samePools)
         std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return places[a] < places[b]; });
+    std::vector<VXItemSortKey> keys;
+    keys.reserve(pools.size());
+    for (std::size_t i = 0; i < pools.size(); ++i)
+        keys.emplace_back(pools.at(i).dictionary(), sortColumn);
     const auto before = [&](std::size_t a, std::size_t b) {
-        const VXComparisonResult result = VXSortItemsWithSortColumn(pools.at(a), pools.at(b), sortColumn);
+        const VXComparisonResult result = keys[a].compare(keys[b]);
         return result != VXOrderedSame ? result == VXOrderedAscending : a < b;
     };
     if (!std::is_sorted(order.begin(), order.end(), before))
