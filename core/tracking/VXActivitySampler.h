@@ -134,8 +134,8 @@ public:
     // counts tell), "Pools" replaced or of a different size, a pool, member or entry renamed,
     // re-identified or switched to any application, a blacklist or the cut-offs edited. Ask for
     // `fullWalk` after the tree was changed outside the sampler (a user action, undo, a reset,
-    // loading); the controller does on every forced tick. It sorts every application list anew
-    // (a reset may have changed any time) and consolidates every application but the unlisted
+    // loading); the controller does on every forced tick. It sorts the application and window lists
+    // anew (a reset may have changed any time) and consolidates every application but the unlisted
     // ones it found unseen before whose change counts did not move since; it walks the windows
     // only of the tables that changed (no change made outside the sampler gives a dormant window
     // a flag or a mark, which only ticks set), the pool items seen, credited or changed since the
