@@ -22,30 +22,50 @@ const char *const kTranslationContext = "VXActivitySampler";
 const char *const kOneSecondText = QT_TRANSLATE_NOOP("VXActivitySampler", "1 second");
 const char *const kSecondsFormat = QT_TRANSLATE_NOOP("VXActivitySampler", "%1 seconds");
 
-// Sorts items filed under keys. When two items would otherwise tie, the key decides, so that a
-// list never depends on the order in which a table happens to store its entries. Input that is
-// already in order (the usual case from tick to tick) is left as it is, which is what a stable
-// sort would leave.
+// The order of items filed under keys. When two items would otherwise tie, the key decides, so
+// that a list never depends on the order in which a table happens to store its entries.
+template <class Keyed>
+bool keyedBefore(const VXItemSortKey &a, const Keyed &keyedA, const VXItemSortKey &b, const Keyed &keyedB)
+{
+    const VXComparisonResult result = a.compare(b);
+    if (result != VXOrderedSame)
+        return result == VXOrderedAscending;
+    return VXCompareCodePoints(keyedA.key, keyedB.key) < 0;
+}
+
+// Sorts items filed under keys, each item read once (VXItemSortKey). Input that is already in
+// order (the usual case from tick to tick) is left as it is, which is what a stable sort would
+// leave.
 template <class Keyed> void sortKeyedItems(std::vector<Keyed> &items, int sortColumn)
 {
-    const auto before = [sortColumn](const Keyed &a, const Keyed &b) {
-        const VXComparisonResult result = VXSortItemsWithSortColumn(VXValue(a.item), VXValue(b.item), sortColumn);
-        if (result != VXOrderedSame)
-            return result == VXOrderedAscending;
-        return VXCompareCodePoints(a.key, b.key) < 0;
-    };
-    if (!std::is_sorted(items.begin(), items.end(), before))
-        std::stable_sort(items.begin(), items.end(), before);
+    std::vector<VXItemSortKey> keys;
+    keys.reserve(items.size());
+    for (const Keyed &item : items)
+        keys.emplace_back(item.item.get(), sortColumn);
+    const auto before = [&](std::size_t a, std::size_t b) { return keyedBefore(keys[a], items[a], keys[b], items[b]); };
+    std::size_t next = 1;
+    while (next < items.size() && !before(next, next - 1))
+        ++next;
+    if (next >= items.size())
+        return;
+    std::vector<std::size_t> order(items.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+        order[i] = i;
+    std::stable_sort(order.begin(), order.end(), before);
+    std::vector<Keyed> sorted;
+    sorted.reserve(items.size());
+    for (const std::size_t index : order)
+        sorted.push_back(std::move(items[index]));
+    items = std::move(sorted);
 }
 
 // Puts the item where the order wants it in an ordered list (the order of sortKeyedItems).
 template <class Keyed> void insertKeyedItem(std::vector<Keyed> &items, const Keyed &item, int sortColumn)
 {
-    const auto place = std::lower_bound(items.begin(), items.end(), item, [sortColumn](const Keyed &a, const Keyed &b) {
-        const VXComparisonResult result = VXSortItemsWithSortColumn(VXValue(a.item), VXValue(b.item), sortColumn);
-        if (result != VXOrderedSame)
-            return result == VXOrderedAscending;
-        return VXCompareCodePoints(a.key, b.key) < 0;
+    const VXItemSortKey key(item.item.get(), sortColumn);
+    const auto place = std::lower_bound(items.begin(), items.end(), item, [&](const Keyed &a, const Keyed &b) {
+        // `b` is the item put in.
+        return keyedBefore(VXItemSortKey(a.item.get(), sortColumn), a, key, b);
     });
     items.insert(place, item);
 }
@@ -173,7 +193,10 @@ struct VXActivitySampler::WindowRecord {
     std::uint32_t changes = 0;   // its change count then, and after the sampler's own filing since
     std::vector<KeyedItem> seen;   // its windows seen then
     std::vector<KeyedItem> touched;   // its windows seen so far in the tick in progress
-    std::uint64_t generation = 0;   // the tick that consolidated it last
+    std::uint64_t generation = 0;   // the tick that consolidated it last (or found it dormant)
+    // The application as that consolidation left it: whether it was seen, and its change count.
+    bool active = false;
+    std::uint32_t applicationChanges = 0;
     // While inactive windows are listed: all its windows, sorted by that tick.
     std::vector<KeyedItem> children;
     bool hasChildren = false;
@@ -370,7 +393,10 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     VXWindowDescriptionsByPID(
         desktop, [&rules](const QString &title) { return rules.windowTitle(title); },
         settings.includeWindowsFromAllSpaces, settings.includeFloatingWindows, m_windowDescriptions);
-    tick.usePoolRecord = !fullWalk && m_hasPoolRecord && tick.pools && m_poolRecordSortColumn == settings.sortColumn
+    // A forced tick keeps the record too: the pool items changed outside the ticks (times reset,
+    // a pool renamed) are the ones the matcher found changed, and any other change to the pools
+    // made the matcher prepare them anew, which drops the record.
+    tick.usePoolRecord = m_hasPoolRecord && tick.pools && m_poolRecordSortColumn == settings.sortColumn
         && m_poolRecordShowsInactive == settings.showInactivePools;
 
     tick.fullWalk = fullWalk;
@@ -387,6 +413,7 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     m_tickWindows.everyPoolItem = true;
     m_tickWindows.poolItems.clear();
     m_tickWindows.sortedPoolLists.clear();
+    m_consolidatedItems = 0;
 
     creditApplications(tick);
     consolidateApplications(tick);
@@ -455,7 +482,19 @@ void VXActivitySampler::creditWindows(Tick &tick, VXDictionary &application, con
         }
 
         const QString &key = *cutTitle;
-        VXDictionary *window = windows ? windows->value(key).dictionary() : nullptr;
+        // While the table is as the record left it, a window seen at the previous tick is found
+        // among the few the record keeps, without a look into the table (thousands of windows on
+        // a long record, most of them cold).
+        VXDictionary *window = nullptr;
+        if (windows && record.recorded && record.windowsByName.get() == windows
+            && record.changes == windows->changeCount()) {
+            const auto seen = std::find_if(record.seen.begin(), record.seen.end(),
+                                           [&](const KeyedItem &candidate) { return candidate.key == key; });
+            if (seen != record.seen.end())
+                window = seen->item.get();
+        }
+        if (!window && windows)
+            window = windows->value(key).dictionary();
         if (window) {
             // An earlier window of this tick had the same cut title: this one counts with it.
             if (boolForKey(*window, VXActiveMarkKey)) {
@@ -498,16 +537,39 @@ void VXActivitySampler::creditPools(Tick &tick, VXDictionary &item, bool front)
         m_poolMatcher.checkPools(item, tick.gap, tick.elapsed, front);
 }
 
+bool VXActivitySampler::consolidate(const Tick &tick, VXDictionary &item)
+{
+    ++m_consolidatedItems;
+    return consolidateStates(item, tick.gap, tick.timestamp, tick.previous);
+}
+
 void VXActivitySampler::consolidateApplications(Tick &tick)
 {
     std::vector<KeyedItem> listed;
     std::vector<KeyedItem> seen;
-    // A forced tick walks every application (not their windows): a few hundred items.
+    // A forced tick walks every application (not their windows): a few hundred items. Those
+    // unlisted, found unseen at their last consolidation and not changed since (neither the item,
+    // which a mark or any edit changes, nor its window table) are left as they are: consolidating
+    // them again would change nothing.
     const bool walkAll = !tick.skipDormantApplications || !tick.applicationsUnchanged || tick.fullWalk;
+    const bool skipUnchanged = tick.skipDormantApplications && tick.applicationsUnchanged;
+    const auto unchangedSinceUnseen = [&](const VXDictionary &application) {
+        const auto found = m_windowRecords.find(&application);
+        if (found == m_windowRecords.end())
+            return false;
+        WindowRecord &record = found->second;
+        if (!record.recorded || record.active || record.applicationChanges != application.changeCount()
+            || (record.windowsByName && record.windowsByName->changeCount() != record.changes))
+            return false;
+        record.generation = tick.generation;
+        return true;
+    };
     if (walkAll) {
         for (std::size_t i = 0; i < tick.applications->size(); ++i) {
             const VXDictionary::Entry &entry = tick.applications->entries()[i];
             if (VXDictionary *application = entry.value.dictionary()) {
+                if (skipUnchanged && unchangedSinceUnseen(*application))
+                    continue;
                 if (consolidateApplication(tick, entry.key, *application, listed))
                     seen.push_back({entry.key, VXDictionaryRef(application)});
             }
@@ -550,7 +612,7 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
                                                std::vector<KeyedItem> &listed)
 {
     const VXSamplerSettings &settings = tick.settings;
-    const bool active = consolidateStates(application, tick.gap, tick.timestamp, tick.previous);
+    const bool active = consolidate(tick, application);
     const bool isListed = active || settings.showInactiveApplicationItems;
     VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary();
     WindowRecord &record = m_windowRecords[&application];
@@ -574,12 +636,10 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
         removeDuplicates(seenWindows);
         for (const KeyedItem &window : seenWindows)
             m_tickWindows.windows.push_back({&application, window.key, window.item.get()});
-        seenWindows.erase(std::remove_if(seenWindows.begin(), seenWindows.end(),
-                                         [&](const KeyedItem &candidate) {
-                                             return !consolidateStates(*candidate.item, tick.gap, tick.timestamp,
-                                                                       tick.previous);
-                                         }),
-                          seenWindows.end());
+        seenWindows.erase(
+            std::remove_if(seenWindows.begin(), seenWindows.end(),
+                           [&](const KeyedItem &candidate) { return !consolidate(tick, *candidate.item); }),
+            seenWindows.end());
     } else if (windows) {
         for (std::size_t w = 0; w < windows->size(); ++w) {
             VXDictionary *window = windows->valueAt(w).dictionary();
@@ -588,7 +648,7 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
             const QString &windowKey = windows->entries()[w].key;
             // A state the tick changes is stored or removed (a flag, a mark), which the count sees.
             const std::uint32_t changes = window->changeCount();
-            const bool seen = consolidateStates(*window, tick.gap, tick.timestamp, tick.previous);
+            const bool seen = consolidate(tick, *window);
             if (window->changeCount() != changes)
                 m_tickWindows.windows.push_back({&application, windowKey, window});
             if (seen)
@@ -658,6 +718,8 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
     record.seen = std::move(seenWindows);
     record.touched.clear();
     record.generation = tick.generation;
+    record.active = active;
+    record.applicationChanges = application.changeCount();
     return active;
 }
 
@@ -686,8 +748,12 @@ void VXActivitySampler::sortPoolArray(int sortColumn)
         samePools = (places[i] = placeOf(pools.at(i).dictionary())) >= 0;
     if (samePools)
         std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return places[a] < places[b]; });
+    std::vector<VXItemSortKey> keys;
+    keys.reserve(pools.size());
+    for (std::size_t i = 0; i < pools.size(); ++i)
+        keys.emplace_back(pools.at(i).dictionary(), sortColumn);
     const auto before = [&](std::size_t a, std::size_t b) {
-        const VXComparisonResult result = VXSortItemsWithSortColumn(pools.at(a), pools.at(b), sortColumn);
+        const VXComparisonResult result = keys[a].compare(keys[b]);
         return result != VXOrderedSame ? result == VXOrderedAscending : a < b;
     };
     if (!std::is_sorted(order.begin(), order.end(), before))
@@ -723,8 +789,8 @@ void VXActivitySampler::consolidateEveryPool(Tick &tick)
     m_poolArray->clear();
     const int sortColumn = tick.settings.sortColumn;
     std::vector<VXDictionaryRef> seen;
-    auto consolidate = [&](VXDictionary &item) {
-        const bool wasSeen = consolidateStates(item, tick.gap, tick.timestamp, tick.previous);
+    auto consolidateItem = [&](VXDictionary &item) {
+        const bool wasSeen = consolidate(tick, item);
         if (wasSeen)
             seen.emplace_back(&item);
         return wasSeen;
@@ -734,7 +800,7 @@ void VXActivitySampler::consolidateEveryPool(Tick &tick)
             VXDictionary *pool = poolValue.dictionary();
             if (!pool)
                 continue;
-            const bool active = consolidate(*pool);
+            const bool active = consolidateItem(*pool);
             const bool isListed = active || tick.settings.showInactivePools;
             VXArray *members = pool->value(VXChildrenKey).array();
             if (isListed) {
@@ -748,13 +814,13 @@ void VXActivitySampler::consolidateEveryPool(Tick &tick)
                 VXDictionary *member = memberValue.dictionary();
                 if (!member)
                     continue;
-                consolidate(*member);
+                consolidateItem(*member);
                 VXArray *entries = member->value(VXChildrenKey).array();
                 if (!entries)
                     continue;
                 for (const VXValue &entryValue : *entries) {
                     if (VXDictionary *entry = entryValue.dictionary())
-                        consolidate(*entry);
+                        consolidateItem(*entry);
                 }
                 if (isListed)
                     VXSortItemArray(*entries, sortColumn);
@@ -782,6 +848,8 @@ void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
     }
     for (const VXDictionary *item : m_poolMatcher.touched())
         candidates.add(item);
+    for (const VXDictionary *item : m_poolMatcher.changedOutside())
+        candidates.add(item);
     previouslySeen.seal();
     candidates.seal();
 
@@ -792,7 +860,7 @@ void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
     bool poolChanged = false;
     for (const void *candidate : candidates.items()) {
         VXDictionary &item = *static_cast<VXDictionary *>(const_cast<void *>(candidate));
-        const bool active = consolidateStates(item, tick.gap, tick.timestamp, tick.previous);
+        const bool active = consolidate(tick, item);
         if (active)
             seen.emplace_back(&item);
         if (m_poolMatcher.placeOf(&item))
@@ -814,20 +882,29 @@ void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
     for (const VXDictionaryRef &item : seen)
         seenNow.add(item.get());
     seenNow.seal();
-    for (const VXDictionary *item : m_poolMatcher.touched()) {
-        const VXPoolMatcher::Place *place = m_poolMatcher.placeOf(item);
-        if (place && (showInactive || seenNow.contains(place->pool)))
-            unsorted.push_back(place->array);
+    // The lists of the items whose times moved: credited now, or changed outside the ticks.
+    for (const auto *moved : {&m_poolMatcher.touched(), &m_poolMatcher.changedOutside()}) {
+        for (const VXDictionary *item : *moved) {
+            const VXPoolMatcher::Place *place = m_poolMatcher.placeOf(item);
+            if (place && (showInactive || seenNow.contains(place->pool)))
+                unsorted.push_back(place->array);
+        }
     }
     std::sort(unsorted.begin(), unsorted.end());
     unsorted.erase(std::unique(unsorted.begin(), unsorted.end()), unsorted.end());
     for (VXArray *array : unsorted)
         VXSortItemArray(*array, sortColumn);
-    m_tickWindows.everyPoolItem = false;
     for (const void *candidate : candidates.items())
         m_tickWindows.poolItems.push_back(static_cast<const VXDictionary *>(candidate));
-    m_tickWindows.sortedPoolLists.assign(unsorted.begin(), unsorted.end());
     m_poolMatcher.noteOwnChanges(m_tickWindows.poolItems, unsorted);
+    // After a forced tick the journal compares every pool item, as the change before it may
+    // have touched any; otherwise the ones this tick consolidated.
+    if (tick.fullWalk) {
+        m_tickWindows.poolItems.clear();
+    } else {
+        m_tickWindows.everyPoolItem = false;
+        m_tickWindows.sortedPoolLists.assign(unsorted.begin(), unsorted.end());
+    }
 
     if (poolChanged) {
         m_poolArray->clear();

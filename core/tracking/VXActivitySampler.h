@@ -134,11 +134,13 @@ public:
     // counts tell), "Pools" replaced or of a different size, a pool, member or entry renamed,
     // re-identified or switched to any application, a blacklist or the cut-offs edited. Ask for
     // `fullWalk` after the tree was changed outside the sampler (a user action, undo, a reset,
-    // loading); the controller does on every forced tick. It walks every application, pool,
-    // member and entry and sorts every list anew (a reset may have changed any time), but walks
-    // the windows only of the tables that changed (no change made outside the sampler gives a
-    // dormant window a flag or a mark, which only ticks set) and keeps the rules and pools
-    // prepared while they compare equal to what they were prepared from.
+    // loading); the controller does on every forced tick. It sorts the application and window lists
+    // anew (a reset may have changed any time) and consolidates every application but the unlisted
+    // ones it found unseen before whose change counts did not move since; it walks the windows
+    // only of the tables that changed (no change made outside the sampler gives a dormant window
+    // a flag or a mark, which only ticks set), the pool items seen, credited or changed since the
+    // previous tick (their change counts tell), and keeps the rules and pools prepared while they
+    // compare equal to what they were prepared from.
     // invalidateDormancyRecord() before it walks every window as well.
     void sample(VXDictionaryRef &configuration, const VXDesktopSnapshot &desktop, double now,
                 const VXSamplerSettings &settings, bool fullWalk);
@@ -160,6 +162,10 @@ public:
 
     // The windows the last tick may have changed (see VXTickWindows).
     const VXTickWindows &windowsOfLastTick() const { return m_tickWindows; }
+
+    // How many applications, windows, pools, members and entries the last tick consolidated
+    // (the others it knew dormant).
+    std::size_t consolidatedItemsOfLastTick() const { return m_consolidatedItems; }
 
     // Forgets the record of dormant items: the next tick walks every item of the tree.
     void invalidateDormancyRecord();
@@ -183,6 +189,8 @@ private:
     void creditWindows(Tick &tick, VXDictionary &application, const QString &applicationID, const QString &name,
                        std::int64_t processIdentifier, bool front);
     void creditPools(Tick &tick, VXDictionary &item, bool front);
+    // Consolidates the item's states (consolidateStates), counted.
+    bool consolidate(const Tick &tick, VXDictionary &item);
     void consolidateApplications(Tick &tick);
     bool consolidateApplication(Tick &tick, const QString &key, VXDictionary &application,
                                 std::vector<KeyedItem> &listed);
@@ -217,6 +225,7 @@ private:
     std::vector<KeyedItem> m_touchedApplications;   // seen so far in the tick in progress
     std::unordered_map<const VXDictionary *, WindowRecord> m_windowRecords;
     VXTickWindows m_tickWindows;
+    std::size_t m_consolidatedItems = 0;
     std::uint64_t m_generation = 0;
     // The same for pools, their members and entries: those seen at the previous tick. Valid
     // while the pools stay as they were prepared and the pool list's settings stay the same.

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -15,32 +17,6 @@ const VXValue &valueOf(const VXValue &item, const QString &key)
     static const VXValue null;
     const VXDictionary *dictionary = item.dictionary();
     return dictionary ? dictionary->value(key) : null;
-}
-
-// Larger first; an item with a number before one without.
-VXComparisonResult compareTimes(const VXValue &a, const VXValue &b, const QString &key)
-{
-    const VXValue &x = valueOf(a, key);
-    const VXValue &y = valueOf(b, key);
-    const bool hasX = x.isNumber();
-    const bool hasY = y.isNumber();
-    if (hasX != hasY)
-        return hasX ? VXOrderedAscending : VXOrderedDescending;
-    if (!hasX)
-        return VXOrderedSame;
-    const double dx = x.toDouble();
-    const double dy = y.toDouble();
-    if (dx > dy)
-        return VXOrderedAscending;
-    if (dx < dy)
-        return VXOrderedDescending;
-    return VXOrderedSame;
-}
-
-QString nameOf(const VXValue &item)
-{
-    const VXDictionary *dictionary = item.dictionary();
-    return dictionary ? itemName(*dictionary) : QString();
 }
 
 }   // namespace
@@ -55,19 +31,65 @@ void VXSetCurrentSortColumn(int column)
     currentSortColumn = column;
 }
 
+VXItemSortKey::VXItemSortKey(const VXDictionary *item, int sortColumn) : m_item(item), m_sortColumn(sortColumn)
+{
+    const auto timeOf = [item](const QString &key) {
+        const VXValue &value = item->value(key);
+        return value.isNumber() ? Time {true, value.toDouble()} : Time {};
+    };
+    if (!item)
+        return;
+    if (sortColumn >= 2)
+        m_time = timeOf(VXTimeKey);
+    if (sortColumn >= 1)
+        m_frontTime = timeOf(VXFrontTimeKey);
+}
+
+// Larger first; an item with a number before one without.
+VXComparisonResult VXItemSortKey::compareTimes(const Time &a, const Time &b)
+{
+    if (a.has != b.has)
+        return a.has ? VXOrderedAscending : VXOrderedDescending;
+    if (!a.has)
+        return VXOrderedSame;
+    if (a.value > b.value)
+        return VXOrderedAscending;
+    if (a.value < b.value)
+        return VXOrderedDescending;
+    return VXOrderedSame;
+}
+
+const QString &VXItemSortKey::name() const
+{
+    if (!m_name)
+        m_name = m_item ? itemName(*m_item) : QString();
+    return *m_name;
+}
+
+const QString &VXItemSortKey::path() const
+{
+    static const VXValue null;
+    return (m_item ? m_item->value(VXPathKey) : null).stringRef();
+}
+
+VXComparisonResult VXItemSortKey::compare(const VXItemSortKey &other) const
+{
+    if (m_sortColumn >= 2) {
+        if (const VXComparisonResult result = compareTimes(m_time, other.m_time))
+            return result;
+    }
+    if (m_sortColumn >= 1) {
+        if (const VXComparisonResult result = compareTimes(m_frontTime, other.m_frontTime))
+            return result;
+    }
+    if (const VXComparisonResult result = VXSortNames(name(), other.name()))
+        return result;
+    return VXSortNames(path(), other.path());
+}
+
 VXComparisonResult VXSortItemsWithSortColumn(const VXValue &a, const VXValue &b, int sortColumn)
 {
-    if (sortColumn >= 2) {
-        if (const VXComparisonResult result = compareTimes(a, b, VXTimeKey))
-            return result;
-    }
-    if (sortColumn >= 1) {
-        if (const VXComparisonResult result = compareTimes(a, b, VXFrontTimeKey))
-            return result;
-    }
-    if (const VXComparisonResult result = VXSortNames(nameOf(a), nameOf(b)))
-        return result;
-    return VXSortNames(valueOf(a, VXPathKey).stringRef(), valueOf(b, VXPathKey).stringRef());
+    return VXItemSortKey(a.dictionary(), sortColumn).compare(VXItemSortKey(b.dictionary(), sortColumn));
 }
 
 VXComparisonResult VXSortItems(const VXValue &a, const VXValue &b)
@@ -77,13 +99,30 @@ VXComparisonResult VXSortItems(const VXValue &a, const VXValue &b)
 
 void VXSortItemArray(VXArray &items, int sortColumn)
 {
-    const auto before = [sortColumn](const VXValue &a, const VXValue &b) {
-        return VXSortItemsWithSortColumn(a, b, sortColumn) == VXOrderedAscending;
-    };
+    // Read through the const array: a list already in order is left as it is, buffer and all.
+    const std::vector<VXValue> &elements = std::as_const(items).items();
+    std::vector<VXItemSortKey> keys;
+    keys.reserve(elements.size());
+    for (const VXValue &item : elements)
+        keys.emplace_back(item.dictionary(), sortColumn);
+    const auto before
+        = [&keys](std::size_t a, std::size_t b) { return keys[a].compare(keys[b]) == VXOrderedAscending; };
     // Lists are sorted again on every tick and are mostly in order already: checking is cheaper
     // than sorting, and a stable sort would leave ordered input as it is.
-    if (!std::is_sorted(items.begin(), items.end(), before))
-        std::stable_sort(items.begin(), items.end(), before);
+    std::size_t next = 1;
+    while (next < keys.size() && !before(next, next - 1))
+        ++next;
+    if (next >= keys.size())
+        return;
+    std::vector<std::size_t> order(keys.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+        order[i] = i;
+    std::stable_sort(order.begin(), order.end(), before);
+    std::vector<VXValue> sorted;
+    sorted.reserve(order.size());
+    for (const std::size_t index : order)
+        sorted.push_back(elements[index]);
+    items.items() = std::move(sorted);
 }
 
 VXComparisonResult VXSortDictionaryNumberValuesByKey(const VXValue &a, const VXValue &b, const QString &key)

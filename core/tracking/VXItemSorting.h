@@ -13,11 +13,40 @@
 
 #include <QString>
 
+#include <optional>
+
 // The sort column of the organizer lists (1 until the program sets it from the setting "Sort").
 int VXCurrentSortColumn();
 void VXSetCurrentSortColumn(int column);
 
 VXComparisonResult VXSortItemsWithSortColumn(const VXValue &a, const VXValue &b, int sortColumn);
+
+// What the order reads of one item, read once: its times for the column, and its display name
+// and "Path" the first time a tie asks for them. A list is checked and sorted through keys, so
+// that each item is read once instead of at every comparison (and a pool's name, made from its
+// members', is made once).
+class VXItemSortKey
+{
+public:
+    VXItemSortKey(const VXDictionary *item, int sortColumn);
+    // The order of VXSortItemsWithSortColumn.
+    VXComparisonResult compare(const VXItemSortKey &other) const;
+
+private:
+    struct Time {
+        bool has = false;
+        double value = 0.0;
+    };
+    static VXComparisonResult compareTimes(const Time &a, const Time &b);
+    const QString &name() const;
+    const QString &path() const;
+
+    const VXDictionary *m_item;
+    int m_sortColumn;
+    Time m_time;
+    Time m_frontTime;
+    mutable std::optional<QString> m_name;
+};
 // With the current sort column.
 VXComparisonResult VXSortItems(const VXValue &a, const VXValue &b);
 

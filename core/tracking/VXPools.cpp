@@ -22,17 +22,47 @@ const char *const kTrackWindowTitlesAcrossAllApplicationsText
 // mark, later ones in the same tick find it set. Answers whether this was the first.
 bool credit(VXDictionary &item, bool gap, double interval, bool isFrontmost)
 {
-    const bool first = !boolForKey(item, VXActiveMarkKey);
-    if (first) {
-        setBool(item, true, VXActiveMarkKey);
-        if (!gap && boolForKey(item, VXActiveKey))
-            addTimeInterval(item, interval, VXTimeKey);
+    // One pass over the item's dozen entries finds the six keys, instead of hashing each (the
+    // pools of a long record are credited by the hundred every tick).
+    const VXValue *mark = nullptr;
+    const VXValue *frontMark = nullptr;
+    const VXValue *active = nullptr;
+    const VXValue *frontActive = nullptr;
+    VXValue *time = nullptr;
+    VXValue *frontTime = nullptr;
+    for (std::size_t i = 0; i < item.size(); ++i) {
+        const QString &key = item.entries()[i].key;
+        VXValue &value = item.valueAt(i);
+        if (key == VXActiveMarkKey)
+            mark = &value;
+        else if (key == VXFrontActiveMarkKey)
+            frontMark = &value;
+        else if (key == VXActiveKey)
+            active = &value;
+        else if (key == VXFrontActiveKey)
+            frontActive = &value;
+        else if (key == VXTimeKey)
+            time = &value;
+        else if (key == VXFrontTimeKey)
+            frontTime = &value;
     }
-    if (isFrontmost && !boolForKey(item, VXFrontActiveMarkKey)) {
-        setBool(item, true, VXFrontActiveMarkKey);
-        if (!gap && boolForKey(item, VXFrontActiveKey))
-            addTimeInterval(item, interval, VXFrontTimeKey);
-    }
+    const bool first = !(mark && mark->toBool());
+    const bool creditTime = first && !gap && active && active->toBool();
+    const bool firstInFront = isFrontmost && !(frontMark && frontMark->toBool());
+    const bool creditFrontTime = firstInFront && !gap && frontActive && frontActive->toBool();
+    // Stored times change in place before any entry is added, which may move the entries.
+    if (creditTime && time)
+        *time = VXValue(time->toDouble() + interval);
+    if (creditFrontTime && frontTime)
+        *frontTime = VXValue(frontTime->toDouble() + interval);
+    if (first)
+        item.insert(VXActiveMarkKey, true);
+    if (creditTime && !time)
+        item.insert(VXTimeKey, interval);
+    if (firstInFront)
+        item.insert(VXFrontActiveMarkKey, true);
+    if (creditFrontTime && !frontTime)
+        item.insert(VXFrontTimeKey, interval);
     return first;
 }
 
@@ -129,6 +159,7 @@ VXPoolMatcher::~VXPoolMatcher() = default;
 void VXPoolMatcher::clear()
 {
     m_touched.clear();
+    m_changedOutside.clear();
     m_pools.reset();
     m_settled = false;
     m_prepared.clear();
@@ -291,6 +322,7 @@ bool VXPoolMatcher::isCurrent(const VXArray *pools)
         if (!holdsPreparedValues(tie))
             return false;
         tie.changes = changes;
+        m_changedOutside.push_back(tie.dictionary);
     }
     return true;
 }
@@ -299,10 +331,12 @@ bool VXPoolMatcher::update(const VXArray *pools)
 {
     const bool untouched = m_settled && m_settledChanges == VXContainerChangesOnThisThread();
     m_settled = false;
+    m_changedOutside.clear();
     if (pools && pools == m_pools.get() && untouched)
         return false;
     if (isCurrent(pools))
         return false;
+    m_changedOutside.clear();
     build(pools);
     return true;
 }

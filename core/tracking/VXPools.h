@@ -51,6 +51,10 @@ public:
     void build(const VXArray *pools);
     // Prepares them only when they changed since the last call; answers whether it did.
     bool update(const VXArray *pools);
+    // The pools, members and entries that the last update() found changed since the tick before
+    // told its own changes, though still as prepared (times reset, a pool renamed): the changes
+    // made outside the ticks. Empty after an update() that prepared the pools anew.
+    const std::vector<VXDictionary *> &changedOutside() const { return m_changedOutside; }
     // Lets go of the pools.
     void clear();
 
@@ -155,6 +159,7 @@ private:
     std::unordered_map<const VXArray *, std::size_t> m_listIndexes;   // into m_lists
     std::unique_ptr<Matches> m_matches;
     std::vector<VXDictionary *> m_touched;
+    std::vector<VXDictionary *> m_changedOutside;
     std::uint64_t m_round = 1;
     std::unordered_map<const VXDictionary *, Place> m_places;
 };

@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 using namespace vxtest;
 using namespace Qt::StringLiterals;
 using Log = std::vector<double>;
@@ -379,4 +381,75 @@ TEST_F(SamplerTest, ARootReplacedAroundTheSamePoolsStillClosesTheirPeriods)
     EXPECT_EQ(activeLog(*aPool), (Log {T, -(T + 2)}));
     EXPECT_EQ(activeLog(*editorMember), (Log {T, -(T + 2)}));
     EXPECT_FALSE(aPool->contains(VXActiveKey));
+}
+
+// A forced tick after a user action consolidates what the tick sees, what was seen before, and
+// what the action changed; not the dormant rest of the record (which would change nothing, and
+// on a long record is most of the cost of the tick).
+TEST_F(SamplerTest, AForcedTickConsolidatesWhatIsSeenOrChangedNotTheDormantRest)
+{
+    constexpr int kDormant = 12;
+    configuration->insert(VXApplicationsKey, VXMakeDictionary());
+    VXDictionary &applications = *configuration->value(VXApplicationsKey).dictionary();
+    VXArrayRef pools = VXMakeArray();
+    VXArrayRef dormantMembers = VXMakeArray();
+    for (int i = 0; i < kDormant; ++i) {
+        const QString id = u"org.example.Old%1"_s.arg(i);
+        const auto closedWindow = [](const QString &title) {
+            return dictionary({{VXNameKey, title}, {VXTimeKey, 10.0}, {VXActiveLogKey, numbers({T - 50, -(T - 40)})}});
+        };
+        applications.insert(id,
+                            dictionary({{VXNameKey, id},
+                                        {VXApplicationIDKey, id},
+                                        {VXTimeKey, 20.0 + i},
+                                        {VXActiveLogKey, numbers({T - 60, -(T - 40)})},
+                                        {VXWindowsByNameKey,
+                                         dictionary({{u"Draft"_s, closedWindow(u"Draft"_s)},
+                                                     {u"Final"_s, closedWindow(u"Final"_s)}})}}));
+        VXDictionaryRef dormant = member(id, id, {windowEntry(u"Dr*"_s)});
+        dormant->insert(VXTimeKey, 5.0 + i);
+        dormantMembers->append(dormant);
+    }
+    VXDictionaryRef dormantPool = pool(u"Old"_s, {});
+    dormantPool->insert(VXChildrenKey, dormantMembers);
+    dormantPool->insert(VXTimeKey, 40.0);
+    pools->append(pool(u"Writing"_s, {member(u"Editor"_s, kEditorID)}));
+    pools->append(dormantPool);
+    configuration->insert(VXPoolsKey, pools);
+    desktop.launch(u"Editor"_s, kEditorPath, kEditorID, 10);
+    desktop.openWindow(10, u"Report"_s);
+
+    tick(T);
+    tick(T + 1, false);
+    // The editor, its window, the pool "Writing" and its member.
+    const std::size_t steady = sampler.consolidatedItemsOfLastTick();
+    ASSERT_EQ(steady, 4u);
+
+    VXDictionary &oldest = *applicationItem(*configuration, u"org.example.Old0"_s);
+    VXDictionary &oldMember = *dormantMembers->at(3).dictionary();
+    const struct {
+        const char *action;
+        std::function<void()> change;
+        std::size_t more;   // items consolidated beyond the steady ones
+    } rows[] = {
+        {"no change", [] {}, 0},
+        {"a dormant application's times reset", [&] { resetTimersRecursively(oldest); }, 1},
+        // Its window table is walked, as a changed table is: the application and the window left.
+        {"a window of a dormant application deleted",
+         [&] { oldest.value(VXWindowsByNameKey).dictionary()->remove(u"Final"_s); }, 2},
+        {"a dormant member's times reset", [&] { resetTimersRecursively(oldMember); }, 1},
+        // The pool and the members that had times left (entries have none: a reset leaves them).
+        {"a dormant pool's times reset", [&] { resetTimersRecursively(*dormantPool); }, 1 + kDormant - 1},
+        // Every dormant application, window (one deleted above), pool, member and entry.
+        {"the record forgotten", [&] { sampler.invalidateDormancyRecord(); }, 3 * kDormant - 1 + 1 + 2 * kDormant},
+    };
+    double at = T + 2;
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.action);
+        row.change();
+        tick(at++);
+        EXPECT_EQ(sampler.consolidatedItemsOfLastTick(), steady + row.more);
+        tick(at++, false);
+        EXPECT_EQ(sampler.consolidatedItemsOfLastTick(), steady) << "the steady tick after it";
+    }
 }

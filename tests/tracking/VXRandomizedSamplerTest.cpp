@@ -309,6 +309,22 @@ private:
     // One user action, chosen by `edit`, the same on every tree it is applied to.
     static void editTree(VXDictionary &configuration, std::uint32_t edit)
     {
+        if ((edit / 5) % 9 >= 7) {
+            // A pool's times reset, or one member's or entry's: the lists that hold them change
+            // order, and the pool list may.
+            const VXArray &pools = *configuration.value(VXPoolsKey).array();
+            VXDictionary &aPool = *pools.at(edit % pools.size()).dictionary();
+            const VXArray &members = *aPool.value(VXChildrenKey).array();
+            VXDictionary *aMember = members.isEmpty() ? nullptr : members.at((edit / 7) % members.size()).dictionary();
+            const VXArray *entries = aMember ? aMember->value(VXChildrenKey).array() : nullptr;
+            if ((edit / 5) % 9 == 7 || !aMember)
+                resetTimersRecursively(aPool);
+            else if (entries && !entries->isEmpty() && edit % 2)
+                resetTimersRecursively(*entries->at((edit / 3) % entries->size()).dictionary());
+            else
+                resetTimersRecursively(*aMember);
+            return;
+        }
         VXDictionary *applications = configuration.value(VXApplicationsKey).dictionary();
         if (!applications || applications->isEmpty())
             return;
