@@ -144,14 +144,14 @@ struct ViewSource {
     // decoded at all then.
     VXDictionaryRef entry(const Item &object, double timestamp, double otherTimestamp, bool *hasEvents)
     {
-        static const QStringView keys[KeyCount]
-            = {VXActiveLogKey, VXFrontActiveLogKey, VXNameKey, VXPathKey, VXTypeKey, VXMatchAnyApplicationKey};
+        static const VXBinaryPropertyListView::Keys keys {VXActiveLogKey, VXFrontActiveLogKey,     VXNameKey, VXPathKey,
+                                                          VXTypeKey,      VXMatchAnyApplicationKey};
         const Container item = view.container(object);
         if (item.kind != VXBinaryPropertyListView::Kind::Dictionary)
             return VXDictionaryRef();
         // One pass over the item's keys finds its logs and what its entry is made of.
         Item values[KeyCount];
-        view.valuesForKeys(item, keys, KeyCount, values);
+        view.valuesForKeys(item, keys, values);
         const std::optional<double> active = timeOf(values[ActiveLog], timestamp, otherTimestamp);
         const std::optional<double> front = timeOf(values[FrontActiveLog], timestamp, otherTimestamp);
         *hasEvents = active || front;

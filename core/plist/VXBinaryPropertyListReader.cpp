@@ -10,6 +10,7 @@
 #include <QSet>
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstring>
 #include <unordered_map>
@@ -696,6 +697,22 @@ VXValue VXBinaryPropertyListReader::read(const QByteArray &data, VXValue *twin)
 
 struct VXBinaryPropertyListView::Impl : Reader {
     using Reader::Reader;
+
+    // Which of the keys of the last Keys asked for each key object met since is (or none, -1):
+    // writers keep one object for equal keys, so a walk asking every item for the same keys
+    // meets the same few again and again, and reads each one's text once.
+    static constexpr std::size_t kKeyMemoSize = 32;
+    std::uint64_t memoSerial = 0;
+    std::vector<std::pair<std::uint64_t, int>> memoSlots;
+
+    const int *memoSlot(std::uint64_t key) const
+    {
+        for (const auto &[index, slot] : memoSlots) {
+            if (index == key)
+                return &slot;
+        }
+        return nullptr;
+    }
 };
 
 VXBinaryPropertyListView::VXBinaryPropertyListView(const QByteArray &data) : m_reader(std::make_unique<Impl>(data))
@@ -748,12 +765,31 @@ VXBinaryPropertyListView::Object VXBinaryPropertyListView::valueAt(const Contain
 VXBinaryPropertyListView::Object VXBinaryPropertyListView::valueForKey(const Container &dictionary, QStringView key)
 {
     Object found;
-    valuesForKeys(dictionary, &key, 1, &found);
+    findKeys(dictionary, &key, 1, &found, false);
     return found;
 }
 
-void VXBinaryPropertyListView::valuesForKeys(const Container &dictionary, const QStringView *keys, std::size_t count,
-                                             Object *values)
+VXBinaryPropertyListView::Keys::Keys(std::initializer_list<QStringView> keys)
+{
+    static std::atomic<std::uint64_t> serials {0};
+    m_serial = ++serials;
+    m_keys.reserve(keys.size());
+    for (const QStringView key : keys)
+        m_keys.push_back(key.toString());
+    m_views.assign(m_keys.cbegin(), m_keys.cend());
+}
+
+void VXBinaryPropertyListView::valuesForKeys(const Container &dictionary, const Keys &keys, Object *values)
+{
+    if (m_reader->memoSerial != keys.m_serial) {
+        m_reader->memoSerial = keys.m_serial;
+        m_reader->memoSlots.clear();
+    }
+    findKeys(dictionary, keys.m_views.data(), keys.m_views.size(), values, true);
+}
+
+void VXBinaryPropertyListView::findKeys(const Container &dictionary, const QStringView *keys, std::size_t count,
+                                        Object *values, bool remembered)
 {
     std::fill(values, values + count, Object());
     if (dictionary.kind != Kind::Dictionary)
@@ -763,19 +799,25 @@ void VXBinaryPropertyListView::valuesForKeys(const Container &dictionary, const 
         const Object name = childAt(dictionary, i);
         if (name.isNull())
             break;
-        QLatin1StringView ascii;
-        VXValue decoded;
-        if (!m_reader->keyText(name.index, ascii, decoded))
-            break;
-        for (std::size_t k = 0; k < count; ++k) {
-            // Lengths first: most keys differ in theirs.
-            const bool same = decoded.isNull() ? ascii.size() == keys[k].size() && ascii == keys[k]
-                                               : decoded.stringRef() == keys[k];
-            if (same) {
-                values[k] = valueAt(dictionary, i);
+        const int *known = remembered ? m_reader->memoSlot(name.index) : nullptr;
+        int slot = known ? *known : -1;
+        if (!known) {
+            QLatin1StringView ascii;
+            VXValue decoded;
+            if (!m_reader->keyText(name.index, ascii, decoded))
                 break;
+            for (std::size_t k = 0; k < count && slot < 0; ++k) {
+                // Lengths first: most keys differ in theirs.
+                const bool same = decoded.isNull() ? ascii.size() == keys[k].size() && ascii == keys[k]
+                                                   : decoded.stringRef() == keys[k];
+                if (same)
+                    slot = int(k);
             }
+            if (remembered && m_reader->memoSlots.size() < Impl::kKeyMemoSize)
+                m_reader->memoSlots.emplace_back(name.index, slot);
         }
+        if (slot >= 0)
+            values[slot] = valueAt(dictionary, i);
     }
     if (m_reader->failed())
         std::fill(values, values + count, Object());
