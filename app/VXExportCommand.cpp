@@ -517,7 +517,7 @@ std::optional<QString> tableOf(const VXDictionary &configuration, double beginTi
     struct Row {
         QString cells[5];   // name, foreground, its share, open, its share
         bool heading = false;
-        qsizetype widths[5] = {};   // in terminal columns
+        qsizetype widths[5] = {-1, -1, -1, -1, -1};   // in terminal columns; -1 until measured
     };
     const double range = endTimestamp - beginTimestamp;
     std::vector<Row> rows;
@@ -533,7 +533,8 @@ std::optional<QString> tableOf(const VXDictionary &configuration, double beginTi
     qsizetype widths[5] = {0, 0, 3, 0, 3};
     const auto add = [&](Row row) {
         for (int i = 0; i < 5; ++i) {
-            row.widths[i] = VXDisplayWidth(row.cells[i]);
+            if (row.widths[i] < 0)
+                row.widths[i] = VXDisplayWidth(row.cells[i]);
             widths[i] = std::max(widths[i], row.widths[i]);
         }
         rows.push_back(std::move(row));
@@ -551,9 +552,12 @@ std::optional<QString> tableOf(const VXDictionary &configuration, double beginTi
         }
         const double front = timeIntervalForKey(*entry, VXFrontTimeKey);
         const double total = timeIntervalForKey(*entry, VXTimeKey);
-        add({{QString(depth * 2, u' ') + VXTerminalCell(entry->value(VXNameKey).toString(), kLongestName),
-              stringWithTimeInterval(front, false, inDays), percentOf(front, range),
-              stringWithTimeInterval(total, false, inDays), percentOf(total, range)}});
+        qsizetype nameWidth = 0;
+        const QString name = VXTerminalCell(entry->value(VXNameKey).toString(), kLongestName, &nameWidth);
+        add({{depth > 0 ? QString(depth * 2, u' ') + name : name, stringWithTimeInterval(front, false, inDays),
+              percentOf(front, range), stringWithTimeInterval(total, false, inDays), percentOf(total, range)},
+             false,
+             {depth * 2 + nameWidth, -1, -1, -1, -1}});
     });
     if (!whole)
         return std::nullopt;

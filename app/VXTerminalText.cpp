@@ -2,6 +2,8 @@
 
 #include <QChar>
 
+#include <algorithm>
+
 namespace {
 
 // Unicode's wide and full-width blocks (East Asian Width W and F) and the emoji blocks that
@@ -80,28 +82,48 @@ qsizetype VXDisplayWidth(QStringView text)
     return width;
 }
 
-QString VXTerminalCell(QStringView text, qsizetype maximumWidth)
+QString VXTerminalCell(QStringView text, qsizetype maximumWidth, qsizetype *cellWidth)
 {
+    // Printable ASCII, most titles: a column a character, nothing to replace.
+    if (maximumWidth > 0
+        && std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() >= 0x20 && c.unicode() < 0x7F; })) {
+        if (text.size() <= maximumWidth) {
+            if (cellWidth)
+                *cellWidth = text.size();
+            return text.toString();
+        }
+        if (cellWidth)
+            *cellWidth = maximumWidth;
+        return text.left(maximumWidth - 1).toString() + QChar(0x2026);
+    }
     const bool cut = VXDisplayWidth(text) > maximumWidth;
     const qsizetype room = cut ? maximumWidth - 1 : maximumWidth;   // the ellipsis takes one
-    QString cell;
-    cell.reserve(text.size());
+    // No character becomes more than it was: the text's length and the ellipsis are room enough.
+    QString cell(text.size() + 1, Qt::Uninitialized);
+    QChar *end = cell.data();
     qsizetype width = 0;
     forEachCodePoint(text, [&](char32_t c) {
         const int columns = widthOf(c);
         if (width + columns > room)
             return false;
         width += columns;
-        if (isLineBreakOrControl(c))
-            cell += u' ';
-        else if (c < 0xD800)
-            cell += QChar(c);
-        else
-            cell += QString::fromUcs4(&c, 1);
+        if (isLineBreakOrControl(c)) {
+            *end++ = u' ';
+        } else if (c < 0xD800) {
+            *end++ = QChar(c);
+        } else {
+            const QString character = QString::fromUcs4(&c, 1);
+            end = std::copy(character.cbegin(), character.cend(), end);
+        }
         return true;
     });
-    if (cut)
-        cell += QChar(0x2026);
+    if (cut) {
+        *end++ = QChar(0x2026);
+        ++width;
+    }
+    cell.truncate(end - cell.constData());
+    if (cellWidth)
+        *cellWidth = width;
     return cell;
 }
 

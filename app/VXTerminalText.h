@@ -12,8 +12,8 @@
 qsizetype VXDisplayWidth(QStringView text);
 
 // The text on one line (control characters and line separators as blanks), cut to at most
-// `maximumWidth` columns with an ellipsis where it was cut.
-QString VXTerminalCell(QStringView text, qsizetype maximumWidth);
+// `maximumWidth` columns with an ellipsis where it was cut; with `cellWidth`, the columns it takes.
+QString VXTerminalCell(QStringView text, qsizetype maximumWidth, qsizetype *cellWidth = nullptr);
 
 // The text padded with blanks to `width` columns, on the right (left-aligned) or on the left.
 QString VXPadToWidth(const QString &text, qsizetype width, bool alignRight = false);

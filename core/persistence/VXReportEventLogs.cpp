@@ -144,14 +144,14 @@ struct ViewSource {
     // decoded at all then.
     VXDictionaryRef entry(const Item &object, double timestamp, double otherTimestamp, bool *hasEvents)
     {
-        static const QStringView keys[KeyCount]
-            = {VXActiveLogKey, VXFrontActiveLogKey, VXNameKey, VXPathKey, VXTypeKey, VXMatchAnyApplicationKey};
+        static const VXBinaryPropertyListView::Keys keys {VXActiveLogKey, VXFrontActiveLogKey,     VXNameKey, VXPathKey,
+                                                          VXTypeKey,      VXMatchAnyApplicationKey};
         const Container item = view.container(object);
         if (item.kind != VXBinaryPropertyListView::Kind::Dictionary)
             return VXDictionaryRef();
         // One pass over the item's keys finds its logs and what its entry is made of.
         Item values[KeyCount];
-        view.valuesForKeys(item, keys, KeyCount, values);
+        view.valuesForKeys(item, keys, values);
         const std::optional<double> active = timeOf(values[ActiveLog], timestamp, otherTimestamp);
         const std::optional<double> front = timeOf(values[FrontActiveLog], timestamp, otherTimestamp);
         *hasEvents = active || front;
@@ -169,10 +169,11 @@ struct ViewSource {
     VXDictionaryRef entryOf(const Item &object, const Item (&values)[KeyCount])
     {
         VXDictionaryRef entry = VXMakeDictionary();
-        const VXValue path = view.value(values[Path], logsAndTables());
+        entry->reserve(5);   // type, name, path and the two times
+        const VXValue path = sharedText(values[Path]);
         if (values[MatchAnyApplication].isNull() && path.stringRef() != VXPoolPathMarker) {
             // The name is the item's own (see itemName()).
-            tryToSetObject(*entry, view.value(values[Type], logsAndTables()), VXTypeKey);
+            tryToSetObject(*entry, sharedText(values[Type]), VXTypeKey);
             entry->insert(VXNameKey, view.value(values[Name], logsAndTables()).stringRef());
         } else {
             // A pool's name may be made of its members' names.
@@ -209,8 +210,24 @@ struct ViewSource {
         return inside ? std::optional<double>(clipper.interval()) : std::nullopt;
     }
 
+    // A path or a type, which the items of an application share (one object in the file),
+    // decoded once.
+    VXValue sharedText(const Item &object)
+    {
+        if (object.isNull())
+            return VXValue();
+        const auto known = texts.find(object.index);
+        if (known != texts.end())
+            return known->second;
+        VXValue text = view.value(object, logsAndTables());
+        if (text.isString())
+            texts.emplace(object.index, text);
+        return text;
+    }
+
     VXBinaryPropertyListView &view;
     bool onlyWithEvents;
+    std::unordered_map<std::uint64_t, VXValue> texts;
 };
 
 std::vector<VXBinaryPropertyListView::Object> itemsOf(VXBinaryPropertyListView &view,
@@ -402,7 +419,7 @@ VXComparisonResult VXSortReportSnapshotItems(const VXValue &a, const VXValue &b)
 bool collectEventTimesBetweenTimestamp(VXBinaryPropertyListView &view, double timestamp, double otherTimestamp,
                                        const VXReportContentSettings &settings, const Visit &visit)
 {
-    ViewSource source {view, settings.liveReportContent == kContentItemsWithEvents};
+    ViewSource source {view, settings.liveReportContent == kContentItemsWithEvents, {}};
     const Collector<ViewSource> collector {source, timestamp, otherTimestamp, settings, visit};
     if (settings.applications)
         collector.collect(VXItemsOf(view, view.root(), VXApplicationsKey, VXBinaryPropertyListView::Kind::Dictionary),

@@ -10,6 +10,7 @@
 #include <QSet>
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstring>
 #include <unordered_map>
@@ -89,6 +90,7 @@ public:
     void becomeView() { m_view = true; }
     bool failed() const { return m_failed; }
     std::uint64_t topObject() const { return m_topObject; }
+    unsigned referenceWidth() const { return m_refWidth; }
 
     // The container at `index`: its count and where its references start. False for an object
     // of another type, and for damage (which fails the reader).
@@ -696,6 +698,52 @@ VXValue VXBinaryPropertyListReader::read(const QByteArray &data, VXValue *twin)
 
 struct VXBinaryPropertyListView::Impl : Reader {
     using Reader::Reader;
+
+    // What the view remembers of the dictionaries that the last Keys were asked of. Writers keep
+    // one object for equal keys, and items alike list the same keys in the same order, so that a
+    // walk asking every item for the same keys meets few key objects and few lists of them:
+    // - which asked key each key object met is (-1: none), so that its text is read once;
+    // - where the asked keys are in the lists of key references met last, so that an item whose
+    //   list is one of them is read without a look at its keys.
+    static constexpr std::size_t kKeyMemoSize = 32;
+    static constexpr std::size_t kLayoutMemoSize = 8;
+    struct Layout {
+        std::vector<std::uint8_t> keyReferences;
+        std::vector<std::uint64_t> places;   // of each asked key; ~0 for one that is missing
+    };
+    std::uint64_t memoSerial = 0;
+    std::vector<std::pair<std::uint64_t, int>> memoSlots;
+    std::vector<Layout> layouts;
+    std::size_t nextLayout = 0;   // the one replaced next, once they are all taken
+
+    const int *memoSlot(std::uint64_t key) const
+    {
+        for (const auto &[index, slot] : memoSlots) {
+            if (index == key)
+                return &slot;
+        }
+        return nullptr;
+    }
+    const Layout *layoutOf(const std::uint8_t *keyReferences, std::size_t size) const
+    {
+        for (const Layout &layout : layouts) {
+            if (layout.keyReferences.size() == size
+                && std::memcmp(layout.keyReferences.data(), keyReferences, size) == 0)
+                return &layout;
+        }
+        return nullptr;
+    }
+    void rememberLayout(const std::uint8_t *keyReferences, std::size_t size, const std::vector<std::uint64_t> &places)
+    {
+        if (layouts.size() < kLayoutMemoSize) {
+            layouts.emplace_back();
+            nextLayout = layouts.size() - 1;
+        }
+        Layout &layout = layouts[nextLayout];
+        layout.keyReferences.assign(keyReferences, keyReferences + size);
+        layout.places = places;
+        nextLayout = (nextLayout + 1) % kLayoutMemoSize;
+    }
 };
 
 VXBinaryPropertyListView::VXBinaryPropertyListView(const QByteArray &data) : m_reader(std::make_unique<Impl>(data))
@@ -748,34 +796,75 @@ VXBinaryPropertyListView::Object VXBinaryPropertyListView::valueAt(const Contain
 VXBinaryPropertyListView::Object VXBinaryPropertyListView::valueForKey(const Container &dictionary, QStringView key)
 {
     Object found;
-    valuesForKeys(dictionary, &key, 1, &found);
+    findKeys(dictionary, &key, 1, &found, false);
     return found;
 }
 
-void VXBinaryPropertyListView::valuesForKeys(const Container &dictionary, const QStringView *keys, std::size_t count,
-                                             Object *values)
+VXBinaryPropertyListView::Keys::Keys(std::initializer_list<QStringView> keys)
+{
+    static std::atomic<std::uint64_t> serials {0};
+    m_serial = ++serials;
+    m_keys.reserve(keys.size());
+    for (const QStringView key : keys)
+        m_keys.push_back(key.toString());
+    m_views.assign(m_keys.cbegin(), m_keys.cend());
+}
+
+void VXBinaryPropertyListView::valuesForKeys(const Container &dictionary, const Keys &keys, Object *values)
+{
+    if (m_reader->memoSerial != keys.m_serial) {
+        m_reader->memoSerial = keys.m_serial;
+        m_reader->memoSlots.clear();
+        m_reader->layouts.clear();
+    }
+    findKeys(dictionary, keys.m_views.data(), keys.m_views.size(), values, true);
+}
+
+void VXBinaryPropertyListView::findKeys(const Container &dictionary, const QStringView *keys, std::size_t count,
+                                        Object *values, bool remembered)
 {
     std::fill(values, values + count, Object());
     if (dictionary.kind != Kind::Dictionary)
         return;
-    // The last of equal keys, as the tree keeps it.
-    for (std::uint64_t i = 0; i < dictionary.count; ++i) {
-        const Object name = childAt(dictionary, i);
-        if (name.isNull())
-            break;
-        QLatin1StringView ascii;
-        VXValue decoded;
-        if (!m_reader->keyText(name.index, ascii, decoded))
-            break;
+    // Key objects the memo knows were read whole: equal references name the same texts.
+    const std::size_t referencesSize = std::size_t(dictionary.count) * m_reader->referenceWidth();
+    if (const Impl::Layout *layout = remembered ? m_reader->layoutOf(dictionary.references, referencesSize) : nullptr) {
         for (std::size_t k = 0; k < count; ++k) {
-            // Lengths first: most keys differ in theirs.
-            const bool same = decoded.isNull() ? ascii.size() == keys[k].size() && ascii == keys[k]
-                                               : decoded.stringRef() == keys[k];
-            if (same) {
-                values[k] = valueAt(dictionary, i);
+            if (layout->places[k] != ~std::uint64_t(0))
+                values[k] = valueAt(dictionary, layout->places[k]);
+        }
+    } else {
+        std::vector<std::uint64_t> places(remembered ? count : 0, ~std::uint64_t(0));
+        bool whole = true;
+        // The last of equal keys, as the tree keeps it.
+        for (std::uint64_t i = 0; i < dictionary.count && whole; ++i) {
+            const Object name = childAt(dictionary, i);
+            if (name.isNull())
                 break;
+            const int *known = remembered ? m_reader->memoSlot(name.index) : nullptr;
+            int slot = known ? *known : -1;
+            if (!known) {
+                QLatin1StringView ascii;
+                VXValue decoded;
+                whole = m_reader->keyText(name.index, ascii, decoded);
+                for (std::size_t k = 0; whole && k < count && slot < 0; ++k) {
+                    // Lengths first: most keys differ in theirs.
+                    const bool same = decoded.isNull() ? ascii.size() == keys[k].size() && ascii == keys[k]
+                                                       : decoded.stringRef() == keys[k];
+                    if (same)
+                        slot = int(k);
+                }
+                if (whole && remembered && m_reader->memoSlots.size() < Impl::kKeyMemoSize)
+                    m_reader->memoSlots.emplace_back(name.index, slot);
+            }
+            if (slot >= 0) {
+                values[slot] = valueAt(dictionary, i);
+                if (remembered)
+                    places[std::size_t(slot)] = i;
             }
         }
+        if (remembered && !m_reader->failed())
+            m_reader->rememberLayout(dictionary.references, referencesSize, places);
     }
     if (m_reader->failed())
         std::fill(values, values + count, Object());

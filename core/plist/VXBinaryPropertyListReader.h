@@ -9,7 +9,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
+#include <vector>
 
 // Reads the binary property-list format "bplist00": every object type (null and fill are
 // refused, since a tree cannot hold them; sets read as arrays, UIDs as {"CF$UID": n}), integers of
@@ -74,9 +76,25 @@ public:
     // none or the object is no dictionary.
     Object valueForKey(const Container &dictionary, QStringView key);
     Object valueForKey(Object dictionary, QStringView key);
-    // The values of `count` keys in one pass over the dictionary's keys, as valueForKey() finds
-    // each: into `values`, null for a key that is missing.
-    void valuesForKeys(const Container &dictionary, const QStringView *keys, std::size_t count, Object *values);
+    // Keys asked of many dictionaries in turn (each item of a walk): the view remembers which key
+    // object of the data is which of them, so that it reads each key object's text once.
+    class Keys
+    {
+    public:
+        Keys(std::initializer_list<QStringView> keys);
+        Keys(const Keys &) = delete;
+        Keys &operator=(const Keys &) = delete;
+        std::size_t size() const { return m_views.size(); }
+
+    private:
+        friend class VXBinaryPropertyListView;
+        std::vector<QString> m_keys;
+        std::vector<QStringView> m_views;
+        std::uint64_t m_serial = 0;   // tells the view's memo which Keys it is of
+    };
+    // The values of the keys in one pass over the dictionary's keys, as valueForKey() finds
+    // each: into `values` (keys.size() of them), null for a key that is missing.
+    void valuesForKeys(const Container &dictionary, const Keys &keys, Object *values);
     // The i-th item of an array as a number, as VXValue::toDouble() answers it.
     double numberAt(const Container &array, std::uint64_t i);
     // Items `first` to `first + count` (or the array's end) as numbers into `out`, as numberAt()
@@ -89,6 +107,8 @@ public:
 private:
     struct Impl;
     Object childAt(const Container &container, std::uint64_t reference);
+    void findKeys(const Container &dictionary, const QStringView *keys, std::size_t count, Object *values,
+                  bool remembered);
 
     std::unique_ptr<Impl> m_reader;
 };

@@ -333,6 +333,33 @@ TEST_F(VXExportCommandTest, SummaryTabulatesForegroundAndOpenTimeWithTheirShares
     EXPECT_EQ(lines.last().indexOf(QChar(0x2026)), 59);   // cut to 60 columns
 }
 
+TEST(VXTerminalText, CellsAreCutToTheirColumnsAndTellTheirWidth)
+{
+    const struct {
+        QString text;
+        qsizetype maximum;
+        QString cell;
+        qsizetype width;
+    } rows[] = {
+        {u"Mail"_s, 60, u"Mail"_s, 4},
+        {QString(60, u'x'), 60, QString(60, u'x'), 60},
+        {QString(61, u'x'), 60, QString(59, u'x') + QChar(0x2026), 60},
+        {u"abc"_s, 1, QString(QChar(0x2026)), 1},
+        {QString(), 60, QString(), 0},
+        {u"a\tb\u007f"_s, 60, u"a b "_s, 4},   // controls shown as blanks
+        {u"\u65E5\u672C\u8A9E"_s, 5, u"\u65E5\u672C\u2026"_s, 5},   // two columns each
+        {u"e\u0301 caf\u00e9"_s, 60, u"e\u0301 caf\u00e9"_s, 6},   // the accent takes none
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.text.toStdString());
+        qsizetype width = -1;
+        const QString cell = VXTerminalCell(row.text, row.maximum, &width);
+        EXPECT_EQ(cell.toStdString(), row.cell.toStdString());
+        EXPECT_EQ(width, row.width);
+        EXPECT_EQ(VXDisplayWidth(cell), row.width);
+    }
+}
+
 TEST_F(VXExportCommandTest, TheBuiltProgramReadsItsOwnFoldersAndWritesCSVThatPythonReads)
 {
     if (!QFileInfo(QStringLiteral(WENDLE_BINARY)).isExecutable())

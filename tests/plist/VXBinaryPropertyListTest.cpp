@@ -17,6 +17,7 @@
 #include <csignal>
 #include <limits>
 #include <map>
+#include <random>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -334,6 +335,89 @@ TEST(VXBinaryPropertyList, TheViewReadsPartsWithTheReadersChecks)
         }
     }
     EXPECT_GT(refused, good->size());
+}
+
+TEST(VXBinaryPropertyList, TheViewFindsAskedKeysInItemAfterItem)
+{
+    // Key objects 0 to 5; "Name" twice (a writer that keeps equal keys apart), one key in UTF-16.
+    const char16_t *const keyTexts[] = {u"Name", u"Path", u"Time", u"Log", u"N\u00e4m\u00e9", u"Name"};
+    std::vector<QByteArray> objects;
+    for (const char16_t *text : keyTexts) {
+        const QString key = QString::fromUtf16(text);
+        QByteArray object;
+        if (key.toLatin1() == key.toUtf8()) {
+            object = char(0x50 | key.size()) + key.toLatin1();
+        } else {
+            object.append(char(0x60 | key.size()));
+            for (const QChar c : key)
+                object += ref(c.unicode(), 2);
+        }
+        objects.push_back(object);
+    }
+    // Items listing keys (some more than once: the last counts) and a number for each. Most
+    // repeat one of a few lists of keys, the others are drawn, so that more lists are met than
+    // the view keeps.
+    const std::vector<std::vector<int>> common {{0, 1, 2, 3}, {3, 2, 1, 0}, {0, 2}, {5, 1, 4}, {0, 0, 4, 3}};
+    std::mt19937 random(21);
+    std::vector<std::vector<std::pair<int, std::uint64_t>>> items(300);
+    const std::uint64_t firstItem = objects.size() + 1;   // after the keys and the root array
+    std::uint64_t next = firstItem + items.size();   // the numbers follow the items
+    for (auto &item : items) {
+        std::vector<int> keys = common[random() % common.size()];
+        if (random() % 3 == 0) {
+            keys.resize(1 + random() % 6);
+            for (int &key : keys)
+                key = int(random() % std::size(keyTexts));
+        }
+        for (const int key : keys)
+            item.emplace_back(key, next++);
+    }
+    QByteArray root = hex("af11") + ref(items.size(), 2);
+    for (std::size_t i = 0; i < items.size(); ++i)
+        root += ref(firstItem + i, 2);
+    objects.push_back(root);
+    for (const auto &item : items) {
+        QByteArray dictionary(1, char(0xD0 | item.size()));
+        for (const auto &[key, number] : item)
+            dictionary += ref(std::uint64_t(key), 2);
+        for (const auto &[key, number] : item)
+            dictionary += ref(number, 2);
+        objects.push_back(dictionary);
+    }
+    for (std::uint64_t number = firstItem + items.size(); number < next; ++number)
+        objects.push_back(hex("11") + ref(number, 2));
+    const QByteArray data = assemble(objects, 4, 2, std::size(keyTexts));
+
+    VXBinaryPropertyListView view(data);
+    const VXBinaryPropertyListView::Container list = view.container(view.root());
+    ASSERT_EQ(list.count, items.size());
+    const VXBinaryPropertyListView::Keys names {u"Name", u"Time", u"N\u00e4m\u00e9"};
+    const VXBinaryPropertyListView::Keys others {u"Log", u"Path", u"Missing", u"Name"};
+    const std::vector<QStringView> nameTexts {u"Name", u"Time", u"N\u00e4m\u00e9"};
+    const std::vector<QStringView> otherTexts {u"Log", u"Path", u"Missing", u"Name"};
+    // One set of keys through all the items, the other, then both in turn on each item.
+    for (const int order : {0, 1, 2}) {
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            for (const int which : {0, 1}) {
+                if ((order == 0 && which == 1) || (order == 1 && which == 0))
+                    continue;
+                const VXBinaryPropertyListView::Keys &keys = which == 0 ? names : others;
+                const std::vector<QStringView> &texts = which == 0 ? nameTexts : otherTexts;
+                SCOPED_TRACE(testing::Message() << "order " << order << ", item " << i << ", keys " << which);
+                std::vector<VXBinaryPropertyListView::Object> found(keys.size());
+                view.valuesForKeys(view.container(view.itemAt(list, i)), keys, found.data());
+                for (std::size_t k = 0; k < texts.size(); ++k) {
+                    std::uint64_t expected = ~std::uint64_t(0);
+                    for (const auto &[key, number] : items[i]) {
+                        if (QStringView(keyTexts[key]) == texts[k])
+                            expected = number;
+                    }
+                    EXPECT_EQ(found[k].index, expected) << texts[k].toString().toStdString();
+                }
+            }
+        }
+    }
+    EXPECT_FALSE(view.isDamaged());
 }
 
 TEST(VXBinaryPropertyList, BoundsNestingAndExpansion)
