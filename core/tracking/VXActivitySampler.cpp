@@ -683,11 +683,11 @@ void VXActivitySampler::sortPoolArray(int sortColumn)
     bool samePools = previousPlace.size() == pools.size();
     std::vector<std::ptrdiff_t> places(pools.size());
     for (std::size_t i = 0; samePools && i < pools.size(); ++i)
-        samePools = (places[i] = placeOf(pools.at(i).dictionary())) >= 0;
+        samePools = (places[i] = placeOf(pools.objectAt(i).dictionary())) >= 0;
     if (samePools)
         std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return places[a] < places[b]; });
     const auto before = [&](std::size_t a, std::size_t b) {
-        const VXComparisonResult result = VXSortItemsWithSortColumn(pools.at(a), pools.at(b), sortColumn);
+        const VXComparisonResult result = VXSortItemsWithSortColumn(pools.objectAt(a), pools.objectAt(b), sortColumn);
         return result != VXOrderedSame ? result == VXOrderedAscending : a < b;
     };
     if (!std::is_sorted(order.begin(), order.end(), before))
@@ -697,8 +697,8 @@ void VXActivitySampler::sortPoolArray(int sortColumn)
     sorted.reserve(order.size());
     m_previousPoolOrder.clear();
     for (std::size_t index : order) {
-        sorted.push_back(pools.at(index));
-        m_previousPoolOrder.emplace_back(pools.at(index).dictionary());
+        sorted.push_back(pools.objectAt(index));
+        m_previousPoolOrder.emplace_back(pools.objectAt(index).dictionary());
     }
     pools.items() = std::move(sorted);
 }

@@ -82,8 +82,10 @@ void VXSortItemArray(VXArray &items, int sortColumn)
     };
     // Lists are sorted again on every tick and are mostly in order already: checking is cheaper
     // than sorting, and a stable sort would leave ordered input as it is.
-    if (!std::is_sorted(items.begin(), items.end(), before))
-        std::stable_sort(items.begin(), items.end(), before);
+    if (!std::is_sorted(items.begin(), items.end(), before)) {
+        std::vector<VXValue> &all = items.items();
+        std::stable_sort(all.begin(), all.end(), before);
+    }
 }
 
 VXComparisonResult VXSortDictionaryNumberValuesByKey(const VXValue &a, const VXValue &b, const QString &key)
