@@ -492,10 +492,8 @@ private:
 
     std::uint64_t reference(const std::uint8_t *at) const { return bigEndian(at, m_refWidth); }
 
-    // The event logs are arrays of millions of reals: a well-formed real or integer is appended
-    // here without the general path's state and cache. Anything else (or anything damaged, which
-    // the general path then reports) answers false.
-    // A well-formed real, for a packed array; anything else answers false.
+    // The event logs are arrays of millions of reals: a well-formed real, for a packed array,
+    // read without the general path's state and cache. Anything else answers false.
     bool real(std::uint64_t index, double &value)
     {
         std::uint64_t position = 0;
@@ -505,6 +503,9 @@ private:
         return true;
     }
 
+    // A well-formed real or integer of an array that is not packed is appended here, without the
+    // general path's state and cache. Anything else (or anything damaged, which the general path
+    // then reports) answers false.
     bool number(std::uint64_t index, std::vector<VXValue> &items)
     {
         std::uint64_t position = 0;
