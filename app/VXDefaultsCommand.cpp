@@ -178,7 +178,7 @@ VXValue withNumbers(const VXValue &value)
         return value;
     }
     if (VXArray *array = value.array()) {
-        for (VXValue &element : *array)
+        for (VXValue &element : array->items())
             element = withNumbers(element);
     } else if (VXDictionary *dictionary = value.dictionary()) {
         for (std::size_t i = 0; i < dictionary->size(); ++i)

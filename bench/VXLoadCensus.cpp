@@ -107,18 +107,21 @@ public:
         if (const VXArray *array = value.array()) {
             if (!m_seen.insert(array).second)
                 return;
-            const std::vector<VXValue> &items = array->items();
-            bool numbers = !items.empty();
-            for (const VXValue &item : items) {
+            bool numbers = !array->isEmpty();
+            for (const VXValue &item : *array) {
                 numbers = numbers && item.isNumber();
                 visit(item);
             }
             // The array object, its buffer (counted once however many arrays share it) and the
-            // buffer's elements.
+            // buffer's elements (a decoded array's capacity is its size): 8 bytes a real when
+            // packed, a VXValue each otherwise.
             std::size_t heap = chunk(sizeof(VXArray));
-            if (m_buffers.insert(items.data()).second)
-                heap += chunk(sizeof(std::vector<VXValue>) + 8) + chunk(items.capacity() * sizeof(VXValue));
-            (numbers ? logs : arrays).add(items.size(), heap);
+            const void *elements = array->isPacked() ? static_cast<const void *>(array->numbers().reals())
+                                                     : static_cast<const void *>(&array->objectAt(0));
+            const std::size_t elementSize = array->isPacked() ? sizeof(double) : sizeof(VXValue);
+            if (!array->isEmpty() && m_buffers.insert(elements).second)
+                heap += chunk(sizeof(std::vector<VXValue>) + 8) + chunk(array->size() * elementSize);
+            (numbers ? logs : arrays).add(array->size(), heap);
             return;
         }
         if (const VXDictionary *dictionary = value.dictionary()) {

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <optional>
+#include <unordered_set>
 
 namespace {
 
@@ -82,6 +83,23 @@ bool equalThroughXML(const VXValue &a, const VXValue &b, int depth)
     }
 }
 
+// Turns every array of the tree into the ordinary form in place (a packed log's reals become
+// VXValues), each container once however often the tree holds it.
+void unpackEveryArray(const VXValue &value, std::unordered_set<const void *> &seen)
+{
+    if (VXArray *array = value.array()) {
+        if (seen.insert(array).second) {
+            for (const VXValue &item : array->items())
+                unpackEveryArray(item, seen);
+        }
+    } else if (VXDictionary *dictionary = value.dictionary()) {
+        if (seen.insert(dictionary).second) {
+            for (const VXDictionary::Entry &entry : *dictionary)
+                unpackEveryArray(entry.value, seen);
+        }
+    }
+}
+
 }   // namespace
 
 bool VXFuzzReadAndRoundTrip(const std::uint8_t *data, std::size_t size, VXValue (*reader)(const QByteArray &))
@@ -106,6 +124,12 @@ bool VXFuzzReadAndRoundTrip(const std::uint8_t *data, std::size_t size, VXValue 
         = VXPropertyListSerialization::dataFromValue(fromBinary, Format::Binary);
     if (!binaryAgain || *binaryAgain != *binary)
         fail("encoding the value read back from binary gives other bytes");
+
+    // The same tree with no array packed: equal, and written to the same bytes.
+    std::unordered_set<const void *> seen;
+    unpackEveryArray(value, seen);
+    if (fromBinary != value || VXPropertyListSerialization::dataFromValue(value, Format::Binary) != binary)
+        fail("a packed array and its ordinary form differ");
 
     // XML refuses some values (a null anywhere); what it writes it must read back.
     const std::optional<QByteArray> xml = VXPropertyListSerialization::dataFromValue(value, Format::XML);

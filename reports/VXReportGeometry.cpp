@@ -170,11 +170,8 @@ void appendNaturalChannelRects(const VXArray &eventLog, double begin, double end
 bool walkNaturalChannel(const VXArray &eventLog, double begin, double scale, const QRectF &r, bool emboss,
                         std::vector<QRectF> *out, ChannelWalkPoint *point)
 {
-    const std::vector<VXValue> &items = eventLog.items();
-    const auto numberAt = [&items](std::size_t i) {
-        const VXValue &number = items[i];
-        return number.isReal() ? number.realValue() : number.toDouble();
-    };
+    const VXArray::Numbers items = eventLog.numbers();
+    const auto numberAt = [items](std::size_t i) { return items[i]; };
     std::size_t start = 0;
     double prev = -1.0;
     // The scale below which a column before the one being walked would change.
@@ -197,7 +194,7 @@ bool walkNaturalChannel(const VXArray &eventLog, double begin, double scale, con
         }
         *point = ChannelWalkPoint();
     }
-    if (items.empty() || !(scale > 0.0))
+    if (items.size() == 0 || !(scale > 0.0))
         return pickedUp;
     // A year's row holds thousands of periods for a few hundred columns: the walk reads the
     // numbers in place, tells columns apart by their whole number, and makes one rectangle per

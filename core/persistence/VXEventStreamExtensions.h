@@ -237,8 +237,8 @@ template <class Clipper> bool VXNextPeriod(Clipper &clipper, double &opening, do
 template <class Record>
 double VXClipEventStream(const VXArray &stream, double timestamp, double otherTimestamp, Record &&record)
 {
-    const std::vector<VXValue> &items = stream.items();
-    const auto numberAt = [&items](std::size_t i) { return items[i].toDouble(); };
+    const VXArray::Numbers items = stream.numbers();
+    const auto numberAt = [items](std::size_t i) { return items[i]; };
     VXEventStreamClipper<decltype(numberAt)> clipper(stream.size(), numberAt, timestamp, otherTimestamp);
     double value = 0.0;
     while (clipper.next(value))

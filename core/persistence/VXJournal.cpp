@@ -326,12 +326,13 @@ VXJournalReplay::VXJournalReplay(VXDictionary &tree) : m_tree(tree)
             auto &members = m_canonicalPools.emplace_back();
             members.emplace_back().push_back(pool.dictionaryRef());
             const VXArray *children = pool.dictionary() ? pool.dictionary()->value(VXChildrenKey).array() : nullptr;
-            for (const VXValue &member : children ? children->items() : std::vector<VXValue>()) {
+            const VXArray none;
+            for (const VXValue &member : children ? *children : none) {
                 auto &entries = members.emplace_back();
                 entries.push_back(member.dictionaryRef());
                 const VXArray *windows
                     = member.dictionary() ? member.dictionary()->value(VXChildrenKey).array() : nullptr;
-                for (const VXValue &entry : windows ? windows->items() : std::vector<VXValue>())
+                for (const VXValue &entry : windows ? *windows : none)
                     entries.push_back(entry.dictionaryRef());
             }
         }
@@ -485,7 +486,7 @@ bool VXJournalReplay::apply(const QByteArray &payload)
             }
             if (kept - 1 > log->size())
                 return false;
-            log->items().resize(std::size_t(kept - 1));
+            log->truncate(std::size_t(kept - 1));
             const std::uint64_t count = in.number();
             if (!in.ok() || count > std::uint64_t(payload.size()) / 8)
                 return false;
@@ -538,7 +539,7 @@ bool VXJournalReplay::apply(const QByteArray &payload)
             std::sort(placed.begin(), placed.end());
             std::vector<VXValue> windows;
             windows.reserve(std::size_t(size));
-            for (const VXValue &window : std::as_const(*list).items()) {
+            for (const VXValue &window : std::as_const(*list)) {
                 if (!std::binary_search(named.begin(), named.end(), window.dictionary()))
                     windows.push_back(window);
             }
@@ -939,7 +940,7 @@ struct VXJournal::Encoder {
                 return;
             }
             const VXDictionary *baseItem
-                = baseArray && index < baseArray->size() ? baseArray->at(index).dictionary() : nullptr;
+                = baseArray && index < baseArray->size() ? baseArray->objectAt(index).dictionary() : nullptr;
             lists[listIndex].written.push_back(item);
             lists[listIndex].index.emplace(item, index);
             std::array<std::uint32_t, 3> at = path;
@@ -1136,7 +1137,7 @@ struct VXJournal::Encoder {
             // the two lists, without the changed windows, are the same.
             bool sameOrder = true;
             for (std::size_t i = 0, j = 0; sameOrder && i < from.size(); ++i) {
-                const VXDictionary *window = list->at(i).dictionary();
+                const VXDictionary *window = list->objectAt(i).dictionary();
                 if (isChanged(window))
                     continue;
                 while (j < saved.size() && isChanged(saved[j]))
@@ -1151,10 +1152,11 @@ struct VXJournal::Encoder {
                     places.insert(saved[j], reinterpret_cast<const void *>(j + 1));
                 for (std::size_t i = 0; i < from.size(); ++i)
                     from[i]
-                        = std::ptrdiff_t(reinterpret_cast<std::uintptr_t>(places.find(list->at(i).dictionary()))) - 1;
+                        = std::ptrdiff_t(reinterpret_cast<std::uintptr_t>(places.find(list->objectAt(i).dictionary())))
+                        - 1;
             }
             for (std::size_t i = 0; i < from.size(); ++i) {
-                const VXDictionary *window = list->at(i).dictionary();
+                const VXDictionary *window = list->objectAt(i).dictionary();
                 if (!window)
                     return answer;
                 if (isChanged(window))
@@ -1423,7 +1425,8 @@ struct VXJournal::Encoder {
             return false;
         for (std::size_t i = 0; i < now.size(); ++i) {
             auto found = now[i] ? marks.find(now[i]) : marks.end();
-            if (found == marks.end() || !found->second.base || found->second.base.get() != saved->at(i).dictionary())
+            if (found == marks.end() || !found->second.base
+                || found->second.base.get() != saved->objectAt(i).dictionary())
                 return false;
         }
         return true;
@@ -1589,7 +1592,7 @@ struct VXJournal::Encoder {
     {
         bool same = list.array->size() == list.written.size();
         for (std::size_t i = 0; same && i < list.written.size(); ++i)
-            same = list.array->at(i).dictionary() == list.written[i];
+            same = list.array->objectAt(i).dictionary() == list.written[i];
         if (same)
             return true;
         if (list.array->size() != list.written.size()) {
@@ -1604,7 +1607,7 @@ struct VXJournal::Encoder {
             out.number(list.path[i]);
         out.number(list.array->size());
         for (std::size_t i = 0; i < list.array->size(); ++i) {
-            const VXDictionary *item = list.array->at(i).dictionary();
+            const VXDictionary *item = list.array->objectAt(i).dictionary();
             auto found = list.index.find(item);
             if (found == list.index.end()) {
                 broken = true;

@@ -102,7 +102,7 @@ std::vector<VXValue> valuesOf(const VXDictionary *dictionary)
 
 std::vector<VXValue> valuesOf(const VXArray *array)
 {
-    return array ? array->items() : std::vector<VXValue>();
+    return array ? std::vector<VXValue>(array->begin(), array->end()) : std::vector<VXValue>();
 }
 
 std::vector<VXValue> windowsOf(TreeSource &, const VXValue &application, int)
@@ -327,16 +327,16 @@ VXArrayRef VXEventLogClipCache::clip(const VXArrayRef &log, double timestamp, do
     const double lo = std::min(timestamp, otherTimestamp);
     const double hi = std::max(timestamp, otherTimestamp);
     // Read through a const array: reading must not make a shared log copy its numbers.
-    const std::vector<VXValue> &items = static_cast<const VXArray &>(*log).items();
+    const VXArray::Numbers items = log->numbers();
     std::size_t lastRead = 0;
     const auto numberAt = [&items, &lastRead](std::size_t i) {
         lastRead = i;
-        return items[i].toDouble();
+        return items[i];
     };
     Kept &kept = m_kept[log.get()];
     const std::size_t at = kept.resumeIndex;
     const bool continues = kept.clipped && kept.lo == lo && hi >= kept.hi && at > 0 && at < items.size()
-        && items[at - 1].toDouble() == kept.numberBefore && items[at].toDouble() == kept.numberAt;
+        && items[at - 1] == kept.numberBefore && items[at] == kept.numberAt;
     std::size_t first = 0;
     double lastBefore = -1.0;
     double intervalBefore = 0.0;
@@ -375,8 +375,8 @@ VXArrayRef VXEventLogClipCache::clip(const VXArrayRef &log, double timestamp, do
         lastOutput = value;
     }
     if (kept.resumeIndex > 0) {
-        kept.numberBefore = items[kept.resumeIndex - 1].toDouble();
-        kept.numberAt = items[kept.resumeIndex].toDouble();
+        kept.numberBefore = items[kept.resumeIndex - 1];
+        kept.numberAt = items[kept.resumeIndex];
     }
     kept.interval = clipper.interval();
     if (interval)

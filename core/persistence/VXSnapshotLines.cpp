@@ -67,8 +67,8 @@ std::size_t addEventStream(VXSnapshotLines &self, const VXDictionary &item, VXSn
 
     const std::size_t before = self.lines.size();
     const auto labels = static_cast<std::uint32_t>(self.labels.size());
-    const std::vector<VXValue> &items = stream->items();
-    const auto numberAt = [&items](std::size_t i) { return items[i].toDouble(); };
+    const VXArray::Numbers items = stream->numbers();
+    const auto numberAt = [items](std::size_t i) { return items[i]; };
     VXEventStreamClipper<decltype(numberAt)> clipper(items.size(), numberAt, timestamp, otherTimestamp);
     double opening = -1.0;
     double begin = 0.0;

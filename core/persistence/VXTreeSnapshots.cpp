@@ -176,8 +176,8 @@ private:
         copy->reserve(live.size());
         for (std::size_t i = 0; i < live.size(); ++i) {
             const std::ptrdiff_t from = part.from[i];
-            const VXValue &before = from >= 0 ? earlier.items()[std::size_t(from)] : nullValue();
-            VXValue frozen = from >= 0 && !changed[i] ? before : freeze(live.items()[i], before);
+            const VXValue &before = from >= 0 ? earlier.objectAt(std::size_t(from)) : nullValue();
+            VXValue frozen = from >= 0 && !changed[i] ? before : freeze(live.objectAt(i), before);
             same = same && from == std::ptrdiff_t(i) && frozen.isSameObject(before);
             copy->append(std::move(frozen));
         }
@@ -203,8 +203,8 @@ private:
         // values are only compared.
         const std::size_t mark = m_stack.size();
         for (std::size_t i = 0; i < count; ++i) {
-            const VXValue &value = live.items()[i];
-            const VXValue &before = i < earlierCount ? earlier->items()[i] : nullValue();
+            const VXValue &value = live.objectAt(i);
+            const VXValue &before = i < earlierCount ? earlier->objectAt(i) : nullValue();
             if (value.isContainer()) {
                 VXValue frozen = freeze(value, before);
                 same = same && frozen.isSameObject(before);
@@ -222,8 +222,7 @@ private:
         VXArrayRef copy = VXMakeArray();
         copy->reserve(count);
         std::size_t next = mark;
-        for (std::size_t i = 0; i < count; ++i) {
-            const VXValue &value = live.items()[i];
+        for (const VXValue &value : live) {
             if (value.isNull())
                 m_failed = true;
             copy->append(value.isContainer() ? std::move(m_stack[next++]) : m_texts.value(value));

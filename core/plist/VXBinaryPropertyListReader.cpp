@@ -494,9 +494,20 @@ private:
 
     std::uint64_t reference(const std::uint8_t *at) const { return bigEndian(at, m_refWidth); }
 
-    // The event logs are arrays of millions of reals: a well-formed real or integer is appended
-    // here without the general path's state and cache. Anything else (or anything damaged, which
-    // the general path then reports) answers false.
+    // The event logs are arrays of millions of reals: a well-formed real, for a packed array,
+    // read without the general path's state and cache. Anything else answers false.
+    bool real(std::uint64_t index, double &value)
+    {
+        std::uint64_t position = 0;
+        if (index >= m_objectCount || !offsetOf(index, position) || m_bytes[position] != 0x23 || !fits(position + 1, 8))
+            return false;
+        value = std::bit_cast<double>(load<std::uint64_t>(m_bytes + position + 1));
+        return true;
+    }
+
+    // A well-formed real or integer of an array that is not packed is appended here, without the
+    // general path's state and cache. Anything else (or anything damaged, which the general path
+    // then reports) answers false.
     bool number(std::uint64_t index, std::vector<VXValue> &items)
     {
         std::uint64_t position = 0;
@@ -542,14 +553,29 @@ private:
         // The twins of the children that have one of their own (texts and containers), in order.
         const std::size_t mark = m_twinStack.size();
         if (!isDictionary) {
-            VXArrayRef array = VXMakeArray();
-            std::vector<VXValue> &items = array->items();
-            items.reserve(length);
+            // An array of reals alone (an event log) is read packed; at its first other element
+            // the reals read so far become the start of an ordinary one.
+            std::vector<double> reals;
+            std::uint64_t i = 0;
+            for (double number = 0; i < length && real(reference(at + i * m_refWidth), number); ++i) {
+                if (i == 0)
+                    reals.reserve(length);
+                reals.push_back(number);
+            }
+            expanded += i;
+            VXArrayRef array = i == length ? VXArray::fromReals(std::move(reals)) : VXMakeArray();
+            std::vector<VXValue> *items = nullptr;
+            if (i < length) {
+                items = &array->items();
+                items->reserve(length);
+                items->assign(reals.begin(), reals.end());
+                reals = std::vector<double>();
+            }
             // Numbers, dates and texts of their own storage may be shared with a copy.
             bool shareable = true;
-            for (std::uint64_t i = 0; i < length; ++i) {
+            for (; i < length; ++i) {
                 const std::uint64_t child = reference(at + i * m_refWidth);
-                if (number(child, items)) {
+                if (number(child, *items)) {
                     ++expanded;
                     continue;
                 }
@@ -561,7 +587,7 @@ private:
                 shareable = shareable && VXArray::isShareableElement(item);
                 if (m_makeTwins && (item.isString() || item.isContainer()))
                     m_twinStack.push_back(twinOf(child, item));
-                items.push_back(std::move(item));
+                items->push_back(std::move(item));
             }
             // An event log is looked at by every copy that would share it: told here, none does.
             if (shareable)

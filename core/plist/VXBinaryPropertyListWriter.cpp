@@ -201,11 +201,13 @@ bool isAscii(const QString &s)
 enum Kind : std::uint8_t { KindBoolean = 1, KindInteger, KindUnsigned, KindReal, KindDate, KindContainer };
 
 // Objects in the layout are tagged pointers: a value, a number (a value uniqued after the
-// layout), or a dictionary key (a QString). Both pointees are 8-byte aligned.
+// layout), a dictionary key (a QString), or a real of a packed array (a double, uniqued as a
+// number). Every pointee is 8-byte aligned.
 constexpr std::uintptr_t kTagMask = 3;
 constexpr std::uintptr_t kTagValue = 0;
 constexpr std::uintptr_t kTagKey = 1;
 constexpr std::uintptr_t kTagNumber = 2;
+constexpr std::uintptr_t kTagReal = 3;
 
 std::uint8_t numberKind(const VXValue &value)
 {
@@ -345,16 +347,15 @@ public:
                 writeString(out, *reinterpret_cast<const QString *>(tagged & ~kTagMask));
                 continue;
             }
+            if ((tagged & kTagMask) == kTagReal) {
+                writeReal(out, *reinterpret_cast<const double *>(tagged & ~kTagMask));
+                continue;
+            }
             const VXValue &value = taggedValue(tagged);
             switch (value.type()) {
             case VXValue::Type::Boolean: out.byte(value.toBool() ? 0x09 : 0x08); break;
             case VXValue::Type::Integer: writeInteger(out, value); break;
-            case VXValue::Type::Real: {
-                char *at = out.reserve(9);
-                at[0] = 0x23;
-                storeBigEndian(at + 1, std::bit_cast<std::uint64_t>(value.realValue()));
-                break;
-            }
+            case VXValue::Type::Real: writeReal(out, value.realValue()); break;
             case VXValue::Type::Date: {
                 char *at = out.reserve(9);
                 at[0] = 0x33;
@@ -450,9 +451,21 @@ private:
             const std::size_t start = m_refs.size();
             const std::size_t count = array->size();
             m_refs.resize(start + count);
-            const VXValue *items = array->items().data();
-            for (std::size_t i = 0; i < count && m_ok; ++i) {
-                const VXValue &item = items[i];
+            if (array->isPacked()) {
+                // The event logs' millions of reals: no VXValue, no call.
+                const double *reals = array->numbers().reals();
+                for (std::size_t i = 0; i < count; ++i) {
+                    m_refs[start + i] = static_cast<std::uint32_t>(m_objects.size());
+                    noteNumber(std::bit_cast<std::uint64_t>(reals[i]), KindReal,
+                               reinterpret_cast<std::uintptr_t>(reals + i) | kTagReal);
+                }
+                m_finished[self] = 1;
+                return self;
+            }
+            std::size_t i = 0;
+            for (const VXValue &item : *array) {
+                if (!m_ok)
+                    break;
                 std::uint32_t child;
                 if (item.isNumber() || item.isDate()) {
                     // The event logs' millions of reals: no call.
@@ -461,7 +474,7 @@ private:
                 } else {
                     child = number(item, depth + 1);
                 }
-                m_refs[start + i] = child;
+                m_refs[start + i++] = child;
             }
         } else {
             const VXDictionary &dictionary = *value.dictionary();
@@ -497,12 +510,15 @@ private:
     // A number takes a place and is noted, while it is at hand, for merging equal ones.
     void appendNumber(const VXValue &value)
     {
-        const std::uint64_t bits = numberBits(value);
-        const std::uint8_t kind = numberKind(value);
+        noteNumber(numberBits(value), numberKind(value), reinterpret_cast<std::uintptr_t>(&value) | kTagNumber);
+    }
+
+    void noteNumber(std::uint64_t bits, std::uint8_t kind, std::uintptr_t tagged)
+    {
         const auto bucket = static_cast<std::uint16_t>(hashKey(kind, bits) >> (64 - kBucketBits));
         ++m_bucketSizes[bucket];
         m_numbers.push_back(NumberRecord {bits, static_cast<std::uint32_t>(m_objects.size()), kind, bucket});
-        append(reinterpret_cast<std::uintptr_t>(&value) | kTagNumber);
+        append(tagged);
     }
 
     void append(std::uintptr_t tagged) { m_objects.push_back(tagged); }
@@ -534,6 +550,13 @@ private:
             qCWarning(lcPlist, "%s", message);
         m_ok = false;
         return 0;
+    }
+
+    static void writeReal(Output &out, double value)
+    {
+        char *at = out.reserve(9);
+        at[0] = 0x23;
+        storeBigEndian(at + 1, std::bit_cast<std::uint64_t>(value));
     }
 
     static void storeBigEndian(char *at, std::uint64_t value)

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cmath>
 #include <limits>
+#include <new>
 
 namespace {
 
@@ -276,7 +277,18 @@ bool operator==(const VXValue &a, const VXValue &b)
         const VXArray &y = *b.m_payload.array;
         if (&x == &y || x.sharesElementsWith(y))
             return true;
-        return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin());
+        if (x.size() != y.size())
+            return false;
+        if (x.isPacked() && y.isPacked()) {
+            const VXArray::Numbers xs = x.numbers();
+            const VXArray::Numbers ys = y.numbers();
+            for (std::size_t i = 0; i < xs.size(); ++i) {
+                if (!sameReal(xs[i], ys[i]))
+                    return false;
+            }
+            return true;
+        }
+        return std::equal(x.begin(), x.end(), y.begin());
     }
     case VXValue::Type::Dictionary: {
         const VXDictionary &x = *a.m_payload.dictionary;
@@ -314,61 +326,63 @@ const char *VXValue::typeName(Type type) noexcept
 
 // ---- VXArray
 
-struct VXArray::Buffer {
-    // Whether every element may be shared with a copy (no container, no null, no data, no text over
-    // static data, which a reader on another thread would change in place when it asks for its
-    // terminated form). Known after an append to a buffer that was known; Unknown after a write
-    // in place, until a copy looks.
-    enum State : std::uint8_t { Unknown, Shareable, NotShareable };
-
-    std::atomic<std::int32_t> refs {1};
-    std::atomic<std::uint8_t> state {Shareable};
-    std::vector<VXValue> items;
-
-    bool isShareable() noexcept
-    {
-        std::uint8_t known = state.load(std::memory_order_relaxed);
-        if (known == Unknown) {
-            known = std::all_of(items.begin(), items.end(), VXArray::isShareableElement) ? Shareable : NotShareable;
-            state.store(known, std::memory_order_relaxed);
-        }
-        return known == Shareable;
-    }
-
-    // After an element was added.
-    void noteAdded(const VXValue &value) noexcept
-    {
-        if (state.load(std::memory_order_relaxed) == Shareable && !VXArray::isShareableElement(value))
-            state.store(NotShareable, std::memory_order_relaxed);
-    }
-    // After elements were removed: an unshareable one may have gone.
-    void noteRemoved() noexcept
-    {
-        if (state.load(std::memory_order_relaxed) == NotShareable)
-            state.store(Unknown, std::memory_order_relaxed);
-    }
-
-    void release() noexcept
-    {
-        if (refs.fetch_sub(1, std::memory_order_acq_rel) == 1)
-            delete this;
-    }
-};
-
-namespace {
-
-const std::vector<VXValue> &noItems() noexcept
+void VXArray::Buffer::unpack()
 {
-    static const std::vector<VXValue> none;
-    return none;
+    if (!packed)
+        return;
+    std::vector<double> numbers = std::move(reals);
+    reals.~vector();
+    new (&values) std::vector<VXValue>();
+    packed = false;
+    values.reserve(numbers.size());
+    for (const double number : numbers)
+        values.emplace_back(number);
 }
 
-}   // namespace
+bool VXArray::Buffer::isShareable() noexcept
+{
+    if (packed)
+        return true;
+    std::uint8_t known = state.load(std::memory_order_relaxed);
+    if (known == Unknown) {
+        known = std::all_of(values.begin(), values.end(), VXArray::isShareableElement) ? Shareable : NotShareable;
+        state.store(known, std::memory_order_relaxed);
+    }
+    return known == Shareable;
+}
+
+// After an element was added.
+void VXArray::Buffer::noteAdded(const VXValue &value) noexcept
+{
+    if (state.load(std::memory_order_relaxed) == Shareable && !VXArray::isShareableElement(value))
+        state.store(NotShareable, std::memory_order_relaxed);
+}
+
+// After elements were removed: an unshareable one may have gone.
+void VXArray::Buffer::noteRemoved() noexcept
+{
+    if (state.load(std::memory_order_relaxed) == NotShareable)
+        state.store(Unknown, std::memory_order_relaxed);
+}
+
+void VXArray::Buffer::release() noexcept
+{
+    if (refs.fetch_sub(1, std::memory_order_acq_rel) == 1)
+        delete this;
+}
 
 VXArray::~VXArray()
 {
     if (m_buffer)
         m_buffer->release();
+}
+
+VXArrayRef VXArray::fromReals(std::vector<double> reals)
+{
+    VXArrayRef array = VXMakeArray();
+    if (!reals.empty())
+        array->m_buffer = new Buffer(std::move(reals));
+    return array;
 }
 
 VXArray::Buffer &VXArray::ownBuffer(std::size_t growth)
@@ -378,10 +392,15 @@ VXArray::Buffer &VXArray::ownBuffer(std::size_t growth)
         m_buffer = new Buffer;
     } else if (m_buffer->refs.load(std::memory_order_acquire) != 1) {
         // Shared with a copy: this array takes a buffer of its own, the copy keeps the old one.
-        auto *own = new Buffer;
-        own->items.reserve(m_buffer->items.size() + growth);
-        own->items = m_buffer->items;
+        auto *own = m_buffer->packed ? new Buffer(std::vector<double>()) : new Buffer;
         own->state.store(m_buffer->state.load(std::memory_order_relaxed), std::memory_order_relaxed);
+        if (own->packed) {
+            own->reals.reserve(m_buffer->reals.size() + growth);
+            own->reals = m_buffer->reals;
+        } else {
+            own->values.reserve(m_buffer->values.size() + growth);
+            own->values = m_buffer->values;
+        }
         m_buffer->release();
         m_buffer = own;
     }
@@ -391,36 +410,39 @@ VXArray::Buffer &VXArray::ownBuffer(std::size_t growth)
 std::vector<VXValue> &VXArray::items()
 {
     Buffer &buffer = ownBuffer(0);
+    buffer.unpack();
     buffer.state.store(Buffer::Unknown, std::memory_order_relaxed);
-    return buffer.items;
-}
-
-const std::vector<VXValue> &VXArray::items() const noexcept
-{
-    return m_buffer ? m_buffer->items : noItems();
-}
-
-const VXValue &VXArray::at(std::size_t index) const noexcept
-{
-    const std::vector<VXValue> &all = items();
-    return index < all.size() ? all[index] : nullValue();
+    return buffer.values;
 }
 
 void VXArray::append(VXValue value)
 {
     // A log that grows after a save is copied then: with room for the half hour's periods to come
     // (a few hundred numbers on a busy desktop), not for a quarter of ten years more.
-    Buffer &buffer = ownBuffer(std::min<std::size_t>(size() / 4, 1024) + 1);
+    const std::size_t growth = std::min<std::size_t>(size() / 4, 1024) + 1;
+    if (value.isReal() && (!m_buffer || m_buffer->packed)) {
+        if (!m_buffer)
+            m_buffer = new Buffer(std::vector<double>());
+        ownBuffer(growth).reals.push_back(value.realValue());
+        return;
+    }
+    Buffer &buffer = ownBuffer(growth);
+    buffer.unpack();
     buffer.noteAdded(value);
-    buffer.items.push_back(std::move(value));
+    buffer.values.push_back(std::move(value));
 }
 
 void VXArray::insert(std::size_t index, VXValue value)
 {
     Buffer &buffer = ownBuffer(1);
+    index = std::min(index, buffer.size());
+    if (buffer.packed && value.isReal()) {
+        buffer.reals.insert(buffer.reals.begin() + static_cast<std::ptrdiff_t>(index), value.realValue());
+        return;
+    }
+    buffer.unpack();
     buffer.noteAdded(value);
-    std::vector<VXValue> &all = buffer.items;
-    all.insert(all.begin() + static_cast<std::ptrdiff_t>(std::min(index, all.size())), std::move(value));
+    buffer.values.insert(buffer.values.begin() + static_cast<std::ptrdiff_t>(index), std::move(value));
 }
 
 void VXArray::removeAt(std::size_t index)
@@ -428,16 +450,31 @@ void VXArray::removeAt(std::size_t index)
     if (index >= size())
         return;
     Buffer &buffer = ownBuffer(0);
-    buffer.items.erase(buffer.items.begin() + static_cast<std::ptrdiff_t>(index));
+    const auto at = static_cast<std::ptrdiff_t>(index);
+    if (buffer.packed) {
+        buffer.reals.erase(buffer.reals.begin() + at);
+        return;
+    }
+    buffer.values.erase(buffer.values.begin() + at);
     buffer.noteRemoved();
 }
 
 void VXArray::removeLast()
 {
-    if (isEmpty())
+    if (!isEmpty())
+        truncate(size() - 1);
+}
+
+void VXArray::truncate(std::size_t count)
+{
+    if (count >= size())
         return;
     Buffer &buffer = ownBuffer(0);
-    buffer.items.pop_back();
+    if (buffer.packed) {
+        buffer.reals.resize(count);
+        return;
+    }
+    buffer.values.resize(count);
     buffer.noteRemoved();
 }
 
@@ -450,8 +487,13 @@ void VXArray::clear() noexcept
 
 void VXArray::reserve(std::size_t count)
 {
-    if (count > size())
-        ownBuffer(count - size()).items.reserve(count);
+    if (count <= size())
+        return;
+    Buffer &buffer = ownBuffer(count - size());
+    if (buffer.packed)
+        buffer.reals.reserve(count);
+    else
+        buffer.values.reserve(count);
 }
 
 bool VXArray::isShareableElement(const VXValue &value) noexcept
@@ -469,7 +511,7 @@ bool VXArray::isShareableElement(const VXValue &value) noexcept
 void VXArray::markElementsShareable() noexcept
 {
     if (m_buffer) {
-        Q_ASSERT(std::all_of(m_buffer->items.begin(), m_buffer->items.end(), isShareableElement));
+        Q_ASSERT(m_buffer->packed || std::all_of(m_buffer->values.begin(), m_buffer->values.end(), isShareableElement));
         m_buffer->state.store(Buffer::Shareable, std::memory_order_relaxed);
     }
 }
@@ -477,7 +519,7 @@ void VXArray::markElementsShareable() noexcept
 VXArrayRef VXArray::copySharingElements() const
 {
     VXArrayRef copy = VXMakeArray();
-    if (!m_buffer || m_buffer->items.empty())
+    if (!m_buffer || m_buffer->size() == 0)
         return copy;
     if (!m_buffer->isShareable())
         return VXArrayRef();
@@ -488,10 +530,11 @@ VXArrayRef VXArray::copySharingElements() const
 
 std::ptrdiff_t VXArray::indexOfIdentical(const VXValue &value) const noexcept
 {
-    const std::vector<VXValue> &all = items();
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        if (all[i].isSameObject(value))
-            return static_cast<std::ptrdiff_t>(i);
+    std::ptrdiff_t index = 0;
+    for (const VXValue &item : *this) {
+        if (item.isSameObject(value))
+            return index;
+        ++index;
     }
     return -1;
 }

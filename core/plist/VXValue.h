@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -238,44 +239,132 @@ static_assert(sizeof(VXValue) == 16, "VXValue is meant to stay two words");
 // array); only its elements' storage is shared with its copies. The buffer's count is atomic: a
 // snapshot is read on the writer thread while the main thread goes on with the live tree.
 //
-// Every member that may change the elements (append, insert, removeAt, removeLast, clear,
-// reserve, operator[], the non-const items()) first gives the array a buffer of its own when it
-// shares one; references into the elements stay valid until then. Reading goes through the
-// const members (at, last, the iterators, the const items()), which never copy.
+// An array whose elements are all reals (every event log: the sampler appends signed
+// timestamps) keeps them packed, 8 bytes each instead of a VXValue's 16. Appending a real keeps
+// it packed; anything else that changes it (another type appended, items(), operator[]) turns it
+// into the ordinary form. Both forms read, compare and write alike, so callers never tell them
+// apart except through numbers(), which reads either without a copy.
+//
+// Every member that may change the elements (append, insert, removeAt, removeLast, truncate,
+// clear, reserve, operator[], items()) first gives the array a buffer of its own when it shares
+// one; references into the elements stay valid until then. Reading goes through the const
+// members (at, last, the iterators, numbers), which never copy.
 class VXArray final : public vx_detail::VXHeapObject
 {
+    struct Buffer;
+
 public:
-    using iterator = std::vector<VXValue>::iterator;
-    using const_iterator = std::vector<VXValue>::const_iterator;
+    // Iterates the elements as VXValues. An ordinary array's are handed out in place; a packed
+    // array's real is made in the iterator itself, so a reference to an element lasts until the
+    // iterator moves (as in a range-for's body).
+    class const_iterator
+    {
+    public:
+        using iterator_category = std::input_iterator_tag;
+        using value_type = VXValue;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const VXValue *;
+        using reference = const VXValue &;
+
+        const_iterator() noexcept = default;
+        const VXValue &operator*() const noexcept
+        {
+            if (m_real) {
+                m_current = VXValue(*m_real);
+                return m_current;
+            }
+            return *m_value;
+        }
+        const VXValue *operator->() const noexcept { return &**this; }
+        const_iterator &operator++() noexcept
+        {
+            if (m_real)
+                ++m_real;
+            else
+                ++m_value;
+            return *this;
+        }
+        const_iterator operator++(int) noexcept
+        {
+            const_iterator before = *this;
+            ++*this;
+            return before;
+        }
+        friend bool operator==(const const_iterator &a, const const_iterator &b) noexcept
+        {
+            return a.m_value == b.m_value && a.m_real == b.m_real;
+        }
+
+    private:
+        friend class VXArray;
+        const_iterator(const VXValue *value, const double *real) noexcept : m_value(value), m_real(real) { }
+
+        const VXValue *m_value = nullptr;
+        const double *m_real = nullptr;
+        mutable VXValue m_current;
+    };
+
+    // The elements read as numbers (VXValue::toDouble) by index, without a copy of either form:
+    // for the readers of event logs.
+    class Numbers
+    {
+    public:
+        std::size_t size() const noexcept { return m_size; }
+        double operator[](std::size_t index) const noexcept
+        {
+            return m_reals ? m_reals[index] : m_values[index].toDouble();
+        }
+        // The packed reals themselves, or null for the ordinary form.
+        const double *reals() const noexcept { return m_reals; }
+
+    private:
+        friend class VXArray;
+        Numbers(const VXValue *values, const double *reals, std::size_t size) noexcept :
+            m_values(values), m_reals(reals), m_size(size)
+        {
+        }
+
+        const VXValue *m_values;
+        const double *m_reals;
+        std::size_t m_size;
+    };
 
     VXArray() noexcept = default;
     ~VXArray();
 
-    std::size_t size() const noexcept { return items().size(); }
-    bool isEmpty() const noexcept { return items().empty(); }
+    // A new array holding these reals, packed.
+    static VXArrayRef fromReals(std::vector<double> reals);
+
+    std::size_t size() const noexcept;
+    bool isEmpty() const noexcept { return size() == 0; }
+    // Whether the elements are held as 8-byte reals.
+    bool isPacked() const noexcept;
     // Out-of-range indexes read as null.
-    const VXValue &at(std::size_t index) const noexcept;
-    const VXValue &last() const noexcept { return at(size() - 1); }
+    VXValue at(std::size_t index) const noexcept;
+    VXValue last() const noexcept { return at(size() - 1); }
+    // The element in place, without a copy (no count taken), for the lists of containers and texts
+    // walked on every tick or save. Such a list is never packed: a packed array's reals are no
+    // VXValues, and read as null here (read those through at() or numbers()).
+    const VXValue &objectAt(std::size_t index) const noexcept;
+    Numbers numbers() const noexcept;
     VXValue &operator[](std::size_t index) { return items()[index]; }
 
     void append(VXValue value);
     void insert(std::size_t index, VXValue value);
     void removeAt(std::size_t index);
     void removeLast();
+    // Keeps the first `count` elements.
+    void truncate(std::size_t count);
     void clear() noexcept;
     void reserve(std::size_t count);
     // The index of the first element that is the same object, or -1.
     std::ptrdiff_t indexOfIdentical(const VXValue &value) const noexcept;
 
-    // Iterating a non-const array may change the elements: it takes a buffer of its own first
-    // (iterate through a const array to read a shared one without a copy).
-    iterator begin() { return items().begin(); }
-    iterator end() { return items().end(); }
-    const_iterator begin() const noexcept { return items().begin(); }
-    const_iterator end() const noexcept { return items().end(); }
-    // The elements, to change in place: the array's own buffer from now on.
+    // Reading never copies a shared buffer; changing the elements in place goes through items().
+    const_iterator begin() const noexcept;
+    const_iterator end() const noexcept;
+    // The elements, to change in place: the array's own buffer, in the ordinary form, from now on.
     std::vector<VXValue> &items();
-    const std::vector<VXValue> &items() const noexcept;
 
     // A new array with the same elements, sharing this one's buffer when every element may be
     // shared (numbers, dates, and texts of their own storage; no containers, no data); null
@@ -293,13 +382,100 @@ public:
     void markElementsShareable() noexcept;
 
 private:
-    struct Buffer;
-
     // The array's buffer, its own (copied when shared, with room for `growth` more elements).
     Buffer &ownBuffer(std::size_t growth);
 
     Buffer *m_buffer = nullptr;   // null while empty and never written
 };
+
+// The storage of an array's elements: VXValues, or reals alone (packed).
+struct VXArray::Buffer {
+    // Whether every element may be shared with a copy (no container, no null, no data, no text over
+    // static data, which a reader on another thread would change in place when it asks for its
+    // terminated form). Known after an append to a buffer that was known; Unknown after a write
+    // in place, until a copy looks. Reals always may.
+    enum State : std::uint8_t { Unknown, Shareable, NotShareable };
+
+    Buffer() noexcept : values() { }
+    explicit Buffer(std::vector<double> numbers) noexcept : packed(true), reals(std::move(numbers)) { }
+    Buffer(const Buffer &) = delete;
+    Buffer &operator=(const Buffer &) = delete;
+    ~Buffer()
+    {
+        if (packed)
+            reals.~vector();
+        else
+            values.~vector();
+    }
+
+    std::size_t size() const noexcept { return packed ? reals.size() : values.size(); }
+    // Turns the reals into VXValues.
+    void unpack();
+    bool isShareable() noexcept;
+    void noteAdded(const VXValue &value) noexcept;
+    void noteRemoved() noexcept;
+    void release() noexcept;
+
+    std::atomic<std::int32_t> refs {1};
+    std::atomic<std::uint8_t> state {Shareable};
+    bool packed = false;
+    union {
+        std::vector<VXValue> values;
+        std::vector<double> reals;
+    };
+};
+
+inline std::size_t VXArray::size() const noexcept
+{
+    return m_buffer ? m_buffer->size() : 0;
+}
+
+inline bool VXArray::isPacked() const noexcept
+{
+    return m_buffer && m_buffer->packed;
+}
+
+inline VXValue VXArray::at(std::size_t index) const noexcept
+{
+    if (index >= size())
+        return VXValue();
+    if (m_buffer->packed)
+        return VXValue(m_buffer->reals[index]);
+    return m_buffer->values[index];
+}
+
+inline const VXValue &VXArray::objectAt(std::size_t index) const noexcept
+{
+    static const VXValue null;
+    return m_buffer && !m_buffer->packed && index < m_buffer->values.size() ? m_buffer->values[index] : null;
+}
+
+inline VXArray::Numbers VXArray::numbers() const noexcept
+{
+    if (!m_buffer)
+        return Numbers(nullptr, nullptr, 0);
+    if (m_buffer->packed)
+        return Numbers(nullptr, m_buffer->reals.data(), m_buffer->reals.size());
+    return Numbers(m_buffer->values.data(), nullptr, m_buffer->values.size());
+}
+
+inline VXArray::const_iterator VXArray::begin() const noexcept
+{
+    if (!m_buffer)
+        return const_iterator();
+    if (m_buffer->packed)
+        return const_iterator(nullptr, m_buffer->reals.data());
+    return const_iterator(m_buffer->values.data(), nullptr);
+}
+
+inline VXArray::const_iterator VXArray::end() const noexcept
+{
+    if (!m_buffer)
+        return const_iterator();
+    if (m_buffer->packed)
+        return const_iterator(nullptr, m_buffer->reals.data() + m_buffer->reals.size());
+    return const_iterator(m_buffer->values.data() + m_buffer->values.size(), nullptr);
+}
 
 // A dictionary keyed by strings with hashed lookups. Iteration order is the insertion order,
 // except that removing a key moves the last entry into its place; writers sort keys themselves.

@@ -745,13 +745,13 @@ void VXActivitySampler::sortPoolArray(int sortColumn)
     bool samePools = previousPlace.size() == pools.size();
     std::vector<std::ptrdiff_t> places(pools.size());
     for (std::size_t i = 0; samePools && i < pools.size(); ++i)
-        samePools = (places[i] = placeOf(pools.at(i).dictionary())) >= 0;
+        samePools = (places[i] = placeOf(pools.objectAt(i).dictionary())) >= 0;
     if (samePools)
         std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return places[a] < places[b]; });
     std::vector<VXItemSortKey> keys;
     keys.reserve(pools.size());
     for (std::size_t i = 0; i < pools.size(); ++i)
-        keys.emplace_back(pools.at(i).dictionary(), sortColumn);
+        keys.emplace_back(pools.objectAt(i).dictionary(), sortColumn);
     const auto before = [&](std::size_t a, std::size_t b) {
         const VXComparisonResult result = keys[a].compare(keys[b]);
         return result != VXOrderedSame ? result == VXOrderedAscending : a < b;
@@ -763,8 +763,8 @@ void VXActivitySampler::sortPoolArray(int sortColumn)
     sorted.reserve(order.size());
     m_previousPoolOrder.clear();
     for (std::size_t index : order) {
-        sorted.push_back(pools.at(index));
-        m_previousPoolOrder.emplace_back(pools.at(index).dictionary());
+        sorted.push_back(pools.objectAt(index));
+        m_previousPoolOrder.emplace_back(pools.objectAt(index).dictionary());
     }
     pools.items() = std::move(sorted);
 }

@@ -68,7 +68,8 @@ VXPreprocessedWindowBlacklist VXPreprocessWindowBlacklist(const VXArray &lines)
 
 void VXSortBlacklist(VXArray &blacklist)
 {
-    std::stable_sort(blacklist.begin(), blacklist.end(), [](const VXValue &a, const VXValue &b) {
+    std::vector<VXValue> &items = blacklist.items();
+    std::stable_sort(items.begin(), items.end(), [](const VXValue &a, const VXValue &b) {
         return VXSortStrings(a.stringRef(), b.stringRef()) == VXOrderedAscending;
     });
 }

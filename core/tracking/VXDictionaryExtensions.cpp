@@ -187,7 +187,7 @@ void resetTimersRecursively(VXDictionary &item)
                 resetTimersRecursively(*window);
         }
     } else if (VXArray *children = item.value(VXChildrenKey).array()) {
-        for (VXValue &child : *children) {
+        for (const VXValue &child : *children) {
             if (VXDictionary *dictionary = child.dictionary())
                 resetTimersRecursively(*dictionary);
         }

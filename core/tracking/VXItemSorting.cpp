@@ -100,11 +100,11 @@ VXComparisonResult VXSortItems(const VXValue &a, const VXValue &b)
 void VXSortItemArray(VXArray &items, int sortColumn)
 {
     // Read through the const array: a list already in order is left as it is, buffer and all.
-    const std::vector<VXValue> &elements = std::as_const(items).items();
+    const VXArray &elements = items;
     std::vector<VXItemSortKey> keys;
     keys.reserve(elements.size());
-    for (const VXValue &item : elements)
-        keys.emplace_back(item.dictionary(), sortColumn);
+    for (std::size_t i = 0; i < elements.size(); ++i)
+        keys.emplace_back(elements.objectAt(i).dictionary(), sortColumn);
     const auto before
         = [&keys](std::size_t a, std::size_t b) { return keys[a].compare(keys[b]) == VXOrderedAscending; };
     // Lists are sorted again on every tick and are mostly in order already: checking is cheaper
@@ -121,7 +121,7 @@ void VXSortItemArray(VXArray &items, int sortColumn)
     std::vector<VXValue> sorted;
     sorted.reserve(order.size());
     for (const std::size_t index : order)
-        sorted.push_back(elements[index]);
+        sorted.push_back(elements.at(index));
     items.items() = std::move(sorted);
 }
 

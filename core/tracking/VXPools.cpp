@@ -306,12 +306,12 @@ bool VXPoolMatcher::isCurrent(const VXArray *pools)
     if (!pools || pools != m_pools.get())
         return false;
     for (const ListTie &list : m_lists) {
-        const std::vector<VXValue> &items = list.array->items();
+        const VXArray &items = *list.array;
         if (items.size() != list.size)
             return false;
         const VXDictionary *const *held = m_listItems.data() + list.first;
         for (std::size_t i = 0; i < items.size(); ++i) {
-            if (items[i].dictionary() != held[i])
+            if (items.objectAt(i).dictionary() != held[i])
                 return false;
         }
     }
@@ -350,7 +350,7 @@ void VXPoolMatcher::settle()
 void VXPoolMatcher::retieList(const ListTie &list)
 {
     for (std::size_t i = 0; i < list.size && i < list.array->size(); ++i)
-        m_listItems[list.first + i] = list.array->at(i).dictionary();
+        m_listItems[list.first + i] = list.array->objectAt(i).dictionary();
 }
 
 void VXPoolMatcher::noteOwnChanges(const std::vector<const VXDictionary *> &items,

@@ -53,7 +53,8 @@ struct Record {
         names.insert(names.end(), below.begin(), below.end());
         for (const QString &step : names) {
             found = nullptr;
-            for (const VXValue &element : level ? level->items() : std::vector<VXValue>()) {
+            const VXArray none;
+            for (const VXValue &element : level ? *level : none) {
                 if (element.dictionary() && element.dictionary()->value(u"Name"_s).toString() == step)
                     found = element.dictionary();
             }
@@ -81,7 +82,8 @@ std::vector<double> logOf(const VXDictionary *item, const QString &key, double s
 {
     std::vector<double> offsets;
     const VXArray *log = item ? item->value(key).array() : nullptr;
-    for (const VXValue &entry : log ? log->items() : std::vector<VXValue>()) {
+    const VXArray none;
+    for (const VXValue &entry : log ? *log : none) {
         const double value = entry.toDouble();
         offsets.push_back(value >= 0 ? value - start : -(-value - start));
     }

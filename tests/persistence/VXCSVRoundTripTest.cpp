@@ -52,7 +52,7 @@ void expect(Expected &expected, const QStringList &path, const VXDictionary &ite
 
 std::vector<VXValue> itemsOf(const VXValue &array)
 {
-    return array.array() ? array.array()->items() : std::vector<VXValue>();
+    return array.array() ? std::vector<VXValue>(array.array()->begin(), array.array()->end()) : std::vector<VXValue>();
 }
 
 struct RandomTree {

@@ -17,10 +17,12 @@
 #include <csignal>
 #include <limits>
 #include <map>
+#include <optional>
 #include <random>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -558,4 +560,63 @@ TEST(VXBinaryPropertyList, DeeplyMutableDictionaryNeedsADictionaryRoot)
     ASSERT_TRUE(read);
     read->value(s("Pools")).array()->append("changed in place");
     EXPECT_EQ(read->value(s("Pools")).array()->size(), 1u);
+}
+
+// An array of reals alone is kept packed (8 bytes a number); the same elements held as VXValues
+// must compare equal and be written to the same bytes, and the reader must pack what it may.
+TEST(VXBinaryPropertyList, PackedAndOrdinaryLogsAreWrittenAlike)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double inf = std::numeric_limits<double>::infinity();
+    struct Row {
+        const char *name;
+        std::vector<VXValue> elements;
+        bool packs;   // whether the reader gives back a packed array
+    };
+    const std::vector<Row> rows {
+        {"signed timestamps", {815000000.5, -815000030.25, 815000040.0, -815000100.0}, true},
+        {"one real", {1.0}, true},
+        {"the reals the writer merges, and odd ones", {1.5, 1.5, -0.0, 0.0, nan, inf, -inf, 5e-324, 1.5}, true},
+        {"reals, then an integer", {1.5, 2.5, 3}, false},
+        {"an integer, then reals", {3, 1.5, 2.5}, false},
+        {"reals and a text", {1.5, VXValue(s("note")), 2.5}, false},
+        {"a date among reals", {1.5, VXValue::dateSince2001(2)}, false},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        VXArrayRef packed = VXMakeArray();
+        for (const VXValue &element : row.elements)
+            packed->append(element);
+        VXArrayRef ordinary = VXMakeArray();
+        ordinary->items() = row.elements;
+        ASSERT_FALSE(ordinary->isPacked());
+        // A window as the tracker keeps it: two logs, and a time equal to one of their numbers.
+        const auto window = [&row](const VXArrayRef &log) {
+            return dict({{"Active Log", VXValue(log)},
+                         {"Front Active Log", VXValue(log)},
+                         {"Time", 1.5},
+                         {"Copy", VXValue(log).deepCopy()}});
+        };
+        const VXValue fromPacked = window(packed);
+        const VXValue fromOrdinary = window(ordinary);
+        EXPECT_EQ(fromPacked, fromOrdinary);
+        EXPECT_EQ(fromOrdinary, fromPacked);
+
+        for (const auto format :
+             {VXPropertyListSerialization::Format::Binary, VXPropertyListSerialization::Format::XML}) {
+            SCOPED_TRACE(format == VXPropertyListSerialization::Format::XML ? "XML" : "binary");
+            const std::optional<QByteArray> bytes = VXPropertyListSerialization::dataFromValue(fromPacked, format);
+            ASSERT_TRUE(bytes.has_value());
+            EXPECT_EQ(bytes, VXPropertyListSerialization::dataFromValue(fromOrdinary, format));
+            const VXValue read = VXPropertyListSerialization::valueFromData(*bytes);
+            EXPECT_EQ(read, fromPacked);
+            EXPECT_EQ(VXPropertyListSerialization::dataFromValue(read, format), bytes);
+            if (format == VXPropertyListSerialization::Format::Binary) {
+                const VXArray &log = *read.dictionary()->value(s("Active Log")).array();
+                EXPECT_EQ(log.isPacked(), row.packs);
+                // The file refers to the one log from both keys; it stays one object.
+                EXPECT_EQ(&log, read.dictionary()->value(s("Front Active Log")).array());
+            }
+        }
+    }
 }

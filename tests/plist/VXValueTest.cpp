@@ -15,13 +15,14 @@ QString key(int i)
     return QStringLiteral("window %1").arg(i);
 }
 
-// An event log as the tracker keeps it: reals, and a text of its own storage.
-VXArrayRef makeLog()
+// An event log as the tracker keeps it: reals (packed), or reals and a text of its own storage.
+VXArrayRef makeLog(bool packed = false)
 {
     VXArrayRef log = VXMakeArray();
     for (double v : {10.0, 20.5, 30.0, 41.0})
         log->append(v);
-    log->append(QStringLiteral("note %1").arg(1));
+    if (!packed)
+        log->append(QStringLiteral("note %1").arg(1));
     return log;
 }
 
@@ -159,31 +160,36 @@ TEST(VXValue, EachChangeToACopyOfASharedLogLeavesTheOtherAsItWas)
              a[0] = 99.0;
          }},
         {"operator[]", [](VXArray &a) { a[2] = 99.0; }},
-        {"begin", [](VXArray &a) { *a.begin() = VXValue(99.0); }},
-        {"end", [](VXArray &a) { *(a.end() - 1) = VXValue(99.0); }},
+        {"truncate", [](VXArray &a) { a.truncate(2); }},
         {"items", [](VXArray &a) { a.items().resize(2); }},
+        {"an integer appended", [](VXArray &a) { a.append(7); }},
+        {"a text inserted", [](VXArray &a) { a.insert(0, QStringLiteral("note %1").arg(2)); }},
     };
     for (const Row &row : rows) {
-        SCOPED_TRACE(row.name);
-        VXArrayRef expected = makeLog();   // never shared: the change as it applies to a lone log
-        row.change(*expected);
-        // Changing the original (the live tree's log) and changing the copy (a snapshot's).
-        for (bool changeCopy : {false, true}) {
-            SCOPED_TRACE(changeCopy ? "the copy changed" : "the original changed");
-            VXArrayRef original = makeLog();
-            const VXValue originalValue(original);
-            const VXValue copy = originalValue.deepCopy();
-            ASSERT_TRUE(copy.array()->sharesElementsWith(*original));
-            EXPECT_FALSE(copy.isSameObject(originalValue));
+        for (bool packed : {true, false}) {
+            SCOPED_TRACE(row.name);
+            SCOPED_TRACE(packed ? "packed" : "ordinary");
+            VXArrayRef expected = makeLog(packed);   // never shared: the change as it applies to a lone log
+            row.change(*expected);
+            // Changing the original (the live tree's log) and changing the copy (a snapshot's).
+            for (bool changeCopy : {false, true}) {
+                SCOPED_TRACE(changeCopy ? "the copy changed" : "the original changed");
+                VXArrayRef original = makeLog(packed);
+                const VXValue originalValue(original);
+                const VXValue copy = originalValue.deepCopy();
+                ASSERT_TRUE(copy.array()->sharesElementsWith(*original));
+                EXPECT_FALSE(copy.isSameObject(originalValue));
 
-            VXArray &changed = changeCopy ? *copy.array() : *original;
-            const VXArray &other = changeCopy ? *original : *copy.array();
-            row.change(changed);
-            EXPECT_FALSE(changed.sharesElementsWith(other));
-            EXPECT_EQ(VXValue(VXArrayRef(&changed)), VXValue(expected));
-            EXPECT_EQ(VXValue(VXArrayRef(const_cast<VXArray *>(&other))), VXValue(makeLog()));
-            // The array is still the object the tree holds.
-            EXPECT_EQ(originalValue.array(), original.get());
+                VXArray &changed = changeCopy ? *copy.array() : *original;
+                const VXArray &other = changeCopy ? *original : *copy.array();
+                row.change(changed);
+                EXPECT_FALSE(changed.sharesElementsWith(other));
+                EXPECT_EQ(VXValue(VXArrayRef(&changed)), VXValue(expected));
+                EXPECT_EQ(VXValue(VXArrayRef(const_cast<VXArray *>(&other))), VXValue(makeLog(packed)));
+                EXPECT_EQ(other.isPacked(), packed);
+                // The array is still the object the tree holds.
+                EXPECT_EQ(originalValue.array(), original.get());
+            }
         }
     }
 }
@@ -258,8 +264,9 @@ TEST(VXValue, OnlyLogsOfPlainValuesShareTheirElements)
 // live ones (run under ThreadSanitizer to see the buffers' counts at work).
 TEST(VXValue, ACopyReadOnAnotherThreadWhileTheOriginalGrows)
 {
-    VXArrayRef live = makeLog();
-    live->removeLast();
+    // The log packed, as the sampler keeps it.
+    VXArrayRef live = makeLog(true);
+    ASSERT_TRUE(live->isPacked());
     double expected = 0;
     for (const VXValue &v : std::as_const(*live))
         expected += v.toDouble();
@@ -279,4 +286,107 @@ TEST(VXValue, ACopyReadOnAnotherThreadWhileTheOriginalGrows)
         EXPECT_EQ(sum, expected);
         expected += 100;
     }
+}
+
+// A log of reals alone is packed; every way of reading it answers what the ordinary form
+// answers, and a change it cannot hold turns it ordinary without losing an element.
+TEST(VXValue, APackedLogReadsAsTheOrdinaryFormAndTurnsOrdinaryWhenItMust)
+{
+    const std::vector<VXValue> reals {815000000.5, -815000030.25, -0.0, 7.0};
+    VXArrayRef packed = VXMakeArray();
+    for (const VXValue &real : reals)
+        packed->append(real);
+    VXArrayRef ordinary = VXMakeArray();
+    ordinary->items() = reals;
+    ASSERT_TRUE(packed->isPacked());
+    ASSERT_FALSE(ordinary->isPacked());
+    EXPECT_EQ(VXValue(VXArray::fromReals({815000000.5, -815000030.25, -0.0, 7.0})), VXValue(packed));
+
+    for (const VXArray *array : {packed.get(), ordinary.get()}) {
+        SCOPED_TRACE(array->isPacked() ? "packed" : "ordinary");
+        ASSERT_EQ(array->size(), reals.size());
+        std::size_t i = 0;
+        for (const VXValue &element : *array) {
+            EXPECT_TRUE(element.isReal()) << i;
+            EXPECT_EQ(element, reals[i]) << i;
+            EXPECT_EQ(array->at(i), reals[i]) << i;
+            EXPECT_EQ(array->numbers()[i], reals[i].toDouble()) << i;
+            ++i;
+        }
+        EXPECT_EQ(i, reals.size());
+        EXPECT_EQ(array->last(), reals.back());
+        EXPECT_TRUE(array->at(reals.size()).isNull());
+        EXPECT_EQ(array->numbers().size(), reals.size());
+        EXPECT_EQ(array->numbers().reals() != nullptr, array->isPacked());
+    }
+
+    // Equal both ways, and unequal when one element differs, even only in the sign of a zero.
+    EXPECT_EQ(VXValue(packed), VXValue(ordinary));
+    EXPECT_EQ(VXValue(ordinary), VXValue(packed));
+    // Elements that differ in one place, even only in the sign of a zero, in either form.
+    struct Difference {
+        const char *name;
+        std::vector<VXValue> elements;
+    };
+    const std::vector<Difference> differences {
+        {"a zero of the other sign", {815000000.5, -815000030.25, 0.0, 7.0}},
+        {"one more real", {815000000.5, -815000030.25, -0.0, 7.0, 1.0}},
+        {"an integer for an equal real", {815000000.5, -815000030.25, -0.0, 7}},
+    };
+    for (const Difference &difference : differences) {
+        SCOPED_TRACE(difference.name);
+        VXArrayRef otherPacked = VXMakeArray();
+        for (const VXValue &element : difference.elements)
+            otherPacked->append(element);
+        VXArrayRef otherOrdinary = VXMakeArray();
+        otherOrdinary->items() = difference.elements;
+        for (const VXArrayRef &other : {otherPacked, otherOrdinary}) {
+            for (const VXArrayRef &same : {packed, ordinary}) {
+                EXPECT_NE(VXValue(other), VXValue(same));
+                EXPECT_NE(VXValue(same), VXValue(other));
+            }
+        }
+    }
+
+    // What keeps a log packed, and what turns it ordinary, with every element kept.
+    struct Step {
+        const char *name;
+        std::function<void(VXArray &)> change;
+        bool staysPacked;
+    };
+    const std::vector<Step> steps {
+        {"a real appended", [](VXArray &a) { a.append(8.5); }, true},
+        {"a real inserted", [](VXArray &a) { a.insert(1, 8.5); }, true},
+        {"removeAt, removeLast, truncate",
+         [](VXArray &a) {
+             a.removeAt(0);
+             a.removeLast();
+             a.truncate(1);
+         },
+         true},
+        {"an integer appended", [](VXArray &a) { a.append(8); }, false},
+        {"a date appended", [](VXArray &a) { a.append(VXValue::dateSince2001(8)); }, false},
+        {"a dictionary inserted", [](VXArray &a) { a.insert(0, VXValue(VXMakeDictionary())); }, false},
+        {"a write in place", [](VXArray &a) { a[0] = 8.5; }, false},
+    };
+    for (const Step &step : steps) {
+        SCOPED_TRACE(step.name);
+        VXArrayRef changed = VXMakeArray();
+        for (const VXValue &real : reals)
+            changed->append(real);
+        VXArrayRef expected = VXMakeArray();
+        expected->items() = reals;
+        step.change(*changed);
+        step.change(*expected);
+        EXPECT_EQ(changed->isPacked(), step.staysPacked);
+        EXPECT_EQ(VXValue(changed), VXValue(expected));
+    }
+
+    // Emptied, a log packs again from its next real; a list of dictionaries never packs.
+    VXArrayRef reused = VXMakeArray();
+    reused->append(VXValue(VXMakeDictionary()));
+    EXPECT_FALSE(reused->isPacked());
+    reused->clear();
+    reused->append(1.5);
+    EXPECT_TRUE(reused->isPacked());
 }
