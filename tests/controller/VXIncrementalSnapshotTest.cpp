@@ -5,6 +5,7 @@
 // of the whole tree would give, and the journal that goes on after each save replays onto it.
 
 #include "VXActivitySampler.h"
+#include "VXBinaryPropertyListReader.h"
 #include "VXConfigurationKeys.h"
 #include "VXConfigurationStore.h"
 #include "VXControllerTestSupport.h"
@@ -296,7 +297,7 @@ TEST(IncrementalSnapshots, SavesAfterEveryKindOfChangeWriteTheWholeTreesFile)
          [](TrackedDesktop &day) {
              VXDictionaryRef imported = VXMutableCopyOfSnapshot(VXTreeSnapshot(day.controller.configuration(), {}));
              imported->insert(VXOverallTimeKey, 12.5);
-             day.controller.importConfiguration(imported);
+             day.controller.importConfiguration(imported, VXDictionaryRef(), [](bool) {});
          }},
         {"forced tick", [](TrackedDesktop &day) { day.controller.updateLists(&day); }},
     };
@@ -445,6 +446,23 @@ void resetWindowAndSave(TrackedDesktop &day, const QString &title)
     day.controller.store().waitForPendingWrites();
 }
 
+// The live tree replaced by a copy of itself read from its bytes, with the decoder's twin or
+// without one (made by the import then), as `wendle config import` does it; the answer is taken.
+void importItself(TrackedDesktop &day, bool withTwin)
+{
+    const std::optional<QByteArray> data = propertyListData(VXValue(day.controller.configuration()));
+    ASSERT_TRUE(data);
+    VXValue twin;
+    const VXValue imported = VXBinaryPropertyListReader::read(*data, withTwin ? &twin : nullptr);
+    ASSERT_TRUE(imported.isDictionary());
+    ASSERT_EQ(twin.isDictionary(), withTwin);
+    std::optional<bool> saved;
+    day.controller.importConfiguration(imported.dictionaryRef(), twin.dictionaryRef(),
+                                       [&saved](bool written) { saved = written; });
+    day.controller.store().waitForPendingWrites();
+    EXPECT_EQ(saved, std::optional<bool>(true));
+}
+
 }   // namespace
 
 // The window table of an application that moved, taken from the last save's with only what
@@ -548,6 +566,10 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
          },
          Answer::Table},
         {"pools cleared", [](TrackedDesktop &day, std::uint64_t) { confirmed(day, &VXResets::clearPools); },
+         Answer::Table},
+        // Saved as it came; the journal goes on from it as after a load.
+        {"an import", [](TrackedDesktop &day, std::uint64_t) { importItself(day, true); }, Answer::Table},
+        {"an import the decoder made no twin of", [](TrackedDesktop &day, std::uint64_t) { importItself(day, false); },
          Answer::Table},
         {"application timers reset",
          [](TrackedDesktop &day, std::uint64_t) { confirmed(day, &VXResets::resetApplicationTimers); }, Answer::Either},
