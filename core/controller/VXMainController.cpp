@@ -211,6 +211,8 @@ void VXMainController::updateLists(const void *sender)
         if (m_configuration != sampled)
             m_journal.noteTreeReplaced();
         m_journal.noteTick(&m_sampler.windowsOfLastTick());
+        if (sender)
+            m_journal.noteListsSorted();
 
         delegate.reloadApplicationList();
         delegate.reloadPoolList();
