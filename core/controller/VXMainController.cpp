@@ -211,8 +211,13 @@ void VXMainController::updateLists(const void *sender)
         if (m_configuration != sampled)
             m_journal.noteTreeReplaced();
         m_journal.noteTick(&m_sampler.windowsOfLastTick());
-        if (sender)
+        // Every list of windows in another order, dormant applications' too.
+        if (m_hasCompletedFullTick
+            && (m_settings.sortColumn != m_listedSortColumn
+                || m_settings.showInactiveApplicationItems != m_listedInactiveItems))
             m_journal.noteListsSorted();
+        m_listedSortColumn = m_settings.sortColumn;
+        m_listedInactiveItems = m_settings.showInactiveApplicationItems;
 
         delegate.reloadApplicationList();
         delegate.reloadPoolList();

@@ -428,6 +428,9 @@ private:
     bool m_showInactiveApplicationItems = false;
     bool m_showInactivePools = true;
     bool m_hasCompletedFullTick = false;
+    // How the last tick listed the windows.
+    int m_listedSortColumn = 0;
+    bool m_listedInactiveItems = false;
     bool m_isModal = false;
     // The mode: windowed (see isStatusItem()), and whether the tray's interface is built.
     bool m_isStatusItem = false;

@@ -748,8 +748,6 @@ struct VXJournal::Encoder {
     // moved is compared.
     std::unordered_map<const VXDictionary *, std::vector<std::pair<QString, const VXDictionary *>>> tickWindows;
     bool tickWindowsUnknown = true;
-    // A forced tick sorted every list of windows: each is compared, moved or not.
-    bool everyList = false;
     // The same for applications and pool items: those the ticks consolidated (the others did
     // not move), unless a tick walked all of them; and the lists of pool items they sorted.
     bool everyApplication = true;
@@ -797,7 +795,6 @@ struct VXJournal::Encoder {
     {
         tickWindows.clear();
         tickWindowsUnknown = false;
-        everyList = false;
         everyApplication = false;
         tickApplications.clear();
         tickApplicationSet.clear();
@@ -1370,7 +1367,7 @@ struct VXJournal::Encoder {
         // move: a save shares them with the saved table unseen.
         const bool everyWindow = windows && tickWindowsUnknown && changed;
         const auto listed = tickWindows.find(&application);
-        if (!everyWindow && listed == tickWindows.end() && !changed && !everyList)
+        if (!everyWindow && listed == tickWindows.end() && !changed)
             return;
         if (everyWindow) {
             for (std::size_t i = 0; i < windows->size(); ++i) {
@@ -1750,7 +1747,8 @@ void VXJournal::noteTick(const VXTickWindows *windows)
 
 void VXJournal::noteListsSorted()
 {
-    m_encoder->everyList = true;
+    m_saveWhole = true;
+    noteTick();
 }
 
 void VXJournal::noteTreeReplaced()

@@ -133,9 +133,9 @@ public:
     // the tick may have changed (the sampler's list); without it, every window of an application
     // that moved is compared at the next entry.
     void noteTick(const VXTickWindows *windows = nullptr);
-    // A forced tick listed every application's windows anew (sorted whole, not only the windows
-    // it changed): the next entry compares every application's list, not only those of the
-    // applications that moved, so that a dormant one listed in a new order is in it.
+    // The tick listed the applications' windows anew (in another sort order, or with dormant
+    // windows shown or hidden), dormant applications' included: the next flush saves the tree
+    // whole, sharing what the marks call settled (an entry would name every window listed).
     void noteListsSorted();
     // The tree was replaced or rebuilt outside the sampler (undo, redo, a user's change, a
     // blacklist edit): the next flush saves it whole.

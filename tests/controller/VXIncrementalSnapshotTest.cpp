@@ -470,6 +470,24 @@ void importItself(TrackedDesktop &day, bool withTwin)
     EXPECT_EQ(saved, std::optional<bool>(true));
 }
 
+// The editor quits and the record is saved; then `change` (a setting) and a forced tick list
+// its windows anew, and the journal is flushed: the record and it give the live tree. The
+// editor is started again.
+void listAnewBetweenSaves(TrackedDesktop &day, const std::function<void()> &change)
+{
+    const Application &editor = kApplications[0];
+    day.desktop.activate(kApplications[1].pid);
+    day.desktop.quit(editor.pid);
+    day.time.advanceTo(day.at += 2);
+    day.controller.store().save(nullptr);
+    change();
+    day.controller.updateLists(&day);
+    day.time.advanceTo(day.at += 1);
+    day.controller.journal().flush();
+    EXPECT_EQ(replayedDifference(day), "");
+    day.desktop.launch(editor.name, u"/usr/share/applications/"_s + editor.id + u".desktop"_s, editor.id, editor.pid);
+}
+
 }   // namespace
 
 // The window table of an application that moved, taken from the last save's with only what
@@ -538,24 +556,17 @@ TEST(IncrementalSnapshots, AnApplicationsWindowTableIsTheLastSavesWithWhatChange
              day.controller.updateLists(&day);
          },
          Answer::Table},
-        // A forced tick lists a dormant application's windows in another order: the entry
-        // between saves says so (a crash before the next save keeps the new order).
+        // A dormant application's windows listed in another order, or no longer listed: the
+        // journal between saves keeps it (a crash before the next save keeps the new list).
         {"a dormant application's list sorted anew between saves",
-         [](TrackedDesktop &day, std::uint64_t) {
-             const Application &quitting = kApplications[0];
-             day.desktop.activate(kApplications[1].pid);
-             day.desktop.quit(quitting.pid);
-             day.time.advanceTo(day.at += 2);
-             day.controller.store().save(nullptr);
-             VXSetCurrentSortColumn(0);
-             day.controller.updateLists(&day);
-             day.time.advanceTo(day.at += 1);
-             day.controller.journal().flush();
-             EXPECT_EQ(replayedDifference(day), "");
-             day.desktop.launch(quitting.name, u"/usr/share/applications/"_s + quitting.id + u".desktop"_s, quitting.id,
-                                quitting.pid);
-         },
+         [](TrackedDesktop &day, std::uint64_t) { listAnewBetweenSaves(day, [] { VXSetCurrentSortColumn(0); }); },
          Answer::Table},
+        {"dormant windows hidden between saves",
+         [](TrackedDesktop &day, std::uint64_t) {
+             listAnewBetweenSaves(day,
+                                  [&day] { day.settings.defaults->setBool(false, VXShowInactiveApplicationItemsKey); });
+         },
+         Answer::Either},
         // The tree a copy of an undo state, which the save takes as its last snapshot.
         {"an undo after the change was saved",
          [](TrackedDesktop &day, std::uint64_t) {
