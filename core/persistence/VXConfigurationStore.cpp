@@ -264,10 +264,16 @@ VXConfigurationStore::VXConfigurationStore(VXUserDefaults &defaults, VXScheduler
     m_writer(std::make_unique<Writer>()), m_context(std::make_unique<QObject>())
 {
     // Answers from the writer thread reach this thread through its event loop (or sooner, at
-    // waitForPendingWrites).
+    // waitForPendingWrites): never in the middle of a save or a flush, which they may follow
+    // with a change of the tree.
     m_writer->wake = [this, context = m_context.get()] {
         QMetaObject::invokeMethod(
-            context, [this] { takeUpWriterResult(); }, Qt::QueuedConnection);
+            context,
+            [this] {
+                takeUpWriterResult();
+                deliverAnswers();
+            },
+            Qt::QueuedConnection);
     };
 }
 
@@ -719,8 +725,20 @@ void VXConfigurationStore::writeSnapshot(const VXDictionaryRef &snapshot, bool c
 
 void VXConfigurationStore::waitForPendingWrites()
 {
-    m_writer->drain();
-    takeUpWriterResult();
+    // (An answer may give the writer more to write: an import applied once the record it
+    // replaces is kept aside.)
+    do {
+        m_writer->drain();
+        takeUpWriterResult();
+    } while (deliverAnswers());
+}
+
+bool VXConfigurationStore::deliverAnswers()
+{
+    auto answers = m_writer->takeAnswered();
+    for (auto &[done, written] : answers)
+        done(written);
+    return !answers.empty();
 }
 
 void VXConfigurationStore::takeUpWriterResult()
@@ -738,8 +756,6 @@ void VXConfigurationStore::takeUpWriterResult()
             }
         }
     }
-    for (auto &[done, written] : m_writer->takeAnswered())
-        done(written);
 }
 
 bool VXConfigurationStore::appendToJournal(const QByteArray &entry)

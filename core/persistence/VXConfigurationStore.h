@@ -170,7 +170,8 @@ public:
     // sharing with the last one what did not change: told by the journal what moved since, it
     // costs what changed, not the whole tree. For the saves and the undo states.
     VXDictionaryRef snapshotOfTree();
-    // Returns once the writer thread has written (or failed to write) what it was given.
+    // Returns once the writer thread has written (or failed to write) what it was given, and
+    // those waiting on it were told (and what they gave it in turn was written).
     void waitForPendingWrites();
     // The snapshot of the last full save handed to the writer (null before the first).
     const VXDictionaryRef &lastSnapshot() const { return m_lastSnapshot; }
@@ -211,6 +212,9 @@ private:
     void writeSnapshot(const VXDictionaryRef &snapshot, bool changeFollows, std::function<void(bool)> done = {});
     // Reports how the writer thread's last record went, and retries soon after a failure.
     void takeUpWriterResult();
+    // Tells those waiting on the writer (writeCopy, saveReplacedTree) how their writes went.
+    // Answers whether there were any.
+    bool deliverAnswers();
     void scheduleNextSave();
     void removeInterruptedSaves(const QString &path);
     QString sandboxedConfigurationPath(const QString &defaultPath, QString *accessedBookmarkPath);
