@@ -17,7 +17,8 @@
 //
 // What a user changes (a reset, an undo, a pool edit, an import) is never journalled: the
 // save before the change already wrote the record, and the tree after the change is saved
-// whole at the next flush, which starts a new journal. That save still shares what did not move
+// whole at the next flush, which starts a new journal (an imported tree is saved as it came
+// at once, and the journal continues it as after a load). That save still shares what did not move
 // with the undo state an undo restored (noteTreeRestored), or with the save before a reset that
 // said what it touched (noteChangeConfinedTo). A journal whose header names another record is
 // set aside, never applied.
