@@ -1,5 +1,6 @@
 #include "VXConfigCommand.h"
 
+#include "VXBinaryPropertyListReader.h"
 #include "VXConfigurationKeys.h"
 #include "VXConfigurationStore.h"
 #include "VXLibraryFolders.h"
@@ -171,14 +172,20 @@ const QStringList &VXConfigCommand::recordKeys()
     return keys;
 }
 
-VXDictionaryRef VXConfigCommand::importableConfiguration(const QString &path, QString *error)
+VXDictionaryRef VXConfigCommand::importableConfiguration(const QString &path, QString *error, VXDictionaryRef *twin)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         *error = Text::tr("cannot import <%1>: %2").arg(path, file.errorString());
         return VXDictionaryRef();
     }
-    const VXValue configuration = VXPropertyListSerialization::valueFromData(file.readAll());
+    const QByteArray data = file.readAll();
+    VXValue twinValue;
+    const VXValue configuration = twin && VXBinaryPropertyListReader::hasBinaryMagic(data)
+        ? VXBinaryPropertyListReader::read(data, &twinValue)
+        : VXPropertyListSerialization::valueFromData(data);
+    if (twin && configuration.isDictionary() && twinValue.isDictionary())
+        *twin = twinValue.dictionaryRef();
     if (configuration.isNull()) {
         *error = Text::tr("cannot import <%1>: it is not a property list (binary, XML or old-style text)").arg(path);
         return VXDictionaryRef();

@@ -36,8 +36,11 @@ public:
     static QString usage();
 
     // The dictionary in the file at `path`, when it can be imported as a record; null with the
-    // reason (naming the file, and what is missing) in `error` otherwise.
-    static VXDictionaryRef importableConfiguration(const QString &path, QString *error);
+    // reason (naming the file, and what is missing) in `error` otherwise. With `twin`, also the
+    // dictionary's immutable copy made as it is decoded (VXBinaryPropertyListReader), when the
+    // reader can make one; left null otherwise.
+    static VXDictionaryRef importableConfiguration(const QString &path, QString *error,
+                                                   VXDictionaryRef *twin = nullptr);
     // The keys of which an importable dictionary holds at least one.
     static const QStringList &recordKeys();
 

@@ -304,7 +304,7 @@ void VXTrackerProgram::answer(const VXInstanceRequest &request, const VXSingleIn
                                : VXSingleInstance::errorReply(tr("the live report cannot be shown")));
         return;
     case VXInstanceRequest::Kind::Help: reply(helpReply(request.files.constFirst())); return;
-    case VXInstanceRequest::Kind::Import: reply(importReply(request.files.constFirst())); return;
+    case VXInstanceRequest::Kind::Import: import(request.files.constFirst(), reply); return;
     case VXInstanceRequest::Kind::Status: reply(statusReply()); return;
     case VXInstanceRequest::Kind::Configuration: reply(configurationReply()); return;
     case VXInstanceRequest::Kind::Reopen:
@@ -340,26 +340,41 @@ QByteArray VXTrackerProgram::configurationReply() const
     return data ? *data : VXSingleInstance::errorReply(tr("the running Wendle cannot write out its record"));
 }
 
-QByteArray VXTrackerProgram::importReply(const QString &path)
+void VXTrackerProgram::import(const QString &path, const VXSingleInstance::Reply &reply)
 {
     QString error;
-    VXDictionaryRef configuration = VXConfigCommand::importableConfiguration(path, &error);
+    VXDictionaryRef snapshot;
+    VXDictionaryRef configuration = VXConfigCommand::importableConfiguration(path, &error, &snapshot);
     if (!configuration)
-        return VXSingleInstance::errorReply(error);
+        return reply(VXSingleInstance::errorReply(error));
     // The record as it is now stays beside the file, as the command keeps it when Wendle is not
-    // running; Undo brings it back too.
-    const QString target = d->controller->store().configurationPath();
+    // running; Undo brings it back too. Both it and the imported record are written by the
+    // store's writer thread, and the answer goes once they are on the disk.
+    VXConfigurationStore &store = d->controller->store();
+    const QString target = store.configurationPath();
     const QString backup = VXConfigCommand::backupPathFor(target);
-    if (d->controller->configuration() && !writeToBinaryFile(VXValue(d->controller->configuration()), backup, true))
-        return VXSingleInstance::errorReply(
-            tr("cannot import <%1>: the record as it is cannot be kept as <%2>").arg(path, backup));
-    if (!d->controller->importConfiguration(std::move(configuration)))
-        return VXSingleInstance::errorReply(
-            tr("imported <%1>, but it cannot be saved to <%2>: Wendle tries again at its next save").arg(path, target));
-    QString message = tr("imported <%1> into the running Wendle, which saved it to <%2>").arg(path, target);
-    if (QFileInfo::exists(backup))
-        message += u'\n' + tr("the previous record is kept as <%1>; Undo in Wendle brings it back too").arg(backup);
-    return VXSingleInstance::okReply() + message.toUtf8() + '\n';
+    auto replace = [this, path, target, backup, reply, configuration = std::move(configuration),
+                    snapshot = std::move(snapshot)](bool kept) mutable {
+        if (!kept)
+            return reply(VXSingleInstance::errorReply(
+                tr("cannot import <%1>: the record as it is cannot be kept as <%2>").arg(path, backup)));
+        d->controller->importConfiguration(
+            std::move(configuration), std::move(snapshot), [path, target, backup, reply](bool written) {
+                if (!written)
+                    return reply(VXSingleInstance::errorReply(
+                        tr("imported <%1>, but it cannot be saved to <%2>: Wendle tries again at its next save")
+                            .arg(path, target)));
+                QString message = tr("imported <%1> into the running Wendle, which saved it to <%2>").arg(path, target);
+                if (QFileInfo::exists(backup))
+                    message += u'\n'
+                        + tr("the previous record is kept as <%1>; Undo in Wendle brings it back too").arg(backup);
+                reply(VXSingleInstance::okReply() + message.toUtf8() + '\n');
+            });
+    };
+    if (d->controller->configuration())
+        store.writeCopy(store.snapshotOfTree(), backup, std::move(replace));
+    else
+        replace(true);
 }
 
 QString VXTrackerProgram::statusText() const

@@ -53,7 +53,9 @@ private:
     void saveAtAbruptEnd();
     QByteArray statusReply() const;
     QByteArray configurationReply() const;
-    QByteArray importReply(const QString &path);
+    // Takes the record in the file at `path` in place of the running one; `reply` is answered
+    // once both are saved (or at the first failure).
+    void import(const QString &path, const VXSingleInstance::Reply &reply);
     // What Wendle does now, for the tray's tooltip.
     QString statusText() const;
     void checkSessionBus();

@@ -24,6 +24,7 @@
 // repeated; the load average is printed first, since the machine is shared.
 
 #include "VXActivitySampler.h"
+#include "VXBinaryPropertyListReader.h"
 #include "VXConfigurationKeys.h"
 #include "VXConfigurationStore.h"
 #include "VXFakeDesktop.h"
@@ -496,9 +497,16 @@ void firstSaves(int scale)
     }
     QFile record(folders.record());
     record.open(QIODevice::ReadOnly);
-    VXDictionaryRef imported = deeplyMutableDictionaryWithData(record.readAll());
+    VXValue twin;
+    VXDictionaryRef imported = VXBinaryPropertyListReader::read(record.readAll(), &twin).dictionaryRef();
     record.close();
-    const double import = measured([&] { controller.importConfiguration(std::move(imported)); });
+    bool importSaved = false;
+    const double import = measured([&] {
+        controller.importConfiguration(std::move(imported), twin.dictionaryRef(),
+                                       [&](bool written) { importSaved = written; });
+    });
+    if (!importSaved)
+        std::printf("the import was not saved\n");
     ticks(1);
     const double afterImport = flush();
     std::printf("%d-year record, main thread of the save (ms): half-hourly %.1f; first after a window's timer "

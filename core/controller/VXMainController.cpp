@@ -13,6 +13,7 @@
 #include "VXReportMenuTarget.h"
 #include "VXScheduler.h"
 #include "VXStringExtensions.h"
+#include "VXTreeSnapshots.h"
 #include "VXUserDefaults.h"
 #include "VXUserDefaultsExtensions.h"
 
@@ -210,6 +211,13 @@ void VXMainController::updateLists(const void *sender)
         if (m_configuration != sampled)
             m_journal.noteTreeReplaced();
         m_journal.noteTick(&m_sampler.windowsOfLastTick());
+        // Every list of windows in another order, dormant applications' too.
+        if (m_hasCompletedFullTick
+            && (m_settings.sortColumn != m_listedSortColumn
+                || m_settings.showInactiveApplicationItems != m_listedInactiveItems))
+            m_journal.noteListsSorted();
+        m_listedSortColumn = m_settings.sortColumn;
+        m_listedInactiveItems = m_settings.showInactiveApplicationItems;
 
         delegate.reloadApplicationList();
         delegate.reloadPoolList();
@@ -385,14 +393,18 @@ void VXMainController::pushUndoStateAndClearRedoStatesAfterDelay()
     m_undoHistory.pushUndoStateAndClearRedoStatesAfterDelay();
 }
 
-bool VXMainController::importConfiguration(VXDictionaryRef configuration)
+void VXMainController::importConfiguration(VXDictionaryRef configuration, VXDictionaryRef snapshot,
+                                           std::function<void(bool)> saved)
 {
     pushUndoStateAndClearRedoStatesAfterDelay();
     setConfiguration(std::move(configuration));
+    // Saved as imported, before the first tick on it, which the journal then keeps (the save
+    // before the change restarted the periodic one).
+    if (!snapshot)
+        snapshot = VXTreeSnapshot(m_configuration, VXDictionaryRef());
+    m_store.saveReplacedTree(snapshot, std::move(saved));
     updateLists(this);
     updateBlacklists();
-    // The save before the change restarted the periodic one.
-    return m_store.saveConfiguration(true, false, false);
 }
 
 void VXMainController::undo(const void *sender)

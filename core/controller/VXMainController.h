@@ -217,9 +217,11 @@ public:
     }
     // Replaces the tree with one brought in from elsewhere (`wendle config import`), as an
     // undoable change: the tree as it was is saved and pushed on the undo stack first; then the
-    // lists and blacklists show the new one and it is saved. Answers whether that last save wrote
-    // the file.
-    bool importConfiguration(VXDictionaryRef configuration);
+    // new one is saved as it came, on the writer thread, and the lists and blacklists show it.
+    // `snapshot`: an immutable copy of `configuration` (the decoder's twin), made here when null.
+    // `saved` is told later, on this thread, whether that save wrote the file.
+    void importConfiguration(VXDictionaryRef configuration, VXDictionaryRef snapshot,
+                             std::function<void(bool written)> saved);
 
     // ---- The sampler
 
@@ -426,6 +428,9 @@ private:
     bool m_showInactiveApplicationItems = false;
     bool m_showInactivePools = true;
     bool m_hasCompletedFullTick = false;
+    // How the last tick listed the windows.
+    int m_listedSortColumn = 0;
+    bool m_listedInactiveItems = false;
     bool m_isModal = false;
     // The mode: windowed (see isStatusItem()), and whether the tray's interface is built.
     bool m_isStatusItem = false;

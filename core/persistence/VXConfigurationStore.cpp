@@ -71,11 +71,36 @@ struct VXConfigurationStore::Writer {
     };
     std::mutex resultLock;
     Result result;
+    // Those waiting to hear how a record or a copy went, with the answer once the writer is done
+    // with it: taken up on the main thread, which `wake` (set by the store) prompts.
+    using Done = std::function<void(bool written)>;
+    std::vector<std::pair<Done, bool>> answered;
+    std::function<void()> wake;
+    // Writer thread only: those waiting on snapshots a newer one replaced (it answers them).
+    std::vector<Done> waiting;
 
     Result takeResult()
     {
         const std::lock_guard lock(resultLock);
         return std::exchange(result, Result());
+    }
+    std::vector<std::pair<Done, bool>> takeAnswered()
+    {
+        const std::lock_guard lock(resultLock);
+        return std::exchange(answered, {});
+    }
+    // Writer thread: hands the answer to those waiting.
+    void answer(std::vector<Done> done, bool written)
+    {
+        if (done.empty())
+            return;
+        {
+            const std::lock_guard lock(resultLock);
+            for (Done &each : done)
+                answered.emplace_back(std::move(each), written);
+        }
+        if (wake)
+            wake();
     }
 
     // The thread is made now and kept: a thread made later needs descriptors for its event
@@ -100,27 +125,52 @@ struct VXConfigurationStore::Writer {
 
     // `earlier`: the snapshot it replaces, released here once this one is written, so that what
     // only it held (a large window table or list copied for it) is freed on this thread.
-    void write(const VXDictionaryRef &snapshot, const QString &path, VXDictionaryRef earlier = {})
+    // `done`: told whether the record went to the disk (by this snapshot or a newer one).
+    void write(const VXDictionaryRef &snapshot, const QString &path, VXDictionaryRef earlier = {}, Done done = {})
     {
         const std::uint64_t generation = ++latest;
-        thread.start([this, snapshot, path, generation, earlier = std::move(earlier)]() mutable {
-            if (generation != latest.load())
-                return earlier.reset();
+        thread.start(
+            [this, snapshot, path, generation, earlier = std::move(earlier), done = std::move(done)]() mutable {
+                if (done)
+                    waiting.push_back(std::move(done));
+                if (generation != latest.load())
+                    return earlier.reset();
+                std::optional<QByteArray> data = propertyListData(VXValue(snapshot));
+                QString failure;
+                const bool written = data && writeDataToFile(*data, path, true, &failure);
+                if (!data)
+                    failure = QStringLiteral("cannot encode the record for <%1>").arg(path);
+                recordFailed = !written;
+                {
+                    const std::lock_guard lock(resultLock);
+                    result = Result {true, written, path, failure};
+                }
+                if (written)
+                    startJournal(*data, path, generation);
+                answer(std::exchange(waiting, {}), written);
+                earlier.reset();
+                // The encoding and the codec's tables are freed: their pages go back to the system
+                // rather than stay with this thread's arena.
+                data.reset();
+                releaseFreedMemory();
+            });
+    }
+
+    // A snapshot written to another file (the record kept aside before an import), never
+    // replaced by a newer one and no journal's record.
+    void writeCopy(const VXDictionaryRef &snapshot, const QString &path, Done done)
+    {
+        thread.start([this, snapshot, path, done = std::move(done)]() mutable {
             std::optional<QByteArray> data = propertyListData(VXValue(snapshot));
             QString failure;
             const bool written = data && writeDataToFile(*data, path, true, &failure);
-            if (!data)
-                failure = QStringLiteral("cannot encode the record for <%1>").arg(path);
-            recordFailed = !written;
-            {
-                const std::lock_guard lock(resultLock);
-                result = Result {true, written, path, failure};
-            }
-            if (written)
-                startJournal(*data, path, generation);
-            earlier.reset();
-            // The encoding and the codec's tables are freed: their pages go back to the system
-            // rather than stay with this thread's arena.
+            if (!written)
+                qCWarning(lcPersistence).noquote()
+                    << QStringLiteral("cannot write <%1>: %2")
+                           .arg(path, data ? failure : QStringLiteral("the record cannot be encoded"));
+            std::vector<Done> one;
+            one.push_back(std::move(done));
+            answer(std::move(one), written);
             data.reset();
             releaseFreedMemory();
         });
@@ -211,8 +261,20 @@ VXConfigurationStore::VXConfigurationStore(VXUserDefaults &defaults, VXScheduler
                                            VXFolderAccessDelegate *folderAccess) :
     m_defaults(defaults),
     m_scheduler(scheduler), m_configuration(std::move(configuration)), m_folderAccess(folderAccess),
-    m_writer(std::make_unique<Writer>())
+    m_writer(std::make_unique<Writer>()), m_context(std::make_unique<QObject>())
 {
+    // Answers from the writer thread reach this thread through its event loop (or sooner, at
+    // waitForPendingWrites): never in the middle of a save or a flush, which they may follow
+    // with a change of the tree.
+    m_writer->wake = [this, context = m_context.get()] {
+        QMetaObject::invokeMethod(
+            context,
+            [this] {
+                takeUpWriterResult();
+                deliverAnswers();
+            },
+            Qt::QueuedConnection);
+    };
 }
 
 VXConfigurationStore::~VXConfigurationStore()
@@ -611,7 +673,28 @@ void VXConfigurationStore::save(const void *sender, const VXDictionaryRef &snaps
     scheduleNextSave();
 }
 
-void VXConfigurationStore::writeSnapshot(const VXDictionaryRef &snapshot, bool changeFollows)
+void VXConfigurationStore::saveReplacedTree(const VXDictionaryRef &snapshot, std::function<void(bool)> saved)
+{
+    if (!snapshot) {
+        qCWarning(lcPersistence, "cannot save the configuration: it holds an empty value");
+        m_changed = true;
+        saved(false);
+        return;
+    }
+    writeSnapshot(snapshot, false, std::move(saved));
+}
+
+void VXConfigurationStore::writeCopy(const VXDictionaryRef &snapshot, const QString &path,
+                                     std::function<void(bool)> written)
+{
+    if (snapshot)
+        m_writer->writeCopy(snapshot, path, std::move(written));
+    else
+        written(false);
+}
+
+void VXConfigurationStore::writeSnapshot(const VXDictionaryRef &snapshot, bool changeFollows,
+                                         std::function<void(bool)> done)
 {
     m_loadedRecord.reset();
     VXDictionaryRef earlier = std::exchange(m_lastSnapshot, snapshot);
@@ -633,29 +716,44 @@ void VXConfigurationStore::writeSnapshot(const VXDictionaryRef &snapshot, bool c
         noteSaveResult(false, path,
                        QStringLiteral("the record <%1> that could not be read cannot be set aside").arg(path), false);
     } else {
-        m_writer->write(snapshot, path, std::move(earlier));
+        m_writer->write(snapshot, path, std::move(earlier), std::move(done));
+        return;
     }
+    if (done)
+        done(false);
 }
 
 void VXConfigurationStore::waitForPendingWrites()
 {
-    m_writer->drain();
-    takeUpWriterResult();
+    // (An answer may give the writer more to write: an import applied once the record it
+    // replaces is kept aside.)
+    do {
+        m_writer->drain();
+        takeUpWriterResult();
+    } while (deliverAnswers());
+}
+
+bool VXConfigurationStore::deliverAnswers()
+{
+    auto answers = m_writer->takeAnswered();
+    for (auto &[done, written] : answers)
+        done(written);
+    return !answers.empty();
 }
 
 void VXConfigurationStore::takeUpWriterResult()
 {
     const Writer::Result result = m_writer->takeResult();
-    if (!result.pending)
-        return;
-    const bool failedBefore = !m_saveFailure.isEmpty();
-    noteSaveResult(result.written, result.path, result.failure, false);
-    if (!result.written) {
-        m_changed = true;
-        // Tried again soon instead of in half an hour.
-        if (!failedBefore && isSavePending()) {
-            m_scheduler.cancel(this, kSaveOperation);
-            scheduleNextSave();
+    if (result.pending) {
+        const bool failedBefore = !m_saveFailure.isEmpty();
+        noteSaveResult(result.written, result.path, result.failure, false);
+        if (!result.written) {
+            m_changed = true;
+            // Tried again soon instead of in half an hour.
+            if (!failedBefore && isSavePending()) {
+                m_scheduler.cancel(this, kSaveOperation);
+                scheduleNextSave();
+            }
         }
     }
 }

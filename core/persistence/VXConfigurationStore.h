@@ -65,6 +65,7 @@
 #include <memory>
 #include <optional>
 
+class QObject;
 class VXFolderAccessDelegate;
 class VXJournal;
 class VXScheduler;
@@ -152,6 +153,16 @@ public:
     // change: the writer thread writes it. `changeFollows`: the save comes before a user's
     // change (the journal saves the changed tree whole at its next flush).
     void save(const void *sender, const VXDictionaryRef &snapshot, bool changeFollows = false);
+    // The tree was just replaced as a whole by one brought in from elsewhere (an import), of
+    // which `snapshot` is an immutable copy taken before anything changed it (the decoder's
+    // twin): it is saved as the last full save, on the writer thread, and the journal continues
+    // it as after a load, so that the save after it shares what did not move. `saved` is told
+    // here, on this thread, once the writer is done (from the event loop, or from
+    // waitForPendingWrites), whether the record went to the disk.
+    void saveReplacedTree(const VXDictionaryRef &snapshot, std::function<void(bool written)> saved);
+    // Writes `snapshot` to `path` (not the record: a copy kept aside) on the writer thread, in
+    // turn with the saves; `written` is told here as `saved` above.
+    void writeCopy(const VXDictionaryRef &snapshot, const QString &path, std::function<void(bool written)> written);
     // A snapshot of the tree as it is now, written as above without touching the periodic
     // save's time (the journal's whole saves).
     void writeWhole();
@@ -159,7 +170,8 @@ public:
     // sharing with the last one what did not change: told by the journal what moved since, it
     // costs what changed, not the whole tree. For the saves and the undo states.
     VXDictionaryRef snapshotOfTree();
-    // Returns once the writer thread has written (or failed to write) what it was given.
+    // Returns once the writer thread has written (or failed to write) what it was given, and
+    // those waiting on it were told (and what they gave it in turn was written).
     void waitForPendingWrites();
     // The snapshot of the last full save handed to the writer (null before the first).
     const VXDictionaryRef &lastSnapshot() const { return m_lastSnapshot; }
@@ -197,9 +209,12 @@ private:
     // set aside.
     bool mayWriteTo(const QString &path);
     void noteSaveResult(bool written, const QString &path, const QString &failure, bool atQuit);
-    void writeSnapshot(const VXDictionaryRef &snapshot, bool changeFollows);
+    void writeSnapshot(const VXDictionaryRef &snapshot, bool changeFollows, std::function<void(bool)> done = {});
     // Reports how the writer thread's last record went, and retries soon after a failure.
     void takeUpWriterResult();
+    // Tells those waiting on the writer (writeCopy, saveReplacedTree) how their writes went.
+    // Answers whether there were any.
+    bool deliverAnswers();
     void scheduleNextSave();
     void removeInterruptedSaves(const QString &path);
     QString sandboxedConfigurationPath(const QString &defaultPath, QString *accessedBookmarkPath);
@@ -210,6 +225,8 @@ private:
     std::function<VXDictionaryRef()> m_configuration;
     VXFolderAccessDelegate *m_folderAccess;
     std::unique_ptr<Writer> m_writer;
+    // Lives on this thread: the writer's answers are delivered through it.
+    std::unique_ptr<QObject> m_context;
     QString m_damagedPath;
     bool m_damagedInPlace = false;
     QString m_saveFailure;

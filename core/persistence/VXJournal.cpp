@@ -1748,6 +1748,12 @@ void VXJournal::noteTick(const VXTickWindows *windows)
         m_scheduler.performAfterDelay(this, kFlushOperation, kFlushInterval, [this] { flush(); });
 }
 
+void VXJournal::noteListsSorted()
+{
+    m_saveWhole = true;
+    noteTick();
+}
+
 void VXJournal::noteTreeReplaced()
 {
     m_saveWhole = true;

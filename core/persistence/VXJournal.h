@@ -17,7 +17,8 @@
 //
 // What a user changes (a reset, an undo, a pool edit, an import) is never journalled: the
 // save before the change already wrote the record, and the tree after the change is saved
-// whole at the next flush, which starts a new journal. That save still shares what did not move
+// whole at the next flush, which starts a new journal (an imported tree is saved as it came
+// at once, and the journal continues it as after a load). That save still shares what did not move
 // with the undo state an undo restored (noteTreeRestored), or with the save before a reset that
 // said what it touched (noteChangeConfinedTo). A journal whose header names another record is
 // set aside, never applied.
@@ -133,6 +134,10 @@ public:
     // the tick may have changed (the sampler's list); without it, every window of an application
     // that moved is compared at the next entry.
     void noteTick(const VXTickWindows *windows = nullptr);
+    // The tick listed the applications' windows anew (in another sort order, or with dormant
+    // windows shown or hidden), dormant applications' included: the next flush saves the tree
+    // whole, sharing what the marks call settled (an entry would name every window listed).
+    void noteListsSorted();
     // The tree was replaced or rebuilt outside the sampler (undo, redo, a user's change, a
     // blacklist edit): the next flush saves it whole.
     void noteTreeReplaced();

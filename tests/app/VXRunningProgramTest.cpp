@@ -165,6 +165,12 @@ TEST_F(RunningProgram, TheCommandsAskTheRunningWendle)
     const ProgramResult import = folders.run({u"config"_s, u"import"_s, imported});
     EXPECT_EQ(import.exitCode, 0) << import.err.constData();
     EXPECT_TRUE(import.out.contains("into the running Wendle")) << import.out.constData();
+    // The answer comes once the imported record is on the disk.
+    const VXDictionaryRef answered = configurationIn(folders.configurationFile());
+    ASSERT_TRUE(answered);
+    EXPECT_EQ(
+        answered->value(VXApplicationsKey).dictionary()->value(u"mail"_s).dictionary()->value(VXNameKey).toString(),
+        u"Imported"_s);
     const QString settingsLike = folders.path(u"settings.plist"_s);
     VXDictionaryRef settings = VXMakeDictionary();
     settings->insert(u"Sort"_s, 2);

@@ -485,12 +485,16 @@ TEST_F(UndoTest, AnImportedTreeReplacesTheRecordUndoablyAndIsSavedAtOnce)
     imported->insert(VXApplicationBlacklistKey, VXValue(strings({u"Mail"})));
     imported->insert(VXApplicationsKey, VXMakeDictionary());
 
-    ASSERT_TRUE(controller->importConfiguration(imported));
-    // The tree is the imported one (as the first tick on it leaves it), and so is the file.
+    const VXValue asImported = VXValue(imported).deepCopy();
+    std::optional<bool> saved;
+    controller->importConfiguration(imported, VXDictionaryRef(), [&](bool written) { saved = written; });
+    // The tree is the imported one (as the first tick on it leaves it); the file holds it as it
+    // came, and the answer comes once it is written.
     EXPECT_EQ(controller->configuration(), imported);
     EXPECT_EQ(mail(), nullptr);   // blacklisted by the imported record
     ASSERT_NE(editor(), nullptr);
-    EXPECT_EQ(firstDifference(VXValue(savedTree()), VXValue(imported)), "");
+    EXPECT_EQ(firstDifference(VXValue(savedTree()), asImported), "");
+    EXPECT_EQ(saved, std::optional<bool>(true));
     EXPECT_TRUE(ui.blacklistTexts[VXApplicationBlacklistKey].contains(u"Mail"_s));
 
     controller->undo(this);
