@@ -116,6 +116,14 @@ QString clockText(std::uint64_t seconds)
     return QString(reinterpret_cast<const QChar *>(buffer), out - buffer);
 }
 
+// Below a day, or with days off: "" or "-" for zero, the clock form otherwise.
+QString clockOrZeroText(std::uint64_t seconds, bool eatZero)
+{
+    if (seconds == 0)
+        return eatZero ? QString() : QStringLiteral("-");
+    return clockText(seconds);
+}
+
 // The default locale's decimal separator, read again only when the default locale changes
 // (reading it from the system locale costs more than the rest of a duration).
 const QString &defaultDecimalPoint()
@@ -177,22 +185,6 @@ QString localizedText(const FixedPointText &text, QStringView decimalPoint, QStr
     }
     std::copy(suffix.begin(), suffix.end(), out);
     return result;
-}
-
-QString daysText(std::uint64_t seconds)
-{
-    const QString &decimalPoint = defaultDecimalPoint();
-    const FixedPointText number
-        = fixedPointText(static_cast<double>(seconds) / static_cast<double>(kSecondsPerDay), 1, true, decimalPoint);
-    if (number.length == 1 && number.characters[0] == '1')
-        return localized(kOneDayText);
-    // "%@ days" filled in one pass: the translated text is the only other allocation.
-    const QString format = localized(kDaysFormat);
-    const qsizetype placeholder = format.indexOf(kObjectPlaceholder);
-    if (placeholder < 0)
-        return format;
-    return localizedText(number, decimalPoint, QStringView(format).left(placeholder),
-                         QStringView(format).mid(placeholder + kObjectPlaceholder.size()));
 }
 
 QDateTime dateTimeAt(double timestamp, const QTimeZone &zone)
@@ -366,14 +358,43 @@ bool expressTimeIntervalsAsDays()
     return true;
 }
 
-QString stringWithTimeInterval(double interval, bool eatZero, bool expressAsDays)
+VXDurationTexts::VXDurationTexts() : m_oneDay(localized(kOneDayText)), m_decimalPoint(defaultDecimalPoint())
+{
+    const QString format = localized(kDaysFormat);
+    const qsizetype placeholder = format.indexOf(kObjectPlaceholder);
+    m_hasPlaceholder = placeholder >= 0;
+    m_daysPrefix = m_hasPlaceholder ? format.left(placeholder) : format;
+    if (m_hasPlaceholder)
+        m_daysSuffix = format.mid(placeholder + kObjectPlaceholder.size());
+}
+
+QString VXDurationTexts::daysText(std::uint64_t seconds) const
+{
+    const FixedPointText number
+        = fixedPointText(static_cast<double>(seconds) / static_cast<double>(kSecondsPerDay), 1, true, m_decimalPoint);
+    if (number.length == 1 && number.characters[0] == '1')
+        return m_oneDay;
+    if (!m_hasPlaceholder)
+        return m_daysPrefix;
+    // "%@ days" filled in one pass: the result is the only allocation.
+    return localizedText(number, m_decimalPoint, m_daysPrefix, m_daysSuffix);
+}
+
+QString VXDurationTexts::text(double interval, bool eatZero, bool expressAsDays) const
 {
     const std::uint64_t seconds = wholeSeconds(interval);
     if (seconds >= kSecondsPerDay && expressAsDays)
         return daysText(seconds);
-    if (seconds == 0)
-        return eatZero ? QString() : QStringLiteral("-");
-    return clockText(seconds);
+    return clockOrZeroText(seconds, eatZero);
+}
+
+QString stringWithTimeInterval(double interval, bool eatZero, bool expressAsDays)
+{
+    const std::uint64_t seconds = wholeSeconds(interval);
+    // Below a day no translated text is needed: the common case reads none.
+    if (seconds >= kSecondsPerDay && expressAsDays)
+        return VXDurationTexts().daysText(seconds);
+    return clockOrZeroText(seconds, eatZero);
 }
 
 QString stringWithTimeInterval(double interval, bool eatZero)
