@@ -149,20 +149,47 @@ struct FixedPointText {
 // of the two that the trimming strips ("." and ","): the trimming works on the localized text,
 // so a locale with another separator keeps it ("10٫"). Zeros and separators come off the end
 // only: a leading zero stays ("0.5", and "0" for 0.0).
-FixedPointText fixedPointText(double value, int digits, bool trim, QStringView decimalPoint)
+void trimZeros(FixedPointText &text, QStringView decimalPoint)
 {
-    FixedPointText text;
-    const auto [end, error] = std::to_chars(text.characters, text.characters + sizeof text.characters, value,
-                                            std::chars_format::fixed, digits);
-    text.length = error == std::errc() ? end - text.characters : 0;
-    if (!trim || text.length == 0 || text.characters[text.length - 1] != '0')
-        return text;
+    if (text.length == 0 || text.characters[text.length - 1] != '0')
+        return;
     while (text.length > 0 && text.characters[text.length - 1] == '0')
         --text.length;
     const bool separatorIsStripped
         = std::all_of(decimalPoint.begin(), decimalPoint.end(), [](QChar c) { return c == u'.' || c == u','; });
     if (separatorIsStripped && text.length > 0 && text.characters[text.length - 1] == '.')
         --text.length;
+}
+
+FixedPointText fixedPointText(double value, int digits, bool trim, QStringView decimalPoint)
+{
+    FixedPointText text;
+    const auto [end, error] = std::to_chars(text.characters, text.characters + sizeof text.characters, value,
+                                            std::chars_format::fixed, digits);
+    text.length = error == std::errc() ? end - text.characters : 0;
+    if (trim)
+        trimZeros(text, decimalPoint);
+    return text;
+}
+
+// The days with one trimmed fraction digit, as fixedPointText(seconds / 86400.0, 1, true) writes
+// them. Below 2^40 seconds that quotient is off the exact one by far less than the exact one can
+// be from a rounding tie without being on it, so rounding the exact one in integers gives the
+// same digits; ties and larger counts go through the double.
+FixedPointText daysWithOneFractionDigit(std::uint64_t seconds, QStringView decimalPoint)
+{
+    constexpr std::uint64_t kSecondsPerTenthOfADay = kSecondsPerDay / 10;
+    const std::uint64_t remainder = seconds % kSecondsPerTenthOfADay;
+    if (seconds >= (std::uint64_t(1) << 40) || 2 * remainder == kSecondsPerTenthOfADay)
+        return fixedPointText(static_cast<double>(seconds) / static_cast<double>(kSecondsPerDay), 1, true,
+                              decimalPoint);
+    const std::uint64_t tenths = seconds / kSecondsPerTenthOfADay + (2 * remainder > kSecondsPerTenthOfADay ? 1 : 0);
+    FixedPointText text;
+    char *out = std::to_chars(text.characters, text.characters + 20, tenths / 10).ptr;   // at most 20 digits
+    *out++ = '.';
+    *out++ = static_cast<char>('0' + tenths % 10);
+    text.length = out - text.characters;
+    trimZeros(text, decimalPoint);
     return text;
 }
 
@@ -370,8 +397,7 @@ VXDurationTexts::VXDurationTexts() : m_oneDay(localized(kOneDayText)), m_decimal
 
 QString VXDurationTexts::daysText(std::uint64_t seconds) const
 {
-    const FixedPointText number
-        = fixedPointText(static_cast<double>(seconds) / static_cast<double>(kSecondsPerDay), 1, true, m_decimalPoint);
+    const FixedPointText number = daysWithOneFractionDigit(seconds, m_decimalPoint);
     if (number.length == 1 && number.characters[0] == '1')
         return m_oneDay;
     if (!m_hasPlaceholder)

@@ -184,6 +184,13 @@ TEST_F(Durations, PreparedTextsUnderATranslation)
         {nullptr, nullptr, QLocale::English, 0, true, true, u""},
         {nullptr, nullptr, QLocale::English, 0.5, false, true, u"-"},
         {nullptr, nullptr, QLocale::German, 1e300, false, true, u"213503982334601,3 days"},
+        // Tenths of a day rounded to the nearest, a tie to the even one.
+        {nullptr, nullptr, QLocale::English, 99359, false, true, u"1.1 days"},
+        {nullptr, nullptr, QLocale::English, 99361, false, true, u"1.2 days"},
+        {nullptr, nullptr, QLocale::English, 108000, false, true, u"1.2 days"},
+        {nullptr, nullptr, QLocale::English, 116640, false, true, u"1.4 days"},
+        {nullptr, nullptr, QLocale::English, 1099511627775, false, true, u"12725829 days"},
+        {nullptr, nullptr, QLocale::English, 1099511627776, false, true, u"12725829 days"},
         {u"1 Tag", u"%@ Tage", QLocale::German, 129600, false, true, u"1,5 Tage"},
         {u"1 Tag", u"%@ Tage", QLocale::German, 86400, true, true, u"1 Tag"},
         {u"1 Tag", u"%@ Tage", QLocale::German, 864000, false, true, u"10 Tage"},
