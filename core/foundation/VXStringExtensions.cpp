@@ -144,11 +144,7 @@ struct FixedPointText {
     qsizetype length = 0;
 };
 
-// Writes the value the way "%.*f" does in the C locale, without reading LC_NUMERIC. With trim,
-// and when the text ends in "0", the trailing zeros go, and then the separator when it is one
-// of the two that the trimming strips ("." and ","): the trimming works on the localized text,
-// so a locale with another separator keeps it ("10٫"). Zeros and separators come off the end
-// only: a leading zero stays ("0.5", and "0" for 0.0).
+// Trailing zeros off a fixed-point text, then a trailing "." or "," (see below).
 void trimZeros(FixedPointText &text, QStringView decimalPoint)
 {
     if (text.length == 0 || text.characters[text.length - 1] != '0')
@@ -161,6 +157,11 @@ void trimZeros(FixedPointText &text, QStringView decimalPoint)
         --text.length;
 }
 
+// Writes the value the way "%.*f" does in the C locale, without reading LC_NUMERIC. With trim,
+// and when the text ends in "0", the trailing zeros go, and then the separator when it is one
+// of the two that the trimming strips ("." and ","): the trimming works on the localized text,
+// so a locale with another separator keeps it ("10٫"). Zeros and separators come off the end
+// only: a leading zero stays ("0.5", and "0" for 0.0).
 FixedPointText fixedPointText(double value, int digits, bool trim, QStringView decimalPoint)
 {
     FixedPointText text;
