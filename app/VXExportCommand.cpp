@@ -541,6 +541,7 @@ std::optional<QString> tableOf(const VXDictionary &configuration, double beginTi
     };
     // Whether durations of a day and more are told in days, read once for the table.
     const bool inDays = expressTimeIntervalsAsDays();
+    const VXDurationTexts durations;
     bool inPools = false;
     const bool whole = walk(beginTimestamp, recorded, content, [&](const VXDictionaryRef &entry, int depth) {
         const bool pool = depth == 0 && isPoolOrPoolItem(*entry);
@@ -554,8 +555,8 @@ std::optional<QString> tableOf(const VXDictionary &configuration, double beginTi
         const double total = timeIntervalForKey(*entry, VXTimeKey);
         qsizetype nameWidth = 0;
         const QString name = VXTerminalCell(entry->value(VXNameKey).toString(), kLongestName, &nameWidth);
-        add({{depth > 0 ? QString(depth * 2, u' ') + name : name, stringWithTimeInterval(front, false, inDays),
-              percentOf(front, range), stringWithTimeInterval(total, false, inDays), percentOf(total, range)},
+        add({{depth > 0 ? QString(depth * 2, u' ') + name : name, durations.text(front, false, inDays),
+              percentOf(front, range), durations.text(total, false, inDays), percentOf(total, range)},
              false,
              {depth * 2 + nameWidth, -1, -1, -1, -1}});
     });

@@ -116,6 +116,14 @@ QString clockText(std::uint64_t seconds)
     return QString(reinterpret_cast<const QChar *>(buffer), out - buffer);
 }
 
+// Below a day, or with days off: "" or "-" for zero, the clock form otherwise.
+QString clockOrZeroText(std::uint64_t seconds, bool eatZero)
+{
+    if (seconds == 0)
+        return eatZero ? QString() : QStringLiteral("-");
+    return clockText(seconds);
+}
+
 // The default locale's decimal separator, read again only when the default locale changes
 // (reading it from the system locale costs more than the rest of a duration).
 const QString &defaultDecimalPoint()
@@ -136,6 +144,19 @@ struct FixedPointText {
     qsizetype length = 0;
 };
 
+// Trailing zeros off a fixed-point text, then a trailing "." or "," (see below).
+void trimZeros(FixedPointText &text, QStringView decimalPoint)
+{
+    if (text.length == 0 || text.characters[text.length - 1] != '0')
+        return;
+    while (text.length > 0 && text.characters[text.length - 1] == '0')
+        --text.length;
+    const bool separatorIsStripped
+        = std::all_of(decimalPoint.begin(), decimalPoint.end(), [](QChar c) { return c == u'.' || c == u','; });
+    if (separatorIsStripped && text.length > 0 && text.characters[text.length - 1] == '.')
+        --text.length;
+}
+
 // Writes the value the way "%.*f" does in the C locale, without reading LC_NUMERIC. With trim,
 // and when the text ends in "0", the trailing zeros go, and then the separator when it is one
 // of the two that the trimming strips ("." and ","): the trimming works on the localized text,
@@ -147,14 +168,29 @@ FixedPointText fixedPointText(double value, int digits, bool trim, QStringView d
     const auto [end, error] = std::to_chars(text.characters, text.characters + sizeof text.characters, value,
                                             std::chars_format::fixed, digits);
     text.length = error == std::errc() ? end - text.characters : 0;
-    if (!trim || text.length == 0 || text.characters[text.length - 1] != '0')
-        return text;
-    while (text.length > 0 && text.characters[text.length - 1] == '0')
-        --text.length;
-    const bool separatorIsStripped
-        = std::all_of(decimalPoint.begin(), decimalPoint.end(), [](QChar c) { return c == u'.' || c == u','; });
-    if (separatorIsStripped && text.length > 0 && text.characters[text.length - 1] == '.')
-        --text.length;
+    if (trim)
+        trimZeros(text, decimalPoint);
+    return text;
+}
+
+// The days with one trimmed fraction digit, as fixedPointText(seconds / 86400.0, 1, true) writes
+// them. Below 2^40 seconds that quotient is off the exact one by far less than the exact one can
+// be from a rounding tie without being on it, so rounding the exact one in integers gives the
+// same digits; ties and larger counts go through the double.
+FixedPointText daysWithOneFractionDigit(std::uint64_t seconds, QStringView decimalPoint)
+{
+    constexpr std::uint64_t kSecondsPerTenthOfADay = kSecondsPerDay / 10;
+    const std::uint64_t remainder = seconds % kSecondsPerTenthOfADay;
+    if (seconds >= (std::uint64_t(1) << 40) || 2 * remainder == kSecondsPerTenthOfADay)
+        return fixedPointText(static_cast<double>(seconds) / static_cast<double>(kSecondsPerDay), 1, true,
+                              decimalPoint);
+    const std::uint64_t tenths = seconds / kSecondsPerTenthOfADay + (2 * remainder > kSecondsPerTenthOfADay ? 1 : 0);
+    FixedPointText text;
+    char *out = std::to_chars(text.characters, text.characters + 20, tenths / 10).ptr;   // at most 20 digits
+    *out++ = '.';
+    *out++ = static_cast<char>('0' + tenths % 10);
+    text.length = out - text.characters;
+    trimZeros(text, decimalPoint);
     return text;
 }
 
@@ -177,22 +213,6 @@ QString localizedText(const FixedPointText &text, QStringView decimalPoint, QStr
     }
     std::copy(suffix.begin(), suffix.end(), out);
     return result;
-}
-
-QString daysText(std::uint64_t seconds)
-{
-    const QString &decimalPoint = defaultDecimalPoint();
-    const FixedPointText number
-        = fixedPointText(static_cast<double>(seconds) / static_cast<double>(kSecondsPerDay), 1, true, decimalPoint);
-    if (number.length == 1 && number.characters[0] == '1')
-        return localized(kOneDayText);
-    // "%@ days" filled in one pass: the translated text is the only other allocation.
-    const QString format = localized(kDaysFormat);
-    const qsizetype placeholder = format.indexOf(kObjectPlaceholder);
-    if (placeholder < 0)
-        return format;
-    return localizedText(number, decimalPoint, QStringView(format).left(placeholder),
-                         QStringView(format).mid(placeholder + kObjectPlaceholder.size()));
 }
 
 QDateTime dateTimeAt(double timestamp, const QTimeZone &zone)
@@ -366,14 +386,42 @@ bool expressTimeIntervalsAsDays()
     return true;
 }
 
-QString stringWithTimeInterval(double interval, bool eatZero, bool expressAsDays)
+VXDurationTexts::VXDurationTexts() : m_oneDay(localized(kOneDayText)), m_decimalPoint(defaultDecimalPoint())
+{
+    const QString format = localized(kDaysFormat);
+    const qsizetype placeholder = format.indexOf(kObjectPlaceholder);
+    m_hasPlaceholder = placeholder >= 0;
+    m_daysPrefix = m_hasPlaceholder ? format.left(placeholder) : format;
+    if (m_hasPlaceholder)
+        m_daysSuffix = format.mid(placeholder + kObjectPlaceholder.size());
+}
+
+QString VXDurationTexts::daysText(std::uint64_t seconds) const
+{
+    const FixedPointText number = daysWithOneFractionDigit(seconds, m_decimalPoint);
+    if (number.length == 1 && number.characters[0] == '1')
+        return m_oneDay;
+    if (!m_hasPlaceholder)
+        return m_daysPrefix;
+    // "%@ days" filled in one pass: the result is the only allocation.
+    return localizedText(number, m_decimalPoint, m_daysPrefix, m_daysSuffix);
+}
+
+QString VXDurationTexts::text(double interval, bool eatZero, bool expressAsDays) const
 {
     const std::uint64_t seconds = wholeSeconds(interval);
     if (seconds >= kSecondsPerDay && expressAsDays)
         return daysText(seconds);
-    if (seconds == 0)
-        return eatZero ? QString() : QStringLiteral("-");
-    return clockText(seconds);
+    return clockOrZeroText(seconds, eatZero);
+}
+
+QString stringWithTimeInterval(double interval, bool eatZero, bool expressAsDays)
+{
+    const std::uint64_t seconds = wholeSeconds(interval);
+    // Below a day no translated text is needed: the common case reads none.
+    if (seconds >= kSecondsPerDay && expressAsDays)
+        return VXDurationTexts().daysText(seconds);
+    return clockOrZeroText(seconds, eatZero);
 }
 
 QString stringWithTimeInterval(double interval, bool eatZero)

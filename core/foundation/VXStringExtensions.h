@@ -32,6 +32,25 @@ QString stringWithTimeInterval(double interval, bool eatZero, bool expressTimeIn
 // The same, reading the setting.
 QString stringWithTimeInterval(double interval, bool eatZero);
 
+// The durations above with their translated day texts and the decimal separator read once, for
+// a table that writes many of them: make one where the table is made (a translator or locale
+// installed later is not seen by it).
+class VXDurationTexts
+{
+public:
+    VXDurationTexts();
+    QString text(double interval, bool eatZero, bool expressTimeIntervalsAsDays) const;
+    // "1 day" or "%@ days" for a duration of a day or more.
+    QString daysText(std::uint64_t seconds) const;
+
+private:
+    QString m_oneDay;
+    QString m_daysPrefix;   // the days format around its placeholder
+    QString m_daysSuffix;
+    bool m_hasPlaceholder = true;
+    QString m_decimalPoint;
+};
+
 // The value written with that many fraction digits in the default locale's decimal separator,
 // ASCII digits and "-", no grouping, rounded to nearest from the exact binary value. With trim,
 // trailing zeros and then a trailing "." or "," are removed when the text ends in "0" (10.0 gives

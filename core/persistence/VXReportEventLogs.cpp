@@ -55,11 +55,22 @@ template <class Source> struct Collector {
                 continue;
             kept.push_back({VXValue(std::move(entry)), item});
         }
-        const int column = settings.sortColumn;
-        std::stable_sort(kept.begin(), kept.end(), [column](const Kept &a, const Kept &b) {
-            return VXSortItemsWithSortColumn(a.entry, b.entry, column) == VXOrderedAscending;
+        // Each entry's times and name read once, not at every comparison.
+        std::vector<VXItemSortKey> keys;
+        keys.reserve(kept.size());
+        for (const Kept &entry : kept)
+            keys.emplace_back(entry.entry.dictionary(), settings.sortColumn);
+        std::vector<std::size_t> order(kept.size());
+        for (std::size_t i = 0; i < order.size(); ++i)
+            order[i] = i;
+        std::stable_sort(order.begin(), order.end(), [&keys](std::size_t a, std::size_t b) {
+            return keys[a].compare(keys[b]) == VXOrderedAscending;
         });
-        return kept;
+        std::vector<Kept> sorted;
+        sorted.reserve(kept.size());
+        for (const std::size_t index : order)
+            sorted.push_back(std::move(kept[index]));
+        return sorted;
     }
 
     void collect(const std::vector<Item> &items, int depth, int lastDepth, Children childrenOf) const

@@ -13,10 +13,12 @@
 #include <QSet>
 #include <QTemporaryDir>
 #include <QTimeZone>
+#include <QTranslator>
 
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <optional>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -134,6 +136,85 @@ TEST_F(Durations, DecimalCommaInGerman)
     EXPECT_EQ(stringWithTimeInterval(864000, false, true), u"10 days"_s);
     EXPECT_EQ(stringWithTimeInterval(90000, false, true), u"1 day"_s);   // "1,0" loses its comma too
     EXPECT_EQ(stringWithTimeInterval(3661, false, true), u"1:01:01"_s);
+}
+
+namespace {
+
+// A translation of the two day texts, as a translation file would give them.
+class DayTexts final : public QTranslator
+{
+public:
+    DayTexts(QString oneDay, QString days) : m_oneDay(std::move(oneDay)), m_days(std::move(days)) { }
+    bool isEmpty() const override { return false; }
+    QString translate(const char *, const char *source, const char *, int) const override
+    {
+        if (qstrcmp(source, "1 day") == 0)
+            return m_oneDay;
+        return qstrcmp(source, "%@ days") == 0 ? m_days : QString();
+    }
+
+private:
+    QString m_oneDay;
+    QString m_days;
+};
+
+}   // namespace
+
+// The texts prepared once for a table write what the function writes call by call, under a
+// translation whose placeholder stands anywhere or nowhere, and in the locale's separator.
+TEST_F(Durations, PreparedTextsUnderATranslation)
+{
+    int argc = 1;
+    char name[] = "test_foundation_formatting";
+    char *argv[] = {name, nullptr};
+    const QCoreApplication application(argc, argv);
+    struct Row {
+        const char16_t *oneDay;   // null: no translation
+        const char16_t *days;
+        QLocale::Language language;
+        double interval;
+        bool eatZero;
+        bool inDays;
+        const char16_t *text;
+    };
+    const Row rows[] = {
+        {nullptr, nullptr, QLocale::English, 129600, false, true, u"1.5 days"},
+        {nullptr, nullptr, QLocale::English, 90000, false, true, u"1 day"},
+        {nullptr, nullptr, QLocale::English, 129600, false, false, u"36:00:00"},
+        {nullptr, nullptr, QLocale::English, 0, true, true, u""},
+        {nullptr, nullptr, QLocale::English, 0.5, false, true, u"-"},
+        {nullptr, nullptr, QLocale::German, 1e300, false, true, u"213503982334601,3 days"},
+        // Tenths of a day rounded to the nearest, a tie to the even one.
+        {nullptr, nullptr, QLocale::English, 99359, false, true, u"1.1 days"},
+        {nullptr, nullptr, QLocale::English, 99361, false, true, u"1.2 days"},
+        {nullptr, nullptr, QLocale::English, 108000, false, true, u"1.2 days"},
+        {nullptr, nullptr, QLocale::English, 116640, false, true, u"1.4 days"},
+        {nullptr, nullptr, QLocale::English, 1099511627775, false, true, u"12725829 days"},
+        {nullptr, nullptr, QLocale::English, 1099511627776, false, true, u"12725829 days"},
+        {u"1 Tag", u"%@ Tage", QLocale::German, 129600, false, true, u"1,5 Tage"},
+        {u"1 Tag", u"%@ Tage", QLocale::German, 86400, true, true, u"1 Tag"},
+        {u"1 Tag", u"%@ Tage", QLocale::German, 864000, false, true, u"10 Tage"},
+        {u"ein Tag", u"seit %@ Tagen!", QLocale::German, 95040, false, true, u"seit 1,1 Tagen!"},
+        {u"ein Tag", u"seit %@ Tagen!", QLocale::English, 95040, false, true, u"seit 1.1 Tagen!"},
+        {u"ein Tag", u"Tage: %@", QLocale::German, 172800, false, true, u"Tage: 2"},
+        {u"ein Tag", u"viele Tage", QLocale::German, 172800, false, true, u"viele Tage"},
+        {u"ein Tag", u"viele Tage", QLocale::German, 3661, false, true, u"1:01:01"},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(u"%1 in \"%2\""_s.arg(row.interval).arg(row.days ? u16(row.days) : u"English"_s).toStdString());
+        use(row.language, QLocale::AnyTerritory);
+        std::optional<DayTexts> translation;
+        if (row.oneDay) {
+            translation.emplace(u16(row.oneDay), u16(row.days));
+            ASSERT_TRUE(QCoreApplication::installTranslator(&*translation));
+        }
+        const VXDurationTexts prepared;
+        const std::string expected = u16(row.text).toStdString();
+        EXPECT_EQ(prepared.text(row.interval, row.eatZero, row.inDays).toStdString(), expected);
+        EXPECT_EQ(stringWithTimeInterval(row.interval, row.eatZero, row.inDays).toStdString(), expected);
+        if (translation)
+            QCoreApplication::removeTranslator(&*translation);
+    }
 }
 
 TEST_F(Durations, TheSettingDecidesAndDefaultsToDays)

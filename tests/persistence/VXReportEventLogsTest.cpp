@@ -152,6 +152,34 @@ TEST(VXReportEventLogs, TheLiveReportListsEveryLevelDepthFirstInTheOrganizersOrd
     EXPECT_TRUE(list->at(0).dictionary()->value(VXSourceKey).isSameObject(VXValue(tree.editor)));
 }
 
+// Entries equal in everything the order reads (name, path, times) stay in the organizer's order,
+// whatever the column: the children below them tell which came first.
+TEST(VXReportEventLogs, EntriesThatTieKeepTheOrganizersOrder)
+{
+    VXEnsureCoreApplication();
+    Tree tree;
+    for (const char16_t *window : {u"first", u"second", u"third"}) {
+        const VXDictionaryRef member
+            = addChild(*tree.pool, withLogs(makeMember(u"Twin"_s), numbers({2400, -2500}), numbers({2400, -2600})));
+        addChild(*member,
+                 withLogs(item(QString::fromUtf16(window), VXWindowPathMarker), numbers({2400, -2450}), VXArrayRef()));
+    }
+    VXReportContentSettings settings;
+    settings.liveReportContent = 1;
+    settings.applications = false;
+    for (int column = 0; column < 3; ++column) {
+        SCOPED_TRACE(column);
+        settings.sortColumn = column;
+        std::vector<std::string> below;
+        const std::vector<Row> rows = rowsOf(*tree.configuration, settings, nullptr);
+        for (std::size_t i = 1; i < rows.size(); ++i) {
+            if (rows[i - 1].name == "Twin")
+                below.push_back(rows[i].name);
+        }
+        EXPECT_EQ(below, (std::vector<std::string> {"first", "second", "third"}));
+    }
+}
+
 TEST(VXReportEventLogs, ContentSettingsFilterByEventsOrByTheOrganizersRows)
 {
     VXEnsureCoreApplication();
