@@ -60,15 +60,15 @@ template <class Source> struct Collector {
         keys.reserve(kept.size());
         for (const Kept &entry : kept)
             keys.emplace_back(entry.entry.dictionary(), settings.sortColumn);
-        std::vector<std::size_t> order(kept.size());
-        for (std::size_t i = 0; i < order.size(); ++i)
-            order[i] = i;
-        std::stable_sort(order.begin(), order.end(), [&keys](std::size_t a, std::size_t b) {
-            return keys[a].compare(keys[b]) == VXOrderedAscending;
-        });
+        const std::optional<std::vector<std::size_t>> order
+            = VXStableSortOrder(kept.size(), [&keys](std::size_t a, std::size_t b) {
+                  return keys[a].compare(keys[b]) == VXOrderedAscending;
+              });
+        if (!order)
+            return kept;
         std::vector<Kept> sorted;
         sorted.reserve(kept.size());
-        for (const std::size_t index : order)
+        for (const std::size_t index : *order)
             sorted.push_back(std::move(kept[index]));
         return sorted;
     }

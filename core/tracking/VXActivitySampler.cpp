@@ -43,18 +43,12 @@ template <class Keyed> void sortKeyedItems(std::vector<Keyed> &items, int sortCo
     for (const Keyed &item : items)
         keys.emplace_back(item.item.get(), sortColumn);
     const auto before = [&](std::size_t a, std::size_t b) { return keyedBefore(keys[a], items[a], keys[b], items[b]); };
-    std::size_t next = 1;
-    while (next < items.size() && !before(next, next - 1))
-        ++next;
-    if (next >= items.size())
+    const std::optional<std::vector<std::size_t>> order = VXStableSortOrder(items.size(), before);
+    if (!order)
         return;
-    std::vector<std::size_t> order(items.size());
-    for (std::size_t i = 0; i < order.size(); ++i)
-        order[i] = i;
-    std::stable_sort(order.begin(), order.end(), before);
     std::vector<Keyed> sorted;
     sorted.reserve(items.size());
-    for (const std::size_t index : order)
+    for (const std::size_t index : *order)
         sorted.push_back(std::move(items[index]));
     items = std::move(sorted);
 }

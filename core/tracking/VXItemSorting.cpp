@@ -107,20 +107,12 @@ void VXSortItemArray(VXArray &items, int sortColumn)
         keys.emplace_back(elements.objectAt(i).dictionary(), sortColumn);
     const auto before
         = [&keys](std::size_t a, std::size_t b) { return keys[a].compare(keys[b]) == VXOrderedAscending; };
-    // Lists are sorted again on every tick and are mostly in order already: checking is cheaper
-    // than sorting, and a stable sort would leave ordered input as it is.
-    std::size_t next = 1;
-    while (next < keys.size() && !before(next, next - 1))
-        ++next;
-    if (next >= keys.size())
+    const std::optional<std::vector<std::size_t>> order = VXStableSortOrder(keys.size(), before);
+    if (!order)
         return;
-    std::vector<std::size_t> order(keys.size());
-    for (std::size_t i = 0; i < order.size(); ++i)
-        order[i] = i;
-    std::stable_sort(order.begin(), order.end(), before);
     std::vector<VXValue> sorted;
-    sorted.reserve(order.size());
-    for (const std::size_t index : order)
+    sorted.reserve(order->size());
+    for (const std::size_t index : *order)
         sorted.push_back(elements.at(index));
     items.items() = std::move(sorted);
 }

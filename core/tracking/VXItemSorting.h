@@ -13,7 +13,10 @@
 
 #include <QString>
 
+#include <algorithm>
+#include <numeric>
 #include <optional>
+#include <vector>
 
 // The sort column of the organizer lists (1 until the program sets it from the setting "Sort").
 int VXCurrentSortColumn();
@@ -47,6 +50,24 @@ private:
     Time m_frontTime;
     mutable std::optional<QString> m_name;
 };
+
+// The order in which a stable sort by `before` (a comparison of two indexes, usually over keys
+// made once per item) puts `count` items, or nothing when they are in order already: the usual
+// case from tick to tick, where checking is cheaper than sorting.
+template <class Before>
+std::optional<std::vector<std::size_t>> VXStableSortOrder(std::size_t count, const Before &before)
+{
+    std::size_t next = 1;
+    while (next < count && !before(next, next - 1))
+        ++next;
+    if (next >= count)
+        return std::nullopt;
+    std::vector<std::size_t> order(count);
+    std::iota(order.begin(), order.end(), std::size_t(0));
+    std::stable_sort(order.begin(), order.end(), before);
+    return order;
+}
+
 // With the current sort column.
 VXComparisonResult VXSortItems(const VXValue &a, const VXValue &b);
 
