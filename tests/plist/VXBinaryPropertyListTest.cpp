@@ -584,11 +584,7 @@ TEST(VXBinaryPropertyList, PackedAndOrdinaryLogsAreWrittenAlike)
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
-        VXArrayRef packed = VXMakeArray();
-        for (const VXValue &element : row.elements)
-            packed->append(element);
-        VXArrayRef ordinary = VXMakeArray();
-        ordinary->items() = row.elements;
+        const auto [packed, ordinary] = vxtest::inBothForms(row.elements);
         ASSERT_FALSE(ordinary->isPacked());
         // A window as the tracker keeps it: two logs, and a time equal to one of their numbers.
         const auto window = [&row](const VXArrayRef &log) {

@@ -1,5 +1,6 @@
 #include "VXValue.h"
 #include "VXSeededRandom.h"
+#include "VXValueBuilders.h"
 
 #include <gtest/gtest.h>
 
@@ -293,11 +294,7 @@ TEST(VXValue, ACopyReadOnAnotherThreadWhileTheOriginalGrows)
 TEST(VXValue, APackedLogReadsAsTheOrdinaryFormAndTurnsOrdinaryWhenItMust)
 {
     const std::vector<VXValue> reals {815000000.5, -815000030.25, -0.0, 7.0};
-    VXArrayRef packed = VXMakeArray();
-    for (const VXValue &real : reals)
-        packed->append(real);
-    VXArrayRef ordinary = VXMakeArray();
-    ordinary->items() = reals;
+    const auto [packed, ordinary] = vxtest::inBothForms(reals);
     ASSERT_TRUE(packed->isPacked());
     ASSERT_FALSE(ordinary->isPacked());
     EXPECT_EQ(VXValue(VXArray::fromReals({815000000.5, -815000030.25, -0.0, 7.0})), VXValue(packed));
@@ -335,11 +332,7 @@ TEST(VXValue, APackedLogReadsAsTheOrdinaryFormAndTurnsOrdinaryWhenItMust)
     };
     for (const Difference &difference : differences) {
         SCOPED_TRACE(difference.name);
-        VXArrayRef otherPacked = VXMakeArray();
-        for (const VXValue &element : difference.elements)
-            otherPacked->append(element);
-        VXArrayRef otherOrdinary = VXMakeArray();
-        otherOrdinary->items() = difference.elements;
+        const auto [otherPacked, otherOrdinary] = vxtest::inBothForms(difference.elements);
         for (const VXArrayRef &other : {otherPacked, otherOrdinary}) {
             for (const VXArrayRef &same : {packed, ordinary}) {
                 EXPECT_NE(VXValue(other), VXValue(same));
@@ -371,11 +364,7 @@ TEST(VXValue, APackedLogReadsAsTheOrdinaryFormAndTurnsOrdinaryWhenItMust)
     };
     for (const Step &step : steps) {
         SCOPED_TRACE(step.name);
-        VXArrayRef changed = VXMakeArray();
-        for (const VXValue &real : reals)
-            changed->append(real);
-        VXArrayRef expected = VXMakeArray();
-        expected->items() = reals;
+        const auto [changed, expected] = vxtest::inBothForms(reals);
         step.change(*changed);
         step.change(*expected);
         EXPECT_EQ(changed->isPacked(), step.staysPacked);

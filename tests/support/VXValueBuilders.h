@@ -6,6 +6,7 @@
 
 #include <initializer_list>
 #include <utility>
+#include <vector>
 
 inline VXValue VXArrayOf(std::initializer_list<VXValue> items)
 {
@@ -32,6 +33,21 @@ inline VXArrayRef numbers(std::initializer_list<double> values)
     for (double value : values)
         array->append(value);
     return array;
+}
+
+// The elements as an array in each of its two forms: appended one by one (reals kept packed
+// while they can be), and set whole through items() (the ordinary form).
+struct BothForms {
+    VXArrayRef packed;
+    VXArrayRef ordinary;
+};
+inline BothForms inBothForms(const std::vector<VXValue> &elements)
+{
+    BothForms forms {VXMakeArray(), VXMakeArray()};
+    for (const VXValue &element : elements)
+        forms.packed->append(element);
+    forms.ordinary->items() = elements;
+    return forms;
 }
 
 }   // namespace vxtest
