@@ -414,7 +414,10 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
             qCWarning(lcPersistence).noquote() << reading.problem;
             damaged = true;
         }
-        if (fromFile)
+        // A journal without entries has nothing to replay: checking it against the record would
+        // read and checksum the whole file again on this thread, which the writer thread
+        // already does for the header of the journal that continues it.
+        if (fromFile && !asItStands)
             replayed = recoverFromJournal(path, fromFile);
     }
     // The last full save is the file as it stands, when the tree loaded is that file: copied
@@ -508,15 +511,16 @@ bool VXConfigurationStore::recoverFromJournal(const QString &path, VXDictionaryR
     if (!file.exists())
         return false;
     // The journal names its record by size and checksum; the record was read mapped, so its bytes
-    // are read again, only when there is a journal to check them against.
+    // are mapped again, only when there is a journal to check them against.
     QFile recordFile(path);
-    if (!recordFile.open(QIODevice::ReadOnly)) {
+    uchar *mapped = nullptr;
+    if (!recordFile.open(QIODevice::ReadOnly)
+        || (recordFile.size() > 0 && !(mapped = recordFile.map(0, recordFile.size())))) {
         qCWarning(lcPersistence).noquote()
             << QStringLiteral("cannot read the configuration <%1> again: %2").arg(path, recordFile.errorString());
         return false;
     }
-    const QByteArray data = recordFile.readAll();
-    recordFile.close();
+    const QByteArray data = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), recordFile.size());
     if (!file.open(QIODevice::ReadOnly)) {
         qCWarning(lcPersistence).noquote()
             << QStringLiteral("cannot read the journal <%1>: %2").arg(journalPath, file.errorString());
