@@ -2,6 +2,7 @@
 
 #include "VXConfigurationKeys.h"
 #include "VXConfigurationStore.h"
+#include "VXHeapGrowth.h"
 #include "VXJournal.h"
 #include "VXPropertyListSerialization.h"
 
@@ -75,18 +76,23 @@ VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal, V
     }
     if (size == 0)
         return reading;
-    // Mapped, the file's pages are the system's cache, not a copy of this process's own.
-    if (uchar *mapped = file.map(0, size)) {
-        const QByteArray data = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), size);
-        reading.configuration = decodeRecord(data, twin);
-        if (reading.configuration && journal == VXRecordJournal::Applied)
-            VXApplyJournalToReadTree(*reading.configuration, data, path);
-        file.unmap(mapped);
-    } else {
-        const QByteArray data = file.readAll();
-        reading.configuration = decodeRecord(data, twin);
-        if (reading.configuration && journal == VXRecordJournal::Applied)
-            VXApplyJournalToReadTree(*reading.configuration, data, path);
+    {
+        // The tree (and its twin) in room made for it at once; what it leaves unused goes back
+        // with the trim below.
+        const VXHeapGrowth room(std::size_t(VXMemoryNeededForRecord(size)));
+        // Mapped, the file's pages are the system's cache, not a copy of this process's own.
+        if (uchar *mapped = file.map(0, size)) {
+            const QByteArray data = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), size);
+            reading.configuration = decodeRecord(data, twin);
+            if (reading.configuration && journal == VXRecordJournal::Applied)
+                VXApplyJournalToReadTree(*reading.configuration, data, path);
+            file.unmap(mapped);
+        } else {
+            const QByteArray data = file.readAll();
+            reading.configuration = decodeRecord(data, twin);
+            if (reading.configuration && journal == VXRecordJournal::Applied)
+                VXApplyJournalToReadTree(*reading.configuration, data, path);
+        }
     }
     if (!reading.configuration)
         reading.problem = QStringLiteral("<%1> is damaged or not a record").arg(path);
