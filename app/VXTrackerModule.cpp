@@ -10,10 +10,13 @@
 
 #include <dlfcn.h>
 
-QString VXTrackerModule::path()
+namespace {
+
+// Where the module is looked for.
+QString modulePath()
 {
     const QString file = QStringLiteral(WENDLE_TRACKER_MODULE_FILE);
-    const QString folder = qEnvironmentVariable(kFolderVariable);
+    const QString folder = qEnvironmentVariable("WENDLE_TRACKER_MODULE_DIR");
     if (!folder.isEmpty())
         return QDir(folder).filePath(file);
     // The program's own file, links resolved, as the loader's $ORIGIN.
@@ -22,9 +25,11 @@ QString VXTrackerModule::path()
                            + u'/' + file);
 }
 
+}   // namespace
+
 int VXTrackerModule::run(int argc, char *argv[])
 {
-    const QString module = path();
+    const QString module = modulePath();
     // `detail`: what the loader said, for the second placeholder of the texts that have one.
     const auto fail = [&](const char *problem, const char *detail) {
         // Said in the user's language, which takes an application to load.

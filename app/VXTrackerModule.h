@@ -13,8 +13,6 @@
 //
 //     wendle: cannot start tracking: its module is missing (looked for </usr/lib/wendle/libwendle-tracker.so>)
 
-#include <QString>
-
 // The module's entry point: runs the tracker with the program's command line and answers its
 // exit status.
 extern "C" int wendle_run_tracker(int argc, char *argv[]);
@@ -22,11 +20,6 @@ extern "C" int wendle_run_tracker(int argc, char *argv[]);
 class VXTrackerModule
 {
 public:
-    static constexpr char kFolderVariable[] = "WENDLE_TRACKER_MODULE_DIR";
-
-    // Where the module is looked for.
-    static QString path();
-
     // Loads the module and runs the tracker from it; answers its exit status, or 1 after saying
     // why it cannot be loaded.
     static int run(int argc, char *argv[]);

@@ -77,18 +77,17 @@ int main(int argc, char *argv[])
     QCoreApplication application(argc, argv);
     VXCommandLine::nameApplication();
     VXTranslations::install();
-    QCommandLineParser parser;
-    VXCommandLine::describeProgram(parser);
     // Commands take their own arguments (macOS-style "-int" flags and the like), so they are
     // dispatched before the program's options are parsed.
     const QStringList arguments = QCoreApplication::arguments();
     const QString command = VXCommandLine::commandOf(arguments);
-    if (command.isEmpty()) {
-        // --help or --version: answered, and the program ends there.
-        parser.process(VXCommandLine::withHelpPage(arguments, VXHelpPages::names().constFirst()));
-        return 0;
-    }
+    if (!command.isEmpty() && command != VXCommandLine::kHelpCommand)
+        return runCommand(command, arguments.mid(2));
+    QCommandLineParser parser;
+    VXCommandLine::describeProgram(parser);
     if (command == VXCommandLine::kHelpCommand)
         parser.showHelp(0);
-    return runCommand(command, arguments.mid(2));
+    // --help or --version: answered, and the program ends there.
+    parser.process(VXCommandLine::withHelpPage(arguments, VXHelpPages::names().constFirst()));
+    return 0;
 }
