@@ -7,11 +7,12 @@
 // would.
 //
 // The module is looked for at one place relative to the program's own file, the same in the
-// build folder and in an installed tree (/usr/bin/wendle and /usr/lib/wendle/libwendle-tracker.so),
-// or in the folder WENDLE_TRACKER_MODULE_DIR names. One missing or broken is said on standard
-// error with the path looked at, and the program ends with status 1:
+// build folder and in an installed tree (/usr/bin/wendle and
+// /usr/lib/x86_64-linux-gnu/wendle/libwendle-tracker.so), or in the folder
+// WENDLE_TRACKER_MODULE_DIR names. One missing or broken is said on standard error with the path
+// looked at, and the program ends with status 1:
 //
-//     wendle: cannot start tracking: its module is missing (looked for </usr/lib/wendle/libwendle-tracker.so>)
+//     wendle: cannot start tracking: its module is missing (looked for </usr/lib/...so>)
 
 // The module's entry point: runs the tracker with the program's command line and answers its
 // exit status.

@@ -32,7 +32,7 @@ expected=(
 )
 for size in "${sizes[@]}"; do expected+=("share/icons/hicolor/${size}x${size}/apps/wendle.png"); done
 for f in "${expected[@]}"; do [ -f "$usr/$f" ] || fail "$f is not installed"; done
-# The tracker's module, in a folder of its own under the library folder (lib, or lib/<triplet>).
+# The tracker's module, in a folder of its own under the architecture's library folder.
 [ -n "$(find "$usr"/lib* -path '*/wendle/libwendle-tracker.so' -type f 2>/dev/null)" ] \
   || fail "the tracker's module libwendle-tracker.so is not installed"
 
