@@ -3,6 +3,7 @@
 // broken is said with the path looked at; a command's log lines follow the debug setting read
 // from the user's settings.
 
+#include "VXHelpPages.h"
 #include "VXProgramTestSupport.h"
 
 #include <QDirIterator>
@@ -93,6 +94,10 @@ TEST_F(CommandProgram, CommandsLoadNoWidgetOrGuiLibrary)
         for (const char *library : {"libQt6Widgets.so", "libQt6Gui.so"})
             EXPECT_EQ(loaded.contains(library), row.loadsWidgets) << library;
     }
+    // The help names the help pages all the same.
+    const ProgramResult help = folders.run({u"--help"_s});
+    EXPECT_TRUE(QString::fromUtf8(help.out).simplified().contains(VXHelpPages::names().join(u", "_s)))
+        << help.out.constData();
 }
 
 TEST_F(CommandProgram, AMissingOrBrokenTrackerModuleIsSaidWithWhereItWasLookedFor)
