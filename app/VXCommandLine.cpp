@@ -3,16 +3,20 @@
 #include "VXConfigCommand.h"
 #include "VXDefaultsCommand.h"
 #include "VXExportCommand.h"
+#include "VXHelpPages.h"
 #include "VXLog.h"
 #include "VXSimulateCommand.h"
 #include "VXStatusCommand.h"
 #include "VXUserDefaults.h"
 
+#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QTextStream>
 
 #include <algorithm>
+#include <mutex>
 #include <vector>
 
 const QString VXCommandLine::kHelpCommand = QStringLiteral("help");
@@ -50,6 +54,33 @@ qsizetype editDistance(const QString &a, const QString &b)
 }
 
 void discardMessage(QtMsgType, const QMessageLogContext &, const QString &) { }
+
+// The settings folder a command started with (a simulation points the XDG folders elsewhere while
+// it runs).
+QString &commandSettingsFolder()
+{
+    static QString folder;
+    return folder;
+}
+
+// A command's first log line: its lines reach standard error from now on when debug logging is
+// on, and nowhere otherwise.
+void routeByDebugSetting(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    static std::once_flag decided;
+    static QtMessageHandler route = discardMessage;
+    std::call_once(decided, [] {
+        // Quiet first: reading the settings may itself log.
+        qInstallMessageHandler(discardMessage);
+        if (VXUserDefaults(VXUserDefaults::kDomain, commandSettingsFolder()).boolForKey(VXDebugLogKey)) {
+            VXInstallMessageHandler();
+            route = qInstallMessageHandler(nullptr);
+            qInstallMessageHandler(route);
+        }
+    });
+    // This line too (Qt writes a line logged inside a handler as it is).
+    route(type, context, message);
+}
 
 }   // namespace
 
@@ -136,6 +167,40 @@ QString VXCommandLine::help()
               "SIGINT and SIGHUP.");
 }
 
+void VXCommandLine::nameApplication()
+{
+    QCoreApplication::setApplicationName(QStringLiteral("Wendle"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(WENDLE_VERSION));
+}
+
+VXCommandLine::ProgramOptions VXCommandLine::describeProgram(QCommandLineParser &parser)
+{
+    parser.setApplicationDescription(help());
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addPositionalArgument(QStringLiteral("files"), tr("CSV files to open as reports."),
+                                 QStringLiteral("[FILE.csv...]"));
+    ProgramOptions options {
+        QCommandLineOption(QStringLiteral("report"), tr("Open the live activity report.")),
+        QCommandLineOption(kHelpPageOption.mid(2),
+                           tr("Open the help window at PAGE (%1), or at the first page without one.")
+                               .arg(VXHelpPages::names().join(QStringLiteral(", "))),
+                           QStringLiteral("PAGE")),
+    };
+    parser.addOption(options.report);
+    parser.addOption(options.helpPage);
+    // The tracker always writes its log; the option is there for the commands.
+    parser.addOption(QCommandLineOption(kVerboseOption.mid(2), tr("Commands show the program's log lines too.")));
+    return options;
+}
+
+int VXCommandLine::refuse(const QString &problem)
+{
+    QTextStream(stderr) << "wendle: " << problem << '\n'
+                        << tr("Run 'wendle --help' for the commands and options.") << '\n';
+    return 2;
+}
+
 QStringList VXCommandLine::withHelpPage(QStringList arguments, const QString &page)
 {
     for (qsizetype i = 1; i < arguments.size(); ++i) {
@@ -154,14 +219,12 @@ bool VXCommandLine::takeVerbose(QStringList &arguments)
 
 void VXCommandLine::routeCommandLogging(bool verbose)
 {
-    // Quiet first: reading the settings may itself log.
-    qInstallMessageHandler(discardMessage);
-    if (!verbose) {
-        const VXUserDefaults defaults;
-        verbose = defaults.boolForKey(VXDebugLogKey);
-    }
     if (verbose) {
-        qInstallMessageHandler(nullptr);
         VXInstallMessageHandler();
+        return;
     }
+    // The debug setting is read when the first line comes: most commands write none, and a
+    // settings store of its own (its file read and watched) would cost every command's start.
+    commandSettingsFolder() = VXUserDefaults::defaultFolder();
+    qInstallMessageHandler(routeByDebugSetting);
 }

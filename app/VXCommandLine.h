@@ -10,8 +10,11 @@
 // Commands print their own messages; the program's log lines reach their standard error only
 // with --verbose, or while debug logging ("VXDebugLog") is on.
 
+#include <QCommandLineOption>
 #include <QString>
 #include <QStringList>
+
+class QCommandLineParser;
 
 class VXCommandLine
 {
@@ -35,6 +38,21 @@ public:
 
     // The program's help (`wendle --help`, `wendle help`).
     static QString help();
+
+    // Names the running application "Wendle", of this build's version.
+    static void nameApplication();
+
+    // The options of the program itself, besides the commands.
+    struct ProgramOptions {
+        QCommandLineOption report;   // --report
+        QCommandLineOption helpPage;   // --help-page PAGE
+    };
+    // Describes the program's options (--help, --version, --report, --help-page, --verbose) and
+    // its CSV files to `parser`, for its help and for the tracker's start alike.
+    static ProgramOptions describeProgram(QCommandLineParser &parser);
+
+    // Says `problem` on standard error with a hint to the help; answers the exit status, 2.
+    static int refuse(const QString &problem);
 
     // The arguments with `page` given to a --help-page that names none (the last word, or one
     // followed by another option), so that its PAGE may be left out.

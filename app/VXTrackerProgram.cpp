@@ -8,7 +8,7 @@
 #include "VXDesktopBackends.h"
 #include "VXEventLoopScheduler.h"
 #include "VXExporter.h"
-#include "VXHelpWindow.h"
+#include "VXHelpPages.h"
 #include "VXLiveReportNotification.h"
 #include "VXLog.h"
 #include "VXMainController.h"
@@ -405,7 +405,7 @@ QByteArray VXTrackerProgram::helpReply(const QString &page)
 {
     if (!d->shell)
         return VXSingleInstance::errorReply(tr("the running Wendle has no display to show the help on"));
-    if (!VXHelpWindow::pageNames().contains(page))
+    if (!VXHelpPages::names().contains(page))
         return VXSingleInstance::errorReply(tr("there is no help page '%1'").arg(page));
     d->shell->showHelpPage(page);
     return VXSingleInstance::okReply();

@@ -36,7 +36,7 @@ public:
 
     // Opens the live report window once tracking has started (needs a display).
     void setOpensLiveReport(bool opens);
-    // Opens the help window at a page (VXHelpWindow::pageNames()) once tracking has started
+    // Opens the help window at a page (VXHelpPages::names()) once tracking has started
     // (needs a display); empty: none.
     void setHelpPage(const QString &page);
 

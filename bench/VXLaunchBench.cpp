@@ -4,7 +4,10 @@
 // preferences window the first time, against a plain dialog made and shown the same way.
 // Targets: under 1 s to the first window with the heavy record; the preferences under 150 ms.
 //
-//     bench_launch [--runs N] [--scale F]     (F divides the heavy record's size, for a quick look)
+//     bench_launch [--runs N] [--scale F] [--wendle WENDLE]
+//
+// F divides the heavy record's size, for a quick look; --wendle starts another build of the
+// program than the one built beside the benchmark (another branch's, for figures side by side).
 
 #include "VXApplicationShell.h"
 #include "VXFakeDesktop.h"
@@ -102,7 +105,7 @@ struct Home {
 
 // Milliseconds from the start of the program to its first managed window; -1 when it did not
 // come within 30 seconds.
-double launch(VXX11TestRig &rig, const Home &home)
+double launch(VXX11TestRig &rig, const Home &home, const QString &wendle)
 {
     QProcessEnvironment environment = rig.environment();
     environment.insert(QStringLiteral("XDG_DATA_HOME"), home.data());
@@ -113,7 +116,7 @@ double launch(VXX11TestRig &rig, const Home &home)
     program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     QElapsedTimer clock;
     clock.start();
-    program.start(QStringLiteral(WENDLE_PROGRAM), {});
+    program.start(wendle, {});
     if (!program.waitForStarted(5000))
         return -1.0;
     double elapsed = -1.0;
@@ -199,11 +202,14 @@ int main(int argc, char *argv[])
 {
     int runs = 5;
     int scale = 1;
+    QString wendle = QStringLiteral(WENDLE_PROGRAM);
     for (int i = 1; i + 1 < argc; ++i) {
         if (std::strcmp(argv[i], "--runs") == 0)
             runs = std::max(1, std::atoi(argv[i + 1]));
         else if (std::strcmp(argv[i], "--scale") == 0)
             scale = std::max(1, std::atoi(argv[i + 1]));
+        else if (std::strcmp(argv[i], "--wendle") == 0)
+            wendle = QString::fromLocal8Bit(argv[i + 1]);
     }
     if (argc > 1 && std::strcmp(argv[1], "--preferences-child") == 0)
         return measurePreferences(runs);
@@ -228,11 +234,11 @@ int main(int argc, char *argv[])
                 double(recordBytes) / 1e6);
 
     // Warm the disk cache and the program's first start once, then alternate.
-    launch(rig, emptyHome);
+    launch(rig, emptyHome, wendle);
     std::vector<double> heavyTimes, emptyTimes;
     for (int run = 0; run < runs; ++run) {
-        emptyTimes.push_back(launch(rig, emptyHome));
-        heavyTimes.push_back(launch(rig, heavyHome));
+        emptyTimes.push_back(launch(rig, emptyHome, wendle));
+        heavyTimes.push_back(launch(rig, heavyHome, wendle));
     }
     const double heavyBest = best(heavyTimes), emptyBest = best(emptyTimes);
     // Each run saved the record again at its quit: it must still be the heavy one.

@@ -70,7 +70,7 @@ public:
     VXReportController *liveReport() const { return m_liveReport.get(); }
     std::shared_ptr<VXReportController> sharedLiveReport() const { return m_liveReport; }
     VXMenuBuilder *menuBuilder() const { return m_menus.get(); }
-    // The help window, raised at a page ("pools"; VXHelpWindow::pageNames()).
+    // The help window, raised at a page ("pools"; VXHelpPages::names()).
     void showHelpPage(const QString &page);
     // The live report in the taskbar's icon and on the desktop (null until first needed).
     VXTaskbarReportIcon *taskbarReportIcon() const { return m_taskbarIcon.get(); }

@@ -1,6 +1,7 @@
 #include "VXHelpWindow.h"
 
 #include "VXApplicationIcon.h"
+#include "VXHelpPages.h"
 #include "VXTranslations.h"
 
 #include <QDesktopServices>
@@ -50,7 +51,7 @@ VXHelpWindow::VXHelpWindow(QWidget *parent) : QWidget(parent, Qt::Window)
     connect(m_browser, &QTextBrowser::anchorClicked, this, &VXHelpWindow::followLink);
     splitter->setStretchFactor(1, 1);
     // The list shows each page's own title, in the language it is shown in.
-    for (const QString &page : pageNames()) {
+    for (const QString &page : VXHelpPages::names()) {
         m_browser->setSource(pageUrl(page));
         auto *item = new QListWidgetItem(m_browser->documentTitle(), m_topics);
         item->setData(Qt::UserRole, page);
@@ -61,7 +62,7 @@ VXHelpWindow::VXHelpWindow(QWidget *parent) : QWidget(parent, Qt::Window)
     });
     // The page from the signal: source() still answers the page before while it is sent.
     connect(m_browser, &QTextBrowser::sourceChanged, this, [this](const QUrl &source) {
-        const int row = int(pageNames().indexOf(QFileInfo(source.path()).completeBaseName()));
+        const int row = int(VXHelpPages::names().indexOf(QFileInfo(source.path()).completeBaseName()));
         if (row != m_topics->currentRow()) {
             const QSignalBlocker blocker(m_topics);
             m_topics->setCurrentRow(row);
@@ -71,16 +72,9 @@ VXHelpWindow::VXHelpWindow(QWidget *parent) : QWidget(parent, Qt::Window)
     connect(new QShortcut(QKeySequence(Qt::Key_Escape), this), &QShortcut::activated, this, &QWidget::close);
     connect(new QShortcut(QKeySequence::Close, this), &QShortcut::activated, this, &QWidget::close);
     connect(new QShortcut(QKeySequence::Back, this), &QShortcut::activated, m_browser, &QTextBrowser::backward);
-    showPage(pageNames().first());
+    showPage(VXHelpPages::names().first());
     m_browser->clearHistory();
     resize(760, 520);
-}
-
-const QStringList &VXHelpWindow::pageNames()
-{
-    // The build's list of the pages compiled in, in their order.
-    static const QStringList pages = QStringLiteral(WENDLE_HELP_PAGE_NAMES).split(u',');
-    return pages;
 }
 
 QUrl VXHelpWindow::pageUrl(const QString &name)
@@ -95,7 +89,7 @@ QUrl VXHelpWindow::pageUrl(const QString &name)
 
 void VXHelpWindow::showPage(const QString &name)
 {
-    m_browser->setSource(pageUrl(pageNames().contains(name) ? name : pageNames().first()));
+    m_browser->setSource(pageUrl(VXHelpPages::names().contains(name) ? name : VXHelpPages::names().first()));
 }
 
 QString VXHelpWindow::currentPage() const

@@ -20,13 +20,11 @@ class VXHelpWindow : public QWidget
 public:
     explicit VXHelpWindow(QWidget *parent = nullptr);
 
-    // The pages by their file names without ".html" ("index", "modes", ...), in reading order.
-    static const QStringList &pageNames();
     // The page as this program shows it: in the translation's language when there is a copy
     // in it, else in English ("qrc:/help/de/pools.html", "qrc:/help/pools.html").
     static QUrl pageUrl(const QString &name);
 
-    // Shows a page by its name; an unknown name shows the first page.
+    // Shows a page by its name (VXHelpPages::names()); an unknown name shows the first page.
     void showPage(const QString &name);
     QString currentPage() const;
     QTextBrowser *browser() const { return m_browser; }

@@ -13,6 +13,7 @@
 #include "VXAboutDialog.h"
 #include "VXControllerTestSupport.h"
 #include "VXFakeDesktop.h"
+#include "VXHelpPages.h"
 #include "VXHelpWindow.h"
 #include "VXMainController.h"
 #include "VXMenuBuilder.h"
@@ -290,7 +291,7 @@ TEST_F(GermanWindows, NoEnglishTextOnAnyWindowOfTheShell)
     program.controller->performMenuAction(VXMenuAction::ShowHelp, 0);
     VXHelpWindow *help = program.shell->helpWindow();
     ASSERT_NE(help, nullptr);
-    for (const QString &page : VXHelpWindow::pageNames()) {
+    for (const QString &page : VXHelpPages::names()) {
         help->showPage(page);
         checkWindow(u"help-"_s + page, help, english);
     }

@@ -6,6 +6,7 @@
 
 #include "VXShellTestSupport.h"
 
+#include "VXHelpPages.h"
 #include "VXHelpWindow.h"
 #include "VXTranslations.h"
 
@@ -40,7 +41,7 @@ TEST(HelpPages, EveryCopyIsWholeAndLinksOnlyToPagesOfTheProgram)
     application();
     static const QRegularExpression link(uR"re(href="([^"]*)")re"_s);
     static const QRegularExpression language(uR"re(<html lang="([a-z]+)")re"_s);
-    const QStringList pages = VXHelpWindow::pageNames();
+    const QStringList pages = VXHelpPages::names();
     QStringList folders {QString()};
     for (QDirIterator it(u":/help"_s, QDir::Dirs | QDir::NoDotAndDotDot); it.hasNext();)
         folders << QFileInfo(it.next()).fileName() + u'/';

@@ -32,11 +32,14 @@ expected=(
 )
 for size in "${sizes[@]}"; do expected+=("share/icons/hicolor/${size}x${size}/apps/wendle.png"); done
 for f in "${expected[@]}"; do [ -f "$usr/$f" ] || fail "$f is not installed"; done
+# The tracker's module, in a folder of its own under the architecture's library folder.
+[ -n "$(find "$usr"/lib* -path '*/wendle/libwendle-tracker.so' -type f 2>/dev/null)" ] \
+  || fail "the tracker's module libwendle-tracker.so is not installed"
 
 # Nothing lands outside the places a desktop program owns (a test program or a header would).
 while IFS= read -r f; do
   case ${f#"$usr"/} in
-  bin/wendle | share/applications/* | share/metainfo/* | share/icons/hicolor/* | share/man/* | \
+  bin/wendle | lib*/wendle/libwendle-tracker.so | share/applications/* | share/metainfo/* | share/icons/hicolor/* | share/man/* | \
     share/bash-completion/* | share/zsh/* | share/doc/wendle/* | share/wendle/*) ;;
   *) fail "unexpected file installed: ${f#"$root"}" ;;
   esac
