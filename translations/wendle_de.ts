@@ -2171,6 +2171,17 @@ Zeigt, was das laufende Wendle gerade sieht; ohne eines die gespeicherte Aufzeic
     </message>
 </context>
 <context>
+    <name>VXTrackerModule</name>
+    <message>
+        <source>cannot start tracking: its module is missing (looked for &lt;%1&gt;)</source>
+        <translation>die Zeiterfassung kann nicht starten: Das Modul dafür fehlt (gesucht unter &lt;%1&gt;)</translation>
+    </message>
+    <message>
+        <source>cannot start tracking: its module &lt;%1&gt; cannot be loaded: %2</source>
+        <translation>die Zeiterfassung kann nicht starten: Das Modul &lt;%1&gt; kann nicht geladen werden: %2</translation>
+    </message>
+</context>
+<context>
     <name>VXTrackerProgram</name>
     <message>
         <source>another Wendle holds &lt;%1&gt; but does not answer</source>
