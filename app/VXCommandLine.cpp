@@ -72,7 +72,8 @@ void routeByDebugSetting(QtMsgType type, const QMessageLogContext &context, cons
     std::call_once(decided, [] {
         // Quiet first: reading the settings may itself log.
         qInstallMessageHandler(discardMessage);
-        if (VXUserDefaults(VXUserDefaults::kDomain, commandSettingsFolder()).boolForKey(VXDebugLogKey)) {
+        if (VXUserDefaults(VXUserDefaults::kDomain, commandSettingsFolder(), nullptr, VXUserDefaults::Watching::None)
+                .boolForKey(VXDebugLogKey)) {
             VXInstallMessageHandler();
             route = qInstallMessageHandler(nullptr);
             qInstallMessageHandler(route);

@@ -75,7 +75,7 @@ int show(QTextStream &out, QTextStream &err, const QString &settingsFolder)
                             "Wendle would start with an empty record\n")
                        .arg(path, typeWithArticle(configuration));
     } else {
-        const VXUserDefaults defaults(VXUserDefaults::kDomain, settingsFolder);
+        const VXUserDefaults defaults(VXUserDefaults::kDomain, settingsFolder, nullptr, VXUserDefaults::Watching::None);
         configuration = defaults.persistentObjectForKey(VXDefaultConfigurationKey);
         if (!configuration.isDictionary()) {
             err << Text::tr("no saved configuration at <%1>\n").arg(path);

@@ -413,7 +413,7 @@ int VXDefaultsCommand::run(const QStringList &arguments, QTextStream &out, QText
     if (command == kRead) {
         if (arguments.size() > 2)
             return usageError(err, Text::tr("read takes at most one KEY"));
-        VXUserDefaults defaults(VXUserDefaults::kDomain, folder);
+        VXUserDefaults defaults(VXUserDefaults::kDomain, folder, nullptr, VXUserDefaults::Watching::None);
         if (arguments.size() == 2 && arguments.at(1) == kAll) {
             out << propertyListText(VXValue(effectiveSettings(defaults))) << '\n';
             return Success;
@@ -449,7 +449,7 @@ int VXDefaultsCommand::run(const QStringList &arguments, QTextStream &out, QText
         const VXValue value = valueFromArguments(arguments.mid(2), &error);
         if (value.isNull())
             return usageError(err, error);
-        VXUserDefaults defaults(VXUserDefaults::kDomain, folder);
+        VXUserDefaults defaults(VXUserDefaults::kDomain, folder, nullptr, VXUserDefaults::Watching::None);
         defaults.setObject(value, arguments.at(1));
         if (!defaults.synchronize()) {
             err << "wendle defaults: " << Text::tr("cannot write %1").arg(defaults.filePath()) << '\n';
@@ -462,7 +462,7 @@ int VXDefaultsCommand::run(const QStringList &arguments, QTextStream &out, QText
         if (arguments.size() != 2)
             return usageError(err, Text::tr("delete takes exactly one KEY"));
         const QString &key = arguments.at(1);
-        VXUserDefaults defaults(VXUserDefaults::kDomain, folder);
+        VXUserDefaults defaults(VXUserDefaults::kDomain, folder, nullptr, VXUserDefaults::Watching::None);
         if (defaults.persistentObjectForKey(key).isNull()) {
             err << Text::tr("Domain (%1, %2) not found.\nDefaults have not been changed.")
                        .arg(VXUserDefaults::kDomain, key)

@@ -66,7 +66,8 @@ class CommandSettings
 {
 public:
     explicit CommandSettings(const QString &folder) :
-        m_defaults(VXUserDefaults::kDomain, folder), m_previous(VXUserDefaults::standard())
+        m_defaults(VXUserDefaults::kDomain, folder, nullptr, VXUserDefaults::Watching::None),
+        m_previous(VXUserDefaults::standard())
     {
         VXRegisterDefaults(m_defaults);
         VXUserDefaults::setStandard(&m_defaults);

@@ -43,7 +43,8 @@ ReadResult readFileBytes(const QString &path, QByteArray *bytes)
         return ReadResult::Unreadable;
     if (file.size() > kMaximumFileSize)
         return ReadResult::TooLarge;
-    *bytes = file.read(kMaximumFileSize + 1);
+    // As much as it holds (a request for the largest size would reserve that much first).
+    *bytes = file.readAll();
     if (bytes->size() > kMaximumFileSize)
         return ReadResult::TooLarge;
     return ReadResult::Read;
@@ -265,7 +266,7 @@ struct VXUserDefaults::Private {
     }
 };
 
-VXUserDefaults::VXUserDefaults(const QString &domain, const QString &folder, QObject *parent) :
+VXUserDefaults::VXUserDefaults(const QString &domain, const QString &folder, QObject *parent, Watching watching) :
     QObject(parent), d(std::make_unique<Private>())
 {
     d->q = this;
@@ -284,6 +285,8 @@ VXUserDefaults::VXUserDefaults(const QString &domain, const QString &folder, QOb
 
     d->load();
     d->ensureFolder();
+    if (watching == Watching::None)
+        return;
     d->watcher = std::make_unique<QFileSystemWatcher>();
     connect(d->watcher.get(), &QFileSystemWatcher::directoryChanged, this, [this] { d->reloadTimer.start(); });
     connect(d->watcher.get(), &QFileSystemWatcher::fileChanged, this, [this] { d->reloadTimer.start(); });

@@ -3,8 +3,8 @@
 // The settings store: one property-list file per domain ($XDG_CONFIG_HOME/Wendle/<domain>.plist,
 // XML so that a person can read it), over an in-memory layer of registered defaults. Typed
 // getters read a missing or mistyped value as 0, false or nothing. Writes are coalesced and
-// atomic. The file is watched, so a change made by `wendle defaults write` reaches a running
-// program, which then announces the changed keys.
+// atomic. The file is watched (unless the store is made for a command), so a change made by
+// `wendle defaults write` reaches a running program, which then announces the changed keys.
 
 #include "VXValue.h"
 
@@ -22,9 +22,13 @@ public:
     static const QString kDomain;   // "com.brasswing.WendleClient"
     static const QString kOlderDomain;   // "com.brasswing.Wendle"
 
+    // Whether the store follows what other processes write to its file. A command that reads
+    // or writes and ends does not: the watch would cost it more to close at exit than its work.
+    enum class Watching { OtherWriters, None };
+
     // `folder` holds the domain files; empty means $XDG_CONFIG_HOME/Wendle (~/.config/Wendle).
     explicit VXUserDefaults(const QString &domain = kDomain, const QString &folder = QString(),
-                            QObject *parent = nullptr);
+                            QObject *parent = nullptr, Watching watching = Watching::OtherWriters);
     ~VXUserDefaults() override;
 
     // The program's store. Set once at start-up; tests install their own or none.

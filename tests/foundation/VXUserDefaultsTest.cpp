@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <string_view>
 
 using namespace Qt::StringLiterals;
 
@@ -352,6 +353,40 @@ TEST_F(VXUserDefaultsTest, UnwrittenLocalChangesSurviveAnotherWriter)
     EXPECT_EQ(reopened->integerForKey(u"mine"_s), 2);
     EXPECT_EQ(reopened->integerForKey(u"theirs"_s), 7);
     EXPECT_TRUE(reopened->objectForKey(u"shared"_s).isNull());
+}
+
+// The file watches this process holds (QFileSystemWatcher keeps one inotify instance a watcher).
+int fileWatches()
+{
+    int watches = 0;
+    for (const QString &name : QDir(u"/proc/self/fd"_s).entryList(QDir::System | QDir::NoDotAndDotDot)) {
+        char target[64] = {};
+        const QByteArray link = QFile::encodeName(u"/proc/self/fd/"_s + name);
+        if (::readlink(link.constData(), target, sizeof target - 1) > 0)
+            watches += std::string_view(target) == "anon_inode:inotify";
+    }
+    return watches;
+}
+
+TEST_F(VXUserDefaultsTest, AStoreMadeForACommandWatchesNothingButReadsAndWritesTheFile)
+{
+    {
+        auto running = makeStore();
+        running->setString(u"before"_s, u"A"_s);
+        ASSERT_TRUE(running->synchronize());
+    }
+    const int watchesBefore = fileWatches();
+    auto running = makeStore();
+    EXPECT_EQ(fileWatches(), watchesBefore + 1);
+    {
+        VXUserDefaults command(kTestDomain, folder(), nullptr, VXUserDefaults::Watching::None);
+        EXPECT_EQ(fileWatches(), watchesBefore + 1);
+        EXPECT_EQ(command.stringForKey(u"A"_s), u"before"_s);
+        command.setString(u"from a command"_s, u"A"_s);
+    }
+    // Written at its end, and the running store, which watches, hears of it.
+    EXPECT_EQ(makeStore()->stringForKey(u"A"_s), u"from a command"_s);
+    EXPECT_TRUE(VXWaitUntil([&] { return running->stringForKey(u"A"_s) == u"from a command"_s; }));
 }
 
 TEST_F(VXUserDefaultsTest, DamagedFileIsSetAsideAndTheStoreStartsFromItsDefaults)
