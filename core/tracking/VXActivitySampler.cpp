@@ -127,6 +127,29 @@ private:
     std::vector<const void *> &m_items;
 };
 
+// Whether a list that was in order (VXSortItemArray's, or with `strict` the pool list's, where
+// items that tie are left to their order in "Pools") is in order still, when only `moved`
+// (sorted by address) can have changed their place in it: each of them must stand in order
+// with its neighbours. Ties in the pool list are not settled here: they answer no.
+bool staysInOrder(const VXArray &list, const std::vector<const VXDictionary *> &moved, int sortColumn, bool strict)
+{
+    if (moved.empty())
+        return true;
+    const auto inOrder = [&](std::size_t a, std::size_t b) {
+        const VXComparisonResult result = VXItemSortKey(list.objectAt(a).dictionary(), sortColumn)
+                                              .compare(VXItemSortKey(list.objectAt(b).dictionary(), sortColumn));
+        return strict ? result == VXOrderedAscending : result != VXOrderedDescending;
+    };
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        if (!std::binary_search(moved.begin(), moved.end(), list.objectAt(i).dictionary()))
+            continue;
+        if ((i > 0 && !inOrder(i - 1, i)) || (i + 1 < list.size() && !inOrder(i, i + 1)))
+            return false;
+    }
+    // A moved item not in the list (a pool not listed) leaves it as it is.
+    return true;
+}
+
 std::vector<VXPattern> compiledPatterns(const QStringList &patterns)
 {
     std::vector<VXPattern> compiled;
@@ -827,9 +850,12 @@ void VXActivitySampler::consolidateEveryPool(Tick &tick)
 }
 
 // With the record, only the items seen at the previous tick or now can change (the others are
-// dormant), only the lists holding an item credited now can change order, and the pool list
-// changes only when a pool is among them. A pool listed now and not before has its lists
-// sorted, which they were not while it was unlisted.
+// dormant), only the lists holding an item whose times moved (credited now, or changed outside
+// the ticks) can change order, and the pool list changes only when a pool is among those or
+// starts or stops being listed. A pool listed now and not before has its lists sorted, which
+// they were not while it was unlisted. A list that was in order stays in order unless a moved
+// item now stands out of order with a neighbour, so the neighbours of the moved items are all
+// that is read of it (see staysInOrder); only a list found out of order is sorted.
 void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
 {
     const int sortColumn = tick.settings.sortColumn;
@@ -849,9 +875,11 @@ void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
 
     std::vector<VXDictionaryRef> seen;
     seen.reserve(candidates.items().size());
-    std::vector<VXArray *> &unsorted = m_poolArraysToSort;
-    unsorted.clear();
-    bool poolChanged = false;
+    std::vector<VXArray *> &sorted = m_poolArraysToSort;
+    sorted.clear();
+    std::vector<const VXDictionary *> &movedPools = m_poolsMoved;
+    movedPools.clear();
+    bool listingChanged = false;
     for (const void *candidate : candidates.items()) {
         VXDictionary &item = *static_cast<VXDictionary *>(const_cast<void *>(candidate));
         const bool active = consolidate(tick, item);
@@ -859,15 +887,16 @@ void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
             seen.emplace_back(&item);
         if (m_poolMatcher.placeOf(&item))
             continue;
-        // A pool.
-        poolChanged = true;
+        // A pool: listed now and not before, or the other way round.
+        if (!showInactive && active != previouslySeen.contains(&item))
+            listingChanged = true;
         if (active && !showInactive && !previouslySeen.contains(&item)) {
             if (VXArray *members = item.value(VXChildrenKey).array()) {
-                unsorted.push_back(members);
+                sorted.push_back(members);
                 for (const VXValue &member : *members) {
                     if (VXArray *entries
                         = member.dictionary() ? member.dictionary()->value(VXChildrenKey).array() : nullptr)
-                        unsorted.push_back(entries);
+                        sorted.push_back(entries);
                 }
             }
         }
@@ -876,31 +905,57 @@ void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
     for (const VXDictionaryRef &item : seen)
         seenNow.add(item.get());
     seenNow.seal();
-    // The lists of the items whose times moved: credited now, or changed outside the ticks.
-    for (const auto *moved : {&m_poolMatcher.touched(), &m_poolMatcher.changedOutside()}) {
-        for (const VXDictionary *item : *moved) {
-            const VXPoolMatcher::Place *place = m_poolMatcher.placeOf(item);
-            if (place && (showInactive || seenNow.contains(place->pool)))
-                unsorted.push_back(place->array);
+    // The items whose times moved, by the list that holds them (pools by the pool list).
+    std::vector<std::pair<VXArray *, const VXDictionary *>> &moved = m_poolItemsMoved;
+    moved.clear();
+    for (const auto *changed : {&m_poolMatcher.touched(), &m_poolMatcher.changedOutside()}) {
+        for (const VXDictionary *item : *changed) {
+            if (const VXPoolMatcher::Place *place = m_poolMatcher.placeOf(item)) {
+                if (showInactive || seenNow.contains(place->pool))
+                    moved.emplace_back(place->array, item);
+            } else {
+                movedPools.push_back(item);
+            }
         }
     }
-    std::sort(unsorted.begin(), unsorted.end());
-    unsorted.erase(std::unique(unsorted.begin(), unsorted.end()), unsorted.end());
-    for (VXArray *array : unsorted)
+    std::sort(sorted.begin(), sorted.end());
+    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    std::sort(moved.begin(), moved.end());
+    moved.erase(std::unique(moved.begin(), moved.end()), moved.end());
+    for (auto first = moved.begin(); first != moved.end();) {
+        VXArray *array = first->first;
+        const auto last = std::find_if(first, moved.end(), [array](const auto &entry) { return entry.first != array; });
+        std::vector<const VXDictionary *> &items = m_poolsMovedInList;
+        items.clear();
+        for (auto it = first; it != last; ++it)
+            items.push_back(it->second);
+        first = last;
+        if (std::binary_search(sorted.begin(), sorted.end(), array))
+            continue;   // sorted whole below
+        if (!staysInOrder(*array, items, sortColumn, false))
+            sorted.push_back(array);
+    }
+    std::sort(sorted.begin(), sorted.end());
+    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    for (VXArray *array : sorted)
         VXSortItemArray(*array, sortColumn);
     for (const void *candidate : candidates.items())
         m_tickWindows.poolItems.push_back(static_cast<const VXDictionary *>(candidate));
-    m_poolMatcher.noteOwnChanges(m_tickWindows.poolItems, unsorted);
+    m_poolMatcher.noteOwnChanges(m_tickWindows.poolItems, sorted);
     // After a forced tick the journal compares every pool item, as the change before it may
     // have touched any; otherwise the ones this tick consolidated.
     if (tick.fullWalk) {
         m_tickWindows.poolItems.clear();
     } else {
         m_tickWindows.everyPoolItem = false;
-        m_tickWindows.sortedPoolLists.assign(unsorted.begin(), unsorted.end());
+        m_tickWindows.sortedPoolLists.assign(sorted.begin(), sorted.end());
     }
 
-    if (poolChanged) {
+    // The pool list: as it was while the same pools are listed and the moved ones stay in order
+    // among them; otherwise made anew from "Pools" and sorted.
+    std::sort(movedPools.begin(), movedPools.end());
+    movedPools.erase(std::unique(movedPools.begin(), movedPools.end()), movedPools.end());
+    if (listingChanged || !staysInOrder(*m_poolArray, movedPools, sortColumn, true)) {
         m_poolArray->clear();
         for (const VXValue &poolValue : *tick.pools) {
             if (poolValue.isDictionary() && (showInactive || seenNow.contains(poolValue.dictionary())))

@@ -39,6 +39,7 @@
 #include <memory>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 class VXUserDefaults;
@@ -238,5 +239,8 @@ private:
     std::vector<const void *> m_poolPreviouslySeen;
     std::vector<const void *> m_poolSeenNow;
     std::vector<VXArray *> m_poolArraysToSort;
+    std::vector<const VXDictionary *> m_poolsMoved;
+    std::vector<std::pair<VXArray *, const VXDictionary *>> m_poolItemsMoved;
+    std::vector<const VXDictionary *> m_poolsMovedInList;
     std::vector<VXDictionaryRef> m_previousPoolOrder;
 };
