@@ -109,22 +109,23 @@ void setString(VXDictionary &item, const QString &key, const QString &value)
         item.insert(key, value);
 }
 
-// A set of items by identity, kept as a sorted list: small, and no allocation once it has grown.
-class IdentitySet
+// A set of items by identity (or by number), kept as a sorted list: small, and no allocation
+// once it has grown.
+template <class Item> class IdentitySet
 {
 public:
-    explicit IdentitySet(std::vector<const void *> &storage) : m_items(storage) { m_items.clear(); }
-    void add(const void *item) { m_items.push_back(item); }
+    explicit IdentitySet(std::vector<Item> &storage) : m_items(storage) { m_items.clear(); }
+    void add(Item item) { m_items.push_back(item); }
     void seal()
     {
         std::sort(m_items.begin(), m_items.end());
         m_items.erase(std::unique(m_items.begin(), m_items.end()), m_items.end());
     }
-    bool contains(const void *item) const { return std::binary_search(m_items.begin(), m_items.end(), item); }
-    const std::vector<const void *> &items() const { return m_items; }
+    bool contains(Item item) const { return std::binary_search(m_items.begin(), m_items.end(), item); }
+    const std::vector<Item> &items() const { return m_items; }
 
 private:
-    std::vector<const void *> &m_items;
+    std::vector<Item> &m_items;
 };
 
 // Whether a list that was in order (VXSortItemArray's, or with `strict` the pool list's, where
@@ -414,7 +415,7 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     // a pool renamed) are the ones the matcher found changed, and any other change to the pools
     // made the matcher prepare them anew, which drops the record.
     tick.usePoolRecord = m_hasPoolRecord && tick.pools && m_poolRecordSortColumn == settings.sortColumn
-        && m_poolRecordShowsInactive == settings.showInactivePools;
+        && m_poolRecordShowsInactive == settings.showInactivePools && !m_poolMatcher.holdsAnItemTwice();
 
     tick.fullWalk = fullWalk;
     tick.useRecord = m_hasRecord;
@@ -805,11 +806,15 @@ void VXActivitySampler::consolidateEveryPool(Tick &tick)
 {
     m_poolArray->clear();
     const int sortColumn = tick.settings.sortColumn;
-    std::vector<VXDictionaryRef> seen;
+    // The walk consolidates through the marks it finds in the items.
+    m_poolMatcher.storeMarks();
+    std::vector<std::uint32_t> seen;
     auto consolidateItem = [&](VXDictionary &item) {
         const bool wasSeen = consolidate(tick, item);
-        if (wasSeen)
-            seen.emplace_back(&item);
+        if (wasSeen) {
+            if (const std::optional<std::uint32_t> number = m_poolMatcher.numberOf(&item))
+                seen.push_back(*number);
+        }
         return wasSeen;
     };
     if (tick.pools) {
@@ -860,38 +865,41 @@ void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
 {
     const int sortColumn = tick.settings.sortColumn;
     const bool showInactive = tick.settings.showInactivePools;
-    IdentitySet previouslySeen(m_poolPreviouslySeen);
-    IdentitySet candidates(m_poolCandidates);
-    for (const VXDictionaryRef &item : m_seenPoolItems) {
-        previouslySeen.add(item.get());
-        candidates.add(item.get());
-    }
-    for (const VXDictionary *item : m_poolMatcher.touched())
+    VXPoolMatcher &matcher = m_poolMatcher;
+    IdentitySet<std::uint32_t> previouslySeen(m_poolPreviouslySeen);
+    IdentitySet<std::uint32_t> candidates(m_poolCandidates);
+    for (const std::uint32_t item : m_seenPoolItems) {
+        previouslySeen.add(item);
         candidates.add(item);
-    for (const VXDictionary *item : m_poolMatcher.changedOutside())
+    }
+    for (const std::uint32_t item : matcher.touched())
+        candidates.add(item);
+    for (const std::uint32_t item : matcher.changedOutside())
         candidates.add(item);
     previouslySeen.seal();
     candidates.seal();
 
-    std::vector<VXDictionaryRef> seen;
+    std::vector<std::uint32_t> seen;
     seen.reserve(candidates.items().size());
+    IdentitySet<const VXDictionary *> seenPools(m_poolSeenNow);
     std::vector<VXArray *> &sorted = m_poolArraysToSort;
     sorted.clear();
-    std::vector<const VXDictionary *> &movedPools = m_poolsMoved;
-    movedPools.clear();
     bool listingChanged = false;
-    for (const void *candidate : candidates.items()) {
-        VXDictionary &item = *static_cast<VXDictionary *>(const_cast<void *>(candidate));
-        const bool active = consolidate(tick, item);
+    for (const std::uint32_t candidate : candidates.items()) {
+        ++m_consolidatedItems;
+        const bool active = matcher.consolidate(candidate, tick.gap, tick.timestamp, tick.previous);
         if (active)
-            seen.emplace_back(&item);
-        if (m_poolMatcher.placeOf(&item))
+            seen.push_back(candidate);
+        const VXPoolMatcher::Place &place = matcher.placeOf(candidate);
+        if (place.array)
             continue;
         // A pool: listed now and not before, or the other way round.
-        if (!showInactive && active != previouslySeen.contains(&item))
+        if (active)
+            seenPools.add(place.pool);
+        if (!showInactive && active != previouslySeen.contains(candidate))
             listingChanged = true;
-        if (active && !showInactive && !previouslySeen.contains(&item)) {
-            if (VXArray *members = item.value(VXChildrenKey).array()) {
+        if (active && !showInactive && !previouslySeen.contains(candidate)) {
+            if (VXArray *members = place.pool->value(VXChildrenKey).array()) {
                 sorted.push_back(members);
                 for (const VXValue &member : *members) {
                     if (VXArray *entries
@@ -901,21 +909,19 @@ void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
             }
         }
     }
-    IdentitySet seenNow(m_poolSeenNow);
-    for (const VXDictionaryRef &item : seen)
-        seenNow.add(item.get());
-    seenNow.seal();
+    seenPools.seal();
     // The items whose times moved, by the list that holds them (pools by the pool list).
+    std::vector<const VXDictionary *> &movedPools = m_poolsMoved;
+    movedPools.clear();
     std::vector<std::pair<VXArray *, const VXDictionary *>> &moved = m_poolItemsMoved;
     moved.clear();
-    for (const auto *changed : {&m_poolMatcher.touched(), &m_poolMatcher.changedOutside()}) {
-        for (const VXDictionary *item : *changed) {
-            if (const VXPoolMatcher::Place *place = m_poolMatcher.placeOf(item)) {
-                if (showInactive || seenNow.contains(place->pool))
-                    moved.emplace_back(place->array, item);
-            } else {
-                movedPools.push_back(item);
-            }
+    for (const auto *changed : {&matcher.touched(), &matcher.changedOutside()}) {
+        for (const std::uint32_t item : *changed) {
+            const VXPoolMatcher::Place &place = matcher.placeOf(item);
+            if (!place.array)
+                movedPools.push_back(place.pool);
+            else if (showInactive || seenPools.contains(place.pool))
+                moved.emplace_back(place.array, matcher.item(item));
         }
     }
     std::sort(sorted.begin(), sorted.end());
@@ -939,15 +945,13 @@ void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
     sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
     for (VXArray *array : sorted)
         VXSortItemArray(*array, sortColumn);
-    for (const void *candidate : candidates.items())
-        m_tickWindows.poolItems.push_back(static_cast<const VXDictionary *>(candidate));
-    m_poolMatcher.noteOwnChanges(m_tickWindows.poolItems, sorted);
+    matcher.noteOwnChanges(candidates.items(), sorted);
     // After a forced tick the journal compares every pool item, as the change before it may
     // have touched any; otherwise the ones this tick consolidated.
-    if (tick.fullWalk) {
-        m_tickWindows.poolItems.clear();
-    } else {
+    if (!tick.fullWalk) {
         m_tickWindows.everyPoolItem = false;
+        for (const std::uint32_t candidate : candidates.items())
+            m_tickWindows.poolItems.push_back(matcher.item(candidate));
         m_tickWindows.sortedPoolLists.assign(sorted.begin(), sorted.end());
     }
 
@@ -958,7 +962,7 @@ void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
     if (listingChanged || !staysInOrder(*m_poolArray, movedPools, sortColumn, true)) {
         m_poolArray->clear();
         for (const VXValue &poolValue : *tick.pools) {
-            if (poolValue.isDictionary() && (showInactive || seenNow.contains(poolValue.dictionary())))
+            if (poolValue.isDictionary() && (showInactive || seenPools.contains(poolValue.dictionary())))
                 m_poolArray->append(poolValue);
         }
         sortPoolArray(sortColumn);
