@@ -45,7 +45,7 @@ void checkPools(const VXArray *pools, VXDictionary &item, bool gap, double inter
 // (settle), as on an idle desktop between ticks, there is no pass.
 //
 // The matcher keeps the working marks of the pools, members and entries it credits itself
-// (creditedNow()) instead of storing them in the items, and consolidates those items with them
+// instead of storing them in the items, and consolidates those items with them
 // (consolidate()); it finds each item's times where it found them at the tick before, so that a
 // pool credited every tick is neither looked up nor changed but for its times. Only pools that
 // hold one item in two places are credited through marks stored in the items, as checkPools()
@@ -103,10 +103,8 @@ public:
         VXDictionary *pool = nullptr;
     };
     const Place &placeOf(std::uint32_t number) const { return m_items[number].place; }
-    // Whether checkPools() credited the item since the last clearTouched(), and as frontmost.
-    bool creditedNow(std::uint32_t number) const { return m_items[number].marked == m_round; }
-    bool creditedInFrontNow(std::uint32_t number) const { return m_items[number].frontMarked == m_round; }
-    // consolidateStates with the marks kept here.
+    // consolidateStates with the marks checkPools() kept for the item since the last
+    // clearTouched().
     bool consolidate(std::uint32_t number, bool gap, double timestamp, double previousTimestamp);
     // Stores the marks kept here in the items, as checkPools() would have (for a walk that
     // consolidates every item through the marks it finds in them).
