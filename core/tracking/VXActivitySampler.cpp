@@ -136,15 +136,16 @@ bool staysInOrder(const VXArray &list, const std::vector<const VXDictionary *> &
 {
     if (moved.empty())
         return true;
-    const auto inOrder = [&](std::size_t a, std::size_t b) {
-        const VXComparisonResult result = VXItemSortKey(list.objectAt(a).dictionary(), sortColumn)
-                                              .compare(VXItemSortKey(list.objectAt(b).dictionary(), sortColumn));
+    const auto keyAt = [&](std::size_t i) { return VXItemSortKey(list.objectAt(i).dictionary(), sortColumn); };
+    const auto inOrder = [strict](const VXItemSortKey &a, const VXItemSortKey &b) {
+        const VXComparisonResult result = a.compare(b);
         return strict ? result == VXOrderedAscending : result != VXOrderedDescending;
     };
     for (std::size_t i = 0; i < list.size(); ++i) {
         if (!std::binary_search(moved.begin(), moved.end(), list.objectAt(i).dictionary()))
             continue;
-        if ((i > 0 && !inOrder(i - 1, i)) || (i + 1 < list.size() && !inOrder(i, i + 1)))
+        const VXItemSortKey key = keyAt(i);
+        if ((i > 0 && !inOrder(keyAt(i - 1), key)) || (i + 1 < list.size() && !inOrder(key, keyAt(i + 1))))
             return false;
     }
     // A moved item not in the list (a pool not listed) leaves it as it is.
@@ -910,13 +911,19 @@ void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
         }
     }
     seenPools.seal();
-    // The items whose times moved, by the list that holds them (pools by the pool list).
+    // The items whose place in the order may have moved, by the list that holds them (pools by
+    // the pool list): those changed outside the ticks, and those credited now in a time the
+    // order reads (none by name, only "Front Time" by foreground time).
     std::vector<const VXDictionary *> &movedPools = m_poolsMoved;
     movedPools.clear();
     std::vector<std::pair<VXArray *, const VXDictionary *>> &moved = m_poolItemsMoved;
     moved.clear();
+    const auto orderMayMove
+        = [&](std::uint32_t item) { return sortColumn >= 2 || (sortColumn == 1 && matcher.creditedInFront(item)); };
     for (const auto *changed : {&matcher.touched(), &matcher.changedOutside()}) {
         for (const std::uint32_t item : *changed) {
+            if (changed == &matcher.touched() && !orderMayMove(item))
+                continue;
             const VXPoolMatcher::Place &place = matcher.placeOf(item);
             if (!place.array)
                 movedPools.push_back(place.pool);

@@ -103,6 +103,8 @@ public:
         VXDictionary *pool = nullptr;
     };
     const Place &placeOf(std::uint32_t number) const { return m_items[number].place; }
+    // Whether checkPools() credited the item as frontmost since the last clearTouched().
+    bool creditedInFront(std::uint32_t number) const { return m_items[number].frontMarked == m_round; }
     // consolidateStates with the marks checkPools() kept for the item since the last
     // clearTouched().
     bool consolidate(std::uint32_t number, bool gap, double timestamp, double previousTimestamp);
