@@ -109,23 +109,48 @@ void setString(VXDictionary &item, const QString &key, const QString &value)
         item.insert(key, value);
 }
 
-// A set of items by identity, kept as a sorted list: small, and no allocation once it has grown.
-class IdentitySet
+// A set of items by identity (or by number), kept as a sorted list: small, and no allocation
+// once it has grown.
+template <class Item> class IdentitySet
 {
 public:
-    explicit IdentitySet(std::vector<const void *> &storage) : m_items(storage) { m_items.clear(); }
-    void add(const void *item) { m_items.push_back(item); }
+    explicit IdentitySet(std::vector<Item> &storage) : m_items(storage) { m_items.clear(); }
+    void add(Item item) { m_items.push_back(item); }
     void seal()
     {
         std::sort(m_items.begin(), m_items.end());
         m_items.erase(std::unique(m_items.begin(), m_items.end()), m_items.end());
     }
-    bool contains(const void *item) const { return std::binary_search(m_items.begin(), m_items.end(), item); }
-    const std::vector<const void *> &items() const { return m_items; }
+    bool contains(Item item) const { return std::binary_search(m_items.begin(), m_items.end(), item); }
+    const std::vector<Item> &items() const { return m_items; }
 
 private:
-    std::vector<const void *> &m_items;
+    std::vector<Item> &m_items;
 };
+
+// Whether a list that was in order (VXSortItemArray's, or with `strict` the pool list's, where
+// items that tie are left to their order in "Pools") is in order still, when only `moved`
+// (sorted by address) can have changed their place in it: each of them must stand in order
+// with its neighbours. Ties in the pool list are not settled here: they answer no.
+bool staysInOrder(const VXArray &list, const std::vector<const VXDictionary *> &moved, int sortColumn, bool strict)
+{
+    if (moved.empty())
+        return true;
+    const auto keyAt = [&](std::size_t i) { return VXItemSortKey(list.objectAt(i).dictionary(), sortColumn); };
+    const auto inOrder = [strict](const VXItemSortKey &a, const VXItemSortKey &b) {
+        const VXComparisonResult result = a.compare(b);
+        return strict ? result == VXOrderedAscending : result != VXOrderedDescending;
+    };
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        if (!std::binary_search(moved.begin(), moved.end(), list.objectAt(i).dictionary()))
+            continue;
+        const VXItemSortKey key = keyAt(i);
+        if ((i > 0 && !inOrder(keyAt(i - 1), key)) || (i + 1 < list.size() && !inOrder(key, keyAt(i + 1))))
+            return false;
+    }
+    // A moved item not in the list (a pool not listed) leaves it as it is.
+    return true;
+}
 
 std::vector<VXPattern> compiledPatterns(const QStringList &patterns)
 {
@@ -391,7 +416,7 @@ void VXActivitySampler::sample(VXDictionaryRef &configuration, const VXDesktopSn
     // a pool renamed) are the ones the matcher found changed, and any other change to the pools
     // made the matcher prepare them anew, which drops the record.
     tick.usePoolRecord = m_hasPoolRecord && tick.pools && m_poolRecordSortColumn == settings.sortColumn
-        && m_poolRecordShowsInactive == settings.showInactivePools;
+        && m_poolRecordShowsInactive == settings.showInactivePools && !m_poolMatcher.holdsAnItemTwice();
 
     tick.fullWalk = fullWalk;
     tick.useRecord = m_hasRecord;
@@ -782,11 +807,15 @@ void VXActivitySampler::consolidateEveryPool(Tick &tick)
 {
     m_poolArray->clear();
     const int sortColumn = tick.settings.sortColumn;
-    std::vector<VXDictionaryRef> seen;
+    // The walk consolidates through the marks it finds in the items.
+    m_poolMatcher.storeMarks();
+    std::vector<std::uint32_t> seen;
     auto consolidateItem = [&](VXDictionary &item) {
         const bool wasSeen = consolidate(tick, item);
-        if (wasSeen)
-            seen.emplace_back(&item);
+        if (wasSeen) {
+            if (const std::optional<std::uint32_t> number = m_poolMatcher.numberOf(&item))
+                seen.push_back(*number);
+        }
         return wasSeen;
     };
     if (tick.pools) {
@@ -827,83 +856,120 @@ void VXActivitySampler::consolidateEveryPool(Tick &tick)
 }
 
 // With the record, only the items seen at the previous tick or now can change (the others are
-// dormant), only the lists holding an item credited now can change order, and the pool list
-// changes only when a pool is among them. A pool listed now and not before has its lists
-// sorted, which they were not while it was unlisted.
+// dormant), only the lists holding an item whose times moved (credited now, or changed outside
+// the ticks) can change order, and the pool list changes only when a pool is among those or
+// starts or stops being listed. A pool listed now and not before has its lists sorted, which
+// they were not while it was unlisted. A list that was in order stays in order unless a moved
+// item now stands out of order with a neighbour, so the neighbours of the moved items are all
+// that is read of it (see staysInOrder); only a list found out of order is sorted.
 void VXActivitySampler::consolidatePoolsSeen(Tick &tick)
 {
     const int sortColumn = tick.settings.sortColumn;
     const bool showInactive = tick.settings.showInactivePools;
-    IdentitySet previouslySeen(m_poolPreviouslySeen);
-    IdentitySet candidates(m_poolCandidates);
-    for (const VXDictionaryRef &item : m_seenPoolItems) {
-        previouslySeen.add(item.get());
-        candidates.add(item.get());
-    }
-    for (const VXDictionary *item : m_poolMatcher.touched())
+    VXPoolMatcher &matcher = m_poolMatcher;
+    IdentitySet<std::uint32_t> previouslySeen(m_poolPreviouslySeen);
+    IdentitySet<std::uint32_t> candidates(m_poolCandidates);
+    for (const std::uint32_t item : m_seenPoolItems) {
+        previouslySeen.add(item);
         candidates.add(item);
-    for (const VXDictionary *item : m_poolMatcher.changedOutside())
+    }
+    for (const std::uint32_t item : matcher.touched())
+        candidates.add(item);
+    for (const std::uint32_t item : matcher.changedOutside())
         candidates.add(item);
     previouslySeen.seal();
     candidates.seal();
 
-    std::vector<VXDictionaryRef> seen;
+    std::vector<std::uint32_t> seen;
     seen.reserve(candidates.items().size());
-    std::vector<VXArray *> &unsorted = m_poolArraysToSort;
-    unsorted.clear();
-    bool poolChanged = false;
-    for (const void *candidate : candidates.items()) {
-        VXDictionary &item = *static_cast<VXDictionary *>(const_cast<void *>(candidate));
-        const bool active = consolidate(tick, item);
+    IdentitySet<const VXDictionary *> seenPools(m_poolSeenNow);
+    std::vector<VXArray *> &sorted = m_poolArraysToSort;
+    sorted.clear();
+    bool listingChanged = false;
+    for (const std::uint32_t candidate : candidates.items()) {
+        ++m_consolidatedItems;
+        const bool active = matcher.consolidate(candidate, tick.gap, tick.timestamp, tick.previous);
         if (active)
-            seen.emplace_back(&item);
-        if (m_poolMatcher.placeOf(&item))
+            seen.push_back(candidate);
+        const VXPoolMatcher::Place &place = matcher.placeOf(candidate);
+        if (place.array)
             continue;
-        // A pool.
-        poolChanged = true;
-        if (active && !showInactive && !previouslySeen.contains(&item)) {
-            if (VXArray *members = item.value(VXChildrenKey).array()) {
-                unsorted.push_back(members);
+        // A pool: listed now and not before, or the other way round.
+        if (active)
+            seenPools.add(place.pool);
+        if (!showInactive && active != previouslySeen.contains(candidate))
+            listingChanged = true;
+        if (active && !showInactive && !previouslySeen.contains(candidate)) {
+            if (VXArray *members = place.pool->value(VXChildrenKey).array()) {
+                sorted.push_back(members);
                 for (const VXValue &member : *members) {
                     if (VXArray *entries
                         = member.dictionary() ? member.dictionary()->value(VXChildrenKey).array() : nullptr)
-                        unsorted.push_back(entries);
+                        sorted.push_back(entries);
                 }
             }
         }
     }
-    IdentitySet seenNow(m_poolSeenNow);
-    for (const VXDictionaryRef &item : seen)
-        seenNow.add(item.get());
-    seenNow.seal();
-    // The lists of the items whose times moved: credited now, or changed outside the ticks.
-    for (const auto *moved : {&m_poolMatcher.touched(), &m_poolMatcher.changedOutside()}) {
-        for (const VXDictionary *item : *moved) {
-            const VXPoolMatcher::Place *place = m_poolMatcher.placeOf(item);
-            if (place && (showInactive || seenNow.contains(place->pool)))
-                unsorted.push_back(place->array);
+    seenPools.seal();
+    // The items whose place in the order may have moved, by the list that holds them (pools by
+    // the pool list): those changed outside the ticks, and those credited now in a time the
+    // order reads (none by name, only "Front Time" by foreground time).
+    std::vector<const VXDictionary *> &movedPools = m_poolsMoved;
+    movedPools.clear();
+    std::vector<std::pair<VXArray *, const VXDictionary *>> &moved = m_poolItemsMoved;
+    moved.clear();
+    const auto orderMayMove
+        = [&](std::uint32_t item) { return sortColumn >= 2 || (sortColumn == 1 && matcher.creditedInFront(item)); };
+    for (const auto *changed : {&matcher.touched(), &matcher.changedOutside()}) {
+        for (const std::uint32_t item : *changed) {
+            if (changed == &matcher.touched() && !orderMayMove(item))
+                continue;
+            const VXPoolMatcher::Place &place = matcher.placeOf(item);
+            if (!place.array)
+                movedPools.push_back(place.pool);
+            else if (showInactive || seenPools.contains(place.pool))
+                moved.emplace_back(place.array, matcher.item(item));
         }
     }
-    std::sort(unsorted.begin(), unsorted.end());
-    unsorted.erase(std::unique(unsorted.begin(), unsorted.end()), unsorted.end());
-    for (VXArray *array : unsorted)
+    std::sort(sorted.begin(), sorted.end());
+    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    std::sort(moved.begin(), moved.end());
+    moved.erase(std::unique(moved.begin(), moved.end()), moved.end());
+    for (auto first = moved.begin(); first != moved.end();) {
+        VXArray *array = first->first;
+        const auto last = std::find_if(first, moved.end(), [array](const auto &entry) { return entry.first != array; });
+        std::vector<const VXDictionary *> &items = m_poolsMovedInList;
+        items.clear();
+        for (auto it = first; it != last; ++it)
+            items.push_back(it->second);
+        first = last;
+        if (std::binary_search(sorted.begin(), sorted.end(), array))
+            continue;   // sorted whole below
+        if (!staysInOrder(*array, items, sortColumn, false))
+            sorted.push_back(array);
+    }
+    std::sort(sorted.begin(), sorted.end());
+    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    for (VXArray *array : sorted)
         VXSortItemArray(*array, sortColumn);
-    for (const void *candidate : candidates.items())
-        m_tickWindows.poolItems.push_back(static_cast<const VXDictionary *>(candidate));
-    m_poolMatcher.noteOwnChanges(m_tickWindows.poolItems, unsorted);
+    matcher.noteOwnChanges(candidates.items(), sorted);
     // After a forced tick the journal compares every pool item, as the change before it may
     // have touched any; otherwise the ones this tick consolidated.
-    if (tick.fullWalk) {
-        m_tickWindows.poolItems.clear();
-    } else {
+    if (!tick.fullWalk) {
         m_tickWindows.everyPoolItem = false;
-        m_tickWindows.sortedPoolLists.assign(unsorted.begin(), unsorted.end());
+        for (const std::uint32_t candidate : candidates.items())
+            m_tickWindows.poolItems.push_back(matcher.item(candidate));
+        m_tickWindows.sortedPoolLists.assign(sorted.begin(), sorted.end());
     }
 
-    if (poolChanged) {
+    // The pool list: as it was while the same pools are listed and the moved ones stay in order
+    // among them; otherwise made anew from "Pools" and sorted.
+    std::sort(movedPools.begin(), movedPools.end());
+    movedPools.erase(std::unique(movedPools.begin(), movedPools.end()), movedPools.end());
+    if (listingChanged || !staysInOrder(*m_poolArray, movedPools, sortColumn, true)) {
         m_poolArray->clear();
         for (const VXValue &poolValue : *tick.pools) {
-            if (poolValue.isDictionary() && (showInactive || seenNow.contains(poolValue.dictionary())))
+            if (poolValue.isDictionary() && (showInactive || seenPools.contains(poolValue.dictionary())))
                 m_poolArray->append(poolValue);
         }
         sortPoolArray(sortColumn);

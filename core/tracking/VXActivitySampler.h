@@ -39,6 +39,7 @@
 #include <memory>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 class VXUserDefaults;
@@ -232,11 +233,14 @@ private:
     bool m_hasPoolRecord = false;
     int m_poolRecordSortColumn = 0;
     bool m_poolRecordShowsInactive = true;
-    std::vector<VXDictionaryRef> m_seenPoolItems;
+    std::vector<std::uint32_t> m_seenPoolItems;   // by their numbers in the pool matcher
     // Scratch lists of the pool step, kept for their capacity.
-    std::vector<const void *> m_poolCandidates;
-    std::vector<const void *> m_poolPreviouslySeen;
-    std::vector<const void *> m_poolSeenNow;
+    std::vector<std::uint32_t> m_poolCandidates;
+    std::vector<std::uint32_t> m_poolPreviouslySeen;
+    std::vector<const VXDictionary *> m_poolSeenNow;
     std::vector<VXArray *> m_poolArraysToSort;
+    std::vector<const VXDictionary *> m_poolsMoved;
+    std::vector<std::pair<VXArray *, const VXDictionary *>> m_poolItemsMoved;
+    std::vector<const VXDictionary *> m_poolsMovedInList;
     std::vector<VXDictionaryRef> m_previousPoolOrder;
 };

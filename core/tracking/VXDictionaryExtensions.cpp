@@ -97,31 +97,21 @@ void tryToSetObject(VXDictionary &item, const VXValue &object, const QString &ke
         item.insert(key, object);
 }
 
-bool consolidateFrontState(VXDictionary &item, bool frontState, bool gap, double timestamp, double previousTimestamp)
+namespace {
+
+// One state of consolidateFrontState, its three values found: seen when marked here or by
+// `marked`.
+bool consolidateFound(VXDictionary &item, bool frontState, const VXValue *mark, const VXValue *flag,
+                      const VXValue *logValue, bool marked, bool gap, double timestamp, double previousTimestamp)
 {
     const QString &markKey = frontState ? VXFrontActiveMarkKey : VXActiveMarkKey;
     const QString &flagKey = frontState ? VXFrontActiveKey : VXActiveKey;
     const QString &logKey = frontState ? VXFrontActiveLogKey : VXActiveLogKey;
-
-    // One pass over the item finds the three keys: every live item goes through here twice a
-    // tick, and a pass over its dozen entries is cheaper than hashing three keys.
-    const VXValue *mark = nullptr;
-    const VXValue *flag = nullptr;
-    const VXValue *logValue = nullptr;
-    for (const VXDictionary::Entry &entry : item) {
-        const qsizetype size = entry.key.size();
-        if (size == markKey.size() && entry.key == markKey)
-            mark = &entry.value;
-        else if (size == flagKey.size() && entry.key == flagKey)
-            flag = &entry.value;
-        else if (size == logKey.size() && entry.key == logKey)
-            logValue = &entry.value;
-    }
     // The log is a shared object: its address survives the changes to the item below, which may
     // move the item's entries.
     VXArray *log = logValue ? logValue->array() : nullptr;
     const bool hasMark = mark != nullptr;
-    const bool seen = hasMark && mark->toBool();
+    const bool seen = marked || (hasMark && mark->toBool());
 
     // The mark becomes the flag (stored as true, or removed), and goes.
     if (seen) {
@@ -169,10 +159,70 @@ bool consolidateFrontState(VXDictionary &item, bool frontState, bool gap, double
     return false;
 }
 
+}   // namespace
+
+bool consolidateFrontState(VXDictionary &item, bool frontState, bool gap, double timestamp, double previousTimestamp)
+{
+    const QString &markKey = frontState ? VXFrontActiveMarkKey : VXActiveMarkKey;
+    const QString &flagKey = frontState ? VXFrontActiveKey : VXActiveKey;
+    const QString &logKey = frontState ? VXFrontActiveLogKey : VXActiveLogKey;
+
+    // One pass over the item finds the three keys: every live item goes through here twice a
+    // tick, and a pass over its dozen entries is cheaper than hashing three keys.
+    const VXValue *mark = nullptr;
+    const VXValue *flag = nullptr;
+    const VXValue *logValue = nullptr;
+    for (const VXDictionary::Entry &entry : item) {
+        const qsizetype size = entry.key.size();
+        if (size == markKey.size() && entry.key == markKey)
+            mark = &entry.value;
+        else if (size == flagKey.size() && entry.key == flagKey)
+            flag = &entry.value;
+        else if (size == logKey.size() && entry.key == logKey)
+            logValue = &entry.value;
+    }
+    return consolidateFound(item, frontState, mark, flag, logValue, false, gap, timestamp, previousTimestamp);
+}
+
 bool consolidateStates(VXDictionary &item, bool gap, double timestamp, double previousTimestamp)
 {
     consolidateFrontState(item, true, gap, timestamp, previousTimestamp);
     return consolidateFrontState(item, false, gap, timestamp, previousTimestamp);
+}
+
+void VXTickSlots::locate(const VXDictionary &item)
+{
+    static const std::array<const QString *, 8> keys {&VXActiveKey,          &VXFrontActiveKey,   &VXActiveMarkKey,
+                                                      &VXFrontActiveMarkKey, &VXTimeKey,          &VXFrontTimeKey,
+                                                      &VXActiveLogKey,       &VXFrontActiveLogKey};
+    m_indexes.fill(-1);
+    for (std::size_t i = 0; i < item.size(); ++i) {
+        const QString &key = item.entries()[i].key;
+        for (std::size_t slot = 0; slot < keys.size(); ++slot) {
+            if (key.size() == keys[slot]->size() && key == *keys[slot]) {
+                m_indexes[slot] = std::int32_t(i);
+                break;
+            }
+        }
+    }
+    m_changes = item.changeCount();
+    m_located = true;
+}
+
+bool consolidateStates(VXDictionary &item, VXTickSlots &slots, bool seen, bool seenInFront, bool gap, double timestamp,
+                       double previousTimestamp)
+{
+    // Each state may store or remove entries, after which the slots are found anew.
+    const auto state = [&](bool frontState, bool marked) {
+        using Slot = VXTickSlots::Slot;
+        return consolidateFound(item, frontState,
+                                slots.value(item, frontState ? Slot::FrontActiveMark : Slot::ActiveMark),
+                                slots.value(item, frontState ? Slot::FrontActive : Slot::Active),
+                                slots.value(item, frontState ? Slot::FrontActiveLog : Slot::ActiveLog), marked, gap,
+                                timestamp, previousTimestamp);
+    };
+    state(true, seenInFront);
+    return state(false, seen);
 }
 
 void resetTimersRecursively(VXDictionary &item)

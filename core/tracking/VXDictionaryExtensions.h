@@ -21,6 +21,7 @@
 
 #include <QString>
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -70,6 +71,47 @@ void tryToSetObject(VXDictionary &item, const VXValue &object, const QString &ke
 bool consolidateFrontState(VXDictionary &item, bool frontState, bool gap, double timestamp, double previousTimestamp);
 // The frontmost state, then the active state; answers the active state's result.
 bool consolidateStates(VXDictionary &item, bool gap, double timestamp, double previousTimestamp);
+
+// Where the keys that a tick reads and writes sit among one item's entries, found in one pass and
+// trusted while the item's change count stays where it was: entries move only when one is
+// stored or removed, never when a value is changed in place. An item credited every tick keeps
+// its keys where they are, so that a tick reads and adds its times without a look-up.
+class VXTickSlots
+{
+public:
+    enum Slot : std::uint8_t {
+        Active,
+        FrontActive,
+        ActiveMark,
+        FrontActiveMark,
+        Time,
+        FrontTime,
+        ActiveLog,
+        FrontActiveLog
+    };
+
+    // The item's value under the slot's key, or null. Always asked of the same item.
+    VXValue *value(VXDictionary &item, Slot slot)
+    {
+        if (!m_located || m_changes != item.changeCount())
+            locate(item);
+        const std::int32_t index = m_indexes[slot];
+        return index < 0 ? nullptr : &item.valueAt(std::size_t(index));
+    }
+
+private:
+    void locate(const VXDictionary &item);
+
+    bool m_located = false;
+    std::uint32_t m_changes = 0;
+    std::array<std::int32_t, 8> m_indexes {};
+};
+
+// consolidateStates for an item whose working marks are kept outside it: `seen` and
+// `seenInFront` say whether the tick marked it (a mark stored in the item counts as well, and
+// goes).
+bool consolidateStates(VXDictionary &item, VXTickSlots &slots, bool seen, bool seenInFront, bool gap, double timestamp,
+                       double previousTimestamp);
 
 // Removes "Active", "Active Log", "Time", "Front Active", "Front Active Log" and "Front Time"
 // from the item and from every item under it (through "Windows By Name", else "Children").

@@ -66,6 +66,30 @@ bool credit(VXDictionary &item, bool gap, double interval, bool isFrontmost)
     return first;
 }
 
+// credit() for an item whose marks are kept outside it: `first` and `firstInFront` say whether
+// this is its first credit of the tick, and its first as frontmost.
+void creditTimes(VXDictionary &item, VXTickSlots &slots, bool gap, double interval, bool first, bool firstInFront)
+{
+    if (gap)
+        return;
+    using Slot = VXTickSlots::Slot;
+    const VXValue *active = first ? slots.value(item, Slot::Active) : nullptr;
+    const VXValue *frontActive = firstInFront ? slots.value(item, Slot::FrontActive) : nullptr;
+    const bool creditTime = active && active->toBool();
+    const bool creditFrontTime = frontActive && frontActive->toBool();
+    VXValue *time = creditTime ? slots.value(item, Slot::Time) : nullptr;
+    VXValue *frontTime = creditFrontTime ? slots.value(item, Slot::FrontTime) : nullptr;
+    // Stored times change in place before any entry is added, which may move the entries.
+    if (time)
+        *time = VXValue(time->toDouble() + interval);
+    if (frontTime)
+        *frontTime = VXValue(frontTime->toDouble() + interval);
+    if (creditTime && !time)
+        item.insert(VXTimeKey, interval);
+    if (creditFrontTime && !frontTime)
+        item.insert(VXFrontTimeKey, interval);
+}
+
 const VXArray *nonEmptyChildren(const VXDictionary &item)
 {
     const VXArray *children = item.value(VXChildrenKey).array();
@@ -169,13 +193,13 @@ void VXPoolMatcher::clear()
     m_itemIndexes.clear();
     m_listIndexes.clear();
     m_matches->byName.clear();
-    m_places.clear();
+    m_holdsAnItemTwice = false;
 }
 
-const VXPoolMatcher::Place *VXPoolMatcher::placeOf(const VXDictionary *item) const
+std::optional<std::uint32_t> VXPoolMatcher::numberOf(const VXDictionary *item) const
 {
-    const auto found = m_places.find(item);
-    return found != m_places.end() ? &found->second : nullptr;
+    const auto found = m_itemIndexes.find(item);
+    return found != m_itemIndexes.end() ? std::optional(std::uint32_t(found->second)) : std::nullopt;
 }
 
 void VXPoolMatcher::tieList(const VXArray *array)
@@ -196,10 +220,17 @@ void VXPoolMatcher::build(const VXArray *pools)
     m_pools = VXArrayRef(const_cast<VXArray *>(pools));
     m_prepared.reserve(pools->size());
     tieList(pools);
-    const auto tie = [this](VXDictionary *item, std::uint32_t member, std::uint32_t entry) {
+    const auto tie = [this](VXDictionary *item, std::uint32_t member, std::uint32_t entry, Place place) {
         const auto index = std::uint32_t(m_items.size());
-        m_itemIndexes[item] = index;
-        m_items.push_back({item, item->changeCount(), std::uint32_t(m_prepared.size() - 1), member, entry});
+        if (!m_itemIndexes.emplace(item, index).second)
+            m_holdsAnItemTwice = true;
+        ItemTie &made = m_items.emplace_back();
+        made.dictionary = item;
+        made.changes = item->changeCount();
+        made.pool = std::uint32_t(m_prepared.size() - 1);
+        made.member = member;
+        made.entry = entry;
+        made.place = place;
         return index;
     };
     for (const VXValue &poolValue : *pools) {
@@ -209,7 +240,7 @@ void VXPoolMatcher::build(const VXArray *pools)
         Pool &prepared = m_prepared.emplace_back();
         prepared.dictionary = VXDictionaryRef(pool);
         prepared.children = pool->value(VXChildrenKey);
-        prepared.tie = tie(pool, kNone, kNone);
+        prepared.tie = tie(pool, kNone, kNone, {nullptr, pool});
         VXArray *members = prepared.children.array();
         if (!members)
             continue;
@@ -222,8 +253,7 @@ void VXPoolMatcher::build(const VXArray *pools)
             const auto memberIndex = std::uint32_t(prepared.members.size());
             Member &preparedMember = prepared.members.emplace_back();
             preparedMember.dictionary = VXDictionaryRef(member);
-            preparedMember.tie = tie(member, memberIndex, kNone);
-            m_places[member] = {members, pool};
+            preparedMember.tie = tie(member, memberIndex, kNone, {members, pool});
             preparedMember.name = member->value(VXNameKey);
             preparedMember.applicationIDValue = member->value(VXApplicationIDKey);
             preparedMember.matchAnyApplication = member->value(VXMatchAnyApplicationKey);
@@ -240,10 +270,10 @@ void VXPoolMatcher::build(const VXArray *pools)
             for (const VXValue &entryValue : *entries) {
                 if (VXDictionary *entry = entryValue.dictionary()) {
                     const VXValue &entryName = entry->value(VXNameKey);
-                    const std::uint32_t index = tie(entry, memberIndex, std::uint32_t(preparedMember.entries.size()));
+                    const std::uint32_t index
+                        = tie(entry, memberIndex, std::uint32_t(preparedMember.entries.size()), {entries, pool});
                     preparedMember.entries.push_back(
                         {VXDictionaryRef(entry), index, entryName, VXPattern(entryName.toString(), false)});
-                    m_places[entry] = {entries, pool};
                 }
             }
         }
@@ -315,14 +345,15 @@ bool VXPoolMatcher::isCurrent(const VXArray *pools)
                 return false;
         }
     }
-    for (ItemTie &tie : m_items) {
+    for (std::size_t i = 0; i < m_items.size(); ++i) {
+        ItemTie &tie = m_items[i];
         const std::uint32_t changes = tie.dictionary->changeCount();
         if (changes == tie.changes)
             continue;
         if (!holdsPreparedValues(tie))
             return false;
         tie.changes = changes;
-        m_changedOutside.push_back(tie.dictionary);
+        m_changedOutside.push_back(std::uint32_t(i));
     }
     return true;
 }
@@ -353,14 +384,10 @@ void VXPoolMatcher::retieList(const ListTie &list)
         m_listItems[list.first + i] = list.array->objectAt(i).dictionary();
 }
 
-void VXPoolMatcher::noteOwnChanges(const std::vector<const VXDictionary *> &items,
-                                   const std::vector<VXArray *> &sortedLists)
+void VXPoolMatcher::noteOwnChanges(const std::vector<std::uint32_t> &items, const std::vector<VXArray *> &sortedLists)
 {
-    for (const VXDictionary *item : items) {
-        const auto found = m_itemIndexes.find(item);
-        if (found != m_itemIndexes.end())
-            m_items[found->second].changes = item->changeCount();
-    }
+    for (const std::uint32_t number : items)
+        m_items[number].changes = m_items[number].dictionary->changeCount();
     for (const VXArray *array : sortedLists) {
         const auto found = m_listIndexes.find(array);
         if (found != m_listIndexes.end())
@@ -430,11 +457,36 @@ void VXPoolMatcher::checkPools(VXDictionary &item, bool gap, double interval, bo
         // Credited already in this round, as frontmost too if this is: its marks are set.
         if (tie.marked == m_round && (!isFrontmost || tie.frontMarked == m_round))
             continue;
-        if (credit(*tie.dictionary, gap, interval, isFrontmost))
-            m_touched.push_back(tie.dictionary);
+        const bool first = tie.marked != m_round;
+        if (m_holdsAnItemTwice) {
+            // The item's other place has its own tie: the marks in the item keep it to one credit.
+            if (credit(*tie.dictionary, gap, interval, isFrontmost))
+                m_touched.push_back(index);
+        } else {
+            creditTimes(*tie.dictionary, tie.slots, gap, interval, first, isFrontmost && tie.frontMarked != m_round);
+            if (first)
+                m_touched.push_back(index);
+        }
         tie.marked = m_round;
         if (isFrontmost)
             tie.frontMarked = m_round;
+    }
+}
+
+bool VXPoolMatcher::consolidate(std::uint32_t number, bool gap, double timestamp, double previousTimestamp)
+{
+    ItemTie &tie = m_items[number];
+    return consolidateStates(*tie.dictionary, tie.slots, tie.marked == m_round, tie.frontMarked == m_round, gap,
+                             timestamp, previousTimestamp);
+}
+
+void VXPoolMatcher::storeMarks()
+{
+    for (const std::uint32_t number : m_touched) {
+        ItemTie &tie = m_items[number];
+        setBool(*tie.dictionary, true, VXActiveMarkKey);
+        if (tie.frontMarked == m_round)
+            setBool(*tie.dictionary, true, VXFrontActiveMarkKey);
     }
 }
 

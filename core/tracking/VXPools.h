@@ -14,6 +14,7 @@
 //     windows of one tick:   [Report 1] [Report 2]     (both match the entry "Report*")
 //     entry "Report*":       +interval, once
 
+#include "VXDictionaryExtensions.h"
 #include "VXPatternExtensions.h"
 #include "VXValue.h"
 
@@ -21,6 +22,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -41,6 +43,13 @@ void checkPools(const VXArray *pools, VXDictionary &item, bool gap, double inter
 // itself (noteOwnChanges), so that an item it credited or a list it sorted is not compared value
 // for value at the next tick. When no container changed at all since the last tick ended
 // (settle), as on an idle desktop between ticks, there is no pass.
+//
+// The matcher keeps the working marks of the pools, members and entries it credits itself
+// instead of storing them in the items, and consolidates those items with them
+// (consolidate()); it finds each item's times where it found them at the tick before, so that a
+// pool credited every tick is neither looked up nor changed but for its times. Only pools that
+// hold one item in two places are credited through marks stored in the items, as checkPools()
+// does.
 class VXPoolMatcher
 {
 public:
@@ -53,16 +62,18 @@ public:
     bool update(const VXArray *pools);
     // The pools, members and entries that the last update() found changed since the tick before
     // told its own changes, though still as prepared (times reset, a pool renamed): the changes
-    // made outside the ticks. Empty after an update() that prepared the pools anew.
-    const std::vector<VXDictionary *> &changedOutside() const { return m_changedOutside; }
+    // made outside the ticks. Empty after an update() that prepared the pools anew. By their
+    // numbers (item()).
+    const std::vector<std::uint32_t> &changedOutside() const { return m_changedOutside; }
     // Lets go of the pools.
     void clear();
 
     void checkPools(VXDictionary &item, bool gap, double interval, bool isFrontmost);
 
-    // The tick changed these items and sorted these lists itself, after update(): nothing the
-    // pools are prepared from (only marks, flags, times and logs, and the order of a list).
-    void noteOwnChanges(const std::vector<const VXDictionary *> &items, const std::vector<VXArray *> &sortedLists);
+    // The tick changed these items (by number) and sorted these lists itself, after update():
+    // nothing the pools are prepared from (only marks, flags, times and logs, and the order of a
+    // list).
+    void noteOwnChanges(const std::vector<std::uint32_t> &items, const std::vector<VXArray *> &sortedLists);
     // The same for every item and list (a tick that walked all of them).
     void noteOwnChangesToAll();
     // The tick is over and what it changed is noted: until this thread changes a container again
@@ -70,24 +81,39 @@ public:
     // Pools are changed on the thread that ticks.
     void settle();
 
-    // The pools, members and entries that checkPools() marked since the last clearTouched().
-    // Until then they keep their marks (only consolidation takes them, after the crediting), so
-    // a later match of one of them in the same tick, which would find its marks set and change
-    // nothing, is skipped without a look at it.
-    const std::vector<VXDictionary *> &touched() const { return m_touched; }
+    // The pools, members and entries (by number) that checkPools() marked since the last
+    // clearTouched(). Until then they keep their marks (only consolidation takes them, after the
+    // crediting), so a later match of one of them in the same tick, which would find its marks
+    // set and change nothing, is skipped without a look at it.
+    const std::vector<std::uint32_t> &touched() const { return m_touched; }
     void clearTouched()
     {
         m_touched.clear();
         ++m_round;
     }
 
-    // Where a prepared member or entry is listed: the array that holds it (a pool's members, a
-    // member's entries) and the pool it belongs to. Null for anything else (pools included).
+    // The prepared pools, members and entries are numbered, in the order of the tree, until
+    // they are prepared anew.
+    VXDictionary *item(std::uint32_t number) const { return m_items[number].dictionary; }
+    std::optional<std::uint32_t> numberOf(const VXDictionary *item) const;
+    // Where a member or entry is listed: the array that holds it (a pool's members, a member's
+    // entries) and the pool it belongs to. A pool has no array.
     struct Place {
         VXArray *array = nullptr;
         VXDictionary *pool = nullptr;
     };
-    const Place *placeOf(const VXDictionary *item) const;
+    const Place &placeOf(std::uint32_t number) const { return m_items[number].place; }
+    // Whether checkPools() credited the item as frontmost since the last clearTouched().
+    bool creditedInFront(std::uint32_t number) const { return m_items[number].frontMarked == m_round; }
+    // consolidateStates with the marks checkPools() kept for the item since the last
+    // clearTouched().
+    bool consolidate(std::uint32_t number, bool gap, double timestamp, double previousTimestamp);
+    // Stores the marks kept here in the items, as checkPools() would have (for a walk that
+    // consolidates every item through the marks it finds in them).
+    void storeMarks();
+    // Whether one item is held in two places: then checkPools() marks the items themselves, and
+    // consolidation must walk the tree.
+    bool holdsAnItemTwice() const { return m_holdsAnItemTwice; }
 
 private:
     struct Entry {
@@ -137,6 +163,8 @@ private:
         // credited it as frontmost.
         std::uint64_t marked = 0;
         std::uint64_t frontMarked = 0;
+        Place place;
+        VXTickSlots slots;
     };
 
     bool isCurrent(const VXArray *pools);
@@ -158,10 +186,10 @@ private:
     std::unordered_map<const VXDictionary *, std::size_t> m_itemIndexes;   // into m_items
     std::unordered_map<const VXArray *, std::size_t> m_listIndexes;   // into m_lists
     std::unique_ptr<Matches> m_matches;
-    std::vector<VXDictionary *> m_touched;
-    std::vector<VXDictionary *> m_changedOutside;
+    std::vector<std::uint32_t> m_touched;
+    std::vector<std::uint32_t> m_changedOutside;
     std::uint64_t m_round = 1;
-    std::unordered_map<const VXDictionary *, Place> m_places;
+    bool m_holdsAnItemTwice = false;
 };
 
 // The member that the "Match Any Application" command acts on for an item of the pool list:
