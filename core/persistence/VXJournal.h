@@ -146,7 +146,7 @@ public:
     // blacklist edit): the next flush saves it whole.
     void noteTreeReplaced();
     // The tree just replaced (noteTreeReplaced) is a mutable copy of `snapshot`
-    // (VXMutableCopyOfSnapshot of an undo state), unchanged since: the next flush still saves it
+    // (VXRestoredTree of an undo state), unchanged since: the next flush still saves it
     // whole, but that save shares with `snapshot` what did not move since, as a half-hourly save
     // shares with the last one.
     void noteTreeRestored(const VXDictionaryRef &snapshot);
