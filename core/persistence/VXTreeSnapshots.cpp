@@ -348,12 +348,18 @@ public:
         // Only a table of containers is worth the walk; an array (an event log, a list) is copied.
         if (!dictionary || !liveDictionary || !currentDictionary)
             return thaw(state);
+        // (The same key is usually at the same place: a window table costs no lookup.)
+        const auto at = [&](const VXDictionary &other, const VXDictionary::Entry &entry) -> const VXValue & {
+            const std::size_t index = std::size_t(&entry - dictionary->entries().data());
+            return index < other.size() && other.entries()[index].key == entry.key ? other.entries()[index].value
+                                                                                   : other.value(entry.key);
+        };
         VXValue copy(dictionary->copyWith([](const QString &text) { return text; },
                                           [&](const VXDictionary::Entry &entry) {
                                               if (!entry.value.isContainer())
                                                   return entry.value;
-                                              return restore(liveDictionary->value(entry.key),
-                                                             currentDictionary->value(entry.key), entry.value);
+                                              return restore(at(*liveDictionary, entry), at(*currentDictionary, entry),
+                                                             entry.value);
                                           }));
         m_map.insert(key, containerOf(copy));
         return copy;
