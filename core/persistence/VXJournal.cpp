@@ -667,10 +667,8 @@ struct VXJournal::Mark {
     // `base`: a change the journal does not follow (a flag the organizer stores) moves them.
     std::uint32_t changes = 0;
     std::uint32_t tableChanges = 0;
-    // Applications: the window table's size and the listed windows; whether every window has its
-    // mark (they are made at the first walk over them, then follow the ticks' windows).
+    // Applications: the window table's size and the listed windows.
     std::size_t windowCount = 0;
-    bool windowsMarked = false;
     bool childrenKnown = false;
     bool hasChildren = false;
     std::vector<const VXDictionary *> children;
@@ -735,6 +733,11 @@ struct VXJournal::Encoder {
     std::vector<List> lists;
     std::unordered_map<const VXArray *, std::size_t> listIndexes;   // of `lists`, by array
     bool broken = false;   // the tree changed in a way entries cannot say
+    // The entry being made goes to the journal (otherwise it only brings the marks up to date,
+    // for a save that writes the tree whole); and whether it found a list of windows that only
+    // a whole save can say (see compareChildren).
+    bool writing = true;
+    bool relisted = false;
     Writer out;
     // What settledSince told of each application's windows, until the tree changes.
     struct WindowsAnswer {
@@ -811,42 +814,26 @@ struct VXJournal::Encoder {
         startFrom(snapshot, live);
     }
 
-    // A full save wrote `snapshot`, the live tree as the marks describe it: the applications'
-    // and windows' marks stay (they would be made again, window by window, at the next entry),
-    // tied to the saved items; the pool items are marked anew.
+    // A full save wrote `snapshot`, the live tree as the marks describe it. The applications'
+    // marks stay, tied to the saved items; the windows' are let go (a window as saved needs none:
+    // the next change makes one from the saved window, and a save finds the others settled
+    // without one), so that the marks stay as many as the items that change between two saves,
+    // not every window a tick ever walked. The pool items are marked anew.
     void carryOver(const VXDictionaryRef &snapshot, const VXDictionary &live)
     {
         const VXDictionary *applications = snapshot->value(VXApplicationsKey).dictionary();
-        const auto saved = [](const VXDictionary *table, const QString &key) {
-            VXDictionary *item = table ? table->value(key).dictionary() : nullptr;
-            return VXDictionaryRef(item);
-        };
-        // An item the save did not share (it moved, or a change the counts see) is the saved one now.
-        for (auto it = marks.begin(); it != marks.end();) {
-            Mark &mark = it->second;
-            if (mark.depth) {
-                it = marks.erase(it);
-                continue;
-            }
+        std::erase_if(marks, [](const auto &entry) { return entry.second.depth || entry.second.application; });
+        for (auto &[item, mark] : marks) {
             mark.number = -1;
-            if (!mark.base || !mark.tiedTo(*it->first))
-                mark.moved = true;
-            if (!mark.application && mark.moved)
-                mark.base = saved(applications, mark.key);
-            ++it;
-        }
-        for (auto &[item, mark] : marks) {
-            if (mark.application && mark.moved) {
-                const VXDictionary *application = marks.at(mark.application).base.get();
-                mark.base
-                    = saved(application ? application->value(VXWindowsByNameKey).dictionary() : nullptr, mark.key);
-            }
-        }
-        for (auto &[item, mark] : marks) {
+            mark.windowMarks.clear();
+            // One the save did not share (it moved, or a change the counts see) is the saved one now.
+            if (mark.base && !mark.moved && mark.tiedTo(*item))
+                continue;
+            VXDictionary *saved = applications ? applications->value(mark.key).dictionary() : nullptr;
+            mark.base = VXDictionaryRef(saved);
             mark.moved = false;
             mark.tie(*item);
-            if (!mark.application)
-                noteSaved(mark, *item);
+            noteSaved(mark, *item);
         }
         startFrom(snapshot, live);
     }
@@ -1334,7 +1321,6 @@ struct VXJournal::Encoder {
         mark.key = key;
         mark.take(application);
         mark.number = nextNumber++;
-        mark.windowsMarked = true;
         if (VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary()) {
             for (std::size_t i = 0; i < windows->size(); ++i) {
                 if (VXDictionary *window = windows->valueAt(i).dictionary())
@@ -1376,12 +1362,11 @@ struct VXJournal::Encoder {
                 if (VXDictionary *window = windows->valueAt(i).dictionary())
                     compareWindow(mark, windows->entries()[i].key, *window);
             }
-            mark.windowsMarked = true;
         } else if (windows && listed != tickWindows.end()) {
             for (const auto &[title, window] : listed->second) {
                 // Only a window still filed under its title (the pointer alone may be reused).
                 if (windows->value(title).dictionary() == window)
-                    compareWindow(mark, title, *windows->value(title).dictionary());
+                    compareWindow(mark, title, *windows->value(title).dictionary(), true);
             }
         }
         if (windowCount != mark.windowCount)
@@ -1391,7 +1376,8 @@ struct VXJournal::Encoder {
     }
 
     // One window of an application: new since the last save, first seen since it, or known.
-    void compareWindow(Mark &application, const QString &title, VXDictionary &window)
+    // `named`: a tick or a change named it as one it may have changed.
+    void compareWindow(Mark &application, const QString &title, VXDictionary &window, bool named = false)
     {
         auto found = marks.find(&window);
         if (found == marks.end()) {
@@ -1406,6 +1392,10 @@ struct VXJournal::Encoder {
             added.base = VXDictionaryRef(const_cast<VXDictionary *>(baseWindow));
             added.take(*baseWindow);
             added.tie(window);
+            // It may differ from the saved window where its times and logs do not tell (a flag
+            // stored since the save, which no mark's counts saw): the save compares it.
+            if (named)
+                move(added);
             found = marks.find(&window);
         }
         compare(found->second, window);
@@ -1509,17 +1499,21 @@ struct VXJournal::Encoder {
             mark.children = std::move(now);
             return;
         }
-        // Every listed window is filed in the table: named through its mark, which a walk over
-        // the table makes when the ticks' windows did not.
-        const bool unmarked = std::any_of(now.begin(), now.end(),
-                                          [&](const VXDictionary *child) { return child && !marks.contains(child); });
-        VXDictionary *windows = application.value(VXWindowsByNameKey).dictionary();
-        if (unmarked && windows && !mark.windowsMarked) {
-            for (std::size_t i = 0; i < windows->size(); ++i) {
-                if (VXDictionary *window = windows->valueAt(i).dictionary())
-                    compareWindow(mark, windows->entries()[i].key, *window);
-            }
-            mark.windowsMarked = true;
+        // Listed anew (sorted or filtered otherwise, or the first tick after a start sorting a list
+        // the record holds in another order): an entry would name every window listed, and a mark
+        // would be made for each. Only windows that changed since the save have marks; with any
+        // other listed, the tree is saved whole instead (for a save that writes it whole in any
+        // case, nothing is named).
+        if (!writing || std::any_of(now.begin(), now.end(), [&](const VXDictionary *child) {
+                return child && !marks.contains(child);
+            })) {
+            if (writing)
+                relisted = true;
+            move(mark);
+            mark.childrenKnown = true;
+            mark.hasChildren = children != nullptr;
+            mark.children = std::move(now);
+            return;
         }
         for (const VXDictionary *child : now) {
             auto found = child ? marks.find(child) : marks.end();
@@ -1673,6 +1667,8 @@ struct VXJournal::Encoder {
     {
         out.bytes.clear();
         windowsAnswers.clear();
+        writing = written;
+        relisted = false;
         if (broken || !base || (written && !sameRules(live)))
             return std::nullopt;
         VXDictionary *applications = live.value(VXApplicationsKey).dictionary();
@@ -1741,6 +1737,11 @@ VXJournal::~VXJournal()
 void VXJournal::noteTick(const VXTickWindows *windows)
 {
     m_encoder->noteTickWindows(windows);
+    noteChange();
+}
+
+void VXJournal::noteChange()
+{
     m_marksCurrent = false;
     m_changeFollows = false;
     m_store.noteChange();
@@ -1750,8 +1751,9 @@ void VXJournal::noteTick(const VXTickWindows *windows)
 
 void VXJournal::noteListsSorted()
 {
+    // The windows the tick changed are known (noteTick): only the lists moved besides.
     m_saveWhole = true;
-    noteTick();
+    noteChange();
 }
 
 void VXJournal::noteTreeReplaced()
@@ -1817,6 +1819,9 @@ VXSettledParts VXJournal::settledSince(const VXDictionaryRef &previous)
     const std::optional<QByteArray> payload = m_encoder->entry(*live, true, !m_saveWhole);
     if (!payload)
         return {};
+    // (A list that only a whole save says: this save is one.)
+    if (m_encoder->relisted)
+        m_saveWhole = true;
     ++m_encoder->round;
     m_scheduler.cancel(this, kFlushOperation);
     // Written before the save, so that the journal stays whole if the save fails; after a
@@ -1835,7 +1840,12 @@ std::optional<QByteArray> VXJournal::entry()
     const VXDictionaryRef live = m_configuration();
     if (m_saveWhole || !live)
         return std::nullopt;
-    return m_encoder->entry(*live, false);
+    std::optional<QByteArray> payload = m_encoder->entry(*live, false);
+    if (payload && m_encoder->relisted) {
+        m_saveWhole = true;
+        return std::nullopt;
+    }
+    return payload;
 }
 
 void VXJournal::flush()
@@ -1856,6 +1866,12 @@ void VXJournal::flush()
 std::size_t VXJournal::missedChanges() const
 {
     return m_encoder->missed;
+}
+
+std::size_t VXJournal::windowMarks() const
+{
+    return std::size_t(std::count_if(m_encoder->marks.begin(), m_encoder->marks.end(),
+                                     [](const auto &entry) { return entry.second.application != nullptr; }));
 }
 
 bool VXJournal::isFlushPending() const

@@ -25,10 +25,13 @@
 //
 // The journal also tells the half-hourly save which items did not move since the last one
 // (settledSince), so that the save shares them with the last snapshot unseen instead of comparing
-// a ten-year record value for value on the main thread. An item counts as settled only when the
-// journal saw no change to it AND its change counts (VXDictionary::changeCount, its own and its
-// window table's) did not move since it was last known equal to the saved item, so that a flag
-// stored by a path that tells no one is still saved. Changes made in place, which no count sees,
+// a ten-year record value for value on the main thread. An application or pool item counts as
+// settled only when the journal saw no change to it AND its change counts
+// (VXDictionary::changeCount, its own and its window table's) did not move since it was last
+// known equal to the saved item, so that a flag stored by a path that tells no one is still
+// saved. A window counts as settled unless a tick or a change named it since the save (the
+// journal follows only those: as many marks as windows that change between two saves, not as
+// many as the record holds). Changes made in place, which no count sees,
 // are caught by the slice each save compares in full (every item within kVerifyRounds saves:
 // a slice of the applications' own values and of every application's windows, so that no save
 // compares a whole heavy window table) and logged. The sampler tells the journal which windows,
@@ -136,13 +139,14 @@ public:
     void noteTick(const VXTickWindows *windows = nullptr);
     // The tick listed the applications' windows anew (in another sort order, or with dormant
     // windows shown or hidden), dormant applications' included: the next flush saves the tree
-    // whole, sharing what the marks call settled (an entry would name every window listed).
+    // whole, sharing what the marks call settled (an entry would name every window listed). An
+    // entry that finds a list so changed by itself does the same (see VXJournal.cpp).
     void noteListsSorted();
     // The tree was replaced or rebuilt outside the sampler (undo, redo, a user's change, a
     // blacklist edit): the next flush saves it whole.
     void noteTreeReplaced();
     // The tree just replaced (noteTreeReplaced) is a mutable copy of `snapshot`
-    // (VXMutableCopyOfSnapshot of an undo state), unchanged since: the next flush still saves it
+    // (VXRestoredTree of an undo state), unchanged since: the next flush still saves it
     // whole, but that save shares with `snapshot` what did not move since, as a half-hourly save
     // shares with the last one.
     void noteTreeRestored(const VXDictionaryRef &snapshot);
@@ -177,6 +181,9 @@ public:
     std::optional<QByteArray> entry();
 
     bool isFlushPending() const;
+    // How many windows the journal follows: those changed since the last full save (which lets
+    // go of them all).
+    std::size_t windowMarks() const;
     // How many items the slice compared at the saves found changed although the journal called
     // them settled (each is logged; the save copied it).
     std::size_t missedChanges() const;
@@ -184,6 +191,9 @@ public:
 private:
     struct Mark;
     struct Encoder;
+
+    // Something changed since the last flush: a flush is due within kFlushInterval.
+    void noteChange();
 
     VXScheduler &m_scheduler;
     VXConfigurationStore &m_store;

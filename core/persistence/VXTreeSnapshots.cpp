@@ -317,8 +317,53 @@ public:
         return copy;
     }
 
-private:
+protected:
     VXAddressMap m_map;
+};
+
+// A mutable tree equal to a snapshot `state`, made from the live tree that `current` is a
+// snapshot of: where `current` holds `state`'s own container, the live container there equals it
+// and is kept; only the others are copied from `state`. The live and current trees are walked
+// side by side (`current` has the live tree's shape, place for place), and only where they
+// differ from `state`.
+class Restorer : public Thawer
+{
+public:
+    using Thawer::Thawer;
+
+    VXValue restore(const VXValue &live, const VXValue &current, const VXValue &state)
+    {
+        const void *key = containerOf(state);
+        if (!key)
+            return state;
+        if (const void *restored = m_map.find(key))
+            return valueOfContainer(restored, state.isArray());
+        if (current.isSameObject(state) && live.type() == state.type()) {
+            m_map.insert(key, containerOf(live));
+            return live;
+        }
+        const VXDictionary *dictionary = state.dictionary();
+        const VXDictionary *liveDictionary = live.dictionary();
+        const VXDictionary *currentDictionary = current.dictionary();
+        // Only a table of containers is worth the walk; an array (an event log, a list) is copied.
+        if (!dictionary || !liveDictionary || !currentDictionary)
+            return thaw(state);
+        // (The same key is usually at the same place: a window table costs no lookup.)
+        const auto at = [&](const VXDictionary &other, const VXDictionary::Entry &entry) -> const VXValue & {
+            const std::size_t index = std::size_t(&entry - dictionary->entries().data());
+            return index < other.size() && other.entries()[index].key == entry.key ? other.entries()[index].value
+                                                                                   : other.value(entry.key);
+        };
+        VXValue copy(dictionary->copyWith([](const QString &text) { return text; },
+                                          [&](const VXDictionary::Entry &entry) {
+                                              if (!entry.value.isContainer())
+                                                  return entry.value;
+                                              return restore(at(*liveDictionary, entry), at(*currentDictionary, entry),
+                                                             entry.value);
+                                          }));
+        m_map.insert(key, containerOf(copy));
+        return copy;
+    }
 };
 
 }   // namespace
@@ -340,4 +385,15 @@ VXDictionaryRef VXMutableCopyOfSnapshot(const VXDictionaryRef &snapshot)
         return VXDictionaryRef();
     Thawer thawer(1 << 16);
     return thawer.thaw(VXValue(snapshot)).dictionaryRef();
+}
+
+VXDictionaryRef VXRestoredTree(const VXDictionaryRef &live, const VXDictionaryRef &current,
+                               const VXDictionaryRef &state)
+{
+    if (!state)
+        return VXDictionaryRef();
+    if (!live || !current)
+        return VXMutableCopyOfSnapshot(state);
+    Restorer restorer(1 << 10);
+    return restorer.restore(VXValue(live), VXValue(current), VXValue(state)).dictionaryRef();
 }

@@ -135,3 +135,11 @@ VXDictionaryRef VXTreeSnapshot(const VXDictionaryRef &live, const VXDictionaryRe
 
 // A mutable tree, independent of the snapshot, with its shared containers shared the same way.
 VXDictionaryRef VXMutableCopyOfSnapshot(const VXDictionaryRef &snapshot);
+
+// A mutable tree equal to the snapshot `state`, made from `live` and `current`, a snapshot of
+// `live` taken since its last change that shares with `state` what did not change between them
+// (an undo: `live` the tree undone, `state` the tree restored): the live containers `current`
+// shares with `state` are kept (they leave `live`), and only the others are copied from `state`,
+// so an undo costs what changed, not the record.
+VXDictionaryRef VXRestoredTree(const VXDictionaryRef &live, const VXDictionaryRef &current,
+                               const VXDictionaryRef &state);

@@ -96,7 +96,9 @@ bool VXUndoHistory::restore(std::vector<VXDictionaryRef> &from, std::vector<VXDi
     from.pop_back();
     if (!state)
         return false;
-    m_setConfiguration(VXMutableCopyOfSnapshot(state));
+    // What the state shares with the tree undone (through `current`) is taken over, not copied:
+    // an undo costs the main thread what changed, and frees no more than that.
+    m_setConfiguration(VXRestoredTree(m_configuration(), current, state));
     // The next save shares with the state what did not change, instead of comparing the tree.
     m_store.noteTreeRestored(state);
     if (current)

@@ -13,8 +13,9 @@
 //     [redo cleared next turn]   [clear cancelled, state dropped, redo kept]
 //
 // Undo replaces the tree with the last undo state and pushes the tree it replaced on the redo
-// stack; redo mirrors it. Neither saves: the next save writes the restored tree, sharing with
-// the state restored what did not change since.
+// stack; redo mirrors it. The new tree keeps the containers of the one replaced that equal the
+// state's, and copies only the others (VXRestoredTree). Neither saves: the next save writes the
+// restored tree, sharing with the state restored what did not change since.
 
 #include "VXValue.h"
 

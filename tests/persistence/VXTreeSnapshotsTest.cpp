@@ -9,6 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <set>
+
 using namespace vxtest;
 using namespace Qt::StringLiterals;
 
@@ -189,4 +192,72 @@ TEST(TreeSnapshots, TextsOverStaticDataAreCopiedSoThatAnotherThreadMayReadThem)
         EXPECT_TRUE(entry.key.data_ptr().isMutable()) << entry.key.toStdString();
     // Equal texts still count as unchanged.
     EXPECT_EQ(VXTreeSnapshot(live, snapshot).get(), snapshot.get());
+}
+
+namespace {
+
+void collectContainers(const VXValue &value, std::set<const void *> &into)
+{
+    if (const VXArray *array = value.array()) {
+        into.insert(array);
+        for (const VXValue &element : *array)
+            collectContainers(element, into);
+    } else if (const VXDictionary *dictionary = value.dictionary()) {
+        into.insert(dictionary);
+        for (const VXDictionary::Entry &entry : *dictionary)
+            collectContainers(entry.value, into);
+    }
+}
+
+}   // namespace
+
+// An undo: the tree restored from a state keeps the live containers that the snapshot of the
+// tree undone shares with the state, copies the others, and holds nothing of either snapshot.
+TEST(TreeSnapshots, ARestoredTreeKeepsWhatDidNotChangeSinceTheStateAndCopiesTheRest)
+{
+    const struct {
+        const char *name;
+        std::function<void(VXDictionary &)> change;
+    } rows[] = {
+        {"nothing", [](VXDictionary &) {}},
+        {"a log appended",
+         [](VXDictionary &tree) { window(tree, u"Editor"_s, 1).value(VXActiveLogKey).array()->append(1100.0); }},
+        {"a window added",
+         [](VXDictionary &tree) {
+             VXDictionaryRef added = VXMakeDictionary();
+             added->insert(VXNameKey, u"Editor window 3"_s);
+             application(tree, u"Editor"_s).value(VXWindowsByNameKey).dictionary()->insert(u"Editor window 3"_s, added);
+             application(tree, u"Editor"_s).value(VXChildrenKey).array()->append(VXValue(added));
+         }},
+        {"a value removed", [](VXDictionary &tree) { application(tree, u"Editor"_s).remove(VXTimeKey); }},
+        {"an application removed",
+         [](VXDictionary &tree) { tree.value(VXApplicationsKey).dictionary()->remove(u"org.example.Editor"_s); }},
+        {"the pools replaced", [](VXDictionary &tree) { tree.insert(VXPoolsKey, VXMakeArray()); }},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        const VXDictionaryRef live = sampleTree();
+        const VXDictionaryRef state = VXTreeSnapshot(live, VXDictionaryRef());
+        const VXDictionary *mail = &application(*live, u"Mail"_s);
+        const VXDictionary *mailWindow = &window(*live, u"Mail"_s, 2);
+        row.change(*live);
+        const VXDictionaryRef current = VXTreeSnapshot(live, state);
+        const VXDictionaryRef restored = VXRestoredTree(live, current, state);
+        ASSERT_TRUE(restored);
+        EXPECT_EQ(VXValue(restored), VXValue(state));
+        EXPECT_EQ(propertyListData(VXValue(restored)), propertyListData(VXValue(state)));
+        // The application the change left alone is the live one, windows and all.
+        EXPECT_EQ(&application(*restored, u"Mail"_s), mail);
+        EXPECT_EQ(&window(*restored, u"Mail"_s, 2), mailWindow);
+        // A window filed and listed is one object, and the restored tree is the program's to change.
+        const VXArray &children = *application(*restored, u"Editor"_s).value(VXChildrenKey).array();
+        EXPECT_EQ(children.at(1).dictionary(), &window(*restored, u"Editor"_s, 1));
+        std::set<const void *> frozen;
+        collectContainers(VXValue(state), frozen);
+        collectContainers(VXValue(current), frozen);
+        std::set<const void *> restoredContainers;
+        collectContainers(VXValue(restored), restoredContainers);
+        for (const void *container : restoredContainers)
+            EXPECT_FALSE(frozen.contains(container));
+    }
 }
