@@ -566,17 +566,17 @@ bool sameKey(const QString &a, const QString &b) noexcept
 // No tombstones: removal shifts the entries after it back.
 struct VXDictionary::Table {
     std::vector<std::uint32_t> hashes;   // of each entry's key, parallel to the entries
-    std::vector<std::uint32_t> slots;   // 0 is empty, otherwise entry index + 1; a power of two
+    std::vector<std::uint32_t> buckets;   // 0 is empty, otherwise entry index + 1; a power of two
 
-    std::size_t mask() const noexcept { return slots.size() - 1; }
+    std::size_t mask() const noexcept { return buckets.size() - 1; }
 
     // The slot of the key's entry, or the empty slot that ends its probe.
     std::size_t slotOf(const std::vector<Entry> &entries, const QString &key, std::size_t hash) const noexcept
     {
         const auto shortHash = static_cast<std::uint32_t>(hash);
         std::size_t slot = hash & mask();
-        for (; slots[slot] != 0; slot = (slot + 1) & mask()) {
-            const std::uint32_t index = slots[slot] - 1;
+        for (; buckets[slot] != 0; slot = (slot + 1) & mask()) {
+            const std::uint32_t index = buckets[slot] - 1;
             if (hashes[index] == shortHash && sameKey(entries[index].key, key))
                 break;
         }
@@ -586,9 +586,9 @@ struct VXDictionary::Table {
     void place(std::uint32_t index) noexcept
     {
         std::size_t slot = hashes[index] & mask();
-        while (slots[slot] != 0)
+        while (buckets[slot] != 0)
             slot = (slot + 1) & mask();
-        slots[slot] = index + 1;
+        buckets[slot] = index + 1;
     }
 
     // Room for `capacity` entries at most half full.
@@ -597,9 +597,9 @@ struct VXDictionary::Table {
         std::size_t size = 8;
         while (size < capacity * 2)
             size *= 2;
-        if (size == slots.size())
+        if (size == buckets.size())
             return;
-        slots.assign(size, 0);
+        buckets.assign(size, 0);
         for (std::uint32_t i = 0; i < hashes.size(); ++i)
             place(i);
     }
@@ -608,25 +608,25 @@ struct VXDictionary::Table {
     void erase(std::size_t slot) noexcept
     {
         std::size_t hole = slot;
-        for (std::size_t next = (hole + 1) & mask(); slots[next] != 0; next = (next + 1) & mask()) {
-            const std::size_t home = hashes[slots[next] - 1] & mask();
+        for (std::size_t next = (hole + 1) & mask(); buckets[next] != 0; next = (next + 1) & mask()) {
+            const std::size_t home = hashes[buckets[next] - 1] & mask();
             // Move the entry back when its home slot is not in the cyclic range (hole, next].
             const bool homeInRange = hole <= next ? (home > hole && home <= next) : (home > hole || home <= next);
             if (!homeInRange) {
-                slots[hole] = slots[next];
+                buckets[hole] = buckets[next];
                 hole = next;
             }
         }
-        slots[hole] = 0;
+        buckets[hole] = 0;
     }
 
     // Points the slot of entry `from` at entry `to`, where it is moved.
     void repoint(std::uint32_t from, std::uint32_t to) noexcept
     {
         std::size_t slot = hashes[from] & mask();
-        while (slots[slot] != from + 1)
+        while (buckets[slot] != from + 1)
             slot = (slot + 1) & mask();
-        slots[slot] = to + 1;
+        buckets[slot] = to + 1;
         hashes[to] = hashes[from];
     }
 };
@@ -646,7 +646,7 @@ std::ptrdiff_t VXDictionary::find(const QString &key, std::size_t *hash) const n
     const std::size_t keyHash = hashKey(key);
     if (hash)
         *hash = keyHash;
-    const std::uint32_t stored = m_table->slots[m_table->slotOf(m_entries, key, keyHash)];
+    const std::uint32_t stored = m_table->buckets[m_table->slotOf(m_entries, key, keyHash)];
     return stored == 0 ? -1 : static_cast<std::ptrdiff_t>(stored - 1);
 }
 
@@ -687,7 +687,7 @@ void VXDictionary::append(QString key, VXValue value, std::size_t hash)
         return;
     }
     m_table->hashes.push_back(static_cast<std::uint32_t>(hash));
-    if (m_entries.size() * 2 > m_table->slots.size())
+    if (m_entries.size() * 2 > m_table->buckets.size())
         m_table->resize(std::max<std::size_t>(m_entries.size(), (m_entries.size() - 1) * 2));
     else
         m_table->place(static_cast<std::uint32_t>(m_entries.size() - 1));
@@ -703,7 +703,7 @@ void VXDictionary::reserve(std::size_t count)
         return;
     }
     m_table->hashes.reserve(count);
-    if (count * 2 > m_table->slots.size())
+    if (count * 2 > m_table->buckets.size())
         m_table->resize(count);
 }
 
@@ -743,7 +743,7 @@ bool VXDictionary::remove(const QString &key)
     std::ptrdiff_t found = -1;
     if (m_table) {
         slot = m_table->slotOf(m_entries, key, hashKey(key));
-        found = static_cast<std::ptrdiff_t>(m_table->slots[slot]) - 1;
+        found = static_cast<std::ptrdiff_t>(m_table->buckets[slot]) - 1;
     } else {
         found = find(key);
     }

@@ -496,7 +496,7 @@ public:
     using const_iterator = std::vector<Entry>::const_iterator;
 
     // The most entries a dictionary holds without a hash table.
-    static constexpr std::size_t kScanLimit = 16;
+    static constexpr std::size_t kScanLimit = 12;
 
     VXDictionary() noexcept = default;
     ~VXDictionary();
