@@ -121,7 +121,7 @@ public:
             // The array object, its buffer (counted once however many arrays share it) and the
             // buffer's elements (a decoded array's capacity is its size): 8 bytes a real when
             // packed, a VXValue each otherwise.
-            std::size_t heap = chunk(sizeof(VXArray));
+            std::size_t heap = sizeof(VXArray);   // from slabs, no chunk of its own
             const void *elements = array->isPacked() ? static_cast<const void *>(array->numbers().reals())
                                                      : static_cast<const void *>(&array->objectAt(0));
             const std::size_t elementSize = array->isPacked() ? sizeof(double) : sizeof(VXValue);
@@ -146,7 +146,7 @@ public:
             std::size_t tableSize = 8;
             while (tableSize < count * 2)
                 tableSize *= 2;
-            dictionaries.add(count, chunk(sizeof(VXDictionary)));
+            dictionaries.add(count, sizeof(VXDictionary));   // from slabs too
             entries.add(count, chunk(dictionary->entries().capacity() * sizeof(VXDictionary::Entry)));
             // A small dictionary scans its entries; a large one has a table object (two vectors)
             // with the hashes and the slots.

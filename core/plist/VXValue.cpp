@@ -9,12 +9,85 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <mutex>
 #include <new>
 
 namespace {
 
 // See VXContainerChangesOnThisThread().
 thread_local std::uint64_t containerChanges = 0;
+
+#if defined(__SANITIZE_ADDRESS__)
+#define VX_OBJECTS_FROM_SLABS 0
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VX_OBJECTS_FROM_SLABS 0
+#endif
+#endif
+#ifndef VX_OBJECTS_FROM_SLABS
+#define VX_OBJECTS_FROM_SLABS 1
+#endif
+
+// Objects of one class carved from 64 KiB slabs: the allocator would give a 16-byte array object a
+// 32-byte chunk. A freed object goes back to a list shared by every thread (a tree is built on
+// one and freed on another); slabs are kept for the objects to come. Under AddressSanitizer the
+// objects come from the allocator, so that a use after free is still caught.
+template <class T> class ObjectSlabs
+{
+public:
+    // Never destroyed: objects may outlive every static.
+    static ObjectSlabs &instance()
+    {
+        static auto *slabs = new ObjectSlabs;
+        return *slabs;
+    }
+
+    void *allocate()
+    {
+#if VX_OBJECTS_FROM_SLABS
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_free)
+            addSlab();
+        Slot *slot = m_free;
+        m_free = slot->next;
+        return slot;
+#else
+        return ::operator new(sizeof(T));
+#endif
+    }
+
+    void release(void *object) noexcept
+    {
+#if VX_OBJECTS_FROM_SLABS
+        auto *slot = static_cast<Slot *>(object);
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        slot->next = m_free;
+        m_free = slot;
+#else
+        ::operator delete(object);
+#endif
+    }
+
+private:
+    union Slot {
+        Slot *next;
+        alignas(T) unsigned char bytes[sizeof(T)];
+    };
+
+    void addSlab()
+    {
+        constexpr std::size_t count = 65536 / sizeof(Slot);
+        auto *slab = static_cast<Slot *>(::operator new(count * sizeof(Slot)));
+        m_slabs.push_back(slab);
+        for (std::size_t i = 0; i < count; ++i)
+            slab[i].next = i + 1 < count ? &slab[i + 1] : nullptr;
+        m_free = slab;
+    }
+
+    std::mutex m_mutex;
+    Slot *m_free = nullptr;
+    std::vector<Slot *> m_slabs;   // kept, so that the slabs stay reachable
+};
 
 }   // namespace
 
@@ -372,6 +445,17 @@ void VXArray::Buffer::release() noexcept
         delete this;
 }
 
+void *VXArray::operator new(std::size_t size)
+{
+    Q_ASSERT(size == sizeof(VXArray));
+    return ObjectSlabs<VXArray>::instance().allocate();
+}
+
+void VXArray::operator delete(void *object) noexcept
+{
+    ObjectSlabs<VXArray>::instance().release(object);
+}
+
 VXArray::~VXArray()
 {
     if (m_buffer)
@@ -630,6 +714,17 @@ struct VXDictionary::Table {
         hashes[to] = hashes[from];
     }
 };
+
+void *VXDictionary::operator new(std::size_t size)
+{
+    Q_ASSERT(size == sizeof(VXDictionary));
+    return ObjectSlabs<VXDictionary>::instance().allocate();
+}
+
+void VXDictionary::operator delete(void *object) noexcept
+{
+    ObjectSlabs<VXDictionary>::instance().release(object);
+}
 
 VXDictionary::~VXDictionary() = default;
 

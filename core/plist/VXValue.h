@@ -333,6 +333,11 @@ public:
     VXArray() noexcept = default;
     ~VXArray();
 
+    // Array and dictionary objects come from slabs of their own size (a tree and its snapshot
+    // hold hundreds of thousands, which the allocator would round up to a larger chunk each).
+    static void *operator new(std::size_t size);
+    static void operator delete(void *object) noexcept;
+
     // A new array holding these reals, packed.
     static VXArrayRef fromReals(std::vector<double> reals);
 
@@ -500,6 +505,10 @@ public:
 
     VXDictionary() noexcept = default;
     ~VXDictionary();
+
+    // From slabs, as arrays.
+    static void *operator new(std::size_t size);
+    static void operator delete(void *object) noexcept;
 
     std::size_t size() const noexcept { return m_entries.size(); }
     bool isEmpty() const noexcept { return m_entries.empty(); }

@@ -250,6 +250,50 @@ TEST(VXValue, DictionaryKeysThatDifferOnlyAtTheirEdgesAreFoundInEitherForm)
     }
 }
 
+// Array and dictionary objects come from slabs shared by every thread: made, freed and made again
+// on two threads at once (each freeing the other's), no object is handed out twice, so each keeps
+// what was stored in it.
+TEST(VXValue, ContainersMadeAndFreedOnTwoThreadsKeepTheirOwnContents)
+{
+    using Batch = std::vector<VXDictionaryRef>;
+    auto make = [](int thread, Batch &batch) {
+        for (int i = 0; i < 30000; ++i) {
+            VXArrayRef log = VXMakeArray();
+            log->append(double(thread * 100000 + i));
+            VXDictionaryRef window = VXMakeDictionary();
+            window->insert(QStringLiteral("Active Log"), VXValue(log));
+            batch.push_back(window);
+        }
+    };
+    auto intact = [](int thread, const Batch &batch) {
+        for (std::size_t i = 0; i < batch.size(); ++i) {
+            const VXArray *log = batch[i]->value(QStringLiteral("Active Log")).array();
+            if (batch[i]->size() != 1 || !log || log->size() != 1 || log->at(0).toDouble() != thread * 100000.0 + i)
+                return false;
+        }
+        return true;
+    };
+    Batch batches[2];
+    for (int round = 0; round < 3; ++round) {
+        SCOPED_TRACE(round);
+        // Each thread frees what the other made in the round before.
+        Batch freedByOther = std::exchange(batches[0], Batch());
+        Batch freedHere = std::exchange(batches[1], Batch());
+        bool kept[2] = {false, false};
+        std::thread other([&] {
+            freedByOther.clear();
+            make(1, batches[1]);
+            kept[1] = intact(1, batches[1]);
+        });
+        freedHere.clear();
+        make(0, batches[0]);
+        kept[0] = intact(0, batches[0]);
+        other.join();
+        EXPECT_TRUE(kept[0]);
+        EXPECT_TRUE(kept[1]);
+    }
+}
+
 TEST(VXValue, CodePointOrderPutsAstralCharactersAfterThePrivateUseArea)
 {
     const QString privateUse = QString(QChar(0xE000));
