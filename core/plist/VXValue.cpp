@@ -726,6 +726,8 @@ void VXDictionary::operator delete(void *object) noexcept
     ObjectSlabs<VXDictionary>::instance().release(object);
 }
 
+VXDictionary::VXDictionary() noexcept = default;
+
 VXDictionary::~VXDictionary() = default;
 
 std::ptrdiff_t VXDictionary::find(const QString &key, std::size_t *hash) const noexcept

@@ -503,7 +503,7 @@ public:
     // The most entries a dictionary holds without a hash table.
     static constexpr std::size_t kScanLimit = 12;
 
-    VXDictionary() noexcept = default;
+    VXDictionary() noexcept;
     ~VXDictionary();
 
     // From slabs, as arrays.
