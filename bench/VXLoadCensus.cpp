@@ -24,6 +24,7 @@
 #include <sys/resource.h>
 
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <unordered_set>
@@ -96,6 +97,12 @@ public:
     Kind entries {"  entries (key, value)"};
     Kind tables {"  hash tables"};
     Kind texts {"texts (keys, values)"};
+    // Dictionaries by their number of entries: up to each limit (the last takes the rest).
+    static constexpr std::size_t kSizeBuckets = 15;
+    static constexpr std::size_t kSizeBucketLimits[kSizeBuckets]
+        = {0, 1, 2, 4, 6, 8, 9, 10, 11, 12, 16, 32, 64, 256, SIZE_MAX};
+    std::size_t sizes[kSizeBuckets] = {};
+    std::size_t sizedEntries[kSizeBuckets] = {};
 
     void visit(const VXValue &value)
     {
@@ -115,7 +122,7 @@ public:
             // The array object, its buffer (counted once however many arrays share it) and the
             // buffer's elements (a decoded array's capacity is its size): 8 bytes a real when
             // packed, a VXValue each otherwise.
-            std::size_t heap = chunk(sizeof(VXArray));
+            std::size_t heap = sizeof(VXArray);   // from slabs, no chunk of its own
             const void *elements = array->isPacked() ? static_cast<const void *>(array->numbers().reals())
                                                      : static_cast<const void *>(&array->objectAt(0));
             const std::size_t elementSize = array->isPacked() ? sizeof(double) : sizeof(VXValue);
@@ -132,12 +139,21 @@ public:
                 visit(entry.value);
             }
             const std::size_t count = dictionary->size();
+            std::size_t bucket = 0;
+            while (bucket + 1 < kSizeBuckets && count > kSizeBucketLimits[bucket])
+                ++bucket;
+            ++sizes[bucket];
+            sizedEntries[bucket] += count;
             std::size_t tableSize = 8;
             while (tableSize < count * 2)
                 tableSize *= 2;
-            dictionaries.add(count, chunk(sizeof(VXDictionary)));
+            dictionaries.add(count, sizeof(VXDictionary));   // from slabs too
             entries.add(count, chunk(dictionary->entries().capacity() * sizeof(VXDictionary::Entry)));
-            tables.add(count, chunk(count * 4) + chunk(tableSize * 4));
+            // A small dictionary scans its entries; a large one has a table object (two vectors)
+            // with the hashes and the slots.
+            if (dictionary->hasHashTable())
+                tables.add(count,
+                           chunk(2 * sizeof(std::vector<std::uint32_t>)) + chunk(count * 4) + chunk(tableSize * 4));
         }
     }
 
@@ -165,6 +181,24 @@ void printCensus(const char *title, const Census &census)
          {&census.logs, &census.arrays, &census.dictionaries, &census.entries, &census.tables, &census.texts})
         std::printf("%-24s %10zu %12zu %10.1f\n", kind->name, kind->objects, kind->items, kind->bytes / 1048576.0);
     std::printf("%-24s %10s %12s %10.1f\n", "sum", "", "", census.total() / 1048576.0);
+}
+
+void printSizes(const Census &census)
+{
+    std::printf("\ndictionaries by entries\n%-12s %10s %12s\n", "entries", "objects", "entries");
+    std::size_t from = 0;
+    for (std::size_t i = 0; i < Census::kSizeBuckets; ++i) {
+        const std::size_t to = Census::kSizeBucketLimits[i];
+        char label[32];
+        if (to == SIZE_MAX)
+            std::snprintf(label, sizeof label, "%zu-", from);
+        else if (from == to)
+            std::snprintf(label, sizeof label, "%zu", to);
+        else
+            std::snprintf(label, sizeof label, "%zu-%zu", from, to);
+        std::printf("%-12s %10zu %12zu\n", label, census.sizes[i], census.sizedEntries[i]);
+        from = to + 1;
+    }
 }
 
 }   // namespace
@@ -218,6 +252,7 @@ int main(int argc, char **argv)
     Census live;
     live.visit(VXValue(tree));
     printCensus("the decoded tree", live);
+    printSizes(live);
     // What the snapshot adds: the containers it does not share with the tree (its buffers and
     // texts are the tree's).
     Census both = live;

@@ -7,13 +7,87 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <mutex>
 #include <new>
 
 namespace {
 
 // See VXContainerChangesOnThisThread().
 thread_local std::uint64_t containerChanges = 0;
+
+#if defined(__SANITIZE_ADDRESS__)
+#define VX_OBJECTS_FROM_SLABS 0
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VX_OBJECTS_FROM_SLABS 0
+#endif
+#endif
+#ifndef VX_OBJECTS_FROM_SLABS
+#define VX_OBJECTS_FROM_SLABS 1
+#endif
+
+// Objects of one class carved from 64 KiB slabs: the allocator would give a 16-byte array object a
+// 32-byte chunk. A freed object goes back to a list shared by every thread (a tree is built on
+// one and freed on another); slabs are kept for the objects to come. Under AddressSanitizer the
+// objects come from the allocator, so that a use after free is still caught.
+template <class T> class ObjectSlabs
+{
+public:
+    // Never destroyed: objects may outlive every static.
+    static ObjectSlabs &instance()
+    {
+        static auto *slabs = new ObjectSlabs;
+        return *slabs;
+    }
+
+    void *allocate()
+    {
+#if VX_OBJECTS_FROM_SLABS
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_free)
+            addSlab();
+        Slot *slot = m_free;
+        m_free = slot->next;
+        return slot;
+#else
+        return ::operator new(sizeof(T));
+#endif
+    }
+
+    void release(void *object) noexcept
+    {
+#if VX_OBJECTS_FROM_SLABS
+        auto *slot = static_cast<Slot *>(object);
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        slot->next = m_free;
+        m_free = slot;
+#else
+        ::operator delete(object);
+#endif
+    }
+
+private:
+    union Slot {
+        Slot *next;
+        alignas(T) unsigned char bytes[sizeof(T)];
+    };
+
+    void addSlab()
+    {
+        constexpr std::size_t count = 65536 / sizeof(Slot);
+        auto *slab = static_cast<Slot *>(::operator new(count * sizeof(Slot)));
+        m_slabs.push_back(slab);
+        for (std::size_t i = 0; i < count; ++i)
+            slab[i].next = i + 1 < count ? &slab[i + 1] : nullptr;
+        m_free = slab;
+    }
+
+    std::mutex m_mutex;
+    Slot *m_free = nullptr;
+    std::vector<Slot *> m_slabs;   // kept, so that the slabs stay reachable
+};
 
 }   // namespace
 
@@ -371,6 +445,17 @@ void VXArray::Buffer::release() noexcept
         delete this;
 }
 
+void *VXArray::operator new(std::size_t size)
+{
+    Q_ASSERT(size == sizeof(VXArray));
+    return ObjectSlabs<VXArray>::instance().allocate();
+}
+
+void VXArray::operator delete(void *object) noexcept
+{
+    ObjectSlabs<VXArray>::instance().release(object);
+}
+
 VXArray::~VXArray()
 {
     if (m_buffer)
@@ -549,29 +634,117 @@ std::size_t hashKey(const QString &key) noexcept
     return qHash(key, 0x9e3779b9u);
 }
 
+// Lengths first: the keys of a small dictionary mostly differ in length, and a length is read
+// from the entry itself, the units only from the text.
+bool sameKey(const QString &a, const QString &b) noexcept
+{
+    const qsizetype length = a.size();
+    return length == b.size()
+        && (a.constData() == b.constData()
+            || std::memcmp(a.constData(), b.constData(), std::size_t(length) * sizeof(QChar)) == 0);
+}
+
 }   // namespace
+
+// Open addressing over the entries' indexes, with the hash of each entry's key kept beside it.
+// No tombstones: removal shifts the entries after it back.
+struct VXDictionary::Table {
+    std::vector<std::uint32_t> hashes;   // of each entry's key, parallel to the entries
+    std::vector<std::uint32_t> buckets;   // 0 is empty, otherwise entry index + 1; a power of two
+
+    std::size_t mask() const noexcept { return buckets.size() - 1; }
+
+    // The slot of the key's entry, or the empty slot that ends its probe.
+    std::size_t slotOf(const std::vector<Entry> &entries, const QString &key, std::size_t hash) const noexcept
+    {
+        const auto shortHash = static_cast<std::uint32_t>(hash);
+        std::size_t slot = hash & mask();
+        for (; buckets[slot] != 0; slot = (slot + 1) & mask()) {
+            const std::uint32_t index = buckets[slot] - 1;
+            if (hashes[index] == shortHash && sameKey(entries[index].key, key))
+                break;
+        }
+        return slot;
+    }
+
+    void place(std::uint32_t index) noexcept
+    {
+        std::size_t slot = hashes[index] & mask();
+        while (buckets[slot] != 0)
+            slot = (slot + 1) & mask();
+        buckets[slot] = index + 1;
+    }
+
+    // Room for `capacity` entries at most half full.
+    void resize(std::size_t capacity)
+    {
+        std::size_t size = 8;
+        while (size < capacity * 2)
+            size *= 2;
+        if (size == buckets.size())
+            return;
+        buckets.assign(size, 0);
+        for (std::uint32_t i = 0; i < hashes.size(); ++i)
+            place(i);
+    }
+
+    // Empties the slot, keeping every probe chain after it unbroken.
+    void erase(std::size_t slot) noexcept
+    {
+        std::size_t hole = slot;
+        for (std::size_t next = (hole + 1) & mask(); buckets[next] != 0; next = (next + 1) & mask()) {
+            const std::size_t home = hashes[buckets[next] - 1] & mask();
+            // Move the entry back when its home slot is not in the cyclic range (hole, next].
+            const bool homeInRange = hole <= next ? (home > hole && home <= next) : (home > hole || home <= next);
+            if (!homeInRange) {
+                buckets[hole] = buckets[next];
+                hole = next;
+            }
+        }
+        buckets[hole] = 0;
+    }
+
+    // Points the slot of entry `from` at entry `to`, where it is moved.
+    void repoint(std::uint32_t from, std::uint32_t to) noexcept
+    {
+        std::size_t slot = hashes[from] & mask();
+        while (buckets[slot] != from + 1)
+            slot = (slot + 1) & mask();
+        buckets[slot] = to + 1;
+        hashes[to] = hashes[from];
+    }
+};
+
+void *VXDictionary::operator new(std::size_t size)
+{
+    Q_ASSERT(size == sizeof(VXDictionary));
+    return ObjectSlabs<VXDictionary>::instance().allocate();
+}
+
+void VXDictionary::operator delete(void *object) noexcept
+{
+    ObjectSlabs<VXDictionary>::instance().release(object);
+}
+
+VXDictionary::VXDictionary() noexcept = default;
 
 VXDictionary::~VXDictionary() = default;
 
-std::ptrdiff_t VXDictionary::find(const QString &key) const noexcept
+std::ptrdiff_t VXDictionary::find(const QString &key, std::size_t *hash) const noexcept
 {
-    return m_table.empty() ? -1 : find(key, hashKey(key));
-}
-
-std::ptrdiff_t VXDictionary::find(const QString &key, std::size_t hash) const noexcept
-{
-    if (m_table.empty())
+    if (!m_table) {
+        const std::size_t count = m_entries.size();
+        for (std::size_t i = 0; i < count; ++i) {
+            if (sameKey(m_entries[i].key, key))
+                return static_cast<std::ptrdiff_t>(i);
+        }
         return -1;
-    const std::size_t mask = m_table.size() - 1;
-    const auto shortHash = static_cast<std::uint32_t>(hash);
-    for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
-        const std::uint32_t stored = m_table[slot];
-        if (stored == 0)
-            return -1;
-        const std::uint32_t index = stored - 1;
-        if (m_hashes[index] == shortHash && m_entries[index].key == key)
-            return index;
     }
+    const std::size_t keyHash = hashKey(key);
+    if (hash)
+        *hash = keyHash;
+    const std::uint32_t stored = m_table->buckets[m_table->slotOf(m_entries, key, keyHash)];
+    return stored == 0 ? -1 : static_cast<std::ptrdiff_t>(stored - 1);
 }
 
 const VXValue &VXDictionary::value(const QString &key) const noexcept
@@ -586,38 +759,49 @@ VXValue *VXDictionary::valuePointer(const QString &key) noexcept
     return index < 0 ? nullptr : &m_entries[static_cast<std::size_t>(index)].value;
 }
 
-void VXDictionary::placeInTable(std::uint32_t entryIndex, std::size_t hash)
+void VXDictionary::buildTable(std::size_t capacity)
 {
-    const std::size_t mask = m_table.size() - 1;
-    std::size_t slot = hash & mask;
-    while (m_table[slot] != 0)
-        slot = (slot + 1) & mask;
-    m_table[slot] = entryIndex + 1;
+    m_table = std::make_unique<Table>();
+    m_table->hashes.reserve(std::max(capacity, m_entries.size()));
+    for (const Entry &entry : m_entries)
+        m_table->hashes.push_back(static_cast<std::uint32_t>(hashKey(entry.key)));
+    m_table->resize(std::max(capacity, m_entries.size()));
 }
 
-void VXDictionary::rehash(std::size_t capacity)
+void VXDictionary::copyTableTo(VXDictionary &copy) const
 {
-    std::size_t tableSize = 8;
-    while (tableSize < capacity * 2)
-        tableSize *= 2;
-    if (tableSize == m_table.size())
+    if (m_table)
+        copy.m_table = std::make_unique<Table>(*m_table);
+}
+
+// A key known to be missing; `hash` is its hash when there is a table.
+void VXDictionary::append(QString key, VXValue value, std::size_t hash)
+{
+    m_entries.push_back(Entry {std::move(key), std::move(value)});
+    if (!m_table) {
+        if (m_entries.size() > kScanLimit)
+            buildTable(m_entries.size());
         return;
-    m_table.assign(tableSize, 0);
-    const std::size_t mask = tableSize - 1;
-    for (std::uint32_t i = 0; i < m_entries.size(); ++i) {
-        std::size_t slot = m_hashes[i] & mask;
-        while (m_table[slot] != 0)
-            slot = (slot + 1) & mask;
-        m_table[slot] = i + 1;
     }
+    m_table->hashes.push_back(static_cast<std::uint32_t>(hash));
+    if (m_entries.size() * 2 > m_table->buckets.size())
+        m_table->resize(std::max<std::size_t>(m_entries.size(), (m_entries.size() - 1) * 2));
+    else
+        m_table->place(static_cast<std::uint32_t>(m_entries.size() - 1));
 }
 
 void VXDictionary::reserve(std::size_t count)
 {
     m_entries.reserve(count);
-    m_hashes.reserve(count);
-    if (count * 2 > m_table.size())
-        rehash(count);
+    if (count <= kScanLimit)
+        return;
+    if (!m_table) {
+        buildTable(count);
+        return;
+    }
+    m_table->hashes.reserve(count);
+    if (count * 2 > m_table->buckets.size())
+        m_table->resize(count);
 }
 
 void VXDictionary::insert(const QString &key, VXValue value)
@@ -628,85 +812,57 @@ void VXDictionary::insert(const QString &key, VXValue value)
     }
     ++m_changes;
     ++containerChanges;
-    const std::size_t hash = hashKey(key);
-    const std::ptrdiff_t index = find(key, hash);
-    if (index >= 0) {
+    std::size_t hash = 0;
+    const std::ptrdiff_t index = find(key, &hash);
+    if (index >= 0)
         m_entries[static_cast<std::size_t>(index)].value = std::move(value);
-        return;
-    }
-    if ((m_entries.size() + 1) * 2 > m_table.size())
-        rehash(std::max<std::size_t>(m_entries.size() + 1, m_entries.size() * 2));
-    const auto newIndex = static_cast<std::uint32_t>(m_entries.size());
-    m_entries.push_back(Entry {key, std::move(value)});
-    m_hashes.push_back(static_cast<std::uint32_t>(hash));
-    placeInTable(newIndex, m_hashes.back());
+    else
+        append(key, std::move(value), hash);
 }
 
 void VXDictionary::insertNew(QString key, VXValue value)
 {
     if (value.isNull())
         return;
-    const std::size_t hash = hashKey(key);
-    if (find(key, hash) >= 0) {
+    std::size_t hash = 0;
+    if (find(key, &hash) >= 0) {
         insert(key, std::move(value));
         return;
     }
     ++m_changes;
     ++containerChanges;
-    if ((m_entries.size() + 1) * 2 > m_table.size())
-        rehash(std::max<std::size_t>(m_entries.size() + 1, m_entries.size() * 2));
-    const auto newIndex = static_cast<std::uint32_t>(m_entries.size());
-    m_entries.push_back(Entry {std::move(key), std::move(value)});
-    m_hashes.push_back(static_cast<std::uint32_t>(hash));
-    placeInTable(newIndex, m_hashes.back());
+    append(std::move(key), std::move(value), hash);
 }
 
 bool VXDictionary::remove(const QString &key)
 {
-    if (m_table.empty())
-        return false;
-    const std::size_t hash = hashKey(key);
-    const std::size_t mask = m_table.size() - 1;
-    const auto shortHash = static_cast<std::uint32_t>(hash);
-    std::size_t slot = hash & mask;
-    for (;; slot = (slot + 1) & mask) {
-        const std::uint32_t stored = m_table[slot];
-        if (stored == 0)
-            return false;
-        if (m_hashes[stored - 1] == shortHash && m_entries[stored - 1].key == key)
-            break;
+    std::size_t slot = 0;
+    std::ptrdiff_t found = -1;
+    if (m_table) {
+        slot = m_table->slotOf(m_entries, key, hashKey(key));
+        found = static_cast<std::ptrdiff_t>(m_table->buckets[slot]) - 1;
+    } else {
+        found = find(key);
     }
-    const std::uint32_t removed = m_table[slot] - 1;
+    if (found < 0)
+        return false;
     ++m_changes;
     ++containerChanges;
 
-    // Backward-shift deletion keeps every probe chain unbroken without tombstones.
-    std::size_t hole = slot;
-    for (std::size_t next = (hole + 1) & mask; m_table[next] != 0; next = (next + 1) & mask) {
-        const std::size_t home = m_hashes[m_table[next] - 1] & mask;
-        // Move the entry back when its home slot is not in the cyclic range (hole, next].
-        const bool homeInRange = hole <= next ? (home > hole && home <= next) : (home > hole || home <= next);
-        if (!homeInRange) {
-            m_table[hole] = m_table[next];
-            hole = next;
-        }
+    // The last entry moves into the freed place.
+    const auto removed = static_cast<std::uint32_t>(found);
+    const auto last = static_cast<std::uint32_t>(m_entries.size() - 1);
+    if (m_table) {
+        m_table->erase(slot);
+        if (removed != last)
+            m_table->repoint(last, removed);
+        m_table->hashes.pop_back();
     }
-    m_table[hole] = 0;
-
-    // Move the last entry into the freed place and repoint its slot.
-    const auto lastIndex = static_cast<std::uint32_t>(m_entries.size() - 1);
-    if (removed != lastIndex) {
-        for (std::size_t s = m_hashes[lastIndex] & mask;; s = (s + 1) & mask) {
-            if (m_table[s] == lastIndex + 1) {
-                m_table[s] = removed + 1;
-                break;
-            }
-        }
-        m_entries[removed] = std::move(m_entries[lastIndex]);
-        m_hashes[removed] = m_hashes[lastIndex];
-    }
+    if (removed != last)
+        m_entries[removed] = std::move(m_entries[last]);
     m_entries.pop_back();
-    m_hashes.pop_back();
+    if (m_table && m_entries.size() <= kScanLimit / 2)
+        m_table.reset();
     return true;
 }
 
@@ -715,8 +871,7 @@ void VXDictionary::clear() noexcept
     ++m_changes;
     ++containerChanges;
     m_entries.clear();
-    m_hashes.clear();
-    m_table.clear();
+    m_table.reset();
 }
 
 std::vector<std::size_t> VXDictionary::sortedEntryIndexes() const

@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -332,6 +333,11 @@ public:
     VXArray() noexcept = default;
     ~VXArray();
 
+    // Array and dictionary objects come from slabs of their own size (a tree and its snapshot
+    // hold hundreds of thousands, which the allocator would round up to a larger chunk each).
+    static void *operator new(std::size_t size);
+    static void operator delete(void *object) noexcept;
+
     // A new array holding these reals, packed.
     static VXArrayRef fromReals(std::vector<double> reals);
 
@@ -477,8 +483,14 @@ inline VXArray::const_iterator VXArray::end() const noexcept
     return const_iterator(m_buffer->values.data() + m_buffer->values.size(), nullptr);
 }
 
-// A dictionary keyed by strings with hashed lookups. Iteration order is the insertion order,
-// except that removing a key moves the last entry into its place; writers sort keys themselves.
+// A dictionary keyed by strings. Iteration order is the insertion order, except that removing a
+// key moves the last entry into its place; writers sort keys themselves.
+//
+// Most dictionaries of a record are small (a window's holds nine entries), and a tree and its
+// snapshot hold hundreds of thousands of them: a small one keeps no hash table and finds a key by
+// scanning its entries, lengths first, which hashes no key at all. A dictionary that grows past
+// kScanLimit entries builds a table of hashes and keeps it until removals bring it down to half
+// of that again (so that a size going back and forth over the limit does not rebuild it each time).
 class VXDictionary final : public vx_detail::VXHeapObject
 {
 public:
@@ -488,8 +500,15 @@ public:
     };
     using const_iterator = std::vector<Entry>::const_iterator;
 
-    VXDictionary() = default;
+    // The most entries a dictionary holds without a hash table.
+    static constexpr std::size_t kScanLimit = 12;
+
+    VXDictionary() noexcept;
     ~VXDictionary();
+
+    // From slabs, as arrays.
+    static void *operator new(std::size_t size);
+    static void operator delete(void *object) noexcept;
 
     std::size_t size() const noexcept { return m_entries.size(); }
     bool isEmpty() const noexcept { return m_entries.empty(); }
@@ -517,16 +536,15 @@ public:
     // The keys in code-point order, as writers emit them.
     std::vector<std::size_t> sortedEntryIndexes() const;
     // A new dictionary with this one's keys in this order, keyOf(key) for each (an equal text),
-    // and valueOf(entry) as its value (never null). The hash table is copied, not rebuilt: a copy
-    // of a large table costs no key hashed or looked up.
+    // and valueOf(entry) as its value (never null). A hash table is copied, not rebuilt: a copy
+    // costs no key hashed or looked up.
     template <class KeyOf, class ValueOf> VXDictionaryRef copyWith(KeyOf &&keyOf, ValueOf &&valueOf) const
     {
         VXDictionaryRef copy = VXMakeDictionary();
         copy->m_entries.reserve(m_entries.size());
         for (const Entry &entry : m_entries)
             copy->m_entries.push_back(Entry {keyOf(entry.key), valueOf(entry)});
-        copy->m_hashes = m_hashes;
-        copy->m_table = m_table;
+        copyTableTo(*copy);
         copy->m_changes = static_cast<std::uint32_t>(m_entries.size());   // as many as entries made
         return copy;
     }
@@ -534,19 +552,22 @@ public:
     // clear), so that a reader can tell cheaply that the table is the one it last saw. Changes
     // made in place through valueAt() or valuePointer() are not counted.
     std::uint32_t changeCount() const noexcept { return m_changes; }
+    // Whether lookups go through a hash table (for tests and the memory census).
+    bool hasHashTable() const noexcept { return m_table != nullptr; }
 
 private:
-    std::ptrdiff_t find(const QString &key) const noexcept;
-    std::ptrdiff_t find(const QString &key, std::size_t hash) const noexcept;
-    void rehash(std::size_t capacity);
-    void placeInTable(std::uint32_t entryIndex, std::size_t hash);
+    struct Table;
+
+    // The key's index or -1; *hash is the key's hash when the dictionary has a table.
+    std::ptrdiff_t find(const QString &key, std::size_t *hash = nullptr) const noexcept;
+    void append(QString key, VXValue value, std::size_t hash);
+    void buildTable(std::size_t capacity);
+    void copyTableTo(VXDictionary &copy) const;
 
     std::uint32_t m_changes = 0;   // fits beside the reference count
     std::vector<Entry> m_entries;
-    std::vector<std::uint32_t> m_hashes;   // hash of each entry's key, parallel to m_entries
-    // Open addressing: 0 is empty, otherwise entry index + 1. No tombstones: removal uses
-    // backward-shift deletion.
-    std::vector<std::uint32_t> m_table;
+    // The hash table, only for more than kScanLimit entries; null below.
+    std::unique_ptr<Table> m_table;
 };
 
 // A copy of the text in storage of its own. A QString over static data (a literal) copies itself

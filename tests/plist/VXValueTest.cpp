@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <thread>
@@ -122,6 +123,175 @@ TEST(VXValue, DictionaryAgreesWithAReferenceMapUnderRandomEdits)
     // Storing null removes a key.
     dictionary->insert(key(reference.begin()->first), VXValue());
     EXPECT_EQ(dictionary->size(), reference.size() - 1);
+}
+
+// The dictionary against a model of what it promises (a new key appended, a removed key's place
+// taken by the last entry, a change counted per stored or removed entry), over random steps on a
+// few keys so that its size crosses the scanning limit both ways. The keys differ only in length,
+// only in their last unit, or share one length; the empty key is one of them. Now and then the
+// dictionary is replaced by its copy, which must go on alike.
+TEST(VXValue, DictionaryAgreesWithAnOrderedModelAcrossTheScanLimit)
+{
+    constexpr std::size_t limit = VXDictionary::kScanLimit;
+    std::vector<QString> keys {QString(),
+                               QStringLiteral("T"),
+                               QStringLiteral("Tim"),
+                               QStringLiteral("Time"),
+                               QStringLiteral("Time "),
+                               QStringLiteral("Active Log"),
+                               QStringLiteral("Active Loh"),
+                               QStringLiteral("Active Lof")};
+    for (int i = 0; keys.size() < 2 * limit + 6; ++i)
+        keys.push_back(QStringLiteral("window title %1").arg(i, 3, 10, QLatin1Char('0')));
+
+    std::vector<std::pair<QString, int>> model;
+    bool withTable = false;
+    std::size_t tablesBuilt = 0, tablesDropped = 0;
+    VXDictionaryRef d = VXMakeDictionary();
+    VXSeededRandom random(11);
+    for (int step = 0; step < 20000; ++step) {
+        SCOPED_TRACE(step);
+        // Phases of mostly inserting and mostly removing, so the size sweeps from empty to full.
+        const bool growing = (step / 400) % 2 == 0;
+        const QString key = keys[static_cast<std::size_t>(random.below(int(keys.size())))];
+        const auto at = std::find_if(model.begin(), model.end(), [&](const auto &e) { return e.first == key; });
+        const std::uint32_t changes = d->changeCount();
+        bool changed = true;
+        if (random.chance(growing ? 0.8 : 0.2)) {
+            if (random.chance(0.5))
+                d->insert(key, step);
+            else
+                d->insertNew(key, step);
+            if (at == model.end())
+                model.emplace_back(key, step);
+            else
+                at->second = step;
+        } else {
+            if (random.chance(0.5))
+                EXPECT_EQ(d->remove(key), at != model.end());
+            else
+                d->insert(key, VXValue());
+            changed = at != model.end();
+            if (changed) {
+                *at = model.back();
+                model.pop_back();
+            }
+        }
+        EXPECT_EQ(d->changeCount(), changes + (changed ? 1 : 0));
+        const bool table = model.size() > limit || (withTable && model.size() > limit / 2);
+        tablesBuilt += table && !withTable;
+        tablesDropped += !table && withTable;
+        withTable = table;
+        ASSERT_EQ(d->hasHashTable(), table) << model.size();
+
+        if (step % 97 == 0)
+            d = d->copyWith([](const QString &k) { return k; }, [](const VXDictionary::Entry &e) { return e.value; });
+        ASSERT_EQ(d->size(), model.size());
+        for (std::size_t i = 0; i < model.size(); ++i) {
+            ASSERT_EQ(d->entries()[i].key, model[i].first) << i;
+            ASSERT_EQ(d->entries()[i].value.toInteger(), model[i].second) << i;
+        }
+        for (const QString &k : keys) {
+            const auto in = std::find_if(model.begin(), model.end(), [&](const auto &e) { return e.first == k; });
+            ASSERT_EQ(d->indexOf(QString(k.constData(), k.size())), in == model.end() ? -1 : in - model.begin())
+                << k.toStdString();
+        }
+    }
+    // The walk went through both forms, both ways, several times.
+    EXPECT_GT(tablesBuilt, 3U);
+    EXPECT_GT(tablesDropped, 3U);
+}
+
+TEST(VXValue, DictionaryKeysThatDifferOnlyAtTheirEdgesAreFoundInEitherForm)
+{
+    struct Row {
+        const char *name;
+        std::vector<QString> stored;
+        QString looked;
+        std::ptrdiff_t expected;
+    };
+    const std::vector<Row> rows {
+        {"a key one unit shorter", {QStringLiteral("Tim"), QStringLiteral("Time ")}, QStringLiteral("Time"), -1},
+        {"a key one unit longer", {QStringLiteral("Time")}, QStringLiteral("Time "), -1},
+        {"only the last unit differs",
+         {QStringLiteral("Active Lof"), QStringLiteral("Active Log")},
+         QStringLiteral("Active Loh"),
+         -1},
+        {"the last unit tells them apart",
+         {QStringLiteral("Active Lof"), QStringLiteral("Active Log")},
+         QStringLiteral("Active Log"),
+         1},
+        {"the empty key beside one of one unit", {QStringLiteral("a"), QString()}, QStringLiteral(""), 1},
+        {"a null key finds the empty key", {QStringLiteral("")}, QString(), 0},
+        {"no key in an empty dictionary", {}, QString(), -1},
+        {"a key after several of its length",
+         {QStringLiteral("Name"), QStringLiteral("Path"), QStringLiteral("Time")},
+         QStringLiteral("Time"),
+         2},
+    };
+    for (const Row &row : rows) {
+        for (const bool table : {false, true}) {
+            SCOPED_TRACE(testing::Message() << row.name << (table ? ", with a table" : ", scanned"));
+            VXDictionaryRef d = VXMakeDictionary();
+            // A reader reserves a large dictionary's room before its entries, and gets a table.
+            if (table)
+                d->reserve(VXDictionary::kScanLimit + 1);
+            for (const QString &k : row.stored)
+                d->insertNew(k, true);
+            ASSERT_EQ(d->hasHashTable(), table);
+            const VXDictionaryRef copy = d->copyWith([](const QString &k) { return QString(k.constData(), k.size()); },
+                                                     [](const VXDictionary::Entry &e) { return e.value; });
+            EXPECT_EQ(copy->hasHashTable(), table);
+            // The looked-up text in a buffer of its own, as a key met at run time is.
+            const QString looked = row.looked.isNull() ? QString() : QString(row.looked.constData(), row.looked.size());
+            EXPECT_EQ(d->indexOf(looked), row.expected);
+            EXPECT_EQ(copy->indexOf(looked), row.expected);
+        }
+    }
+}
+
+// Array and dictionary objects come from slabs shared by every thread: made, freed and made again
+// on two threads at once (each freeing the other's), no object is handed out twice, so each keeps
+// what was stored in it.
+TEST(VXValue, ContainersMadeAndFreedOnTwoThreadsKeepTheirOwnContents)
+{
+    using Batch = std::vector<VXDictionaryRef>;
+    auto make = [](int thread, Batch &batch) {
+        for (int i = 0; i < 30000; ++i) {
+            VXArrayRef log = VXMakeArray();
+            log->append(double(thread * 100000 + i));
+            VXDictionaryRef window = VXMakeDictionary();
+            window->insert(QStringLiteral("Active Log"), VXValue(log));
+            batch.push_back(window);
+        }
+    };
+    auto intact = [](int thread, const Batch &batch) {
+        for (std::size_t i = 0; i < batch.size(); ++i) {
+            const VXArray *log = batch[i]->value(QStringLiteral("Active Log")).array();
+            if (batch[i]->size() != 1 || !log || log->size() != 1 || log->at(0).toDouble() != thread * 100000.0 + i)
+                return false;
+        }
+        return true;
+    };
+    Batch batches[2];
+    for (int round = 0; round < 3; ++round) {
+        SCOPED_TRACE(round);
+        // Each thread frees what the other made in the round before.
+        Batch freedByOther = std::exchange(batches[0], Batch());
+        Batch freedHere = std::exchange(batches[1], Batch());
+        bool kept[2] = {false, false};
+        std::thread other([&] {
+            freedByOther.clear();
+            make(1, batches[1]);
+            kept[1] = intact(1, batches[1]);
+        });
+        freedHere.clear();
+        make(0, batches[0]);
+        kept[0] = intact(0, batches[0]);
+        other.join();
+        EXPECT_TRUE(kept[0]);
+        EXPECT_TRUE(kept[1]);
+    }
 }
 
 TEST(VXValue, CodePointOrderPutsAstralCharactersAfterThePrivateUseArea)
