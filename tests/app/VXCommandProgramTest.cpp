@@ -18,18 +18,9 @@ namespace {
 
 const QString kModuleFile = u"libwendle-tracker.so"_s;
 
-class CommandProgram : public ::testing::Test
+class CommandProgram : public ProgramTest
 {
 protected:
-    void SetUp() override
-    {
-        if (!QFileInfo(QStringLiteral(WENDLE_BINARY)).isExecutable())
-            GTEST_SKIP() << "the wendle program has not been built";
-        VXEnsureCoreApplication();
-        ASSERT_TRUE(folders.home.isValid());
-        folders.withoutDisplay();
-    }
-
     // A run with more variables in its environment.
     ProgramResult runWith(const QStringList &arguments, const QList<std::pair<QString, QString>> &variables)
     {
@@ -57,8 +48,6 @@ protected:
         }
         return result;
     }
-
-    ProgramFolders folders;
 };
 
 TEST_F(CommandProgram, CommandsLoadNoWidgetOrGuiLibrary)

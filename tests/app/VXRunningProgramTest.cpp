@@ -65,24 +65,13 @@ VXDictionaryRef twoDaysAgo()
     return record;
 }
 
-class RunningProgram : public ::testing::Test
+class RunningProgram : public ProgramTest
 {
 protected:
-    void SetUp() override
-    {
-        if (!QFileInfo(QStringLiteral(WENDLE_BINARY)).isExecutable())
-            GTEST_SKIP() << "the wendle program has not been built";
-        VXEnsureCoreApplication();
-        ASSERT_TRUE(folders.home.isValid());
-        folders.withoutDisplay();
-    }
-
     bool seed(const QString &path, const VXDictionaryRef &dictionary)
     {
         return QDir().mkpath(QFileInfo(path).path()) && writeToBinaryFile(VXValue(dictionary), path, true);
     }
-
-    ProgramFolders folders;
 };
 
 // A connection to the program's socket that says nothing.

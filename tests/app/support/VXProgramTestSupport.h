@@ -72,6 +72,22 @@ public:
     QProcessEnvironment environment;
 };
 
+// A test of the built program, each run without a display in folders of its own.
+class ProgramTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (!QFileInfo(QStringLiteral(WENDLE_BINARY)).isExecutable())
+            GTEST_SKIP() << "the wendle program has not been built";
+        VXEnsureCoreApplication();
+        ASSERT_TRUE(folders.home.isValid());
+        folders.withoutDisplay();
+    }
+
+    ProgramFolders folders;
+};
+
 // The tracker, started in the folders; stopped (SIGTERM, then killed) when it goes.
 class TrackerProcess
 {
