@@ -167,20 +167,8 @@ bool consolidateFrontState(VXDictionary &item, bool frontState, bool gap, double
     const QString &flagKey = frontState ? VXFrontActiveKey : VXActiveKey;
     const QString &logKey = frontState ? VXFrontActiveLogKey : VXActiveLogKey;
 
-    // One pass over the item finds the three keys: every live item goes through here twice a
-    // tick, and a pass over its dozen entries is cheaper than hashing three keys.
-    const VXValue *mark = nullptr;
-    const VXValue *flag = nullptr;
-    const VXValue *logValue = nullptr;
-    for (const VXDictionary::Entry &entry : item) {
-        const qsizetype size = entry.key.size();
-        if (size == markKey.size() && entry.key == markKey)
-            mark = &entry.value;
-        else if (size == flagKey.size() && entry.key == flagKey)
-            flag = &entry.value;
-        else if (size == logKey.size() && entry.key == logKey)
-            logValue = &entry.value;
-    }
+    // Every live item goes through here twice a tick: one pass finds the three keys.
+    const auto [mark, flag, logValue] = entryValues<3>(item, {&markKey, &flagKey, &logKey});
     return consolidateFound(item, frontState, mark, flag, logValue, false, gap, timestamp, previousTimestamp);
 }
 
@@ -195,16 +183,7 @@ void VXTickSlots::locate(const VXDictionary &item)
     static const std::array<const QString *, 8> keys {&VXActiveKey,          &VXFrontActiveKey,   &VXActiveMarkKey,
                                                       &VXFrontActiveMarkKey, &VXTimeKey,          &VXFrontTimeKey,
                                                       &VXActiveLogKey,       &VXFrontActiveLogKey};
-    m_indexes.fill(-1);
-    for (std::size_t i = 0; i < item.size(); ++i) {
-        const QString &key = item.entries()[i].key;
-        for (std::size_t slot = 0; slot < keys.size(); ++slot) {
-            if (key.size() == keys[slot]->size() && key == *keys[slot]) {
-                m_indexes[slot] = std::int32_t(i);
-                break;
-            }
-        }
-    }
+    m_indexes = entryIndexes(item, keys);
     m_changes = item.changeCount();
     m_located = true;
 }

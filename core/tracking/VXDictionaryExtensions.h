@@ -72,6 +72,36 @@ bool consolidateFrontState(VXDictionary &item, bool frontState, bool gap, double
 // The frontmost state, then the active state; answers the active state's result.
 bool consolidateStates(VXDictionary &item, bool gap, double timestamp, double previousTimestamp);
 
+// Where each of `keys` stands in the item's entries (-1: missing), found in one pass over them:
+// cheaper than a lookup per key for the few keys read of every live item on every tick.
+template <std::size_t N>
+std::array<std::ptrdiff_t, N> entryIndexes(const VXDictionary &item, const std::array<const QString *, N> &keys)
+{
+    std::array<std::ptrdiff_t, N> indexes;
+    indexes.fill(-1);
+    for (std::size_t i = 0; i < item.size(); ++i) {
+        const QString &key = item.entries()[i].key;
+        for (std::size_t k = 0; k < N; ++k) {
+            if (key.size() == keys[k]->size() && key == *keys[k]) {
+                indexes[k] = std::ptrdiff_t(i);
+                break;
+            }
+        }
+    }
+    return indexes;
+}
+
+// The values under `keys` (null: missing), found the same way.
+template <std::size_t N>
+std::array<const VXValue *, N> entryValues(const VXDictionary &item, const std::array<const QString *, N> &keys)
+{
+    const std::array<std::ptrdiff_t, N> indexes = entryIndexes(item, keys);
+    std::array<const VXValue *, N> values;
+    for (std::size_t k = 0; k < N; ++k)
+        values[k] = indexes[k] < 0 ? nullptr : &item.entries()[std::size_t(indexes[k])].value;
+    return values;
+}
+
 // Where the keys that a tick reads and writes sit among one item's entries, found in one pass and
 // trusted while the item's change count stays where it was: entries move only when one is
 // stored or removed, never when a value is changed in place. An item credited every tick keeps
@@ -95,7 +125,7 @@ public:
     {
         if (!m_located || m_changes != item.changeCount())
             locate(item);
-        const std::int32_t index = m_indexes[slot];
+        const std::ptrdiff_t index = m_indexes[slot];
         return index < 0 ? nullptr : &item.valueAt(std::size_t(index));
     }
 
@@ -104,7 +134,7 @@ private:
 
     bool m_located = false;
     std::uint32_t m_changes = 0;
-    std::array<std::int32_t, 8> m_indexes {};
+    std::array<std::ptrdiff_t, 8> m_indexes {};
 };
 
 // consolidateStates for an item whose working marks are kept outside it: `seen` and

@@ -292,17 +292,12 @@ struct MemberValues {
 
     explicit MemberValues(const VXDictionary &member)
     {
-        for (const VXDictionary::Entry &entry : member) {
-            const qsizetype size = entry.key.size();
-            if (size == VXNameKey.size() && entry.key == VXNameKey)
-                name = &entry.value;
-            else if (size == VXApplicationIDKey.size() && entry.key == VXApplicationIDKey)
-                applicationID = &entry.value;
-            else if (size == VXMatchAnyApplicationKey.size() && entry.key == VXMatchAnyApplicationKey)
-                matchAnyApplication = &entry.value;
-            else if (size == VXChildrenKey.size() && entry.key == VXChildrenKey)
-                children = &entry.value;
-        }
+        const auto values
+            = entryValues<4>(member, {&VXNameKey, &VXApplicationIDKey, &VXMatchAnyApplicationKey, &VXChildrenKey});
+        name = values[0];
+        applicationID = values[1];
+        matchAnyApplication = values[2];
+        children = values[3];
     }
 };
 
