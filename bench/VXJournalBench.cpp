@@ -2,6 +2,7 @@
 //
 //   bench_journal [--years N] [--saves-only] [--without-start] [--without-first-saves]
 //                 [--first-saves-only [--rows ROW,...]]   (5. on the N-year record alone)
+//                 [--journal-only]   (1. and 2. on the N-year record alone)
 //
 // --rows (with --first-saves-only): stops after the last of these saves of 5. (item-reset,
 // undo, redo, pool-reset, sort, day: the day of half-hourly saves), and when
@@ -169,6 +170,16 @@ struct BusyProgram {
     std::unique_ptr<VXMainController> controller;
 };
 
+// The heavy year's record scaled to `years` of them.
+VXHeavyConfigurationParameters yearsOf(int years)
+{
+    VXHeavyConfigurationParameters parameters;
+    parameters.windowCount *= years;
+    parameters.eventLogNumbers *= years;
+    parameters.span *= years;
+    return parameters;
+}
+
 struct BusyRun {
     double tickSeconds = 0;   // main-thread CPU of the ticks
     double flushSeconds = 0;   // main-thread CPU of the journal's flushes
@@ -180,9 +191,9 @@ struct BusyRun {
 // (so that its cost is measured apart from the ticks'). `tickWindows`: the journal compares the
 // windows the sampler says the ticks changed; without, every window of an application that moved
 // (as the journal did before the sampler told it).
-BusyRun runBusy(Folders &folders, double seconds, bool tickWindows = true)
+BusyRun runBusy(Folders &folders, double seconds, bool tickWindows = true, int years = 1)
 {
-    BusyProgram program(folders);
+    BusyProgram program(folders, yearsOf(years));
     VXVirtualScheduler &time = program.time;
     VXMainController &controller = *program.controller;
     controller.applicationWillFinishLaunching();
@@ -214,22 +225,22 @@ BusyRun runBusy(Folders &folders, double seconds, bool tickWindows = true)
     return run;
 }
 
-void busyHour()
+void busyHour(int years)
 {
     BusyRun best;
     BusyRun untold;
     for (int round = 0; round < 3; ++round) {
         Folders folders;
-        const BusyRun run = runBusy(folders, 3600);
+        const BusyRun run = runBusy(folders, 3600, true, years);
         if (round == 0 || run.flushSeconds < best.flushSeconds)
             best = run;
         Folders otherFolders;
-        const BusyRun reference = runBusy(otherFolders, 3600, false);
+        const BusyRun reference = runBusy(otherFolders, 3600, false, years);
         if (round == 0 || reference.flushSeconds < untold.flushSeconds)
             untold = reference;
     }
-    std::printf("busy hour on a heavy year: %d flushes, journal %.1f KiB per hour (%.2f MiB per 8-hour day)\n",
-                best.flushes, double(best.journalBytes) / 1024.0, double(best.journalBytes) * 8 / 1048576.0);
+    std::printf("busy hour on a %d-year record: %d flushes, journal %.1f KiB per hour (%.2f MiB per 8-hour day)\n",
+                years, best.flushes, double(best.journalBytes) / 1024.0, double(best.journalBytes) * 8 / 1048576.0);
     std::printf("  journal CPU %.1f ms per hour = %.4f %% of one core; ticks (the program itself) %.1f ms per hour; "
                 "journal / ticks = %.3f\n",
                 best.flushSeconds * 1000, best.flushSeconds / 3600 * 100, best.tickSeconds * 1000,
@@ -242,16 +253,6 @@ void busyHour()
 // The start of the program on an N-year record and its first journal flush 5 s later: the main
 // thread's CPU time. `continued`: the record loaded serves as the last full save (else the tree
 // is saved whole at the first flush, as before).
-// The heavy year's record scaled to `years` of them.
-VXHeavyConfigurationParameters yearsOf(int years)
-{
-    VXHeavyConfigurationParameters parameters;
-    parameters.windowCount *= years;
-    parameters.eventLogNumbers *= years;
-    parameters.span *= years;
-    return parameters;
-}
-
 struct StartFigures {
     double load = 0;   // loading and the ticks up to the first flush
     double firstFlush = 0;   // the first flush 5 s later
@@ -305,10 +306,10 @@ void startUp(int years)
     }
 }
 
-void dayReplay()
+void dayReplay(int years)
 {
     Folders folders;
-    runBusy(folders, 8 * 3600);
+    runBusy(folders, 8 * 3600, true, years);
     QFile recordFile(folders.record());
     QFile journalFile(folders.journal());
     recordFile.open(QIODevice::ReadOnly);
@@ -595,9 +596,15 @@ int main(int argc, char **argv)
         firstSaves(years, rows > 0 && rows + 1 < arguments.size() ? arguments[rows + 1].split(u',') : QStringList());
         return 0;
     }
+    // (The journal's figures on a heavy year, or on N years with --journal-only.)
+    if (arguments.contains(QStringLiteral("--journal-only"))) {
+        busyHour(years);
+        dayReplay(years);
+        return 0;
+    }
     if (!arguments.contains(QStringLiteral("--saves-only"))) {
-        busyHour();
-        dayReplay();
+        busyHour(1);
+        dayReplay(1);
     }
     if (!arguments.contains(QStringLiteral("--without-start")))
         startUp(years);
