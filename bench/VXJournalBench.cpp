@@ -317,6 +317,7 @@ void dayReplay(int years)
     const QByteArray record = recordFile.readAll();
     const QByteArray journal = journalFile.readAll();
     double best = 1e9;
+    double closing = 1e9;   // of it, the periods closed (a walk over every item of the record)
     std::size_t entries = 0;
     for (int round = 0; round < 3; ++round) {
         VXDictionaryRef tree = deeplyMutableDictionaryWithData(record);
@@ -325,8 +326,13 @@ void dayReplay(int years)
         VXJournalReplay replay(*tree);
         for (const QByteArray &entry : contents.entries)
             replay.apply(entry);
+        const double replayed = threadSeconds();
         VXCloseOpenPeriods(*tree);
-        best = std::min(best, threadSeconds() - before);
+        const double after = threadSeconds();
+        if (after - before < best) {
+            best = after - before;
+            closing = after - replayed;
+        }
         entries = contents.entries.size();
     }
     // The start-up as a whole: read, replay, save the recovered record.
@@ -336,9 +342,11 @@ void dayReplay(int years)
     const double before = wallSeconds();
     const VXDictionaryRef loaded = store.loadConfiguration();
     const double load = wallSeconds() - before;
-    std::printf("a day's journal (%.1f KiB, %zu entries): replay %.1f ms (CPU, best of 3); start-up with it "
+    std::printf("a day's journal (%.1f KiB, %zu entries): replay %.1f ms (CPU, best of 3; "
+                "of it %.1f ms closing the open periods); start-up with it "
                 "(read, replay, save the recovered record) %.0f ms wall, recovered %.0f s\n",
-                double(journal.size()) / 1024.0, entries, best * 1000, load * 1000, store.recoveredSeconds());
+                double(journal.size()) / 1024.0, entries, best * 1000, closing * 1000, load * 1000,
+                store.recoveredSeconds());
 }
 
 struct SaveFigures {

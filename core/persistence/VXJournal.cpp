@@ -618,8 +618,25 @@ void closeOpenPeriodsBelow(const VXValue &items, double at, int depth)
         for (const VXValue &value : *array)
             each(value);
     } else if (const VXDictionary *dictionary = items.dictionary()) {
-        for (const auto &entry : *dictionary)
-            each(entry.value);
+        // A window table holds tens of thousands of windows all over the heap: those a few places
+        // ahead are fetched meanwhile, the dictionaries first, then their entries, then the logs.
+        const std::vector<VXDictionary::Entry> &entries = dictionary->entries();
+        const auto ahead = [&](std::size_t i) -> const VXDictionary * {
+            return i < entries.size() ? entries[i].value.dictionary() : nullptr;
+        };
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            if (const VXDictionary *item = ahead(i + 24))
+                __builtin_prefetch(item);
+            if (const VXDictionary *item = ahead(i + 16))
+                __builtin_prefetch(item->entries().data());
+            if (const VXDictionary *item = ahead(i + 8)) {
+                for (const VXDictionary::Entry &entry : item->entries()) {
+                    if (const VXArray *log = entry.value.array())
+                        __builtin_prefetch(log);
+                }
+            }
+            each(entries[i].value);
+        }
     }
 }
 
