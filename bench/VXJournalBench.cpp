@@ -1,7 +1,18 @@
 // What the journal and the saves cost on a heavy record with a busy desktop, run by hand:
 //
 //   bench_journal [--years N] [--saves-only] [--without-start] [--without-first-saves]
-//                 [--first-saves-only]   (5. on the N-year record alone)
+//                 [--first-saves-only [--rows ROW,...]]   (5. on the N-year record alone)
+//                 [--journal-only]   (1. and 2. on the N-year record alone)
+//
+// --rows (with --first-saves-only): stops after the last of these saves of 5. (item-reset,
+// undo, redo, pool-reset, sort, day: the day of half-hourly saves), and when
+// WENDLE_BENCH_PERF_CONTROL names the control fifo of a `perf record --control fifo:FIFO -D -1`,
+// profiles their main-thread parts alone (each save's times on the monotonic clock are printed,
+// to tell their samples apart with `-k monotonic`):
+//
+//   mkfifo /tmp/ctl
+//   WENDLE_BENCH_PERF_CONTROL=/tmp/ctl perf record -k monotonic -g --control fifo:/tmp/ctl -D -1
+//       bench_journal --first-saves-only --rows undo,sort   (one command line)
 //
 // 1. An hour of a busy desktop in virtual time (a front switch every 10 s among six
 //    applications, a window title changing at each switch) through the real controller, on a
@@ -76,6 +87,21 @@ double residentMiB()
     return fields.size() > 1 ? fields[1].toDouble() * double(sysconf(_SC_PAGESIZE)) / 1048576.0 : 0.0;
 }
 
+// Turns a `perf record --control fifo:...` on and off around the part to profile (see above).
+void perfControl(const char *command)
+{
+    static const QByteArray fifo = qgetenv("WENDLE_BENCH_PERF_CONTROL");
+    if (fifo.isEmpty())
+        return;
+    QFile control(QFile::decodeName(fifo));
+    if (control.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
+        control.write(command);
+        control.write("\n");
+    }
+    // (perf reads the fifo on its own time: let it catch up before the part begins or goes on.)
+    usleep(200'000);
+}
+
 QByteArray loadAverage()
 {
     QFile file(QStringLiteral("/proc/loadavg"));
@@ -144,6 +170,16 @@ struct BusyProgram {
     std::unique_ptr<VXMainController> controller;
 };
 
+// The heavy year's record scaled to `years` of them.
+VXHeavyConfigurationParameters yearsOf(int years)
+{
+    VXHeavyConfigurationParameters parameters;
+    parameters.windowCount *= years;
+    parameters.eventLogNumbers *= years;
+    parameters.span *= years;
+    return parameters;
+}
+
 struct BusyRun {
     double tickSeconds = 0;   // main-thread CPU of the ticks
     double flushSeconds = 0;   // main-thread CPU of the journal's flushes
@@ -155,9 +191,9 @@ struct BusyRun {
 // (so that its cost is measured apart from the ticks'). `tickWindows`: the journal compares the
 // windows the sampler says the ticks changed; without, every window of an application that moved
 // (as the journal did before the sampler told it).
-BusyRun runBusy(Folders &folders, double seconds, bool tickWindows = true)
+BusyRun runBusy(Folders &folders, double seconds, bool tickWindows = true, int years = 1)
 {
-    BusyProgram program(folders);
+    BusyProgram program(folders, yearsOf(years));
     VXVirtualScheduler &time = program.time;
     VXMainController &controller = *program.controller;
     controller.applicationWillFinishLaunching();
@@ -189,22 +225,22 @@ BusyRun runBusy(Folders &folders, double seconds, bool tickWindows = true)
     return run;
 }
 
-void busyHour()
+void busyHour(int years)
 {
     BusyRun best;
     BusyRun untold;
     for (int round = 0; round < 3; ++round) {
         Folders folders;
-        const BusyRun run = runBusy(folders, 3600);
+        const BusyRun run = runBusy(folders, 3600, true, years);
         if (round == 0 || run.flushSeconds < best.flushSeconds)
             best = run;
         Folders otherFolders;
-        const BusyRun reference = runBusy(otherFolders, 3600, false);
+        const BusyRun reference = runBusy(otherFolders, 3600, false, years);
         if (round == 0 || reference.flushSeconds < untold.flushSeconds)
             untold = reference;
     }
-    std::printf("busy hour on a heavy year: %d flushes, journal %.1f KiB per hour (%.2f MiB per 8-hour day)\n",
-                best.flushes, double(best.journalBytes) / 1024.0, double(best.journalBytes) * 8 / 1048576.0);
+    std::printf("busy hour on a %d-year record: %d flushes, journal %.1f KiB per hour (%.2f MiB per 8-hour day)\n",
+                years, best.flushes, double(best.journalBytes) / 1024.0, double(best.journalBytes) * 8 / 1048576.0);
     std::printf("  journal CPU %.1f ms per hour = %.4f %% of one core; ticks (the program itself) %.1f ms per hour; "
                 "journal / ticks = %.3f\n",
                 best.flushSeconds * 1000, best.flushSeconds / 3600 * 100, best.tickSeconds * 1000,
@@ -217,16 +253,6 @@ void busyHour()
 // The start of the program on an N-year record and its first journal flush 5 s later: the main
 // thread's CPU time. `continued`: the record loaded serves as the last full save (else the tree
 // is saved whole at the first flush, as before).
-// The heavy year's record scaled to `years` of them.
-VXHeavyConfigurationParameters yearsOf(int years)
-{
-    VXHeavyConfigurationParameters parameters;
-    parameters.windowCount *= years;
-    parameters.eventLogNumbers *= years;
-    parameters.span *= years;
-    return parameters;
-}
-
 struct StartFigures {
     double load = 0;   // loading and the ticks up to the first flush
     double firstFlush = 0;   // the first flush 5 s later
@@ -280,10 +306,10 @@ void startUp(int years)
     }
 }
 
-void dayReplay()
+void dayReplay(int years)
 {
     Folders folders;
-    runBusy(folders, 8 * 3600);
+    runBusy(folders, 8 * 3600, true, years);
     QFile recordFile(folders.record());
     QFile journalFile(folders.journal());
     recordFile.open(QIODevice::ReadOnly);
@@ -291,6 +317,7 @@ void dayReplay()
     const QByteArray record = recordFile.readAll();
     const QByteArray journal = journalFile.readAll();
     double best = 1e9;
+    double closing = 1e9;   // of it, the periods closed (a walk over every item of the record)
     std::size_t entries = 0;
     for (int round = 0; round < 3; ++round) {
         VXDictionaryRef tree = deeplyMutableDictionaryWithData(record);
@@ -299,8 +326,13 @@ void dayReplay()
         VXJournalReplay replay(*tree);
         for (const QByteArray &entry : contents.entries)
             replay.apply(entry);
+        const double replayed = threadSeconds();
         VXCloseOpenPeriods(*tree);
-        best = std::min(best, threadSeconds() - before);
+        const double after = threadSeconds();
+        if (after - before < best) {
+            best = after - before;
+            closing = after - replayed;
+        }
         entries = contents.entries.size();
     }
     // The start-up as a whole: read, replay, save the recovered record.
@@ -310,9 +342,11 @@ void dayReplay()
     const double before = wallSeconds();
     const VXDictionaryRef loaded = store.loadConfiguration();
     const double load = wallSeconds() - before;
-    std::printf("a day's journal (%.1f KiB, %zu entries): replay %.1f ms (CPU, best of 3); start-up with it "
+    std::printf("a day's journal (%.1f KiB, %zu entries): replay %.1f ms (CPU, best of 3; "
+                "of it %.1f ms closing the open periods); start-up with it "
                 "(read, replay, save the recovered record) %.0f ms wall, recovered %.0f s\n",
-                double(journal.size()) / 1024.0, entries, best * 1000, load * 1000, store.recoveredSeconds());
+                double(journal.size()) / 1024.0, entries, best * 1000, closing * 1000, load * 1000,
+                store.recoveredSeconds());
 }
 
 struct SaveFigures {
@@ -429,7 +463,7 @@ void savePause(int years)
 // redo, a reset of the pool timers and an import; of the half-hourly save after a change of the
 // sort column; and the best and worst of a day's half-hourly saves (one of them compares the
 // heaviest application value for value, the round that catches changes no one reported).
-void firstSaves(int scale)
+void firstSaves(int scale, const QStringList &rows = {})
 {
     Folders folders;
     const VXHeavyConfigurationParameters parameters = yearsOf(scale);
@@ -448,15 +482,35 @@ void firstSaves(int scale)
         at += seconds;
         time.advanceTo(at);
     };
-    const auto measured = [&](const std::function<void()> &save) {
+    // `profiled`: with perf told to record the save's main-thread part alone (not the writer's
+    // after it).
+    const auto measured = [&](const std::function<void()> &save, bool profiled = false) {
+        if (profiled)
+            perfControl("enable");
         const double before = threadSeconds();
         save();
         const double seconds = threadSeconds() - before;
+        if (profiled)
+            perfControl("disable");
         store.waitForPendingWrites();
         return seconds * 1000;
     };
-    const auto flush = [&] { return measured([&] { controller.journal().flush(); }); };
-    const auto halfHourly = [&] { return measured([&] { store.save(nullptr); }); };
+    // With rows named, their saves alone are profiled, and the run ends after the last of them.
+    QStringList rowsLeft = rows;
+    bool rowDone = false;
+    const auto profiled = [&](const QString &row, const std::function<void()> &save) {
+        if (!rows.contains(row))
+            return measured(save);
+        rowsLeft.removeAll(row);
+        const double start = wallSeconds();
+        const double seconds = measured(save, true);
+        std::printf("%s: main thread of the save %.1f ms (monotonic clock %.6f to %.6f s)\n", qPrintable(row), seconds,
+                    start, wallSeconds());
+        rowDone = !rows.isEmpty() && rowsLeft.isEmpty();
+        return seconds;
+    };
+    const auto flush = [&](const QString &row) { return profiled(row, [&] { controller.journal().flush(); }); };
+    const auto halfHourly = [&](const QString &row = {}) { return profiled(row, [&] { store.save(nullptr); }); };
 
     const VXDictionary *applications = controller.configuration()->value(VXApplicationsKey).dictionary();
     VXDictionaryRef heaviest;
@@ -477,26 +531,38 @@ void firstSaves(int scale)
     // The actions themselves (the undo state taken and saved, the tree restored, the forced tick)
     // are given apart from the saves that follow them.
     const double itemReset = measured([&] { controller.resets().resetTimerViaMenuItem(window); });
-    const double afterItemReset = flush();
+    const double afterItemReset = flush(QStringLiteral("item-reset"));
+    if (rowDone)
+        return;
     const double undo = measured([&] { controller.undo(nullptr); });
-    const double afterUndo = flush();
+    const double afterUndo = flush(QStringLiteral("undo"));
+    if (rowDone)
+        return;
     const double redo = measured([&] { controller.redo(nullptr); });
-    const double afterRedo = flush();
+    const double afterRedo = flush(QStringLiteral("redo"));
+    if (rowDone)
+        return;
     const double poolReset = measured([&] { controller.resets().resetApplicationTimers(false, true, true, false); });
-    const double afterPoolReset = flush();
+    const double afterPoolReset = flush(QStringLiteral("pool-reset"));
+    if (rowDone)
+        return;
     ticks(1);
     halfHourly();
     controller.setSortColumn(controller.sortColumn() == 0 ? 2 : 0);
     ticks(1);
-    const double afterSort = halfHourly();
+    const double afterSort = halfHourly(QStringLiteral("sort"));
+    if (rowDone)
+        return;
     double best = 1e9;
     double worst = 0;
     for (std::uint64_t round = 0; round < VXJournal::kVerifyRounds; ++round) {
         ticks(1);
-        const double seconds = halfHourly();
+        const double seconds = halfHourly(QStringLiteral("day"));
         best = std::min(best, seconds);
         worst = std::max(worst, seconds);
     }
+    if (rowDone)
+        return;
     QFile record(folders.record());
     record.open(QIODevice::ReadOnly);
     VXValue twin;
@@ -510,7 +576,7 @@ void firstSaves(int scale)
     if (!importSaved)
         std::printf("the import was not saved\n");
     ticks(1);
-    const double afterImport = flush();
+    const double afterImport = flush({});
     std::printf("%d-year record, main thread of the save (ms): half-hourly %.1f; first after a window's timer "
                 "reset %.1f, an undo %.1f, a redo %.1f, a pool timers reset %.1f; half-hourly after a sort change "
                 "%.1f; a day of half-hourly saves best %.1f worst %.1f; an import's own save %.1f, the first "
@@ -534,12 +600,19 @@ int main(int argc, char **argv)
         years = arguments[at + 1].toInt();
     std::printf("load average: %s\n", loadAverage().constData());
     if (arguments.contains(QStringLiteral("--first-saves-only"))) {
-        firstSaves(years);
+        const qsizetype rows = arguments.indexOf(QStringLiteral("--rows"));
+        firstSaves(years, rows > 0 && rows + 1 < arguments.size() ? arguments[rows + 1].split(u',') : QStringList());
+        return 0;
+    }
+    // (The journal's figures on a heavy year, or on N years with --journal-only.)
+    if (arguments.contains(QStringLiteral("--journal-only"))) {
+        busyHour(years);
+        dayReplay(years);
         return 0;
     }
     if (!arguments.contains(QStringLiteral("--saves-only"))) {
-        busyHour();
-        dayReplay();
+        busyHour(1);
+        dayReplay(1);
     }
     if (!arguments.contains(QStringLiteral("--without-start")))
         startUp(years);

@@ -618,8 +618,25 @@ void closeOpenPeriodsBelow(const VXValue &items, double at, int depth)
         for (const VXValue &value : *array)
             each(value);
     } else if (const VXDictionary *dictionary = items.dictionary()) {
-        for (const auto &entry : *dictionary)
-            each(entry.value);
+        // A window table holds tens of thousands of windows all over the heap: those a few places
+        // ahead are fetched meanwhile, the dictionaries first, then their entries, then the logs.
+        const std::vector<VXDictionary::Entry> &entries = dictionary->entries();
+        const auto ahead = [&](std::size_t i) -> const VXDictionary * {
+            return i < entries.size() ? entries[i].value.dictionary() : nullptr;
+        };
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            if (const VXDictionary *item = ahead(i + 24))
+                __builtin_prefetch(item);
+            if (const VXDictionary *item = ahead(i + 16))
+                __builtin_prefetch(item->entries().data());
+            if (const VXDictionary *item = ahead(i + 8)) {
+                for (const VXDictionary::Entry &entry : item->entries()) {
+                    if (const VXArray *log = entry.value.array())
+                        __builtin_prefetch(log);
+                }
+            }
+            each(entries[i].value);
+        }
     }
 }
 
@@ -727,6 +744,7 @@ struct VXJournal::Encoder {
 
     VXDictionaryRef base;
     std::unordered_map<const VXDictionary *, Mark> marks;
+    std::size_t windowMarkCount = 0;   // of `marks`, those of windows (made by addWindow)
     std::int64_t nextNumber = 0;
     std::array<VXValue, 5> root;
     std::vector<const VXDictionary *> poolItems;
@@ -811,6 +829,7 @@ struct VXJournal::Encoder {
     void reset(const VXDictionaryRef &snapshot, const VXDictionary &live)
     {
         marks.clear();
+        windowMarkCount = 0;
         startFrom(snapshot, live);
     }
 
@@ -823,6 +842,7 @@ struct VXJournal::Encoder {
     {
         const VXDictionary *applications = snapshot->value(VXApplicationsKey).dictionary();
         std::erase_if(marks, [](const auto &entry) { return entry.second.depth || entry.second.application; });
+        windowMarkCount = 0;
         for (auto &[item, mark] : marks) {
             mark.number = -1;
             mark.windowMarks.clear();
@@ -1027,7 +1047,23 @@ struct VXJournal::Encoder {
         const VXDictionary *saved = application.base->value(VXWindowsByNameKey).dictionary();
         if (!table || !saved)
             return;
-        for (std::size_t i = round % VXJournal::kVerifyRounds; i < table->size(); i += VXJournal::kVerifyRounds) {
+        // The windows lie all over the heap: those a few steps ahead are fetched meanwhile, the
+        // dictionaries first, then (once those are in) their entries.
+        constexpr std::size_t step = VXJournal::kVerifyRounds;
+        const auto prefetch = [&](std::size_t i, bool entries) {
+            for (const VXDictionary *in : {table, saved}) {
+                if (i >= in->size())
+                    continue;
+                const VXDictionary *window = in->entries()[i].value.dictionary();
+                if (window && entries)
+                    __builtin_prefetch(window->entries().data());
+                else if (window)
+                    __builtin_prefetch(window);
+            }
+        };
+        for (std::size_t i = round % step; i < table->size(); i += step) {
+            prefetch(i + 8 * step, false);
+            prefetch(i + 4 * step, true);
             const VXDictionary::Entry &entry = table->entries()[i];
             VXDictionary *window = entry.value.dictionary();
             // (A table only added to since the save holds its windows at the same places.)
@@ -1036,7 +1072,8 @@ struct VXJournal::Encoder {
                 : saved->value(entry.key).dictionary();
             if (!window || !before)
                 continue;   // new since the save: saved whole
-            auto found = marks.find(window);
+            // (Right after a save no window has a mark.)
+            auto found = windowMarkCount ? marks.find(window) : marks.end();
             // (A window the save copies in any case, or one marked under another application.)
             if (found != marks.end()
                 && (found->second.application != &live || found->second.moved || !found->second.base
@@ -1279,7 +1316,9 @@ struct VXJournal::Encoder {
 
     Mark &addWindow(Mark &application, const QString &title, VXDictionary &window)
     {
-        Mark &mark = marks[&window];
+        const auto [at, made] = marks.try_emplace(&window);
+        windowMarkCount += made ? 1 : 0;
+        Mark &mark = at->second;
         if (mark.application != application.keep.get())
             application.windowMarks.emplace_back(&window, &mark);
         mark.keep = VXDictionaryRef(&window);

@@ -179,6 +179,91 @@ TEST(TreeSnapshots, EverySnapshotOfARandomlyEditedTreeStaysWhatItWas)
         EXPECT_EQ(VXValue(taken[i].first), taken[i].second) << "snapshot " << i;
 }
 
+// A window table and list answered as the earlier snapshot's with some places named as changed
+// (as the journal answers an application that moved): the earlier table or list itself when
+// what was named came out the same, a copy holding the same window objects otherwise.
+TEST(TreeSnapshots, ATableOrListTakenFromTheEarlierOneIsCopiedOnlyWhenItDiffers)
+{
+    const struct {
+        const char *name;
+        std::function<void(VXDictionary &editor)> change;
+        std::vector<std::size_t> changedInTable;
+        std::vector<std::size_t> changedInList;
+        std::vector<std::ptrdiff_t> from;
+        bool tableSame;
+        bool listSame;
+    } rows[] = {
+        {"a window named that did not change", [](VXDictionary &) {}, {1}, {1}, {0, 1, 2}, true, true},
+        {"a window named that changed",
+         [](VXDictionary &editor) {
+             editor.value(VXWindowsByNameKey).dictionary()->valueAt(1).dictionary()->insert(VXTimeKey, 5.0);
+         },
+         {1},
+         {1},
+         {0, 1, 2},
+         false,
+         false},
+        {"the list in another order",
+         [](VXDictionary &editor) {
+             VXArray &list = *editor.value(VXChildrenKey).array();
+             const VXValue last = list.objectAt(2);
+             list.removeLast();
+             list.insert(0, last);
+         },
+         {},
+         {},
+         {2, 0, 1},
+         true,
+         false},
+        {"a window added",
+         [](VXDictionary &editor) {
+             VXDictionaryRef window = VXMakeDictionary();
+             window->insert(VXNameKey, u"New"_s);
+             editor.value(VXWindowsByNameKey).dictionary()->insert(u"New"_s, window);
+             editor.value(VXChildrenKey).array()->append(VXValue(window));
+         },
+         {},
+         {},
+         {0, 1, 2, -1},
+         false,
+         false},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        const VXDictionaryRef live = sampleTree();
+        const VXDictionaryRef first = VXTreeSnapshot(live, VXDictionaryRef());
+        ASSERT_TRUE(first);
+        VXDictionary &editor = application(*live, u"Editor"_s);
+        row.change(editor);
+        const VXDictionary &earlier = application(*first, u"Editor"_s);
+        const VXSettledParts settled = [&](const VXValue &container, const VXDictionary *holder) -> VXSettledPart {
+            if (holder != &editor)
+                return {};
+            if (container.dictionary() == editor.value(VXWindowsByNameKey).dictionary())
+                return {earlier.value(VXWindowsByNameKey), true, row.changedInTable, {}};
+            if (container.array() == editor.value(VXChildrenKey).array())
+                return {earlier.value(VXChildrenKey), true, row.changedInList, row.from};
+            return {};
+        };
+        const VXDictionaryRef second = VXTreeSnapshot(live, first, settled);
+        ASSERT_TRUE(second);
+        EXPECT_EQ(VXValue(second), VXValue(live));
+        const VXDictionary &saved = application(*second, u"Editor"_s);
+        const VXDictionary &table = *saved.value(VXWindowsByNameKey).dictionary();
+        const VXArray &list = *saved.value(VXChildrenKey).array();
+        EXPECT_EQ(&table == earlier.value(VXWindowsByNameKey).dictionary(), row.tableSame);
+        EXPECT_EQ(&list == earlier.value(VXChildrenKey).array(), row.listSame);
+        // Filed and listed, each window is one object, as the live tree has it.
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            const VXDictionary *window = list.objectAt(i).dictionary();
+            EXPECT_EQ(table.value(window->value(VXNameKey).toString()).dictionary(), window) << i;
+        }
+        // The table's first window, which no row changes, is the earlier snapshot's.
+        EXPECT_EQ(table.entries()[0].value.dictionary(),
+                  earlier.value(VXWindowsByNameKey).dictionary()->entries()[0].value.dictionary());
+    }
+}
+
 TEST(TreeSnapshots, TextsOverStaticDataAreCopiedSoThatAnotherThreadMayReadThem)
 {
     const VXDictionaryRef live = sampleTree();
