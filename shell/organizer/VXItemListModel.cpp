@@ -229,32 +229,58 @@ void VXItemListModel::syncRows(Node &node, int first, const VXArray *items)
 VXItemListModel::Shown VXItemListModel::shownFor(const Node &node) const
 {
     Shown shown;
-    if (!node.item) {
-        shown.name = VXOrganizerOperations::headerName(m_list);
-        const std::optional<double> total = m_operations.headerTotal(m_list);
-        shown.totalSeconds = total ? wholeSeconds(*total) : kNoTime;
-        shown.frontSeconds = kNoTime;
-        return shown;
+    shown.name = shownName(node);
+    shown.frontSeconds = shownSeconds(node, VXFrontColumn);
+    shown.totalSeconds = shownSeconds(node, VXTotalColumn);
+    if (node.item) {
+        shown.frontPie = shownPie(node, VXFrontColumn);
+        shown.totalPie = shownPie(node, VXTotalColumn);
     }
+    shown.state = shownState(node);
+    return shown;
+}
+
+QString VXItemListModel::shownName(const Node &node) const
+{
+    return node.item ? itemName(*node.item) : VXOrganizerOperations::headerName(m_list);
+}
+
+std::uint64_t VXItemListModel::shownSeconds(const Node &node, int column) const
+{
+    if (!node.item) {
+        if (column != VXTotalColumn)
+            return kNoTime;
+        const std::optional<double> total = m_operations.headerTotal(m_list);
+        return total ? wholeSeconds(*total) : kNoTime;
+    }
+    return wholeSeconds(timeIntervalForKey(*node.item, column == VXFrontColumn ? VXFrontTimeKey : VXTimeKey));
+}
+
+int VXItemListModel::shownPie(const Node &node, int column) const
+{
+    if (!node.item)
+        return -1;
+    return pieSteps(timeIntervalForKey(*node.item, column == VXFrontColumn ? VXFrontTimeKey : VXTimeKey),
+                    m_overallTime);
+}
+
+std::uint8_t VXItemListModel::shownState(const Node &node, bool withNotes) const
+{
+    if (!node.item)
+        return 0;
     const VXDictionary &item = *node.item;
-    shown.name = itemName(item);
-    const double front = timeIntervalForKey(item, VXFrontTimeKey);
-    const double total = timeIntervalForKey(item, VXTimeKey);
-    shown.frontSeconds = wholeSeconds(front);
-    shown.totalSeconds = wholeSeconds(total);
-    shown.frontPie = pieSteps(front, m_overallTime);
-    shown.totalPie = pieSteps(total, m_overallTime);
+    std::uint8_t state = 0;
     if (boolForKey(item, VXActiveKey))
-        shown.state |= kActive;
+        state |= kActive;
     if (boolForKey(item, VXFrontActiveKey))
-        shown.state |= kFrontActive;
-    if (item.value(VXPathKey).stringRef() == VXPoolPathMarker) {
+        state |= kFrontActive;
+    if (withNotes && item.value(VXPathKey).stringRef() == VXPoolPathMarker) {
         const VXUserDefaults *defaults = VXUserDefaults::standard();
         const bool reflectNotes = defaults && defaults->boolForKey(VXInfoIconsReflectNotesStatusKey);
         if (reflectNotes && !item.value(VXPoolNotesKey).toString().isEmpty())
-            shown.state |= kNotes;
+            state |= kNotes;
     }
-    return shown;
+    return state;
 }
 
 void VXItemListModel::refreshShown(Node &node)
@@ -375,22 +401,22 @@ QVariant VXItemListModel::data(const QModelIndex &index, int role) const
     const Node &node = *nodeForIndex(index);
     const bool header = !node.item;
     const int column = index.column();
-    // What the row shows is made from its item now: a row that reloads skipped is still right.
-    const auto shown = [&node, this] { return shownFor(node); };
+    // What the row shows is made from its item now, a row that reloads skipped is still right;
+    // each role makes only its own part (a cell's drawing asks for several roles).
     switch (role) {
     case Qt::DisplayRole:
     case Qt::EditRole:
     case Qt::AccessibleTextRole:
         if (column == VXNameColumn)
-            return shown().name;
-        return durationText(column == VXFrontColumn ? shown().frontSeconds : shown().totalSeconds);
+            return shownName(node);
+        return durationText(shownSeconds(node, column));
     case Qt::DecorationRole:
         if (column == VXNameColumn && !header)
             return VXOrganizerIcons::iconForItem(*node.item);
         return QVariant();
     case Qt::FontRole: {
         QFont font;
-        font.setBold(header || (shown().state & kFrontActive));
+        font.setBold(header || (shownState(node, false) & kFrontActive));
         return font;
     }
     case Qt::TextAlignmentRole:
@@ -400,10 +426,10 @@ QVariant VXItemListModel::data(const QModelIndex &index, int role) const
     case PieFractionRole:
         if (header || column == VXNameColumn)
             return QVariant();
-        return double(column == VXFrontColumn ? shown().frontPie : shown().totalPie) / kPieSteps;
-    case DimmedRole: return !header && !(shown().state & (kActive | kFrontActive));
+        return double(shownPie(node, column)) / kPieSteps;
+    case DimmedRole: return !header && !(shownState(node, false) & (kActive | kFrontActive));
     case IsPoolRole: return !header && node.item->value(VXPathKey).stringRef() == VXPoolPathMarker;
-    case NotesHighlightRole: return bool(shown().state & kNotes);
+    case NotesHighlightRole: return bool(shownState(node) & kNotes);
     default: return QVariant();
     }
 }

@@ -119,6 +119,12 @@ private:
     // Removes, moves and inserts rows until they are.
     void syncRows(Node &node, int first, const VXArray *items);
     Shown shownFor(const Node &node) const;
+    // Its parts, one at a time. Seconds: kNoTime where none is shown; pie: -1 where none is.
+    QString shownName(const Node &node) const;
+    std::uint64_t shownSeconds(const Node &node, int column) const;
+    int shownPie(const Node &node, int column) const;
+    // The state bits; the notes' highlight only `withNotes` (it reads a setting).
+    std::uint8_t shownState(const Node &node, bool withNotes = true) const;
     // Tells the view about the cells that show something else now.
     void refreshShown(Node &node);
     static void renumber(Node &node, int from);
