@@ -58,8 +58,31 @@ void VXItemListModel::reload(const QModelIndexList &rowsInView)
 {
     m_overallTime = m_operations.overallTime(m_list);
     m_rowsInView.clear();
+    if (!m_shown) {
+        // The top rows only, so that no item that left the list is held; the rows under open
+        // ones and what the rows show catch up when a view shows the model again.
+        const VXArray *items = rootArray();
+        if (!showsExactly(m_root, 1, items))
+            syncRows(m_root, 1, items);
+        m_behind = true;
+        return;
+    }
     for (const QModelIndex &index : rowsInView)
         m_rowsInView.insert(static_cast<const Node *>(index.internalPointer()));
+    m_behind = false;
+    syncChildren(m_root, rootArray());
+}
+
+void VXItemListModel::setShown(bool shown)
+{
+    m_shown = shown;
+}
+
+void VXItemListModel::catchUp()
+{
+    if (!m_behind)
+        return;
+    m_behind = false;
     syncChildren(m_root, rootArray());
 }
 
@@ -75,18 +98,6 @@ void VXItemListModel::setRowOpen(const QModelIndex &index, bool open)
         return;
     node->open = open;
     if (open)
-        syncChildren(*node, node->item->value(VXChildrenKey).array());
-}
-
-bool VXItemListModel::canFetchMore(const QModelIndex &parent) const
-{
-    const Node *node = parent.isValid() ? nodeForIndex(parent) : nullptr;
-    return node && node->item && !node->open;
-}
-
-void VXItemListModel::fetchMore(const QModelIndex &parent)
-{
-    if (Node *node = parent.isValid() ? nodeForIndex(parent) : nullptr; node && node->item)
         syncChildren(*node, node->item->value(VXChildrenKey).array());
 }
 
@@ -347,6 +358,7 @@ QModelIndex VXItemListModel::indexForItem(const VXDictionary *item)
 {
     if (!item)
         return QModelIndex();
+    catchUp();
     QModelIndex index = findItem(item);
     if (!index.isValid()) {
         // It may lie under rows that are closed and were not followed since.
