@@ -54,7 +54,6 @@ public:
     // follows the top rows alone and the model is behind: the rows under open rows, and what
     // every row shows, are brought up to date by the next reload() while shown, or catchUp().
     void setShown(bool shown);
-    bool isShown() const { return m_shown; }
     bool isBehind() const { return m_behind; }
     void catchUp();
     // Counts of what reload() emitted since the model was made, for tests and benchmarks.

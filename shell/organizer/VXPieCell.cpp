@@ -61,12 +61,15 @@ void VXPieCell::paint(QPainter *painter, const QStyleOptionViewItem &option, con
     painter->setFont(opt.font);
     painter->setPen(opt.palette.color(opt.state & QStyle::State_Enabled ? QPalette::Normal : QPalette::Disabled,
                                       selected ? QPalette::HighlightedText : QPalette::Text));
-    // A duration nearly always fits: eliding would shape the text for nothing.
-    const QString text = fitsUnelided(opt.font, opt.fontMetrics, opt.text, textRect.width())
-        ? opt.text
-        : opt.fontMetrics.elidedText(opt.text, Qt::ElideLeft, textRect.width());
-    painter->drawText(textRect, Qt::AlignRight | Qt::AlignVCenter, text);
+    painter->drawText(textRect, Qt::AlignRight | Qt::AlignVCenter, textToDraw(opt.font, opt.text, textRect.width()));
     painter->restore();
+}
+
+QString VXPieCell::textToDraw(const QFont &font, const QString &text, int width) const
+{
+    // A duration nearly always fits: eliding would shape the text for nothing.
+    const QFontMetrics metrics(font);
+    return fitsUnelided(font, metrics, text, width) ? text : metrics.elidedText(text, Qt::ElideLeft, width);
 }
 
 bool VXPieCell::fitsUnelided(const QFont &font, const QFontMetrics &metrics, const QString &text, int width) const

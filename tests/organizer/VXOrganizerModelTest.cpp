@@ -5,6 +5,7 @@
 #include "VXOrganizerTestSupport.h"
 
 #include "VXItemSorting.h"
+#include "VXPieCell.h"
 #include "VXTrackingTestSupport.h"
 
 #include <QRandomGenerator>
@@ -231,6 +232,34 @@ TEST(OrganizerModelRows, ASelectionOutOfSightLeavesAWindowThatWentAndAClosedRowO
     QStringList names = Organizer::names(apps, editor);
     names.sort();
     EXPECT_EQ(names, (QStringList {u"Notes.txt"_s, u"Report.odt"_s}));
+}
+
+// A duration is drawn elided exactly where measuring it says it must be, in fonts of other sizes
+// and weights drawn one after another, for texts beyond ASCII as well.
+TEST(OrganizerTimeCells, ADurationIsElidedExactlyWhenItDoesNotFit)
+{
+    application();
+    VXPieCell cell;
+    QFont plain = QApplication::font();
+    QFont bold = plain;
+    bold.setBold(true);
+    QFont large = plain;
+    large.setPointSizeF(plain.pointSizeF() * 2.5);
+    const QStringList texts {u"0:00"_s, u"12:34:56"_s, u"123:45:06"_s, u"3 Tage 04:05:06"_s, u"\u00fc 1:00"_s};
+    for (int width = 0; width <= 260; width += 3) {
+        for (const QFont &font : {plain, bold, large}) {
+            for (const QString &text : texts) {
+                SCOPED_TRACE(QStringLiteral("%1 in %2 px, %3 pt%4")
+                                 .arg(text)
+                                 .arg(width)
+                                 .arg(font.pointSizeF())
+                                 .arg(font.bold() ? u" bold"_s : u""_s)
+                                 .toStdString());
+                ASSERT_EQ(cell.textToDraw(font, text, width),
+                          QFontMetrics(font).elidedText(text, Qt::ElideLeft, width));
+            }
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(RandomDays, OrganizerModelTest, ::testing::Values(7u, 1234u, 90210u));
