@@ -98,6 +98,12 @@ VXItemList::~VXItemList() = default;
 
 void VXItemList::reload()
 {
+    // Out of sight, the model follows its top rows only (showEvent() catches up).
+    m_model->setShown(isVisible());
+    if (!isVisible()) {
+        m_model->reload();
+        return;
+    }
     // The rows in view, top to bottom.
     QModelIndexList inView;
     const int bottom = viewport()->height();
@@ -111,8 +117,17 @@ void VXItemList::reload()
 
 // ---- Selection and expansion
 
+void VXItemList::showEvent(QShowEvent *event)
+{
+    QTreeView::showEvent(event);
+    if (m_model->isBehind())
+        reload();
+}
+
 VXDictionaryRef VXItemList::selectedItem() const
 {
+    // A row whose item left the list while none showed it must not answer.
+    m_model->catchUp();
     const QModelIndexList rows = selectionModel()->selectedRows();
     return rows.isEmpty() ? VXDictionaryRef() : m_model->itemForIndex(rows.first());
 }

@@ -58,8 +58,31 @@ void VXItemListModel::reload(const QModelIndexList &rowsInView)
 {
     m_overallTime = m_operations.overallTime(m_list);
     m_rowsInView.clear();
+    if (!m_shown) {
+        // The top rows only, so that no item that left the list is held; the rows under open
+        // ones and what the rows show catch up when a view shows the model again.
+        const VXArray *items = rootArray();
+        if (!showsExactly(m_root, 1, items))
+            syncRows(m_root, 1, items);
+        m_behind = true;
+        return;
+    }
     for (const QModelIndex &index : rowsInView)
         m_rowsInView.insert(static_cast<const Node *>(index.internalPointer()));
+    m_behind = false;
+    syncChildren(m_root, rootArray());
+}
+
+void VXItemListModel::setShown(bool shown)
+{
+    m_shown = shown;
+}
+
+void VXItemListModel::catchUp()
+{
+    if (!m_behind)
+        return;
+    m_behind = false;
     syncChildren(m_root, rootArray());
 }
 
@@ -75,18 +98,6 @@ void VXItemListModel::setRowOpen(const QModelIndex &index, bool open)
         return;
     node->open = open;
     if (open)
-        syncChildren(*node, node->item->value(VXChildrenKey).array());
-}
-
-bool VXItemListModel::canFetchMore(const QModelIndex &parent) const
-{
-    const Node *node = parent.isValid() ? nodeForIndex(parent) : nullptr;
-    return node && node->item && !node->open;
-}
-
-void VXItemListModel::fetchMore(const QModelIndex &parent)
-{
-    if (Node *node = parent.isValid() ? nodeForIndex(parent) : nullptr; node && node->item)
         syncChildren(*node, node->item->value(VXChildrenKey).array());
 }
 
@@ -229,32 +240,58 @@ void VXItemListModel::syncRows(Node &node, int first, const VXArray *items)
 VXItemListModel::Shown VXItemListModel::shownFor(const Node &node) const
 {
     Shown shown;
-    if (!node.item) {
-        shown.name = VXOrganizerOperations::headerName(m_list);
-        const std::optional<double> total = m_operations.headerTotal(m_list);
-        shown.totalSeconds = total ? wholeSeconds(*total) : kNoTime;
-        shown.frontSeconds = kNoTime;
-        return shown;
+    shown.name = shownName(node);
+    shown.frontSeconds = shownSeconds(node, VXFrontColumn);
+    shown.totalSeconds = shownSeconds(node, VXTotalColumn);
+    if (node.item) {
+        shown.frontPie = shownPie(node, VXFrontColumn);
+        shown.totalPie = shownPie(node, VXTotalColumn);
     }
+    shown.state = shownState(node);
+    return shown;
+}
+
+QString VXItemListModel::shownName(const Node &node) const
+{
+    return node.item ? itemName(*node.item) : VXOrganizerOperations::headerName(m_list);
+}
+
+std::uint64_t VXItemListModel::shownSeconds(const Node &node, int column) const
+{
+    if (!node.item) {
+        if (column != VXTotalColumn)
+            return kNoTime;
+        const std::optional<double> total = m_operations.headerTotal(m_list);
+        return total ? wholeSeconds(*total) : kNoTime;
+    }
+    return wholeSeconds(timeIntervalForKey(*node.item, column == VXFrontColumn ? VXFrontTimeKey : VXTimeKey));
+}
+
+int VXItemListModel::shownPie(const Node &node, int column) const
+{
+    if (!node.item)
+        return -1;
+    return pieSteps(timeIntervalForKey(*node.item, column == VXFrontColumn ? VXFrontTimeKey : VXTimeKey),
+                    m_overallTime);
+}
+
+std::uint8_t VXItemListModel::shownState(const Node &node, bool withNotes) const
+{
+    if (!node.item)
+        return 0;
     const VXDictionary &item = *node.item;
-    shown.name = itemName(item);
-    const double front = timeIntervalForKey(item, VXFrontTimeKey);
-    const double total = timeIntervalForKey(item, VXTimeKey);
-    shown.frontSeconds = wholeSeconds(front);
-    shown.totalSeconds = wholeSeconds(total);
-    shown.frontPie = pieSteps(front, m_overallTime);
-    shown.totalPie = pieSteps(total, m_overallTime);
+    std::uint8_t state = 0;
     if (boolForKey(item, VXActiveKey))
-        shown.state |= kActive;
+        state |= kActive;
     if (boolForKey(item, VXFrontActiveKey))
-        shown.state |= kFrontActive;
-    if (item.value(VXPathKey).stringRef() == VXPoolPathMarker) {
+        state |= kFrontActive;
+    if (withNotes && item.value(VXPathKey).stringRef() == VXPoolPathMarker) {
         const VXUserDefaults *defaults = VXUserDefaults::standard();
         const bool reflectNotes = defaults && defaults->boolForKey(VXInfoIconsReflectNotesStatusKey);
         if (reflectNotes && !item.value(VXPoolNotesKey).toString().isEmpty())
-            shown.state |= kNotes;
+            state |= kNotes;
     }
-    return shown;
+    return state;
 }
 
 void VXItemListModel::refreshShown(Node &node)
@@ -321,6 +358,7 @@ QModelIndex VXItemListModel::indexForItem(const VXDictionary *item)
 {
     if (!item)
         return QModelIndex();
+    catchUp();
     QModelIndex index = findItem(item);
     if (!index.isValid()) {
         // It may lie under rows that are closed and were not followed since.
@@ -375,22 +413,22 @@ QVariant VXItemListModel::data(const QModelIndex &index, int role) const
     const Node &node = *nodeForIndex(index);
     const bool header = !node.item;
     const int column = index.column();
-    // What the row shows is made from its item now: a row that reloads skipped is still right.
-    const auto shown = [&node, this] { return shownFor(node); };
+    // What the row shows is made from its item now, a row that reloads skipped is still right;
+    // each role makes only its own part (a cell's drawing asks for several roles).
     switch (role) {
     case Qt::DisplayRole:
     case Qt::EditRole:
     case Qt::AccessibleTextRole:
         if (column == VXNameColumn)
-            return shown().name;
-        return durationText(column == VXFrontColumn ? shown().frontSeconds : shown().totalSeconds);
+            return shownName(node);
+        return durationText(shownSeconds(node, column));
     case Qt::DecorationRole:
         if (column == VXNameColumn && !header)
             return VXOrganizerIcons::iconForItem(*node.item);
         return QVariant();
     case Qt::FontRole: {
         QFont font;
-        font.setBold(header || (shown().state & kFrontActive));
+        font.setBold(header || (shownState(node, false) & kFrontActive));
         return font;
     }
     case Qt::TextAlignmentRole:
@@ -400,10 +438,10 @@ QVariant VXItemListModel::data(const QModelIndex &index, int role) const
     case PieFractionRole:
         if (header || column == VXNameColumn)
             return QVariant();
-        return double(column == VXFrontColumn ? shown().frontPie : shown().totalPie) / kPieSteps;
-    case DimmedRole: return !header && !(shown().state & (kActive | kFrontActive));
+        return double(shownPie(node, column)) / kPieSteps;
+    case DimmedRole: return !header && !(shownState(node, false) & (kActive | kFrontActive));
     case IsPoolRole: return !header && node.item->value(VXPathKey).stringRef() == VXPoolPathMarker;
-    case NotesHighlightRole: return bool(shown().state & kNotes);
+    case NotesHighlightRole: return bool(shownState(node) & kNotes);
     default: return QVariant();
     }
 }

@@ -11,8 +11,10 @@
 // in view. A tick where only times changed therefore touches only the cells that show them,
 // and selection, expansion, scroll position and an open editor stay where they are. Rows are
 // followed where they can be seen: the top rows and the rows under open ones; a row that opens
-// is brought up to date first, so a year's closed windows cost nothing twice a second. Cells
-// are drawn from the items as they are, so a row that comes into view is right at once.
+// is brought up to date first, so a year's closed windows cost nothing twice a second. While no
+// view shows the model (the lists' window closed, or in the tray's panel out of sight) only the
+// top rows follow, and the rest catches up when a view shows it again. Cells are drawn from the
+// items as they are, so a row that comes into view is right at once.
 
 #include "VXOrganizerOperations.h"
 #include "VXValue.h"
@@ -48,6 +50,12 @@ public:
     // Shows the controller's array again (after every tick). `rowsInView`: the rows the view
     // shows now, the only ones whose cells can need drawing again.
     void reload(const QModelIndexList &rowsInView = {});
+    // Whether a view shows the model (it does until told otherwise). While none does, reload()
+    // follows the top rows alone and the model is behind: the rows under open rows, and what
+    // every row shows, are brought up to date by the next reload() while shown, or catchUp().
+    void setShown(bool shown);
+    bool isBehind() const { return m_behind; }
+    void catchUp();
     // Counts of what reload() emitted since the model was made, for tests and benchmarks.
     struct Changes {
         int resets = 0;
@@ -59,14 +67,15 @@ public:
     const Changes &changes() const { return m_changes; }
 
     VXDictionaryRef itemForIndex(const QModelIndex &index) const;
-    // The item's row, wherever it is (rows under closed ones are brought up to date first).
+    // The item's row, wherever it is (rows under closed ones, and a model behind, are brought
+    // up to date first).
     QModelIndex indexForItem(const VXDictionary *item);
 
     // The views say which rows they show open: the rows under an open row follow every
-    // reload; those under a closed one are brought up to date when it opens (fetchMore()).
+    // reload; those under a closed one are brought up to date when it opens. Not as the view
+    // lays the opening row out (fetchMore()): a row removed in the middle of its layout
+    // corrupts the view's list of rows.
     void setRowOpen(const QModelIndex &index, bool open);
-    bool canFetchMore(const QModelIndex &parent) const override;
-    void fetchMore(const QModelIndex &parent) override;
     static bool isHeader(const QModelIndex &index) { return index.isValid() && index.data(IsHeaderRole).toBool(); }
 
     QModelIndex index(int row, int column, const QModelIndex &parent = QModelIndex()) const override;
@@ -119,6 +128,12 @@ private:
     // Removes, moves and inserts rows until they are.
     void syncRows(Node &node, int first, const VXArray *items);
     Shown shownFor(const Node &node) const;
+    // Its parts, one at a time. Seconds: kNoTime where none is shown; pie: -1 where none is.
+    QString shownName(const Node &node) const;
+    std::uint64_t shownSeconds(const Node &node, int column) const;
+    int shownPie(const Node &node, int column) const;
+    // The state bits; the notes' highlight only `withNotes` (it reads a setting).
+    std::uint8_t shownState(const Node &node, bool withNotes = true) const;
     // Tells the view about the cells that show something else now.
     void refreshShown(Node &node);
     static void renumber(Node &node, int from);
@@ -129,5 +144,7 @@ private:
     Node m_root;
     double m_overallTime = 0.0;
     QSet<const Node *> m_rowsInView;
+    bool m_shown = true;
+    bool m_behind = false;
     Changes m_changes;
 };

@@ -61,9 +61,49 @@ void VXPieCell::paint(QPainter *painter, const QStyleOptionViewItem &option, con
     painter->setFont(opt.font);
     painter->setPen(opt.palette.color(opt.state & QStyle::State_Enabled ? QPalette::Normal : QPalette::Disabled,
                                       selected ? QPalette::HighlightedText : QPalette::Text));
-    const QString text = opt.fontMetrics.elidedText(opt.text, Qt::ElideLeft, textRect.width());
-    painter->drawText(textRect, Qt::AlignRight | Qt::AlignVCenter, text);
+    painter->drawText(textRect, Qt::AlignRight | Qt::AlignVCenter, textToDraw(opt.font, opt.text, textRect.width()));
     painter->restore();
+}
+
+QString VXPieCell::textToDraw(const QFont &font, const QString &text, int width) const
+{
+    // A duration nearly always fits: eliding would shape the text for nothing.
+    const QFontMetrics metrics(font);
+    return fitsUnelided(font, metrics, text, width) ? text : metrics.elidedText(text, Qt::ElideLeft, width);
+}
+
+bool VXPieCell::fitsUnelided(const QFont &font, const QFontMetrics &metrics, const QString &text, int width) const
+{
+    // Rows are drawn in a plain and a bold font: one set of advances for each, the older one
+    // given up for a third font.
+    Advances *advances = nullptr;
+    for (Advances &known : m_advances) {
+        if (known.measured && known.font == font)
+            advances = &known;
+    }
+    if (!advances) {
+        advances = &m_advances[m_nextAdvances];
+        m_nextAdvances = (m_nextAdvances + 1) % m_advances.size();
+        advances->font = font;
+        advances->measured = true;
+        advances->byUnit.fill(-1);
+        advances->widest = 0;
+    }
+    // The characters' advances added up, and the widest one measured in this font to spare
+    // for kerning; a character beyond ASCII is left to eliding.
+    int sum = 0;
+    for (const QChar character : text) {
+        const char16_t unit = character.unicode();
+        if (unit >= advances->byUnit.size())
+            return false;
+        int &advance = advances->byUnit[unit];
+        if (advance < 0) {
+            advance = metrics.horizontalAdvance(character);
+            advances->widest = std::max(advances->widest, advance);
+        }
+        sum += advance;
+    }
+    return sum + advances->widest <= width;
 }
 
 QSize VXPieCell::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const
