@@ -6,6 +6,7 @@
 #include <QHashFunctions>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <cstring>
@@ -164,9 +165,19 @@ namespace {
 
 // The texts of keys made of literals, one per text for the life of the program: the code that
 // builds items names the same few keys again and again (and a literal's text must be copied
-// before a key may hold it).
+// before a key may hold it). Items that come and go on every tick make such keys all the time,
+// so each thread remembers the literals it met last, by address, before it asks the table.
 VXStringBox *literalKeyText(const QString &text)
 {
+    struct Seen {
+        const QChar *data = nullptr;
+        VXStringBox *box = nullptr;
+    };
+    thread_local std::array<Seen, 64> seen;
+    Seen &slot = seen[(reinterpret_cast<std::uintptr_t>(text.constData()) >> 4) % seen.size()];
+    if (slot.data == text.constData() && slot.box->string == text)
+        return slot.box;
+
     static std::mutex mutex;
     static QHash<QString, VXStringBox *> *texts = new QHash<QString, VXStringBox *>;
     const std::lock_guard<std::mutex> lock(mutex);
@@ -175,6 +186,7 @@ VXStringBox *literalKeyText(const QString &text)
         box = new VXStringBox(VXTextWithOwnStorage(text));
         box->retain();   // the table's own reference: never released
     }
+    slot = {text.constData(), box};
     return box;
 }
 
