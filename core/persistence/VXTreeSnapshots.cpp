@@ -35,16 +35,17 @@ void prefetchCount(const VXValue &value)
         __builtin_prefetch(container, 1);
 }
 
-void prefetchText(const QString &text)
+// A key's copy counts its shared text.
+void prefetchKey(const VXKey &key)
 {
-    __builtin_prefetch(text.constData(), 1);
+    __builtin_prefetch(key.textObject(), 1);
 }
 
 // Before entries[index] is copied: the key and value a few entries ahead.
 void prefetchAhead(const std::vector<VXDictionary::Entry> &entries, std::size_t index)
 {
     if (index + kPrefetchDistance < entries.size()) {
-        prefetchText(entries[index + kPrefetchDistance].key);
+        prefetchKey(entries[index + kPrefetchDistance].key);
         prefetchCount(entries[index + kPrefetchDistance].value);
     }
 }
@@ -70,34 +71,22 @@ VXValue valueOfContainer(const void *container, bool isArray)
 // literal) copies itself to the heap the first time its terminated form is asked for, which
 // writers of files do; in a snapshot every such text is a heap copy to begin with, so a reader
 // on the writer thread never changes what the main thread reads. Copies are made once per text.
+// (Keys need none: a key's text is always of its own storage.)
 class ThreadSafeTexts
 {
 public:
-    QString key(const QString &text)
-    {
-        if (text.data_ptr().isMutable())
-            return text;
-        return entry(text).first;
-    }
     VXValue value(const VXValue &value)
     {
         if (!value.isString() || value.stringRef().data_ptr().isMutable())
             return value;
-        return entry(value.stringRef()).second;
-    }
-
-private:
-    std::pair<QString, VXValue> &entry(const QString &text)
-    {
-        auto found = m_copies.find(text);
-        if (found == m_copies.end()) {
-            const QString copy = VXTextWithOwnStorage(text);
-            found = m_copies.insert(text, {copy, VXValue(copy)});
-        }
+        auto found = m_copies.find(value.stringRef());
+        if (found == m_copies.end())
+            found = m_copies.insert(value.stringRef(), VXValue(VXTextWithOwnStorage(value.stringRef())));
         return *found;
     }
 
-    QHash<QString, std::pair<QString, VXValue>> m_copies;
+private:
+    QHash<QString, VXValue> m_copies;
 };
 
 // One snapshot in the making. Each live container becomes one snapshot container, and an
@@ -184,7 +173,7 @@ private:
         if (same)
             return part.same;
         const std::vector<VXDictionary::Entry> &entries = earlier.entries();
-        VXDictionaryRef copy = earlier.copyWith([](const QString &key) { return key; },
+        VXDictionaryRef copy = earlier.copyWith([](const VXKey &key) { return key; },
                                                 [&entries](const VXDictionary::Entry &entry) {
                                                     prefetchAhead(entries, std::size_t(&entry - entries.data()));
                                                     return entry.value;
@@ -195,7 +184,7 @@ private:
             const VXDictionary::Entry &entry = live.entries()[index];
             if (entry.value.isNull())
                 m_failed = true;
-            copy->insert(m_texts.key(entry.key),
+            copy->insert(entry.key,
                          entry.value.isContainer() ? freeze(entry.value, VXValue(), &live)
                                                    : m_texts.value(entry.value));
         }
@@ -320,7 +309,7 @@ private:
             return *previous;
         }
         std::size_t next = mark;
-        VXDictionaryRef copy = live.copyWith([this](const QString &key) { return m_texts.key(key); },
+        VXDictionaryRef copy = live.copyWith([](const VXKey &key) { return key; },
                                              [&](const VXDictionary::Entry &entry) {
                                                  return entry.value.isContainer() ? std::move(m_stack[next++])
                                                                                   : m_texts.value(entry.value);
@@ -361,7 +350,7 @@ public:
             }
             copy = VXValue(std::move(result));
         } else {
-            copy = VXValue(frozen.dictionary()->copyWith([](const QString &text) { return text; },
+            copy = VXValue(frozen.dictionary()->copyWith([](const VXKey &key) { return key; },
                                                          [this](const VXDictionary::Entry &entry) {
                                                              return entry.value.isContainer() ? thaw(entry.value)
                                                                                               : entry.value;
@@ -408,7 +397,7 @@ public:
             return index < other.size() && other.entries()[index].key == entry.key ? other.entries()[index].value
                                                                                    : other.value(entry.key);
         };
-        VXValue copy(dictionary->copyWith([](const QString &text) { return text; },
+        VXValue copy(dictionary->copyWith([](const VXKey &key) { return key; },
                                           [&](const VXDictionary::Entry &entry) {
                                               if (!entry.value.isContainer())
                                                   return entry.value;

@@ -346,7 +346,7 @@ private:
             uid->insert(QStringLiteral("CF$UID"), VXValue::unsignedInteger(bigEndian(m_bytes + position, width)));
             VXValue twin;
             if (m_makeTwins)
-                twin = VXValue(uid->copyWith([](const QString &key) { return VXTextWithOwnStorage(key); },
+                twin = VXValue(uid->copyWith([](const VXKey &key) { return key; },
                                              [](const VXDictionary::Entry &entry) { return entry.value; }));
             return cacheLeaf(index, VXValue(uid), std::move(twin));
         }
@@ -618,7 +618,7 @@ private:
                     m_twinStack.push_back(twinOf(keyIndex, key));
                     m_twinStack.push_back(twinOf(child, item));
                 }
-                dictionary->insertNew(key.stringRef(), std::move(item));
+                dictionary->insertNew(VXKey::ofValue(key), std::move(item));
             }
             if (m_makeTwins)
                 twin = twinOfDictionary(*dictionary, mark);
@@ -662,7 +662,7 @@ private:
             std::size_t next = mark;
             // copyWith asks for each entry's key, then its value, in the entries' order.
             twin = VXValue(
-                dictionary.copyWith([&](const QString &) { return m_twinStack[next++].stringRef(); },
+                dictionary.copyWith([&](const VXKey &) { return VXKey::ofValue(m_twinStack[next++]); },
                                     [&](const VXDictionary::Entry &) { return std::move(m_twinStack[next++]); }));
         }
         m_twinStack.resize(mark);

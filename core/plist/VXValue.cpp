@@ -2,9 +2,11 @@
 
 #include "VXContainerChanges.h"
 
+#include <QHash>
 #include <QHashFunctions>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <cstring>
@@ -98,15 +100,16 @@ std::uint64_t VXContainerChangesOnThisThread() noexcept
 
 namespace vx_detail {
 
-struct VXStringBox final : VXHeapObject {
-    explicit VXStringBox(const QString &s) : string(s) { }
-    QString string;
-};
-
 struct VXDataBox final : VXHeapObject {
     explicit VXDataBox(const QByteArray &d) : data(d) { }
     QByteArray data;
 };
+
+const QString &VXEmptyText() noexcept
+{
+    static const QString empty;
+    return empty;
+}
 
 }   // namespace vx_detail
 
@@ -154,6 +157,54 @@ VXArrayRef VXMakeArray()
 VXDictionaryRef VXMakeDictionary()
 {
     return VXDictionaryRef(new VXDictionary);
+}
+
+// ---- VXKey
+
+namespace {
+
+// The texts of keys made of literals, one per text for the life of the program: the code that
+// builds items names the same few keys again and again (and a literal's text must be copied
+// before a key may hold it). Items that come and go on every tick make such keys all the time,
+// so each thread remembers the literals it met last, by address, before it asks the table.
+VXStringBox *literalKeyText(const QString &text)
+{
+    struct Seen {
+        const QChar *data = nullptr;
+        VXStringBox *box = nullptr;
+    };
+    thread_local std::array<Seen, 64> seen;
+    Seen &slot = seen[(reinterpret_cast<std::uintptr_t>(text.constData()) >> 4) % seen.size()];
+    if (slot.data == text.constData() && slot.box->string == text)
+        return slot.box;
+
+    static std::mutex mutex;
+    static QHash<QString, VXStringBox *> *texts = new QHash<QString, VXStringBox *>;
+    const std::lock_guard<std::mutex> lock(mutex);
+    VXStringBox *&box = (*texts)[text];
+    if (!box) {
+        box = new VXStringBox(VXTextWithOwnStorage(text));
+        box->retain();   // the table's own reference: never released
+    }
+    slot = {text.constData(), box};
+    return box;
+}
+
+}   // namespace
+
+VXKey::VXKey(const QString &text) : m_box(text.data_ptr().isMutable() ? new VXStringBox(text) : literalKeyText(text))
+{
+    m_box->retain();
+}
+
+VXKey VXKey::ofValue(const VXValue &string)
+{
+    if (!string.isString() || !string.stringRef().data_ptr().isMutable())
+        return VXKey(string.stringRef());
+    VXKey key;
+    key.m_box = string.m_payload.string;
+    key.m_box->retain();
+    return key;
 }
 
 // ---- VXValue
@@ -325,7 +376,7 @@ VXValue VXValue::deepCopy() const
     }
     case Type::Dictionary: {
         return VXValue(
-            m_payload.dictionary->copyWith([](const QString &key) { return key; },
+            m_payload.dictionary->copyWith([](const VXKey &key) { return key; },
                                            [](const VXDictionary::Entry &entry) { return entry.value.deepCopy(); }));
     }
     default: return *this;
@@ -775,7 +826,7 @@ void VXDictionary::copyTableTo(VXDictionary &copy) const
 }
 
 // A key known to be missing; `hash` is its hash when there is a table.
-void VXDictionary::append(QString key, VXValue value, std::size_t hash)
+void VXDictionary::append(VXKey key, VXValue value, std::size_t hash)
 {
     m_entries.push_back(Entry {std::move(key), std::move(value)});
     if (!m_table) {
@@ -806,6 +857,17 @@ void VXDictionary::reserve(std::size_t count)
 
 void VXDictionary::insert(const QString &key, VXValue value)
 {
+    store(key, nullptr, std::move(value));
+}
+
+void VXDictionary::insert(const VXKey &key, VXValue value)
+{
+    store(key, &key, std::move(value));
+}
+
+// A new key takes `shared`'s text when there is one, a text of its own otherwise.
+void VXDictionary::store(const QString &key, const VXKey *shared, VXValue value)
+{
     if (value.isNull()) {
         remove(key);
         return;
@@ -817,10 +879,10 @@ void VXDictionary::insert(const QString &key, VXValue value)
     if (index >= 0)
         m_entries[static_cast<std::size_t>(index)].value = std::move(value);
     else
-        append(key, std::move(value), hash);
+        append(shared ? *shared : VXKey(key), std::move(value), hash);
 }
 
-void VXDictionary::insertNew(QString key, VXValue value)
+void VXDictionary::insertNew(VXKey key, VXValue value)
 {
     if (value.isNull())
         return;

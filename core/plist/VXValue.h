@@ -21,6 +21,7 @@
 
 class VXArray;
 class VXDictionary;
+class VXKey;
 
 namespace vx_detail {
 
@@ -45,8 +46,15 @@ private:
     mutable std::atomic<std::int32_t> m_refs {0};
 };
 
-struct VXStringBox;
+// A text on the heap, counted by reference: a string value's, or a dictionary key's.
+struct VXStringBox final : VXHeapObject {
+    explicit VXStringBox(QString text) noexcept : string(std::move(text)) { }
+    QString string;
+};
+
 struct VXDataBox;
+
+const QString &VXEmptyText() noexcept;
 
 }   // namespace vx_detail
 
@@ -214,6 +222,8 @@ public:
     static const char *typeName(Type type) noexcept;
 
 private:
+    friend class VXKey;   // shares a string's text
+
     // Strings, data and containers live on the heap; the other types are held in the payload.
     bool holdsObject() const noexcept { return m_type >= Type::String; }
     void destroy() noexcept;
@@ -232,6 +242,58 @@ private:
 };
 
 static_assert(sizeof(VXValue) == 16, "VXValue is meant to stay two words");
+
+// A dictionary's key: a text shared by reference, one word. A ten-year record holds about two
+// million keys, nearly all of them the same few names, and the last save's snapshot as many
+// again: a QString in every entry (three words) made each entry 40 bytes, a shared text makes it
+// 24. The text is always of its own storage, never over static data (a literal copies itself to
+// the heap the first time its terminated form is asked for), so a snapshot's keys may be read on
+// the writer thread while the main thread reads the same keys in the live tree.
+class VXKey
+{
+public:
+    VXKey() noexcept = default;
+    // A key of this text. A literal's text is made once and shared by every key made of it.
+    explicit VXKey(const QString &text);
+    // A key sharing a string value's text when it is of its own storage (the readers of files
+    // give every dictionary that uses a name the same key); an equal text otherwise.
+    static VXKey ofValue(const VXValue &string);
+
+    VXKey(const VXKey &other) noexcept : m_box(other.m_box)
+    {
+        if (m_box)
+            m_box->retain();
+    }
+    VXKey(VXKey &&other) noexcept : m_box(std::exchange(other.m_box, nullptr)) { }
+    VXKey &operator=(VXKey other) noexcept
+    {
+        std::swap(m_box, other.m_box);
+        return *this;
+    }
+    ~VXKey()
+    {
+        if (m_box && m_box->release())
+            delete m_box;
+    }
+
+    const QString &text() const noexcept { return m_box ? m_box->string : vx_detail::VXEmptyText(); }
+    operator const QString &() const noexcept { return text(); }
+    // Whether both keys hold the very same text object (then they are equal without a look).
+    bool sharesTextWith(const VXKey &other) const noexcept { return m_box == other.m_box; }
+    // Where the shared text object lies (whose count a copy of the key changes), for prefetching.
+    const void *textObject() const noexcept { return m_box; }
+
+    friend bool operator==(const VXKey &a, const VXKey &b) noexcept
+    {
+        return a.m_box == b.m_box || a.text() == b.text();
+    }
+    friend bool operator==(const VXKey &a, const QString &b) noexcept { return a.text() == b; }
+
+private:
+    vx_detail::VXStringBox *m_box = nullptr;
+};
+
+static_assert(sizeof(VXKey) == 8, "a key is meant to stay one word");
 
 // An array's elements live in a buffer of their own, counted by reference: a deep copy of an
 // array that holds no containers shares its buffer (copy-on-write), so that a snapshot of the
@@ -495,7 +557,7 @@ class VXDictionary final : public vx_detail::VXHeapObject
 {
 public:
     struct Entry {
-        QString key;
+        VXKey key;
         VXValue value;
     };
     using const_iterator = std::vector<Entry>::const_iterator;
@@ -521,9 +583,12 @@ public:
     VXValue *valuePointer(const QString &key) noexcept;
     // Stores the value; storing a null value removes the key.
     void insert(const QString &key, VXValue value);
+    // The same, keeping this key's text (shared, not copied) when the key is new.
+    void insert(const VXKey &key, VXValue value);
     // Appends an entry whose key the caller knows to be new (readers of files that were checked
     // for duplicate keys); falls back to insert when it is not.
-    void insertNew(QString key, VXValue value);
+    void insertNew(VXKey key, VXValue value);
+    void insertNew(const QString &key, VXValue value) { insertNew(VXKey(key), std::move(value)); }
     bool remove(const QString &key);
     void clear() noexcept;
     void reserve(std::size_t count);
@@ -535,9 +600,9 @@ public:
     VXValue &valueAt(std::size_t index) noexcept { return m_entries[index].value; }
     // The keys in code-point order, as writers emit them.
     std::vector<std::size_t> sortedEntryIndexes() const;
-    // A new dictionary with this one's keys in this order, keyOf(key) for each (an equal text),
-    // and valueOf(entry) as its value (never null). A hash table is copied, not rebuilt: a copy
-    // costs no key hashed or looked up.
+    // A new dictionary with this one's keys in this order, keyOf(key) for each (an equal key,
+    // usually the same one, which shares its text), and valueOf(entry) as its value (never
+    // null). A hash table is copied, not rebuilt: a copy costs no key hashed or looked up.
     template <class KeyOf, class ValueOf> VXDictionaryRef copyWith(KeyOf &&keyOf, ValueOf &&valueOf) const
     {
         VXDictionaryRef copy = VXMakeDictionary();
@@ -560,7 +625,8 @@ private:
 
     // The key's index or -1; *hash is the key's hash when the dictionary has a table.
     std::ptrdiff_t find(const QString &key, std::size_t *hash = nullptr) const noexcept;
-    void append(QString key, VXValue value, std::size_t hash);
+    void store(const QString &key, const VXKey *shared, VXValue value);
+    void append(VXKey key, VXValue value, std::size_t hash);
     void buildTable(std::size_t capacity);
     void copyTableTo(VXDictionary &copy) const;
 

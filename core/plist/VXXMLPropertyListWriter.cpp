@@ -151,7 +151,7 @@ private:
         case VXValue::Type::Dictionary:
             m_total += 2 * (indent + kMarkup);
             for (const VXDictionary::Entry &entry : *value.dictionary()) {
-                m_total += indent + 1 + kMarkup + kUnitBytes * static_cast<std::size_t>(entry.key.size());
+                m_total += indent + 1 + kMarkup + kUnitBytes * static_cast<std::size_t>(entry.key.text().size());
                 add(entry.value, level + 1);
                 if (m_total >= kLimit)
                     return;

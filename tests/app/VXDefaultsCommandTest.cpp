@@ -147,7 +147,7 @@ TEST_F(VXDefaultsCommandTest, EveryTypeFlagWritesItsTypeAndReadsBack)
     ASSERT_TRUE(reread.isDictionary()) << all.out.toStdString();
     EXPECT_EQ(reread.dictionary()->size(), file->size());
     for (const auto &entry : *file)
-        EXPECT_TRUE(reread.dictionary()->contains(entry.key)) << entry.key.toStdString();
+        EXPECT_TRUE(reread.dictionary()->contains(entry.key)) << entry.key.text().toStdString();
     EXPECT_EQ(reread.dictionary()->value(u"Plain"_s), VXValue(u"hello world"_s));
     EXPECT_EQ(reread.dictionary()->value(u"Data"_s), VXValue(QByteArray("\x0a\xff\x00", 3)));
 }

@@ -185,7 +185,7 @@ TEST_F(JournalRecoveryTest, WellFramedGarbageStopsTheReplayWithoutHarm)
         ASSERT_TRUE(recovered.isDictionary());
         // No operation takes an item away: what the whole entries brought is all there.
         for (const auto &entry : *whole.dictionary()->value(VXApplicationsKey).dictionary())
-            EXPECT_NE(applicationItem(*recovered.dictionary(), entry.key), nullptr) << entry.key.toStdString();
+            EXPECT_NE(applicationItem(*recovered.dictionary(), entry.key), nullptr) << entry.key.text().toStdString();
         EXPECT_NE(windowItem(*recovered.dictionary(), kEditorID, u"Notes.txt"_s), nullptr);
     }
 }

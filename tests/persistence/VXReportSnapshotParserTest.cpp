@@ -46,7 +46,7 @@ std::vector<std::string> childNames(const VXDictionary *item)
     std::vector<std::string> names;
     if (const VXDictionary *children = item ? item->value(VXChildrenKey).dictionary() : nullptr) {
         for (const VXDictionary::Entry &entry : *children)
-            names.push_back(entry.key.toStdString());
+            names.push_back(entry.key.text().toStdString());
     }
     std::sort(names.begin(), names.end());
     return names;

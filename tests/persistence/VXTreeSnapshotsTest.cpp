@@ -274,7 +274,7 @@ TEST(TreeSnapshots, TextsOverStaticDataAreCopiedSoThatAnotherThreadMayReadThem)
     EXPECT_EQ(frozen.value(VXPathKey).toString(), u"_Window"_s);
     EXPECT_TRUE(frozen.value(VXPathKey).stringRef().data_ptr().isMutable());
     for (const VXDictionary::Entry &entry : frozen)
-        EXPECT_TRUE(entry.key.data_ptr().isMutable()) << entry.key.toStdString();
+        EXPECT_TRUE(entry.key.text().data_ptr().isMutable()) << entry.key.text().toStdString();
     // Equal texts still count as unchanged.
     EXPECT_EQ(VXTreeSnapshot(live, snapshot).get(), snapshot.get());
 }

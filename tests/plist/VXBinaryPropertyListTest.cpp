@@ -616,3 +616,41 @@ TEST(VXBinaryPropertyList, PackedAndOrdinaryLogsAreWrittenAlike)
         }
     }
 }
+
+// A record names the same few keys in every item: read back, each name is one text shared by
+// every dictionary that uses it (and by their copies), always of its own storage.
+TEST(VXBinaryPropertyList, EachKeyNameIsOneSharedTextOfItsOwnStorage)
+{
+    VXArrayRef items = VXMakeArray();
+    for (int i = 0; i < 3; ++i) {
+        VXDictionaryRef item = VXMakeDictionary();
+        item->insert(QStringLiteral("Front Time"), i);   // a literal
+        item->insert(QStringLiteral("Title %1").arg(i), QStringLiteral("Title %1").arg(i));   // made at run time
+        item->insert(QStringLiteral("Time"), 2.5);
+        items->append(VXValue(std::move(item)));
+    }
+    const std::optional<QByteArray> data
+        = VXPropertyListSerialization::dataFromValue(VXValue(items), VXPropertyListSerialization::Format::Binary);
+    ASSERT_TRUE(data);
+    const VXValue read = VXPropertyListSerialization::valueFromBinaryData(*data);
+    ASSERT_EQ(read, VXValue(items));
+
+    for (const VXValue &tree : {VXValue(items), read, read.deepCopy()}) {
+        const VXDictionary &first = *tree.array()->objectAt(0).dictionary();
+        for (std::size_t i = 0; i < tree.array()->size(); ++i) {
+            const VXDictionary &item = *tree.array()->objectAt(i).dictionary();
+            for (std::size_t k = 0; k < item.size(); ++k) {
+                const VXKey &key = item.entries()[k].key;
+                SCOPED_TRACE(key.text().toStdString());
+                EXPECT_TRUE(key.text().data_ptr().isMutable());
+                // The literal and the file's shared names are one text; a title is its own.
+                const bool sharedName = key.text().startsWith(u"Time") || key.text() == u"Front Time";
+                EXPECT_EQ(key.sharesTextWith(first.entries()[k].key), sharedName || i == 0);
+            }
+        }
+    }
+    // A title read back shares its text with the value that names it, as the file does.
+    const VXDictionary &item = *read.array()->objectAt(1).dictionary();
+    const auto title = static_cast<std::size_t>(item.indexOf(QStringLiteral("Title 1")));
+    EXPECT_TRUE(item.entries()[title].key.sharesTextWith(VXKey::ofValue(item.entries()[title].value)));
+}

@@ -142,7 +142,7 @@ inline std::string firstDifference(const VXValue &a, const VXValue &b, const std
     if (const VXDictionary *x = a.dictionary()) {
         const VXDictionary *y = b.dictionary();
         for (const VXDictionary::Entry &entry : *x) {
-            const std::string where = path + '/' + entry.key.toStdString();
+            const std::string where = path + '/' + entry.key.text().toStdString();
             if (!y->contains(entry.key))
                 return where + ": only on the left";
             if (std::string found = firstDifference(entry.value, y->value(entry.key), where); !found.empty())
@@ -150,7 +150,7 @@ inline std::string firstDifference(const VXValue &a, const VXValue &b, const std
         }
         for (const VXDictionary::Entry &entry : *y) {
             if (!x->contains(entry.key))
-                return path + '/' + entry.key.toStdString() + ": only on the right";
+                return path + '/' + entry.key.text().toStdString() + ": only on the right";
         }
         return {};
     }
