@@ -350,7 +350,7 @@ public:
             }
             copy = VXValue(std::move(result));
         } else {
-            copy = VXValue(frozen.dictionary()->copyWith([](const VXKey &key) { return key; },
+            copy = VXValue(frozen.dictionary()->copyWith([](const VXKey &name) { return name; },
                                                          [this](const VXDictionary::Entry &entry) {
                                                              return entry.value.isContainer() ? thaw(entry.value)
                                                                                               : entry.value;
@@ -397,7 +397,7 @@ public:
             return index < other.size() && other.entries()[index].key == entry.key ? other.entries()[index].value
                                                                                    : other.value(entry.key);
         };
-        VXValue copy(dictionary->copyWith([](const VXKey &key) { return key; },
+        VXValue copy(dictionary->copyWith([](const VXKey &name) { return name; },
                                           [&](const VXDictionary::Entry &entry) {
                                               if (!entry.value.isContainer())
                                                   return entry.value;
