@@ -173,11 +173,10 @@ private:
         if (same)
             return part.same;
         const std::vector<VXDictionary::Entry> &entries = earlier.entries();
-        VXDictionaryRef copy = earlier.copyWith([](const VXKey &key) { return key; },
-                                                [&entries](const VXDictionary::Entry &entry) {
-                                                    prefetchAhead(entries, std::size_t(&entry - entries.data()));
-                                                    return entry.value;
-                                                });
+        VXDictionaryRef copy = earlier.copyWith([&entries](const VXDictionary::Entry &entry) {
+            prefetchAhead(entries, std::size_t(&entry - entries.data()));
+            return entry.value;
+        });
         for (std::size_t i = 0; i < changed.size(); ++i)
             copy->valueAt(part.changed[i]) = std::move(changed[i]);
         for (std::size_t index = earlier.size(); index < live.size(); ++index) {
@@ -309,11 +308,9 @@ private:
             return *previous;
         }
         std::size_t next = mark;
-        VXDictionaryRef copy = live.copyWith([](const VXKey &key) { return key; },
-                                             [&](const VXDictionary::Entry &entry) {
-                                                 return entry.value.isContainer() ? std::move(m_stack[next++])
-                                                                                  : m_texts.value(entry.value);
-                                             });
+        VXDictionaryRef copy = live.copyWith([&](const VXDictionary::Entry &entry) {
+            return entry.value.isContainer() ? std::move(m_stack[next++]) : m_texts.value(entry.value);
+        });
         m_stack.resize(mark);
         return VXValue(std::move(copy));
     }
@@ -350,11 +347,9 @@ public:
             }
             copy = VXValue(std::move(result));
         } else {
-            copy = VXValue(frozen.dictionary()->copyWith([](const VXKey &name) { return name; },
-                                                         [this](const VXDictionary::Entry &entry) {
-                                                             return entry.value.isContainer() ? thaw(entry.value)
-                                                                                              : entry.value;
-                                                         }));
+            copy = VXValue(frozen.dictionary()->copyWith([this](const VXDictionary::Entry &entry) {
+                return entry.value.isContainer() ? thaw(entry.value) : entry.value;
+            }));
         }
         m_map.insert(key, containerOf(copy));
         return copy;
@@ -397,13 +392,11 @@ public:
             return index < other.size() && other.entries()[index].key == entry.key ? other.entries()[index].value
                                                                                    : other.value(entry.key);
         };
-        VXValue copy(dictionary->copyWith([](const VXKey &name) { return name; },
-                                          [&](const VXDictionary::Entry &entry) {
-                                              if (!entry.value.isContainer())
-                                                  return entry.value;
-                                              return restore(at(*liveDictionary, entry), at(*currentDictionary, entry),
-                                                             entry.value);
-                                          }));
+        VXValue copy(dictionary->copyWith([&](const VXDictionary::Entry &entry) {
+            if (!entry.value.isContainer())
+                return entry.value;
+            return restore(at(*liveDictionary, entry), at(*currentDictionary, entry), entry.value);
+        }));
         m_map.insert(key, containerOf(copy));
         return copy;
     }

@@ -346,8 +346,7 @@ private:
             uid->insert(QStringLiteral("CF$UID"), VXValue::unsignedInteger(bigEndian(m_bytes + position, width)));
             VXValue twin;
             if (m_makeTwins)
-                twin = VXValue(uid->copyWith([](const VXKey &key) { return key; },
-                                             [](const VXDictionary::Entry &entry) { return entry.value; }));
+                twin = VXValue(uid->copyWith([](const VXDictionary::Entry &entry) { return entry.value; }));
             return cacheLeaf(index, VXValue(uid), std::move(twin));
         }
         case 0xA:
@@ -615,7 +614,6 @@ private:
                 if (!expand(expanded, 1 + expandedSize(child)))
                     return fail(expansion);
                 if (m_makeTwins) {
-                    m_twinStack.push_back(twinOf(keyIndex, key));
                     m_twinStack.push_back(twinOf(child, item));
                 }
                 dictionary->insertNew(VXKey::ofValue(key), std::move(item));
@@ -650,20 +648,20 @@ private:
         return VXValue(std::move(copy));
     }
 
-    // The twin of a dictionary just read, from its keys' and values' twins on the stack from
-    // `mark`. Equal keys (the last one's value kept) leave the entries and the stack apart: the
-    // reading then makes no twin at all, and the caller copies the tree instead.
+    // The twin of a dictionary just read, sharing its keys (texts have no twins of their own),
+    // from its values' twins on the stack from `mark`. Equal keys (the last one's value kept)
+    // leave the entries and the stack apart: the reading then makes no twin at all, and the caller
+    // copies the tree instead.
     VXValue twinOfDictionary(const VXDictionary &dictionary, std::size_t mark)
     {
         VXValue twin;
-        if (m_twinStack.size() - mark != dictionary.size() * 2) {
+        if (m_twinStack.size() - mark != dictionary.size()) {
             m_makeTwins = false;
         } else {
             std::size_t next = mark;
-            // copyWith asks for each entry's key, then its value, in the entries' order.
+            // copyWith asks for the values in the entries' order.
             twin = VXValue(
-                dictionary.copyWith([&](const VXKey &) { return VXKey::ofValue(m_twinStack[next++]); },
-                                    [&](const VXDictionary::Entry &) { return std::move(m_twinStack[next++]); }));
+                dictionary.copyWith([&](const VXDictionary::Entry &) { return std::move(m_twinStack[next++]); }));
         }
         m_twinStack.resize(mark);
         return twin;

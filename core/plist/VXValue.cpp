@@ -376,8 +376,7 @@ VXValue VXValue::deepCopy() const
     }
     case Type::Dictionary: {
         return VXValue(
-            m_payload.dictionary->copyWith([](const VXKey &key) { return key; },
-                                           [](const VXDictionary::Entry &entry) { return entry.value.deepCopy(); }));
+            m_payload.dictionary->copyWith([](const VXDictionary::Entry &entry) { return entry.value.deepCopy(); }));
     }
     default: return *this;
     }

@@ -600,15 +600,15 @@ public:
     VXValue &valueAt(std::size_t index) noexcept { return m_entries[index].value; }
     // The keys in code-point order, as writers emit them.
     std::vector<std::size_t> sortedEntryIndexes() const;
-    // A new dictionary with this one's keys in this order, keyOf(key) for each (an equal key,
-    // usually the same one, which shares its text), and valueOf(entry) as its value (never
-    // null). A hash table is copied, not rebuilt: a copy costs no key hashed or looked up.
-    template <class KeyOf, class ValueOf> VXDictionaryRef copyWith(KeyOf &&keyOf, ValueOf &&valueOf) const
+    // A new dictionary with this one's keys (shared, not copied) in this order, and
+    // valueOf(entry) as each one's value (never null). A hash table is copied, not rebuilt: a copy
+    // costs no key hashed or looked up.
+    template <class ValueOf> VXDictionaryRef copyWith(ValueOf &&valueOf) const
     {
         VXDictionaryRef copy = VXMakeDictionary();
         copy->m_entries.reserve(m_entries.size());
         for (const Entry &entry : m_entries)
-            copy->m_entries.push_back(Entry {keyOf(entry.key), valueOf(entry)});
+            copy->m_entries.push_back(Entry {entry.key, valueOf(entry)});
         copyTableTo(*copy);
         copy->m_changes = static_cast<std::uint32_t>(m_entries.size());   // as many as entries made
         return copy;

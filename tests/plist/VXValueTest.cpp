@@ -185,7 +185,7 @@ TEST(VXValue, DictionaryAgreesWithAnOrderedModelAcrossTheScanLimit)
         ASSERT_EQ(d->hasHashTable(), table) << model.size();
 
         if (step % 97 == 0)
-            d = d->copyWith([](const VXKey &k) { return k; }, [](const VXDictionary::Entry &e) { return e.value; });
+            d = d->copyWith([](const VXDictionary::Entry &e) { return e.value; });
         ASSERT_EQ(d->size(), model.size());
         for (std::size_t i = 0; i < model.size(); ++i) {
             ASSERT_EQ(d->entries()[i].key, model[i].first) << i;
@@ -239,9 +239,7 @@ TEST(VXValue, DictionaryKeysThatDifferOnlyAtTheirEdgesAreFoundInEitherForm)
             for (const QString &k : row.stored)
                 d->insertNew(k, true);
             ASSERT_EQ(d->hasHashTable(), table);
-            const VXDictionaryRef copy
-                = d->copyWith([](const QString &k) { return VXKey(QString(k.constData(), k.size())); },
-                              [](const VXDictionary::Entry &e) { return e.value; });
+            const VXDictionaryRef copy = d->copyWith([](const VXDictionary::Entry &e) { return e.value; });
             EXPECT_EQ(copy->hasHashTable(), table);
             // The looked-up text in a buffer of its own, as a key met at run time is.
             const QString looked = row.looked.isNull() ? QString() : QString(row.looked.constData(), row.looked.size());
