@@ -3,6 +3,7 @@
 #include "VXBinaryPropertyListReader.h"
 #include "VXConfigurationKeys.h"
 #include "VXConfigurationStore.h"
+#include "VXJournal.h"
 #include "VXLibraryFolders.h"
 #include "VXPropertyListSerialization.h"
 #include "VXRecordReading.h"
@@ -62,8 +63,9 @@ int show(QTextStream &out, QTextStream &err, const QString &settingsFolder)
         const QByteArray data = file.readAll();
         configuration = VXPropertyListSerialization::valueFromData(data);
         // What the journal kept since the last save (after a crash) belongs to the record shown.
-        if (VXDictionary *tree = configuration.dictionary())
-            VXApplyJournalToReadTree(*tree, data, path);
+        VXDictionary *tree = configuration.dictionary();
+        if (tree && VXJournalHasEntries(path))
+            VXApplyJournalToReadTree(*tree, VXJournalFile::header(data), path);
         if (configuration.isNull()) {
             err << Text::tr("the configuration <%1> is damaged: Wendle would start with an empty record and "
                             "replace it at its next save\n")

@@ -11,6 +11,8 @@ packages=(
   qt6-tools-dev qt6-l10n-tools qt6-translations-l10n
   # the X11 desktop adapter
   libxcb1-dev libxcb-res0-dev libxcb-sync-dev libxcb-screensaver0-dev
+  # the journal's checksum
+  libdeflate-dev
   # the Wayland desktop adapters (the protocol descriptions are read at build time) and Qt's
   # Wayland platform, which Wendle's own windows use in a Wayland session
   libwayland-dev libwayland-bin wayland-protocols plasma-wayland-protocols qt6-wayland

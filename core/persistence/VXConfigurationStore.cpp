@@ -368,14 +368,16 @@ struct VXConfigurationStore::LoadedRecord {
     VXDictionaryRef tree;
     QByteArray journalHeader;
 
+    QString headerProblem;   // why there is no header
+
     void readHeader(const QString &path)
     {
         QFile file(path);
-        if (!file.open(QIODevice::ReadOnly) || file.size() == 0)
+        uchar *mapped = nullptr;
+        if (!file.open(QIODevice::ReadOnly) || file.size() == 0 || !(mapped = file.map(0, file.size()))) {
+            headerProblem = file.size() == 0 ? QStringLiteral("it is empty") : file.errorString();
             return;
-        uchar *mapped = file.map(0, file.size());
-        if (!mapped)
-            return;
+        }
         journalHeader
             = VXJournalFile::header(QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), file.size()));
         file.unmap(mapped);
@@ -393,13 +395,15 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
     bool damaged = false;
     bool replayed = false;
     m_loadedRecord.reset();
+    m_recoveredRecord.reset();
     auto loaded = std::make_shared<LoadedRecord>();
     if (!path.isEmpty()) {
         removeInterruptedSaves(path);
-        // (Not when a journal is to be replayed: the recovered record is saved anew then.)
         const bool asItStands = !VXJournalHasEntries(path);
-        if (asItStands)
-            m_writer->thread.start([loaded, path] { loaded->readHeader(path); });
+        // The header that names the file as it stands, taken on the writer thread while this
+        // one decodes: the journal that continues the file starts with it, and a journal left
+        // to replay must match it.
+        m_writer->thread.start([loaded, path] { loaded->readHeader(path); });
         VXRecordReading reading = VXReadRecordFile(path, VXRecordJournal::Ignored,
                                                    asItStands ? VXRecordSnapshot::Made : VXRecordSnapshot::None);
         fromFile = reading.configuration;
@@ -414,11 +418,10 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
             qCWarning(lcPersistence).noquote() << reading.problem;
             damaged = true;
         }
-        // A journal without entries has nothing to replay: checking it against the record would
-        // read and checksum the whole file again on this thread, which the writer thread
-        // already does for the header of the journal that continues it.
-        if (fromFile && !asItStands)
-            replayed = recoverFromJournal(path, fromFile);
+        if (fromFile && !asItStands) {
+            m_writer->drain();
+            replayed = recoverFromJournal(path, *loaded, fromFile);
+        }
     }
     // The last full save is the file as it stands, when the tree loaded is that file: copied
     // here, before anything changes the tree.
@@ -478,6 +481,11 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
 void VXConfigurationStore::continueLoadedRecord()
 {
     const std::shared_ptr<LoadedRecord> loaded = std::exchange(m_loadedRecord, nullptr);
+    const VXDictionaryRef recovered = std::exchange(m_recoveredRecord, VXDictionaryRef());
+    if (recovered && recovered == m_configuration()) {
+        writeWhole();
+        return;
+    }
     if (!loaded || !m_configuration())
         return;
     QString accessed;
@@ -503,24 +511,19 @@ QString VXConfigurationStore::journalPathFor(const QString &configurationPath)
                                        : QFileInfo(configurationPath).path() + u'/' + VXDefaultJournalFileName;
 }
 
-bool VXConfigurationStore::recoverFromJournal(const QString &path, VXDictionaryRef &record)
+bool VXConfigurationStore::recoverFromJournal(const QString &path, const LoadedRecord &loaded, VXDictionaryRef &record)
 {
     m_recoveredSeconds = m_recoveredUpTo = 0.0;
     const QString journalPath = journalPathFor(path);
     QFile file(journalPath);
     if (!file.exists())
         return false;
-    // The journal names its record by size and checksum; the record was read mapped, so its bytes
-    // are mapped again, only when there is a journal to check them against.
-    QFile recordFile(path);
-    uchar *mapped = nullptr;
-    if (!recordFile.open(QIODevice::ReadOnly)
-        || (recordFile.size() > 0 && !(mapped = recordFile.map(0, recordFile.size())))) {
+    // The journal names its record by size and checksum, taken from the file's bytes.
+    if (loaded.journalHeader.isEmpty()) {
         qCWarning(lcPersistence).noquote()
-            << QStringLiteral("cannot read the configuration <%1> again: %2").arg(path, recordFile.errorString());
+            << QStringLiteral("cannot read the configuration <%1> again: %2").arg(path, loaded.headerProblem);
         return false;
     }
-    const QByteArray data = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), recordFile.size());
     if (!file.open(QIODevice::ReadOnly)) {
         qCWarning(lcPersistence).noquote()
             << QStringLiteral("cannot read the journal <%1>: %2").arg(journalPath, file.errorString());
@@ -528,7 +531,7 @@ bool VXConfigurationStore::recoverFromJournal(const QString &path, VXDictionaryR
     }
     const QByteArray journal = file.readAll();
     file.close();
-    const VXJournalFile::Contents contents = VXJournalFile::read(journal, data);
+    const VXJournalFile::Contents contents = VXJournalFile::readContinuing(journal, loaded.journalHeader);
     using Status = VXJournalFile::Contents::Status;
     if (contents.status == Status::Damaged || contents.status == Status::OtherRecord) {
         const QString aside = VXSetDamagedFileAside(journalPath);
@@ -572,16 +575,11 @@ bool VXConfigurationStore::recoverFromJournal(const QString &path, VXDictionaryR
                .arg(m_recoveredSeconds, 0, 'f', 1)
                .arg(applied)
                .arg(QDateTime::fromSecsSinceEpoch(qint64(upTo)).toString(Qt::ISODate));
-    // The recovered record becomes the file, and its journal starts anew.
-    waitForPendingWrites();
-    QString failure;
-    const std::optional<QByteArray> recovered = propertyListData(VXValue(record));
-    if (recovered && writeDataToFile(*recovered, path, true, &failure))
-        m_writer->startJournal(*recovered, path, ++m_writer->latest);
-    else
-        qCWarning(lcPersistence).noquote()
-            << QStringLiteral("cannot save the recovered record: %1; the journal stays for the next start")
-                   .arg(failure);
+    // The recovered record becomes the file, and its journal starts anew, once it is the live
+    // tree (continueLoadedRecord): saved whole on the writer thread, for a ten-year record takes
+    // seconds to encode and write. Until that save is on the disk, the journal stays for the
+    // next start.
+    m_recoveredRecord = record;
     return true;
 }
 

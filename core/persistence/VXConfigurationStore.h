@@ -46,7 +46,8 @@
 // Default.journal beside the record; the same writer thread appends to it. Each full save starts
 // a new journal tied to the record it wrote; so does a start, whose record loaded serves as the
 // last full save (continueLoadedRecord), so that no whole save follows each start. At start-up a journal that continues the record is
-// replayed onto it and the result saved, so a kill or a power cut costs seconds:
+// replayed onto it and the result saved (on the writer thread, once it is the live tree), so a
+// kill or a power cut costs seconds:
 //
 //     journal          record it names     at start-up
 //     intact           this one            replayed, saved whole, started anew; one log line
@@ -133,7 +134,8 @@ public:
     // it stands (nothing replayed onto it, no newer copy in the settings), a snapshot of it taken
     // as it was read (its event logs shared with the live tree, not a second copy) becomes the
     // last full save, and the journal continues it. Without it the first flush would save the
-    // whole tree again.
+    // whole tree again. When it is a record a journal was replayed onto, it is saved whole now,
+    // on the writer thread.
     void continueLoadedRecord();
     // Where the record that could not be read at start-up now lies (set aside, or still in place
     // when it could not be moved); empty when the record read well. For the user interface to
@@ -203,7 +205,7 @@ private:
     // Replays the journal beside `path` onto `record` (read from `data`) and, when anything was
     // replayed, saves the result and starts the journal anew.
     // Answers whether anything was replayed.
-    bool recoverFromJournal(const QString &path, VXDictionaryRef &record);
+    bool recoverFromJournal(const QString &path, const LoadedRecord &loaded, VXDictionaryRef &record);
     void setJournalAside(const QString &journalPath, const QByteArray &rest, const QString &why);
     // Whether the path may be written: false while a damaged file lies there that cannot be
     // set aside.
@@ -235,6 +237,8 @@ private:
     VXDictionaryRef m_lastSnapshot;
     // The record's snapshot while loadConfiguration() to continueLoadedRecord().
     std::shared_ptr<LoadedRecord> m_loadedRecord;
+    // The tree a journal was replayed onto, to be saved whole once it is the live tree.
+    VXDictionaryRef m_recoveredRecord;
     bool m_changed = true;
     double m_recoveredSeconds = 0.0;
     double m_recoveredUpTo = 0.0;

@@ -90,6 +90,9 @@ struct Contents {
 };
 // Splits a journal's bytes for the record whose file holds `record`.
 Contents read(const QByteArray &journal, const QByteArray &record);
+// The same for the record whose journal header is `recordHeader`: header(record), taken
+// beforehand (a large record's checksum is taken on another thread while this one decodes it).
+Contents readContinuing(const QByteArray &journal, const QByteArray &recordHeader);
 
 }   // namespace VXJournalFile
 

@@ -38,12 +38,13 @@ VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal = 
                                  VXRecordSnapshot snapshot = VXRecordSnapshot::None);
 
 // Applies the journal beside the record file at `recordPath` to `tree`, the tree decoded from
-// `record` (that file's bytes, which the journal is tied to), read-only: neither file is
+// that file, whose bytes' journal header (VXJournalFile::header) is `recordHeader` (the journal
+// must continue them), read-only: neither file is
 // written, so that a command run between a crash and the next start sees the tracking the
 // journal kept, and the next start still recovers it. Periods open at the last entry end there,
 // as a restart closes them. Answers how many entries were applied (0: no journal, an empty one,
 // one of another record, or damage before the first whole entry).
-std::size_t VXApplyJournalToReadTree(VXDictionary &tree, const QByteArray &record, const QString &recordPath);
+std::size_t VXApplyJournalToReadTree(VXDictionary &tree, const QByteArray &recordHeader, const QString &recordPath);
 
 // Whether a journal with entries lies beside the record file (a look at its size only): a
 // reader that does not decode the tree then reads it with VXReadRecordFile instead.
