@@ -777,6 +777,14 @@ bool VXConfigurationStore::appendToJournal(const QByteArray &entry)
 
 bool VXConfigurationStore::writeConfiguration(bool withUserDefaultsFallback)
 {
+    // What changed since the last flush goes to the journal first: a large record takes seconds
+    // to encode and write here, and an end that comes before that is done (the session's, or
+    // the display's that took the process with it) then still finds its last moments kept.
+    if (m_journal) {
+        const std::optional<QByteArray> payload = m_journal->entry();
+        if (payload && !payload->isEmpty())
+            appendToJournal(VXJournalFile::frame(*payload));
+    }
     // A snapshot still being written must not land after this newer tree.
     waitForPendingWrites();
     const VXDictionaryRef configuration = m_configuration();

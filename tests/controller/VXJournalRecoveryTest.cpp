@@ -19,7 +19,9 @@
 #include <QDir>
 #include <QFile>
 
+#include <csignal>
 #include <random>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 using namespace vxtest;
@@ -217,4 +219,52 @@ TEST_F(JournalRecoveryTest, AStartContinuesTheRecordItLoadedWithoutSavingItWhole
     ASSERT_GE(restart - lastTimestampOf(seeded), 50.0);
     EXPECT_LE(recoveredSeconds, 36.0);
     EXPECT_GE(recoveredSeconds, 36.0 - VXJournal::kFlushInterval - 1.0);
+}
+
+// A whole save cut short (the program ended while a large record was being written; here no file
+// may grow past a limit the new record exceeds and the journal does not) leaves the journal
+// holding the moments up to the save, not only up to the last flush before it.
+TEST_F(JournalRecoveryTest, AWholeSaveCutShortLeavesItsLastMomentsInTheJournal)
+{
+    auto controller = start();
+    // A record far larger than half a minute's journal: a long document's chapters, looked at
+    // and closed, saved whole.
+    std::vector<std::uint64_t> chapters;
+    for (int chapter = 1; chapter <= 150; ++chapter)
+        chapters.push_back(
+            desktop.openWindow(10, u"Chapter %1 of a long document with a long title.odt"_s.arg(chapter)));
+    time.advanceTo(kStart + 5);
+    for (const std::uint64_t chapter : chapters)
+        desktop.closeWindow(chapter);
+    time.advanceTo(kStart + 10);
+    ASSERT_TRUE(controller->store().saveConfiguration(true, false, false));
+    // Between two flushes (every kFlushInterval seconds while the editor gains time).
+    time.advanceTo(kStart + 42);
+    controller->store().waitForPendingWrites();
+    const double atSave = lastTimestampOf(VXValue(controller->configuration()));
+    const QByteArray journalBefore = readFile(journalFile());
+    const std::optional<QByteArray> whole = propertyListData(VXValue(controller->configuration()));
+    ASSERT_TRUE(whole.has_value());
+    const rlim_t limit = rlim_t(journalBefore.size() + 2048);
+    ASSERT_LT(qint64(limit), whole->size()) << "the record must outgrow the limit the journal stays under";
+
+    rlimit before {};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    rlimit cut = before;
+    cut.rlim_cur = limit;
+    const auto ignored = std::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &cut), 0);
+    const bool saved = controller->store().saveConfiguration(true, false, false);
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, ignored);
+    EXPECT_FALSE(saved);
+    controller.reset();
+
+    record = readFile(dataHome.configurationFile());
+    ASSERT_NE(record, *whole) << "the record on the disk is the one before the save";
+    const QByteArray journalAfter = readFile(journalFile());
+    // The journal as the last flush left it ends before the save's moment; as the save left it,
+    // at that moment.
+    EXPECT_LT(lastTimestampOf(recoverWith(journalBefore)), atSave);
+    EXPECT_EQ(lastTimestampOf(recoverWith(journalAfter)), atSave);
 }
