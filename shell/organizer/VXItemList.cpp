@@ -7,6 +7,7 @@
 #include "VXMainController.h"
 #include "VXPieCell.h"
 #include "VXReportMenuAdapter.h"
+#include "VXStringExtensions.h"
 
 #include <QApplication>
 #include <QContextMenuEvent>
@@ -22,6 +23,8 @@ namespace {
 // How long a drag hovers over a pool before it springs open.
 constexpr int kSpringLoadingDelay = 700;
 constexpr int kMinimumVisibleRows = 4;
+// Room a time cell keeps beyond its text, so that a duration is not drawn against the pie.
+constexpr int kTimeSlack = 4;
 
 bool carriesHistory(Qt::KeyboardModifiers modifiers)
 {
@@ -63,11 +66,13 @@ VXItemList::VXItemList(VXMainController &controller, VXOrganizerList list, QWidg
     QHeaderView *columns = header();
     columns->setStretchLastSection(false);
     columns->setSectionResizeMode(VXNameColumn, QHeaderView::Stretch);
-    const int timeWidth = fontMetrics().horizontalAdvance(QStringLiteral("000:00:00")) + 16 + 16;
+    const int timeWidth
+        = fontMetrics().horizontalAdvance(QStringLiteral("000:00:00")) + kTimeSlack + VXPieCell::widthBesidesText();
     for (int column : {VXFrontColumn, VXTotalColumn}) {
         columns->setSectionResizeMode(column, QHeaderView::Interactive);
         columns->resizeSection(column, timeWidth);
     }
+    fitTimeColumns();
     columns->setSectionsClickable(true);
     columns->setSortIndicatorShown(true);
     connect(columns, &QHeaderView::sectionClicked, this, [this](int column) {
@@ -104,6 +109,7 @@ void VXItemList::reload()
         m_model->reload();
         return;
     }
+    fitTimeColumns();
     // The rows in view, top to bottom.
     QModelIndexList inView;
     const int bottom = viewport()->height();
@@ -113,6 +119,26 @@ void VXItemList::reload()
         inView.append(index);
     }
     m_model->reload(inView);
+}
+
+// No duration either list shows is longer than the overall time. Cut short, a duration would
+// lose its leading digits (a thousand days read as a few), so the time columns grow to fit it
+// in the bold font of the header and the frontmost rows; they never shrink by themselves, and a
+// width a person chose stands until the overall time outgrows it.
+void VXItemList::fitTimeColumns()
+{
+    const QString widest = stringWithTimeInterval(m_controller.overallApplicationTime(), true);
+    // (Its length is told first: its width changes with it, and the width is then measured.)
+    if (widest.size() <= m_fittedLength)
+        return;
+    m_fittedLength = widest.size();
+    QFont bold = font();
+    bold.setBold(true);
+    const int width = QFontMetrics(bold).horizontalAdvance(widest) + kTimeSlack + VXPieCell::widthBesidesText();
+    for (int column : {VXFrontColumn, VXTotalColumn}) {
+        if (header()->sectionSize(column) < width)
+            header()->resizeSection(column, width);
+    }
 }
 
 // ---- Selection and expansion

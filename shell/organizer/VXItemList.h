@@ -97,12 +97,14 @@ private:
     void clearDropHighlight();
     void itemExpansionChanged(const QModelIndex &index, bool expanded);
     void showContextMenu(const QModelIndex &index, const QPoint &globalPosition);
+    void fitTimeColumns();
 
     VXMainController &m_controller;
     VXOrganizerOperations &m_operations;
     VXOrganizerList m_list;
     VXItemListModel *m_model;
     bool m_hibernating = false;
+    qsizetype m_fittedLength = 0;   // of the duration the time columns were last fitted to
     bool m_restoringExpansion = false;
     int m_insertedRowsAtRestore = -1;
     VXDictionaryRef m_restoredConfiguration;

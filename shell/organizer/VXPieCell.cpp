@@ -65,6 +65,11 @@ void VXPieCell::paint(QPainter *painter, const QStyleOptionViewItem &option, con
     painter->restore();
 }
 
+int VXPieCell::widthBesidesText()
+{
+    return kGap + kPieSize + kGap + kGap;
+}
+
 QString VXPieCell::textToDraw(const QFont &font, const QString &text, int width) const
 {
     // A duration nearly always fits: eliding would shape the text for nothing.

@@ -19,6 +19,8 @@ public:
 
     // Draws the pie of `fraction` (0 to 1) in the rectangle.
     static void drawPie(QPainter &painter, const QRectF &rect, double fraction, const QColor &color);
+    // The width a cell takes besides its text: the pie and the gaps around both.
+    static int widthBesidesText();
     // The text as drawn in `width` pixels: elided on the left when it does not fit.
     QString textToDraw(const QFont &font, const QString &text, int width) const;
 

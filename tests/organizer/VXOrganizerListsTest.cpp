@@ -5,6 +5,7 @@
 #include "VXOrganizerTestSupport.h"
 
 #include "VXItemSorting.h"
+#include "VXPieCell.h"
 #include "VXStringExtensions.h"
 #include "VXTrackingTestSupport.h"
 
@@ -344,4 +345,53 @@ TEST_F(OrganizerListsTest, ExpansionIsStoredInTheItemsAndRestoredAfterARestart)
     second.time.advanceBy(1.0);
     EXPECT_TRUE(second.appList()->isExpanded(Organizer::row(second.appList(), u"Editor"_s)));
     EXPECT_FALSE(second.appList()->isExpanded(Organizer::row(second.appList(), u"Terminal"_s)));
+}
+
+// Cut short, a duration loses its leading digits (a thousand days would read as a few): the time
+// columns grow to fit the overall time, the longest duration either list shows, in either
+// format, and never shrink by themselves; a narrower width a person chose stands until the
+// overall time outgrows it.
+TEST_F(OrganizerListsTest, TimeColumnsGrowToFitTheOverallTimeAndKeepAPersonsWidthUntilItOutgrowsIt)
+{
+    organizer.startDay(12.0);
+    const auto setOverall = [&](double seconds) {
+        organizer.configuration().insert(VXOverallTimeKey, seconds);
+        organizer.time.advanceBy(0.5);
+    };
+    // Whether the header row's total is drawn without eliding in the list's total column.
+    const auto drawnWhole = [&](VXItemList *list) {
+        const QString text = duration(organizer.controller->overallApplicationTime());
+        auto *cell = qobject_cast<VXPieCell *>(list->itemDelegateForColumn(VXTotalColumn));
+        QFont bold = list->font();
+        bold.setBold(true);
+        const int room = list->header()->sectionSize(VXTotalColumn) - VXPieCell::widthBesidesText();
+        return cell && !text.isEmpty() && cell->textToDraw(bold, text, room) == text;
+    };
+    const struct {
+        double days;
+        bool asDays;
+    } rows[] = {{0.4, true}, {412.25, true}, {3652.5, true}, {3652.5, false}, {12000.0, false}, {12000.0, true}};
+    int widthBefore = 0;
+    for (const auto &row : rows) {
+        organizer.settings.defaults->setBool(row.asDays, kExpressTimeIntervalsAsDaysKey);
+        setOverall(row.days * 86400);
+        for (VXItemList *list : {organizer.appList(), organizer.poolList()}) {
+            EXPECT_TRUE(drawnWhole(list)) << row.days << " days, as days " << row.asDays;
+            EXPECT_EQ(list->header()->sectionSize(VXFrontColumn), list->header()->sectionSize(VXTotalColumn));
+        }
+        const int width = organizer.appList()->header()->sectionSize(VXTotalColumn);
+        EXPECT_GE(width, widthBefore) << "a time column shrank by itself";
+        widthBefore = width;
+    }
+
+    // A person narrows the column: it stays so while the text keeps its length, and grows again
+    // when the overall time outgrows it.
+    organizer.settings.defaults->setBool(true, kExpressTimeIntervalsAsDaysKey);
+    setOverall(1000.25 * 86400);
+    VXItemList *apps = organizer.appList();
+    apps->header()->resizeSection(VXTotalColumn, 40);
+    setOverall(1000.5 * 86400);
+    EXPECT_EQ(apps->header()->sectionSize(VXTotalColumn), 40);
+    setOverall(100000.5 * 86400);
+    EXPECT_TRUE(drawnWhole(apps));
 }
