@@ -68,10 +68,11 @@ VXValue valueOfContainer(const void *container, bool isArray)
 }
 
 // Text that another thread may read while this one goes on. A QString over static data (a
-// literal) copies itself to the heap the first time its terminated form is asked for, which
-// writers of files do; in a snapshot every such text is a heap copy to begin with, so a reader
-// on the writer thread never changes what the main thread reads. Copies are made once per text.
-// (Keys need none: a key's text is always of its own storage.)
+// literal) copies itself to the heap the first time its terminated form is asked for (utf16());
+// in a snapshot every such value is a heap copy to begin with, so that no reader on the writer
+// thread can change what the main thread reads. Copies are made once per text.
+// (Keys need none: a key's text is shared, never copied, and read with constData(), never
+// utf16(), by the writers.)
 class ThreadSafeTexts
 {
 public:

@@ -190,7 +190,7 @@ int widthForCount(std::uint64_t count)
 
 bool isAscii(const QString &s)
 {
-    const auto *c = reinterpret_cast<const char16_t *>(s.utf16());
+    const auto *c = reinterpret_cast<const char16_t *>(s.constData());
     for (qsizetype i = 0, n = s.size(); i < n; ++i) {
         if (c[i] >= 0x80)
             return false;
@@ -615,7 +615,9 @@ private:
     static void writeString(Output &out, const QString &string)
     {
         const auto length = static_cast<std::size_t>(string.size());
-        const auto *units = reinterpret_cast<const char16_t *>(string.utf16());
+        // (Never utf16(): over a literal it makes a copy in place, and the writer thread reads
+        // texts the main thread reads too.)
+        const auto *units = reinterpret_cast<const char16_t *>(string.constData());
         if (isAscii(string)) {
             out.sizedMarker(0x50, length);
             char *at = out.reserve(length);

@@ -164,9 +164,10 @@ VXDictionaryRef VXMakeDictionary()
 namespace {
 
 // The texts of keys made of literals, one per text for the life of the program: the code that
-// builds items names the same few keys again and again (and a literal's text must be copied
-// before a key may hold it). Items that come and go on every tick make such keys all the time,
-// so each thread remembers the literals it met last, by address, before it asks the table.
+// builds items names the same few keys again and again. The text stays the literal's own, so
+// that finding a key by the literal it was made of compares addresses, not characters. Items
+// that come and go on every tick make such keys all the time, so each thread remembers the
+// literals it met last, by address, before it asks the table.
 VXStringBox *literalKeyText(const QString &text)
 {
     struct Seen {
@@ -183,7 +184,7 @@ VXStringBox *literalKeyText(const QString &text)
     const std::lock_guard<std::mutex> lock(mutex);
     VXStringBox *&box = (*texts)[text];
     if (!box) {
-        box = new VXStringBox(VXTextWithOwnStorage(text));
+        box = new VXStringBox(text);
         box->retain();   // the table's own reference: never released
     }
     slot = {text.constData(), box};

@@ -246,9 +246,10 @@ static_assert(sizeof(VXValue) == 16, "VXValue is meant to stay two words");
 // A dictionary's key: a text shared by reference, one word. A ten-year record holds about two
 // million keys, nearly all of them the same few names, and the last save's snapshot as many
 // again: a QString in every entry (three words) made each entry 40 bytes, a shared text makes it
-// 24. The text is always of its own storage, never over static data (a literal copies itself to
-// the heap the first time its terminated form is asked for), so a snapshot's keys may be read on
-// the writer thread while the main thread reads the same keys in the live tree.
+// 24. A key made of a literal keeps the literal's static text, so that looking it up by that
+// literal compares addresses. A snapshot's keys are read on the writer thread while the main
+// thread reads the same keys in the live tree: nothing may call QString::utf16() on a key's text
+// (over static data it makes a copy in place), which is why the writers read constData().
 class VXKey
 {
 public:

@@ -524,7 +524,9 @@ private:
         char *p = start;
         std::memcpy(p, open, openLength);
         p += openLength;
-        const char16_t *units = reinterpret_cast<const char16_t *>(text.utf16());
+        // (Never utf16(): over a literal it makes a copy in place, and the writer thread reads
+        // texts the main thread reads too.)
+        const char16_t *units = reinterpret_cast<const char16_t *>(text.constData());
         for (qsizetype i = 0; i < length; ++i) {
             const char16_t c = units[i];
             if (c < 0x80) {
