@@ -187,11 +187,8 @@ struct ViewSource {
             tryToSetObject(*entry, sharedText(values[Type]), VXTypeKey);
             entry->insert(VXNameKey, view.value(values[Name], logsAndTables()).stringRef());
         } else {
-            // A pool's name may be made of its members' names: they are decoded (with the
-            // tables below them) only for a pool that is named by them.
-            VXDictionaryRef source = view.value(object, logsAndTables()).dictionaryRef();
-            if (source && itemNameReadsMembers(*source))
-                source = VXItemWithoutLogs(view, object);
+            // A pool's name may be made of its members' names.
+            const VXDictionaryRef source = VXItemWithoutLogs(view, object);
             if (!source)
                 return VXDictionaryRef();
             tryToSetObject(*entry, source->value(VXTypeKey), VXTypeKey);

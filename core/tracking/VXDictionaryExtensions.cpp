@@ -254,12 +254,6 @@ QString itemName(const VXDictionary &item)
     return joined;
 }
 
-bool itemNameReadsMembers(const VXDictionary &item)
-{
-    return !boolForKey(item, VXMatchAnyApplicationKey) && isBlank(item.value(VXNameKey).stringRef())
-        && item.value(VXPathKey).stringRef() == VXPoolPathMarker;
-}
-
 bool isPoolOrPoolItem(const VXDictionary &item)
 {
     return item.value(VXTypeKey).stringRef() == VXPoolItemType || item.value(VXPathKey).stringRef() == VXPoolPathMarker;

@@ -152,9 +152,6 @@ void resetTimersRecursively(VXDictionary &item);
 // joined with " | " (a member with window entries as "Name (count)"), or "Empty Pool" when it
 // has no members. Anything else answers its "Name" as it is.
 QString itemName(const VXDictionary &item);
-// Whether itemName() reads the item's members ("Children"): an unnamed pool's. An item read
-// without them answers its name as well otherwise.
-bool itemNameReadsMembers(const VXDictionary &item);
 
 // Whether the item is a pool, a pool member or a window entry of one.
 bool isPoolOrPoolItem(const VXDictionary &item);
