@@ -179,7 +179,10 @@ public:
     VXValue decode(std::uint64_t index, int depth, const QSet<QString> *skippedKeys)
     {
         // Each decoding shares nothing with the previous one (their keys left out may differ).
-        m_viewState.clear();
+        // Most decode a single text, which leaves no state: clearing an empty table would still
+        // wipe every bucket an earlier large decoding made.
+        if (!m_viewState.empty())
+            m_viewState.clear();
         m_cache.clear();
         m_expanded.clear();
         m_skippedKeys = skippedKeys;
@@ -739,6 +742,7 @@ struct VXBinaryPropertyListView::Impl : Reader {
     std::vector<std::pair<std::uint64_t, int>> memoSlots;
     std::vector<Layout> layouts;
     std::size_t nextLayout = 0;   // the one replaced next, once they are all taken
+    std::size_t lastLayout = 0;   // the one that matched last
 
     const int *memoSlot(std::uint64_t key) const
     {
@@ -748,12 +752,20 @@ struct VXBinaryPropertyListView::Impl : Reader {
         }
         return nullptr;
     }
-    const Layout *layoutOf(const std::uint8_t *keyReferences, std::size_t size) const
+    // Items of one kind follow each other in a walk: the layout that matched last is tried first.
+    const Layout *layoutOf(const std::uint8_t *keyReferences, std::size_t size)
     {
-        for (const Layout &layout : layouts) {
-            if (layout.keyReferences.size() == size
-                && std::memcmp(layout.keyReferences.data(), keyReferences, size) == 0)
-                return &layout;
+        const auto matches = [&](const Layout &layout) {
+            return layout.keyReferences.size() == size
+                && std::memcmp(layout.keyReferences.data(), keyReferences, size) == 0;
+        };
+        if (lastLayout < layouts.size() && matches(layouts[lastLayout]))
+            return &layouts[lastLayout];
+        for (std::size_t i = 0; i < layouts.size(); ++i) {
+            if (i != lastLayout && matches(layouts[i])) {
+                lastLayout = i;
+                return &layouts[i];
+            }
         }
         return nullptr;
     }
@@ -840,6 +852,7 @@ void VXBinaryPropertyListView::valuesForKeys(const Container &dictionary, const 
         m_reader->memoSerial = keys.m_serial;
         m_reader->memoSlots.clear();
         m_reader->layouts.clear();
+        m_reader->lastLayout = 0;
     }
     findKeys(dictionary, keys.m_views.data(), keys.m_views.size(), values, true);
 }
@@ -853,9 +866,18 @@ void VXBinaryPropertyListView::findKeys(const Container &dictionary, const QStri
     // Key objects the memo knows were read whole: equal references name the same texts.
     const std::size_t referencesSize = std::size_t(dictionary.count) * m_reader->referenceWidth();
     if (const Impl::Layout *layout = remembered ? m_reader->layoutOf(dictionary.references, referencesSize) : nullptr) {
+        // The places are the dictionary's own (its key list is the layout's): each value is a
+        // reference read and checked, without the general path's checks of the place.
+        const std::uint8_t *valueReferences
+            = dictionary.references + std::size_t(dictionary.count) * m_reader->referenceWidth();
         for (std::size_t k = 0; k < count; ++k) {
-            if (layout->places[k] != ~std::uint64_t(0))
-                values[k] = valueAt(dictionary, layout->places[k]);
+            const std::uint64_t place = layout->places[k];
+            if (place == ~std::uint64_t(0))
+                continue;
+            const std::uint64_t child = m_reader->referenceAt(valueReferences, place);
+            if (m_reader->failed())
+                break;
+            values[k] = Object {child, dictionary.depth + 1};
         }
     } else {
         std::vector<std::uint64_t> places(remembered ? count : 0, ~std::uint64_t(0));
@@ -901,8 +923,12 @@ VXBinaryPropertyListView::Object VXBinaryPropertyListView::valueForKey(Object di
 
 double VXBinaryPropertyListView::numberAt(const Container &array, std::uint64_t i)
 {
-    const Object item = itemAt(array, i);
-    return item.isNull() ? 0.0 : m_reader->numberAt(item.index);
+    // Called for every log of a walk, several times for some: one reference read, not itemAt()'s
+    // object made and taken apart again.
+    if (array.kind != Kind::Array || i >= array.count)
+        return 0.0;
+    const std::uint64_t child = m_reader->referenceAt(array.references, i);
+    return m_reader->failed() ? 0.0 : m_reader->numberAt(child);
 }
 
 std::size_t VXBinaryPropertyListView::numbersAt(const Container &array, std::uint64_t first, std::size_t count,

@@ -174,8 +174,12 @@ VXStringBox *literalKeyText(const QString &text)
         const QChar *data = nullptr;
         VXStringBox *box = nullptr;
     };
-    thread_local std::array<Seen, 64> seen;
-    Seen &slot = seen[(reinterpret_cast<std::uintptr_t>(text.constData()) >> 4) % seen.size()];
+    constexpr unsigned kSlotBits = 6;
+    thread_local std::array<Seen, std::size_t(1) << kSlotBits> seen;
+    // Literals lie a few bytes apart ("Name", "Path", "Type" and "Time" in 10 bytes each): the
+    // slot comes of all the address's bits, not of its 16-byte line, or such keys share a slot.
+    const std::uint64_t address = reinterpret_cast<std::uintptr_t>(text.constData());
+    Seen &slot = seen[(address * 0x9E3779B97F4A7C15ULL) >> (64 - kSlotBits)];
     if (slot.data == text.constData() && slot.box->string == text)
         return slot.box;
 
