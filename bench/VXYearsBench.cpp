@@ -3,14 +3,16 @@
 // run. Every record ends now, so that "30 days ago" falls inside it.
 //
 //     bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--reuse] [--in-process]
-//                 [--settle 30] [--wendle WENDLE] [--compare-with WENDLE]
+//                 [--settle 30] [--wendle WENDLE] [--compare-with WENDLE] [--idle-beside WENDLE] [--idle-only]
 //
 // --in-process leaves out the commands and the idle program (for a profiler). --wendle runs
 // another build of the program than the one built beside the benchmark (another branch's, kept
 // aside, for figures side by side); --compare-with runs the commands of a second one as well.
 // --settle is how long the idle programs run before their window opens. --reuse takes the records
 // an earlier run left in --work (with --keep) instead of making them anew: they end when that run
-// was, which changes nothing but the commands' "30 days ago".
+// was, which changes nothing but the commands' "30 days ago". --idle-beside runs a second build's
+// idle programs at the same time as the first's, each on its own copy of the records (a noisy
+// machine moves both alike), and --idle-only measures the idle programs alone (with --reuse).
 //
 // Ticks, start-up and the commands are processor time (the machine may be shared); the save's
 // pause is wall time. For each record:
@@ -40,6 +42,7 @@
 #include "VXMainController.h"
 #include "VXPropertyListSerialization.h"
 #include "VXRegisteredDefaults.h"
+#include "VXShellSettings.h"
 #include "VXUserDefaults.h"
 #include "VXVirtualScheduler.h"
 #include "VXX11TestRig.h"
@@ -138,6 +141,9 @@ struct Row {
     double otherExportPeakMB = -1;
     double idleCpuPerMinute = -1;
     double idleResidentMB = -1;
+    // The idle program of the build given with --idle-beside, at the same time.
+    double besideCpuPerMinute = -1;
+    double besideResidentMB = -1;
 };
 
 // A private home for one record: data (with the record), config and runtime folders.
@@ -382,9 +388,10 @@ bool measureRecord(int years, const Home &home, const QString &wendle, const QSt
     return true;
 }
 
-// Every record's program at once on one desktop; each one's own CPU time and resident size.
-bool measureIdle(const std::vector<Home> &homes, const QString &wendle, int minutes, int settleSeconds,
-                 std::vector<Row> &rows)
+// Every record's program at once on one desktop; each one's own CPU time and resident size. With
+// `beside`, that build's programs run at the same time, each on a copy of its record's home.
+bool measureIdle(const std::vector<Home> &homes, const QString &wendle, const QString &beside, int minutes,
+                 int settleSeconds, std::vector<Row> &rows)
 {
     VXX11TestRig rig;
     QString whyNot;
@@ -396,15 +403,40 @@ bool measureIdle(const std::vector<Home> &homes, const QString &wendle, int minu
     for (int made = 0; made < kIdleWindows; made += 10)
         clients.push_back(rig.startTestClient({QStringLiteral("--title"), QStringLiteral("Document %1").arg(made),
                                                QStringLiteral("--count"), QStringLiteral("10")}));
+    struct Run {
+        Home home;
+        QString program;
+    };
+    std::vector<Run> runs;
+    for (const Home &home : homes)
+        runs.push_back({home, wendle});
+    if (!beside.isEmpty()) {
+        for (const Home &home : homes) {
+            const Home copy {home.root + QStringLiteral("-beside")};
+            QDir(copy.root).removeRecursively();
+            if (QProcess::execute(QStringLiteral("cp"), {QStringLiteral("-a"), home.root, copy.root}) != 0) {
+                std::fprintf(stderr, "bench_years: cannot copy %s\n", qPrintable(home.root));
+                return false;
+            }
+            runs.push_back({copy, beside});
+        }
+    }
     std::vector<std::unique_ptr<QProcess>> programs;
-    for (const Home &home : homes) {
+    for (const Run &run : runs) {
+        const Home &home = run.home;
+        {
+            // On a first start the welcome window would stand in for the organizer's lists.
+            VXUserDefaults defaults(VXUserDefaults::kDomain, home.configFolder() + QStringLiteral("/Wendle"));
+            defaults.setBool(true, VXWelcomeKey);
+            defaults.synchronize();
+        }
         QProcessEnvironment environment = home.environment(rig.environment());
         environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
         auto program = std::make_unique<QProcess>();
         program->setProcessEnvironment(environment);
         program->setStandardOutputFile(QProcess::nullDevice());
         program->setStandardErrorFile(home.root + QStringLiteral("/wendle.log"));
-        program->start(wendle, QStringList());
+        program->start(run.program, QStringList());
         if (!program->waitForStarted(10000)) {
             std::fprintf(stderr, "bench_years: wendle did not start\n");
             return false;
@@ -421,8 +453,11 @@ bool measureIdle(const std::vector<Home> &homes, const QString &wendle, int minu
     QThread::sleep(unsigned(minutes * 60));
     const double elapsedMinutes = (seconds() - began) / 60.0;
     for (std::size_t i = 0; i < programs.size(); ++i) {
-        rows[i].idleCpuPerMinute = (cpuSeconds(programs[i]->processId()) - before[i]) / elapsedMinutes;
-        rows[i].idleResidentMB = residentMB(programs[i]->processId());
+        const double cpu = (cpuSeconds(programs[i]->processId()) - before[i]) / elapsedMinutes;
+        const double resident = residentMB(programs[i]->processId());
+        Row &row = rows[i % rows.size()];
+        (i < rows.size() ? row.idleCpuPerMinute : row.besideCpuPerMinute) = cpu;
+        (i < rows.size() ? row.idleResidentMB : row.besideResidentMB) = resident;
         programs[i]->terminate();
     }
     for (const auto &program : programs)
@@ -447,7 +482,9 @@ int main(int argc, char **argv)
     bool keep = false;
     bool reuse = false;
     bool inProcess = false;
+    bool idleOnly = false;
     QString other;
+    QString beside;
     QString wendle = QStringLiteral(WENDLE_BINARY);
     int steadyTicks = 400;
     const QStringList arguments = application.arguments();
@@ -477,6 +514,11 @@ int main(int argc, char **argv)
         } else if (argument == QLatin1StringView("--compare-with")) {
             other = next;
             ++i;
+        } else if (argument == QLatin1StringView("--idle-beside")) {
+            beside = next;
+            ++i;
+        } else if (argument == QLatin1StringView("--idle-only")) {
+            idleOnly = true;
         } else if (argument == QLatin1StringView("--keep")) {
             keep = true;
         } else if (argument == QLatin1StringView("--reuse")) {
@@ -488,7 +530,8 @@ int main(int argc, char **argv)
             std::fprintf(
                 stderr,
                 "usage: bench_years [--years 1,2,5,10] [--idle-minutes 3] [--work DIR] [--keep] [--reuse] [--in-process] "
-                "[--settle 30] [--wendle WENDLE] [--compare-with WENDLE] [--steady-ticks 400]\n");
+                "[--settle 30] [--wendle WENDLE] [--compare-with WENDLE] [--idle-beside WENDLE] [--idle-only] "
+                "[--steady-ticks 400]\n");
             return 2;
         }
     }
@@ -505,6 +548,18 @@ int main(int argc, char **argv)
     std::vector<Home> homes;
     for (qsizetype i = 0; i < years.size(); ++i) {
         homes.push_back({work + QStringLiteral("/years-%1").arg(years[i])});
+        if (idleOnly) {
+            Row &row = rows[std::size_t(i)];
+            row.years = years[i];
+            row.fileMB = double(QFileInfo(homes.back().recordPath()).size()) / 1e6;
+            if (!QFileInfo::exists(homes.back().recordPath())) {
+                std::fprintf(stderr, "bench_years: --idle-only needs the records a kept run left (%s)\n",
+                             qPrintable(homes.back().recordPath()));
+                return 1;
+            }
+            QFile::remove(VXConfigurationStore::journalPathFor(homes.back().recordPath()));
+            continue;
+        }
         if (!measureRecord(years[i], homes.back(), wendle, other, inProcess, reuse, steadyTicks, rows[std::size_t(i)]))
             return 1;
         const Row &row = rows[std::size_t(i)];
@@ -516,7 +571,7 @@ int main(int argc, char **argv)
             years[i], row.fileMB, row.steadyMs, row.forcedMs, row.startupMs, row.startupWallMs, row.residentAfterLoadMB,
             row.savePauseMs, row.statusMs, row.summaryMs, row.exportMs, row.exportPeakMB);
     }
-    if (idleMinutes > 0 && !measureIdle(homes, wendle, idleMinutes, settleSeconds, rows))
+    if (idleMinutes > 0 && !measureIdle(homes, wendle, beside, idleMinutes, settleSeconds, rows))
         return 1;
 
     double load[3] = {0, 0, 0};
@@ -538,6 +593,19 @@ int main(int argc, char **argv)
             std::printf("%5d  summary %.1f ms  export %.1f ms (peak %.1f MB, %.2f x the file)\n", row.years,
                         row.otherSummaryMs, row.otherExportMs, row.otherExportPeakMB,
                         ratio(row.otherExportPeakMB, row.fileMB / 1.048576));
+    }
+    if (!beside.isEmpty()) {
+        std::printf("\nthe idle programs of %s, at the same time\n", qPrintable(beside));
+        for (const Row &row : rows)
+            std::printf("%5d  idle cpu %.3f s (this build's %.3f: %.2fx)  idle RSS %.1f MB\n", row.years,
+                        row.besideCpuPerMinute, row.idleCpuPerMinute,
+                        ratio(row.idleCpuPerMinute, row.besideCpuPerMinute), row.besideResidentMB);
+        for (const Row &row : rows) {
+            if (row.years != 0)
+                std::printf("%5d  idle CPU against the empty record: this build %.2fx, the other %.2fx\n", row.years,
+                            ratio(row.idleCpuPerMinute, empty.idleCpuPerMinute),
+                            ratio(row.besideCpuPerMinute, empty.besideCpuPerMinute));
+        }
     }
     std::printf("\nagainst the empty record (idle RSS: over the file's size, in MB; export peak: over the file)\n");
     for (const Row &row : rows) {

@@ -468,6 +468,22 @@ void VXItemList::dropEvent(QDropEvent *event)
 
 // ---- Drawing
 
+void VXItemList::dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight, const QList<int> &roles)
+{
+    // The tree measures its first row again (every cell, through the delegates) on each change
+    // that starts there, to learn the height of all rows. The first row is the header, whose
+    // list total changes nearly every tick; a time cell's height comes from its font alone, so a
+    // change to the header's time cells leaves the rows' height as it was: the cells are only
+    // drawn again. The name cell, which measures its text, goes the tree's way.
+    const bool headerTimesOnly = uniformRowHeights() && topLeft.isValid() && !topLeft.parent().isValid()
+        && topLeft.row() == 0 && bottomRight.row() == 0 && bottomRight.parent() == topLeft.parent()
+        && std::min(topLeft.column(), bottomRight.column()) > VXNameColumn;
+    if (headerTimesOnly)
+        QAbstractItemView::dataChanged(topLeft, bottomRight, roles);
+    else
+        QTreeView::dataChanged(topLeft, bottomRight, roles);
+}
+
 QSize VXItemList::minimumSizeHint() const
 {
     const int rowHeight = std::max(sizeHintForRow(0), fontMetrics().height() + 4);

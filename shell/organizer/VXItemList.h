@@ -73,6 +73,9 @@ public:
 
     QSize minimumSizeHint() const override;
 
+    void dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight,
+                     const QList<int> &roles = QList<int>()) override;
+
 Q_SIGNALS:
     void deleteRequested();
     // A row became selected (the other list deselects).

@@ -47,6 +47,7 @@ VXItemListModel::VXItemListModel(VXMainController &controller, VXOrganizerList l
     QAbstractItemModel(parent), m_controller(controller), m_operations(controller.organizer()), m_list(list)
 {
     m_root.children.push_back(makeNode(VXDictionaryRef(), &m_root));
+    noteChildItems(m_root);
     reload();
 }
 
@@ -116,6 +117,7 @@ std::unique_ptr<VXItemListModel::Node> VXItemListModel::makeNode(const VXDiction
             }
         }
     }
+    noteChildItems(*node);
     node->shown = shownFor(*node);
     return node;
 }
@@ -126,14 +128,22 @@ void VXItemListModel::renumber(Node &node, int from)
         node.children[std::size_t(row)]->row = row;
 }
 
+void VXItemListModel::noteChildItems(Node &node)
+{
+    node.childItems.resize(node.children.size());
+    for (std::size_t row = 0; row < node.children.size(); ++row)
+        node.childItems[row] = node.children[row]->item.get();
+}
+
 bool VXItemListModel::showsExactly(const Node &node, int first, const VXArray *items)
 {
     const std::size_t count = items ? items->size() : 0;
-    if (node.children.size() != std::size_t(first) + count)
+    if (node.childItems.size() != std::size_t(first) + count)
         return false;
     for (std::size_t i = 0; i < count; ++i) {
-        const VXDictionary *item = items->at(i).dictionary();
-        if (!item || node.children[std::size_t(first) + i]->item.get() != item)
+        // The element in place: a copy would count a reference on every item of the list.
+        const VXDictionary *item = items->objectAt(i).dictionary();
+        if (!item || node.childItems[std::size_t(first) + i] != item)
             return false;
     }
     return true;
@@ -235,6 +245,7 @@ void VXItemListModel::syncRows(Node &node, int first, const VXArray *items)
         children.erase(children.begin() + end, children.end());
         endRemoveRows();
     }
+    noteChildItems(node);
 }
 
 VXItemListModel::Shown VXItemListModel::shownFor(const Node &node) const

@@ -109,6 +109,9 @@ private:
         Node *parent = nullptr;
         int row = 0;
         std::vector<std::unique_ptr<Node>> children;
+        // The children's items in row order (null for the header row): what the arrays are
+        // compared with on every tick, without visiting each row.
+        std::vector<const VXDictionary *> childItems;
         Shown shown;
         bool open = false;   // shown open by the view: its rows follow every reload
     };
@@ -137,6 +140,7 @@ private:
     // Tells the view about the cells that show something else now.
     void refreshShown(Node &node);
     static void renumber(Node &node, int from);
+    static void noteChildItems(Node &node);
 
     VXMainController &m_controller;
     VXOrganizerOperations &m_operations;

@@ -1,6 +1,6 @@
 // The two lists as a person sees them: rows, header totals, sorting, selection across the
-// lists, the keyboard, renaming, expansion kept across a restart, and models that follow the
-// ticks without resetting.
+// lists, the keyboard, renaming, expansion kept across a restart, models that follow the
+// ticks without resetting, and the cells a tick draws again.
 
 #include "VXOrganizerTestSupport.h"
 
@@ -11,8 +11,10 @@
 
 #include <QHeaderView>
 #include <QLineEdit>
+#include <QPaintEvent>
 #include <QScrollBar>
 #include <QSignalSpy>
+#include <QStyledItemDelegate>
 #include <QTest>
 
 using namespace vxtest;
@@ -394,4 +396,82 @@ TEST_F(OrganizerListsTest, TimeColumnsGrowToFitTheOverallTimeAndKeepAPersonsWidt
     EXPECT_EQ(apps->header()->sectionSize(VXTotalColumn), 40);
     setOverall(100000.5 * 86400);
     EXPECT_TRUE(drawnWhole(apps));
+}
+
+namespace {
+
+// Counts what the list's cells are asked to measure, and passes everything on to the list's own
+// cells.
+class MeasuredCell final : public QStyledItemDelegate
+{
+public:
+    MeasuredCell(QAbstractItemDelegate *cell, int &measured, QObject *parent) :
+        QStyledItemDelegate(parent), m_cell(cell), m_measured(measured)
+    {
+    }
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        m_cell->paint(painter, option, index);
+    }
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        ++m_measured;
+        return m_cell->sizeHint(option, index);
+    }
+
+private:
+    QAbstractItemDelegate *m_cell;
+    int &m_measured;
+};
+
+// The parts of a widget that were drawn.
+class PaintedRegion final : public QObject
+{
+public:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint)
+            painted += static_cast<QPaintEvent *>(event)->region();
+        return QObject::eventFilter(watched, event);
+    }
+    QRegion painted;
+};
+
+}   // namespace
+
+// The header's total changes with nearly every tick: its cell is drawn again, and every row
+// keeps the height its cells ask for, whether the header row is measured again or not.
+TEST_F(OrganizerListsTest, ATickDrawsTheHeaderTotalAgainAndRowsKeepTheHeightTheirCellsAskFor)
+{
+    organizer.startDay(5.0);
+    VXItemList *apps = organizer.appList();
+    apps->expand(Organizer::row(apps, u"Editor"_s));
+    int measured = 0;
+    for (int column : {VXNameColumn, VXFrontColumn, VXTotalColumn})
+        apps->setItemDelegateForColumn(column, new MeasuredCell(apps->itemDelegateForColumn(column), measured, apps));
+    // Laid out again with the cells, and settled over two ticks (a layout may ask for another).
+    for (int settling = 0; settling < 2; ++settling) {
+        organizer.time.advanceBy(1.0);
+        QApplication::processEvents();
+    }
+    PaintedRegion region;
+    apps->viewport()->installEventFilter(&region);
+
+    const QModelIndex headerTotal = apps->model()->index(0, VXTotalColumn);
+    for (int tick = 0; tick < 4; ++tick) {
+        SCOPED_TRACE(tick);
+        const QString before = headerTotal.data().toString();
+        region.painted = QRegion();
+        measured = 0;
+        organizer.time.advanceBy(2.0);
+        ASSERT_NE(headerTotal.data().toString(), before);
+        QApplication::processEvents();
+        EXPECT_TRUE(region.painted.contains(apps->visualRect(headerTotal)));
+        // Only the times changed: nothing was measured.
+        EXPECT_EQ(measured, 0);
+        const int rowHeight = apps->sizeHintForRow(0);
+        for (QModelIndex index = apps->model()->index(0, 0); index.isValid(); index = apps->indexBelow(index))
+            EXPECT_EQ(apps->visualRect(index).height(), rowHeight) << index.data().toString().toStdString();
+    }
+    apps->viewport()->removeEventFilter(&region);
 }
