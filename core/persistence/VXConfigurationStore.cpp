@@ -375,7 +375,7 @@ struct VXConfigurationStore::LoadedRecord {
         QFile file(path);
         uchar *mapped = nullptr;
         if (!file.open(QIODevice::ReadOnly) || file.size() == 0 || !(mapped = file.map(0, file.size()))) {
-            headerProblem = file.size() == 0 ? QStringLiteral("it is empty") : file.errorString();
+            headerProblem = file.isOpen() && file.size() == 0 ? QStringLiteral("it is empty") : file.errorString();
             return;
         }
         journalHeader
@@ -576,9 +576,9 @@ bool VXConfigurationStore::recoverFromJournal(const QString &path, const LoadedR
                .arg(applied)
                .arg(QDateTime::fromSecsSinceEpoch(qint64(upTo)).toString(Qt::ISODate));
     // The recovered record becomes the file, and its journal starts anew, once it is the live
-    // tree (continueLoadedRecord): saved whole on the writer thread, for a ten-year record takes
-    // seconds to encode and write. Until that save is on the disk, the journal stays for the
-    // next start.
+    // tree (continueLoadedRecord): saved whole on the writer thread, since a ten-year record
+    // takes seconds to encode and write. Until that save is on the disk, the journal stays for
+    // the next start.
     m_recoveredRecord = record;
     return true;
 }
