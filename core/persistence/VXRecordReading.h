@@ -39,9 +39,9 @@ VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal = 
 
 // Applies the journal beside the record file at `recordPath` to `tree`, the tree decoded from
 // that file, whose bytes' journal header (VXJournalFile::header) is `recordHeader` (the journal
-// must continue them), read-only: neither file is
-// written, so that a command run between a crash and the next start sees the tracking the
-// journal kept, and the next start still recovers it. Periods open at the last entry end there,
+// must continue them), read-only: neither file is written, so that a command run between a
+// crash and the next start sees the tracking the journal kept, and the next start still
+// recovers it. Periods open at the last entry end there,
 // as a restart closes them. Answers how many entries were applied (0: no journal, an empty one,
 // one of another record, or damage before the first whole entry).
 std::size_t VXApplyJournalToReadTree(VXDictionary &tree, const QByteArray &recordHeader, const QString &recordPath);
