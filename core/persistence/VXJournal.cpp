@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <bitset>
 #include <cstring>
 #include <unordered_set>
 #include <utility>
@@ -52,6 +53,21 @@ std::uint32_t readU32(const char *at)
 {
     return qFromLittleEndian<std::uint32_t>(at);
 }
+
+// The windows a save compares anew are a handful among tens of thousands in a list: a bit per
+// address slot tells most others apart without a search.
+constexpr std::size_t kChangedFilterBits = 1024;
+
+std::size_t changedFilterSlot(const void *window)
+{
+    // (Heap objects lie at least 16 bytes apart.)
+    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(window) >> 4;
+    return std::size_t((address ^ (address >> 10)) % kChangedFilterBits);
+}
+
+// A list's windows lie all over the heap, and so do their places in the table from addresses:
+// each is asked for this many elements ahead.
+constexpr std::size_t kPlacesAhead = 16;
 
 }   // namespace
 
@@ -1136,41 +1152,67 @@ struct VXJournal::Encoder {
             const std::vector<const VXDictionary *> &saved = mark.savedChildren;
             if (saved.size() != savedList.array()->size())
                 return answer;
+            // A list of windows is never packed: its elements are read in place.
+            if (list->isPacked() && !list->isEmpty())
+                return answer;
+            const VXValue *windows = list->size() ? &list->objectAt(0) : nullptr;
+            const std::size_t count = list->size();
             std::vector<std::ptrdiff_t> &from = answer.list.from;
-            from.assign(list->size(), -1);
+            from.assign(count, -1);
+            // Most windows did not change: a filter by address answers most asks without a search.
+            std::bitset<kChangedFilterBits> filter;
+            for (const VXDictionary *window : changed)
+                filter.set(changedFilterSlot(window));
             const auto isChanged = [&](const VXDictionary *window) {
-                return std::binary_search(changed.begin(), changed.end(), window);
+                return filter.test(changedFilterSlot(window))
+                    && std::binary_search(changed.begin(), changed.end(), window);
             };
             // The sampler moves only the windows it changed: the others keep their order, and
             // the two lists, without the changed windows, are the same.
             bool sameOrder = true;
-            for (std::size_t i = 0, j = 0; sameOrder && i < from.size(); ++i) {
-                const VXDictionary *window = list->objectAt(i).dictionary();
-                if (isChanged(window))
+            std::size_t i = 0;
+            for (std::size_t j = 0; i < count; ++i) {
+                const VXDictionary *window = windows[i].dictionary();
+                if (!window)
+                    return answer;
+                if (j < saved.size() && saved[j] == window) {
+                    // (A changed window at its saved place is compared with its saved self.)
+                    from[i] = std::ptrdiff_t(j++);
+                    if (isChanged(window))
+                        answer.list.changed.push_back(i);
                     continue;
+                }
+                if (isChanged(window)) {
+                    answer.list.changed.push_back(i);
+                    continue;
+                }
                 while (j < saved.size() && isChanged(saved[j]))
                     ++j;
-                sameOrder = j < saved.size() && saved[j] == window;
-                from[i] = std::ptrdiff_t(j++);
+                if (j < saved.size() && saved[j] == window) {
+                    from[i] = std::ptrdiff_t(j++);
+                    continue;
+                }
+                sameOrder = false;
+                break;
             }
             if (!sameOrder) {
+                answer.list.changed.clear();
                 // Positions are kept as addresses one past them, so that 0 stays "none".
                 VXAddressMap places(saved.size());
                 for (std::size_t j = 0; j < saved.size(); ++j)
                     places.insert(saved[j], reinterpret_cast<const void *>(j + 1));
-                for (std::size_t i = 0; i < from.size(); ++i)
-                    from[i]
-                        = std::ptrdiff_t(reinterpret_cast<std::uintptr_t>(places.find(list->objectAt(i).dictionary())))
-                        - 1;
-            }
-            for (std::size_t i = 0; i < from.size(); ++i) {
-                const VXDictionary *window = list->objectAt(i).dictionary();
-                if (!window)
-                    return answer;
-                if (isChanged(window))
-                    answer.list.changed.push_back(i);
-                else if (from[i] < 0)
-                    return answer;
+                for (i = 0; i < count; ++i) {
+                    if (i + kPlacesAhead < count)
+                        places.prefetch(windows[i + kPlacesAhead].dictionary());
+                    const VXDictionary *window = windows[i].dictionary();
+                    if (!window)
+                        return answer;
+                    from[i] = std::ptrdiff_t(reinterpret_cast<std::uintptr_t>(places.find(window))) - 1;
+                    if (isChanged(window))
+                        answer.list.changed.push_back(i);
+                    else if (from[i] < 0)
+                        return answer;
+                }
             }
             answer.list.same = savedList;
             answer.list.partial = true;

@@ -212,17 +212,24 @@ private:
         }
         if (same)
             return part.same;
+        // (The earlier list holds containers, never packed reals: its elements are read in place.)
+        const VXValue *before = earlier.isEmpty() || earlier.isPacked() ? nullptr : &earlier.objectAt(0);
+        const std::size_t count = live.size();
         VXArrayRef copy = VXMakeArray();
-        copy->reserve(live.size());
+        std::vector<VXValue> &items = copy->items();
+        items.reserve(count);
         std::size_t next = 0;
-        for (std::size_t i = 0; i < live.size(); ++i) {
-            if (i + kPrefetchDistance < live.size() && part.from[i + kPrefetchDistance] >= 0)
-                prefetchCount(earlier.objectAt(std::size_t(part.from[i + kPrefetchDistance])));
+        for (std::size_t i = 0; i < count; ++i) {
+            // The earlier element's place a few steps ahead, then the count it names.
+            if (before && i + 2 * kPrefetchDistance < count && part.from[i + 2 * kPrefetchDistance] >= 0)
+                __builtin_prefetch(&before[part.from[i + 2 * kPrefetchDistance]]);
+            if (before && i + kPrefetchDistance < count && part.from[i + kPrefetchDistance] >= 0)
+                prefetchCount(before[part.from[i + kPrefetchDistance]]);
             const std::ptrdiff_t from = part.from[i];
             if (from >= 0 && !isChanged[i])
-                copy->append(earlier.objectAt(std::size_t(from)));
+                items.push_back(before ? before[from] : nullValue());
             else
-                copy->append(std::move(changed[next++]));
+                items.push_back(std::move(changed[next++]));
         }
         return VXValue(std::move(copy));
     }
