@@ -73,6 +73,22 @@ template <class Keyed> VXArrayRef arrayOf(const std::vector<Keyed> &items)
     return array;
 }
 
+// The application's list of windows, unless it already holds these windows in this order: a
+// full walk lists every application anew, and one whose list did not change keeps its change
+// count, so that the next save shares it with the last one without a look at its windows.
+template <class Keyed> void setChildren(VXDictionary &application, const std::vector<Keyed> &items)
+{
+    if (const VXArray *current = application.value(VXChildrenKey).array();
+        current && current->size() == items.size() && !current->isPacked()) {
+        std::size_t i = 0;
+        while (i < items.size() && current->objectAt(i).dictionary() == items[i].item.get())
+            ++i;
+        if (i == items.size())
+            return;
+    }
+    application.insert(VXChildrenKey, arrayOf(items));
+}
+
 // Keeps the first of each item (by identity), in order: the items seen at the previous tick
 // come in the order that tick sorted them, so that the sort finds them in order again.
 template <class Keyed> void removeDuplicates(std::vector<Keyed> &items)
@@ -684,7 +700,7 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
     } else if (!settings.showInactiveApplicationItems) {
         // The windows seen, in order (the record keeps them so for the next tick).
         sortKeyedItems(seenWindows, settings.sortColumn);
-        application.insert(VXChildrenKey, arrayOf(seenWindows));
+        setChildren(application, seenWindows);
         record.children.clear();
         record.hasChildren = false;
     } else {
@@ -721,7 +737,7 @@ bool VXActivitySampler::consolidateApplication(Tick &tick, const QString &key, V
             }
             sortKeyedItems(children, settings.sortColumn);
         }
-        application.insert(VXChildrenKey, arrayOf(children));
+        setChildren(application, children);
         record.children = std::move(children);
         record.hasChildren = true;
         record.childrenSortColumn = settings.sortColumn;

@@ -284,6 +284,55 @@ TEST_F(SamplerTest, TheListsShowWhatIsActiveSortedAndHideTheRest)
     EXPECT_EQ(namesOf(*editor().value(VXChildrenKey).array()), (QStringList {u"Notes"_s, u"Draft"_s}));
 }
 
+// With inactive items listed, a forced tick lists every application again: one whose windows
+// are listed as before keeps its list and its change count (a save then shares it unseen), one
+// whose order moved gets the new list.
+TEST_F(SamplerTest, AForcedTickKeepsAListThatDidNotChange)
+{
+    settings.showInactiveApplicationItems = true;
+    settings.sortColumn = 2;   // by time: a reset moves a window to the end
+    desktop.launch(u"Mail"_s, kMailPath, kMailID, 20);
+    desktop.openWindow(20, u"Inbox"_s);
+    desktop.openWindow(20, u"Sent"_s);
+    desktop.launch(u"Editor"_s, kEditorPath, kEditorID, 10);
+    desktop.openWindow(10, u"Notes"_s);
+    tick(T);
+    tick(T + 5, false);
+    desktop.quit(20);
+    tick(T + 6, false);
+    VXDictionary &mail = *applicationItem(*configuration, kMailID);
+    window(kMailID, u"Inbox"_s)->insert(VXTimeKey, 9.0);   // Inbox before Sent, by time
+    tick(T + 7);
+    ASSERT_EQ(namesOf(*mail.value(VXChildrenKey).array()), (QStringList {u"Inbox"_s, u"Sent"_s}));
+
+    const struct {
+        const char *change;
+        std::function<void()> make;
+        bool listedAnew;
+        QStringList order;
+    } rows[] = {
+        {"nothing", [] {}, false, {u"Inbox"_s, u"Sent"_s}},
+        {"the first window's times reset",
+         [&] { resetTimersRecursively(*window(kMailID, u"Inbox"_s)); },
+         true,
+         {u"Sent"_s, u"Inbox"_s}},
+        {"nothing again", [] {}, false, {u"Sent"_s, u"Inbox"_s}},
+    };
+    double at = T + 8;
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.change);
+        row.make();
+        const VXArray *before = mail.value(VXChildrenKey).array();
+        const std::uint32_t changes = mail.changeCount();
+        tick(at++);
+        const VXArray *after = mail.value(VXChildrenKey).array();
+        ASSERT_NE(after, nullptr);
+        EXPECT_EQ(namesOf(*after), row.order);
+        EXPECT_EQ(after != before, row.listedAnew);
+        EXPECT_EQ(mail.changeCount() != changes, row.listedAnew);
+    }
+}
+
 TEST_F(SamplerTest, ARenamedWindowEndsOneItemAndStartsAnother)
 {
     desktop.launch(u"Editor"_s, kEditorPath, kEditorID, 10);
