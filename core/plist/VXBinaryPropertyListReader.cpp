@@ -602,13 +602,10 @@ private:
             dictionary->reserve(length);
             const std::uint8_t *values = at + length * m_refWidth;
             for (std::uint64_t i = 0; i < length; ++i) {
-                const std::uint64_t keyIndex = reference(at + i * m_refWidth);
-                const VXValue key = object(keyIndex, depth + 1);
+                VXKey key = keyAt(reference(at + i * m_refWidth), depth + 1);
                 if (m_failed)
                     return VXValue();
-                if (!key.isString())
-                    return fail("a dictionary key is not a string");
-                if (m_skippedKeys && m_skippedKeys->contains(key.stringRef()))
+                if (m_skippedKeys && m_skippedKeys->contains(key.text()))
                     continue;
                 const std::uint64_t child = reference(values + i * m_refWidth);
                 VXValue item = object(child, depth + 1);
@@ -619,7 +616,7 @@ private:
                 if (m_makeTwins) {
                     m_twinStack.push_back(twinOf(child, item));
                 }
-                dictionary->insertNew(VXKey::ofValue(key), std::move(item));
+                dictionary->insertNew(std::move(key), std::move(item));
             }
             if (m_makeTwins)
                 twin = twinOfDictionary(*dictionary, mark);
@@ -631,6 +628,32 @@ private:
         m_expanded.push_back(expanded);
         setState(index, static_cast<std::uint32_t>(m_cache.size() + 1));
         return result;
+    }
+
+    // The key of a dictionary entry: the text of the string object at `index`, shared with every
+    // dictionary that names that object. A key met before is taken from the cache in place (two
+    // million entries name a few hundred keys); an empty key (failing) for what is no string.
+    VXKey keyAt(std::uint64_t index, int depth)
+    {
+        if (!m_failed && index < m_objectCount) {
+            const std::uint32_t state = stateOf(index);
+            if (state >= 2) {
+                const VXValue &cached = m_cache[state - 2];
+                if (!cached.isString()) {
+                    refuse("a dictionary key is not a string");
+                    return VXKey();
+                }
+                return VXKey::ofValue(cached);
+            }
+        }
+        const VXValue key = object(index, depth);
+        if (m_failed)
+            return VXKey();
+        if (!key.isString()) {
+            refuse("a dictionary key is not a string");
+            return VXKey();
+        }
+        return VXKey::ofValue(key);
     }
 
     // The twin of an array just read, from the twins its children left on the stack from `mark`:

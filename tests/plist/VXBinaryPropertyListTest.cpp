@@ -19,6 +19,7 @@
 #include <map>
 #include <optional>
 #include <random>
+#include <string_view>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -273,6 +274,34 @@ TEST(VXBinaryPropertyList, RefusesDamagedAndHostileData)
                                                                "0000000000000000")},
                                                           1, 1))
                     .isNull());
+    // Keys that are no string, met first as a key or first as a value (then read again from
+    // what the reader keeps of objects met before): refused alike, with the line that says so.
+    const struct {
+        const char *what;
+        QByteArray file;
+    } badKeys[] = {
+        {"a number met first as a key", assemble({hex("d10101"), hex("1001")}, 1, 1)},
+        {"data met first as a value", assemble({hex("d201020202"), hex("5161"), hex("4100")}, 1, 1)},
+        {"an array met first as a value", assemble({hex("d201020202"), hex("5161"), hex("a0")}, 1, 1)},
+        {"a text met first as a value, then a key", assemble({hex("d201020202"), hex("5161"), hex("5162")}, 1, 1)},
+    };
+    for (const auto &bad : badKeys) {
+        for (const bool withTwin : {false, true}) {
+            VXLogCapture captured("wendle.plist");
+            VXValue twin;
+            const VXValue read = VXBinaryPropertyListReader::read(bad.file, withTwin ? &twin : nullptr);
+            if (std::string_view(bad.what).starts_with("a text")) {
+                // The control: a key read again from what the reader kept is a key like any other.
+                EXPECT_EQ(read, dict({{"a", s("b")}, {"b", s("b")}})) << bad.what;
+                EXPECT_TRUE(captured.take().isEmpty()) << bad.what;
+                continue;
+            }
+            EXPECT_TRUE(read.isNull()) << bad.what;
+            EXPECT_TRUE(twin.isNull()) << bad.what;
+            EXPECT_EQ(captured.take(), QStringList {s("cannot read binary property list: a dictionary key is not a string")})
+                << bad.what;
+        }
+    }
     // Widths outside 1 to 8.
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("09")}, 0, 1)).isNull());
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("09")}, 1, 9)).isNull());
