@@ -17,6 +17,7 @@
 #include <csignal>
 #include <limits>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <random>
 #include <string_view>
@@ -227,6 +228,69 @@ TEST(VXBinaryPropertyList, ReadsEveryWidthAndObjectType)
     // A string that starts with U+FEFF keeps it: inside a file it is a character, not a mark.
     const VXValue marked = VXBinaryPropertyListReader::read(assemble({hex("74efbbbf41")}, 1, 1));
     EXPECT_EQ(marked, VXValue(QString(QChar(0xFEFF)) + QLatin1Char('A')));
+}
+
+TEST(VXBinaryPropertyList, LogsAreReadPackedInEveryWidth)
+{
+    // An array of reals and what may stand among them, with every width of offsets and
+    // references (3 bytes: one that no writer uses), read packed while its elements are reals.
+    const QByteArray real15 = hex("233ff8000000000000");
+    const QByteArray realMinus25 = hex("23c004000000000000");
+    const QByteArray real4 = hex("234010000000000000");
+    const struct {
+        const char *what;
+        std::vector<QByteArray> elements;   // objects 1, 2, ...: the array refers to each in turn
+        std::vector<std::uint64_t> references;   // of the array, when they are not 1, 2, ...
+        VXValue expected;   // null: refused with `line`
+        bool packed;
+        const char *line;
+    } cases[] = {
+        {"reals alone", {real15, realMinus25, real4}, {}, array({1.5, -2.5, 4.0}), true, nullptr},
+        {"one real", {real4}, {}, array({4.0}), true, nullptr},
+        {"a real read twice", {real15, realMinus25}, {2, 1, 2}, array({-2.5, 1.5, -2.5}), true, nullptr},
+        {"an integer among them", {real15, hex("1003"), real4}, {}, array({1.5, VXValue(3LL), 4.0}), false, nullptr},
+        {"a four-byte real among them", {real15, hex("223fc00000"), real4}, {}, array({1.5, 1.5, 4.0}), false,
+         nullptr},
+        {"a text first", {hex("5161"), real15}, {}, array({s("a"), 1.5}), false, nullptr},
+        {"a reference past the last object", {real15, real4}, {1, 9, 2}, VXValue(), false,
+         "a reference points past the last object"},
+        {"a real cut short by the offset table", {real15, hex("233ff80000")}, {}, VXValue(), false,
+         "a real runs past the end of the objects"},
+        {"a null among them", {real15, hex("00"), real4}, {}, VXValue(), false,
+         "it holds a null or fill object, which a property-list tree cannot hold"},
+    };
+    for (const auto &test : cases) {
+        for (const int offsetWidth : {1, 2, 3, 4, 8}) {
+            for (const int refWidth : {1, 2, 3, 4, 8}) {
+                std::vector<std::uint64_t> references = test.references;
+                if (references.empty()) {
+                    references.resize(test.elements.size());
+                    std::iota(references.begin(), references.end(), 1);
+                }
+                QByteArray root = hex("af10") + QByteArray(1, char(references.size()));
+                for (const std::uint64_t reference : references)
+                    root += ref(reference, refWidth);
+                std::vector<QByteArray> objects {root};
+                objects.insert(objects.end(), test.elements.begin(), test.elements.end());
+                const std::string where
+                    = std::string(test.what) + ", widths " + std::to_string(offsetWidth) + "/" + std::to_string(refWidth);
+                VXLogCapture captured("wendle.plist");
+                VXValue twin;
+                const VXValue read = VXBinaryPropertyListReader::read(assemble(objects, offsetWidth, refWidth), &twin);
+                if (test.expected.isNull()) {
+                    EXPECT_TRUE(read.isNull()) << where;
+                    EXPECT_EQ(captured.take(), QStringList {s("cannot read binary property list: ") + s(test.line)})
+                        << where;
+                    continue;
+                }
+                ASSERT_TRUE(read.isArray()) << where;
+                EXPECT_EQ(read, test.expected) << where;
+                EXPECT_EQ(read.array()->isPacked(), test.packed) << where;
+                EXPECT_EQ(twin, test.expected) << where;
+                EXPECT_TRUE(captured.take().isEmpty()) << where;
+            }
+        }
+    }
 }
 
 TEST(VXBinaryPropertyList, RefusesDamagedAndHostileData)
