@@ -45,6 +45,8 @@ public:
             return VXValue();
         m_makeTwins = twin != nullptr;
         m_state.resize(m_objectCount);   // kUnread
+        // Each object's state is read before it is written: its pages are made on another core.
+        VXTablePopulation population(m_state.data(), m_state.size() * sizeof(std::uint32_t));
         VXValue root = object(m_topObject, 0);
         if (m_failed)
             return VXValue();

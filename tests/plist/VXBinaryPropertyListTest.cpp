@@ -1,5 +1,6 @@
 #include "VXBinaryPropertyListReader.h"
 #include "VXBinaryPropertyListWriter.h"
+#include "VXMappedTable.h"
 #include "VXPlistCodecTestSupport.h"
 #include "VXPropertyListSerialization.h"
 #include "VXTestProcess.h"
@@ -13,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <limits>
@@ -21,6 +23,7 @@
 #include <optional>
 #include <random>
 #include <string_view>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -765,4 +768,36 @@ TEST(VXBinaryPropertyList, KeysMadeOfALiteralKeepItsTextThroughWriting)
         EXPECT_FALSE(key.text().data_ptr().isMutable());
         EXPECT_TRUE(key.sharesTextWith(VXKey(name)));
     }
+}
+
+TEST(VXBinaryPropertyList, ALargeTableIsPopulatedOnAThreadOfItsOwnWithoutChangingIt)
+{
+    // A table of 64 MiB, read and written while another thread populates it: every page ends
+    // resident, and every value written stays as written.
+    VXMappedTable<std::uint32_t> table(std::size_t(16) << 20);
+    constexpr std::size_t kStride = std::size_t(1) << 20;
+    const long page = sysconf(_SC_PAGESIZE);
+    const std::size_t bytes = table.size() * sizeof(std::uint32_t);
+    std::size_t populated = 0;
+    {
+        VXTablePopulation population(table.data(), bytes);
+        // A value every 4 MiB: the pages between are the other thread's to make.
+        for (std::size_t i = 0; i < table.size(); i += kStride)
+            table[i] = table[i] + std::uint32_t(i) + 1;
+        populated = population.wait();
+    }
+    if (populated == 0)
+        GTEST_SKIP() << "this kernel cannot populate a range in advance (MADV_POPULATE_WRITE)";
+    EXPECT_EQ(populated, bytes);
+    std::vector<unsigned char> resident(bytes / std::size_t(page));
+    ASSERT_EQ(mincore(table.data(), bytes, resident.data()), 0);
+    EXPECT_EQ(std::count_if(resident.begin(), resident.end(), [](unsigned char flags) { return (flags & 1) == 0; }), 0);
+    std::size_t wrong = 0;
+    for (std::size_t i = 0; i < table.size(); ++i)
+        wrong += table[i] != (i % kStride == 0 ? std::uint32_t(i) + 1 : 0) ? 1 : 0;
+    EXPECT_EQ(wrong, 0u);
+
+    // Less than a huge page (a table on the heap): nothing.
+    VXMappedTable<std::uint32_t> small(1000);
+    EXPECT_EQ(VXTablePopulation(small.data(), small.size() * sizeof(std::uint32_t)).wait(), 0u);
 }
