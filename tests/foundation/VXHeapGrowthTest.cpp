@@ -158,7 +158,9 @@ TEST(VXHeapGrowthTest, PopulatesTheRoomOnAThreadOfItsOwnWithoutChangingWhatTheCa
         VXHeapGrowth room(96 * kMiB);
         EXPECT_EQ(room.waitForPopulated(), 0u);
     }
-    { const VXHeapGrowth room(256 * kMiB, 256 * kMiB); }
+    {
+        const VXHeapGrowth room(256 * kMiB, 256 * kMiB);
+    }
     malloc_trim(0);
     EXPECT_LT(heap().resident, at.resident + 4 * kMiB);
 #endif

@@ -252,14 +252,25 @@ TEST(VXBinaryPropertyList, LogsAreReadPackedInEveryWidth)
         {"one real", {real4}, {}, array({4.0}), true, nullptr},
         {"a real read twice", {real15, realMinus25}, {2, 1, 2}, array({-2.5, 1.5, -2.5}), true, nullptr},
         {"an integer among them", {real15, hex("1003"), real4}, {}, array({1.5, VXValue(3LL), 4.0}), false, nullptr},
-        {"a four-byte real among them", {real15, hex("223fc00000"), real4}, {}, array({1.5, 1.5, 4.0}), false,
-         nullptr},
+        {"a four-byte real among them", {real15, hex("223fc00000"), real4}, {}, array({1.5, 1.5, 4.0}), false, nullptr},
         {"a text first", {hex("5161"), real15}, {}, array({s("a"), 1.5}), false, nullptr},
-        {"a reference past the last object", {real15, real4}, {1, 9, 2}, VXValue(), false,
+        {"a reference past the last object",
+         {real15, real4},
+         {1, 9, 2},
+         VXValue(),
+         false,
          "a reference points past the last object"},
-        {"a real cut short by the offset table", {real15, hex("233ff80000")}, {}, VXValue(), false,
+        {"a real cut short by the offset table",
+         {real15, hex("233ff80000")},
+         {},
+         VXValue(),
+         false,
          "a real runs past the end of the objects"},
-        {"a null among them", {real15, hex("00"), real4}, {}, VXValue(), false,
+        {"a null among them",
+         {real15, hex("00"), real4},
+         {},
+         VXValue(),
+         false,
          "it holds a null or fill object, which a property-list tree cannot hold"},
     };
     for (const auto &test : cases) {
@@ -275,8 +286,8 @@ TEST(VXBinaryPropertyList, LogsAreReadPackedInEveryWidth)
                     root += ref(reference, refWidth);
                 std::vector<QByteArray> objects {root};
                 objects.insert(objects.end(), test.elements.begin(), test.elements.end());
-                const std::string where
-                    = std::string(test.what) + ", widths " + std::to_string(offsetWidth) + "/" + std::to_string(refWidth);
+                const std::string where = std::string(test.what) + ", widths " + std::to_string(offsetWidth) + "/"
+                    + std::to_string(refWidth);
                 VXLogCapture captured("wendle.plist");
                 VXValue twin;
                 const VXValue read = VXBinaryPropertyListReader::read(assemble(objects, offsetWidth, refWidth), &twin);
@@ -365,7 +376,8 @@ TEST(VXBinaryPropertyList, RefusesDamagedAndHostileData)
             }
             EXPECT_TRUE(read.isNull()) << bad.what;
             EXPECT_TRUE(twin.isNull()) << bad.what;
-            EXPECT_EQ(captured.take(), QStringList {s("cannot read binary property list: a dictionary key is not a string")})
+            EXPECT_EQ(captured.take(),
+                      QStringList {s("cannot read binary property list: a dictionary key is not a string")})
                 << bad.what;
         }
     }
