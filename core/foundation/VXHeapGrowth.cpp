@@ -31,7 +31,7 @@ std::uintptr_t heapEnd()
 }   // namespace
 #endif
 
-VXHeapGrowth::VXHeapGrowth(std::size_t bytes)
+VXHeapGrowth::VXHeapGrowth(std::size_t bytes, std::size_t populated)
 {
 #ifdef VX_HEAP_GROWTH
     // Other threads allocate from heaps of their own, which this does not reach.
@@ -64,9 +64,31 @@ VXHeapGrowth::VXHeapGrowth(std::size_t bytes)
         m_first = reinterpret_cast<void *>(first);
         m_advised = std::size_t(last - first);
     }
+    // Faulted in a huge page at a time, in the order the heap hands out its top; the pages the
+    // caller touched first are skipped by the kernel. Populating changes no byte: the caller's
+    // allocator may write the same pages meanwhile.
+    const std::uintptr_t end = std::min<std::uintptr_t>(first + std::min<std::size_t>(populated, bytes), last);
+    if (populated > 0 && end > first) {
+        m_populator = std::thread([this, first, end] {
+            for (std::uintptr_t at = first; at < end && !m_stop.load(std::memory_order_relaxed); at += kHugePage) {
+                const std::size_t length = std::size_t(std::min(end - at, kHugePage));
+                if (madvise(reinterpret_cast<void *>(at), length, MADV_POPULATE_WRITE) != 0)
+                    break;   // a kernel without it (before 5.14), or no memory: the caller faults them
+                m_populated.fetch_add(length, std::memory_order_relaxed);
+            }
+        });
+    }
 #else
     (void)bytes;
+    (void)populated;
 #endif
+}
+
+std::size_t VXHeapGrowth::waitForPopulated()
+{
+    if (m_populator.joinable())
+        m_populator.join();
+    return m_populated.load(std::memory_order_relaxed);
 }
 
 VXHeapGrowth::~VXHeapGrowth()
@@ -74,6 +96,8 @@ VXHeapGrowth::~VXHeapGrowth()
 #ifdef VX_HEAP_GROWTH
     if (!m_active)
         return;
+    m_stop.store(true, std::memory_order_relaxed);
+    waitForPopulated();
     mallopt(M_TOP_PAD, kUsualTopPad);
     mallopt(M_MMAP_THRESHOLD, kUsualMapThreshold);
     // The huge pages made stay, but no new ones: the system would otherwise fill the holes the

@@ -45,6 +45,8 @@ public:
             return VXValue();
         m_makeTwins = twin != nullptr;
         m_state.resize(m_objectCount);   // kUnread
+        // Each object's state is read before it is written: its pages are made on another core.
+        VXTablePopulation population(m_state.data(), m_state.size() * sizeof(std::uint32_t));
         VXValue root = object(m_topObject, 0);
         if (m_failed)
             return VXValue();
@@ -496,15 +498,66 @@ private:
 
     std::uint64_t reference(const std::uint8_t *at) const { return bigEndian(at, m_refWidth); }
 
-    // The event logs are arrays of millions of reals: a well-formed real, for a packed array,
-    // read without the general path's state and cache. Anything else answers false.
-    bool real(std::uint64_t index, double &value)
+    // The event logs are arrays of millions of reals, read packed without the general path's
+    // state and cache: the leading well-formed reals of an array whose `length` references start
+    // at `references`, appended to `reals`; answers how many there were. The widths are the
+    // loop's constants and the reader's fields its locals.
+    std::uint64_t readReals(const std::uint8_t *references, std::uint64_t length, std::vector<double> &reals) const
     {
-        std::uint64_t position = 0;
-        if (index >= m_objectCount || !offsetOf(index, position) || m_bytes[position] != 0x23 || !fits(position + 1, 8))
-            return false;
-        value = std::bit_cast<double>(load<std::uint64_t>(m_bytes + position + 1));
-        return true;
+        // 1, 2, 4 and 8 bytes wide, as one table's offsets and the containers' references are
+        // in every file a writer makes; other widths take the general loop.
+        const auto width = [](unsigned bytes) {
+            return bytes == 1 || bytes == 2 || bytes == 4 || bytes == 8 ? std::countr_zero(bytes) : -1;
+        };
+        const int offsetWidth = width(m_offsetWidth);
+        const int refWidth = width(m_refWidth);
+        if (offsetWidth < 0 || refWidth < 0)
+            return readRealsOf<0, 0>(references, length, reals);
+        switch (offsetWidth * 4 + refWidth) {
+        case 0: return readRealsOf<1, 1>(references, length, reals);
+        case 1: return readRealsOf<1, 2>(references, length, reals);
+        case 2: return readRealsOf<1, 4>(references, length, reals);
+        case 3: return readRealsOf<1, 8>(references, length, reals);
+        case 4: return readRealsOf<2, 1>(references, length, reals);
+        case 5: return readRealsOf<2, 2>(references, length, reals);
+        case 6: return readRealsOf<2, 4>(references, length, reals);
+        case 7: return readRealsOf<2, 8>(references, length, reals);
+        case 8: return readRealsOf<4, 1>(references, length, reals);
+        case 9: return readRealsOf<4, 2>(references, length, reals);
+        case 10: return readRealsOf<4, 4>(references, length, reals);
+        case 11: return readRealsOf<4, 8>(references, length, reals);
+        case 12: return readRealsOf<8, 1>(references, length, reals);
+        case 13: return readRealsOf<8, 2>(references, length, reals);
+        case 14: return readRealsOf<8, 4>(references, length, reals);
+        default: return readRealsOf<8, 8>(references, length, reals);
+        }
+    }
+
+    // readReals() with the offsets' and references' widths known (0: the reader's own).
+    template <unsigned OffsetWidth, unsigned RefWidth>
+    std::uint64_t readRealsOf(const std::uint8_t *references, std::uint64_t length, std::vector<double> &reals) const
+    {
+        const unsigned offsetWidth = OffsetWidth ? OffsetWidth : m_offsetWidth;
+        const unsigned refWidth = RefWidth ? RefWidth : m_refWidth;
+        const std::uint8_t *const bytes = m_bytes;
+        const std::uint8_t *const table = m_table;
+        const std::uint64_t objectCount = m_objectCount;
+        const std::uint64_t tableOffset = m_tableOffset;
+        std::uint64_t i = 0;
+        for (; i < length; ++i) {
+            const std::uint64_t index = bigEndian(references + i * refWidth, refWidth);
+            if (index >= objectCount)
+                break;
+            const std::uint64_t position = bigEndian(table + index * offsetWidth, offsetWidth);
+            // As offsetOf() and fits() check it: the marker and eight bytes inside the objects.
+            if (position < kHeaderSize || position >= tableOffset || bytes[position] != 0x23
+                || tableOffset - position - 1 < 8)
+                break;
+            if (i == 0)
+                reals.reserve(length);
+            reals.push_back(std::bit_cast<double>(load<std::uint64_t>(bytes + position + 1)));
+        }
+        return i;
     }
 
     // A well-formed real or integer of an array that is not packed is appended here, without the
@@ -558,12 +611,7 @@ private:
             // An array of reals alone (an event log) is read packed; at its first other element
             // the reals read so far become the start of an ordinary one.
             std::vector<double> reals;
-            std::uint64_t i = 0;
-            for (double number = 0; i < length && real(reference(at + i * m_refWidth), number); ++i) {
-                if (i == 0)
-                    reals.reserve(length);
-                reals.push_back(number);
-            }
+            std::uint64_t i = readReals(at, length, reals);
             expanded += i;
             VXArrayRef array = i == length ? VXArray::fromReals(std::move(reals)) : VXMakeArray();
             std::vector<VXValue> *items = nullptr;
@@ -602,13 +650,10 @@ private:
             dictionary->reserve(length);
             const std::uint8_t *values = at + length * m_refWidth;
             for (std::uint64_t i = 0; i < length; ++i) {
-                const std::uint64_t keyIndex = reference(at + i * m_refWidth);
-                const VXValue key = object(keyIndex, depth + 1);
+                VXKey key = keyAt(reference(at + i * m_refWidth), depth + 1);
                 if (m_failed)
                     return VXValue();
-                if (!key.isString())
-                    return fail("a dictionary key is not a string");
-                if (m_skippedKeys && m_skippedKeys->contains(key.stringRef()))
+                if (m_skippedKeys && m_skippedKeys->contains(key.text()))
                     continue;
                 const std::uint64_t child = reference(values + i * m_refWidth);
                 VXValue item = object(child, depth + 1);
@@ -619,7 +664,7 @@ private:
                 if (m_makeTwins) {
                     m_twinStack.push_back(twinOf(child, item));
                 }
-                dictionary->insertNew(VXKey::ofValue(key), std::move(item));
+                dictionary->insertNew(std::move(key), std::move(item));
             }
             if (m_makeTwins)
                 twin = twinOfDictionary(*dictionary, mark);
@@ -631,6 +676,32 @@ private:
         m_expanded.push_back(expanded);
         setState(index, static_cast<std::uint32_t>(m_cache.size() + 1));
         return result;
+    }
+
+    // The key of a dictionary entry: the text of the string object at `index`, shared with every
+    // dictionary that names that object. A key met before is taken from the cache in place (two
+    // million entries name a few hundred keys); an empty key (failing) for what is no string.
+    VXKey keyAt(std::uint64_t index, int depth)
+    {
+        if (!m_failed && index < m_objectCount) {
+            const std::uint32_t state = stateOf(index);
+            if (state >= 2) {
+                const VXValue &cached = m_cache[state - 2];
+                if (!cached.isString()) {
+                    refuse("a dictionary key is not a string");
+                    return VXKey();
+                }
+                return VXKey::ofValue(cached);
+            }
+        }
+        const VXValue key = object(index, depth);
+        if (m_failed)
+            return VXKey();
+        if (!key.isString()) {
+            refuse("a dictionary key is not a string");
+            return VXKey();
+        }
+        return VXKey::ofValue(key);
     }
 
     // The twin of an array just read, from the twins its children left on the stack from `mark`:

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <thread>
 #include <type_traits>
 #include <utility>
 
@@ -120,4 +123,52 @@ private:
     T *m_data = nullptr;
     std::size_t m_size = 0;
     std::size_t m_bytes = 0;
+};
+
+// A large table's pages faulted in by a thread of its own, from its start, while the caller
+// begins to use it (a huge page at a time; populating changes no byte). A table read before it is
+// written (a reader's per-object state) would otherwise take the shared zero page at the first
+// read and a fresh page, zeroed on the caller's core, at the first write. The scope stops the
+// thread and waits for it. Nothing for less than a huge page (a table on the heap), or on a
+// system that cannot populate a range in advance.
+class VXTablePopulation
+{
+public:
+    static constexpr std::size_t kHugePage = 2 * 1024 * 1024;
+
+    // `begin` is the start of a table's own mapping (VXMappedTable::data()), `bytes` long.
+    VXTablePopulation(void *begin, std::size_t bytes)
+    {
+        if (bytes < kHugePage || reinterpret_cast<std::uintptr_t>(begin) % 4096 != 0)
+            return;
+        m_thread = std::thread([this, at = static_cast<char *>(begin), bytes] {
+            for (std::size_t done = 0; done < bytes && !m_stop.load(std::memory_order_relaxed);) {
+                const std::size_t length = std::min(kHugePage, bytes - done);
+                if (::madvise(at + done, length, MADV_POPULATE_WRITE) != 0)
+                    break;
+                done += length;
+                m_populated.store(done, std::memory_order_relaxed);
+            }
+        });
+    }
+    ~VXTablePopulation()
+    {
+        m_stop.store(true, std::memory_order_relaxed);
+        wait();
+    }
+    VXTablePopulation(const VXTablePopulation &) = delete;
+    VXTablePopulation &operator=(const VXTablePopulation &) = delete;
+
+    // Waits for the thread to end; answers how many bytes it populated.
+    std::size_t wait()
+    {
+        if (m_thread.joinable())
+            m_thread.join();
+        return m_populated.load(std::memory_order_relaxed);
+    }
+
+private:
+    std::atomic<bool> m_stop {false};
+    std::atomic<std::size_t> m_populated {0};
+    std::thread m_thread;
 };

@@ -117,4 +117,53 @@ TEST(VXHeapGrowthTest, MakesAdvisedRoomOnTheMainThreadAndGivesTheRestBack)
 #endif
 }
 
+TEST(VXHeapGrowthTest, PopulatesTheRoomOnAThreadOfItsOwnWithoutChangingWhatTheCallerWrites)
+{
+#ifndef VX_GLIBC_HEAP
+    VXHeapGrowth room(256 * kMiB, 128 * kMiB);
+    EXPECT_EQ(room.waitForPopulated(), 0u);
+#else
+    malloc_trim(0);
+    const Heap at = heap();
+    {
+        VXHeapGrowth room(256 * kMiB, 160 * kMiB);
+        // The caller fills the room while it is populated: what it writes stays as written.
+        std::vector<std::unique_ptr<std::uint64_t[]>> blocks;
+        constexpr std::size_t kWords = 512;
+        for (std::size_t i = 0; i < 16 * 1024; ++i) {
+            blocks.push_back(std::make_unique<std::uint64_t[]>(kWords));
+            for (std::size_t w = 0; w < kWords; ++w)
+                blocks.back()[w] = i * kWords + w + 1;
+        }
+        const std::size_t populated = room.waitForPopulated();
+        if (populated == 0)
+            GTEST_SKIP() << "this kernel cannot populate a range in advance (MADV_POPULATE_WRITE)";
+        // All that was asked (but the partial huge page at its start), and no more.
+        EXPECT_GE(populated, 158 * kMiB);
+        EXPECT_LE(populated, 160 * kMiB);
+        EXPECT_GE(heap().resident, at.resident + 156 * kMiB);
+        std::size_t wrong = 0;
+        for (std::size_t i = 0; i < blocks.size(); ++i) {
+            for (std::size_t w = 0; w < kWords; ++w)
+                wrong += blocks[i][w] != i * kWords + w + 1 ? 1 : 0;
+        }
+        EXPECT_EQ(wrong, 0u);
+    }
+    // What the caller did not use goes back with the trim, as for room not populated.
+    malloc_trim(0);
+    EXPECT_LT(heap().resident, at.resident + 4 * kMiB);
+
+    // Nothing asked, nothing populated; a scope that ends early stops the thread.
+    {
+        VXHeapGrowth room(96 * kMiB);
+        EXPECT_EQ(room.waitForPopulated(), 0u);
+    }
+    {
+        const VXHeapGrowth room(256 * kMiB, 256 * kMiB);
+    }
+    malloc_trim(0);
+    EXPECT_LT(heap().resident, at.resident + 4 * kMiB);
+#endif
+}
+
 }   // namespace

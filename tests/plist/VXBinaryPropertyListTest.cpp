@@ -1,5 +1,6 @@
 #include "VXBinaryPropertyListReader.h"
 #include "VXBinaryPropertyListWriter.h"
+#include "VXMappedTable.h"
 #include "VXPlistCodecTestSupport.h"
 #include "VXPropertyListSerialization.h"
 #include "VXTestProcess.h"
@@ -13,12 +14,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <limits>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <random>
+#include <string_view>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -228,6 +233,80 @@ TEST(VXBinaryPropertyList, ReadsEveryWidthAndObjectType)
     EXPECT_EQ(marked, VXValue(QString(QChar(0xFEFF)) + QLatin1Char('A')));
 }
 
+TEST(VXBinaryPropertyList, LogsAreReadPackedInEveryWidth)
+{
+    // An array of reals and what may stand among them, with every width of offsets and
+    // references (3 bytes: one that no writer uses), read packed while its elements are reals.
+    const QByteArray real15 = hex("233ff8000000000000");
+    const QByteArray realMinus25 = hex("23c004000000000000");
+    const QByteArray real4 = hex("234010000000000000");
+    const struct {
+        const char *what;
+        std::vector<QByteArray> elements;   // objects 1, 2, ...: the array refers to each in turn
+        std::vector<std::uint64_t> references;   // of the array, when they are not 1, 2, ...
+        VXValue expected;   // null: refused with `line`
+        bool packed;
+        const char *line;
+    } cases[] = {
+        {"reals alone", {real15, realMinus25, real4}, {}, array({1.5, -2.5, 4.0}), true, nullptr},
+        {"one real", {real4}, {}, array({4.0}), true, nullptr},
+        {"a real read twice", {real15, realMinus25}, {2, 1, 2}, array({-2.5, 1.5, -2.5}), true, nullptr},
+        {"an integer among them", {real15, hex("1003"), real4}, {}, array({1.5, VXValue(3LL), 4.0}), false, nullptr},
+        {"a four-byte real among them", {real15, hex("223fc00000"), real4}, {}, array({1.5, 1.5, 4.0}), false, nullptr},
+        {"a text first", {hex("5161"), real15}, {}, array({s("a"), 1.5}), false, nullptr},
+        {"a reference past the last object",
+         {real15, real4},
+         {1, 9, 2},
+         VXValue(),
+         false,
+         "a reference points past the last object"},
+        {"a real cut short by the offset table",
+         {real15, hex("233ff80000")},
+         {},
+         VXValue(),
+         false,
+         "a real runs past the end of the objects"},
+        {"a null among them",
+         {real15, hex("00"), real4},
+         {},
+         VXValue(),
+         false,
+         "it holds a null or fill object, which a property-list tree cannot hold"},
+    };
+    for (const auto &test : cases) {
+        for (const int offsetWidth : {1, 2, 3, 4, 8}) {
+            for (const int refWidth : {1, 2, 3, 4, 8}) {
+                std::vector<std::uint64_t> references = test.references;
+                if (references.empty()) {
+                    references.resize(test.elements.size());
+                    std::iota(references.begin(), references.end(), 1);
+                }
+                QByteArray root = hex("af10") + QByteArray(1, char(references.size()));
+                for (const std::uint64_t reference : references)
+                    root += ref(reference, refWidth);
+                std::vector<QByteArray> objects {root};
+                objects.insert(objects.end(), test.elements.begin(), test.elements.end());
+                const std::string where = std::string(test.what) + ", widths " + std::to_string(offsetWidth) + "/"
+                    + std::to_string(refWidth);
+                VXLogCapture captured("wendle.plist");
+                VXValue twin;
+                const VXValue read = VXBinaryPropertyListReader::read(assemble(objects, offsetWidth, refWidth), &twin);
+                if (test.expected.isNull()) {
+                    EXPECT_TRUE(read.isNull()) << where;
+                    EXPECT_EQ(captured.take(), QStringList {s("cannot read binary property list: ") + s(test.line)})
+                        << where;
+                    continue;
+                }
+                ASSERT_TRUE(read.isArray()) << where;
+                EXPECT_EQ(read, test.expected) << where;
+                EXPECT_EQ(read.array()->isPacked(), test.packed) << where;
+                EXPECT_EQ(twin, test.expected) << where;
+                EXPECT_TRUE(captured.take().isEmpty()) << where;
+            }
+        }
+    }
+}
+
 TEST(VXBinaryPropertyList, RefusesDamagedAndHostileData)
 {
     const std::optional<QByteArray> good = VXBinaryPropertyListWriter::write(
@@ -273,6 +352,35 @@ TEST(VXBinaryPropertyList, RefusesDamagedAndHostileData)
                                                                "0000000000000000")},
                                                           1, 1))
                     .isNull());
+    // Keys that are no string, met first as a key or first as a value (then read again from
+    // what the reader keeps of objects met before): refused alike, with the line that says so.
+    const struct {
+        const char *what;
+        QByteArray file;
+    } badKeys[] = {
+        {"a number met first as a key", assemble({hex("d10101"), hex("1001")}, 1, 1)},
+        {"data met first as a value", assemble({hex("d201020202"), hex("5161"), hex("4100")}, 1, 1)},
+        {"an array met first as a value", assemble({hex("d201020202"), hex("5161"), hex("a0")}, 1, 1)},
+        {"a text met first as a value, then a key", assemble({hex("d201020202"), hex("5161"), hex("5162")}, 1, 1)},
+    };
+    for (const auto &bad : badKeys) {
+        for (const bool withTwin : {false, true}) {
+            VXLogCapture captured("wendle.plist");
+            VXValue twin;
+            const VXValue read = VXBinaryPropertyListReader::read(bad.file, withTwin ? &twin : nullptr);
+            if (std::string_view(bad.what).starts_with("a text")) {
+                // The control: a key read again from what the reader kept is a key like any other.
+                EXPECT_EQ(read, dict({{"a", s("b")}, {"b", s("b")}})) << bad.what;
+                EXPECT_TRUE(captured.take().isEmpty()) << bad.what;
+                continue;
+            }
+            EXPECT_TRUE(read.isNull()) << bad.what;
+            EXPECT_TRUE(twin.isNull()) << bad.what;
+            EXPECT_EQ(captured.take(),
+                      QStringList {s("cannot read binary property list: a dictionary key is not a string")})
+                << bad.what;
+        }
+    }
     // Widths outside 1 to 8.
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("09")}, 0, 1)).isNull());
     EXPECT_TRUE(VXBinaryPropertyListReader::read(assemble({hex("09")}, 1, 9)).isNull());
@@ -672,4 +780,36 @@ TEST(VXBinaryPropertyList, KeysMadeOfALiteralKeepItsTextThroughWriting)
         EXPECT_FALSE(key.text().data_ptr().isMutable());
         EXPECT_TRUE(key.sharesTextWith(VXKey(name)));
     }
+}
+
+TEST(VXBinaryPropertyList, ALargeTableIsPopulatedOnAThreadOfItsOwnWithoutChangingIt)
+{
+    // A table of 64 MiB, read and written while another thread populates it: every page ends
+    // resident, and every value written stays as written.
+    VXMappedTable<std::uint32_t> table(std::size_t(16) << 20);
+    constexpr std::size_t kStride = std::size_t(1) << 20;
+    const long page = sysconf(_SC_PAGESIZE);
+    const std::size_t bytes = table.size() * sizeof(std::uint32_t);
+    std::size_t populated = 0;
+    {
+        VXTablePopulation population(table.data(), bytes);
+        // A value every 4 MiB: the pages between are the other thread's to make.
+        for (std::size_t i = 0; i < table.size(); i += kStride)
+            table[i] = table[i] + std::uint32_t(i) + 1;
+        populated = population.wait();
+    }
+    if (populated == 0)
+        GTEST_SKIP() << "this kernel cannot populate a range in advance (MADV_POPULATE_WRITE)";
+    EXPECT_EQ(populated, bytes);
+    std::vector<unsigned char> resident(bytes / std::size_t(page));
+    ASSERT_EQ(mincore(table.data(), bytes, resident.data()), 0);
+    EXPECT_EQ(std::count_if(resident.begin(), resident.end(), [](unsigned char flags) { return (flags & 1) == 0; }), 0);
+    std::size_t wrong = 0;
+    for (std::size_t i = 0; i < table.size(); ++i)
+        wrong += table[i] != (i % kStride == 0 ? std::uint32_t(i) + 1 : 0) ? 1 : 0;
+    EXPECT_EQ(wrong, 0u);
+
+    // Less than a huge page (a table on the heap): nothing.
+    VXMappedTable<std::uint32_t> small(1000);
+    EXPECT_EQ(VXTablePopulation(small.data(), small.size() * sizeof(std::uint32_t)).wait(), 0u);
 }
