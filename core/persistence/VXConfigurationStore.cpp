@@ -363,25 +363,10 @@ std::optional<double> lastTimestampOf(const VXDictionaryRef &tree)
 
 // The record file as loaded, to serve as the last full save's snapshot: the tree, copied as it
 // was read (sharing its event logs with the live tree), and the header of the journal that
-// continues the file, taken from its bytes on the writer thread while the main thread decodes.
+// continues the file, taken from its bytes beside the decoding.
 struct VXConfigurationStore::LoadedRecord {
     VXDictionaryRef tree;
     QByteArray journalHeader;
-
-    QString headerProblem;   // why there is no header
-
-    void readHeader(const QString &path)
-    {
-        QFile file(path);
-        uchar *mapped = nullptr;
-        if (!file.open(QIODevice::ReadOnly) || file.size() == 0 || !(mapped = file.map(0, file.size()))) {
-            headerProblem = file.isOpen() && file.size() == 0 ? QStringLiteral("it is empty") : file.errorString();
-            return;
-        }
-        journalHeader
-            = VXJournalFile::header(QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), file.size()));
-        file.unmap(mapped);
-    }
 };
 
 VXDictionaryRef VXConfigurationStore::loadConfiguration()
@@ -400,12 +385,11 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
     if (!path.isEmpty()) {
         removeInterruptedSaves(path);
         const bool asItStands = !VXJournalHasEntries(path);
-        // The header that names the file as it stands, taken on the writer thread while this
-        // one decodes: the journal that continues the file starts with it, and a journal left
-        // to replay must match it.
-        m_writer->thread.start([loaded, path] { loaded->readHeader(path); });
-        VXRecordReading reading = VXReadRecordFile(path, VXRecordJournal::Ignored,
+        // The header that names the file as it stands: the journal that continues the file
+        // starts with it, and a journal left to replay must match it.
+        VXRecordReading reading = VXReadRecordFile(path, VXRecordJournal::Named,
                                                    asItStands ? VXRecordSnapshot::Made : VXRecordSnapshot::None);
+        loaded->journalHeader = std::move(reading.journalHeader);
         fromFile = reading.configuration;
         loadedSnapshot = std::move(reading.snapshot);
         if (reading.tooLarge) {
@@ -418,10 +402,8 @@ VXDictionaryRef VXConfigurationStore::loadConfiguration()
             qCWarning(lcPersistence).noquote() << reading.problem;
             damaged = true;
         }
-        if (fromFile && !asItStands) {
-            m_writer->drain();
+        if (fromFile && !asItStands)
             replayed = recoverFromJournal(path, *loaded, fromFile);
-        }
     }
     // The last full save is the file as it stands, when the tree loaded is that file: copied
     // here, before anything changes the tree.
@@ -518,12 +500,7 @@ bool VXConfigurationStore::recoverFromJournal(const QString &path, const LoadedR
     QFile file(journalPath);
     if (!file.exists())
         return false;
-    // The journal names its record by size and checksum, taken from the file's bytes.
-    if (loaded.journalHeader.isEmpty()) {
-        qCWarning(lcPersistence).noquote()
-            << QStringLiteral("cannot read the configuration <%1> again: %2").arg(path, loaded.headerProblem);
-        return false;
-    }
+    // (The journal names its record by size and checksum: the header taken from the file's bytes.)
     if (!file.open(QIODevice::ReadOnly)) {
         qCWarning(lcPersistence).noquote()
             << QStringLiteral("cannot read the journal <%1>: %2").arg(journalPath, file.errorString());

@@ -88,18 +88,18 @@ VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal, V
                                 binaryWithTwin ? std::size_t(size) / 8 * 7 : 0);
         // Mapped, the file's pages are the system's cache, not a copy of this process's own.
         const bool withJournal = journal == VXRecordJournal::Applied && VXJournalHasEntries(path);
+        const bool named = withJournal || journal == VXRecordJournal::Named;
         const auto decode = [&](const QByteArray &data) {
             // The journal names the record by its checksum: taken on a thread of its own while
             // this one decodes, it costs a ten-year record no wall time.
             std::future<QByteArray> header;
-            if (withJournal)
+            if (named)
                 header = std::async(std::launch::async, [data] { return VXJournalFile::header(data); });
             reading.configuration = decodeRecord(data, twin);
-            if (withJournal) {
-                const QByteArray recordHeader = header.get();
-                if (reading.configuration)
-                    VXApplyJournalToReadTree(*reading.configuration, recordHeader, path);
-            }
+            if (named)
+                reading.journalHeader = header.get();
+            if (withJournal && reading.configuration)
+                VXApplyJournalToReadTree(*reading.configuration, reading.journalHeader, path);
         };
         if (uchar *mapped = file.map(0, size)) {
             decode(QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), size));
@@ -120,8 +120,6 @@ VXRecordReading VXReadRecordFile(const QString &path, VXRecordJournal journal, V
 
 std::size_t VXApplyJournalToReadTree(VXDictionary &tree, const QByteArray &recordHeader, const QString &recordPath)
 {
-    if (!VXJournalHasEntries(recordPath))
-        return 0;
     QFile file(VXConfigurationStore::journalPathFor(recordPath));
     if (!file.open(QIODevice::ReadOnly))
         return 0;

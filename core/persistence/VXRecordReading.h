@@ -23,11 +23,15 @@ struct VXRecordReading {
     // With VXRecordSnapshot::Made: the tree's snapshot as read (VXBinaryPropertyListReader's
     // twin), when the file is a binary record without equal keys; null otherwise.
     VXDictionaryRef snapshot;
+    // The header that names the file's bytes in a journal (VXJournalFile::header), taken beside
+    // the decoding when the journal is applied or named; empty otherwise.
+    QByteArray journalHeader;
 };
 
-// Whether VXReadRecordFile applies the journal beside the record (the commands) or leaves it
-// (the program, which replays it itself, saves the result and starts the journal anew).
-enum class VXRecordJournal { Applied, Ignored };
+// Whether VXReadRecordFile applies the journal beside the record (the commands), leaves it, or
+// leaves it and names the file for one (the program, which replays the journal itself and
+// continues the record with a journal of its own).
+enum class VXRecordJournal { Applied, Ignored, Named };
 
 // Whether VXReadRecordFile makes the tree's snapshot as it decodes it (the program, which keeps
 // the record as it stands as its last save).
