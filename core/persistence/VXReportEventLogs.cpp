@@ -182,10 +182,12 @@ struct ViewSource {
         VXDictionaryRef entry = VXMakeDictionary();
         entry->reserve(5);   // type, name, path and the two times
         const VXValue path = sharedText(values[Path]);
-        if (values[MatchAnyApplication].isNull() && path.stringRef() != VXPoolPathMarker) {
-            // The name is the item's own (see itemName()).
+        const QString name = view.value(values[Name], logsAndTables()).stringRef();
+        if (values[MatchAnyApplication].isNull()
+            && (path.stringRef() != VXPoolPathMarker || !poolNameIsMadeOfMembers(name))) {
+            // The name is the item's own (see itemName()): a pool with one is not read further.
             tryToSetObject(*entry, sharedText(values[Type]), VXTypeKey);
-            entry->insert(VXNameKey, view.value(values[Name], logsAndTables()).stringRef());
+            entry->insert(VXNameKey, name);
         } else {
             // A pool's name may be made of its members' names.
             const VXDictionaryRef source = VXItemWithoutLogs(view, object);

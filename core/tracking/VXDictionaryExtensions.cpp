@@ -229,7 +229,7 @@ QString itemName(const VXDictionary &item)
         return QCoreApplication::translate(kTranslationContext, kAnyApplicationText);
 
     const QString &name = item.value(VXNameKey).stringRef();
-    if (!isBlank(name) || item.value(VXPathKey).stringRef() != VXPoolPathMarker)
+    if (!poolNameIsMadeOfMembers(name) || item.value(VXPathKey).stringRef() != VXPoolPathMarker)
         return name;
 
     const VXArray *members = item.value(VXChildrenKey).array();
@@ -252,6 +252,11 @@ QString itemName(const VXDictionary &item)
             joined += itemName(*member);
     }
     return joined;
+}
+
+bool poolNameIsMadeOfMembers(QStringView ownName)
+{
+    return isBlank(ownName);
 }
 
 bool isPoolOrPoolItem(const VXDictionary &item)

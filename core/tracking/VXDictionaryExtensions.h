@@ -152,6 +152,8 @@ void resetTimersRecursively(VXDictionary &item);
 // joined with " | " (a member with window entries as "Name (count)"), or "Empty Pool" when it
 // has no members. Anything else answers its "Name" as it is.
 QString itemName(const VXDictionary &item);
+// Whether itemName() makes a pool's name of its members' names: its own name is blank.
+bool poolNameIsMadeOfMembers(QStringView ownName);
 
 // Whether the item is a pool, a pool member or a window entry of one.
 bool isPoolOrPoolItem(const VXDictionary &item);
