@@ -23,6 +23,7 @@
 #include <QSaveFile>
 #include <QTextStream>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -567,29 +568,35 @@ std::optional<QString> tableOf(const VXDictionary &configuration, double beginTi
         return QString();
 
     // Cells padded with blanks to their column's width: names on the left, the rest on the right.
-    qsizetype lineWidth = 1;
-    for (const qsizetype width : widths)
-        lineWidth += width + 2;
-    QString table;
-    table.reserve(qsizetype(rows.size()) * lineWidth);
-    const auto pad = [&table](qsizetype missing) {
-        if (missing > 0)
-            table.resize(table.size() + missing, u' ');
-    };
-    bool first = true;
-    for (const Row &row : rows) {
-        if (row.heading && !first)
-            table += u'\n';
-        first = false;
-        table += row.cells[0];
-        pad(widths[0] - row.widths[0]);
-        for (int i = 1; i < 5; ++i) {
-            table += QLatin1StringView("  ");
-            pad(widths[i] - row.widths[i]);
-            table += row.cells[i];
-        }
-        table += u'\n';
+    // A month of a long record has tens of thousands of rows: the table's length is counted
+    // first, and the text written into it in place.
+    const auto missing = [&widths](const Row &row, int i) { return std::max<qsizetype>(widths[i] - row.widths[i], 0); };
+    qsizetype length = 0;
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        const Row &row = rows[r];
+        length += (row.heading && r > 0 ? 1 : 0) + 4 * 2 + 1;
+        for (int i = 0; i < 5; ++i)
+            length += row.cells[i].size() + missing(row, i);
     }
+    QString table(length, Qt::Uninitialized);
+    char16_t *at = reinterpret_cast<char16_t *>(table.data());
+    const auto put = [&at](const QString &text) {
+        at = std::copy_n(reinterpret_cast<const char16_t *>(text.constData()), text.size(), at);
+    };
+    const auto pad = [&at](qsizetype blanks) { at = std::fill_n(at, blanks, u' '); };
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        const Row &row = rows[r];
+        if (row.heading && r > 0)
+            *at++ = u'\n';
+        put(row.cells[0]);
+        pad(missing(row, 0));
+        for (int i = 1; i < 5; ++i) {
+            pad(2 + missing(row, i));
+            put(row.cells[i]);
+        }
+        *at++ = u'\n';
+    }
+    Q_ASSERT(at == reinterpret_cast<const char16_t *>(table.constData()) + length);
     return table;
 }
 
