@@ -248,12 +248,16 @@ void VXItemListModel::syncRows(Node &node, int first, const VXArray *items)
     noteChildItems(node);
 }
 
-VXItemListModel::Shown VXItemListModel::shownFor(const Node &node) const
+VXItemListModel::Shown VXItemListModel::shownFor(const Node &node, const Shown *before) const
 {
     Shown shown;
     shown.name = shownName(node);
     shown.frontSeconds = shownSeconds(node, VXFrontColumn);
     shown.totalSeconds = shownSeconds(node, VXTotalColumn);
+    shown.frontText
+        = before && before->frontSeconds == shown.frontSeconds ? before->frontText : durationText(shown.frontSeconds);
+    shown.totalText
+        = before && before->totalSeconds == shown.totalSeconds ? before->totalText : durationText(shown.totalSeconds);
     if (node.item) {
         shown.frontPie = shownPie(node, VXFrontColumn);
         shown.totalPie = shownPie(node, VXTotalColumn);
@@ -307,17 +311,15 @@ std::uint8_t VXItemListModel::shownState(const Node &node, bool withNotes) const
 
 void VXItemListModel::refreshShown(Node &node)
 {
-    Shown shown = shownFor(node);
-    if (shown == node.shown)
-        return;
+    Shown shown = shownFor(node, &node.shown);
     // Only the cells that show something else: a cell alone is repainted alone.
     const bool wholeRow = shown.state != node.shown.state;
     const bool name = wholeRow || shown.name != node.shown.name;
-    const bool front
-        = wholeRow || shown.frontSeconds != node.shown.frontSeconds || shown.frontPie != node.shown.frontPie;
-    const bool total
-        = wholeRow || shown.totalSeconds != node.shown.totalSeconds || shown.totalPie != node.shown.totalPie;
+    const bool front = wholeRow || shown.frontText != node.shown.frontText || shown.frontPie != node.shown.frontPie;
+    const bool total = wholeRow || shown.totalText != node.shown.totalText || shown.totalPie != node.shown.totalPie;
     node.shown = std::move(shown);
+    if (!name && !front && !total)
+        return;
     ++m_changes.changedRows;
     if (wholeRow) {
         Q_EMIT dataChanged(indexForNode(&node, VXNameColumn), indexForNode(&node, VXTotalColumn));

@@ -94,15 +94,19 @@ public:
     Qt::DropActions supportedDropActions() const override { return Qt::CopyAction; }
 
 private:
-    // What a row shows, reduced to what decides whether it must be drawn again.
+    // What a row shows, reduced to what decides whether it must be drawn again. A duration is
+    // compared by its text: a long one is shown in tenths of days, and its cell is not drawn
+    // again every second for the same text. The seconds it was made from spare making it anew
+    // while they stay.
     struct Shown {
         QString name;
         std::uint64_t frontSeconds = 0;
         std::uint64_t totalSeconds = 0;
+        QString frontText;
+        QString totalText;
         int frontPie = -1;
         int totalPie = -1;
         std::uint8_t state = 0;
-        bool operator==(const Shown &) const = default;
     };
     struct Node {
         VXDictionaryRef item;
@@ -130,7 +134,9 @@ private:
     static bool showsExactly(const Node &node, int first, const VXArray *items);
     // Removes, moves and inserts rows until they are.
     void syncRows(Node &node, int first, const VXArray *items);
-    Shown shownFor(const Node &node) const;
+    // What the row shows now; the texts of durations whose seconds stayed are taken from
+    // `before`.
+    Shown shownFor(const Node &node, const Shown *before = nullptr) const;
     // Its parts, one at a time. Seconds: kNoTime where none is shown; pie: -1 where none is.
     QString shownName(const Node &node) const;
     std::uint64_t shownSeconds(const Node &node, int column) const;
