@@ -20,7 +20,6 @@
 #include "VXValue.h"
 
 #include <QAbstractItemModel>
-#include <QSet>
 
 #include <cstdint>
 #include <memory>
@@ -116,6 +115,8 @@ private:
         // The children's items in row order (null for the header row): what the arrays are
         // compared with on every tick, without visiting each row.
         std::vector<const VXDictionary *> childItems;
+        // The children shown open, whose rows follow every reload (the others are not visited).
+        std::vector<Node *> openChildren;
         Shown shown;
         bool open = false;   // shown open by the view: its rows follow every reload
     };
@@ -123,8 +124,8 @@ private:
     Node *nodeForIndex(const QModelIndex &index) const;
     QModelIndex indexForNode(const Node *node, int column = 0) const;
     std::unique_ptr<Node> makeNode(const VXDictionaryRef &item, Node *parent) const;
-    // Brings the node's children in line with `items`, then what each shows, then the rows
-    // under the open ones.
+    // Brings the node's children in line with `items` (and the header row's cells), then the
+    // rows under the open ones.
     void syncChildren(Node &node, const VXArray *items);
     // The rows under closed ones brought in line with the items (for a search).
     void syncClosedRows(Node &node);
@@ -153,7 +154,6 @@ private:
     VXOrganizerList m_list;
     Node m_root;
     double m_overallTime = 0.0;
-    QSet<const Node *> m_rowsInView;
     bool m_shown = true;
     bool m_behind = false;
     Changes m_changes;
