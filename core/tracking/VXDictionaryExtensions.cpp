@@ -246,10 +246,23 @@ QString itemName(const VXDictionary &item)
         if (!member)
             continue;
         const VXArray *entries = member->value(VXChildrenKey).array();
-        if (entries && !entries->isEmpty())
-            joined += QStringLiteral("%1 (%2)").arg(itemName(*member)).arg(static_cast<qulonglong>(entries->size()));
-        else
+        if (!entries || entries->isEmpty()) {
             joined += itemName(*member);
+            continue;
+        }
+        // "<name> (<entries>)": the organizer names the pools in view on every tick, so the parts
+        // are appended rather than filled into a format. A name with a '%' still goes through
+        // the format, which reads a marker such as "%1" in it as its own.
+        const QString memberName = itemName(*member);
+        const auto count = static_cast<qulonglong>(entries->size());
+        if (memberName.contains(u'%')) {
+            joined += QStringLiteral("%1 (%2)").arg(memberName).arg(count);
+        } else {
+            joined += memberName;
+            joined += QLatin1StringView(" (");
+            joined += QString::number(count);
+            joined += u')';
+        }
     }
     return joined;
 }

@@ -58,7 +58,6 @@ VXItemListModel::~VXItemListModel() = default;
 void VXItemListModel::reload(const QModelIndexList &rowsInView)
 {
     m_overallTime = m_operations.overallTime(m_list);
-    m_rowsInView.clear();
     if (!m_shown) {
         // The top rows only, so that no item that left the list is held; the rows under open
         // ones and what the rows show catch up when a view shows the model again.
@@ -68,9 +67,14 @@ void VXItemListModel::reload(const QModelIndexList &rowsInView)
         m_behind = true;
         return;
     }
-    for (const QModelIndex &index : rowsInView)
-        m_rowsInView.insert(static_cast<const Node *>(index.internalPointer()));
     m_behind = false;
+    // What the rows in view show, before their rows are brought in line: a row's cells come
+    // from its item alone, and this reaches them without a walk over every row of the list.
+    for (const QModelIndex &index : rowsInView) {
+        Node *node = nodeForIndex(index);
+        if (node->item)
+            refreshShown(*node);
+    }
     syncChildren(m_root, rootArray());
 }
 
@@ -98,6 +102,11 @@ void VXItemListModel::setRowOpen(const QModelIndex &index, bool open)
     if (!node || !node->item || node->open == open)
         return;
     node->open = open;
+    std::vector<Node *> &siblings = node->parent->openChildren;
+    if (open)
+        siblings.push_back(node);
+    else
+        std::erase(siblings, node);
     if (open)
         syncChildren(*node, node->item->value(VXChildrenKey).array());
 }
@@ -131,8 +140,13 @@ void VXItemListModel::renumber(Node &node, int from)
 void VXItemListModel::noteChildItems(Node &node)
 {
     node.childItems.resize(node.children.size());
-    for (std::size_t row = 0; row < node.children.size(); ++row)
-        node.childItems[row] = node.children[row]->item.get();
+    node.openChildren.clear();
+    for (std::size_t row = 0; row < node.children.size(); ++row) {
+        Node *child = node.children[row].get();
+        node.childItems[row] = child->item.get();
+        if (child->open && child->item)
+            node.openChildren.push_back(child);
+    }
 }
 
 bool VXItemListModel::showsExactly(const Node &node, int first, const VXArray *items)
@@ -151,17 +165,15 @@ bool VXItemListModel::showsExactly(const Node &node, int first, const VXArray *i
 
 void VXItemListModel::syncChildren(Node &node, const VXArray *items)
 {
-    const int first = &node == &m_root ? 1 : 0;   // the header row stays
+    const bool root = &node == &m_root;
+    const int first = root ? 1 : 0;   // the header row stays
     if (!showsExactly(node, first, items))
         syncRows(node, first, items);
-    for (const auto &child : node.children) {
-        // Only a row in view needs drawing again; one that comes into view is drawn from its
-        // item as it is then.
-        if (!child->item || m_rowsInView.contains(child.get()))
-            refreshShown(*child);
-        if (child->open && child->item)
-            syncChildren(*child, child->item->value(VXChildrenKey).array());
-    }
+    // The header row's total follows the overall time, in view or not.
+    if (root)
+        refreshShown(*node.children.front());
+    for (Node *child : node.openChildren)
+        syncChildren(*child, child->item->value(VXChildrenKey).array());
 }
 
 void VXItemListModel::syncClosedRows(Node &node)
@@ -248,12 +260,16 @@ void VXItemListModel::syncRows(Node &node, int first, const VXArray *items)
     noteChildItems(node);
 }
 
-VXItemListModel::Shown VXItemListModel::shownFor(const Node &node) const
+VXItemListModel::Shown VXItemListModel::shownFor(const Node &node, const Shown *before) const
 {
     Shown shown;
     shown.name = shownName(node);
     shown.frontSeconds = shownSeconds(node, VXFrontColumn);
     shown.totalSeconds = shownSeconds(node, VXTotalColumn);
+    shown.frontText
+        = before && before->frontSeconds == shown.frontSeconds ? before->frontText : durationText(shown.frontSeconds);
+    shown.totalText
+        = before && before->totalSeconds == shown.totalSeconds ? before->totalText : durationText(shown.totalSeconds);
     if (node.item) {
         shown.frontPie = shownPie(node, VXFrontColumn);
         shown.totalPie = shownPie(node, VXTotalColumn);
@@ -307,17 +323,15 @@ std::uint8_t VXItemListModel::shownState(const Node &node, bool withNotes) const
 
 void VXItemListModel::refreshShown(Node &node)
 {
-    Shown shown = shownFor(node);
-    if (shown == node.shown)
-        return;
+    Shown shown = shownFor(node, &node.shown);
     // Only the cells that show something else: a cell alone is repainted alone.
     const bool wholeRow = shown.state != node.shown.state;
     const bool name = wholeRow || shown.name != node.shown.name;
-    const bool front
-        = wholeRow || shown.frontSeconds != node.shown.frontSeconds || shown.frontPie != node.shown.frontPie;
-    const bool total
-        = wholeRow || shown.totalSeconds != node.shown.totalSeconds || shown.totalPie != node.shown.totalPie;
+    const bool front = wholeRow || shown.frontText != node.shown.frontText || shown.frontPie != node.shown.frontPie;
+    const bool total = wholeRow || shown.totalText != node.shown.totalText || shown.totalPie != node.shown.totalPie;
     node.shown = std::move(shown);
+    if (!name && !front && !total)
+        return;
     ++m_changes.changedRows;
     if (wholeRow) {
         Q_EMIT dataChanged(indexForNode(&node, VXNameColumn), indexForNode(&node, VXTotalColumn));

@@ -20,7 +20,6 @@
 #include "VXValue.h"
 
 #include <QAbstractItemModel>
-#include <QSet>
 
 #include <cstdint>
 #include <memory>
@@ -94,15 +93,19 @@ public:
     Qt::DropActions supportedDropActions() const override { return Qt::CopyAction; }
 
 private:
-    // What a row shows, reduced to what decides whether it must be drawn again.
+    // What a row shows, reduced to what decides whether it must be drawn again. A duration is
+    // compared by its text: a long one is shown in tenths of days, and its cell is not drawn
+    // again every second for the same text. The seconds it was made from spare making it anew
+    // while they stay.
     struct Shown {
         QString name;
         std::uint64_t frontSeconds = 0;
         std::uint64_t totalSeconds = 0;
+        QString frontText;
+        QString totalText;
         int frontPie = -1;
         int totalPie = -1;
         std::uint8_t state = 0;
-        bool operator==(const Shown &) const = default;
     };
     struct Node {
         VXDictionaryRef item;
@@ -112,6 +115,8 @@ private:
         // The children's items in row order (null for the header row): what the arrays are
         // compared with on every tick, without visiting each row.
         std::vector<const VXDictionary *> childItems;
+        // The children shown open, whose rows follow every reload (the others are not visited).
+        std::vector<Node *> openChildren;
         Shown shown;
         bool open = false;   // shown open by the view: its rows follow every reload
     };
@@ -119,8 +124,8 @@ private:
     Node *nodeForIndex(const QModelIndex &index) const;
     QModelIndex indexForNode(const Node *node, int column = 0) const;
     std::unique_ptr<Node> makeNode(const VXDictionaryRef &item, Node *parent) const;
-    // Brings the node's children in line with `items`, then what each shows, then the rows
-    // under the open ones.
+    // Brings the node's children in line with `items` (and the header row's cells), then the
+    // rows under the open ones.
     void syncChildren(Node &node, const VXArray *items);
     // The rows under closed ones brought in line with the items (for a search).
     void syncClosedRows(Node &node);
@@ -130,7 +135,9 @@ private:
     static bool showsExactly(const Node &node, int first, const VXArray *items);
     // Removes, moves and inserts rows until they are.
     void syncRows(Node &node, int first, const VXArray *items);
-    Shown shownFor(const Node &node) const;
+    // What the row shows now; the texts of durations whose seconds stayed are taken from
+    // `before`.
+    Shown shownFor(const Node &node, const Shown *before = nullptr) const;
     // Its parts, one at a time. Seconds: kNoTime where none is shown; pie: -1 where none is.
     QString shownName(const Node &node) const;
     std::uint64_t shownSeconds(const Node &node, int column) const;
@@ -147,7 +154,6 @@ private:
     VXOrganizerList m_list;
     Node m_root;
     double m_overallTime = 0.0;
-    QSet<const Node *> m_rowsInView;
     bool m_shown = true;
     bool m_behind = false;
     Changes m_changes;

@@ -6,11 +6,14 @@
 
 #include "VXItemSorting.h"
 #include "VXPieCell.h"
+#include "VXStringExtensions.h"
 #include "VXTrackingTestSupport.h"
 
+#include <QHeaderView>
 #include <QRandomGenerator>
 
 #include <set>
+#include <tuple>
 
 using namespace vxtest;
 
@@ -89,6 +92,82 @@ QModelIndexList allRows(const QAbstractItemModel &model, const QModelIndex &pare
         rows.append(allRows(model, index));
     }
     return rows;
+}
+
+// What the view was told between two looks: the cells announced as changed, and whether rows
+// came, went or moved (the view then lays out and draws every row anew).
+class Announcements
+{
+public:
+    explicit Announcements(const QAbstractItemModel &model)
+    {
+        QObject::connect(&model, &QAbstractItemModel::dataChanged, &m_context,
+                         [this](const QModelIndex &topLeft, const QModelIndex &bottomRight) {
+                             m_ranges.push_back({topLeft, bottomRight});
+                         });
+        const auto structural = [this] { m_structural = true; };
+        QObject::connect(&model, &QAbstractItemModel::rowsInserted, &m_context, structural);
+        QObject::connect(&model, &QAbstractItemModel::rowsRemoved, &m_context, structural);
+        QObject::connect(&model, &QAbstractItemModel::rowsMoved, &m_context, structural);
+        QObject::connect(&model, &QAbstractItemModel::layoutChanged, &m_context, structural);
+        QObject::connect(&model, &QAbstractItemModel::modelReset, &m_context, structural);
+    }
+    void clear()
+    {
+        m_ranges.clear();
+        m_structural = false;
+    }
+    bool structural() const { return m_structural; }
+    bool covers(const QModelIndex &cell) const
+    {
+        for (const auto &[topLeft, bottomRight] : m_ranges) {
+            if (topLeft.parent() == cell.parent() && topLeft.row() <= cell.row() && cell.row() <= bottomRight.row()
+                && topLeft.column() <= cell.column() && cell.column() <= bottomRight.column())
+                return true;
+        }
+        return false;
+    }
+
+private:
+    QObject m_context;
+    std::vector<std::pair<QPersistentModelIndex, QPersistentModelIndex>> m_ranges;
+    bool m_structural = false;
+};
+
+// Everything a cell shows.
+QString cellLook(const QModelIndex &cell)
+{
+    return cell.data().toString() + u' ' + cell.data(VXItemListModel::PieFractionRole).toString() + u' '
+        + (cell.data(Qt::FontRole).value<QFont>().bold() ? u"bold"_s : u""_s)
+        + (cell.data(VXItemListModel::DimmedRole).toBool() ? u" dimmed"_s : u""_s)
+        + (cell.data(VXItemListModel::NotesHighlightRole).toBool() ? u" notes"_s : u""_s);
+}
+
+// The cells of the rows the list shows in its viewport, top to bottom, by place; with the
+// columns' widths, so that a layout that changed tells.
+struct Looks {
+    QStringList places;
+    QStringList looks;
+    QList<QPersistentModelIndex> cells;
+};
+Looks looksInView(VXItemList *list)
+{
+    Looks looks;
+    for (int column : {VXFrontColumn, VXTotalColumn})
+        looks.places.append(QString::number(list->header()->sectionSize(column)));
+    const int bottom = list->viewport()->height();
+    for (QModelIndex index = list->indexAt(QPoint(0, 0)); index.isValid(); index = list->indexBelow(index)) {
+        if (list->visualRect(index).top() >= bottom)
+            break;
+        looks.places.append(QString::number(index.data(VXItemListModel::ItemRole).value<quintptr>(), 16) + u'@'
+                            + QString::number(list->visualRect(index).top()));
+        for (int column : {VXNameColumn, VXFrontColumn, VXTotalColumn}) {
+            const QModelIndex cell = index.siblingAtColumn(column);
+            looks.looks.append(cellLook(cell));
+            looks.cells.append(cell);
+        }
+    }
+    return looks;
 }
 
 class OrganizerModelTest : public ::testing::TestWithParam<quint32>
@@ -195,6 +274,112 @@ TEST_P(OrganizerModelTest, ModelsThatFollowTheTicksShowWhatModelsMadeFromScratch
     // The day went through both states often.
     EXPECT_GT(hiddenChecks, 40);
     EXPECT_GT(shownChecks, 40);
+}
+
+// The view draws again only the cells it is told about: after the ticks, every cell in view that
+// shows something else was announced, on days where some times are shown in days (whose texts
+// stay the same for hours) and others to the second.
+TEST_P(OrganizerModelTest, EveryCellInViewThatShowsSomethingElseAfterTheTicksIsAnnounced)
+{
+    Organizer organizer;
+    QRandomGenerator random(GetParam());
+    organizer.startDay(1.0);
+    organizer.configuration().insert(VXPoolsKey, VXMakeArray());
+    organizer.pools()->append(
+        pool(u"Writing"_s, {member(u"Editor"_s, kEditorID, {windowEntry(u"Report*"_s), windowEntry(u"*.txt"_s)})}));
+    organizer.pools()->append(pool(u"Shell"_s, {member(u"Terminal"_s, kTerminalID, {windowEntry(u"build"_s)})}));
+    // Long times: the editor's and the overall ones are shown in days.
+    VXDictionary *applications = organizer.configuration().value(VXApplicationsKey).dictionary();
+    ASSERT_NE(applications, nullptr);
+    for (std::size_t i = 0; i < applications->size(); ++i) {
+        VXDictionary *application = applications->valueAt(i).dictionary();
+        if (application && itemName(*application) == u"Editor"_s) {
+            setTimeInterval(*application, 3.0 * 86400 + 7000, VXTimeKey);
+            setTimeInterval(*application, 2.0 * 86400 + 500, VXFrontTimeKey);
+        }
+    }
+    setTimeInterval(organizer.configuration(), 3.5 * 86400, VXOverallTimeKey);
+    organizer.controller->updateLists(&organizer);
+    organizer.appList()->expandAll();
+
+    Announcements apps(*organizer.appList()->model());
+    Announcements pools(*organizer.poolList()->model());
+    std::vector<std::uint64_t> windows;
+    int checkedTicks = 0, changedCells = 0, unchangedCells = 0;
+    for (int step = 0; step < 120; ++step) {
+        SCOPED_TRACE(step);
+        switch (random.bounded(8)) {
+        case 0:
+            windows.push_back(organizer.desktop.fake.openWindow(random.bounded(2) ? 10 : 20, u"Draft.txt"_s));
+            break;
+        case 1:
+            if (!windows.empty()) {
+                organizer.desktop.fake.closeWindow(windows.back());
+                windows.pop_back();
+            }
+            break;
+        case 2: organizer.desktop.fake.activate(random.bounded(2) ? 10 : 20); break;
+        default: break;   // ticks alone
+        }
+        const Looks appsBefore = looksInView(organizer.appList());
+        const Looks poolsBefore = looksInView(organizer.poolList());
+        apps.clear();
+        pools.clear();
+        organizer.time.advanceBy(0.5 + random.bounded(4) * 0.5);
+        for (const auto &[list, before, told] : {std::tuple {organizer.appList(), &appsBefore, &apps},
+                                                 std::tuple {organizer.poolList(), &poolsBefore, &pools}}) {
+            const Looks after = looksInView(list);
+            // Rows that came, went or moved are all drawn anew.
+            if (told->structural() || after.places != before->places)
+                continue;
+            ++checkedTicks;
+            for (qsizetype i = 0; i < after.cells.size(); ++i) {
+                if (after.looks[i] == before->looks[i]) {
+                    ++unchangedCells;
+                    continue;
+                }
+                ++changedCells;
+                EXPECT_TRUE(told->covers(after.cells[i])) << "not announced: " << after.looks[i].toStdString()
+                                                          << " (was " << before->looks[i].toStdString() << ")";
+            }
+        }
+    }
+    // The days moved on in view, and stood still as well.
+    EXPECT_GT(checkedTicks, 100);
+    EXPECT_GT(changedCells, 100);
+    EXPECT_GT(unchangedCells, 100);
+}
+
+// A time shown in days keeps its text for hours: its cell is announced only at the tick where
+// the text changes, not at every second.
+TEST(OrganizerTimeCells, ATimeShownInDaysIsAnnouncedOnlyWhenItsTextChanges)
+{
+    Organizer organizer;
+    organizer.startDay(1.0);
+    // An overall time a few seconds before its text in days changes.
+    double overall = 4.0 * 86400;
+    while (stringWithTimeInterval(overall, true) == stringWithTimeInterval(overall + 1.0, true))
+        overall += 1.0;
+    overall -= 6.0;
+    setTimeInterval(organizer.configuration(), overall, VXOverallTimeKey);
+    organizer.controller->updateLists(&organizer);
+
+    VXItemList *apps = organizer.appList();
+    const QModelIndex headerTotal = apps->model()->index(0, VXTotalColumn);
+    Announcements told(*apps->model());
+    int changed = 0, unchanged = 0;
+    for (int tick = 0; tick < 16; ++tick) {
+        SCOPED_TRACE(tick);
+        const QString before = headerTotal.data().toString();
+        told.clear();
+        organizer.time.advanceBy(1.0);
+        const QString after = headerTotal.data().toString();
+        ASSERT_TRUE(after.contains(u"days"_s)) << after.toStdString();
+        EXPECT_EQ(told.covers(headerTotal), after != before) << before.toStdString() << " -> " << after.toStdString();
+        ++(after != before ? changed : unchanged);
+    }
+    EXPECT_EQ(changed, 1);
+    EXPECT_GE(unchanged, 10);
 }
 
 // Rows out of sight, and rows under a closed row, that lost their items since they were last

@@ -250,6 +250,22 @@ TEST(VXItemAccessors, ItemNamesOfUnnamedPoolsMembersAndAnyApplication)
     EXPECT_EQ(itemName(*any), QStringLiteral("Any Application"));
     EXPECT_EQ(itemName(*pool(QString(), {any, mail})), QStringLiteral("Any Application | Mail"));
 
+    // A member with entries reads "<name> (<entries>)" as the format "%1 (%2)" fills it, a name
+    // with markers of the format's own in it too.
+    for (const QString &name :
+         {QStringLiteral("Mail"), QStringLiteral("50% done"), QStringLiteral("a%1b"), QStringLiteral("%2"),
+          QStringLiteral("%"), QStringLiteral("100%%"), QStringLiteral("x%L1")}) {
+        SCOPED_TRACE(name.toStdString());
+        VXDictionaryRef withEntries = member(name, QStringLiteral("org.example.Mail"));
+        VXArrayRef entries = VXMakeArray();
+        withEntries->insert(VXChildrenKey, entries);
+        for (int count = 1; count <= 12; ++count) {
+            entries->append(windowEntry(QStringLiteral("Doc %1").arg(count)));
+            EXPECT_EQ(itemName(*pool(QString(), {mail, withEntries})),
+                      QStringLiteral("Mail | ") + QStringLiteral("%1 (%2)").arg(name).arg(qulonglong(count)));
+        }
+    }
+
     // Items that are not pools answer their name as it is, blank or not.
     EXPECT_EQ(itemName(*dictionary({{VXNameKey, QStringLiteral(" ")}, {VXPathKey, VXWindowPathMarker}})),
               QStringLiteral(" "));
