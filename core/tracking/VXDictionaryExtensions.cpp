@@ -250,19 +250,13 @@ QString itemName(const VXDictionary &item)
             joined += itemName(*member);
             continue;
         }
-        // "<name> (<entries>)": the organizer names the pools in view on every tick, so the parts
-        // are appended rather than filled into a format. A name with a '%' still goes through
-        // the format, which reads a marker such as "%1" in it as its own.
-        const QString memberName = itemName(*member);
-        const auto count = static_cast<qulonglong>(entries->size());
-        if (memberName.contains(u'%')) {
-            joined += QStringLiteral("%1 (%2)").arg(memberName).arg(count);
-        } else {
-            joined += memberName;
-            joined += QLatin1StringView(" (");
-            joined += QString::number(count);
-            joined += u')';
-        }
+        // "<name> (<entries>)", the name as it is (a "%1" in it is text, not a place for the
+        // count); appended, not filled into a format: the organizer names the pools in view on
+        // every tick.
+        joined += itemName(*member);
+        joined += QLatin1StringView(" (");
+        joined += QString::number(static_cast<qulonglong>(entries->size()));
+        joined += u')';
     }
     return joined;
 }

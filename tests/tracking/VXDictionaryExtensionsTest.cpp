@@ -250,20 +250,26 @@ TEST(VXItemAccessors, ItemNamesOfUnnamedPoolsMembersAndAnyApplication)
     EXPECT_EQ(itemName(*any), QStringLiteral("Any Application"));
     EXPECT_EQ(itemName(*pool(QString(), {any, mail})), QStringLiteral("Any Application | Mail"));
 
-    // A member with entries reads "<name> (<entries>)" as the format "%1 (%2)" fills it, a name
-    // with markers of the format's own in it too.
-    for (const QString &name :
-         {QStringLiteral("Mail"), QStringLiteral("50% done"), QStringLiteral("a%1b"), QStringLiteral("%2"),
-          QStringLiteral("%"), QStringLiteral("100%%"), QStringLiteral("x%L1")}) {
-        SCOPED_TRACE(name.toStdString());
-        VXDictionaryRef withEntries = member(name, QStringLiteral("org.example.Mail"));
+    // A member with entries reads "<name> (<entries>)", its name as it is: what looks like a
+    // format's marker in it is text.
+    const struct {
+        const char16_t *name;
+        int entries;
+        const char16_t *shown;
+    } withCounts[] = {
+        {u"Mail", 1, u"Mail | Mail (1)"},         {u"Mail", 12, u"Mail | Mail (12)"},
+        {u"50% done", 3, u"Mail | 50% done (3)"}, {u"a%1b", 2, u"Mail | a%1b (2)"},
+        {u"%2", 10, u"Mail | %2 (10)"},           {u"%", 1, u"Mail | % (1)"},
+        {u"100%%", 4, u"Mail | 100%% (4)"},       {u"x%L1", 7, u"Mail | x%L1 (7)"},
+    };
+    for (const auto &row : withCounts) {
+        SCOPED_TRACE(QString::fromUtf16(row.name).toStdString());
+        VXDictionaryRef withEntries = member(QString::fromUtf16(row.name), QStringLiteral("org.example.Mail"));
         VXArrayRef entries = VXMakeArray();
+        for (int i = 0; i < row.entries; ++i)
+            entries->append(windowEntry(QStringLiteral("Doc %1").arg(i)));
         withEntries->insert(VXChildrenKey, entries);
-        for (int count = 1; count <= 12; ++count) {
-            entries->append(windowEntry(QStringLiteral("Doc %1").arg(count)));
-            EXPECT_EQ(itemName(*pool(QString(), {mail, withEntries})),
-                      QStringLiteral("Mail | ") + QStringLiteral("%1 (%2)").arg(name).arg(qulonglong(count)));
-        }
+        EXPECT_EQ(itemName(*pool(QString(), {mail, withEntries})), QString::fromUtf16(row.shown));
     }
 
     // Items that are not pools answer their name as it is, blank or not.
