@@ -129,7 +129,10 @@ public:
 
     static QString join(const QString &field, const QString &key) { return field.isEmpty() ? key : field + u'.' + key; }
 
-    static QString index(const QString &field, qsizetype i) { return QStringLiteral("%1[%2]").arg(field).arg(i); }
+    static QString index(const QString &field, qsizetype i)
+    {
+        return QStringLiteral("%1[%2]").arg(field, QString::number(i));
+    }
 
     bool number(const QJsonObject &object, const QString &field, const char *key, bool required, double *out)
     {
@@ -369,7 +372,7 @@ std::optional<VXScenario> VXScenario::fromJson(const QByteArray &json, QString *
     };
     if (parseError.error != QJsonParseError::NoError) {
         reader.fail(tr("scenario"),
-                    tr("not JSON (%1 at byte %2)").arg(parseError.errorString()).arg(parseError.offset));
+                    tr("not JSON (%1 at byte %2)").arg(parseError.errorString(), QString::number(parseError.offset)));
         return refuse();
     }
     if (!document.isObject()) {

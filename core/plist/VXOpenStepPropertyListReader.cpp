@@ -128,7 +128,7 @@ private:
             }
         }
         qCWarning(lcPlist).noquote()
-            << QStringLiteral("cannot read old-style property list: %1 at line %2").arg(message).arg(line);
+            << QStringLiteral("cannot read old-style property list: %1 at line %2").arg(message, QString::number(line));
         return false;
     }
     VXValue failed(const char16_t *at, const QString &message)

@@ -415,7 +415,7 @@ private:
         for (const char *p = m_begin; p < at && p < m_end; ++p)
             line += *p == '\n' ? 1 : 0;
         qCWarning(lcPlist).noquote()
-            << QStringLiteral("cannot read XML property list: %1 at line %2").arg(message).arg(line);
+            << QStringLiteral("cannot read XML property list: %1 at line %2").arg(message, QString::number(line));
         return false;
     }
     VXValue failed(const char *at, const QString &message)

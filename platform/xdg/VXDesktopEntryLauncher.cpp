@@ -144,6 +144,6 @@ bool VXLaunchApplication(const QString &bundlePath, QString *whyNot)
             *whyNot = QStringLiteral("cannot start <%1>").arg(command.program);
         return false;
     }
-    qCInfo(lcXdg).noquote() << QStringLiteral("launched <%1> (process %2)").arg(command.program).arg(pid);
+    qCInfo(lcXdg).noquote() << QStringLiteral("launched <%1> (process %2)").arg(command.program, QString::number(pid));
     return true;
 }
