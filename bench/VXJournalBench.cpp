@@ -6,7 +6,8 @@
 //                 [--journal-only]   (1. and 2. on the N-year record alone)
 //
 // --rows (with --first-saves-only): stops after the last of these saves of 5. (item-reset,
-// undo, redo, pool-reset, sort, day: the day of half-hourly saves), and when
+// undo, redo, pool-reset, sort, sort-flush: the flush after a sort change, day-flush and day:
+// the day of half-hourly saves and the flushes before them), and when
 // WENDLE_BENCH_PERF_CONTROL names the control fifo of a `perf record --control fifo:FIFO -D -1`,
 // profiles their main-thread parts alone (each save's times on the monotonic clock are printed,
 // to tell their samples apart with `-k monotonic`):
@@ -570,7 +571,10 @@ void firstSaves(int scale, const QStringList &rows = {}, int sortChanges = 1)
     // One save is at the mercy of the machine's load: with `sortChanges`, the column changes back
     // and forth that many times (each change re-sorts every list), and the median is given.
     std::vector<double> sorts;
+    // (Each change comes a while after the last save, as the user's would: the journal has
+    // flushed in between.)
     for (int i = 0; i < std::max(sortChanges, 1); ++i) {
+        ticks(VXJournal::kFlushInterval + 1);
         controller.setSortColumn(controller.sortColumn() == 0 ? 2 : 0);
         ticks(1);
         sorts.push_back(halfHourly(QStringLiteral("sort")));
@@ -583,14 +587,44 @@ void firstSaves(int scale, const QStringList &rows = {}, int sortChanges = 1)
                     afterSort, sorted.back());
     if (rowDone)
         return;
+    // As the program meets a sort change: the journal's next flush finds every list sorted anew,
+    // which an entry cannot say, and saves the tree whole.
+    std::vector<double> sortFlushes;
+    std::vector<double> sortActions;
+    for (int i = 0; i < std::max(sortChanges, 1); ++i) {
+        ticks(VXJournal::kFlushInterval + 1);
+        sortActions.push_back(measured([&] { controller.setSortColumn(controller.sortColumn() == 0 ? 2 : 0); }));
+        ticks(1);
+        sortFlushes.push_back(flush(QStringLiteral("sort-flush")));
+    }
+    std::sort(sortActions.begin(), sortActions.end());
+    std::sort(sortFlushes.begin(), sortFlushes.end());
+    std::printf("sort, %zu changes, the flush that follows (saving whole): best %.1f ms, median %.1f ms, worst "
+                "%.1f ms\n",
+                sortFlushes.size(), sortFlushes.front(), sortFlushes[sortFlushes.size() / 2], sortFlushes.back());
+    std::printf("  the sort changes themselves (the forced tick that sorts every list): best %.1f ms, median %.1f "
+                "ms, worst %.1f ms\n",
+                sortActions.front(), sortActions[sortActions.size() / 2], sortActions.back());
+    if (rowDone)
+        return;
+    // A day of saves, each after a flush of the journal (which compares the windows of the
+    // save's slice ahead of it), as between two half-hourly saves.
     double best = 1e9;
     double worst = 0;
+    double flushBest = 1e9;
+    double flushWorst = 0;
     for (std::uint64_t round = 0; round < VXJournal::kVerifyRounds; ++round) {
+        ticks(1);
+        const double flushed = flush(QStringLiteral("day-flush"));
+        flushBest = std::min(flushBest, flushed);
+        flushWorst = std::max(flushWorst, flushed);
         ticks(1);
         const double seconds = halfHourly(QStringLiteral("day"));
         best = std::min(best, seconds);
         worst = std::max(worst, seconds);
     }
+    std::printf("a day of half-hourly saves, the flushes before them: best %.1f ms, worst %.1f ms\n", flushBest,
+                flushWorst);
     if (rowDone)
         return;
     QFile record(folders.record());
