@@ -698,6 +698,9 @@ struct VXJournal::Mark {
     std::size_t savedTableSize = 0;
     std::uint32_t savedTableChanges = 0;
     std::vector<const VXDictionary *> savedChildren;
+    // Once the lists were sorted anew: `savedChildren` holds the saved windows in the order
+    // listed then, and this their places in the saved list (empty while they are in saved order).
+    std::vector<std::uint32_t> savedPlaces;
     std::vector<std::pair<const VXDictionary *, const Mark *>> windowMarks;
     // Pool items: where the record holds them.
     std::uint8_t depth = 0;
@@ -867,6 +870,7 @@ struct VXJournal::Encoder {
         mark.savedTableSize = table ? table->size() : 0;
         mark.savedTableChanges = table ? table->changeCount() : 0;
         mark.savedChildren.clear();
+        mark.savedPlaces.clear();
         if (const VXArray *list = application.value(VXChildrenKey).array()) {
             mark.savedChildren.reserve(list->size());
             for (const VXValue &child : *list)
@@ -1150,8 +1154,11 @@ struct VXJournal::Encoder {
         std::sort(changed.begin(), changed.end());
         if (list) {
             const std::vector<const VXDictionary *> &saved = mark.savedChildren;
-            if (saved.size() != savedList.array()->size())
+            const std::size_t savedCount = savedList.array()->size();
+            const std::vector<std::uint32_t> &placed = mark.savedPlaces;
+            if (placed.empty() ? saved.size() != savedCount : placed.size() != saved.size())
                 return answer;
+            const auto placeOf = [&](std::size_t j) { return placed.empty() ? j : std::size_t(placed[j]); };
             // A list of windows is never packed: its elements are read in place.
             if (list->isPacked() && !list->isEmpty())
                 return answer;
@@ -1177,7 +1184,7 @@ struct VXJournal::Encoder {
                     return answer;
                 if (j < saved.size() && saved[j] == window) {
                     // (A changed window at its saved place is compared with its saved self.)
-                    from[i] = std::ptrdiff_t(j++);
+                    from[i] = std::ptrdiff_t(placeOf(j++));
                     if (isChanged(window))
                         answer.list.changed.push_back(i);
                     continue;
@@ -1189,7 +1196,7 @@ struct VXJournal::Encoder {
                 while (j < saved.size() && isChanged(saved[j]))
                     ++j;
                 if (j < saved.size() && saved[j] == window) {
-                    from[i] = std::ptrdiff_t(j++);
+                    from[i] = std::ptrdiff_t(placeOf(j++));
                     continue;
                 }
                 sameOrder = false;
@@ -1200,7 +1207,7 @@ struct VXJournal::Encoder {
                 // Positions are kept as addresses one past them, so that 0 stays "none".
                 VXAddressMap places(saved.size());
                 for (std::size_t j = 0; j < saved.size(); ++j)
-                    places.insert(saved[j], reinterpret_cast<const void *>(j + 1));
+                    places.insert(saved[j], reinterpret_cast<const void *>(placeOf(j) + 1));
                 for (i = 0; i < count; ++i) {
                     if (i + kPlacesAhead < count)
                         places.prefetch(windows[i + kPlacesAhead].dictionary());
@@ -1223,6 +1230,57 @@ struct VXJournal::Encoder {
         }
         answer.known = true;
         return answer;
+    }
+
+    // Every list of windows was sorted anew (another column): the saved windows of each
+    // application are put in the order listed now, with their places in the saved list, so that
+    // the save that follows finds them in order instead of looking each one up. (The lookups
+    // are made here, in the change that sorted the lists, rather than in the save.)
+    void followSortedLists()
+    {
+        for (auto &[item, mark] : marks) {
+            if (!mark.depth && !mark.application)
+                followSortedList(mark, *item);
+        }
+    }
+
+    static void followSortedList(Mark &mark, const VXDictionary &application)
+    {
+        const VXArray *list = application.value(VXChildrenKey).array();
+        const VXDictionary *table = application.value(VXWindowsByNameKey).dictionary();
+        const VXArray *savedList = mark.base ? mark.base->value(VXChildrenKey).array() : nullptr;
+        std::vector<const VXDictionary *> &saved = mark.savedChildren;
+        std::vector<std::uint32_t> &placed = mark.savedPlaces;
+        if (!mark.asSaved || !list || !table || !savedList || saved.empty() || list->isPacked()
+            || (placed.empty() ? saved.size() != savedList->size() : placed.size() != saved.size()))
+            return;
+        // A window taken out of the table since the save may have left its address to another
+        // (the save then compares the list whole in any case).
+        if (table != mark.savedTable.get() || table->size() < mark.savedTableSize
+            || table->changeCount() - mark.savedTableChanges != std::uint32_t(table->size() - mark.savedTableSize))
+            return;
+        // Places are kept as addresses one past them, so that 0 stays "none".
+        VXAddressMap places(saved.size());
+        for (std::size_t j = 0; j < saved.size(); ++j)
+            places.insert(saved[j], reinterpret_cast<const void *>(std::uintptr_t(placed.empty() ? j : placed[j]) + 1));
+        std::vector<const VXDictionary *> order;
+        std::vector<std::uint32_t> orderPlaces;
+        order.reserve(std::min(list->size(), saved.size()));
+        orderPlaces.reserve(order.capacity());
+        const VXValue *windows = list->size() ? &list->objectAt(0) : nullptr;
+        for (std::size_t i = 0; i < list->size(); ++i) {
+            if (i + kPlacesAhead < list->size())
+                places.prefetch(windows[i + kPlacesAhead].dictionary());
+            const VXDictionary *window = windows[i].dictionary();
+            // (A window listed since the save has no saved place.)
+            const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(places.find(window));
+            if (at && at - 1 < savedList->size()) {
+                order.push_back(window);
+                orderPlaces.push_back(std::uint32_t(at - 1));
+            }
+        }
+        saved = std::move(order);
+        placed = std::move(orderPlaces);
     }
 
     bool inVerifiedSlice(const Mark &mark) const
@@ -1817,6 +1875,8 @@ void VXJournal::noteChange()
 void VXJournal::noteListsSorted()
 {
     // The windows the tick changed are known (noteTick): only the lists moved besides.
+    if (m_marksHold)
+        m_encoder->followSortedLists();
     m_saveWhole = true;
     noteChange();
 }

@@ -307,6 +307,12 @@ TEST(IncrementalSnapshots, SavesAfterEveryKindOfChangeWriteTheWholeTreesFile)
              day.controller.importConfiguration(imported, VXDictionaryRef(), [](bool) {});
          }},
         {"forced tick", [](TrackedDesktop &day) { day.controller.updateLists(&day); }},
+        // Every list in another order, or with dormant windows listed or not.
+        {"sort column", [](TrackedDesktop &day) { day.controller.setSortColumn(int(day.random() % 3)); }},
+        {"dormant windows shown or hidden",
+         [](TrackedDesktop &day) {
+             day.settings.defaults->setBool(day.random() % 2 == 0, VXShowInactiveApplicationItemsKey);
+         }},
     };
     int told = 0;
     int saves = 0;
@@ -314,6 +320,8 @@ TEST(IncrementalSnapshots, SavesAfterEveryKindOfChangeWriteTheWholeTreesFile)
         SCOPED_TRACE(testing::Message() << "seed " << seed);
         TrackedDesktop day(seed);
         VXConfigurationStore &store = day.controller.store();
+        // (Half of the days with the windows closed listed too, which a sort puts in new places.)
+        day.settings.defaults->setBool(seed % 2 == 0, VXShowInactiveApplicationItemsKey);
         std::string done;
         for (int step = 0; step < 160; ++step) {
             day.step();
