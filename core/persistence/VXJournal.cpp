@@ -788,6 +788,10 @@ struct VXJournal::Encoder {
     // kVerifyRounds saves. `round` picks the slice; `missed` counts what the comparison found.
     std::uint64_t round = 0;
     std::size_t missed = 0;
+    // The round whose windows a flush compared ahead of its save (see verifyAhead), so that the
+    // save need not; none after a save or a restore.
+    static constexpr std::uint64_t kNoRound = ~std::uint64_t(0);
+    std::uint64_t verifiedRound = kNoRound;
 
     void noteTickWindows(const VXTickWindows *windows)
     {
@@ -887,6 +891,7 @@ struct VXJournal::Encoder {
         // The tree is as saved: what the ticks changed before is in the snapshot.
         forgetTickWindows();
         windowsAnswers.clear();
+        verifiedRound = kNoRound;
         base = snapshot;
         nextNumber = 0;
         broken = false;
@@ -992,8 +997,8 @@ struct VXJournal::Encoder {
             return nullptr;
         Mark &mark = found->second;
         const bool application = !mark.depth && !mark.application;
-        if (application)
-            verifyWindows(mark, live);
+        if (application && verifiedRound != round)
+            verifyWindows(mark, live, round);
         if (mark.moved || !mark.tiedTo(live))
             return nullptr;
         if (!inVerifiedSlice(mark))
@@ -1045,7 +1050,7 @@ struct VXJournal::Encoder {
     // The slice of an application's windows each save compares with the saved ones whatever
     // their marks say (every window within kVerifyRounds saves): one found changed gets a moved
     // mark, so that the save copies it.
-    void verifyWindows(Mark &application, const VXDictionary &live)
+    void verifyWindows(Mark &application, const VXDictionary &live, std::uint64_t inRound)
     {
         const VXDictionary *table = live.value(VXWindowsByNameKey).dictionary();
         const VXDictionary *saved = application.base->value(VXWindowsByNameKey).dictionary();
@@ -1065,7 +1070,7 @@ struct VXJournal::Encoder {
                     __builtin_prefetch(window);
             }
         };
-        for (std::size_t i = round % step; i < table->size(); i += step) {
+        for (std::size_t i = inRound % step; i < table->size(); i += step) {
             prefetch(i + 8 * step, false);
             prefetch(i + 4 * step, true);
             const VXDictionary::Entry &entry = table->entries()[i];
@@ -1091,6 +1096,24 @@ struct VXJournal::Encoder {
             mark.tie(*window);
             missedChange(mark);
         }
+    }
+
+    // The windows the next save would compare, compared now (between two saves, while nothing
+    // else is done): the save then finds what they changed in their marks, as if it had compared
+    // them itself. What changes between now and the save is caught in a later round.
+    void verifyAhead()
+    {
+        if (verifiedRound == round + 1 || !base)
+            return;
+        // (A missed change adds a window's mark: the applications' are gathered first.)
+        std::vector<std::pair<Mark *, const VXDictionary *>> applications;
+        for (auto &[item, mark] : marks) {
+            if (!mark.depth && !mark.application && mark.base)
+                applications.emplace_back(&mark, item);
+        }
+        for (const auto &[mark, application] : applications)
+            verifyWindows(*mark, *application, round + 1);
+        verifiedRound = round + 1;
     }
 
     // What a save may take from the last one for a live container: an item that did not move,
@@ -1984,8 +2007,13 @@ void VXJournal::flush()
         // in memory meanwhile.
         if (m_store.saveFailure().isEmpty())
             m_store.writeWhole();
-    } else if (!payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload)))
+    } else if (!payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload))) {
         m_saveWhole = true;
+    } else if (m_marksHold) {
+        // The next save's share of the comparisons that catch unreported changes, made here
+        // rather than in the save's own pause.
+        m_encoder->verifyAhead();
+    }
 }
 
 std::size_t VXJournal::missedChanges() const
