@@ -702,6 +702,8 @@ struct VXJournal::Mark {
     // listed then, and this their places in the saved list (empty while they are in saved order).
     std::vector<std::uint32_t> savedPlaces;
     std::vector<std::pair<const VXDictionary *, const Mark *>> windowMarks;
+    // Applications: the round whose slice of windows was last compared with the saved ones.
+    std::uint64_t verifiedInRound = ~std::uint64_t(0);
     // Pool items: where the record holds them.
     std::uint8_t depth = 0;
     std::array<std::uint32_t, 3> path {};
@@ -788,8 +790,8 @@ struct VXJournal::Encoder {
     // kVerifyRounds saves. `round` picks the slice; `missed` counts what the comparison found.
     std::uint64_t round = 0;
     std::size_t missed = 0;
-    // The round whose windows a flush compared ahead of its save (see verifyAhead), so that the
-    // save need not; none after a save or a restore.
+    // The round whose windows the flushes compared ahead of its save (see verifyAhead), all of
+    // them, so that the save need not; none after a save or a restore.
     static constexpr std::uint64_t kNoRound = ~std::uint64_t(0);
     std::uint64_t verifiedRound = kNoRound;
 
@@ -997,7 +999,7 @@ struct VXJournal::Encoder {
             return nullptr;
         Mark &mark = found->second;
         const bool application = !mark.depth && !mark.application;
-        if (application && verifiedRound != round)
+        if (application && mark.verifiedInRound != round)
             verifyWindows(mark, live, round);
         if (mark.moved || !mark.tiedTo(live))
             return nullptr;
@@ -1050,12 +1052,15 @@ struct VXJournal::Encoder {
     // The slice of an application's windows each save compares with the saved ones whatever
     // their marks say (every window within kVerifyRounds saves): one found changed gets a moved
     // mark, so that the save copies it.
-    void verifyWindows(Mark &application, const VXDictionary &live, std::uint64_t inRound)
+    // Answers how many windows it compared.
+    std::size_t verifyWindows(Mark &application, const VXDictionary &live, std::uint64_t inRound)
     {
+        application.verifiedInRound = inRound;
+        std::size_t compared = 0;
         const VXDictionary *table = live.value(VXWindowsByNameKey).dictionary();
         const VXDictionary *saved = application.base->value(VXWindowsByNameKey).dictionary();
         if (!table || !saved)
-            return;
+            return compared;
         // The windows lie all over the heap: those a few steps ahead are fetched meanwhile, the
         // dictionaries first, then (once those are in) their entries.
         constexpr std::size_t step = VXJournal::kVerifyRounds;
@@ -1071,6 +1076,7 @@ struct VXJournal::Encoder {
             }
         };
         for (std::size_t i = inRound % step; i < table->size(); i += step) {
+            ++compared;
             prefetch(i + 8 * step, false);
             prefetch(i + 4 * step, true);
             const VXDictionary::Entry &entry = table->entries()[i];
@@ -1096,24 +1102,31 @@ struct VXJournal::Encoder {
             mark.tie(*window);
             missedChange(mark);
         }
+        return compared;
     }
 
-    // The windows the next save would compare, compared now (between two saves, while nothing
-    // else is done): the save then finds what they changed in their marks, as if it had compared
-    // them itself. What changes between now and the save is caught in a later round.
-    void verifyAhead()
+    // The windows the next save would compare, compared now (between two saves, a share at each
+    // flush): the save then finds what they changed in their marks, as if it had compared them
+    // itself, and compares only the applications not done yet. What changes after an
+    // application's windows were compared is caught in a later round.
+    void verifyAhead(std::size_t windowsAtMost)
     {
-        if (verifiedRound == round + 1 || !base)
+        const std::uint64_t next = round + 1;
+        if (verifiedRound == next || !base)
             return;
         // (A missed change adds a window's mark: the applications' are gathered first.)
         std::vector<std::pair<Mark *, const VXDictionary *>> applications;
         for (auto &[item, mark] : marks) {
-            if (!mark.depth && !mark.application && mark.base)
+            if (!mark.depth && !mark.application && mark.base && mark.verifiedInRound != next)
                 applications.emplace_back(&mark, item);
         }
-        for (const auto &[mark, application] : applications)
-            verifyWindows(*mark, *application, round + 1);
-        verifiedRound = round + 1;
+        std::size_t compared = 0;
+        for (const auto &[mark, application] : applications) {
+            if (compared >= windowsAtMost)
+                return;
+            compared += verifyWindows(*mark, *application, next);
+        }
+        verifiedRound = next;
     }
 
     // What a save may take from the last one for a live container: an item that did not move,
@@ -2010,9 +2023,9 @@ void VXJournal::flush()
     } else if (!payload->isEmpty() && !m_store.appendToJournal(VXJournalFile::frame(*payload))) {
         m_saveWhole = true;
     } else if (m_marksHold) {
-        // The next save's share of the comparisons that catch unreported changes, made here
+        // A share of the next save's comparisons that catch unreported changes, made here
         // rather than in the save's own pause.
-        m_encoder->verifyAhead();
+        m_encoder->verifyAhead(m_windowsVerifiedPerFlush);
     }
 }
 

@@ -34,7 +34,8 @@
 // many as the record holds). Changes made in place, which no count sees,
 // are caught by the slice each save compares in full (every item within kVerifyRounds saves:
 // a slice of the applications' own values and of every application's windows, so that no save
-// compares a whole heavy window table) and logged. The sampler tells the journal which windows,
+// compares a whole heavy window table; the windows' share is compared ahead by the flushes
+// between two saves where there are any) and logged. The sampler tells the journal which windows,
 // applications and pool items each tick may have changed (VXTickWindows), so an entry between saves compares those, not
 // every item of the record; the entry a save writes first still compares every item (an
 // application's windows: those the ticks named). For an application that moved, the save takes
@@ -129,6 +130,9 @@ public:
     // journal says (a day's worth): a change that reached the tree by a path no one reported is
     // in the record within that many saves, and logged.
     static constexpr std::uint64_t kVerifyRounds = 48;
+    // The windows a flush compares ahead of the next save at most (their application's slice
+    // finished): a ten-year record's slice is spread over two or three flushes.
+    static constexpr std::size_t kWindowsVerifiedPerFlush = 4096;
 
     VXJournal(VXScheduler &scheduler, VXConfigurationStore &store, std::function<VXDictionaryRef()> configuration);
     ~VXJournal();
@@ -190,6 +194,8 @@ public:
     // How many items the slice compared at the saves found changed although the journal called
     // them settled (each is logged; the save copied it).
     std::size_t missedChanges() const;
+    // The windows a flush compares ahead of the next save at most (kWindowsVerifiedPerFlush).
+    void setWindowsVerifiedPerFlush(std::size_t windows) { m_windowsVerifiedPerFlush = windows; }
 
 private:
     struct Mark;
@@ -210,5 +216,6 @@ private:
     // The marks describe the live tree as it is now (settledSince ran, no tick since): a full
     // save of it keeps them.
     bool m_marksCurrent = false;
+    std::size_t m_windowsVerifiedPerFlush = kWindowsVerifiedPerFlush;
     std::unique_ptr<Encoder> m_encoder;
 };
