@@ -19,6 +19,7 @@
 #include "VXVirtualScheduler.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTextStream>
 
@@ -568,6 +569,35 @@ TEST(VXInPlaceRecord, DamageMetReadingAheadIsAnsweredAsWithoutIt)
             }
         }
     }
+}
+
+TEST(VXInPlaceRecord, ALongRecordIsMappedWithTwoThreadsAndReadAsTheTree)
+{
+    // Past 32 MB a second thread maps the file's pages from its end while the opening thread maps
+    // them from its start; closing the record waits for it, even when it is still at work.
+    VXEnsureCoreApplication();
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("Default.plist"));
+    const VXDictionaryRef configuration = randomRecord(5);
+    configuration->insert(QStringLiteral("Padding"), QByteArray(40 << 20, 'x'));
+    ASSERT_TRUE(writeToBinaryFile(VXValue(configuration), path, true));
+    ASSERT_GT(QFileInfo(path).size(), qint64(40) << 20);
+    const VXDictionaryRef tree = VXReadRecordFile(path).configuration;
+    ASSERT_TRUE(tree);
+    for (int i = 0; i < 5; ++i)
+        ASSERT_TRUE(VXMappedRecord::open(path));   // closed at once
+    const std::unique_ptr<VXMappedRecord> record = VXMappedRecord::open(path);
+    ASSERT_TRUE(record);
+    const VXDictionaryRef root = record->rootWithoutItems();
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->value(QStringLiteral("Padding")).dataRef().size(), 40 << 20);
+    const QString expected = VXExportCommand::summaryTable(*tree, kFirst - 86400.0, kLast, 1);
+    EXPECT_FALSE(expected.isEmpty());
+    const std::optional<QString> inPlace
+        = VXExportCommand::summaryTable(record->view(), *root, kFirst - 86400.0, kLast, 1);
+    ASSERT_TRUE(inPlace);
+    EXPECT_EQ(expected.toStdString(), inPlace->toStdString());
 }
 
 TEST(VXInPlaceRecord, AJournalWithEntriesSendsTheCommandsToTheTree)
