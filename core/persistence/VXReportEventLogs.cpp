@@ -183,9 +183,9 @@ const QSet<QString> &logsAndTables()
 // chain of dependent loads after another: a second thread, with its own view, keeps twice as many
 // of them under way. The items are made in runs, the calling thread's from the first, the other
 // thread's from the last, until they meet; the calling thread never waits for the other (on a busy
-// machine it may make them all), and uses only the runs the other has finished. An entry made ahead is the one the walk would make, of the same reads; an item met at
-// or after damage is left for the walk, which then meets the damage itself, in its own order and
-// with its own report.
+// machine it may make them all), and uses only the runs the other has finished. An entry made
+// ahead is the one the walk would make, of the same reads; an item met at or after damage is left
+// for the walk, which then meets the damage itself, in its own order and with its own report.
 struct ViewReadAhead {
     using Item = VXBinaryPropertyListView::Object;
     using Container = VXBinaryPropertyListView::Container;
