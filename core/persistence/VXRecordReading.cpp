@@ -14,7 +14,11 @@
 #include <malloc.h>
 #endif
 
+#include <algorithm>
 #include <future>
+#include <mutex>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include <sys/mman.h>
@@ -167,16 +171,74 @@ std::unique_ptr<VXMappedRecord> VXMappedRecord::open(const QString &path)
     record->m_view = std::make_unique<VXBinaryPropertyListView>(record->m_data);
     if (record->m_view->isDamaged())
         return nullptr;
-#ifdef MADV_POPULATE_READ
-    // The commands read a little of nearly every page of a long record (each item's logs' last
-    // numbers): its pages mapped in one call rather than a fault at a time.
-    madvise(record->m_mapped, std::size_t(size), MADV_POPULATE_READ);
-#endif
+    record->populate(std::size_t(size));
     return record;
+}
+
+// The pages of a long record mapped in slices by two threads, this one's from the first, the
+// other's from the last, until they meet.
+struct VXMappedRecord::Population {
+    static constexpr std::size_t kSlice = std::size_t(8) << 20;
+
+    uchar *mapped = nullptr;
+    std::size_t size = 0;
+    std::thread other;
+
+    // Maps slices from one side until none is left.
+    void run(int side)
+    {
+#ifdef MADV_POPULATE_READ
+        for (;;) {
+            std::size_t slice = 0;
+            {
+                const std::lock_guard<std::mutex> lock(mutex);
+                if (front == back)
+                    return;
+                slice = side == 0 ? front++ : --back;
+            }
+            const std::size_t from = slice * kSlice;
+            madvise(mapped + from, std::min(kSlice, size - from), MADV_POPULATE_READ);
+        }
+#else
+        Q_UNUSED(side);
+#endif
+    }
+
+    Population(uchar *at, std::size_t bytes) : mapped(at), size(bytes), back((bytes + kSlice - 1) / kSlice) { }
+    ~Population()
+    {
+        if (other.joinable())
+            other.join();
+    }
+
+private:
+    std::mutex mutex;
+    std::size_t front = 0;
+    std::size_t back = 0;
+};
+
+VXMappedRecord::VXMappedRecord() = default;
+
+void VXMappedRecord::populate(std::size_t size)
+{
+    // The commands read a little of nearly every page of a long record (each item's logs' last
+    // numbers): its pages mapped in a few calls rather than a fault at a time. This thread never
+    // waits for the other, which may still be mapping a slice when this one returns: a page not
+    // mapped yet is faulted in when read.
+    m_population = std::make_unique<Population>(m_mapped, size);
+    if (size > 4 * Population::kSlice) {
+        try {
+            m_population->other = std::thread(&Population::run, m_population.get(), 1);
+        } catch (const std::system_error &) {
+            // This thread maps it all.
+        }
+    }
+    m_population->run(0);
 }
 
 VXMappedRecord::~VXMappedRecord()
 {
+    m_population.reset();
     m_view.reset();
     if (m_mapped)
         m_file.unmap(m_mapped);

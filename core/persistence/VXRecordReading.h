@@ -85,10 +85,13 @@ public:
     VXDictionaryRef rootWithoutItems();
 
 private:
-    VXMappedRecord() = default;
+    struct Population;
+    VXMappedRecord();
+    void populate(std::size_t size);
 
     QFile m_file;
     uchar *m_mapped = nullptr;
     QByteArray m_data;
     std::unique_ptr<VXBinaryPropertyListView> m_view;
+    std::unique_ptr<Population> m_population;   // its thread joined before the file is unmapped
 };

@@ -13,7 +13,13 @@
 #include <QSet>
 
 #include <algorithm>
+#include <atomic>
+#include <limits>
+#include <memory>
+#include <mutex>
 #include <optional>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -43,14 +49,17 @@ template <class Source> struct Collector {
         Item item;
     };
 
-    // The clipped entries of the items that pass the filters, in the organizer's order.
-    std::vector<Kept> keptEntries(const std::vector<Item> &items) const
+    // The clipped entries of the items that pass the filters, in the organizer's order. `ahead`
+    // holds what was read of the items beforehand, when anything was.
+    std::vector<Kept> keptEntries(const std::vector<Item> &items, typename Source::Ahead *ahead) const
     {
         std::vector<Kept> kept;
-        kept.reserve(items.size());
-        for (const Item &item : items) {
+        if (!source.takeKept(ahead, kept))
+            kept.reserve(items.size());
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            const Item &item = items[i];
             bool hasEvents = false;
-            VXDictionaryRef entry = source.entry(item, timestamp, otherTimestamp, &hasEvents);
+            VXDictionaryRef entry = source.entry(item, timestamp, otherTimestamp, &hasEvents, ahead, i);
             if (!entry || (settings.liveReportContent == kContentItemsWithEvents && !hasEvents))
                 continue;
             kept.push_back({VXValue(std::move(entry)), item});
@@ -73,12 +82,24 @@ template <class Source> struct Collector {
         return sorted;
     }
 
-    void collect(const std::vector<Item> &items, int depth, int lastDepth, Children childrenOf) const
+    void collect(const std::vector<Item> &items, int depth, int lastDepth, Children childrenOf,
+                 typename Source::Ahead *ahead = nullptr) const
     {
-        for (const Kept &kept : keptEntries(items)) {
-            visit(kept.entry.dictionaryRef(), depth);
-            if (depth < lastDepth)
-                collect(childrenOf(source, kept.item, depth), depth + 1, lastDepth, childrenOf);
+        const std::vector<Kept> kept = keptEntries(items, ahead);
+        // What the level below needs of the file, read before it is walked (on two threads, when
+        // there is much of it).
+        typename Source::ReadAhead below;
+        if (depth < lastDepth)
+            below = source.readAhead(kept, depth, childrenOf, timestamp, otherTimestamp);
+        for (std::size_t i = 0; i < kept.size(); ++i) {
+            visit(kept[i].entry.dictionaryRef(), depth);
+            if (depth < lastDepth) {
+                typename Source::Ahead *childrenAhead = below.of(i);
+                // Children whose entries were all made ahead are not read again.
+                collect(childrenAhead && childrenAhead->whole ? std::vector<Item>()
+                                                              : childrenOf(source, kept[i].item, depth),
+                        depth + 1, lastDepth, childrenOf, childrenAhead);
+            }
         }
     }
 };
@@ -86,12 +107,27 @@ template <class Source> struct Collector {
 // The items of the tree; content 0 leaves out those without a row in the organizer's lists.
 struct TreeSource {
     using Item = VXValue;
+    // The tree is walked as it is, without reading ahead.
+    struct Ahead {
+        bool whole = false;
+    };
+    struct ReadAhead {
+        Ahead *of(std::size_t) { return nullptr; }
+    };
     const VXReportContentSettings &settings;
     const VXListRows *rows;
     HasRow hasRow = nullptr;
     VXEventLogClipCache *cache = nullptr;
 
-    VXDictionaryRef entry(const VXValue &value, double timestamp, double otherTimestamp, bool *hasEvents) const
+    template <class Kept, class Children>
+    ReadAhead readAhead(const std::vector<Kept> &, int, Children, double, double) const
+    {
+        return {};
+    }
+    template <class Kept> bool takeKept(Ahead *, std::vector<Kept> &) const { return false; }
+
+    VXDictionaryRef entry(const VXValue &value, double timestamp, double otherTimestamp, bool *hasEvents, Ahead *,
+                          std::size_t) const
     {
         VXDictionaryRef item = value.dictionaryRef();
         if (!item || (settings.liveReportContent == kContentListedItems && rows && !(rows->*hasRow)(*item)))
@@ -142,19 +178,115 @@ const QSet<QString> &logsAndTables()
     return keys;
 }
 
+// The entries of the items below the kept items of a level, made before that level is walked. A
+// walk over the windows of a long record's applications is bound by the latency of its reads, one
+// chain of dependent loads after another: a second thread, with its own view, keeps twice as many
+// of them under way. The items are made in runs, the calling thread's from the first, the other
+// thread's from the last, until they meet; the calling thread never waits for the other (on a busy
+// machine it may make them all), and uses only the runs the other has finished. An entry made
+// ahead is the one the walk would make, of the same reads; an item met at or after damage is left
+// for the walk, which then meets the damage itself, in its own order and with its own report.
+struct ViewReadAhead {
+    using Item = VXBinaryPropertyListView::Object;
+    using Container = VXBinaryPropertyListView::Container;
+    enum : std::uint8_t { Made = 1, HasEvents = 2, HasEntry = 4 };
+
+    // One kept item's children: their entries, handed out in their order.
+    struct Children {
+        bool whole = false;   // every child's entry was made
+        const std::uint8_t *flags = nullptr;
+        VXDictionaryRef *entries = nullptr;   // the children's entries, null ones left out
+        const Item *items = nullptr;   // the children of these entries
+        std::size_t count = 0;   // children
+        std::size_t entryCount = 0;
+        std::size_t nextEntry = 0;
+
+        // The entry of child `i`, when it was made ahead: children are asked for in order.
+        bool take(std::size_t i, VXDictionaryRef &entry, bool *hasEvents)
+        {
+            if (i >= count || !(flags[i] & Made))
+                return false;
+            *hasEvents = flags[i] & HasEvents;
+            if (flags[i] & HasEntry)
+                entry = std::move(entries[nextEntry++]);
+            return true;
+        }
+    };
+
+    // A run of items, made by one thread: it is the calling thread's to read once `done`.
+    struct Run {
+        std::atomic<bool> done {false};
+        std::vector<std::uint8_t> flags;
+        std::vector<VXDictionaryRef> entries;
+        std::vector<Item> items;
+    };
+
+    // What both threads read, and the other thread, joined before any of it goes.
+    struct Work {
+        std::vector<Container> tables;
+        std::vector<std::size_t> starts;   // of each table's children, and their total last
+        std::size_t runSize = 0;
+        std::unique_ptr<Run[]> runs;
+        std::size_t runCount = 0;
+        std::unique_ptr<VXBinaryPropertyListView> views[2];
+        std::thread other;
+
+        // The next run of a side (0 from the first, 1 from the last); none once they met.
+        std::optional<std::size_t> nextRun(int side)
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            if (front == back)
+                return std::nullopt;
+            return side == 0 ? front++ : --back;
+        }
+        void setRunCount(std::size_t count)
+        {
+            runCount = count;
+            back = count;
+        }
+
+        ~Work()
+        {
+            if (other.joinable())
+                other.join();
+        }
+
+    private:
+        std::mutex mutex;
+        std::size_t front = 0;
+        std::size_t back = 0;
+    };
+
+    std::unique_ptr<Work> work;
+    std::vector<std::uint8_t> flags;
+    std::vector<VXDictionaryRef> entries;
+    std::vector<Item> items;
+    std::vector<Children> children;
+
+    Children *of(std::size_t i) { return i < children.size() ? &children[i] : nullptr; }
+};
+
 // The items of a record read in place. An entry holds an item's name, type, path and times, but
 // neither its clipped logs nor the item itself.
 struct ViewSource {
     using Item = VXBinaryPropertyListView::Object;
     using Container = VXBinaryPropertyListView::Container;
+    using Kind = VXBinaryPropertyListView::Kind;
+    using Ahead = ViewReadAhead::Children;
+    using ReadAhead = ViewReadAhead;
 
     // The keys an item is read by, in one pass over its keys.
     enum { ActiveLog, FrontActiveLog, Name, Path, Type, MatchAnyApplication, KeyCount };
 
     // The times first: most items of a long record have none in a short range, and are not
     // decoded at all then.
-    VXDictionaryRef entry(const Item &object, double timestamp, double otherTimestamp, bool *hasEvents)
+    VXDictionaryRef entry(const Item &object, double timestamp, double otherTimestamp, bool *hasEvents, Ahead *ahead,
+                          std::size_t index)
     {
+        // After damage the walk hands out nothing more, as without reading ahead.
+        VXDictionaryRef made;
+        if (ahead && !view.isDamaged() && ahead->take(index, made, hasEvents))
+            return made;
         static const VXBinaryPropertyListView::Keys keys {VXActiveLogKey, VXFrontActiveLogKey,     VXNameKey, VXPathKey,
                                                           VXTypeKey,      VXMatchAnyApplicationKey};
         const Container item = view.container(object);
@@ -238,8 +370,136 @@ struct ViewSource {
         return text;
     }
 
+    // The entries of children that were all made ahead, in their order: without an entry of its
+    // own, a child is left out as the walk would leave it out.
+    template <class Kept> bool takeKept(Ahead *ahead, std::vector<Kept> &kept) const
+    {
+        if (!ahead || !ahead->whole || view.isDamaged())
+            return false;
+        kept.reserve(ahead->entryCount);
+        for (std::size_t i = 0; i < ahead->entryCount; ++i)
+            kept.push_back({VXValue(std::move(ahead->entries[i])), ahead->items[i]});
+        return true;
+    }
+
+    // The entries of the children of `kept` (the tables under `tableKey`), made with a second
+    // thread when there are at least `readAheadFrom` of them; none otherwise.
+    template <class Kept, class ChildrenOf>
+    ViewReadAhead readAhead(const std::vector<Kept> &kept, int, ChildrenOf, double timestamp,
+                            double otherTimestamp) const
+    {
+        using Run = ViewReadAhead::Run;
+        ViewReadAhead ahead;
+        if (kept.empty() || readAheadFrom == std::numeric_limits<std::size_t>::max())
+            return ahead;
+        auto work = std::make_unique<ViewReadAhead::Work>();
+        // The tables, read as the walk reads them (VXItemsOf), up to the first damage.
+        work->views[0] = view.quietSibling();
+        VXBinaryPropertyListView &lister = *work->views[0];
+        work->tables.reserve(kept.size());
+        work->starts.reserve(kept.size() + 1);
+        std::size_t total = 0;
+        for (const Kept &parent : kept) {
+            Container table = lister.container(lister.valueForKey(parent.item, *tableKey));
+            if (lister.isDamaged())
+                break;
+            if (table.kind != tableKind)
+                table = Container();
+            work->starts.push_back(total);
+            work->tables.push_back(table);
+            total += std::size_t(table.count);
+        }
+        if (total < readAheadFrom || total == 0)
+            return ahead;
+        work->starts.push_back(total);
+        // Runs of an eighth of the least that is read ahead, and at most 512 items.
+        work->runSize = std::clamp<std::size_t>(readAheadFrom / 8, 1, 512);
+        work->setRunCount((total + work->runSize - 1) / work->runSize);
+        work->runs = std::make_unique<Run[]>(work->runCount);
+        work->views[1] = view.quietSibling();
+
+        // Takes runs until there are none left or its view met damage.
+        const auto make = [work = work.get(), timestamp, otherTimestamp, only = onlyWithEvents, key = tableKey,
+                           kind = tableKind](int side) {
+            VXBinaryPropertyListView &reader = *work->views[side];
+            ViewSource maker {reader, only, std::numeric_limits<std::size_t>::max(), key, kind, {}};
+            const std::vector<std::size_t> &starts = work->starts;
+            while (!reader.isDamaged()) {
+                const std::optional<std::size_t> r = work->nextRun(side);
+                if (!r)
+                    break;
+                Run &run = work->runs[*r];
+                const std::size_t from = *r * work->runSize;
+                const std::size_t to = std::min(from + work->runSize, starts.back());
+                run.flags.assign(to - from, 0);
+                std::size_t p = std::size_t(std::upper_bound(starts.begin(), starts.end(), from) - starts.begin()) - 1;
+                for (std::size_t i = from; i < to; ++i) {
+                    while (i >= starts[p + 1])
+                        ++p;
+                    const Container &table = work->tables[p];
+                    const std::size_t at = i - starts[p];
+                    const Item child
+                        = table.kind == Kind::Dictionary ? reader.valueAt(table, at) : reader.itemAt(table, at);
+                    bool hasEvents = false;
+                    VXDictionaryRef entry = maker.entry(child, timestamp, otherTimestamp, &hasEvents, nullptr, 0);
+                    if (reader.isDamaged())
+                        break;
+                    std::uint8_t flag = ViewReadAhead::Made;
+                    if (hasEvents)
+                        flag |= ViewReadAhead::HasEvents;
+                    if (entry) {
+                        flag |= ViewReadAhead::HasEntry;
+                        run.entries.push_back(std::move(entry));
+                        run.items.push_back(child);
+                    }
+                    run.flags[i - from] = flag;
+                }
+                run.done.store(true, std::memory_order_release);
+            }
+        };
+        try {
+            work->other = std::thread(make, 1);
+        } catch (const std::system_error &) {
+            // No second thread: this one makes them all.
+        }
+        make(0);
+
+        // The runs the other thread has not finished are left to the walk.
+        ahead.flags.assign(total, 0);
+        for (std::size_t r = 0; r < work->runCount; ++r) {
+            Run &run = work->runs[r];
+            if (!run.done.load(std::memory_order_acquire))
+                continue;
+            std::copy(run.flags.begin(), run.flags.end(), ahead.flags.begin() + std::ptrdiff_t(r * work->runSize));
+            ahead.entries.insert(ahead.entries.end(), std::make_move_iterator(run.entries.begin()),
+                                 std::make_move_iterator(run.entries.end()));
+            ahead.items.insert(ahead.items.end(), run.items.begin(), run.items.end());
+        }
+        ahead.children.resize(work->tables.size());
+        std::size_t entry = 0;
+        for (std::size_t p = 0; p < work->tables.size(); ++p) {
+            ViewReadAhead::Children &children = ahead.children[p];
+            children.flags = ahead.flags.data() + work->starts[p];
+            children.entries = ahead.entries.data() + entry;
+            children.items = ahead.items.data() + entry;
+            children.count = work->starts[p + 1] - work->starts[p];
+            children.whole = true;
+            for (std::size_t i = 0; i < children.count; ++i) {
+                children.whole = children.whole && (children.flags[i] & ViewReadAhead::Made);
+                children.entryCount += (children.flags[i] & ViewReadAhead::HasEntry) ? 1 : 0;
+            }
+            entry += children.entryCount;
+        }
+        ahead.work = std::move(work);
+        return ahead;
+    }
+
     VXBinaryPropertyListView &view;
     bool onlyWithEvents;
+    std::size_t readAheadFrom;
+    // The table of children each level's items hold.
+    const QString *tableKey = nullptr;
+    Kind tableKind = Kind::None;
     std::unordered_map<std::uint64_t, VXValue> texts;
 };
 
@@ -430,16 +690,23 @@ VXComparisonResult VXSortReportSnapshotItems(const VXValue &a, const VXValue &b)
 }
 
 bool collectEventTimesBetweenTimestamp(VXBinaryPropertyListView &view, double timestamp, double otherTimestamp,
-                                       const VXReportContentSettings &settings, const Visit &visit)
+                                       const VXReportContentSettings &settings, const Visit &visit,
+                                       std::size_t readAheadFrom)
 {
-    ViewSource source {view, settings.liveReportContent == kContentItemsWithEvents, {}};
+    ViewSource source {view, settings.liveReportContent == kContentItemsWithEvents, readAheadFrom, nullptr, {}, {}};
     const Collector<ViewSource> collector {source, timestamp, otherTimestamp, settings, visit};
-    if (settings.applications)
+    if (settings.applications) {
+        source.tableKey = &VXWindowsByNameKey;
+        source.tableKind = VXBinaryPropertyListView::Kind::Dictionary;
         collector.collect(VXItemsOf(view, view.root(), VXApplicationsKey, VXBinaryPropertyListView::Kind::Dictionary),
                           0, 1, windowsOf);
-    if (settings.pools)
+    }
+    if (settings.pools) {
+        source.tableKey = &VXChildrenKey;
+        source.tableKind = VXBinaryPropertyListView::Kind::Array;
         collector.collect(VXItemsOf(view, view.root(), VXPoolsKey, VXBinaryPropertyListView::Kind::Array), 0, 2,
                           childrenOf);
+    }
     return !view.isDamaged();
 }
 

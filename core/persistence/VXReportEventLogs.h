@@ -105,9 +105,15 @@ void collectEventLogsClippedBetweenTimestamp(const VXDictionary &configuration, 
 // clipped logs nor the items themselves ("Source"). Each log's walk
 // starts where the range does, found by halving: logs are in time order, as the tracker writes
 // them. False when the record turned out damaged (the entries handed out are then not whole).
+// The items below a level (the windows of the applications kept) are read ahead with a second
+// thread when there are at least `readAheadFrom` of them (never with the largest size_t), in runs
+// of an eighth of that (1 to 512 items); the entries, their order and the damage met are the same
+// either way.
+inline constexpr std::size_t VXReadAheadFrom = 4096;
 bool collectEventTimesBetweenTimestamp(VXBinaryPropertyListView &view, double timestamp, double otherTimestamp,
                                        const VXReportContentSettings &settings,
-                                       const std::function<void(const VXDictionaryRef &entry, int depth)> &visit);
+                                       const std::function<void(const VXDictionaryRef &entry, int depth)> &visit,
+                                       std::size_t readAheadFrom = VXReadAheadFrom);
 
 // An item of a record read in place without its logs and the tables below it (a pool made of
 // its members keeps them, since they make its name): what its name, type and path are read

@@ -90,6 +90,7 @@ public:
 
     // Reading object by object, for a view: the same checks, met as the objects are.
     void becomeView() { m_view = true; }
+    void becomeQuiet() { m_quiet = true; }
     bool failed() const { return m_failed; }
     std::uint64_t topObject() const { return m_topObject; }
     unsigned referenceWidth() const { return m_refWidth; }
@@ -220,7 +221,7 @@ private:
     }
     bool refuse(const char *reason)
     {
-        if (!m_failed)
+        if (!m_failed && !m_quiet)
             qCWarning(lcPlist, "cannot read binary property list: %s", reason);
         m_failed = true;
         return false;
@@ -761,6 +762,7 @@ private:
     const std::uint8_t *m_bytes;
     std::size_t m_size;
     bool m_view = false;
+    bool m_quiet = false;
     std::unordered_map<std::uint64_t, std::uint32_t> m_viewState;
     const QSet<QString> *m_skippedKeys = nullptr;   // left out of dictionaries (a view's reading)
     std::uint64_t m_topObject = 0;
@@ -853,10 +855,20 @@ struct VXBinaryPropertyListView::Impl : Reader {
     }
 };
 
-VXBinaryPropertyListView::VXBinaryPropertyListView(const QByteArray &data) : m_reader(std::make_unique<Impl>(data))
+VXBinaryPropertyListView::VXBinaryPropertyListView(const QByteArray &data) : VXBinaryPropertyListView(data, false) { }
+
+VXBinaryPropertyListView::VXBinaryPropertyListView(const QByteArray &data, bool quiet) :
+    m_data(data), m_reader(std::make_unique<Impl>(data))
 {
     m_reader->becomeView();
+    if (quiet)
+        m_reader->becomeQuiet();
     m_reader->open();
+}
+
+std::unique_ptr<VXBinaryPropertyListView> VXBinaryPropertyListView::quietSibling() const
+{
+    return std::unique_ptr<VXBinaryPropertyListView>(new VXBinaryPropertyListView(m_data, true));
 }
 
 VXBinaryPropertyListView::~VXBinaryPropertyListView() = default;

@@ -63,6 +63,11 @@ public:
 
     // Refers to `data`, which must outlive the view.
     explicit VXBinaryPropertyListView(const QByteArray &data);
+    // Another view over the same data, sharing no state with this one: a view is read by one
+    // thread at a time, and the data by any number of views. Damage it meets makes it damaged
+    // but is not logged, so that the view it was made from, reading the same part, reports it
+    // once, as it would have on its own.
+    std::unique_ptr<VXBinaryPropertyListView> quietSibling() const;
     ~VXBinaryPropertyListView();
     VXBinaryPropertyListView(const VXBinaryPropertyListView &) = delete;
     VXBinaryPropertyListView &operator=(const VXBinaryPropertyListView &) = delete;
@@ -106,9 +111,11 @@ public:
 
 private:
     struct Impl;
+    VXBinaryPropertyListView(const QByteArray &data, bool quiet);
     Object childAt(const Container &container, std::uint64_t reference);
     void findKeys(const Container &dictionary, const QStringView *keys, std::size_t count, Object *values,
                   bool remembered);
 
+    const QByteArray &m_data;
     std::unique_ptr<Impl> m_reader;
 };

@@ -13,15 +13,20 @@
 #include "VXJournal.h"
 #include "VXPropertyListSerialization.h"
 #include "VXRecordReading.h"
+#include "VXReportEventLogs.h"
 #include "VXSeededRandom.h"
 #include "VXSettingsTestSupport.h"
 #include "VXVirtualScheduler.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTextStream>
 
 #include <gtest/gtest.h>
+
+#include <limits>
+#include <mutex>
 
 namespace {
 
@@ -151,6 +156,42 @@ VXExportSettings exportSettings(int variant)
     settings.columnSeparator = VXColumnSeparatorForValue(variant % 3);
     settings.rowSeparator = VXRowSeparatorForValue(variant % 3);
     return settings;
+}
+
+// What a walk over a record read in place hands out: each entry with its depth, and whether the
+// record read whole.
+struct Walk {
+    std::vector<std::pair<VXValue, int>> entries;
+    bool whole = false;
+};
+
+// Reading ahead never (the largest size), or for every level with children (0).
+constexpr std::size_t kNeverAhead = std::numeric_limits<std::size_t>::max();
+constexpr std::size_t kAlwaysAhead = 0;
+
+Walk walkInPlace(VXBinaryPropertyListView &view, double begin, double end, std::int64_t content, int sortColumn,
+                 std::size_t readAheadFrom)
+{
+    VXReportContentSettings settings;
+    settings.liveReportContent = content;
+    settings.sortColumn = sortColumn;
+    Walk walk;
+    walk.whole = collectEventTimesBetweenTimestamp(
+        view, begin, end, settings,
+        [&walk](const VXDictionaryRef &entry, int depth) { walk.entries.emplace_back(VXValue(entry), depth); },
+        readAheadFrom);
+    return walk;
+}
+
+// The record reader's warnings, from whichever thread logs them.
+std::mutex s_warningsMutex;
+QStringList s_warnings;
+void collectWarnings(QtMsgType, const QMessageLogContext &context, const QString &message)
+{
+    if (context.category && QByteArrayView(context.category) == QByteArrayView("wendle.plist")) {
+        const std::lock_guard<std::mutex> lock(s_warningsMutex);
+        s_warnings << message;
+    }
 }
 
 }   // namespace
@@ -373,6 +414,190 @@ TEST(VXInPlaceRecord, TheCommandsReadInPlaceAndRefuseADamagedRecord)
         EXPECT_TRUE(err.contains(QStringLiteral("damaged"))) << err.toStdString();
     }
     EXPECT_FALSE(QFile::exists(csv));
+}
+
+TEST(VXInPlaceRecord, AWalkReadingAheadOnTwoThreadsHandsOutTheSameEntries)
+{
+    VXEnsureCoreApplication();
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("Default.plist"));
+    int compared = 0;
+    for (std::uint64_t seed = 1; seed <= 40; ++seed) {
+        SCOPED_TRACE(seed);
+        ASSERT_TRUE(writeToBinaryFile(VXValue(randomRecord(seed)), path, true));
+        const std::unique_ptr<VXMappedRecord> record = VXMappedRecord::open(path);
+        ASSERT_TRUE(record);
+        for (const Range &range : kRanges) {
+            SCOPED_TRACE(range.what);
+            for (const std::int64_t content : {1, 2}) {
+                for (int sortColumn = 0; sortColumn < 3; ++sortColumn) {
+                    const Walk alone
+                        = walkInPlace(record->view(), range.begin, range.end, content, sortColumn, kNeverAhead);
+                    const Walk ahead
+                        = walkInPlace(record->view(), range.begin, range.end, content, sortColumn, kAlwaysAhead);
+                    ASSERT_TRUE(alone.whole);
+                    ASSERT_TRUE(ahead.whole);
+                    ASSERT_EQ(alone.entries.size(), ahead.entries.size());
+                    for (std::size_t i = 0; i < alone.entries.size(); ++i) {
+                        SCOPED_TRACE(i);
+                        EXPECT_EQ(alone.entries[i].second, ahead.entries[i].second);
+                        EXPECT_TRUE(alone.entries[i].first == ahead.entries[i].first)
+                            << alone.entries[i].first.dictionary()->value(VXNameKey).toString().toStdString();
+                    }
+                    compared += int(alone.entries.size());
+                }
+            }
+        }
+    }
+    // Windows and members' entries too, not only the top level's.
+    EXPECT_GT(compared, 40 * 6 * 6 * 5);
+}
+
+TEST(VXInPlaceRecord, DamageMetReadingAheadIsAnsweredAsWithoutIt)
+{
+    // One application with many windows, each open in the range: reading ahead (in runs of one
+    // window), the calling thread makes the entries from the first window on and the other thread
+    // from the last one back, so that the first window is the calling thread's and the last one,
+    // unless the other thread starts very late, the other's. One window's open log is the record's
+    // only array of six numbers; its offset is made to point past the objects.
+    VXEnsureCoreApplication();
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("Default.plist"));
+    const auto logOf = [](int periods, double start) {
+        VXArrayRef log = VXMakeArray();
+        for (int p = 0; p < periods; ++p) {
+            log->append(start + p * 7200.0);
+            log->append(-(start + p * 7200.0 + 3600.0));
+        }
+        return log;
+    };
+    struct Case {
+        const char *what;
+        int damagedWindow;
+    };
+    // Before the other thread's runs meet the calling thread's, the other thread has made entries
+    // of windows after the damage: the walk must not hand them out.
+    constexpr int kWindows = 20000;
+    const Case cases[] = {{"where the calling thread begins", 0},
+                          {"where the other thread begins", kWindows - 1},
+                          {"before the middle", kWindows * 2 / 5}};
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        VXDictionaryRef application = VXMakeDictionary();
+        application->insert(VXNameKey, QStringLiteral("Editor"));
+        application->insert(VXActiveLogKey, logOf(2, kFirst));
+        VXDictionaryRef windows = VXMakeDictionary();
+        for (int w = 0; w < kWindows; ++w) {
+            VXDictionaryRef window = VXMakeDictionary();
+            window->insert(VXNameKey, QStringLiteral("window %1").arg(w));
+            window->insert(VXPathKey, VXWindowPathMarker);
+            window->insert(VXActiveLogKey, logOf(w == c.damagedWindow ? 3 : 2, kFirst + w * 20.0));
+            windows->insert(QStringLiteral("window %1").arg(w, 4, 10, QLatin1Char('0')), window);
+        }
+        application->insert(VXWindowsByNameKey, windows);
+        VXDictionaryRef applications = VXMakeDictionary();
+        applications->insert(QStringLiteral("org.example.editor"), application);
+        VXDictionaryRef configuration = VXMakeDictionary();
+        configuration->insert(VXFirstTimestampKey, kFirst);
+        configuration->insert(VXLastTimestampKey, kLast);
+        configuration->insert(VXApplicationsKey, applications);
+        ASSERT_TRUE(writeToBinaryFile(VXValue(configuration), path, true));
+
+        // Undamaged, both walks hand out every window.
+        {
+            const std::unique_ptr<VXMappedRecord> record = VXMappedRecord::open(path);
+            ASSERT_TRUE(record);
+            const Walk walk = walkInPlace(record->view(), kFirst, kLast, 2, 0, kAlwaysAhead);
+            ASSERT_TRUE(walk.whole);
+            ASSERT_EQ(walk.entries.size(), std::size_t(kWindows) + 1);
+        }
+
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+        QByteArray bytes = file.readAll();
+        const auto trailer = [&](int at) {
+            quint64 value = 0;
+            for (int i = 0; i < 8; ++i)
+                value = (value << 8) | static_cast<quint8>(bytes[bytes.size() - 32 + at + i]);
+            return static_cast<qsizetype>(value);
+        };
+        const qsizetype offsetWidth = static_cast<quint8>(bytes[bytes.size() - 32 + 6]);
+        int damaged = 0;
+        for (qsizetype i = 0; i < trailer(8); ++i) {
+            const qsizetype entry = trailer(24) + i * offsetWidth;
+            quint64 offset = 0;
+            for (qsizetype b = 0; b < offsetWidth; ++b)
+                offset = (offset << 8) | static_cast<quint8>(bytes[entry + b]);
+            if (static_cast<quint8>(bytes[qsizetype(offset)]) == 0xA6) {
+                bytes.replace(entry, offsetWidth, QByteArray(offsetWidth, '\xff'));
+                ++damaged;
+            }
+        }
+        ASSERT_EQ(damaged, 1);
+        file.seek(0);
+        file.write(bytes);
+        file.close();
+
+        // Without reading ahead, then three times with it (which thread meets what varies).
+        Walk walks[4];
+        QStringList warnings[4];
+        const std::size_t readAhead[4] = {kNeverAhead, kAlwaysAhead, kAlwaysAhead, kAlwaysAhead};
+        for (int i = 0; i < 4; ++i) {
+            // A fresh view each time: a view stays damaged once it met damage.
+            s_warnings.clear();
+            const QtMessageHandler previous = qInstallMessageHandler(collectWarnings);
+            const std::unique_ptr<VXMappedRecord> fresh = VXMappedRecord::open(path);
+            ASSERT_TRUE(fresh);
+            walks[i] = walkInPlace(fresh->view(), kFirst, kLast, 2, 0, readAhead[i]);
+            qInstallMessageHandler(previous);
+            const std::lock_guard<std::mutex> lock(s_warningsMutex);
+            warnings[i] = s_warnings;
+        }
+        // One report of the damage, the same one, and the same entries handed out before it.
+        EXPECT_FALSE(walks[0].whole);
+        ASSERT_EQ(warnings[0].size(), 1) << warnings[0].join(u'|').toStdString();
+        for (int w = 1; w < 4; ++w) {
+            SCOPED_TRACE(w);
+            EXPECT_FALSE(walks[w].whole);
+            EXPECT_EQ(warnings[0], warnings[w]) << warnings[w].join(u'|').toStdString();
+            ASSERT_EQ(walks[0].entries.size(), walks[w].entries.size());
+            for (std::size_t i = 0; i < walks[0].entries.size(); ++i) {
+                EXPECT_EQ(walks[0].entries[i].second, walks[w].entries[i].second);
+                EXPECT_TRUE(walks[0].entries[i].first == walks[w].entries[i].first);
+            }
+        }
+    }
+}
+
+TEST(VXInPlaceRecord, ALongRecordIsMappedWithTwoThreadsAndReadAsTheTree)
+{
+    // Past 32 MB a second thread maps the file's pages from its end while the opening thread maps
+    // them from its start; closing the record waits for it, even when it is still at work.
+    VXEnsureCoreApplication();
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("Default.plist"));
+    const VXDictionaryRef configuration = randomRecord(5);
+    configuration->insert(QStringLiteral("Padding"), QByteArray(40 << 20, 'x'));
+    ASSERT_TRUE(writeToBinaryFile(VXValue(configuration), path, true));
+    ASSERT_GT(QFileInfo(path).size(), qint64(40) << 20);
+    const VXDictionaryRef tree = VXReadRecordFile(path).configuration;
+    ASSERT_TRUE(tree);
+    for (int i = 0; i < 5; ++i)
+        ASSERT_TRUE(VXMappedRecord::open(path));   // closed at once
+    const std::unique_ptr<VXMappedRecord> record = VXMappedRecord::open(path);
+    ASSERT_TRUE(record);
+    const VXDictionaryRef root = record->rootWithoutItems();
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->value(QStringLiteral("Padding")).dataRef().size(), 40 << 20);
+    const QString expected = VXExportCommand::summaryTable(*tree, kFirst - 86400.0, kLast, 1);
+    EXPECT_FALSE(expected.isEmpty());
+    const std::optional<QString> inPlace
+        = VXExportCommand::summaryTable(record->view(), *root, kFirst - 86400.0, kLast, 1);
+    ASSERT_TRUE(inPlace);
+    EXPECT_EQ(expected.toStdString(), inPlace->toStdString());
 }
 
 TEST(VXInPlaceRecord, AJournalWithEntriesSendsTheCommandsToTheTree)
