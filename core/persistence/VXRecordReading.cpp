@@ -5,6 +5,7 @@
 #include "VXHeapGrowth.h"
 #include "VXJournal.h"
 #include "VXPropertyListSerialization.h"
+#include "VXTwoEndedSlices.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -16,7 +17,6 @@
 
 #include <algorithm>
 #include <future>
-#include <mutex>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -184,19 +184,14 @@ struct VXMappedRecord::Population {
     std::size_t size = 0;
     std::thread other;
 
+    VXTwoEndedSlices slices;
+
     // Maps slices from one side until none is left.
-    void run(int side)
+    void run(VXTwoEndedSlices::Side side)
     {
 #ifdef MADV_POPULATE_READ
-        for (;;) {
-            std::size_t slice = 0;
-            {
-                const std::lock_guard<std::mutex> lock(mutex);
-                if (front == back)
-                    return;
-                slice = side == 0 ? front++ : --back;
-            }
-            const std::size_t from = slice * kSlice;
+        while (const std::optional<std::size_t> slice = slices.next(side)) {
+            const std::size_t from = *slice * kSlice;
             madvise(mapped + from, std::min(kSlice, size - from), MADV_POPULATE_READ);
         }
 #else
@@ -204,17 +199,12 @@ struct VXMappedRecord::Population {
 #endif
     }
 
-    Population(uchar *at, std::size_t bytes) : mapped(at), size(bytes), back((bytes + kSlice - 1) / kSlice) { }
+    Population(uchar *at, std::size_t bytes) : mapped(at), size(bytes), slices((bytes + kSlice - 1) / kSlice) { }
     ~Population()
     {
         if (other.joinable())
             other.join();
     }
-
-private:
-    std::mutex mutex;
-    std::size_t front = 0;
-    std::size_t back = 0;
 };
 
 VXMappedRecord::VXMappedRecord() = default;
@@ -228,12 +218,12 @@ void VXMappedRecord::populate(std::size_t size)
     m_population = std::make_unique<Population>(m_mapped, size);
     if (size > 4 * Population::kSlice) {
         try {
-            m_population->other = std::thread(&Population::run, m_population.get(), 1);
+            m_population->other = std::thread(&Population::run, m_population.get(), VXTwoEndedSlices::FromTheLast);
         } catch (const std::system_error &) {
             // This thread maps it all.
         }
     }
-    m_population->run(0);
+    m_population->run(VXTwoEndedSlices::FromTheFirst);
 }
 
 VXMappedRecord::~VXMappedRecord()

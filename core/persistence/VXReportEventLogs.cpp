@@ -8,6 +8,7 @@
 #include "VXItemSorting.h"
 #include "VXListRows.h"
 #include "VXRegisteredDefaults.h"
+#include "VXTwoEndedSlices.h"
 #include "VXUserDefaults.h"
 
 #include <QSet>
@@ -16,7 +17,6 @@
 #include <atomic>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -229,32 +229,14 @@ struct ViewReadAhead {
         std::unique_ptr<Run[]> runs;
         std::size_t runCount = 0;
         std::unique_ptr<VXBinaryPropertyListView> views[2];
+        VXTwoEndedSlices slices;   // of runs: the calling thread's from the first
         std::thread other;
-
-        // The next run of a side (0 from the first, 1 from the last); none once they met.
-        std::optional<std::size_t> nextRun(int side)
-        {
-            const std::lock_guard<std::mutex> lock(mutex);
-            if (front == back)
-                return std::nullopt;
-            return side == 0 ? front++ : --back;
-        }
-        void setRunCount(std::size_t count)
-        {
-            runCount = count;
-            back = count;
-        }
 
         ~Work()
         {
             if (other.joinable())
                 other.join();
         }
-
-    private:
-        std::mutex mutex;
-        std::size_t front = 0;
-        std::size_t back = 0;
     };
 
     std::unique_ptr<Work> work;
@@ -414,7 +396,8 @@ struct ViewSource {
         work->starts.push_back(total);
         // Runs of an eighth of the least that is read ahead, and at most 512 items.
         work->runSize = std::clamp<std::size_t>(readAheadFrom / 8, 1, 512);
-        work->setRunCount((total + work->runSize - 1) / work->runSize);
+        work->runCount = (total + work->runSize - 1) / work->runSize;
+        work->slices.reset(work->runCount);
         work->runs = std::make_unique<Run[]>(work->runCount);
         work->views[1] = view.quietSibling();
 
@@ -425,7 +408,8 @@ struct ViewSource {
             ViewSource maker {reader, only, std::numeric_limits<std::size_t>::max(), key, kind, {}};
             const std::vector<std::size_t> &starts = work->starts;
             while (!reader.isDamaged()) {
-                const std::optional<std::size_t> r = work->nextRun(side);
+                const std::optional<std::size_t> r
+                    = work->slices.next(side == 0 ? VXTwoEndedSlices::FromTheFirst : VXTwoEndedSlices::FromTheLast);
                 if (!r)
                     break;
                 Run &run = work->runs[*r];
