@@ -708,6 +708,30 @@ struct VXJournal::Mark {
     std::uint8_t depth = 0;
     std::array<std::uint32_t, 3> path {};
 
+    // The place in the saved list of `savedChildren[j]`.
+    std::size_t savedPlaceOf(std::size_t j) const { return savedPlaces.empty() ? j : std::size_t(savedPlaces[j]); }
+    // Whether `savedChildren` (with its places) still describes a saved list of `count` windows.
+    bool savedChildrenFit(std::size_t count) const
+    {
+        return savedPlaces.empty() ? savedChildren.size() == count : savedPlaces.size() == savedChildren.size();
+    }
+    // Whether the window table is the saved one, only added to since (it holds the saved windows
+    // in the same places, and none of them left its address to another).
+    bool tableOnlyAddedTo(const VXDictionary *table) const
+    {
+        return table && table == savedTable.get() && table->size() >= savedTableSize
+            && table->changeCount() - savedTableChanges == std::uint32_t(table->size() - savedTableSize);
+    }
+    // The saved windows' places in the saved list by address, kept one past them so that 0 stays
+    // "none".
+    VXAddressMap savedPlacesByWindow() const
+    {
+        VXAddressMap places(savedChildren.size());
+        for (std::size_t j = 0; j < savedChildren.size(); ++j)
+            places.insert(savedChildren[j], reinterpret_cast<const void *>(savedPlaceOf(j) + 1));
+        return places;
+    }
+
     // `item` is as `base` holds it now.
     void tie(const VXDictionary &item)
     {
@@ -1169,10 +1193,7 @@ struct VXJournal::Encoder {
         const VXValue &savedList = mark.base->value(VXChildrenKey);
         if (bool(table) != savedTable.isDictionary() || bool(list) != savedList.isArray())
             return answer;
-        if (table
-            && (table != mark.savedTable.get() || savedTable.dictionary()->size() != mark.savedTableSize
-                || table->size() < mark.savedTableSize
-                || table->changeCount() - mark.savedTableChanges != std::uint32_t(table->size() - mark.savedTableSize)))
+        if (table && (savedTable.dictionary()->size() != mark.savedTableSize || !mark.tableOnlyAddedTo(table)))
             return answer;
         std::vector<const VXDictionary *> changed;
         for (const auto &[window, windowMark] : mark.windowMarks) {
@@ -1190,11 +1211,8 @@ struct VXJournal::Encoder {
         std::sort(changed.begin(), changed.end());
         if (list) {
             const std::vector<const VXDictionary *> &saved = mark.savedChildren;
-            const std::size_t savedCount = savedList.array()->size();
-            const std::vector<std::uint32_t> &placed = mark.savedPlaces;
-            if (placed.empty() ? saved.size() != savedCount : placed.size() != saved.size())
+            if (!mark.savedChildrenFit(savedList.array()->size()))
                 return answer;
-            const auto placeOf = [&](std::size_t j) { return placed.empty() ? j : std::size_t(placed[j]); };
             // A list of windows is never packed: its elements are read in place.
             if (list->isPacked() && !list->isEmpty())
                 return answer;
@@ -1220,7 +1238,7 @@ struct VXJournal::Encoder {
                     return answer;
                 if (j < saved.size() && saved[j] == window) {
                     // (A changed window at its saved place is compared with its saved self.)
-                    from[i] = std::ptrdiff_t(placeOf(j++));
+                    from[i] = std::ptrdiff_t(mark.savedPlaceOf(j++));
                     if (isChanged(window))
                         answer.list.changed.push_back(i);
                     continue;
@@ -1232,7 +1250,7 @@ struct VXJournal::Encoder {
                 while (j < saved.size() && isChanged(saved[j]))
                     ++j;
                 if (j < saved.size() && saved[j] == window) {
-                    from[i] = std::ptrdiff_t(placeOf(j++));
+                    from[i] = std::ptrdiff_t(mark.savedPlaceOf(j++));
                     continue;
                 }
                 sameOrder = false;
@@ -1240,10 +1258,7 @@ struct VXJournal::Encoder {
             }
             if (!sameOrder) {
                 answer.list.changed.clear();
-                // Positions are kept as addresses one past them, so that 0 stays "none".
-                VXAddressMap places(saved.size());
-                for (std::size_t j = 0; j < saved.size(); ++j)
-                    places.insert(saved[j], reinterpret_cast<const void *>(placeOf(j) + 1));
+                const VXAddressMap places = mark.savedPlacesByWindow();
                 for (i = 0; i < count; ++i) {
                     if (i + kPlacesAhead < count)
                         places.prefetch(windows[i + kPlacesAhead].dictionary());
@@ -1285,23 +1300,15 @@ struct VXJournal::Encoder {
         const VXArray *list = application.value(VXChildrenKey).array();
         const VXDictionary *table = application.value(VXWindowsByNameKey).dictionary();
         const VXArray *savedList = mark.base ? mark.base->value(VXChildrenKey).array() : nullptr;
-        std::vector<const VXDictionary *> &saved = mark.savedChildren;
-        std::vector<std::uint32_t> &placed = mark.savedPlaces;
-        if (!mark.asSaved || !list || !table || !savedList || saved.empty() || list->isPacked()
-            || (placed.empty() ? saved.size() != savedList->size() : placed.size() != saved.size()))
+        // (A table that lost a window since the save may have given its address to another: the
+        // save then compares the list whole in any case.)
+        if (!mark.asSaved || !list || !savedList || mark.savedChildren.empty() || list->isPacked()
+            || !mark.savedChildrenFit(savedList->size()) || !mark.tableOnlyAddedTo(table))
             return;
-        // A window taken out of the table since the save may have left its address to another
-        // (the save then compares the list whole in any case).
-        if (table != mark.savedTable.get() || table->size() < mark.savedTableSize
-            || table->changeCount() - mark.savedTableChanges != std::uint32_t(table->size() - mark.savedTableSize))
-            return;
-        // Places are kept as addresses one past them, so that 0 stays "none".
-        VXAddressMap places(saved.size());
-        for (std::size_t j = 0; j < saved.size(); ++j)
-            places.insert(saved[j], reinterpret_cast<const void *>(std::uintptr_t(placed.empty() ? j : placed[j]) + 1));
+        const VXAddressMap places = mark.savedPlacesByWindow();
         std::vector<const VXDictionary *> order;
         std::vector<std::uint32_t> orderPlaces;
-        order.reserve(std::min(list->size(), saved.size()));
+        order.reserve(std::min(list->size(), mark.savedChildren.size()));
         orderPlaces.reserve(order.capacity());
         const VXValue *windows = list->size() ? &list->objectAt(0) : nullptr;
         for (std::size_t i = 0; i < list->size(); ++i) {
@@ -1315,8 +1322,8 @@ struct VXJournal::Encoder {
                 orderPlaces.push_back(std::uint32_t(at - 1));
             }
         }
-        saved = std::move(order);
-        placed = std::move(orderPlaces);
+        mark.savedChildren = std::move(order);
+        mark.savedPlaces = std::move(orderPlaces);
     }
 
     bool inVerifiedSlice(const Mark &mark) const

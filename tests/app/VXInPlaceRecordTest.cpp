@@ -25,6 +25,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <limits>
 #include <mutex>
 
@@ -192,6 +193,39 @@ void collectWarnings(QtMsgType, const QMessageLogContext &context, const QString
         const std::lock_guard<std::mutex> lock(s_warningsMutex);
         s_warnings << message;
     }
+}
+
+// Makes every object of the binary record at `path` whose marker byte `matches` lie past the
+// objects (its offset all ones); answers how many it damaged, or -1 when the file cannot be read.
+int damageObjects(const QString &path, const std::function<bool(quint8 marker)> &matches)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite))
+        return -1;
+    QByteArray bytes = file.readAll();
+    const auto trailer = [&](int at) {
+        quint64 value = 0;
+        for (int i = 0; i < 8; ++i)
+            value = (value << 8) | static_cast<quint8>(bytes[bytes.size() - 32 + at + i]);
+        return static_cast<qsizetype>(value);
+    };
+    const qsizetype offsetWidth = static_cast<quint8>(bytes[bytes.size() - 32 + 6]);
+    const qsizetype objects = trailer(8);
+    const qsizetype table = trailer(24);
+    int damaged = 0;
+    for (qsizetype i = 0; i < objects; ++i) {
+        const qsizetype entry = table + i * offsetWidth;
+        quint64 offset = 0;
+        for (qsizetype b = 0; b < offsetWidth; ++b)
+            offset = (offset << 8) | static_cast<quint8>(bytes[entry + b]);
+        if (matches(static_cast<quint8>(bytes[qsizetype(offset)]))) {
+            bytes.replace(entry, offsetWidth, QByteArray(offsetWidth, '\xff'));
+            ++damaged;
+        }
+    }
+    file.seek(0);
+    file.write(bytes);
+    return damaged;
 }
 
 }   // namespace
@@ -377,34 +411,9 @@ TEST(VXInPlaceRecord, TheCommandsReadInPlaceAndRefuseADamagedRecord)
     EXPECT_TRUE(out.contains(VXExportCommand::summaryTable(*tree, kFirst, kLast, 1))) << out.toStdString();
 
     // Every object offset pointing past the objects: both refuse, and no file is left.
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-    QByteArray bytes = file.readAll();
-    const auto trailer = [&](int at, int width) {
-        quint64 value = 0;
-        for (int i = 0; i < width; ++i)
-            value = (value << 8) | static_cast<quint8>(bytes[bytes.size() - 32 + at + i]);
-        return value;
-    };
-    const qsizetype offsetWidth = static_cast<quint8>(bytes[bytes.size() - 32 + 6]);
-    const auto objects = static_cast<qsizetype>(trailer(8, 8));
-    const auto table = static_cast<qsizetype>(trailer(24, 8));
     // Every array (the event logs, the lists of windows and members) made to lie past the objects:
     // the root's own entries stay readable, so that the walk below it meets the damage.
-    int damaged = 0;
-    for (qsizetype i = 0; i < objects; ++i) {
-        quint64 offset = 0;
-        for (qsizetype b = 0; b < offsetWidth; ++b)
-            offset = (offset << 8) | static_cast<quint8>(bytes[table + i * offsetWidth + b]);
-        if ((static_cast<quint8>(bytes[qsizetype(offset)]) >> 4) == 0xA) {
-            bytes.replace(table + i * offsetWidth, offsetWidth, QByteArray(offsetWidth, '\xff'));
-            ++damaged;
-        }
-    }
-    ASSERT_GT(damaged, 0);
-    file.seek(0);
-    file.write(bytes);
-    file.close();
+    ASSERT_GT(damageObjects(path, [](quint8 marker) { return (marker >> 4) == 0xA; }), 0);
     for (const bool summary : {false, true}) {
         SCOPED_TRACE(summary ? "summary" : "export");
         out.clear();
@@ -514,31 +523,8 @@ TEST(VXInPlaceRecord, DamageMetReadingAheadIsAnsweredAsWithoutIt)
             ASSERT_EQ(walk.entries.size(), std::size_t(kWindows) + 1);
         }
 
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-        QByteArray bytes = file.readAll();
-        const auto trailer = [&](int at) {
-            quint64 value = 0;
-            for (int i = 0; i < 8; ++i)
-                value = (value << 8) | static_cast<quint8>(bytes[bytes.size() - 32 + at + i]);
-            return static_cast<qsizetype>(value);
-        };
-        const qsizetype offsetWidth = static_cast<quint8>(bytes[bytes.size() - 32 + 6]);
-        int damaged = 0;
-        for (qsizetype i = 0; i < trailer(8); ++i) {
-            const qsizetype entry = trailer(24) + i * offsetWidth;
-            quint64 offset = 0;
-            for (qsizetype b = 0; b < offsetWidth; ++b)
-                offset = (offset << 8) | static_cast<quint8>(bytes[entry + b]);
-            if (static_cast<quint8>(bytes[qsizetype(offset)]) == 0xA6) {
-                bytes.replace(entry, offsetWidth, QByteArray(offsetWidth, '\xff'));
-                ++damaged;
-            }
-        }
-        ASSERT_EQ(damaged, 1);
-        file.seek(0);
-        file.write(bytes);
-        file.close();
+        // (The only array of six numbers.)
+        ASSERT_EQ(damageObjects(path, [](quint8 marker) { return marker == 0xA6; }), 1);
 
         // Without reading ahead, then three times with it (which thread meets what varies).
         Walk walks[4];
